@@ -1,0 +1,37 @@
+# What every target of the project is compiled with. Usage: v2x_options(target)
+set(V2X_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them; empty for none")
+option(V2X_FUZZ "Build the fuzz targets for libFuzzer (clang only)" OFF)
+
+find_program(V2X_CCACHE ccache)
+if(V2X_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${V2X_CCACHE})
+endif()
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_FLAGS_RELEASE "-O2 -g1")
+set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O1 -g")
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+
+add_library(v2x_flags INTERFACE)
+target_compile_options(v2x_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wformat=2 -Werror
+  -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
+if(V2X_SANITIZE)
+  target_compile_options(v2x_flags INTERFACE
+    -fsanitize=${V2X_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(v2x_flags INTERFACE -fsanitize=${V2X_SANITIZE})
+  if(V2X_FUZZ)
+    target_compile_options(v2x_flags INTERFACE -fsanitize=fuzzer-no-link)
+  endif()
+else()
+  target_compile_options(v2x_flags INTERFACE
+    -D_FORTIFY_SOURCE=3 -fstack-protector-strong -fstack-clash-protection -D_GLIBCXX_ASSERTIONS)
+  target_link_options(v2x_flags INTERFACE -pie -Wl,-z,relro,-z,now)
+endif()
+
+function(v2x_options target)
+  target_link_libraries(${target} PRIVATE v2x_flags)
+endfunction()

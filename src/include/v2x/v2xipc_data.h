@@ -1,0 +1,110 @@
+// Wire records between the daemon and the stack application: packed, little-endian, copied byte for byte.
+//
+// A record's variable part follows its fixed part directly; sizeof is the fixed part. Read and write fields through
+// copies (memcpy): no pointer or reference into a packed field is kept.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the wire records are copied as they lie in memory");
+
+#pragma pack(push, 1)
+
+// IPC frame header; the payload m_pack follows: m_packLen bytes.
+struct v2xipc_dataHead_t {
+    uint8_t m_headFlag[2]; // 0xA5 0x5A
+    uint8_t m_inc;         // 4 in every frame that the daemon sends
+    uint8_t m_direction;   // 0 in every frame that the daemon sends
+    uint64_t m_sendTime64; // microseconds since 1970-01-01 UTC
+    uint16_t m_cmdType;    // V2XIPC_CMD_...
+    uint16_t m_packLen;    // payload bytes after the header
+    uint8_t m_checkSum;    // 0: neither computed nor verified
+};
+
+// RSU data block, the payload of a frame; m_data follows: m_dataLen bytes.
+struct v2xipc_rsuData_t {
+    int32_t m_dataType; // V2XIPC_DATA_...
+    int32_t m_dataNo;   // 24 with a SPAT record; 1 in a request; the number of items in a reply
+    uint16_t m_dataLen; // bytes that follow
+    uint8_t m_checkSum; // 0: neither computed nor verified
+};
+
+// IPC SPAT record: one reading of an intersection. m_phaseNum entries v2xipc_phase_t follow, one directly after
+// another.
+struct v2xipc_phases_t {
+    uint32_t m_intersectionId; // region << 16 | node
+    uint16_t m_status;         // IntersectionStatusObject bits
+    uint32_t m_moy;            // minute of the year, local time
+    uint16_t m_secMark;        // millisecond of that minute, 0 to 59999
+    int8_t m_phaseNum;         // 0 to 127; as the source reports it
+};
+
+// Phase entry; m_phaseState follows: m_phaseStateNum entries v2xipc_pahseState_t.
+struct v2xipc_phase_t {
+    uint8_t m_phaseId;
+    uint8_t m_phaseStateNum;
+};
+
+// Phase state. Times in 0.1 s; an optional field of all ones is absent.
+struct v2xipc_pahseState_t {
+    int8_t m_stateMode;   // 1 = counting-down timing
+    uint8_t m_lightState; // V2XIPC_LIGHT_...
+    uint16_t m_startTime; // until the state begins; 0 = current
+    uint16_t m_endTime;   // until the state most likely ends; V2XIPC_TIME_UNKNOWN = unknown
+    int16_t m_opt_maxendTime;
+    int16_t m_opt_minendTime;
+    int16_t m_opt_nextStartTime;
+    int16_t m_opt_nextDuration;
+    int8_t m_opt_timeConfidence;
+};
+
+#pragma pack(pop)
+
+inline constexpr uint8_t V2XIPC_HEAD_FLAG[2] = {0xA5, 0x5A};
+inline constexpr uint8_t V2XIPC_INC = 4;
+
+inline constexpr uint16_t V2XIPC_CMD_TO_STACK = 20;   // daemon to stack application: SPAT record, or request for SPAT
+inline constexpr uint16_t V2XIPC_CMD_FROM_STACK = 21; // stack application to daemon: SPAT as encoded messages
+
+inline constexpr int32_t V2XIPC_DATA_SPAT_RECORD = 1;
+inline constexpr int32_t V2XIPC_DATA_SPAT_UPER = 11;
+inline constexpr int32_t V2XIPC_DATA_NO_SPAT_RECORD =
+    24; // m_dataNo beside data type 1; the stack application asks for it
+
+inline constexpr int32_t V2XIPC_RECORD_SIZE = 5120; // every buffer that holds a v2xipc_phases_t with its phases
+
+// LightState of the message set (T/CSAE 53, SPAT), as m_lightState carries it.
+enum e_v2xipc_lightState : uint8_t {
+    V2XIPC_LIGHT_UNAVAILABLE = 0,
+    V2XIPC_LIGHT_DARK = 1,
+    V2XIPC_LIGHT_FLASHING_RED = 2,
+    V2XIPC_LIGHT_RED = 3,
+    V2XIPC_LIGHT_FLASHING_GREEN = 4,
+    V2XIPC_LIGHT_PERMISSIVE_GREEN = 5,
+    V2XIPC_LIGHT_PROTECTED_GREEN = 6,
+    V2XIPC_LIGHT_YELLOW = 7,
+    V2XIPC_LIGHT_FLASHING_YELLOW = 8,
+};
+
+inline constexpr int8_t V2XIPC_STATE_MODE_COUNTING = 1;
+inline constexpr uint16_t V2XIPC_TIME_UNKNOWN = 36001; // TimeMark of the message set: unknown
+inline constexpr int16_t V2XIPC_OPT_ABSENT = -1;
+inline constexpr int8_t V2XIPC_OPT_CONFIDENCE_ABSENT = -1;
+
+static_assert(sizeof(v2xipc_dataHead_t) == 17 && offsetof(v2xipc_dataHead_t, m_sendTime64) == 4 &&
+              offsetof(v2xipc_dataHead_t, m_cmdType) == 12 && offsetof(v2xipc_dataHead_t, m_packLen) == 14 &&
+              offsetof(v2xipc_dataHead_t, m_checkSum) == 16);
+static_assert(sizeof(v2xipc_rsuData_t) == 11 && offsetof(v2xipc_rsuData_t, m_dataNo) == 4 &&
+              offsetof(v2xipc_rsuData_t, m_dataLen) == 8 && offsetof(v2xipc_rsuData_t, m_checkSum) == 10);
+static_assert(sizeof(v2xipc_phases_t) == 13 && offsetof(v2xipc_phases_t, m_status) == 4 &&
+              offsetof(v2xipc_phases_t, m_moy) == 6 && offsetof(v2xipc_phases_t, m_secMark) == 10 &&
+              offsetof(v2xipc_phases_t, m_phaseNum) == 12);
+static_assert(sizeof(v2xipc_phase_t) == 2 && offsetof(v2xipc_phase_t, m_phaseStateNum) == 1);
+static_assert(sizeof(v2xipc_pahseState_t) == 15 && offsetof(v2xipc_pahseState_t, m_lightState) == 1 &&
+              offsetof(v2xipc_pahseState_t, m_startTime) == 2 && offsetof(v2xipc_pahseState_t, m_endTime) == 4 &&
+              offsetof(v2xipc_pahseState_t, m_opt_maxendTime) == 6 &&
+              offsetof(v2xipc_pahseState_t, m_opt_minendTime) == 8 &&
+              offsetof(v2xipc_pahseState_t, m_opt_nextStartTime) == 10 &&
+              offsetof(v2xipc_pahseState_t, m_opt_nextDuration) == 12 &&
+              offsetof(v2xipc_pahseState_t, m_opt_timeConfidence) == 14);
