@@ -39,7 +39,8 @@ struct v2xpub_TaskInitPara_t {
 // Starts a task on a thread of its own (stack of 512 KiB, SIGINT, SIGQUIT and SIGTERM blocked). The first run is one
 // period after the call; deadlines are absolute on the monotonic clock, so the period does not drift; a run that
 // overruns its period makes the task skip the deadlines it missed. Without the right to real-time scheduling the task
-// runs with ordinary scheduling. Returns 0; -2 for a null or unfit argument; -3 when no thread can be made.
+// runs with ordinary scheduling. The handle is stored before any routine runs. Returns 0; -2 for a null or unfit
+// argument; -3 when no thread can be made (the handle is left alone).
 int32_t v2xpub_TaskCreate(V2X_TASKHANDLE* handle, const v2xpub_TaskInitPara_t* para);
 
 // Ends the task after the run under way, waits for it and frees the handle; null is harmless. Not to be called from the
@@ -79,7 +80,8 @@ struct v2xpub_UdpSocketStats_t {
     uint64_t sendErrors;
 };
 
-// Opens and binds a socket. rcvBufBytes asks for that receive buffer (0 = 4 MiB); what the kernel gives is logged.
+// Opens and binds a socket. rcvBufBytes asks for that receive buffer (0 = 4 MiB for a server, the kernel's own size for
+// a client); a smaller one than asked is logged. The handle is stored before the callback can run for the first time.
 // Returns 0; -2 for a null or unfit argument (no port to listen on, not an address, neither enabled); -3 when the
 // socket cannot be opened or bound. One error line names socket, address, port and reason; the handle is left alone.
 int32_t v2xpub_UdpSocketInit(V2X_UDPSOCKHANDLE* handle, const v2xpub_SocketInitPara_t* para, int32_t rcvBufBytes);

@@ -1,0 +1,163 @@
+// Opening, closing and counters of UDP sockets.
+#include "v2xpub_udp.h"
+
+#include <arpa/inet.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "v2x/v2xlog.h"
+#include "v2xpub_thread.h"
+
+namespace {
+
+constexpr int32_t SERVER_RECEIVE_BUFFER = 4 * 1024 * 1024;
+
+v2xlog_tag_t g_log{"UDPA"};
+
+// Where and how a socket is opened, taken out of the caller's parameters.
+struct Endpoint {
+    std::string ip;
+    in_addr address{};
+    uint16_t port = 0;
+    bool isServer = false;
+    int32_t receiveBuffer = 0; // 0 = the kernel's own size
+};
+
+void LogFailure(const v2xpub_udpSocket& socket, const Endpoint& endpoint, const char* reason) {
+    V2XLOG(g_log, V2XLOG_ERROR, "socket %s at %s:%u: %s", socket.name.c_str(), endpoint.ip.c_str(),
+           unsigned{endpoint.port}, reason);
+}
+
+Endpoint EndpointOf(const v2xpub_SocketInitPara_t& para, int32_t rcvBufBytes) {
+    Endpoint endpoint;
+    endpoint.ip = v2xpub_FieldText(para.m_localIP);
+    endpoint.isServer = para.m_svrEnable != 0;
+    endpoint.port = endpoint.isServer ? para.m_svrPort : para.m_cliPort;
+    const bool useDefault = rcvBufBytes == 0 && endpoint.isServer;
+    endpoint.receiveBuffer = useDefault ? SERVER_RECEIVE_BUFFER : rcvBufBytes;
+    return endpoint;
+}
+
+// What makes the parameters unfit, or null; resolves the address.
+const char* FaultOf(const v2xpub_SocketInitPara_t& para, Endpoint& endpoint) {
+    if (para.m_svrEnable == 0 && para.m_cliEnable == 0) {
+        return "neither server nor client";
+    }
+    if (endpoint.isServer && endpoint.port == 0) {
+        return "no port to receive on (m_svrPort is 0)";
+    }
+    if (endpoint.receiveBuffer < 0) {
+        return "negative receive buffer";
+    }
+    if (inet_pton(AF_INET, endpoint.ip.c_str(), &endpoint.address) != 1) {
+        return "not a dotted IPv4 address";
+    }
+    return nullptr;
+}
+
+// The kernel doubles what is asked, for its own records, and reads back the double.
+int32_t ReceiveBufferOf(int fd) {
+    int bytes = 0;
+    socklen_t size = sizeof bytes;
+    getsockopt(fd, SOL_SOCKET, SO_RCVBUF, &bytes, &size);
+    return bytes / 2;
+}
+
+void SetReceiveBuffer(const v2xpub_udpSocket& socket, int32_t asked) {
+    // The second one goes beyond net.core.rmem_max, with CAP_NET_ADMIN only.
+    for (const int option : {SO_RCVBUF, SO_RCVBUFFORCE}) {
+        setsockopt(socket.fd, SOL_SOCKET, option, &asked, sizeof asked);
+        if (ReceiveBufferOf(socket.fd) >= asked) {
+            return;
+        }
+    }
+    V2XLOG(g_log, V2XLOG_INFO, "socket %s: receive buffer of %d bytes, %d asked (net.core.rmem_max)",
+           socket.name.c_str(), ReceiveBufferOf(socket.fd), asked);
+}
+
+// Returns 0 or the error number.
+int OpenAndBind(v2xpub_udpSocket& socket, const Endpoint& endpoint) {
+    socket.fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (socket.fd < 0) {
+        return errno;
+    }
+    const int on = 1;
+    setsockopt(socket.fd, SOL_SOCKET, SO_RXQ_OVFL, &on, sizeof on);
+    if (endpoint.receiveBuffer > 0) {
+        SetReceiveBuffer(socket, endpoint.receiveBuffer);
+    }
+    sockaddr_in local{};
+    local.sin_family = AF_INET;
+    local.sin_addr = endpoint.address;
+    local.sin_port = htons(endpoint.port);
+    return bind(socket.fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0 ? 0 : errno;
+}
+
+// Returns 0 or the error number.
+int StartReceiving(v2xpub_udpSocket& socket, v2xpub_msgFunc callback) {
+    socket.callback = callback;
+    socket.buffer = std::make_unique_for_overwrite<uint8_t[]>(V2XPUB_RECEIVE_BUFFER);
+    return v2xpub_StartThread(&socket.thread, socket.name.c_str(), v2xpub_scheduling{}, v2xpub_UdpReceiveThread,
+                              &socket);
+}
+
+} // namespace
+
+int32_t v2xpub_UdpSocketInit(V2X_UDPSOCKHANDLE* handle, const v2xpub_SocketInitPara_t* para, int32_t rcvBufBytes) {
+    if (handle == nullptr || para == nullptr) {
+        return -2;
+    }
+    auto socket = std::make_unique<v2xpub_udpSocket>();
+    socket->name = v2xpub_FieldText(para->m_sockName);
+    Endpoint endpoint = EndpointOf(*para, rcvBufBytes);
+    if (const char* fault = FaultOf(*para, endpoint); fault != nullptr) {
+        LogFailure(*socket, endpoint, fault);
+        return -2;
+    }
+    // The callback may look at the caller's handle as soon as the thread runs.
+    const V2X_UDPSOCKHANDLE before = *handle;
+    int error = OpenAndBind(*socket, endpoint);
+    if (error == 0) {
+        *handle = socket.get();
+        if (endpoint.isServer && para->f_msgFunc != nullptr) {
+            error = StartReceiving(*socket, para->f_msgFunc);
+        }
+    }
+    if (error != 0) {
+        *handle = before;
+        LogFailure(*socket, endpoint, std::strerror(error));
+        return -3;
+    }
+    static_cast<void>(socket.release()); // v2xpub_UdpSocketExit frees it
+    return 0;
+}
+
+int32_t v2xpub_UdpSocketExit(V2X_UDPSOCKHANDLE handle) {
+    if (handle == nullptr) {
+        return 0;
+    }
+    if (handle->buffer != nullptr) {
+        handle->stop.store(true, std::memory_order_release);
+        // Linux wakes the receiver of an unconnected socket too, although it calls it not connected.
+        shutdown(handle->fd, SHUT_RD);
+        if (pthread_join(handle->thread, nullptr) != 0) {
+            return -2; // called from the callback, whose thread still needs the socket: it ends and is not freed
+        }
+    }
+    delete handle;
+    return 0;
+}
+
+int32_t v2xpub_UdpSocketGetStats(V2X_UDPSOCKHANDLE handle, v2xpub_UdpSocketStats_t* stats) {
+    if (handle == nullptr || stats == nullptr) {
+        return -2;
+    }
+    stats->received = handle->received.load(std::memory_order_relaxed);
+    stats->tooLong = handle->tooLong.load(std::memory_order_relaxed);
+    stats->kernelDrops = handle->kernelDrops.load(std::memory_order_relaxed);
+    stats->sent = handle->sent.load(std::memory_order_relaxed);
+    stats->sendErrors = handle->sendErrors.load(std::memory_order_relaxed);
+    return 0;
+}

@@ -1,0 +1,168 @@
+// Receiving on UDP sockets: the receive thread of a server, and the waiting call of a client.
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <cinttypes>
+#include <cstring>
+#include <ctime>
+
+#include "v2x/v2xlog.h"
+#include "v2xpub_thread.h"
+#include "v2xpub_udp.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+v2xlog_tag_t g_log{"UDPA"};
+
+constexpr int64_t NANOSECONDS = 1'000'000'000;
+constexpr timespec ERROR_PAUSE{0, 100'000'000};
+// Too long datagrams that one call throws away after its time has come, so that a flood of them cannot hold it.
+constexpr int32_t LATE_DROPS_MAX = 1024;
+
+// Where a datagram is stored.
+struct Target {
+    uint8_t* data;
+    size_t size;
+    sockaddr_in* sender; // may be null
+};
+
+void CountKernelDrops(v2xpub_udpSocket& socket, uint32_t total) {
+    // The kernel's counter wraps; another receiving thread may have seen a newer value already.
+    uint32_t seen = socket.kernelDropsSeen.load(std::memory_order_relaxed);
+    while (static_cast<int32_t>(total - seen) > 0) {
+        if (socket.kernelDropsSeen.compare_exchange_weak(seen, total, std::memory_order_relaxed)) {
+            const uint64_t fresh = total - seen;
+            const uint64_t count = socket.kernelDrops.fetch_add(fresh, std::memory_order_relaxed) + fresh;
+            if (socket.kernelDropsLog.Pass()) {
+                V2XLOG(g_log, V2XLOG_WARN,
+                       "socket %s: receive buffer full, the kernel dropped %" PRIu64 " datagrams since it was opened",
+                       socket.name.c_str(), count);
+            }
+            return;
+        }
+    }
+}
+
+// Takes one datagram. Returns its length, which may be beyond the target's size, or -1 and errno.
+ssize_t Receive(v2xpub_udpSocket& socket, const Target& target, int flags) {
+    iovec part{target.data, target.size};
+    alignas(cmsghdr) uint8_t control[CMSG_SPACE(sizeof(uint32_t))];
+    msghdr message{};
+    message.msg_name = target.sender;
+    message.msg_namelen = target.sender != nullptr ? sizeof *target.sender : 0;
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    const ssize_t length = recvmsg(socket.fd, &message, flags | MSG_TRUNC);
+    const cmsghdr* header = length >= 0 ? CMSG_FIRSTHDR(&message) : nullptr;
+    if (header != nullptr && header->cmsg_level == SOL_SOCKET && header->cmsg_type == SO_RXQ_OVFL) {
+        uint32_t total = 0;
+        std::memcpy(&total, CMSG_DATA(header), sizeof total);
+        CountKernelDrops(socket, total);
+    }
+    return length;
+}
+
+void DropTooLong(v2xpub_udpSocket& socket, ssize_t length, size_t limit) {
+    const uint64_t count = v2xpub_Count(socket.tooLong);
+    if (socket.tooLongLog.Pass()) {
+        V2XLOG(g_log, V2XLOG_WARN, "socket %s: dropped a datagram of %zd bytes, at most %zu taken (%" PRIu64 " so far)",
+               socket.name.c_str(), length, limit, count);
+    }
+}
+
+void LogReceiveError(v2xpub_udpSocket& socket, int error) {
+    if (socket.receiveErrorLog.Pass()) {
+        V2XLOG(g_log, V2XLOG_WARN, "socket %s: cannot receive: %s", socket.name.c_str(), std::strerror(error));
+    }
+}
+
+bool IsPassing(int error) {
+    return error == EINTR || error == EAGAIN || error == ECONNREFUSED;
+}
+
+void HandOver(v2xpub_udpSocket& socket, ssize_t length, sockaddr_in& sender) {
+    if (length > V2XPUB_DATAGRAM_MAX) {
+        DropTooLong(socket, length, V2XPUB_DATAGRAM_MAX);
+        return;
+    }
+    v2xpub_Count(socket.received);
+    v2xpub_UdpSocketDataHead_t head{static_cast<int16_t>(length), socket.buffer.get()};
+    socket.callback(&socket, &head, &sender, sizeof sender);
+}
+
+// Waits for something to read; false once the deadline has passed.
+bool WaitReadable(int fd, Clock::time_point deadline) {
+    const int64_t left = std::chrono::nanoseconds(deadline - Clock::now()).count();
+    if (left <= 0) {
+        return false;
+    }
+    pollfd entry{fd, POLLIN, 0};
+    const timespec wait{left / NANOSECONDS, left % NANOSECONDS};
+    ppoll(&entry, 1, &wait, nullptr); // whatever it says, the next attempt to receive tells
+    return true;
+}
+
+// The next datagram that fits the target, its length in `length`. Results as v2xpub_UdpSocketRecv.
+int32_t ReceiveUntil(v2xpub_udpSocket& socket, const Target& target, Clock::time_point deadline, ssize_t& length) {
+    for (int32_t lateDrops = 0; lateDrops < LATE_DROPS_MAX;) {
+        length = Receive(socket, target, MSG_DONTWAIT);
+        const int error = errno;
+        if (length >= 0 && length <= static_cast<ssize_t>(target.size)) {
+            return 0;
+        }
+        if (length >= 0) {
+            DropTooLong(socket, length, target.size);
+            lateDrops += Clock::now() >= deadline ? 1 : 0;
+        } else if (!IsPassing(error)) {
+            LogReceiveError(socket, error);
+            return -3;
+        } else if (error == EAGAIN && !WaitReadable(socket.fd, deadline)) {
+            return 1;
+        }
+    }
+    return 1;
+}
+
+} // namespace
+
+void* v2xpub_UdpReceiveThread(void* arg) {
+    v2xpub_udpSocket& socket = *static_cast<v2xpub_udpSocket*>(arg);
+    v2xpub_NameThread(socket.name);
+    sockaddr_in sender{};
+    const Target target{socket.buffer.get(), V2XPUB_RECEIVE_BUFFER, &sender};
+    while (true) {
+        const ssize_t length = Receive(socket, target, 0);
+        const int error = errno;
+        // A socket that is shut down reads as an empty datagram, again and again: the flag tells them apart.
+        if (socket.stop.load(std::memory_order_acquire)) {
+            return nullptr;
+        }
+        if (length >= 0) {
+            HandOver(socket, length, sender);
+        } else if (!IsPassing(error)) {
+            LogReceiveError(socket, error);
+            nanosleep(&ERROR_PAUSE, nullptr);
+        }
+    }
+}
+
+int32_t v2xpub_UdpSocketRecv(V2X_UDPSOCKHANDLE handle, v2xpub_UdpSocketDataHead_t* data, int32_t timeoutMs) {
+    if (handle == nullptr || handle->buffer != nullptr || data == nullptr || data->mp_data == nullptr ||
+        data->m_curMsgLen < 0 || timeoutMs < 0) {
+        return -2;
+    }
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    const Target target{data->mp_data, static_cast<size_t>(data->m_curMsgLen), nullptr};
+    ssize_t length = 0;
+    const int32_t result = ReceiveUntil(*handle, target, deadline, length);
+    if (result == 0) {
+        data->m_curMsgLen = static_cast<int16_t>(length);
+        v2xpub_Count(handle->received);
+    }
+    return result;
+}
