@@ -1,0 +1,178 @@
+#include "spat_conv_config.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <mutex>
+
+#include "spat_conv_config_log.h"
+#include "v2x/v2xlog.h"
+
+namespace {
+
+char g_configDir[64];
+char g_configPath[128];
+spat_conv_config_t g_spatconv_cfg;
+V2X_CFGHANDLE gp_convcfg_root = nullptr;
+std::mutex g_convcfg_lock; // held by a load from start to end, with everything above
+std::atomic<bool> g_convcfg_active{false};
+char g_errorText[512] = "";
+
+constexpr char SYSINFO_KEY[] = "rsuSpatConfigInfo.Sysinfoname";
+constexpr char PHASE_PREFIX[] = "rsuSpatConfigInfo.PhaseRelationship";
+
+struct KeyRow {
+    const char* key;
+    e_v2xcfg_type type;
+    int32_t length; // of a string: most characters
+    size_t offset;  // in spat_conv_config_t
+};
+
+#define CFG_ROW(key, type, length, member)                                                                             \
+    { "rsuSpatConfigInfo." key, type, length, offsetof(spat_conv_config_t, member) }
+
+constexpr KeyRow SYSINFO_ROW = CFG_ROW("Sysinfoname", V2XCFG_TYPE_STRING, 127, m_SysinfoName);
+
+constexpr KeyRow DEVICE_ROWS[] = {
+    CFG_ROW("LearnMachine.IsEnable", V2XCFG_TYPE_BOOL, 0, m_learn_machine_info.m_is_enable),
+    CFG_ROW("LearnMachine.Ip", V2XCFG_TYPE_STRING, 31, m_learn_machine_info.m_ip),
+    CFG_ROW("LearnMachine.Port", V2XCFG_TYPE_INT32, 0, m_learn_machine_info.m_port),
+    CFG_ROW("LearnMachine.LocalPort", V2XCFG_TYPE_INT32, 0, m_learn_machine_info.m_local_port),
+    CFG_ROW("SignalMachine1743.IsEnable", V2XCFG_TYPE_BOOL, 0, m_signal_machine_1743_info.m_is_enable),
+    CFG_ROW("SignalMachine1743.Ip", V2XCFG_TYPE_STRING, 31, m_signal_machine_1743_info.m_ip),
+    CFG_ROW("SignalMachine1743.Port", V2XCFG_TYPE_INT32, 0, m_signal_machine_1743_info.m_port),
+    CFG_ROW("SignalMachine1743.LocalPort", V2XCFG_TYPE_INT32, 0, m_signal_machine_1743_info.m_local_port),
+};
+
+constexpr KeyRow IDENTITY_ROWS[] = {
+    CFG_ROW("nodeId", V2XCFG_TYPE_INT32, 0, m_nodeId),
+    CFG_ROW("regionId", V2XCFG_TYPE_INT32, 0, m_regionId),
+};
+
+// A value that is missing or of the wrong kind leaves its field 0; the tree has logged the wrong kind.
+int32_t readRow(const KeyRow& row) {
+    int32_t length = row.length;
+    char* field = reinterpret_cast<char*>(&g_spatconv_cfg) + row.offset;
+    return v2xcfg_GetNodeValue(gp_convcfg_root, row.type, row.key, field, &length);
+}
+
+// Reads the unit's identity, without which no load succeeds.
+int32_t loadSysinfo() {
+    memset(g_spatconv_cfg.m_SysinfoName, 0, sizeof g_spatconv_cfg.m_SysinfoName);
+    if (readRow(SYSINFO_ROW) != 0) {
+        V2XLOG(g_scfgLog, V2XLOG_WARN, "%s node error ", SYSINFO_KEY);
+        snprintf(g_errorText, sizeof g_errorText, "%s", v2xcfg_GetErrorText());
+        return -3;
+    }
+    const int32_t read = v2xspatconv_GetSysinfo(&g_spatconv_cfg);
+    if (g_spatconv_cfg.m_sysinfo.m_device_id[0] == '\0') {
+        const char* reason = read == 0 ? "missing, empty or longer than 31 characters" : "the file cannot be read";
+        snprintf(g_errorText, sizeof g_errorText, "%s: device_id: %s", g_spatconv_cfg.m_SysinfoName, reason);
+        V2XLOG(g_scfgLog, V2XLOG_ERROR, "%s", g_errorText);
+        return -4;
+    }
+    return 0;
+}
+
+// With the tree open: fills the record.
+int32_t loadTree() {
+    const int32_t ret = loadSysinfo();
+    if (ret != 0) {
+        return ret;
+    }
+    for (const KeyRow& row : DEVICE_ROWS) {
+        readRow(row);
+    }
+    GetPhaseRelationship(gp_convcfg_root, PHASE_PREFIX, &g_spatconv_cfg.m_phase_relationship);
+    for (const KeyRow& row : IDENTITY_ROWS) {
+        readRow(row);
+    }
+    return 0;
+}
+
+// With the lock held: the whole load.
+int32_t load() {
+    const char* path = nullptr;
+    v2xspatconv_GetCfgDir("conf/v2x_spat_convert.cfg", &path);
+    if (v2xcfg_InitContext(&gp_convcfg_root, path) != 0) {
+        V2XLOG(g_scfgLog, V2XLOG_ERROR, "v2xcfg_InitContext error %s", path);
+        snprintf(g_errorText, sizeof g_errorText, "%s", v2xcfg_GetErrorText());
+        return 1;
+    }
+    g_spatconv_cfg = {};
+    const int32_t ret = loadTree();
+    v2xcfg_ExitContext(gp_convcfg_root);
+    gp_convcfg_root = nullptr;
+    g_convcfg_active.store(ret == 0, std::memory_order_release);
+    return ret;
+}
+
+} // namespace
+
+int32_t v2xspatconv_InitCfg(const char* dir) {
+    if (dir != nullptr) {
+        if (strlen(dir) >= sizeof g_configDir) {
+            V2XLOG(g_scfgLog, V2XLOG_ERROR, "work directory longer than %zu characters is cut: %s",
+                   sizeof g_configDir - 1, dir);
+        }
+        snprintf(g_configDir, sizeof g_configDir, "%s", dir);
+    }
+    V2XLOG(g_scfgLog, V2XLOG_INFO, "configDir = %s!", g_configDir);
+    return 0;
+}
+
+int32_t v2xspatconv_GetCfgDir(const char* userPath, const char** fullcfgPath) {
+    if (userPath == nullptr || fullcfgPath == nullptr) {
+        V2XLOG(g_scfgLog, V2XLOG_ERROR, "input param error");
+        return -2;
+    }
+    const char* separator = g_configDir[0] == '\0' ? "" : "/";
+    snprintf(g_configPath, sizeof g_configPath, "%s%s%.63s", g_configDir, separator, userPath);
+    *fullcfgPath = g_configPath;
+    return 0;
+}
+
+int32_t GetPhaseRelationship(V2X_CFGHANDLE snode, const char* node_path, phase_relationship_t* phase_relationship) {
+    int32_t ret = -1;
+    V2XLOG_TRACE_SCOPE(g_scfgLog, ret);
+    if (snode == nullptr || node_path == nullptr || phase_relationship == nullptr) {
+        V2XLOG(g_scfgLog, V2XLOG_ERROR, "input param error");
+        return ret = -2;
+    }
+    for (int32_t i = 0; i < 256; i++) {
+        char key[256];
+        int32_t value = 0;
+        snprintf(key, sizeof key, "%s.PhaseID%d", node_path, i);
+        if (v2xcfg_GetNodeValue(snode, V2XCFG_TYPE_INT32, key, &value, nullptr) != 0) {
+            V2XLOG(g_scfgLog, V2XLOG_WARN, "%s node error", key);
+            continue;
+        }
+        phase_relationship->m_phaseid[i] = static_cast<uint16_t>(value);
+    }
+    return ret;
+}
+
+int32_t v2xspatconv_GetCfgData(const spat_conv_config_t** p_spatconv_cfg) {
+    if (p_spatconv_cfg == nullptr) {
+        V2XLOG(g_scfgLog, V2XLOG_ERROR, "input param error");
+        return -2;
+    }
+    if (!g_convcfg_active.load(std::memory_order_acquire)) {
+        int32_t ret = 0;
+        V2XLOG_TRACE_SCOPE(g_scfgLog, ret);
+        const std::lock_guard<std::mutex> guard(g_convcfg_lock);
+        if (!g_convcfg_active.load(std::memory_order_relaxed)) {
+            ret = load();
+        }
+        if (ret != 0) {
+            return ret;
+        }
+    }
+    *p_spatconv_cfg = &g_spatconv_cfg;
+    return 0;
+}
+
+const char* v2xspatconv_GetCfgErrorText(void) {
+    return g_errorText;
+}

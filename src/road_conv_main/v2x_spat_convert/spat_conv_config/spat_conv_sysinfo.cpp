@@ -1,0 +1,102 @@
+// The unit's system-information file.
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <new>
+#include <system_error>
+
+#include "spat_conv_config.h"
+#include "spat_conv_config_log.h"
+#include "v2x/v2xlog.h"
+
+namespace {
+
+constexpr uintmax_t SYSINFO_MAX_SIZE = 1024 * 1024;
+
+struct SysinfoTag {
+    const char* tag;
+    char (rsu_sysinfo_t::*field)[32];
+};
+
+constexpr SysinfoTag SYSINFO_TAGS[] = {
+    {"device_id", &rsu_sysinfo_t::m_device_id},
+    {"device_name", &rsu_sysinfo_t::m_device_name},
+    {"module_hardware_version", &rsu_sysinfo_t::m_hardware_version},
+};
+
+// The size of the file, or -1 when it is not a regular file that can be taken whole.
+int64_t usableSize(const char* path) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error)) {
+        return -1;
+    }
+    const uintmax_t size = std::filesystem::file_size(path, error);
+    return error || size > SYSINFO_MAX_SIZE ? -1 : static_cast<int64_t>(size);
+}
+
+} // namespace
+
+int32_t v2xspatconv_parseXML(const char* xml, const char* tag, char* out_value, int32_t max_out_len) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_scfgLog, ret);
+    if (xml == nullptr || tag == nullptr || out_value == nullptr) {
+        V2XLOG(g_scfgLog, V2XLOG_ERROR, "input param error");
+        return ret = -2;
+    }
+    char startTag[32];
+    char endTag[32];
+    snprintf(startTag, sizeof startTag, "<%s>", tag);
+    snprintf(endTag, sizeof endTag, "</%s>", tag);
+    const char* start = strstr(xml, startTag);
+    if (start == nullptr) {
+        V2XLOG(g_scfgLog, V2XLOG_ERROR, "get start tag error");
+        return ret = -3;
+    }
+    const char* end = strstr(start, endTag);
+    if (end == nullptr) {
+        V2XLOG(g_scfgLog, V2XLOG_ERROR, "get end tag error");
+        return ret = -4;
+    }
+    start += strlen(startTag);
+    const ptrdiff_t length = end - start;
+    if (length >= max_out_len) {
+        V2XLOG(g_scfgLog, V2XLOG_ERROR, "content length is too large");
+        return ret = -5;
+    }
+    memcpy(out_value, start, static_cast<size_t>(length));
+    out_value[length] = '\0';
+    return ret;
+}
+
+int32_t v2xspatconv_GetSysinfo(spat_conv_config_t* spatconv_cfg) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_scfgLog, ret);
+    if (spatconv_cfg == nullptr) {
+        V2XLOG(g_scfgLog, V2XLOG_ERROR, "input param error");
+        return ret = -2;
+    }
+    const char* path = spatconv_cfg->m_SysinfoName;
+    const int64_t size = usableSize(path);
+    std::ifstream file;
+    if (size >= 0) {
+        file.open(path, std::ios::binary);
+    }
+    if (!file.is_open()) {
+        V2XLOG(g_scfgLog, V2XLOG_ERROR, "open %s error", path);
+        return ret = -1;
+    }
+    const std::unique_ptr<char[]> text(new (std::nothrow) char[static_cast<size_t>(size) + 1]);
+    if (text == nullptr) {
+        V2XLOG(g_scfgLog, V2XLOG_ERROR, "malloc error");
+        return ret = -1;
+    }
+    file.read(text.get(), size);
+    text[static_cast<size_t>(file.gcount())] = '\0';
+    for (const SysinfoTag& row : SYSINFO_TAGS) {
+        char* field = spatconv_cfg->m_sysinfo.*row.field;
+        v2xspatconv_parseXML(text.get(), row.tag, field, sizeof(rsu_sysinfo_t::m_device_id));
+    }
+    return ret;
+}
