@@ -1,0 +1,41 @@
+#include "spat_conv_link.h"
+
+#include "v2x/v2xpub.h"
+
+void v2xspatconv_LinkAccepted(v2xspatconv_link_t& link) {
+    const uint64_t now = v2xpub_CommGetCurrentTime64();
+    const std::lock_guard<std::mutex> guard(link.lock);
+    link.dds_status.run_status = V2X_CONV_RUN_STATUS_AVAILABLE;
+    link.lm_run_status_flag = 0;
+    link.dds_status.rx_packet_count = link.dds_status.rx_packet_count + 1;
+    link.dds_status.rx_last_timestamp = now;
+    v2xspatconv_SetSpatConvStatus(&link.dds_status);
+}
+
+void v2xspatconv_LinkChecked(v2xspatconv_link_t& link, bool sent) {
+    const uint64_t now = v2xpub_CommGetCurrentTime64();
+    const std::lock_guard<std::mutex> guard(link.lock);
+    link.lm_run_status_flag++;
+    if (link.lm_run_status_flag > V2XSPATCONV_LINK_SILENT_CHECKS) {
+        link.dds_status.run_status = V2X_CONV_RUN_STATUS_UNAVAILABLE;
+    }
+    if (sent) {
+        link.dds_status.tx_packet_count = link.dds_status.tx_packet_count + 1;
+        link.dds_status.tx_last_timestamp = now;
+    }
+    v2xspatconv_SetSpatConvStatus(&link.dds_status);
+}
+
+void v2xspatconv_LinkDisplay(v2xspatconv_link_t& link, v2xlog_tag_t& tag, const char* device) {
+    service_status_t status;
+    {
+        const std::lock_guard<std::mutex> guard(link.lock);
+        status = link.dds_status;
+    }
+    const bool works = status.run_status == V2X_CONV_RUN_STATUS_AVAILABLE;
+    V2XLOG(tag, V2XLOG_DEBUG, "%s %s", device, works ? "is working" : "works abnormally");
+    V2XLOG(tag, V2XLOG_DEBUG, "Send count:%u", static_cast<uint32_t>(status.tx_packet_count));
+    V2XLOG(tag, V2XLOG_DEBUG, "Send last time:%ld", static_cast<long>(status.tx_last_timestamp));
+    V2XLOG(tag, V2XLOG_DEBUG, "Recv count:%u", static_cast<uint32_t>(status.rx_packet_count));
+    V2XLOG(tag, V2XLOG_DEBUG, "Recv last time:%ld", static_cast<long>(status.rx_last_timestamp));
+}

@@ -1,0 +1,103 @@
+#include "spat_conv_signal_learner_quor.h"
+
+#include <atomic>
+#include <cstring>
+
+#include "spat_conv_interface.h"
+#include "spat_conv_link.h"
+#include "spat_conv_signal_learner_quor_report.h"
+#include "v2x/v2xlog.h"
+#include "v2x/v2xpub.h"
+
+namespace {
+
+// The heartbeat task runs before the sockets are opened.
+std::atomic<V2X_UDPSOCKHANDLE> g_udp_recv_from_learnmachine_handle{nullptr};
+std::atomic<V2X_UDPSOCKHANDLE> g_udp_send_to_learnmachine_handle{nullptr};
+
+constexpr uint32_t HEARTBEAT_INTERVAL = 1000000; // microseconds
+constexpr uint8_t HEARTBEAT[] = {0xFE, 0xFE, 0x03, 0x00, 0x06, 0x01, 0x00, 0x00, 0x00, 0x00, 0x55};
+
+v2xpub_SocketInitPara_t receivePara(const learn_machine_info_t& learner) {
+    return {.m_sockName = "QUOR_RECV_SG",
+            .m_localIP = "0.0.0.0",
+            .m_svrPort = static_cast<uint16_t>(learner.m_local_port),
+            .m_cliPort = 0,
+            .m_svrEnable = 1,
+            .m_cliEnable = 0,
+            .f_msgFunc = v2xspatconv_GetLearnMachineDataRcv};
+}
+
+constexpr v2xpub_SocketInitPara_t SEND_PARA = {.m_sockName = "QUOR_SEND_SG",
+                                               .m_localIP = "0.0.0.0",
+                                               .m_svrPort = 0,
+                                               .m_cliPort = 0,
+                                               .m_svrEnable = 0,
+                                               .m_cliEnable = 1,
+                                               .f_msgFunc = nullptr};
+
+int32_t openSocket(const v2xpub_SocketInitPara_t& para, std::atomic<V2X_UDPSOCKHANDLE>& result) {
+    V2X_UDPSOCKHANDLE handle = nullptr;
+    const int32_t ret = v2xpub_UdpSocketInit(&handle, &para, 0);
+    if (ret != 0) {
+        V2XLOG(g_quorLog, V2XLOG_ERROR, "v2xpub_UdpSocketInit end ret=%d", ret);
+    }
+    result.store(handle, std::memory_order_release);
+    return ret;
+}
+
+int32_t setHeartbeatTarget(V2X_UDPSOCKHANDLE handle, const learn_machine_info_t& learner) {
+    return v2xpub_UdpSocketSetSendAddr(handle, learner.m_ip, static_cast<uint16_t>(learner.m_port));
+}
+
+void SendHeartDataToLearnMachine(void* /*arg*/) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_quorLog, ret);
+    const spat_conv_config_t* cfg = nullptr;
+    ret = v2xspatconv_GetCfgData(&cfg);
+    if (ret != 0) {
+        V2XLOG(g_quorLog, V2XLOG_WARN, "Get spat config error:%d", ret);
+    }
+    const V2X_UDPSOCKHANDLE handle = g_udp_send_to_learnmachine_handle.load(std::memory_order_acquire);
+    if (handle != nullptr && cfg != nullptr && setHeartbeatTarget(handle, cfg->m_learn_machine_info) == 0) {
+        uint8_t beat[sizeof HEARTBEAT];
+        memcpy(beat, HEARTBEAT, sizeof beat);
+        const v2xpub_UdpSocketDataHead_t datagram = {sizeof beat, beat};
+        v2xpub_UdpSocketReqSend(handle, &datagram);
+    }
+    // A beat that could not be sent counts all the same.
+    v2xspatconv_LinkChecked(g_quorLink, true);
+}
+
+} // namespace
+
+int32_t v2xspatconv_QuorSignalLearnerInterfaceInit(const spat_conv_config_t* spatconv_cfg) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_quorLog, ret);
+    if (spatconv_cfg == nullptr) {
+        V2XLOG(g_quorLog, V2XLOG_ERROR, "input param error");
+        return ret = -2;
+    }
+    if (v2xspatconv_TaskCreat("LM_Heart_Data", HEARTBEAT_INTERVAL, SendHeartDataToLearnMachine, nullptr) != 0) {
+        V2XLOG(g_quorLog, V2XLOG_ERROR, "Creat LM_Heart_Data error");
+        return ret = -2;
+    }
+    const learn_machine_info_t& learner = spatconv_cfg->m_learn_machine_info;
+    if (openSocket(receivePara(learner), g_udp_recv_from_learnmachine_handle) != 0) {
+        return ret = -3;
+    }
+    if (openSocket(SEND_PARA, g_udp_send_to_learnmachine_handle) != 0) {
+        return ret = -4;
+    }
+    if (setHeartbeatTarget(g_udp_send_to_learnmachine_handle, learner) != 0) {
+        V2XLOG(g_quorLog, V2XLOG_ERROR, "no heartbeats: LearnMachine.Ip \"%s\", Port %d is no UDP address",
+               learner.m_ip, static_cast<int32_t>(learner.m_port));
+    }
+    return ret;
+}
+
+void v2xspatconv_DisplayQuorSignalInfo(void* /*arg*/) {
+    V2XLOG(g_quorLog, V2XLOG_DEBUG, "%s start", __func__);
+    v2xspatconv_LinkDisplay(g_quorLink, g_quorLog, "Signal learn machine");
+    V2XLOG(g_quorLog, V2XLOG_DEBUG, "%s end", __func__);
+}

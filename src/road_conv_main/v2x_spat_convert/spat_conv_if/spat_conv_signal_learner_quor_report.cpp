@@ -1,0 +1,143 @@
+#include "spat_conv_signal_learner_quor_report.h"
+
+#include <cstring>
+#include <span>
+
+#include "spat_conv_phase_table.h"
+#include "spat_conv_stack_interface.h"
+#include "v2x/v2xipc_data.h"
+
+namespace {
+
+constexpr uint8_t REPORT_START[3] = {0xFE, 0xFE, 0x10}; // start bytes and the type of a phase report
+constexpr int32_t REPORT_HEAD_LENGTH = 5;               // start, type, body length (big-endian)
+constexpr size_t BODY_PHASE_NUM = 1;                    // offset of the phase count in the body
+constexpr size_t BODY_HEAD_LENGTH = 3;
+constexpr size_t PHASE_LENGTH = 7; // phase number, colour, seconds left, four bytes not read
+constexpr uint8_t SECONDS_UNKNOWN = 255;
+constexpr uint16_t TENTHS = 10; // of a second in one
+
+constexpr struct {
+    uint8_t light_data;
+    uint8_t lightState;
+} COLOURS[] = {
+    {1, V2XIPC_LIGHT_PERMISSIVE_GREEN},
+    {2, V2XIPC_LIGHT_RED},
+    {3, V2XIPC_LIGHT_YELLOW},
+};
+
+// An unknown colour writes nothing.
+int32_t DealLearnMachineLightStataToIpcData(uint8_t light_data, uint8_t* out_data) {
+    for (const auto& colour : COLOURS) {
+        if (colour.light_data == light_data) {
+            *out_data = colour.lightState;
+        }
+    }
+    return 0;
+}
+
+// One phase record into the device phase table.
+void v2xspatconv_DealSinglePhase(std::span<const uint8_t, PHASE_LENGTH> data, uint16_t* phase_len, uint8_t* lm_phase) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_quorLog, ret);
+    const uint8_t phaseId = data[0];
+    const uint8_t seconds = data[2];
+    uint8_t lightState = V2XIPC_LIGHT_UNAVAILABLE;
+    uint16_t endTime = V2XIPC_TIME_UNKNOWN;
+    if (seconds != SECONDS_UNKNOWN) {
+        DealLearnMachineLightStataToIpcData(data[1], &lightState);
+        endTime = static_cast<uint16_t>(seconds * TENTHS);
+    }
+    V2XLOG(g_quorLog, V2XLOG_DEBUG, "======phaseId%d:%d[%d]======", phaseId, endTime, lightState);
+    *phase_len = v2xspatconv_WritePhase(lm_phase, phaseId, lightState, endTime);
+}
+
+// The last of several entries with one phase number wins.
+int32_t DealLMPhaseToIpcData(v2xipc_phases_t* spat_ipc, const uint8_t* lm_phase) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_quorLog, ret);
+    const spat_conv_config_t* cfg = nullptr;
+    ret = v2xspatconv_GetCfgData(&cfg);
+    if (ret != 0) {
+        V2XLOG(g_quorLog, V2XLOG_WARN, "Get spat config error:%d", ret);
+        return ret;
+    }
+    v2xspatconv_CopyPhases(g_quorLog, *cfg, v2xspatconv_match::last, lm_phase, spat_ipc);
+    return ret;
+}
+
+// `data` holds the phase records that were received; phase_num is what the report counts. Records that were counted but
+// not received are absent.
+int32_t v2xspatconv_LearnMachineToIpcSpat(std::span<const uint8_t> data, uint8_t phase_num, v2xipc_phases_t* spat_ipc) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_quorLog, ret);
+    ret = v2xspatconv_FillIpcHead(g_quorLog, spat_ipc);
+    if (ret != 0) {
+        return ret;
+    }
+    // A count above 127 turns negative and is sent so, with no phases: the count stays as reported.
+    spat_ipc->m_phaseNum = static_cast<int8_t>(phase_num);
+    uint8_t lm_phase[V2XSPATCONV_PHASE_TABLE_SIZE] = {};
+    uint8_t* write = lm_phase;
+    for (int32_t i = 0; i < spat_ipc->m_phaseNum && data.size() >= PHASE_LENGTH; i++) {
+        uint16_t phase_len = 0;
+        v2xspatconv_DealSinglePhase(data.first<PHASE_LENGTH>(), &phase_len, write);
+        data = data.subspan(PHASE_LENGTH);
+        write += phase_len;
+    }
+    DealLMPhaseToIpcData(spat_ipc, lm_phase);
+    return ret;
+}
+
+// A well-framed report is a sign of life, also when it cannot be converted.
+int32_t DealLearnMachineData(std::span<const uint8_t> body) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_quorLog, ret);
+    const uint8_t phase_num = body.size() > BODY_PHASE_NUM ? body[BODY_PHASE_NUM] : uint8_t{0};
+    const std::span<const uint8_t> phases =
+        body.size() > BODY_HEAD_LENGTH ? body.subspan(BODY_HEAD_LENGTH) : body.last(0);
+    alignas(8) uint8_t record[V2XIPC_RECORD_SIZE] = {};
+    v2xipc_phases_t* spat_ipc = reinterpret_cast<v2xipc_phases_t*>(record);
+    ret = v2xspatconv_LearnMachineToIpcSpat(phases, phase_num, spat_ipc);
+    if (ret != 0) {
+        V2XLOG(g_quorLog, V2XLOG_WARN, "v2xspatconv_LearnMachineToIpcSpat error");
+    } else {
+        v2xspatconv_SpatNotify(spat_ipc);
+    }
+    v2xspatconv_LinkAccepted(g_quorLink);
+    return ret;
+}
+
+void refuseData(const v2xpub_UdpSocketDataHead_t& datagram) {
+    V2XLOG(g_quorLog, V2XLOG_ERROR, "Invalid LearnMachine Data");
+    V2XLOG(g_quorLog, V2XLOG_VERBOSE, "len=%d Invalid LearnMachine Data:", datagram.m_curMsgLen);
+    if (v2xlog_Enabled(g_quorLog, V2XLOG_VERBOSE)) {
+        v2xlog_HexDump(v2xlog_Handle(g_quorLog), V2XLOG_VERBOSE, datagram.mp_data, datagram.m_curMsgLen);
+    }
+}
+
+} // namespace
+
+void v2xspatconv_GetLearnMachineDataRcv(V2X_UDPSOCKHANDLE /*handle*/, void* p_data, void* /*addr*/,
+                                        int16_t /*addrLen*/) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_quorLog, ret);
+    const v2xpub_UdpSocketDataHead_t* datagram = static_cast<const v2xpub_UdpSocketDataHead_t*>(p_data);
+    if (datagram == nullptr || datagram->mp_data == nullptr) {
+        V2XLOG(g_quorLog, V2XLOG_ERROR, "input param error");
+        return;
+    }
+    const int32_t received = datagram->m_curMsgLen;
+    const uint8_t* bytes = datagram->mp_data;
+    if (received < REPORT_HEAD_LENGTH || memcmp(bytes, REPORT_START, sizeof REPORT_START) != 0) {
+        refuseData(*datagram);
+        return;
+    }
+    const int16_t bodyLength = static_cast<int16_t>(bytes[3] << 8 | bytes[4]);
+    const int32_t length = bodyLength + REPORT_HEAD_LENGTH;
+    if (length != received) {
+        V2XLOG(g_quorLog, V2XLOG_ERROR, "Invalid Length, [recv len:%d] , [calc len:%d]", received, length);
+        return;
+    }
+    ret = DealLearnMachineData({bytes + REPORT_HEAD_LENGTH, static_cast<size_t>(bodyLength)});
+}
