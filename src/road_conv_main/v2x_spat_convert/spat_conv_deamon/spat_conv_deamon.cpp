@@ -1,0 +1,76 @@
+#include "spat_conv_deamon.h"
+
+#include <cstdio>
+
+#include "spat_conv_config.h"
+#include "spat_conv_deamon_options.h"
+#include "spat_conv_deamon_service.h"
+#include "spat_conv_deamon_signals.h"
+#include "spat_conv_interface.h"
+#include "spat_conv_signal_learner_quor.h"
+#include "spat_conv_stack_interface.h"
+#include "v2x/v2xipc.h"
+#include "v2x/v2xlog.h"
+#include "v2x/v2xpub.h"
+
+namespace {
+
+constexpr int32_t MAIN_LOOP_MS = 5000;
+
+// In the order in which the log tool lists them.
+constexpr const char* LOG_TAGS[] = {"UDPA", "TASK", "MQPS", "MCFG", "SPAT", "SDDS", "SCFG", "INTF", "SINF",
+                                    "SCOM", "DOWN", "SPUP", "VCFG", "UPER", "1743", "QUOR", "LSKU", "VIPC"};
+
+void openLog(const v2xspatconv_options_t& options) {
+    v2xlog_Init(options.g_logfilePath, "SPAT", 1, 1, 0);
+    for (const char* name : LOG_TAGS) {
+        V2X_LOGHANDLE handle = nullptr;
+        v2xlog_AddTag(name, &handle);
+        v2xlog_SetTagLevel(handle, options.g_logLevelFlag);
+    }
+}
+
+void startSources(const spat_conv_config_t& config) {
+    if (config.m_learn_machine_info.m_is_enable) {
+        v2xspatconv_QuorSignalLearnerInterfaceInit(&config);
+    }
+}
+
+} // namespace
+
+int32_t v2xspatconv_init(int32_t argc, char** argv) {
+    const v2xspatconv_options_t options = v2xspatconv_ParseOptions(argc, argv);
+    openLog(options);
+    v2xipc_CfgInit(options.g_workDir);
+    v2xspatconv_signalsRegister();
+    v2xspatconv_InitCfg(options.g_workDir);
+    v2xpub_PubSubInit();
+    const spat_conv_config_t* config = nullptr;
+    const int32_t ret = v2xspatconv_GetCfgData(&config);
+    if (ret != 0) {
+        fprintf(stderr, "v2x_spat_convert: %s\n", v2xspatconv_GetCfgErrorText());
+        v2xspatconv_RequestStop();
+        return ret;
+    }
+    v2xspatconv_StackInterfaceInit(config);
+    startSources(*config);
+    service_status_t status = {};
+    status.service_type = V2X_CLOUD_SERVICE_TYPE_SPAT;
+    status.run_status = V2X_CONV_RUN_STATUS_AVAILABLE;
+    v2xspatconv_SetSpatConvStatus(&status);
+    v2xspatconv_TaskInit();
+    return 0;
+}
+
+int32_t v2xspatconv_exec(void) {
+    if (v2xspatconv_IsRunning()) {
+        v2xspatconv_ServiceReady();
+    }
+    const int32_t interval = v2xspatconv_ServiceInterval(MAIN_LOOP_MS);
+    while (v2xspatconv_IsRunning()) {
+        v2xspatconv_ServiceAlive();
+        v2xspatconv_SleepUnlessStopped(interval);
+    }
+    v2xspatconv_ServiceStopping();
+    return 0;
+}

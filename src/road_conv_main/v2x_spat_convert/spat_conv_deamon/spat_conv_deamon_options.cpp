@@ -1,0 +1,86 @@
+#include "spat_conv_deamon_options.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <getopt.h>
+
+namespace {
+
+constexpr char VERSION[] = "rsu_cloud_v230522.001";
+
+// The text is what the field's manuals show, "-l" included.
+constexpr char HELP[] = " -h             print Help;\n"
+                        " -v version     v2x_spat_convert version;\n"
+                        " -d loglevel    start with debug log level <level>,eg: \n"
+                        "                <v2x_spat_convert -l 7>, start with all log level 7; \n"
+                        " -f logfile     start with debug log file <logfile>,eg: \n"
+                        "                <v2x_spat_convert -f /opt/v2x_service/log/spat_conv.log>; \n"
+                        " -w workdir     start with workdir,eg: \n"
+                        "                <v2x_spat_convert -w /opt/v2x_service>;\n";
+
+int g_lopt = 0; // character of the option last seen; long options store theirs here
+
+const option g_longOpts[] = {
+    {"help", no_argument, &g_lopt, 'h'},           {"version", no_argument, &g_lopt, 'v'},
+    {"loglevel", required_argument, &g_lopt, 'd'}, {"logfile", required_argument, &g_lopt, 'f'},
+    {"workdir", required_argument, &g_lopt, 'w'},  {nullptr, 0, nullptr, 0},
+};
+
+template <size_t size>
+void copyText(char (&field)[size], const char* text) {
+    snprintf(field, size, "%s", text);
+}
+
+void printHelp(v2xspatconv_options_t& /*options*/, const char* /*argument*/) {
+    printf("%s", HELP);
+    exit(0);
+}
+
+void printVersion(v2xspatconv_options_t& /*options*/, const char* /*argument*/) {
+    printf("version:%s\n", VERSION);
+    exit(0);
+}
+
+// As atoi reads it: text that is no number gives 0, and the range is not looked at.
+void setLogLevel(v2xspatconv_options_t& options, const char* argument) {
+    options.g_logLevelFlag = static_cast<int32_t>(strtol(argument, nullptr, 10));
+}
+
+void setLogfile(v2xspatconv_options_t& options, const char* argument) {
+    copyText(options.g_logfilePath, argument);
+}
+
+void setWorkDir(v2xspatconv_options_t& options, const char* argument) {
+    copyText(options.g_workDir, argument);
+}
+
+constexpr struct {
+    int character;
+    void (*apply)(v2xspatconv_options_t& options, const char* argument);
+} OPTIONS[] = {
+    {'h', printHelp}, {'v', printVersion}, {'d', setLogLevel}, {'f', setLogfile}, {'w', setWorkDir},
+};
+
+void applyOption(v2xspatconv_options_t& options, const char* argument) {
+    for (const auto& row : OPTIONS) {
+        if (row.character == g_lopt) {
+            row.apply(options, argument);
+            return;
+        }
+    }
+    puts("this param error");
+}
+
+} // namespace
+
+v2xspatconv_options_t v2xspatconv_ParseOptions(int32_t argc, char** argv) {
+    v2xspatconv_options_t options = {4, "/opt/v2x_service/log/spat_conv.log", "/opt/v2x_service"};
+    int character = 0;
+    while ((character = getopt_long(argc, argv, "hvd:f:w:", g_longOpts, nullptr)) != -1) {
+        if (character > 0) {
+            g_lopt = character;
+        }
+        applyOption(options, optarg);
+    }
+    return options;
+}

@@ -1,0 +1,25 @@
+#include "spat_conv_deamon_service.h"
+
+#include <algorithm>
+#include <systemd/sd-daemon.h>
+
+void v2xspatconv_ServiceReady(void) {
+    sd_notify(0, "READY=1");
+}
+
+void v2xspatconv_ServiceStopping(void) {
+    sd_notify(0, "STOPPING=1");
+}
+
+void v2xspatconv_ServiceAlive(void) {
+    sd_notify(0, "WATCHDOG=1");
+}
+
+int32_t v2xspatconv_ServiceInterval(int32_t atMost) {
+    uint64_t microseconds = 0;
+    if (sd_watchdog_enabled(0, &microseconds) <= 0) {
+        return atMost;
+    }
+    const uint64_t half = std::max<uint64_t>(microseconds / 2000, 1);
+    return static_cast<int32_t>(std::min<uint64_t>(half, static_cast<uint64_t>(atMost)));
+}
