@@ -1,0 +1,61 @@
+#include <cstring>
+#include <list>
+
+#include "fakes.h"
+#include "v2x/v2xipc.h"
+
+struct v2xipc_socket {
+    v2xpub_SocketInitPara_t para;
+    std::string host;
+    uint16_t port = 0;
+};
+
+namespace fakes {
+v2x_ipc_config_t ipcConf = {20001, 20002, 20003, 20010, "127.0.0.1"};
+}
+
+namespace {
+std::list<v2xipc_socket> open;
+}
+
+int32_t v2xipc_CfgInit(const char* workDir) {
+    fakes::journal.push_back(std::string("ipc.CfgInit ") + workDir);
+    return 0;
+}
+
+int32_t v2xipc_GetIpcConfValue(const v2x_ipc_config_t** conf) {
+    *conf = &fakes::ipcConf;
+    return 0;
+}
+
+int32_t v2xipc_SocketInit(V2X_IPCSOCKHANDLE* handle, const v2x_ipc_config_t*, const v2xpub_SocketInitPara_t* para) {
+    fakes::journal.push_back(std::string("ipc.SocketInit ") + para->m_sockName);
+    const int32_t result = fakes::socketResults[para->m_sockName];
+    if (result == 0) {
+        fakes::sockets.push_back(*para);
+        *handle = &open.emplace_back(v2xipc_socket{*para, "", 0});
+    }
+    return result;
+}
+
+int32_t v2xipc_SocketSetSendAddr(V2X_IPCSOCKHANDLE handle, const v2x_ipc_config_t*, const char* hostName,
+                                 int16_t port) {
+    if (handle == nullptr) {
+        return -2;
+    }
+    handle->host = hostName;
+    handle->port = static_cast<uint16_t>(port);
+    return 0;
+}
+
+int32_t v2xipc_SocketReqSend(V2X_IPCSOCKHANDLE handle, const v2x_ipc_config_t*, int32_t,
+                             const v2xpub_UdpSocketDataHead_t* request, v2xpub_UdpSocketDataHead_t* reply) {
+    if (handle == nullptr) {
+        return -2;
+    }
+    // A caller that hands in a reply buffer would wait for the stack application.
+    const std::string host = handle->host + (reply != nullptr ? " (waits)" : "");
+    fakes::sent.push_back(
+        {handle->para.m_sockName, host, handle->port, {request->mp_data, request->mp_data + request->m_curMsgLen}});
+    return 0;
+}

@@ -1,0 +1,72 @@
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <list>
+
+#include "fakes.h"
+#include "v2x/v2xlog.h"
+
+namespace fakes {
+std::vector<LogLine> logLines;
+std::vector<std::string> journal;
+
+std::vector<LogLine> logged(const std::string& text) {
+    std::vector<LogLine> lines;
+    for (const LogLine& line : logLines) {
+        if (line.text == text) {
+            lines.push_back(line);
+        }
+    }
+    return lines;
+}
+} // namespace fakes
+
+namespace {
+std::list<v2xlog_tagSlot> slots;
+}
+
+int32_t v2xlog_Init(const char* path, const char* defaultTag, int32_t useFile, int32_t collapse, int32_t useStderr) {
+    fakes::journal.push_back("log.Init " + std::string(path) + " " + defaultTag + " " + std::to_string(useFile) +
+                             std::to_string(collapse) + std::to_string(useStderr));
+    return 0;
+}
+
+int32_t v2xlog_AddTag(const char* name, V2X_LOGHANDLE* handle) {
+    fakes::journal.push_back(std::string("log.AddTag ") + name);
+    return v2xlog_GetTagHandle(name, handle);
+}
+
+int32_t v2xlog_GetTagHandle(const char* name, V2X_LOGHANDLE* handle) {
+    for (v2xlog_tagSlot& slot : slots) {
+        if (strcmp(slot.name, name) == 0) {
+            *handle = &slot;
+            return 0;
+        }
+    }
+    v2xlog_tagSlot& slot = slots.emplace_back();
+    snprintf(slot.name, sizeof slot.name, "%s", name);
+    slot.level = V2XLOG_TRACE;
+    *handle = &slot;
+    return 0;
+}
+
+int32_t v2xlog_SetTagLevel(V2X_LOGHANDLE handle, int32_t level) {
+    fakes::journal.push_back(std::string("log.SetTagLevel ") + handle->name + " " + std::to_string(level));
+    return 0;
+}
+
+void v2xlog_Format(V2X_LOGHANDLE handle, int32_t level, const char*, const char*, int32_t, const char* format, ...) {
+    char text[V2XLOG_TEXT_SIZE];
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    fakes::logLines.push_back({handle->name, level, text});
+}
+
+void v2xlog_HexDump(V2X_LOGHANDLE handle, int32_t level, const uint8_t* data, int32_t len) {
+    fakes::logLines.push_back({handle->name, level, "hexdump of " + std::to_string(len)});
+    for (int32_t i = 0; i < len; i++) {
+        [[maybe_unused]] const volatile uint8_t byte = data[i]; // as the real one reads it
+    }
+}

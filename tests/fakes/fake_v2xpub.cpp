@@ -1,0 +1,102 @@
+#include <list>
+
+#include "fakes.h"
+#include "v2x/v2xpub.h"
+
+struct v2xpub_task {};
+
+struct v2xpub_udpSocket {
+    v2xpub_SocketInitPara_t para;
+    std::string ip;
+    uint16_t port = 0;
+};
+
+namespace fakes {
+
+uint64_t now = 0;
+uint64_t nowStep = 0;
+std::vector<Task> tasks;
+std::map<std::string, int32_t> taskResults;
+std::vector<Datagram> sent;
+std::vector<v2xpub_SocketInitPara_t> sockets;
+std::map<std::string, int32_t> socketResults;
+
+void receive(const std::string& socketName, const std::vector<uint8_t>& bytes) {
+    std::vector<uint8_t> exact(bytes); // heap memory of just this size, so that a sanitizer sees a read behind it
+    exact.shrink_to_fit();
+    uint8_t nothing = 0;
+    v2xpub_UdpSocketDataHead_t datagram = {static_cast<int16_t>(exact.size()), exact.empty() ? &nothing : exact.data()};
+    for (const v2xpub_SocketInitPara_t& para : sockets) {
+        if (socketName == para.m_sockName && para.f_msgFunc != nullptr) {
+            para.f_msgFunc(nullptr, &datagram, nullptr, 0);
+        }
+    }
+}
+
+std::vector<uint8_t> hex(const std::string& digits) {
+    std::vector<uint8_t> bytes;
+    std::string pair;
+    for (const char digit : digits) {
+        if (digit == ' ' || digit == '\n') {
+            continue;
+        }
+        pair += digit;
+        if (pair.size() == 2) {
+            bytes.push_back(static_cast<uint8_t>(std::stoi(pair, nullptr, 16)));
+            pair.clear();
+        }
+    }
+    return bytes;
+}
+
+} // namespace fakes
+
+namespace {
+std::list<v2xpub_udpSocket> open;
+v2xpub_task task;
+} // namespace
+
+int32_t v2xpub_PubSubInit(void) {
+    fakes::journal.emplace_back("pub.PubSubInit");
+    return 0;
+}
+
+uint64_t v2xpub_CommGetCurrentTime64(void) {
+    fakes::now += fakes::nowStep;
+    return fakes::now;
+}
+
+int32_t v2xpub_TaskCreate(V2X_TASKHANDLE* handle, const v2xpub_TaskInitPara_t* para) {
+    fakes::journal.push_back(std::string("pub.TaskCreate ") + para->m_taskName);
+    const int32_t result = fakes::taskResults[para->m_taskName];
+    if (result == 0) {
+        *handle = &task;
+        fakes::tasks.push_back({*para});
+    }
+    return result;
+}
+
+int32_t v2xpub_UdpSocketInit(V2X_UDPSOCKHANDLE* handle, const v2xpub_SocketInitPara_t* para, int32_t) {
+    fakes::journal.push_back(std::string("pub.UdpSocketInit ") + para->m_sockName);
+    const int32_t result = fakes::socketResults[para->m_sockName];
+    if (result == 0) {
+        fakes::sockets.push_back(*para);
+        *handle = &open.emplace_back(v2xpub_udpSocket{*para, "", 0});
+    }
+    return result;
+}
+
+int32_t v2xpub_UdpSocketSetSendAddr(V2X_UDPSOCKHANDLE handle, const char* ip, uint16_t port) {
+    if (handle == nullptr || std::string(ip).empty() || port == 0) {
+        return -2;
+    }
+    handle->ip = ip;
+    handle->port = port;
+    return 0;
+}
+
+int32_t v2xpub_UdpSocketReqSend(V2X_UDPSOCKHANDLE handle, const v2xpub_UdpSocketDataHead_t* data) {
+    fakes::sent.push_back(
+        {handle->para.m_sockName, handle->ip, handle->port, {data->mp_data, data->mp_data + data->m_curMsgLen}});
+    return 0;
+}

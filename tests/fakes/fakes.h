@@ -1,0 +1,65 @@
+// What the recording stand-ins of the platform libraries saw, and what they are told to answer.
+//
+// The daemon's modules keep process-wide state, so each test case runs in a process of its own (as ctest runs them).
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "v2x/v2xipc.h"
+#include "v2x/v2xpub.h"
+
+namespace fakes {
+
+// ---- log: every tag is known and at level 7
+struct LogLine {
+    std::string tag;
+    int32_t level;
+    std::string text; // the message alone, without place and time
+};
+extern std::vector<LogLine> logLines;
+// Lines with this text, under whatever tag.
+std::vector<LogLine> logged(const std::string& text);
+
+// ---- all calls that start something, in order, as short texts ("log.AddTag UDPA", "pub.UdpSocketInit QUOR_RECV_SG")
+extern std::vector<std::string> journal;
+
+// ---- cfg: the tree that every file holds
+extern std::map<std::string, std::variant<bool, int32_t, std::string>> cfgTree;
+extern int32_t cfgInitResult;
+extern std::vector<std::string> cfgFiles; // opened so far
+extern int32_t cfgOpenTrees;
+
+// ---- pub
+extern uint64_t now;     // wall clock in microseconds
+extern uint64_t nowStep; // added to it at each look
+struct Task {
+    v2xpub_TaskInitPara_t para;
+    void run() const { para.f_tskFunExec(para.mp_arg); }
+};
+extern std::vector<Task> tasks;
+extern std::map<std::string, int32_t> taskResults; // by task name; 0 where absent
+
+struct Datagram {
+    std::string socket;
+    std::string ip; // for IPC sockets: the host's name
+    uint16_t port;
+    std::vector<uint8_t> bytes;
+};
+extern std::vector<Datagram> sent;
+extern std::vector<v2xpub_SocketInitPara_t> sockets; // opened, in order
+extern std::map<std::string, int32_t> socketResults; // by socket name; 0 where absent
+
+// Hands bytes to the receive callback of the socket of this name, from a buffer that ends where they end.
+void receive(const std::string& socketName, const std::vector<uint8_t>& bytes);
+
+// ---- ipc
+extern v2x_ipc_config_t ipcConf;
+
+// Bytes from hexadecimal digits; blanks are passed over.
+std::vector<uint8_t> hex(const std::string& digits);
+
+} // namespace fakes

@@ -1,0 +1,74 @@
+#include <gtest/gtest.h>
+
+#include "fakes.h"
+#include "spat_conv_interface.h"
+
+namespace {
+
+void routine(void* /*arg*/) {}
+
+TEST(TaskCreat, HandsTheTaskServiceWhatItNeeds) {
+    V2X_TASKHANDLE handle = nullptr;
+    EXPECT_EQ(v2xspatconv_TaskCreat("a name that is longer than thirty-one characters", 7000, routine, &handle), 0);
+    EXPECT_NE(handle, nullptr);
+    ASSERT_EQ(fakes::tasks.size(), 1U);
+    const v2xpub_TaskInitPara_t& para = fakes::tasks[0].para;
+    EXPECT_STREQ(para.m_taskName, "a name that is longer than thir");
+    EXPECT_EQ(para.m_priority, 50U);
+    EXPECT_EQ(para.m_intervals, 7000U);
+    EXPECT_EQ(para.m_tskType, V2XTASK_TYPE_RR);
+    EXPECT_EQ(para.f_tskFunExec, routine);
+    EXPECT_TRUE(para.f_tskFunEnter == nullptr && para.f_tskFunExit == nullptr && para.mp_arg == nullptr);
+    EXPECT_FALSE(para.m_isOneShot || para.m_eventTrigFlag);
+}
+
+TEST(TaskCreat, FailuresHaveCodes) {
+    EXPECT_EQ(v2xspatconv_TaskCreat(nullptr, 1, routine, nullptr), -2);
+    EXPECT_EQ(v2xspatconv_TaskCreat("a", 1, nullptr, nullptr), -2);
+    EXPECT_EQ(fakes::logged("input param error").size(), 2U);
+    fakes::taskResults["a"] = -3;
+    EXPECT_EQ(v2xspatconv_TaskCreat("a", 1, routine, nullptr), -6);
+    EXPECT_EQ(fakes::logged(" Task create error ret=-3").front().level, 2);
+}
+
+TEST(TaskInit, CreatesTheTableAndReportsTheFirstFailure) {
+    EXPECT_EQ(v2xspatconv_TaskInit(), 0);
+    ASSERT_EQ(fakes::tasks.size(), 1U);
+    EXPECT_STREQ(fakes::tasks[0].para.m_taskName, "DIS_QUOR_SIGN");
+    EXPECT_EQ(fakes::tasks[0].para.m_intervals, 5000000U);
+    fakes::taskResults["DIS_QUOR_SIGN"] = -3;
+    EXPECT_EQ(v2xspatconv_TaskInit(), -5);
+    EXPECT_EQ(fakes::logged("Creat DIS_QUOR_SIGN error").size(), 1U);
+}
+
+TEST(Status, GettersGiveTypeAndRunStatusOnly) {
+    service_status_t st = {.service_type = 9,
+                           .run_status = 9,
+                           .tx_packet_count = 1,
+                           .tx_last_timestamp = 2,
+                           .rx_packet_count = 3,
+                           .rx_last_timestamp = 4};
+    v2xspatconv_GetCloudStatus(&st);
+    EXPECT_EQ(st.service_type, 5);
+    EXPECT_EQ(st.run_status, 0) << "the cloud has not reported yet";
+    v2xspatconv_SetCloudStatus(V2X_CONV_RUN_STATUS_AVAILABLE);
+    v2xspatconv_GetCloudStatus(&st);
+    EXPECT_EQ(st.run_status, 1);
+
+    const service_status_t own = {.service_type = 2,
+                                  .run_status = 2,
+                                  .tx_packet_count = 10,
+                                  .tx_last_timestamp = 20,
+                                  .rx_packet_count = 30,
+                                  .rx_last_timestamp = 40};
+    v2xspatconv_SetSpatConvStatus(&own);
+    v2xspatconv_GetSpatConvStatus(&st);
+    EXPECT_EQ(st.service_type, 2);
+    EXPECT_EQ(st.run_status, 2);
+    EXPECT_EQ(uint32_t{st.tx_packet_count}, 1U);
+    EXPECT_EQ(uint64_t{st.tx_last_timestamp}, 2U);
+    EXPECT_EQ(uint32_t{st.rx_packet_count}, 3U);
+    EXPECT_EQ(uint64_t{st.rx_last_timestamp}, 4U);
+}
+
+} // namespace

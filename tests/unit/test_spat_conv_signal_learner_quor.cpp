@@ -1,0 +1,257 @@
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "fakes.h"
+#include "spat_conv_config.h"
+#include "spat_conv_interface.h"
+#include "spat_conv_signal_learner_quor.h"
+#include "spat_conv_stack_interface.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class Learner : public testing::Test {
+protected:
+    Learner() {
+        char file[] = "/tmp/v2x_learner.XXXXXX";
+        m_sysinfo = file;
+        close(mkstemp(m_sysinfo.data()));
+        std::ofstream(m_sysinfo) << "<device_id>RSU0001</device_id>";
+        fakes::cfgTree["rsuSpatConfigInfo.Sysinfoname"] = m_sysinfo;
+        fakes::cfgTree["rsuSpatConfigInfo.LearnMachine.Ip"] = "127.0.0.5";
+        fakes::cfgTree["rsuSpatConfigInfo.LearnMachine.Port"] = 65536 + 8001;
+        fakes::cfgTree["rsuSpatConfigInfo.LearnMachine.LocalPort"] = 65536 + 8002;
+        fakes::cfgTree["rsuSpatConfigInfo.nodeId"] = 2;
+        fakes::cfgTree["rsuSpatConfigInfo.regionId"] = 1;
+        setenv("TZ", "UTC", 1);
+        tzset();
+        fakes::now = 1772714096789000; // 2026-03-05 12:34:56.789
+    }
+    ~Learner() override { unlink(m_sysinfo.c_str()); }
+
+    int32_t start() {
+        const spat_conv_config_t* config = nullptr;
+        EXPECT_EQ(v2xspatconv_GetCfgData(&config), 0);
+        v2xspatconv_StackInterfaceInit(config);
+        return v2xspatconv_QuorSignalLearnerInterfaceInit(config);
+    }
+    static void report(const std::string& digits) { fakes::receive("QUOR_RECV_SG", fakes::hex(digits)); }
+    static void heartbeat() { fakes::tasks.at(0).run(); }
+    static uint8_t runStatus() {
+        service_status_t st;
+        v2xspatconv_GetSpatConvStatus(&st);
+        return st.run_status;
+    }
+    // Frames to the stack application, from the intersection id on, as "count of phases" and "id:light:end" per entry.
+    static std::vector<std::string> lastRecord() {
+        std::vector<std::string> parts;
+        for (const fakes::Datagram& datagram : fakes::sent) {
+            if (datagram.socket != "SPAT_SEND_APP") {
+                continue;
+            }
+            const std::vector<uint8_t>& bytes = datagram.bytes;
+            parts = {std::to_string(static_cast<int8_t>(bytes.at(40)))};
+            for (size_t at = 41; at + 17 <= bytes.size() && bytes[at + 1] == 1; at += 17) {
+                parts.push_back(std::to_string(bytes[at]) + ":" + std::to_string(bytes[at + 3]) + ":" +
+                                std::to_string(bytes[at + 6] + 256 * bytes[at + 7]));
+            }
+        }
+        return parts;
+    }
+    static std::vector<std::string> displayed() {
+        fakes::logLines.clear();
+        v2xspatconv_DisplayQuorSignalInfo(nullptr);
+        std::vector<std::string> lines;
+        for (const fakes::LogLine& line : fakes::logLines) {
+            EXPECT_EQ(line.level, 5);
+            EXPECT_EQ(line.tag, "QUOR");
+            lines.push_back(line.text);
+        }
+        return lines;
+    }
+
+    std::string m_sysinfo;
+};
+
+const char PHASE_3_GREEN_15_S[] = "FEFE10 000A 000100 03010F00000000";
+
+TEST_F(Learner, AReportArrivesAsThisDatagram) {
+    ASSERT_EQ(start(), 0);
+    report(PHASE_3_GREEN_15_S);
+    ASSERT_EQ(fakes::sent.size(), 1U);
+    EXPECT_EQ(fakes::sent[0].bytes,
+              fakes::hex("A55A 04 00 0806072A464C0600 1400 2900 00"        // frame header: 41 bytes follow
+                         "01000000 18000000 1E00 00"                       // data block: a record of 30 bytes
+                         "02000100 0000 52650100 D5DD 01"                  // region 1, node 2, minute 91474, 56789 ms
+                         "03 01 01 05 0000 9600 FFFF FFFF FFFF FFFF FF")); // phase 3: permissive green, 15.0 s
+}
+
+TEST_F(Learner, ReportsBecomeRecords) {
+    ASSERT_EQ(start(), 0);
+    const struct {
+        const char* what;
+        std::string datagram;
+        std::vector<std::string> record; // phase count, then id:light:end time
+    } cases[] = {
+        {"colours",
+         "FEFE10 0026 000500 01010000000000 02020100000000 0303FE00000000 04040500000000 05000500000000",
+         {"5", "1:5:0", "2:3:10", "3:7:2540", "4:0:50", "5:0:50"}},
+        {"seconds unknown", "FEFE10 000A 000100 0301FF00000000", {"1", "3:0:36001"}},
+        {"the last of two equal phases", "FEFE10 0011 000200 03010F00000000 03021000000000", {"2", "3:3:160"}},
+        {"a phase above 32 counts but does not travel",
+         "FEFE10 0011 000200 28010F00000000 01011000000000",
+         {"2", "1:5:160"}},
+        {"no phases", "FEFE10 0003 000000", {"0"}},
+        {"body without a count", "FEFE10 0001 00", {"0"}},
+        {"empty body", "FEFE10 0000", {"0"}},
+        {"body that ends behind its count", "FEFE10 0002 0005", {"5"}},
+        {"127 counted, one held", "FEFE10 000A 007F00 03010F00000000", {"127", "3:5:150"}},
+        {"200 counted: negative, no phases", "FEFE10 000A 00C800 03010F00000000", {"-56"}},
+        {"a record cut short is absent", "FEFE10 0010 000200 03010F00000000 040110000000", {"2", "3:5:150"}},
+        {"more held than counted", "FEFE10 0011 000100 03010F00000000 04011000000000", {"1", "3:5:150"}},
+    };
+    uint32_t received = 0;
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.what);
+        fakes::sent.clear();
+        report(row.datagram);
+        EXPECT_EQ(lastRecord(), row.record);
+        received++;
+        EXPECT_EQ(displayed().at(4), "Recv count:" + std::to_string(received));
+    }
+}
+
+TEST_F(Learner, AThirtyThirdPhaseIsDropped) {
+    ASSERT_EQ(start(), 0);
+    std::string datagram = "FEFE10 00EA 002100"; // 33 records: 32 of phase 9, one of phase 1
+    for (int i = 0; i < 32; i++) {
+        datagram += "09010F00000000";
+    }
+    report(datagram + "01010F00000000");
+    EXPECT_THAT(lastRecord(), ElementsAre("33", "9:5:150"));
+}
+
+TEST_F(Learner, WhatIsNoPhaseReportChangesNothing) {
+    ASSERT_EQ(start(), 0);
+    const struct {
+        std::string datagram;
+        std::vector<std::string> lines; // "level text", traces left out
+    } cases[] = {
+        {"", {"2 Invalid LearnMachine Data", "6 len=0 Invalid LearnMachine Data:", "6 hexdump of 0"}},
+        {"FEFE1000", {"2 Invalid LearnMachine Data", "6 len=4 Invalid LearnMachine Data:", "6 hexdump of 4"}},
+        {"FEFE11 0000", {"2 Invalid LearnMachine Data", "6 len=5 Invalid LearnMachine Data:", "6 hexdump of 5"}},
+        {"FEFF10 0000", {"2 Invalid LearnMachine Data", "6 len=5 Invalid LearnMachine Data:", "6 hexdump of 5"}},
+        {"FFFE10 0000", {"2 Invalid LearnMachine Data", "6 len=5 Invalid LearnMachine Data:", "6 hexdump of 5"}},
+        {"FEFE10 000A 000100 03010F0000000000", {"2 Invalid Length, [recv len:16] , [calc len:15]"}},
+        {"FEFE10 000A 000100 03010F000000", {"2 Invalid Length, [recv len:14] , [calc len:15]"}},
+        {"FEFE10 FFFF", {"2 Invalid Length, [recv len:5] , [calc len:4]"}},
+        {"FEFE10 8000", {"2 Invalid Length, [recv len:5] , [calc len:-32763]"}},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.datagram);
+        fakes::logLines.clear();
+        report(row.datagram);
+        std::vector<std::string> lines;
+        for (const fakes::LogLine& line : fakes::logLines) {
+            if (line.level < 7) {
+                lines.push_back(std::to_string(line.level) + " " + line.text);
+            }
+        }
+        EXPECT_EQ(lines, row.lines);
+    }
+    EXPECT_THAT(fakes::sent, IsEmpty());
+    EXPECT_THAT(displayed(), testing::Contains("Recv count:0"));
+}
+
+struct Identity {
+    const char* name;
+    int32_t region;
+    int32_t node;
+};
+
+class LearnerIdentity : public Learner, public testing::WithParamInterface<Identity> {};
+
+// A report that cannot be converted is a sign of life all the same.
+TEST_P(LearnerIdentity, OutOfRangeSendsNothingAndCounts) {
+    fakes::cfgTree["rsuSpatConfigInfo.regionId"] = GetParam().region;
+    fakes::cfgTree["rsuSpatConfigInfo.nodeId"] = GetParam().node;
+    ASSERT_EQ(start(), 0);
+    report(PHASE_3_GREEN_15_S);
+    EXPECT_THAT(fakes::sent, IsEmpty());
+    EXPECT_EQ(fakes::logged("asn param error").at(0).level, 2);
+    EXPECT_EQ(fakes::logged("v2xspatconv_LearnMachineToIpcSpat error").at(0).level, 3);
+    // The region is looked at first.
+    const std::string code = GetParam().region == 1 ? "-3" : "-4";
+    EXPECT_EQ(fakes::logged("v2xspatconv_LearnMachineToIpcSpat end ret=" + code).size(), 1U);
+    EXPECT_EQ(runStatus(), 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, LearnerIdentity,
+                         testing::Values(Identity{"Region", 70000, 2}, Identity{"Both", 70000, 70000},
+                                         Identity{"RegionNegative", -1, 2}, Identity{"Node", 1, 65536},
+                                         Identity{"NodeNegative", 1, -1}),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST_F(Learner, HeartbeatsGoOutAndTheEleventhSilentOneEndsTheWork) {
+    ASSERT_EQ(start(), 0);
+    EXPECT_STREQ(fakes::tasks[0].para.m_taskName, "LM_Heart_Data");
+    EXPECT_EQ(fakes::tasks[0].para.m_intervals, 1000000U);
+    heartbeat();
+    ASSERT_EQ(fakes::sent.size(), 1U);
+    EXPECT_EQ(fakes::sent[0].ip, "127.0.0.5");
+    EXPECT_EQ(fakes::sent[0].port, 8001);
+    EXPECT_EQ(fakes::sent[0].bytes, fakes::hex("FEFE03 0006 01 00000000 55"));
+    EXPECT_EQ(runStatus(), 2) << "not working before the first report";
+
+    for (int round = 0; round < 2; round++) {
+        report(PHASE_3_GREEN_15_S);
+        for (int beat = 1; beat <= 10; beat++) {
+            heartbeat();
+            EXPECT_EQ(runStatus(), 1) << "beat " << beat;
+            report("FEFE11 0000"); // refused: no sign of life
+        }
+        heartbeat();
+        EXPECT_EQ(runStatus(), 2);
+    }
+    fakes::now = 5000000;
+    heartbeat();
+    EXPECT_THAT(displayed(),
+                ElementsAre("v2xspatconv_DisplayQuorSignalInfo start", "Signal learn machine works abnormally",
+                            "Send count:24", "Send last time:5000000", "Recv count:2",
+                            "Recv last time:1772714096789000", "v2xspatconv_DisplayQuorSignalInfo end"));
+    report(PHASE_3_GREEN_15_S);
+    EXPECT_EQ(displayed().at(1), "Signal learn machine is working");
+}
+
+TEST_F(Learner, StartStopsAtTheFirstFailureAndBeatsAreCountedWithoutASocket) {
+    EXPECT_EQ(v2xspatconv_QuorSignalLearnerInterfaceInit(nullptr), -2);
+    fakes::taskResults["LM_Heart_Data"] = -3;
+    EXPECT_EQ(start(), -2);
+    EXPECT_EQ(fakes::logged("Creat LM_Heart_Data error").at(0).level, 2);
+    fakes::taskResults.clear();
+    fakes::socketResults["QUOR_RECV_SG"] = -3;
+    EXPECT_EQ(start(), -3);
+    EXPECT_EQ(fakes::logged("v2xpub_UdpSocketInit end ret=-3").at(0).level, 2);
+    fakes::socketResults = {{"QUOR_SEND_SG", -3}};
+    EXPECT_EQ(start(), -4);
+    heartbeat();
+    EXPECT_THAT(fakes::sent, IsEmpty());
+    EXPECT_EQ(displayed().at(2), "Send count:1");
+}
+
+TEST_F(Learner, AnAddressThatIsNoneIsNamed) {
+    fakes::cfgTree["rsuSpatConfigInfo.LearnMachine.Port"] = 65536;
+    EXPECT_EQ(start(), 0);
+    EXPECT_EQ(fakes::logged("no heartbeats: LearnMachine.Ip \"127.0.0.5\", Port 65536 is no UDP address").size(), 1U);
+    heartbeat();
+    EXPECT_THAT(fakes::sent, IsEmpty());
+}
+
+} // namespace

@@ -1,0 +1,112 @@
+#include <cstring>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "fakes.h"
+#include "spat_conv_stack_interface.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+// A record in the 5120-byte buffer that every source uses.
+class Record {
+public:
+    explicit Record(const std::string& hexDigits) {
+        const std::vector<uint8_t> start = fakes::hex(hexDigits);
+        std::copy(start.begin(), start.end(), m_bytes.begin());
+    }
+    int32_t notify() const { return v2xspatconv_SpatNotify(reinterpret_cast<const v2xipc_phases_t*>(m_bytes.data())); }
+    std::vector<uint8_t> m_bytes = std::vector<uint8_t>(V2XIPC_RECORD_SIZE);
+};
+
+const char HEAD_NO_PHASES[] = "02000100 0000 52650100 D5DD 00";
+
+TEST(Init, OpensThreeSocketsInOrder) {
+    EXPECT_EQ(v2xspatconv_StackInterfaceInit(nullptr), 0);
+    const struct {
+        const char* name;
+        uint16_t svrPort;
+        uint16_t cliPort;
+    } cases[] = {{"SPAT_SEND_APP", 0, 20001}, {"GET_SPAT_DATA", 0, 20002}, {"SPAT_C_LOGTOOL", 20003, 0}};
+    ASSERT_EQ(fakes::sockets.size(), std::size(cases));
+    for (size_t i = 0; i < std::size(cases); i++) {
+        const v2xpub_SocketInitPara_t& para = fakes::sockets[i];
+        EXPECT_STREQ(para.m_sockName, cases[i].name);
+        EXPECT_STREQ(para.m_localIP, "0.0.0.0");
+        EXPECT_EQ(para.m_svrPort, cases[i].svrPort);
+        EXPECT_EQ(para.m_cliPort, cases[i].cliPort);
+        EXPECT_EQ(para.m_svrEnable, cases[i].svrPort != 0);
+        EXPECT_EQ(para.m_cliEnable, cases[i].cliPort != 0);
+    }
+}
+
+TEST(Init, TheFirstSocketThatFailsEndsTheStep) {
+    fakes::socketResults["GET_SPAT_DATA"] = -3;
+    EXPECT_EQ(v2xspatconv_StackInterfaceInit(nullptr), -3);
+    EXPECT_EQ(fakes::logged("SocketInit error ret=-3").front().level, 2);
+    EXPECT_EQ(fakes::sockets.size(), 1U);
+}
+
+TEST(Init, WithoutTheLogToolSpatStillGoesOut) {
+    fakes::socketResults["SPAT_C_LOGTOOL"] = -3;
+    EXPECT_EQ(v2xspatconv_StackInterfaceInit(nullptr), -3);
+    EXPECT_EQ(fakes::logged("SocketInit LogTool error ret=-3").front().level, 2);
+    EXPECT_EQ(Record(HEAD_NO_PHASES).notify(), 0);
+    EXPECT_EQ(fakes::sent.size(), 1U);
+}
+
+TEST(Notify, BeforeTheSocketsAreOpenNothingIsSent) {
+    EXPECT_EQ(Record(HEAD_NO_PHASES).notify(), 0);
+    EXPECT_EQ(v2xspatconv_SpatNotify(nullptr), -2);
+    EXPECT_TRUE(fakes::sent.empty());
+}
+
+TEST(Notify, FramesAreByteForByteWhatTheStackApplicationReads) {
+    const std::string state = "01 05 0000 9600 FFFF FFFF FFFF FFFF FF";
+    const struct {
+        const char* what;
+        std::string record;
+        std::string frameHead; // from the command on
+        size_t length;
+    } cases[] = {
+        {"no phases", HEAD_NO_PHASES, "1400 1800 00  01000000 18000000 0D00 00", 41},
+        {"one phase with two states", "02000100 0000 52650100 D5DD 01 03 02" + state + state,
+         "1400 3800 00  01000000 18000000 2D00 00", 73},
+        {"more counted than written: zeros follow", "02000100 0000 52650100 D5DD 03 03 01" + state,
+         "1400 2D00 00  01000000 18000000 2200 00", 62},
+        {"a negative count has no phases", "02000100 0000 52650100 D5DD C8 03 01" + state,
+         "1400 1800 00  01000000 18000000 0D00 00", 41},
+    };
+    v2xspatconv_StackInterfaceInit(nullptr);
+    fakes::now = 0x00064C462A070608;
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.what);
+        fakes::sent.clear();
+        const Record record(row.record);
+        EXPECT_EQ(record.notify(), 0);
+        ASSERT_EQ(fakes::sent.size(), 1U);
+        EXPECT_EQ(fakes::sent[0].socket, "SPAT_SEND_APP");
+        EXPECT_EQ(fakes::sent[0].ip, "RSU_RCV");
+        EXPECT_EQ(fakes::sent[0].port, 20010);
+        std::vector<uint8_t> expected = fakes::hex("A55A 04 00 0806072A464C0600" + row.frameHead);
+        expected.insert(expected.end(), record.m_bytes.begin(), record.m_bytes.begin() + (row.length - 28));
+        EXPECT_EQ(fakes::sent[0].bytes.size(), row.length);
+        EXPECT_EQ(fakes::sent[0].bytes, expected);
+    }
+}
+
+TEST(Notify, ARecordThatClaimsMoreThanItsBufferIsNotSent) {
+    v2xspatconv_StackInterfaceInit(nullptr);
+    Record record("02000100 0000 52650100 D5DD 02 01 FF");
+    record.m_bytes[13 + 2 + 255 * 15 + 1] = 85; // 13 + 3827 + 2 + 1275 = 5117
+    EXPECT_EQ(record.notify(), 0);
+    record.m_bytes[13 + 2 + 255 * 15 + 1] = 86;
+    EXPECT_EQ(record.notify(), -3);
+    record.m_bytes[12] = 3; // and where the third entry would stand behind the end
+    EXPECT_EQ(record.notify(), -3);
+    EXPECT_EQ(fakes::sent.size(), 1U);
+    EXPECT_EQ(fakes::logged("SPAT record with 2 phases runs past its 5120 bytes, not sent").front().level, 2);
+}
+
+} // namespace
