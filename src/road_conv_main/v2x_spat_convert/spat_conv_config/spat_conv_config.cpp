@@ -51,16 +51,16 @@ constexpr KeyRow IDENTITY_ROWS[] = {
 };
 
 // A value that is missing or of the wrong kind leaves its field 0; the tree has logged the wrong kind.
-int32_t readRow(const KeyRow& row) {
+int32_t ReadRow(const KeyRow& row) {
     int32_t length = row.length;
     char* field = reinterpret_cast<char*>(&g_spatconv_cfg) + row.offset;
     return v2xcfg_GetNodeValue(gp_convcfg_root, row.type, row.key, field, &length);
 }
 
 // Reads the unit's identity, without which no load succeeds.
-int32_t loadSysinfo() {
+int32_t LoadSysinfo() {
     memset(g_spatconv_cfg.m_SysinfoName, 0, sizeof g_spatconv_cfg.m_SysinfoName);
-    if (readRow(SYSINFO_ROW) != 0) {
+    if (ReadRow(SYSINFO_ROW) != 0) {
         V2XLOG(g_scfgLog, V2XLOG_WARN, "%s node error ", SYSINFO_KEY);
         snprintf(g_errorText, sizeof g_errorText, "%s", v2xcfg_GetErrorText());
         return -3;
@@ -76,23 +76,23 @@ int32_t loadSysinfo() {
 }
 
 // With the tree open: fills the record.
-int32_t loadTree() {
-    const int32_t ret = loadSysinfo();
+int32_t LoadTree() {
+    const int32_t ret = LoadSysinfo();
     if (ret != 0) {
         return ret;
     }
     for (const KeyRow& row : DEVICE_ROWS) {
-        readRow(row);
+        ReadRow(row);
     }
     GetPhaseRelationship(gp_convcfg_root, PHASE_PREFIX, &g_spatconv_cfg.m_phase_relationship);
     for (const KeyRow& row : IDENTITY_ROWS) {
-        readRow(row);
+        ReadRow(row);
     }
     return 0;
 }
 
 // With the lock held: the whole load.
-int32_t load() {
+int32_t Load() {
     const char* path = nullptr;
     v2xspatconv_GetCfgDir("conf/v2x_spat_convert.cfg", &path);
     if (v2xcfg_InitContext(&gp_convcfg_root, path) != 0) {
@@ -101,7 +101,7 @@ int32_t load() {
         return 1;
     }
     g_spatconv_cfg = {};
-    const int32_t ret = loadTree();
+    const int32_t ret = LoadTree();
     v2xcfg_ExitContext(gp_convcfg_root);
     gp_convcfg_root = nullptr;
     g_convcfg_active.store(ret == 0, std::memory_order_release);
@@ -163,7 +163,7 @@ int32_t v2xspatconv_GetCfgData(const spat_conv_config_t** p_spatconv_cfg) {
         V2XLOG_TRACE_SCOPE(g_scfgLog, ret);
         const std::lock_guard<std::mutex> guard(g_convcfg_lock);
         if (!g_convcfg_active.load(std::memory_order_relaxed)) {
-            ret = load();
+            ret = Load();
         }
         if (ret != 0) {
             return ret;

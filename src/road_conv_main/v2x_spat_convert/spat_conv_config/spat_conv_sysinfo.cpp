@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr uintmax_t SYSINFO_MAX_SIZE = 1024 * 1024;
+constexpr uintmax_t SYSINFO_MAX_SIZE = 1U << 20;
 
 struct SysinfoTag {
     const char* tag;
@@ -27,7 +27,7 @@ constexpr SysinfoTag SYSINFO_TAGS[] = {
 };
 
 // The size of the file, or -1 when it is not a regular file that can be taken whole.
-int64_t usableSize(const char* path) {
+int64_t UsableSize(const char* path) {
     std::error_code error;
     if (!std::filesystem::is_regular_file(path, error)) {
         return -1;
@@ -78,7 +78,7 @@ int32_t v2xspatconv_GetSysinfo(spat_conv_config_t* spatconv_cfg) {
         return ret = -2;
     }
     const char* path = spatconv_cfg->m_SysinfoName;
-    const int64_t size = usableSize(path);
+    const int64_t size = UsableSize(path);
     std::ifstream file;
     if (size >= 0) {
         file.open(path, std::ios::binary);

@@ -21,7 +21,7 @@ constexpr int32_t MAIN_LOOP_MS = 5000;
 constexpr const char* LOG_TAGS[] = {"UDPA", "TASK", "MQPS", "MCFG", "SPAT", "SDDS", "SCFG", "INTF", "SINF",
                                     "SCOM", "DOWN", "SPUP", "VCFG", "UPER", "1743", "QUOR", "LSKU", "VIPC"};
 
-void openLog(const v2xspatconv_options_t& options) {
+void OpenLog(const v2xspatconv_options_t& options) {
     v2xlog_Init(options.g_logfilePath, "SPAT", 1, 1, 0);
     for (const char* name : LOG_TAGS) {
         V2X_LOGHANDLE handle = nullptr;
@@ -30,7 +30,7 @@ void openLog(const v2xspatconv_options_t& options) {
     }
 }
 
-void startSources(const spat_conv_config_t& config) {
+void StartSources(const spat_conv_config_t& config) {
     if (config.m_learn_machine_info.m_is_enable) {
         v2xspatconv_QuorSignalLearnerInterfaceInit(&config);
     }
@@ -40,7 +40,7 @@ void startSources(const spat_conv_config_t& config) {
 
 int32_t v2xspatconv_init(int32_t argc, char** argv) {
     const v2xspatconv_options_t options = v2xspatconv_ParseOptions(argc, argv);
-    openLog(options);
+    OpenLog(options);
     v2xipc_CfgInit(options.g_workDir);
     v2xspatconv_signalsRegister();
     v2xspatconv_InitCfg(options.g_workDir);
@@ -53,7 +53,7 @@ int32_t v2xspatconv_init(int32_t argc, char** argv) {
         return ret;
     }
     v2xspatconv_StackInterfaceInit(config);
-    startSources(*config);
+    StartSources(*config);
     service_status_t status = {};
     status.service_type = V2X_CLOUD_SERVICE_TYPE_SPAT;
     status.run_status = V2X_CONV_RUN_STATUS_AVAILABLE;

@@ -27,41 +27,41 @@ const option g_longOpts[] = {
 };
 
 template <size_t size>
-void copyText(char (&field)[size], const char* text) {
+void CopyText(char (&field)[size], const char* text) {
     snprintf(field, size, "%s", text);
 }
 
-void printHelp(v2xspatconv_options_t& /*options*/, const char* /*argument*/) {
+void PrintHelp(v2xspatconv_options_t& /*options*/, const char* /*argument*/) {
     printf("%s", HELP);
     exit(0);
 }
 
-void printVersion(v2xspatconv_options_t& /*options*/, const char* /*argument*/) {
+void PrintVersion(v2xspatconv_options_t& /*options*/, const char* /*argument*/) {
     printf("version:%s\n", VERSION);
     exit(0);
 }
 
 // As atoi reads it: text that is no number gives 0, and the range is not looked at.
-void setLogLevel(v2xspatconv_options_t& options, const char* argument) {
+void SetLogLevel(v2xspatconv_options_t& options, const char* argument) {
     options.g_logLevelFlag = static_cast<int32_t>(strtol(argument, nullptr, 10));
 }
 
-void setLogfile(v2xspatconv_options_t& options, const char* argument) {
-    copyText(options.g_logfilePath, argument);
+void SetLogfile(v2xspatconv_options_t& options, const char* argument) {
+    CopyText(options.g_logfilePath, argument);
 }
 
-void setWorkDir(v2xspatconv_options_t& options, const char* argument) {
-    copyText(options.g_workDir, argument);
+void SetWorkDir(v2xspatconv_options_t& options, const char* argument) {
+    CopyText(options.g_workDir, argument);
 }
 
 constexpr struct {
     int character;
     void (*apply)(v2xspatconv_options_t& options, const char* argument);
 } OPTIONS[] = {
-    {'h', printHelp}, {'v', printVersion}, {'d', setLogLevel}, {'f', setLogfile}, {'w', setWorkDir},
+    {'h', PrintHelp}, {'v', PrintVersion}, {'d', SetLogLevel}, {'f', SetLogfile}, {'w', SetWorkDir},
 };
 
-void applyOption(v2xspatconv_options_t& options, const char* argument) {
+void ApplyOption(v2xspatconv_options_t& options, const char* argument) {
     for (const auto& row : OPTIONS) {
         if (row.character == g_lopt) {
             row.apply(options, argument);
@@ -80,7 +80,7 @@ v2xspatconv_options_t v2xspatconv_ParseOptions(int32_t argc, char** argv) {
         if (character > 0) {
             g_lopt = character;
         }
-        applyOption(options, optarg);
+        ApplyOption(options, optarg);
     }
     return options;
 }

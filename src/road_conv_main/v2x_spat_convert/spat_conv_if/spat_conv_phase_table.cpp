@@ -14,17 +14,17 @@ constexpr int64_t D_SECOND_MAX = 65535;
 
 constexpr uint64_t MICROSECONDS = 1000000;
 
-size_t entryLength(const v2xipc_phase_t& entry) {
+size_t EntryLength(const v2xipc_phase_t& entry) {
     return sizeof entry + sizeof(v2xipc_pahseState_t) * entry.m_phaseStateNum;
 }
 
-v2xipc_phase_t entryHead(const uint8_t* entry) {
+v2xipc_phase_t EntryHead(const uint8_t* entry) {
     v2xipc_phase_t head;
     memcpy(&head, entry, sizeof head);
     return head;
 }
 
-void logCopied(v2xlog_tag_t& tag, int32_t phaseId, const uint8_t* entry) {
+void LogCopied(v2xlog_tag_t& tag, int32_t phaseId, const uint8_t* entry) {
     v2xipc_pahseState_t state;
     memcpy(&state, entry + sizeof(v2xipc_phase_t), sizeof state);
     V2XLOG(tag, V2XLOG_DEBUG, "======Ipc phaseId%d:%d[%d]======", phaseId, state.m_endTime, state.m_lightState);
@@ -109,8 +109,8 @@ int32_t GetLMPhaseByPhaseId(v2xlog_tag_t& tag, v2xspatconv_match match, uint16_t
     size_t offset = 0;
     for (uint16_t i = 0; i < phaseNum && offset + sizeof(v2xipc_phase_t) <= V2XSPATCONV_PHASE_TABLE_SIZE; i++) {
         const uint8_t* entry = lm_phase + offset;
-        const v2xipc_phase_t head = entryHead(entry);
-        offset += entryLength(head);
+        const v2xipc_phase_t head = EntryHead(entry);
+        offset += EntryLength(head);
         if (head.m_phaseId != PhaseId || head.m_phaseStateNum == 0 || offset > V2XSPATCONV_PHASE_TABLE_SIZE) {
             continue;
         }
@@ -135,7 +135,7 @@ void v2xspatconv_CopyPhases(v2xlog_tag_t& tag, const spat_conv_config_t& cfg, v2
             V2XLOG(tag, V2XLOG_TRACE, "Get PhaseID error:%d %d", devicePhase, spat_ipc->m_phaseNum);
             continue;
         }
-        const size_t length = entryLength(entryHead(entry));
+        const size_t length = EntryLength(EntryHead(entry));
         if (offset + length > V2XIPC_RECORD_SIZE) {
             V2XLOG(tag, V2XLOG_ERROR, "phase %d does not fit the SPAT record", phaseId);
             return;
@@ -143,6 +143,6 @@ void v2xspatconv_CopyPhases(v2xlog_tag_t& tag, const spat_conv_config_t& cfg, v2
         memcpy(record + offset, entry, length);
         record[offset + offsetof(v2xipc_phase_t, m_phaseId)] = phaseId;
         offset += length;
-        logCopied(tag, phaseId, entry);
+        LogCopied(tag, phaseId, entry);
     }
 }

@@ -18,7 +18,7 @@ std::atomic<V2X_UDPSOCKHANDLE> g_udp_send_to_learnmachine_handle{nullptr};
 constexpr uint32_t HEARTBEAT_INTERVAL = 1000000; // microseconds
 constexpr uint8_t HEARTBEAT[] = {0xFE, 0xFE, 0x03, 0x00, 0x06, 0x01, 0x00, 0x00, 0x00, 0x00, 0x55};
 
-v2xpub_SocketInitPara_t receivePara(const learn_machine_info_t& learner) {
+v2xpub_SocketInitPara_t ReceivePara(const learn_machine_info_t& learner) {
     return {.m_sockName = "QUOR_RECV_SG",
             .m_localIP = "0.0.0.0",
             .m_svrPort = static_cast<uint16_t>(learner.m_local_port),
@@ -36,7 +36,7 @@ constexpr v2xpub_SocketInitPara_t SEND_PARA = {.m_sockName = "QUOR_SEND_SG",
                                                .m_cliEnable = 1,
                                                .f_msgFunc = nullptr};
 
-int32_t openSocket(const v2xpub_SocketInitPara_t& para, std::atomic<V2X_UDPSOCKHANDLE>& result) {
+int32_t OpenSocket(const v2xpub_SocketInitPara_t& para, std::atomic<V2X_UDPSOCKHANDLE>& result) {
     V2X_UDPSOCKHANDLE handle = nullptr;
     const int32_t ret = v2xpub_UdpSocketInit(&handle, &para, 0);
     if (ret != 0) {
@@ -46,7 +46,7 @@ int32_t openSocket(const v2xpub_SocketInitPara_t& para, std::atomic<V2X_UDPSOCKH
     return ret;
 }
 
-int32_t setHeartbeatTarget(V2X_UDPSOCKHANDLE handle, const learn_machine_info_t& learner) {
+int32_t SetHeartbeatTarget(V2X_UDPSOCKHANDLE handle, const learn_machine_info_t& learner) {
     return v2xpub_UdpSocketSetSendAddr(handle, learner.m_ip, static_cast<uint16_t>(learner.m_port));
 }
 
@@ -59,7 +59,7 @@ void SendHeartDataToLearnMachine(void* /*arg*/) {
         V2XLOG(g_quorLog, V2XLOG_WARN, "Get spat config error:%d", ret);
     }
     const V2X_UDPSOCKHANDLE handle = g_udp_send_to_learnmachine_handle.load(std::memory_order_acquire);
-    if (handle != nullptr && cfg != nullptr && setHeartbeatTarget(handle, cfg->m_learn_machine_info) == 0) {
+    if (handle != nullptr && cfg != nullptr && SetHeartbeatTarget(handle, cfg->m_learn_machine_info) == 0) {
         uint8_t beat[sizeof HEARTBEAT];
         memcpy(beat, HEARTBEAT, sizeof beat);
         const v2xpub_UdpSocketDataHead_t datagram = {sizeof beat, beat};
@@ -83,13 +83,13 @@ int32_t v2xspatconv_QuorSignalLearnerInterfaceInit(const spat_conv_config_t* spa
         return ret = -2;
     }
     const learn_machine_info_t& learner = spatconv_cfg->m_learn_machine_info;
-    if (openSocket(receivePara(learner), g_udp_recv_from_learnmachine_handle) != 0) {
+    if (OpenSocket(ReceivePara(learner), g_udp_recv_from_learnmachine_handle) != 0) {
         return ret = -3;
     }
-    if (openSocket(SEND_PARA, g_udp_send_to_learnmachine_handle) != 0) {
+    if (OpenSocket(SEND_PARA, g_udp_send_to_learnmachine_handle) != 0) {
         return ret = -4;
     }
-    if (setHeartbeatTarget(g_udp_send_to_learnmachine_handle, learner) != 0) {
+    if (SetHeartbeatTarget(g_udp_send_to_learnmachine_handle, learner) != 0) {
         V2XLOG(g_quorLog, V2XLOG_ERROR, "no heartbeats: LearnMachine.Ip \"%s\", Port %d is no UDP address",
                learner.m_ip, static_cast<int32_t>(learner.m_port));
     }

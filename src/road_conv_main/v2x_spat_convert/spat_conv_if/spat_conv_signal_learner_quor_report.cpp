@@ -108,7 +108,7 @@ int32_t DealLearnMachineData(std::span<const uint8_t> body) {
     return ret;
 }
 
-void refuseData(const v2xpub_UdpSocketDataHead_t& datagram) {
+void RefuseData(const v2xpub_UdpSocketDataHead_t& datagram) {
     V2XLOG(g_quorLog, V2XLOG_ERROR, "Invalid LearnMachine Data");
     V2XLOG(g_quorLog, V2XLOG_VERBOSE, "len=%d Invalid LearnMachine Data:", datagram.m_curMsgLen);
     if (v2xlog_Enabled(g_quorLog, V2XLOG_VERBOSE)) {
@@ -130,7 +130,7 @@ void v2xspatconv_GetLearnMachineDataRcv(V2X_UDPSOCKHANDLE /*handle*/, void* p_da
     const int32_t received = datagram->m_curMsgLen;
     const uint8_t* bytes = datagram->mp_data;
     if (received < REPORT_HEAD_LENGTH || memcmp(bytes, REPORT_START, sizeof REPORT_START) != 0) {
-        refuseData(*datagram);
+        RefuseData(*datagram);
         return;
     }
     const int16_t bodyLength = static_cast<int16_t>(bytes[3] << 8 | bytes[4]);

@@ -34,7 +34,7 @@ constexpr SocketRow SOCKETS[] = {
     {"SPAT_C_LOGTOOL", &g_logToolHandle, &v2x_ipc_config_t::m_spatconv_logtool_rcvport, true, " LogTool"},
 };
 
-int32_t openSocket(const SocketRow& row) {
+int32_t OpenSocket(const SocketRow& row) {
     v2xpub_SocketInitPara_t para = {};
     const uint16_t port = static_cast<uint16_t>(g_ipc_conf->*row.port);
     snprintf(para.m_sockName, sizeof para.m_sockName, "%s", row.name);
@@ -47,7 +47,7 @@ int32_t openSocket(const SocketRow& row) {
 }
 
 // Length of the record with its phases, or -3 when they do not fit its buffer. A negative count holds no phases.
-int32_t recordLength(const uint8_t* record, int8_t phaseNum) {
+int32_t RecordLength(const uint8_t* record, int8_t phaseNum) {
     int32_t length = sizeof(v2xipc_phases_t);
     for (int32_t i = 0; i < phaseNum; i++) {
         v2xipc_phase_t phase;
@@ -92,7 +92,7 @@ int32_t v2xspatconv_StackInterfaceInit(const spat_conv_config_t* spatconv_cfg) {
     (void)spatconv_cfg; // the ports are the unit's, not the daemon's
     v2xipc_GetIpcConfValue(&g_ipc_conf);
     for (const SocketRow& row : SOCKETS) {
-        const int32_t opened = openSocket(row);
+        const int32_t opened = OpenSocket(row);
         if (opened != 0) {
             V2XLOG(g_log, V2XLOG_ERROR, "SocketInit%s error ret=%d", row.what, opened);
             return ret = -3;
@@ -114,7 +114,7 @@ int32_t spat_fill(uint8_t* pData, const v2xipc_phases_t* spat_ipc, uint16_t* ple
         return -2;
     }
     const uint8_t* record = reinterpret_cast<const uint8_t*>(spat_ipc);
-    const int32_t length = recordLength(record, spat_ipc->m_phaseNum);
+    const int32_t length = RecordLength(record, spat_ipc->m_phaseNum);
     if (length < 0) {
         V2XLOG(g_log, V2XLOG_ERROR, "SPAT record with %d phases runs past its %d bytes, not sent", spat_ipc->m_phaseNum,
                V2XIPC_RECORD_SIZE);
