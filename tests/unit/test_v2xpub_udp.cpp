@@ -1,0 +1,336 @@
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <atomic>
+#include <csignal>
+#include <mutex>
+
+#include "platform_util.h"
+
+namespace {
+
+LogFile& Log() {
+    static LogFile file{"UDPA"};
+    return file;
+}
+
+constexpr size_t DATAGRAM_MAX = INT16_MAX;
+
+// What the callback was handed. The callback waits while it is held, and sends back what it got.
+struct Inbox {
+    std::mutex mutex;
+    std::vector<Bytes> datagrams;
+    std::atomic<bool> held{false};
+    std::atomic<int32_t> replyResult{0};
+
+    std::vector<Bytes> All() {
+        const std::lock_guard lock(mutex);
+        return datagrams;
+    }
+    size_t Size() {
+        const std::lock_guard lock(mutex);
+        return datagrams.size();
+    }
+};
+std::atomic<Inbox*> g_inbox{nullptr};
+
+void StoreAndAnswer(V2X_UDPSOCKHANDLE handle, void* p_data, void* addr, int16_t addrLen) {
+    Inbox& inbox = *g_inbox;
+    const auto& head = *static_cast<v2xpub_UdpSocketDataHead_t*>(p_data);
+    {
+        const std::lock_guard lock(inbox.mutex);
+        inbox.datagrams.emplace_back(head.mp_data, head.mp_data + head.m_curMsgLen);
+    }
+    if (v2xpub_UdpSocketRespSend(handle, &head, addr, addrLen) != 0) {
+        inbox.replyResult = -1;
+    }
+    while (inbox.held) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+v2xpub_UdpSocketDataHead_t HeadOf(Bytes& bytes) {
+    return {static_cast<int16_t>(bytes.size()), bytes.data()};
+}
+
+v2xpub_UdpSocketStats_t StatsOf(V2X_UDPSOCKHANDLE handle) {
+    v2xpub_UdpSocketStats_t stats{};
+    EXPECT_EQ(v2xpub_UdpSocketGetStats(handle, &stats), 0);
+    return stats;
+}
+
+class Udp : public testing::Test {
+protected:
+    Udp() {
+        g_inbox = &m_inbox;
+        Log().Forget();
+    }
+    ~Udp() override {
+        m_inbox.held = false;
+        EXPECT_EQ(v2xpub_UdpSocketExit(m_socket), 0);
+    }
+
+    void OpenServer(int32_t rcvBufBytes = 0) {
+        m_port = OpenAtFreePort("server", StoreAndAnswer, [&](const v2xpub_SocketInitPara_t& para) {
+            return v2xpub_UdpSocketInit(&m_socket, &para, rcvBufBytes);
+        });
+        ASSERT_NE(m_port, 0);
+    }
+    void OpenClient() {
+        m_port = Peer().Port();
+        const v2xpub_SocketInitPara_t para = SocketPara("client", false, m_port, nullptr);
+        ASSERT_EQ(v2xpub_UdpSocketInit(&m_socket, &para, 0), 0);
+    }
+
+    Inbox m_inbox;
+    V2X_UDPSOCKHANDLE m_socket = nullptr;
+    uint16_t m_port = 0;
+    Peer m_peer;
+};
+
+TEST_F(Udp, DatagramsOfEverySizeArriveWholeAndAreAnswered) {
+    OpenServer();
+    std::vector<Bytes> expected;
+    for (const size_t size : {size_t{0}, size_t{1}, size_t{1472}, DATAGRAM_MAX, size_t{1}}) {
+        expected.push_back(Pattern(size, static_cast<uint8_t>(expected.size())));
+        ASSERT_TRUE(m_peer.Send(m_port, expected.back()));
+        EXPECT_EQ(m_peer.Receive(), expected.back()) << size;
+    }
+    ASSERT_TRUE(WaitUntil([&] { return StatsOf(m_socket).sent == expected.size(); }));
+    EXPECT_EQ(m_inbox.All(), expected);
+    EXPECT_EQ(StatsOf(m_socket).received, expected.size());
+    EXPECT_EQ(m_inbox.replyResult, 0);
+}
+
+TEST_F(Udp, TooLongDatagramsAreDroppedAndCounted) {
+    OpenServer();
+    for (const size_t size : {DATAGRAM_MAX + 1, size_t{65507}}) {
+        ASSERT_TRUE(m_peer.Send(m_port, Pattern(size, 1)));
+    }
+    const Bytes good = Pattern(100, 2);
+    ASSERT_TRUE(m_peer.Send(m_port, good));
+    EXPECT_EQ(m_peer.Receive(), good);
+    EXPECT_EQ(m_inbox.Size(), 1U);
+    EXPECT_EQ(StatsOf(m_socket).tooLong, 2U);
+    EXPECT_EQ(StatsOf(m_socket).received, 1U);
+}
+
+TEST_F(Udp, DropsOfTheKernelAreCounted) {
+    OpenServer(4096);
+    uint64_t sent = 0;
+    for (uint64_t round = 1; round <= 2; ++round) {
+        m_inbox.held = true;
+        for (int i = 0; i < 2000; ++i, ++sent) {
+            ASSERT_TRUE(m_peer.Send(m_port, Pattern(100, 1)));
+        }
+        m_inbox.held = false;
+        // The kernel tells the number with the next datagram that it takes.
+        EXPECT_TRUE(WaitUntil([&] {
+            const v2xpub_UdpSocketStats_t stats = StatsOf(m_socket);
+            const bool isComplete = stats.received + stats.kernelDrops == sent;
+            sent += !isComplete && m_peer.Send(m_port, Bytes(1)) ? 1 : 0;
+            return isComplete;
+        }));
+        EXPECT_GT(StatsOf(m_socket).kernelDrops, 1500 * round);
+    }
+    EXPECT_GE(Log().Count({"server", "the kernel dropped"}), 1);
+}
+
+TEST_F(Udp, SendersNeedNoLockAgainstTheAddressBeingSet) {
+    constexpr int EACH = 100; // fits the smallest receive buffer that systems come with
+    OpenClient();
+    Peer peers[2];
+    std::atomic<bool> done{false};
+    const auto setAddress = [&](size_t number) {
+        return v2xpub_UdpSocketSetSendAddr(m_socket, "127.0.0.1", peers[number % 2].Port());
+    };
+    ASSERT_EQ(setAddress(0), 0);
+    std::thread setter([&] {
+        for (size_t i = 0; !done; ++i) {
+            EXPECT_EQ(setAddress(i), 0);
+        }
+    });
+    const auto sendAll = [&](uint8_t seed) {
+        for (size_t i = 0; i < EACH; ++i) {
+            Bytes bytes = Pattern(10 + i, seed);
+            const v2xpub_UdpSocketDataHead_t head = HeadOf(bytes);
+            EXPECT_EQ(v2xpub_UdpSocketReqSend(m_socket, &head), 0);
+        }
+    };
+    std::thread sender(sendAll, uint8_t{1});
+    sendAll(2);
+    sender.join();
+    done = true;
+    setter.join();
+
+    int complete = 0;
+    for (Peer& peer : peers) {
+        for (auto bytes = peer.Receive(0); bytes; bytes = peer.Receive(0)) {
+            complete += !bytes->empty() && *bytes == Pattern(bytes->size(), bytes->front()) ? 1 : 0;
+        }
+    }
+    EXPECT_EQ(complete, 2 * EACH);
+    EXPECT_EQ(StatsOf(m_socket).sent, uint64_t{2 * EACH});
+}
+
+TEST_F(Udp, ClosesWhileTrafficFlows) {
+    const uint16_t port = Peer().Port();
+    std::atomic<bool> done{false};
+    std::thread sender([&] {
+        while (!done) {
+            m_peer.Send(port, Bytes(10));
+        }
+    });
+    const v2xpub_SocketInitPara_t para = SocketPara("server", true, port, StoreAndAnswer);
+    for (int i = 0; i < 50; ++i) {
+        V2X_UDPSOCKHANDLE handle = nullptr;
+        const size_t before = m_inbox.Size();
+        EXPECT_EQ(v2xpub_UdpSocketInit(&handle, &para, 0), 0);
+        EXPECT_TRUE(WaitUntil([&] { return m_inbox.Size() > before; }));
+        EXPECT_EQ(v2xpub_UdpSocketExit(handle), 0);
+    }
+    done = true;
+    sender.join();
+}
+
+TEST_F(Udp, PortInUseIsAnErrorThatNamesIt) {
+    const v2xpub_SocketInitPara_t para = SocketPara("second", true, m_peer.Port(), StoreAndAnswer);
+    const auto untouched = reinterpret_cast<V2X_UDPSOCKHANDLE>(&m_inbox);
+    V2X_UDPSOCKHANDLE handle = untouched;
+    EXPECT_EQ(v2xpub_UdpSocketInit(&handle, &para, 0), -3);
+    EXPECT_EQ(handle, untouched);
+    const std::string endpoint = "127.0.0.1:" + std::to_string(m_peer.Port());
+    EXPECT_EQ(Log().Count({"second", endpoint, "in use"}), 1);
+}
+
+TEST_F(Udp, RefusedSendsAreCountedAndLoggedOnce) {
+    OpenClient();
+    ASSERT_EQ(v2xpub_UdpSocketSetSendAddr(m_socket, "127.255.255.255", 9), 0); // broadcast: the kernel refuses it
+    Bytes bytes(1);
+    const v2xpub_UdpSocketDataHead_t head = HeadOf(bytes);
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(v2xpub_UdpSocketReqSend(m_socket, &head), -3);
+    }
+    EXPECT_EQ(StatsOf(m_socket).sendErrors, 100U);
+    EXPECT_EQ(StatsOf(m_socket).sent, 0U);
+    ASSERT_EQ(v2xpub_UdpSocketSetSendAddr(m_socket, "127.0.0.1", m_peer.Port()), 0);
+    EXPECT_EQ(v2xpub_UdpSocketReqSend(m_socket, &head), 0);
+    EXPECT_EQ(m_peer.Receive(), bytes);
+    EXPECT_EQ(Log().Count({"client", "cannot send to 127.255.255.255:9"}), 1);
+}
+
+TEST_F(Udp, WaitingReceiveTakesWhatFits) {
+    OpenClient();
+    Bytes buffer(100);
+    const auto receive = [&](int32_t timeoutMs) {
+        v2xpub_UdpSocketDataHead_t head = HeadOf(buffer);
+        const int32_t result = v2xpub_UdpSocketRecv(m_socket, &head, timeoutMs);
+        return std::pair(result, head.m_curMsgLen);
+    };
+    EXPECT_EQ(receive(0), std::pair(1, int16_t{100}));
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ(receive(50), std::pair(1, int16_t{100}));
+    EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(50));
+
+    ASSERT_TRUE(m_peer.Send(m_port, Pattern(101, 1)));
+    ASSERT_TRUE(m_peer.Send(m_port, Bytes()));
+    ASSERT_TRUE(m_peer.Send(m_port, Pattern(100, 2)));
+    EXPECT_EQ(receive(60'000), std::pair(0, int16_t{0}));
+    EXPECT_EQ(receive(60'000), std::pair(0, int16_t{100}));
+    EXPECT_EQ(buffer, Pattern(100, 2));
+    EXPECT_EQ(StatsOf(m_socket).tooLong, 1U);
+    EXPECT_EQ(StatsOf(m_socket).received, 2U);
+}
+
+TEST_F(Udp, SignalsDoNotLengthenTheWait) {
+    OpenClient();
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGUSR1, &action, nullptr);
+    std::atomic<bool> done{false};
+    std::thread receiver([&] {
+        Bytes buffer(1);
+        v2xpub_UdpSocketDataHead_t head = HeadOf(buffer);
+        EXPECT_EQ(v2xpub_UdpSocketRecv(m_socket, &head, 200), 1);
+        done = true;
+    });
+    EXPECT_TRUE(WaitUntil([&] {
+        pthread_kill(receiver.native_handle(), SIGUSR1);
+        return done.load();
+    }));
+    receiver.join();
+}
+
+TEST_F(Udp, RefusesUnfitSockets) {
+    const struct {
+        const char* fault;
+        void (*spoil)(v2xpub_SocketInitPara_t&);
+    } rows[] = {
+        {"no port to receive on", [](v2xpub_SocketInitPara_t& para) { para.m_svrPort = 0; }},
+        {"neither", [](v2xpub_SocketInitPara_t& para) { para.m_svrEnable = para.m_cliEnable = 0; }},
+        {"no address", [](v2xpub_SocketInitPara_t& para) { para.m_localIP[0] = '\0'; }},
+        {"not an address", [](v2xpub_SocketInitPara_t& para) { para.m_localIP[0] = 'x'; }},
+        {"no NUL", [](v2xpub_SocketInitPara_t& para) { std::fill_n(para.m_localIP, sizeof para.m_localIP, '1'); }},
+    };
+    V2X_UDPSOCKHANDLE handle = nullptr;
+    for (const auto& row : rows) {
+        v2xpub_SocketInitPara_t para = SocketPara("unfit", true, m_peer.Port(), StoreAndAnswer);
+        row.spoil(para);
+        EXPECT_EQ(v2xpub_UdpSocketInit(&handle, &para, 0), -2) << row.fault;
+        EXPECT_EQ(handle, nullptr) << row.fault;
+    }
+    EXPECT_EQ(Log().Count({"socket unfit", "m_svrPort is 0"}), 1);
+    v2xpub_SocketInitPara_t para = SocketPara("", false, 0, nullptr);
+    EXPECT_EQ(v2xpub_UdpSocketInit(nullptr, &para, 0), -2);
+    EXPECT_EQ(v2xpub_UdpSocketInit(&handle, nullptr, 0), -2);
+    EXPECT_EQ(v2xpub_UdpSocketInit(&handle, &para, -1), -2);
+    std::fill_n(para.m_sockName, sizeof para.m_sockName, 'n'); // no NUL
+    EXPECT_EQ(v2xpub_UdpSocketInit(&handle, &para, 0), 0);
+    EXPECT_EQ(v2xpub_UdpSocketExit(handle), 0);
+}
+
+TEST_F(Udp, RefusesUnfitArguments) {
+    OpenClient();
+    Bytes bytes(8);
+    v2xpub_UdpSocketDataHead_t good = HeadOf(bytes);
+    v2xpub_UdpSocketDataHead_t negative{-1, bytes.data()};
+    v2xpub_UdpSocketDataHead_t noData{8, nullptr};
+    const sockaddr_in& to = m_peer.Address();
+    constexpr int16_t SIZE = sizeof to;
+    sockaddr_in otherFamily = to;
+    otherFamily.sin_family = AF_INET6;
+
+    EXPECT_EQ(v2xpub_UdpSocketReqSend(m_socket, &good), -2) << "no address set";
+    ASSERT_EQ(v2xpub_UdpSocketSetSendAddr(m_socket, "127.0.0.1", m_peer.Port()), 0);
+    const struct {
+        const char* call;
+        int32_t result;
+    } rows[] = {
+        {"SetSendAddr null handle", v2xpub_UdpSocketSetSendAddr(nullptr, "127.0.0.1", 1)},
+        {"SetSendAddr null address", v2xpub_UdpSocketSetSendAddr(m_socket, nullptr, 1)},
+        {"SetSendAddr name", v2xpub_UdpSocketSetSendAddr(m_socket, "localhost", 1)},
+        {"SetSendAddr port 0", v2xpub_UdpSocketSetSendAddr(m_socket, "127.0.0.1", 0)},
+        {"ReqSend null handle", v2xpub_UdpSocketReqSend(nullptr, &good)},
+        {"ReqSend null", v2xpub_UdpSocketReqSend(m_socket, nullptr)},
+        {"ReqSend negative length", v2xpub_UdpSocketReqSend(m_socket, &negative)},
+        {"ReqSend no data", v2xpub_UdpSocketReqSend(m_socket, &noData)},
+        {"RespSend null handle", v2xpub_UdpSocketRespSend(nullptr, &good, &to, SIZE)},
+        {"RespSend null", v2xpub_UdpSocketRespSend(m_socket, nullptr, &to, SIZE)},
+        {"RespSend null address", v2xpub_UdpSocketRespSend(m_socket, &good, nullptr, SIZE)},
+        {"RespSend short address", v2xpub_UdpSocketRespSend(m_socket, &good, &to, SIZE - 1)},
+        {"RespSend other family", v2xpub_UdpSocketRespSend(m_socket, &good, &otherFamily, SIZE)},
+        {"Recv null handle", v2xpub_UdpSocketRecv(nullptr, &good, 0)},
+        {"Recv null", v2xpub_UdpSocketRecv(m_socket, nullptr, 0)},
+        {"Recv negative size", v2xpub_UdpSocketRecv(m_socket, &negative, 0)},
+        {"Recv no buffer", v2xpub_UdpSocketRecv(m_socket, &noData, 0)},
+        {"Recv negative time", v2xpub_UdpSocketRecv(m_socket, &good, -1)},
+        {"GetStats null", v2xpub_UdpSocketGetStats(m_socket, nullptr)},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.result, -2) << row.call;
+    }
+    EXPECT_EQ(v2xpub_UdpSocketReqSend(m_socket, &good), 0) << "the address that was set stays";
+    EXPECT_EQ(m_peer.Receive(), bytes);
+}
+
+} // namespace

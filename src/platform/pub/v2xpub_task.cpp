@@ -119,7 +119,7 @@ int32_t v2xpub_TaskCreate(V2X_TASKHANDLE* handle, const v2xpub_TaskInitPara_t* p
     }
     v2xpub_PubSubInit();
     // The routines may look at the caller's handle as soon as the thread runs.
-    const V2X_TASKHANDLE before = *handle;
+    auto* const before = *handle;
     *handle = task.get();
     const int error =
         v2xpub_StartThread(&task->thread, task->name.c_str(), SchedulingOf(*para), TaskThread, task.get());

@@ -117,7 +117,7 @@ int32_t v2xpub_UdpSocketInit(V2X_UDPSOCKHANDLE* handle, const v2xpub_SocketInitP
         return -2;
     }
     // The callback may look at the caller's handle as soon as the thread runs.
-    const V2X_UDPSOCKHANDLE before = *handle;
+    auto* const before = *handle;
     int error = OpenAndBind(*socket, endpoint);
     if (error == 0) {
         *handle = socket.get();
