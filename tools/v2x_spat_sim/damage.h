@@ -1,0 +1,30 @@
+// Which datagrams are to be damaged, and how: a given share of them, at random, repeatable by the seed.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <random>
+
+namespace sim {
+
+class DamageShare {
+public:
+    // `share` of all, 0 to 1, spread evenly over `kinds` kinds of damage (at least 1).
+    DamageShare(double share, size_t kinds, uint32_t seed);
+
+    struct Hit {
+        size_t kind; // 0 to kinds - 1
+        uint32_t random;
+    };
+
+    // The verdict on the next datagram; empty: leave it as it is.
+    std::optional<Hit> Next();
+
+private:
+    double m_share;
+    size_t m_kinds;
+    std::mt19937 m_random;
+};
+
+} // namespace sim
