@@ -1,0 +1,38 @@
+// The simulator's UDP socket: receives on one port and sends from it.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <span>
+
+#include "endpoint.h"
+#include "v2x/v2xpub.h"
+
+namespace sim {
+
+// One at a time in a process: the receive callback of the platform's sockets carries no context.
+class UdpPort {
+public:
+    // Called on the socket's receive thread; the bytes are lent for the call.
+    using Receive = std::function<void(std::span<const uint8_t> datagram)>;
+
+    // `name` is at most 31 characters. Throws std::runtime_error that names address and reason.
+    UdpPort(const char* name, const Endpoint& local, Receive receive);
+    ~UdpPort();
+    UdpPort(const UdpPort&) = delete;
+    UdpPort& operator=(const UdpPort&) = delete;
+
+    // Where Send sends to.
+    void SetTarget(const Endpoint& target);
+    // Returns 0 or the error number of the refusal.
+    int Send(std::span<uint8_t> datagram);
+    v2xpub_UdpSocketStats_t Stats() const;
+    // Waits for the receive thread's end; nothing is called or sent any more, and the counters stay readable.
+    void Close();
+
+private:
+    V2X_UDPSOCKHANDLE m_handle = nullptr;
+    v2xpub_UdpSocketStats_t m_lastStats{};
+};
+
+} // namespace sim
