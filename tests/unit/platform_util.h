@@ -104,13 +104,13 @@ inline v2xpub_SocketInitPara_t SocketPara(const char* name, bool isServer, uint1
     return para;
 }
 
-// Opens a server at a port that was free a moment ago, by `open(para)`, until no other program was faster. Returns the
+// Opens a socket at a port that was free a moment ago, by `open(para)`, until no other program was faster. Returns the
 // port, or 0.
 template <typename Open>
-uint16_t OpenAtFreePort(const char* name, v2xpub_msgFunc callback, Open open) {
+uint16_t OpenAtFreePort(const char* name, bool isServer, v2xpub_msgFunc callback, Open open) {
     for (int attempt = 0; attempt < 20; ++attempt) {
         const uint16_t port = Peer().Port();
-        if (open(SocketPara(name, true, port, callback)) == 0) {
+        if (open(SocketPara(name, isServer, port, callback)) == 0) {
             return port;
         }
     }

@@ -70,16 +70,13 @@ protected:
         EXPECT_EQ(v2xpub_UdpSocketExit(m_socket), 0);
     }
 
-    void OpenServer(int32_t rcvBufBytes = 0) {
-        m_port = OpenAtFreePort("server", StoreAndAnswer, [&](const v2xpub_SocketInitPara_t& para) {
+    void OpenServer(int32_t rcvBufBytes = 0) { Open("server", true, StoreAndAnswer, rcvBufBytes); }
+    void OpenClient() { Open("client", false, nullptr, 0); }
+    void Open(const char* name, bool isServer, v2xpub_msgFunc callback, int32_t rcvBufBytes) {
+        m_port = OpenAtFreePort(name, isServer, callback, [&](const v2xpub_SocketInitPara_t& para) {
             return v2xpub_UdpSocketInit(&m_socket, &para, rcvBufBytes);
         });
         ASSERT_NE(m_port, 0);
-    }
-    void OpenClient() {
-        m_port = Peer().Port();
-        const v2xpub_SocketInitPara_t para = SocketPara("client", false, m_port, nullptr);
-        ASSERT_EQ(v2xpub_UdpSocketInit(&m_socket, &para, 0), 0);
     }
 
     Inbox m_inbox;
@@ -185,7 +182,7 @@ TEST_F(Udp, ClosesWhileTrafficFlows) {
     for (int i = 0; i < 50; ++i) {
         V2X_UDPSOCKHANDLE handle = nullptr;
         const size_t before = m_inbox.Size();
-        EXPECT_EQ(v2xpub_UdpSocketInit(&handle, &para, 0), 0);
+        EXPECT_TRUE(WaitUntil([&] { return v2xpub_UdpSocketInit(&handle, &para, 0) == 0; }));
         EXPECT_TRUE(WaitUntil([&] { return m_inbox.Size() > before; }));
         EXPECT_EQ(v2xpub_UdpSocketExit(handle), 0);
     }

@@ -75,7 +75,7 @@ struct v2xpub_SocketInitPara_t {
 struct v2xpub_UdpSocketStats_t {
     uint64_t received;    // datagrams handed to the callback or to v2xpub_UdpSocketRecv
     uint64_t tooLong;     // dropped: longer than 32767 bytes, or than the buffer of v2xpub_UdpSocketRecv
-    uint64_t kernelDrops; // dropped by the kernel, the socket's buffer being full
+    uint64_t kernelDrops; // dropped by the kernel, the socket's buffer being full; as of the last datagram received
     uint64_t sent;
     uint64_t sendErrors;
 };
