@@ -166,8 +166,9 @@ void Echo(V2X_UDPSOCKHANDLE handle, void* p_data, void* addr, int16_t addrLen) {
 
 TEST_F(IpcSocket, CallersThatWaitOnOneSocketGetTheirOwnReplies) {
     V2X_IPCSOCKHANDLE server = nullptr;
-    const uint16_t port = OpenAtFreePort(
-        "server", Echo, [&](const v2xpub_SocketInitPara_t& para) { return v2xipc_SocketInit(&server, Conf(), &para); });
+    const uint16_t port = OpenAtFreePort("server", true, Echo, [&](const v2xpub_SocketInitPara_t& para) {
+        return v2xipc_SocketInit(&server, Conf(), &para);
+    });
     ASSERT_NE(port, 0);
     SendTo(port);
     const auto askOften = [&](const std::string& name) {
