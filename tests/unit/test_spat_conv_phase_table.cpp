@@ -47,11 +47,21 @@ public:
         }
         return *this;
     }
+    std::span<const uint8_t> written() const { return {bytes, m_end}; }
     uint8_t bytes[V2XSPATCONV_PHASE_TABLE_SIZE] = {};
 
 private:
     size_t m_end = 0;
 };
+
+// Offset of the entry that is found, -1 when there is none.
+ptrdiff_t found(v2xspatconv_match match, const Table& table, uint16_t phaseId) {
+    v2xspatconv_phaseIndex_t index;
+    v2xspatconv_IndexPhases(match, table.written(), index);
+    const uint8_t* entry = table.bytes;
+    EXPECT_EQ(GetLMPhaseByPhaseId(g_tag, index, phaseId, &entry), 0);
+    return entry == nullptr ? -1 : entry - table.bytes;
+}
 
 TEST(Lookup, TakesTheFirstOrTheLastEntryWithStates) {
     Table table;
@@ -59,32 +69,23 @@ TEST(Lookup, TakesTheFirstOrTheLastEntryWithStates) {
     const struct {
         v2xspatconv_match match;
         uint16_t phaseId;
-        uint16_t phaseNum;
-        ptrdiff_t offset; // -1 = none
+        ptrdiff_t offset;
     } cases[] = {
-        {v2xspatconv_match::last, 5, 32, 19}, {v2xspatconv_match::first, 5, 32, 0},
-        {v2xspatconv_match::last, 5, 2, 0},   {v2xspatconv_match::first, 7, 32, 68},
-        {v2xspatconv_match::first, 7, 4, -1}, {v2xspatconv_match::first, 256 + 5, 32, -1},
-        {v2xspatconv_match::last, 0, 32, -1}, {v2xspatconv_match::last, 9, 0, -1},
+        {v2xspatconv_match::last, 5, 19}, {v2xspatconv_match::first, 5, 0},        {v2xspatconv_match::first, 7, 68},
+        {v2xspatconv_match::last, 9, 51}, {v2xspatconv_match::first, 256 + 5, -1}, {v2xspatconv_match::last, 0, -1},
     };
     for (const auto& row : cases) {
-        const uint8_t* found = nullptr;
-        EXPECT_EQ(GetLMPhaseByPhaseId(g_tag, row.match, row.phaseId, row.phaseNum, table.bytes, &found), 0);
-        EXPECT_EQ(found == nullptr ? -1 : found - table.bytes, row.offset) << row.phaseId << " of " << row.phaseNum;
+        EXPECT_EQ(found(row.match, table, row.phaseId), row.offset) << row.phaseId;
     }
-    const uint8_t* found = nullptr;
-    EXPECT_EQ(GetLMPhaseByPhaseId(g_tag, v2xspatconv_match::last, 5, 32, nullptr, &found), -2);
-    EXPECT_EQ(GetLMPhaseByPhaseId(g_tag, v2xspatconv_match::last, 5, 32, table.bytes, nullptr), -2);
+    EXPECT_EQ(GetLMPhaseByPhaseId(g_tag, v2xspatconv_phaseIndex_t(), 5, nullptr), -2);
 }
 
 TEST(Lookup, StaysInsideTheTable) {
     Table table;
-    table.add(1, 255).add(2, 255); // 3827 bytes each: a third one runs past the end
-    table.bytes[7654] = 3;
-    table.bytes[7655] = 255;
-    const uint8_t* found = nullptr;
-    GetLMPhaseByPhaseId(g_tag, v2xspatconv_match::last, 3, 32, table.bytes, &found);
-    EXPECT_EQ(found, nullptr);
+    table.add(1, 255).add(2, 255).add(3, 0); // 3827 bytes each
+    table.bytes[7655] = 255;                 // now the third one runs past the end
+    EXPECT_EQ(found(v2xspatconv_match::last, table, 3), -1);
+    EXPECT_EQ(found(v2xspatconv_match::last, table, 2), 3827);
 }
 
 class Copy : public testing::Test {
@@ -94,7 +95,7 @@ protected:
         memset(record, 0, sizeof record);
         v2xipc_phases_t* head = reinterpret_cast<v2xipc_phases_t*>(record);
         head->m_phaseNum = 77;
-        v2xspatconv_CopyPhases(g_tag, config, match, table.bytes, head);
+        v2xspatconv_CopyPhases(g_tag, config, match, table.written(), head);
         EXPECT_EQ(head->m_phaseNum, 77) << "the count stays as the device reported it";
         std::vector<std::string> entries;
         const uint8_t* entry = record + 13;

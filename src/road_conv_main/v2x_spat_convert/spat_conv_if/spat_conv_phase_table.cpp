@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <ctime>
+#include <iterator>
 
 #include "v2x/v2xpub.h"
 
@@ -98,39 +99,46 @@ uint16_t v2xspatconv_WritePhase(uint8_t* entry, uint8_t phaseId, uint8_t lightSt
     return sizeof phase + sizeof state;
 }
 
-int32_t GetLMPhaseByPhaseId(v2xlog_tag_t& tag, v2xspatconv_match match, uint16_t PhaseId, uint16_t phaseNum,
-                            const uint8_t* lm_phase, const uint8_t** out_phase) {
+void v2xspatconv_IndexPhases(v2xspatconv_match match, std::span<const uint8_t> lm_phase,
+                             v2xspatconv_phaseIndex_t& index) {
+    index = {};
+    for (uint16_t i = 0; i < V2XSPATCONV_PHASE_MAX && lm_phase.size() >= sizeof(v2xipc_phase_t); i++) {
+        const v2xipc_phase_t head = EntryHead(lm_phase.data());
+        const size_t length = EntryLength(head);
+        if (length > lm_phase.size()) {
+            return;
+        }
+        const uint8_t*& found = index.entries[head.m_phaseId];
+        if (head.m_phaseStateNum > 0 && (match == v2xspatconv_match::last || found == nullptr)) {
+            found = lm_phase.data();
+        }
+        lm_phase = lm_phase.subspan(length);
+    }
+}
+
+int32_t GetLMPhaseByPhaseId(v2xlog_tag_t& tag, const v2xspatconv_phaseIndex_t& index, uint16_t PhaseId,
+                            const uint8_t** out_phase) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(tag, ret);
-    if (lm_phase == nullptr || out_phase == nullptr) {
+    if (out_phase == nullptr) {
         V2XLOG(tag, V2XLOG_ERROR, "input param error");
         return ret = -2;
     }
-    size_t offset = 0;
-    for (uint16_t i = 0; i < phaseNum && offset + sizeof(v2xipc_phase_t) <= V2XSPATCONV_PHASE_TABLE_SIZE; i++) {
-        const uint8_t* entry = lm_phase + offset;
-        const v2xipc_phase_t head = EntryHead(entry);
-        offset += EntryLength(head);
-        if (head.m_phaseId != PhaseId || head.m_phaseStateNum == 0 || offset > V2XSPATCONV_PHASE_TABLE_SIZE) {
-            continue;
-        }
-        *out_phase = entry;
-        if (match == v2xspatconv_match::first) {
-            break;
-        }
-    }
+    *out_phase = PhaseId < std::size(index.entries) ? index.entries[PhaseId] : nullptr;
     return ret;
 }
 
 void v2xspatconv_CopyPhases(v2xlog_tag_t& tag, const spat_conv_config_t& cfg, v2xspatconv_match match,
-                            const uint8_t* lm_phase, v2xipc_phases_t* spat_ipc) {
+                            std::span<const uint8_t> lm_phase, v2xipc_phases_t* spat_ipc) {
+    v2xspatconv_phaseIndex_t index;
+    v2xspatconv_IndexPhases(match, lm_phase, index);
     uint8_t* record = reinterpret_cast<uint8_t*>(spat_ipc);
     size_t offset = sizeof *spat_ipc;
     for (uint8_t phaseId = 1; phaseId <= V2XSPATCONV_PHASE_MAX; phaseId++) {
         const uint16_t mapped = cfg.m_phase_relationship.m_phaseid[phaseId];
         const uint16_t devicePhase = mapped != 0 ? mapped : phaseId;
         const uint8_t* entry = nullptr;
-        GetLMPhaseByPhaseId(tag, match, devicePhase, V2XSPATCONV_PHASE_MAX, lm_phase, &entry);
+        GetLMPhaseByPhaseId(tag, index, devicePhase, &entry);
         if (entry == nullptr) {
             V2XLOG(tag, V2XLOG_TRACE, "Get PhaseID error:%d %d", devicePhase, spat_ipc->m_phaseNum);
             continue;

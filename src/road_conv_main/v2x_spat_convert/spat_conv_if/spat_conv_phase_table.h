@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "spat_conv_config.h"
 #include "v2x/v2xipc_data.h"
@@ -37,13 +38,24 @@ int32_t v2xspatconv_FillIpcHead(v2xlog_tag_t& tag, v2xipc_phases_t* spat_ipc);
 // returns its length, 17. End time in 0.1 s.
 uint16_t v2xspatconv_WritePhase(uint8_t* entry, uint8_t phaseId, uint8_t lightState, uint16_t endTime);
 
-// Searches the first phaseNum entries of the table for the device phase PhaseId and stores its start in out_phase,
-// which is left alone when there is none; an entry without states is never found. Returns 0; -2 for a null argument.
-int32_t GetLMPhaseByPhaseId(v2xlog_tag_t& tag, v2xspatconv_match match, uint16_t PhaseId, uint16_t phaseNum,
-                            const uint8_t* lm_phase, const uint8_t** out_phase);
+// Where each device phase stands in a device phase table; null = nowhere. Valid as long as the table.
+struct v2xspatconv_phaseIndex_t {
+    const uint8_t* entries[256];
+};
+
+// Notes the first 32 entries of the table (lm_phase is what was written of it); an entry without states, or one that
+// runs past the end, is never found. One walk serves all look-ups of a reading: walking for each SPAT phase took longer
+// than the rest of the conversion.
+void v2xspatconv_IndexPhases(v2xspatconv_match match, std::span<const uint8_t> lm_phase,
+                             v2xspatconv_phaseIndex_t& index);
+
+// Finds the device phase PhaseId and stores the start of its entry in out_phase, null when there is none (as for every
+// number above 255). Returns 0; -2 for a null argument.
+int32_t GetLMPhaseByPhaseId(v2xlog_tag_t& tag, const v2xspatconv_phaseIndex_t& index, uint16_t PhaseId,
+                            const uint8_t** out_phase);
 
 // Copies the entries that feed the SPAT phases 1 to 32 (phase relationship of cfg, else the same number) into the
 // record in ascending order under their SPAT ids. m_phaseNum stays as the adapter set it: the stack application gets
 // the number that the device reported.
 void v2xspatconv_CopyPhases(v2xlog_tag_t& tag, const spat_conv_config_t& cfg, v2xspatconv_match match,
-                            const uint8_t* lm_phase, v2xipc_phases_t* spat_ipc);
+                            std::span<const uint8_t> lm_phase, v2xipc_phases_t* spat_ipc);

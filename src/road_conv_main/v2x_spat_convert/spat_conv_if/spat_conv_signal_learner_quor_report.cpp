@@ -53,7 +53,7 @@ void v2xspatconv_DealSinglePhase(std::span<const uint8_t, PHASE_LENGTH> data, ui
 }
 
 // The last of several entries with one phase number wins.
-int32_t DealLMPhaseToIpcData(v2xipc_phases_t* spat_ipc, const uint8_t* lm_phase) {
+int32_t DealLMPhaseToIpcData(v2xipc_phases_t* spat_ipc, std::span<const uint8_t> lm_phase) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_quorLog, ret);
     const spat_conv_config_t* cfg = nullptr;
@@ -77,15 +77,15 @@ int32_t v2xspatconv_LearnMachineToIpcSpat(std::span<const uint8_t> data, uint8_t
     }
     // A count above 127 turns negative and is sent so, with no phases: the count stays as reported.
     spat_ipc->m_phaseNum = static_cast<int8_t>(phase_num);
-    uint8_t lm_phase[V2XSPATCONV_PHASE_TABLE_SIZE] = {};
-    uint8_t* write = lm_phase;
+    uint8_t lm_phase[V2XSPATCONV_PHASE_TABLE_SIZE]; // 127 entries of 17 bytes at most
+    size_t written = 0;
     for (int32_t i = 0; i < spat_ipc->m_phaseNum && data.size() >= PHASE_LENGTH; i++) {
         uint16_t phase_len = 0;
-        v2xspatconv_DealSinglePhase(data.first<PHASE_LENGTH>(), &phase_len, write);
+        v2xspatconv_DealSinglePhase(data.first<PHASE_LENGTH>(), &phase_len, lm_phase + written);
         data = data.subspan(PHASE_LENGTH);
-        write += phase_len;
+        written += phase_len;
     }
-    DealLMPhaseToIpcData(spat_ipc, lm_phase);
+    DealLMPhaseToIpcData(spat_ipc, {lm_phase, written});
     return ret;
 }
 
