@@ -134,7 +134,7 @@ TEST_F(Udp, DropsOfTheKernelAreCounted) {
 }
 
 TEST_F(Udp, SendersNeedNoLockAgainstTheAddressBeingSet) {
-    constexpr int EACH = 100; // fits the smallest receive buffer that systems come with
+    constexpr size_t EACH = 100; // fits the smallest receive buffer that systems come with
     OpenClient();
     Peer peers[2];
     std::atomic<bool> done{false};
@@ -160,14 +160,14 @@ TEST_F(Udp, SendersNeedNoLockAgainstTheAddressBeingSet) {
     done = true;
     setter.join();
 
-    int complete = 0;
+    size_t complete = 0;
     for (Peer& peer : peers) {
         for (auto bytes = peer.Receive(0); bytes; bytes = peer.Receive(0)) {
             complete += !bytes->empty() && *bytes == Pattern(bytes->size(), bytes->front()) ? 1 : 0;
         }
     }
     EXPECT_EQ(complete, 2 * EACH);
-    EXPECT_EQ(StatsOf(m_socket).sent, uint64_t{2 * EACH});
+    EXPECT_EQ(StatsOf(m_socket).sent, 2 * EACH);
 }
 
 TEST_F(Udp, ClosesWhileTrafficFlows) {
@@ -282,7 +282,8 @@ TEST_F(Udp, RefusesUnfitSockets) {
     EXPECT_EQ(v2xpub_UdpSocketInit(&handle, nullptr, 0), -2);
     EXPECT_EQ(v2xpub_UdpSocketInit(&handle, &para, -1), -2);
     std::fill_n(para.m_sockName, sizeof para.m_sockName, 'n'); // no NUL
-    EXPECT_EQ(v2xpub_UdpSocketInit(&handle, &para, 0), 0);
+    EXPECT_EQ(v2xpub_UdpSocketInit(&handle, &para, INT32_MAX), 0);
+    EXPECT_EQ(Log().Count({"receive buffer of", "2147483647 asked"}), 1);
     EXPECT_EQ(v2xpub_UdpSocketExit(handle), 0);
 }
 
