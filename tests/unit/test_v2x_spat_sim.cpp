@@ -258,13 +258,14 @@ TEST(Source, ReplaysOnceOrInRounds) {
 }
 
 TEST(Source, PlaysThePlanWithoutDriftAndCatchesUpOneSecond) {
-    PlanSource source(3, {1, 1}, EncodeReport);
+    PlanSource source(3, {1, 1}, 0s, EncodeReport);
     const auto taken = TakeAll(source, 82);
     EXPECT_EQ(taken[81].first, 27s);
     EXPECT_EQ(taken[80].second, Hex("FE FE 10 00 0A 00 01 00 01 01 01 00 00 00 00"));
     EXPECT_EQ(taken[81].second, Hex("FE FE 10 00 0A 00 01 00 01 03 03 00 00 00 00"));
-    EXPECT_EQ(source.Due(28s).value() / 1ms, 27333); // late, still sent
-    EXPECT_EQ(source.Due(40s), 40s);                 // stopped for long: goes on from now
+    EXPECT_EQ(source.Due(28s).value() / 1ms, 27333);                              // late, still sent
+    EXPECT_EQ(source.Due(40s), 40s);                                              // stopped for long: goes on from now
+    EXPECT_EQ(PlanSource(3, {1, 1}, 27s, EncodeReport).Take(), taken[81].second); // begun in the midst of the plan
 }
 
 TEST(Endpoint, TakesAddressAndPort) {

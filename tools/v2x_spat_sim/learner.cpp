@@ -62,7 +62,8 @@ public:
 private:
     static std::unique_ptr<DatagramSource> MakeSource(const LearnerOptions& options) {
         if (options.replayFile.empty()) {
-            return std::make_unique<PlanSource>(options.rate, options.phases, EncodeReport);
+            const auto start = std::chrono::nanoseconds(static_cast<int64_t>(options.start * 1e9));
+            return std::make_unique<PlanSource>(options.rate, options.phases, start, EncodeReport);
         }
         return std::make_unique<ReplaySource>(ReadReplayFile(options.replayFile), options.replayLoop);
     }

@@ -19,6 +19,7 @@ struct LearnerOptions {
     Endpoint listen;
     double rate = 2; // reports per second
     PhaseRange phases;
+    double start = 0;       // seconds into the plan at which the run begins
     std::string replayFile; // sent instead of the plan, unless empty
     bool replayLoop = false;
     double damage = 0; // share, 0 to 1

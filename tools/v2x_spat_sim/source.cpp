@@ -9,8 +9,8 @@ namespace sim {
 
 using std::chrono::nanoseconds;
 
-PlanSource::PlanSource(double rate, PhaseRange phases, Encode encode)
-    : m_rate(rate), m_phases(phases), m_encode(encode) {}
+PlanSource::PlanSource(double rate, PhaseRange phases, nanoseconds start, Encode encode)
+    : m_rate(rate), m_phases(phases), m_start(start), m_encode(encode) {}
 
 // From the index and not from the deadline before, so that rounding does not add up.
 nanoseconds PlanSource::Deadline() const {
@@ -25,13 +25,13 @@ std::optional<nanoseconds> PlanSource::Due(nanoseconds now) {
 }
 
 std::vector<uint8_t> PlanSource::Take() {
-    std::vector<uint8_t> datagram = m_encode(PlanAt(Deadline(), m_phases));
+    std::vector<uint8_t> datagram = m_encode(PlanAt(m_start + Deadline(), m_phases));
     ++m_index;
     return datagram;
 }
 
 std::string PlanSource::State(nanoseconds now) const {
-    return PlanText(PlanAt(now, m_phases));
+    return PlanText(PlanAt(m_start + now, m_phases));
 }
 
 ReplaySource::ReplaySource(std::vector<ReplayDatagram> datagrams, bool loop)

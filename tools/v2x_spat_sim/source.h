@@ -30,7 +30,8 @@ class PlanSource : public DatagramSource {
 public:
     using Encode = std::vector<uint8_t> (*)(std::span<const PhaseLight> lights);
 
-    PlanSource(double rate, PhaseRange phases, Encode encode);
+    // The run begins `start` into the plan.
+    PlanSource(double rate, PhaseRange phases, std::chrono::nanoseconds start, Encode encode);
     std::optional<std::chrono::nanoseconds> Due(std::chrono::nanoseconds now) override;
     std::vector<uint8_t> Take() override;
     std::string State(std::chrono::nanoseconds now) const override;
@@ -41,6 +42,7 @@ private:
     double m_rate;
     uint64_t m_index = 0;
     PhaseRange m_phases;
+    std::chrono::nanoseconds m_start;
     Encode m_encode;
 };
 

@@ -80,12 +80,15 @@ void AddReports(CLI::App& app, LearnerCommand& command) {
                                    ->check(Number(1, 256 - sim::MAX_PLAN_PHASES))
                                    ->type_name("N")
                                    ->capture_default_str();
+    CLI::Option* const start = app.add_option("--start", command.options.start, "Begin S seconds into the plan")
+                                   ->check(Number(0, 1e6))
+                                   ->type_name("S");
     CLI::Option* const replay = app.add_option("--replay", command.options.replayFile,
                                                "Send the datagrams in FILE instead of the plan; each "
                                                "line:\nmilliseconds since the start, bytes in hex; "
                                                "'#' begins a comment")
                                     ->type_name("FILE")
-                                    ->excludes(rate, phases, first);
+                                    ->excludes(rate, phases, first, start);
     app.add_flag("--loop", command.options.replayLoop, "Start the replay again when it is over")->needs(replay);
 }
 
