@@ -1,0 +1,48 @@
+// The configuration reader against any file: the bytes become a file in memory, which is opened and asked for a few
+// keys as every type.
+#include "v2x/v2xcfg.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char* kKeys[] = {"a",     "b",     "a.b",     "g.a",
+                                 "g.b.c", "a.[0]", "g.[1].a", "rsuSpatConfigInfo.LearnMachine.Port"};
+
+void AskAll(V2X_CFGHANDLE root) {
+    constexpr int32_t kMaxText = 16;
+    for (const char* const key : kKeys) {
+        bool flag = false;
+        int32_t number = 0;
+        std::array<char, kMaxText + 1> text{};
+        int32_t length = kMaxText;
+        v2xcfg_GetNodeValue(root, V2XCFG_TYPE_BOOL, key, &flag, nullptr);
+        v2xcfg_GetNodeValue(root, V2XCFG_TYPE_INT32, key, &number, nullptr);
+        v2xcfg_GetNodeValue(root, V2XCFG_TYPE_STRING, key, text.data(), &length);
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    static const int file = ::memfd_create("v2xcfg", MFD_CLOEXEC);
+    if (file < 0 || ::ftruncate(file, 0) != 0 || ::pwrite(file, data, size, 0) != static_cast<ssize_t>(size)) {
+        std::perror("fuzz_v2xcfg: file in memory");
+        std::abort();
+    }
+    char path[32];
+    std::snprintf(path, sizeof(path), "/proc/self/fd/%d", file);
+    V2X_CFGHANDLE root = nullptr;
+    if (v2xcfg_InitContext(&root, path) == 0) {
+        AskAll(root);
+        v2xcfg_ExitContext(root);
+    }
+    return 0;
+}
