@@ -1,0 +1,71 @@
+#include "process.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sys/wait.h>
+#include <unistd.h>
+
+Process::Process(const std::vector<std::string>& argv, const std::vector<std::string>& environment,
+                 const std::string& outFile, const std::string& errFile) {
+    std::vector<char*> arguments;
+    for (const std::string& argument : argv) {
+        arguments.push_back(const_cast<char*>(argument.c_str()));
+    }
+    arguments.push_back(nullptr);
+    m_pid = fork();
+    if (m_pid == 0) {
+        for (const std::string& variable : environment) {
+            putenv(const_cast<char*>(variable.c_str()));
+        }
+        dup2(open(outFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644), STDOUT_FILENO);
+        dup2(open(errFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644), STDERR_FILENO);
+        execv(arguments[0], arguments.data());
+        _exit(127);
+    }
+}
+
+Process::~Process() {
+    if (!m_ended) {
+        signal(SIGKILL);
+        wait(10000);
+    }
+}
+
+void Process::signal(int sig) const {
+    if (!m_ended && m_pid > 0) {
+        kill(m_pid, sig);
+    }
+}
+
+int Process::wait(int milliseconds) {
+    int status = 0;
+    m_ended = m_ended || eventually([&] { return waitpid(m_pid, &status, WNOHANG) == m_pid; }, milliseconds);
+    if (!m_ended) {
+        return -1;
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+TempFolder::TempFolder() : m_path("/tmp/v2x_scenario.XXXXXX") {
+    if (mkdtemp(m_path.data()) == nullptr) {
+        abort();
+    }
+}
+
+TempFolder::~TempFolder() {
+    std::error_code error;
+    std::filesystem::remove_all(m_path, error);
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void writeFile(const std::string& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary) << text;
+}

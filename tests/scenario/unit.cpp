@@ -1,0 +1,146 @@
+#include "unit.h"
+
+#include <arpa/inet.h>
+#include <cstdlib>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace {
+
+sockaddr_in loopback(uint16_t port) {
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    return address;
+}
+
+std::optional<Bytes> receiveFrom(int fd, int milliseconds) {
+    pollfd in = {fd, POLLIN, 0};
+    if (poll(&in, 1, milliseconds) != 1) {
+        return std::nullopt;
+    }
+    Bytes bytes(65536);
+    const ssize_t length = recv(fd, bytes.data(), bytes.size(), 0);
+    bytes.resize(length < 0 ? 0 : static_cast<size_t>(length));
+    return bytes;
+}
+
+} // namespace
+
+Bytes hex(const std::string& digits) {
+    Bytes bytes;
+    std::string pair;
+    for (const char digit : digits) {
+        if (isxdigit(static_cast<unsigned char>(digit)) != 0) {
+            pair += digit;
+        }
+        if (pair.size() == 2) {
+            bytes.push_back(static_cast<uint8_t>(std::stoi(pair, nullptr, 16)));
+            pair.clear();
+        }
+    }
+    return bytes;
+}
+
+std::string toHex(const Bytes& bytes) {
+    std::string text;
+    for (const uint8_t byte : bytes) {
+        text += "0123456789ABCDEF"[byte >> 4];
+        text += "0123456789ABCDEF"[byte & 15];
+    }
+    return text;
+}
+
+Peer::Peer(uint16_t port) : m_fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in address = loopback(port);
+    EXPECT_EQ(bind(m_fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    const int size = 4 * 1024 * 1024;
+    setsockopt(m_fd, SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
+    socklen_t length = sizeof address;
+    getsockname(m_fd, reinterpret_cast<sockaddr*>(&address), &length);
+    m_port = ntohs(address.sin_port);
+}
+
+Peer::~Peer() {
+    release();
+}
+
+void Peer::release() {
+    if (m_fd >= 0) {
+        close(m_fd);
+        m_fd = -1;
+    }
+}
+
+void Peer::sendTo(uint16_t port, const Bytes& bytes) const {
+    const sockaddr_in address = loopback(port);
+    sendto(m_fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+}
+
+std::optional<Bytes> Peer::receive(int milliseconds) const {
+    return receiveFrom(m_fd, milliseconds);
+}
+
+uint16_t freePort() {
+    return Peer().port();
+}
+
+bool isFree(uint16_t port) {
+    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const sockaddr_in address = loopback(port);
+    const bool free = bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    close(fd);
+    return free;
+}
+
+NotifySocket::NotifySocket(const std::string& path) : m_fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    EXPECT_EQ(bind(m_fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+}
+
+NotifySocket::~NotifySocket() {
+    close(m_fd);
+}
+
+std::string NotifySocket::receive(int milliseconds) const {
+    const Bytes bytes = receiveFrom(m_fd, milliseconds).value_or(Bytes());
+    return {bytes.begin(), bytes.end()};
+}
+
+Unit::Unit() {
+    std::filesystem::create_directory(folder.path() + "/conf");
+    writeFile(folder.path() + "/conf/sysinfo.xml", "<device_id>RSU0001</device_id>");
+    writeFile(folder.path() + "/conf/v2x_ipc.cfg",
+              "ipc = { spat_conv_sndport = 0; spat_conv_rcvport = 0; spatconv_logtool_rcvport = " +
+                  std::to_string(logToolPort) + "; app_rs_rcvport = " + std::to_string(stack.port()) +
+                  "; hosts = { RSU_RCV = \"127.0.0.1\"; }; };");
+}
+
+std::string Unit::configuration() const {
+    return "rsuSpatConfigInfo = { Sysinfoname = \"" + folder.path() + "/conf/sysinfo.xml\";\n" +
+           "LearnMachine = { IsEnable = " + learnerEnabled +
+           "; Ip = \"127.0.0.1\"; Port = " + std::to_string(learner.port()) +
+           "; LocalPort = " + std::to_string(reportPort) + "; };\nPhaseRelationship = { " + phases + " };\n" +
+           identity + " };\n";
+}
+
+void Unit::start(const std::vector<std::string>& options, const std::vector<std::string>& environment) {
+    writeFile(folder.path() + "/conf/v2x_spat_convert.cfg", cfg.empty() ? configuration() : cfg);
+    std::vector<std::string> argv = {V2X_BIN "/v2x_spat_convert", "-w", folder.path(), "-f", logPath};
+    argv.insert(argv.end(), options.begin(), options.end());
+    std::vector<std::string> variables = {"NOTIFY_SOCKET=" + folder.path() + "/notify", "TZ=UTC"};
+    variables.insert(variables.end(), environment.begin(), environment.end());
+    daemon.emplace(argv, variables, folder.path() + "/out", folder.path() + "/err");
+}
+
+void Unit::startAndWaitReady(const std::vector<std::string>& options, const std::vector<std::string>& environment) {
+    start(options, environment);
+    ASSERT_EQ(notify.receive(), "READY=1") << err() << log();
+}

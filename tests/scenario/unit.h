@@ -1,0 +1,77 @@
+// A road-side unit on the desk: a work directory, the real daemon, and plain sockets where its peers would be.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "process.h"
+
+using Bytes = std::vector<uint8_t>;
+Bytes hex(const std::string& digits);
+std::string toHex(const Bytes& bytes);
+
+// A UDP socket on 127.0.0.1 that the test holds.
+class Peer {
+public:
+    explicit Peer(uint16_t port = 0); // 0 = any
+    ~Peer();
+    Peer(const Peer&) = delete;
+    Peer& operator=(const Peer&) = delete;
+    uint16_t port() const { return m_port; }
+    int fd() const { return m_fd; }
+    void release(); // gives the port to another program
+    void sendTo(uint16_t port, const Bytes& bytes) const;
+    std::optional<Bytes> receive(int milliseconds = 10000) const;
+
+private:
+    int m_fd;
+    uint16_t m_port;
+};
+
+uint16_t freePort();
+bool isFree(uint16_t port);
+
+// The service manager's end of NOTIFY_SOCKET.
+class NotifySocket {
+public:
+    explicit NotifySocket(const std::string& path);
+    ~NotifySocket();
+    NotifySocket(const NotifySocket&) = delete;
+    NotifySocket& operator=(const NotifySocket&) = delete;
+    std::string receive(int milliseconds = 20000) const; // "" when nothing comes
+
+private:
+    int m_fd;
+};
+
+// Work directory and daemon. Configuration texts can be changed before start().
+class Unit {
+public:
+    Unit();
+
+    void start(const std::vector<std::string>& options = {}, const std::vector<std::string>& environment = {});
+    void startAndWaitReady(const std::vector<std::string>& options = {},
+                           const std::vector<std::string>& environment = {});
+    std::string log() const { return readFile(logPath); }
+    std::string out() const { return readFile(folder.path() + "/out"); }
+    std::string err() const { return readFile(folder.path() + "/err"); }
+
+    TempFolder folder;
+    std::string logPath = folder.path() + "/log/spat_conv.log";
+    uint16_t reportPort = freePort();  // the daemon's, for phase reports
+    uint16_t logToolPort = freePort(); // the daemon's
+    Peer learner;
+    Peer stack;
+    NotifySocket notify{folder.path() + "/notify"};
+    std::string learnerEnabled = "true";
+    std::string identity = "nodeId = 2; regionId = 1;";
+    std::string phases; // of PhaseRelationship
+    std::string cfg;    // replaces the whole file when not empty
+    std::optional<Process> daemon;
+
+private:
+    std::string configuration() const;
+};
