@@ -1,0 +1,87 @@
+// Conversion of a phase report and framing of a record, without the kernel. Argument: number of phases.
+#include <benchmark/benchmark.h>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "allocations.h"
+#include "spat_conv_config.h"
+#include "spat_conv_phase_table.h"
+#include "spat_conv_signal_learner_quor_report.h"
+#include "spat_conv_stack_interface.h"
+
+namespace {
+
+// Loads a configuration as the daemon would; the log has the daemon's tags at their usual level.
+bool start() {
+    char folder[] = "/tmp/v2x_bench.XXXXXX";
+    if (mkdtemp(folder) == nullptr) {
+        return false;
+    }
+    const std::string path = folder;
+    std::filesystem::create_directory(path + "/conf");
+    std::ofstream(path + "/conf/sysinfo.xml") << "<device_id>RSU0001</device_id>";
+    std::ofstream(path + "/conf/v2x_spat_convert.cfg")
+        << "rsuSpatConfigInfo = { Sysinfoname = \"" << path << "/conf/sysinfo.xml\"; nodeId = 2; regionId = 1; };";
+    for (const char* tag : {"QUOR", "SINF"}) {
+        V2X_LOGHANDLE handle = nullptr;
+        v2xlog_AddTag(tag, &handle);
+    }
+    const spat_conv_config_t* config = nullptr;
+    v2xspatconv_InitCfg(path.c_str());
+    const bool loaded = v2xspatconv_GetCfgData(&config) == 0 && v2xspatconv_StackInterfaceInit(config) == 0;
+    std::filesystem::remove_all(path);
+    return loaded;
+}
+
+std::vector<uint8_t> report(size_t phases) {
+    std::vector<uint8_t> bytes = {0xFE, 0xFE, 0x10, 0, 0, 0, static_cast<uint8_t>(phases), 0};
+    for (size_t i = 0; i < phases; i++) {
+        bytes.insert(bytes.end(), {static_cast<uint8_t>(i + 1), static_cast<uint8_t>(i % 3 + 1), 15, 0, 0, 0, 0});
+    }
+    const size_t body = bytes.size() - 5;
+    bytes[3] = static_cast<uint8_t>(body >> 8);
+    bytes[4] = static_cast<uint8_t>(body & 0xFF);
+    return bytes;
+}
+
+void reportToFrame(benchmark::State& state) {
+    std::vector<uint8_t> bytes = report(static_cast<size_t>(state.range(0)));
+    v2xpub_UdpSocketDataHead_t datagram = {static_cast<int16_t>(bytes.size()), bytes.data()};
+    const size_t before = allocations();
+    for (auto _ : state) {
+        v2xspatconv_GetLearnMachineDataRcv(nullptr, &datagram, nullptr, 0);
+    }
+    state.counters["allocations"] = static_cast<double>(allocations() - before);
+}
+BENCHMARK(reportToFrame)->Arg(1)->Arg(8)->Arg(32);
+
+void recordToFrame(benchmark::State& state) {
+    uint8_t record[V2XIPC_RECORD_SIZE] = {};
+    uint8_t* entry = record + sizeof(v2xipc_phases_t);
+    for (int64_t i = 0; i < state.range(0); i++) {
+        entry += v2xspatconv_WritePhase(entry, static_cast<uint8_t>(i + 1), V2XIPC_LIGHT_RED, 150);
+    }
+    v2xipc_phases_t* spat_ipc = reinterpret_cast<v2xipc_phases_t*>(record);
+    spat_ipc->m_phaseNum = static_cast<int8_t>(state.range(0));
+    const size_t before = allocations();
+    for (auto _ : state) {
+        v2xspatconv_SpatNotify(spat_ipc);
+    }
+    state.counters["allocations"] = static_cast<double>(allocations() - before);
+}
+BENCHMARK(recordToFrame)->Arg(1)->Arg(8)->Arg(32);
+
+} // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (!start()) {
+        fprintf(stderr, "bench_convert: the configuration cannot be loaded\n");
+        return 1;
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}

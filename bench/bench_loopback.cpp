@@ -1,0 +1,188 @@
+// Latency and sustained rate from a phase report sent to a datagram received, through the real daemon and, in the same
+// run, through a bare loop that receives a datagram and sends one of the same size. Both stand in turn for each round,
+// so that a machine that slows down slows both. usage: bench_loopback [ROUNDS]
+#include <algorithm>
+#include <arpa/inet.h>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <sched.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "unit.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int LATENCY_SAMPLES = 2000; // a round
+constexpr int RATE_DATAGRAMS = 40000; // a round
+constexpr int WINDOW = 64;            // reports under way while the rate is measured: nothing is lost
+constexpr int WARM_UP = 500;
+
+struct Series {
+    const char* name;
+    pid_t pid;
+    uint16_t port; // reports go there
+    std::vector<double> latencies;
+    std::vector<double> rates;
+};
+
+// Which processors the peers and the loop under test run on. Left alone, the scheduler moves them about, and what would
+// be measured is its choice. On one processor the work itself shows, on two the waking of an idle one as well.
+struct Placement {
+    const char* name;
+    int peers;
+    int loop;
+};
+
+constexpr Placement PLACEMENTS[] = {{"one processor", 0, 0}, {"two processors", 0, 1}};
+
+void pin(pid_t pid, int processor) {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    CPU_SET(static_cast<size_t>(processor), &set);
+    for (const auto& thread : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {
+        if (sched_setaffinity(std::stoi(thread.path().filename()), sizeof set, &set) != 0) {
+            perror("bench_loopback: processor");
+            exit(1);
+        }
+    }
+}
+
+// Eight phases, as a four-arm intersection reports them.
+Bytes report() {
+    Bytes bytes = hex("FEFE10 003B 000800");
+    for (uint8_t i = 1; i <= 8; i++) {
+        bytes.insert(bytes.end(), {i, static_cast<uint8_t>(i % 3 + 1), 15, 0, 0, 0, 0});
+    }
+    return bytes;
+}
+
+// The least that a converter could do: one call to receive, one to send. Ends with the parent's SIGKILL.
+[[noreturn]] void bareLoop(int fd, uint16_t stackPort, size_t length) {
+    sockaddr_in target = {};
+    target.sin_family = AF_INET;
+    target.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    target.sin_port = htons(stackPort);
+    std::vector<uint8_t> buffer(65536);
+    for (;;) {
+        if (recv(fd, buffer.data(), buffer.size(), 0) > 0) {
+            sendto(fd, buffer.data(), length, 0, reinterpret_cast<const sockaddr*>(&target), sizeof target);
+        }
+    }
+}
+
+int boundSocket(uint16_t* port) {
+    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    if (bind(fd, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
+        getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+        perror("bench_loopback: socket");
+        exit(1);
+    }
+    *port = ntohs(address.sin_port);
+    return fd;
+}
+
+void receiveOne(const Unit& unit) {
+    uint8_t buffer[8192];
+    if (recv(unit.stack.fd(), buffer, sizeof buffer, 0) <= 0) {
+        fprintf(stderr, "bench_loopback: a datagram was lost\n");
+        exit(1);
+    }
+}
+
+void measureLatency(const Unit& unit, Series& series, const Bytes& bytes, int samples) {
+    for (int i = 0; i < samples; i++) {
+        const auto start = Clock::now();
+        unit.learner.sendTo(series.port, bytes);
+        receiveOne(unit);
+        series.latencies.push_back(std::chrono::duration<double, std::micro>(Clock::now() - start).count());
+    }
+}
+
+void measureRate(const Unit& unit, Series& series, const Bytes& bytes) {
+    const auto start = Clock::now();
+    for (int i = 0; i < RATE_DATAGRAMS + WINDOW; i++) {
+        if (i < RATE_DATAGRAMS) {
+            unit.learner.sendTo(series.port, bytes);
+        }
+        if (i >= WINDOW) {
+            receiveOne(unit);
+        }
+    }
+    series.rates.push_back(RATE_DATAGRAMS / std::chrono::duration<double>(Clock::now() - start).count());
+}
+
+double quantile(std::vector<double> values, double share) {
+    std::sort(values.begin(), values.end());
+    return values.at(static_cast<size_t>(share * static_cast<double>(values.size() - 1)));
+}
+
+void print(const Series& series) {
+    printf("  %-8s  p50 %7.1f us   p99 %7.1f us   %8.0f datagrams/s\n", series.name, quantile(series.latencies, 0.5),
+           quantile(series.latencies, 0.99), quantile(series.rates, 0.5));
+}
+
+void measure(const Unit& unit, const Placement& placement, Series bare, Series daemon, int rounds) {
+    const Bytes bytes = report();
+    pin(getpid(), placement.peers);
+    for (Series* series : {&bare, &daemon}) {
+        pin(series->pid, placement.loop);
+        measureLatency(unit, *series, bytes, WARM_UP);
+        series->latencies.clear();
+    }
+    for (int round = 0; round < rounds; round++) {
+        for (Series* series : {&bare, &daemon}) {
+            measureLatency(unit, *series, bytes, LATENCY_SAMPLES);
+            measureRate(unit, *series, bytes);
+        }
+    }
+    printf("%s, %d rounds in turn\n", placement.name, rounds);
+    print(bare);
+    print(daemon);
+    printf("  ratio     p50 %7.2f      p99 %7.2f      rate %7.2f\n",
+           quantile(daemon.latencies, 0.5) / quantile(bare.latencies, 0.5),
+           quantile(daemon.latencies, 0.99) / quantile(bare.latencies, 0.99),
+           quantile(daemon.rates, 0.5) / quantile(bare.rates, 0.5));
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const int rounds = argc > 1 ? atoi(argv[1]) : 10;
+    Unit unit;
+    unit.startAndWaitReady();
+    const timeval patience = {2, 0};
+    setsockopt(unit.stack.fd(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    unit.learner.sendTo(unit.reportPort, report());
+    const size_t length = unit.stack.receive().value_or(Bytes(1)).size();
+
+    uint16_t barePort = 0;
+    const int fd = boundSocket(&barePort);
+    const pid_t loop = fork();
+    if (loop == 0) {
+        bareLoop(fd, unit.stack.port(), length);
+    }
+    // A real peer runs on another machine: this one must not take the processor from the loop at every datagram.
+    const sched_param ordinary = {};
+    sched_setscheduler(0, SCHED_BATCH, &ordinary);
+    printf("report of %zu bytes to datagram of %zu bytes\n", report().size(), length);
+    for (const Placement& placement : PLACEMENTS) {
+        if (placement.loop < sysconf(_SC_NPROCESSORS_ONLN)) {
+            measure(unit, placement, {"bare", loop, barePort, {}, {}},
+                    {"daemon", unit.daemon->pid(), unit.reportPort, {}, {}}, rounds);
+        }
+    }
+    kill(loop, SIGKILL);
+    waitpid(loop, nullptr, 0);
+    return 0;
+}
