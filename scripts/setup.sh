@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that the project needs; does nothing where they are there.
+# usage: setup.sh [build|all]    build = to build and run the programs; all (default) = tests, benchmarks and fuzzing too
+set -euo pipefail
+
+build_packages=(
+  g++ cmake ninja-build pkg-config
+  libspdlog-dev libconfig-dev libsystemd-dev libcli11-dev libcjson-dev
+)
+develop_packages=(
+  libgtest-dev libgmock-dev libbenchmark-dev
+  clang libclang-rt-14-dev
+)
+
+case "${1:-all}" in
+  build) wanted=("${build_packages[@]}") ;;
+  all) wanted=("${build_packages[@]}" "${develop_packages[@]}") ;;
+  *)
+    echo "usage: $0 [build|all]" >&2
+    exit 2
+    ;;
+esac
+
+missing=()
+for package in "${wanted[@]}"; do
+  status=$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null || true)
+  [ "$status" = installed ] || missing+=("$package")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+as_root=()
+if [ "$(id -u)" -ne 0 ]; then
+  if sudo -n true 2>/dev/null; then
+    as_root=(sudo)
+  else
+    echo "setup: these packages are missing and this user may not install them: ${missing[*]}" >&2
+    echo "setup: as root: apt-get update && apt-get install --no-install-recommends ${missing[*]}" >&2
+    exit 1
+  fi
+fi
+echo "setup: installing ${missing[*]}"
+"${as_root[@]}" apt-get update -qq
+"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
