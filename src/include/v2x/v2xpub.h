@@ -83,7 +83,8 @@ struct v2xpub_UdpSocketStats_t {
 // Opens and binds a socket. rcvBufBytes asks for that receive buffer (0 = 4 MiB for a server, the kernel's own size for
 // a client); a smaller one than asked is logged. The handle is stored before the callback can run for the first time.
 // Returns 0; -2 for a null or unfit argument (no port to listen on, not an address, neither enabled); -3 when the
-// socket cannot be opened or bound. One error line names socket, address, port and reason; the handle is left alone.
+// socket cannot be opened or bound. One error line names socket, address, port and reason,
+// and errno is that of the failed call; the handle is left alone.
 int32_t v2xpub_UdpSocketInit(V2X_UDPSOCKHANDLE* handle, const v2xpub_SocketInitPara_t* para, int32_t rcvBufBytes);
 
 // Closes the socket, waits for its receive thread and frees the handle; null is harmless. Not from the callback.
@@ -94,7 +95,8 @@ int32_t v2xpub_UdpSocketExit(V2X_UDPSOCKHANDLE handle);
 int32_t v2xpub_UdpSocketSetSendAddr(V2X_UDPSOCKHANDLE handle, const char* ip, uint16_t port);
 
 // Sends one datagram to the address set, without waiting. Returns 0; -2 for a null handle or datagram, a negative
-// length or no address set; -3 when the kernel refuses it (counted; the reason is logged at a limited rate).
+// length or no address set; -3 when the kernel refuses it (counted; the reason is logged at a limited rate and in
+// errno).
 int32_t v2xpub_UdpSocketReqSend(V2X_UDPSOCKHANDLE handle, const v2xpub_UdpSocketDataHead_t* data);
 
 // Sends one datagram back to a sender, `addr` and `addrLen` as the callback had them. Results as above.

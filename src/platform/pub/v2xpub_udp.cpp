@@ -128,7 +128,12 @@ int32_t v2xpub_UdpSocketInit(V2X_UDPSOCKHANDLE* handle, const v2xpub_SocketInitP
     if (error != 0) {
         *handle = before;
         LogFailure(*socket, endpoint, std::strerror(error));
+        errno = error;
         return -3;
+    }
+    if (endpoint.isServer) {
+        V2XLOG(g_log, V2XLOG_INFO, "socket %s: receives at %s:%u", socket->name.c_str(), endpoint.ip.c_str(),
+               unsigned{endpoint.port});
     }
     static_cast<void>(socket.release()); // v2xpub_UdpSocketExit frees it
     return 0;

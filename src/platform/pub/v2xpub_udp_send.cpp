@@ -36,6 +36,7 @@ int32_t CountSendError(v2xpub_udpSocket& socket, const sockaddr_in& to, int erro
         V2XLOG(g_log, V2XLOG_WARN, "socket %s: cannot send to %s:%u: %s (%" PRIu64 " since it was opened)",
                socket.name.c_str(), ip, unsigned{ntohs(to.sin_port)}, std::strerror(error), count);
     }
+    errno = error;
     return -3;
 }
 
