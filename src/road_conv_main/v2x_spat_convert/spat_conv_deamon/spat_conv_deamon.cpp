@@ -15,6 +15,8 @@
 
 namespace {
 
+v2xlog_tag_t g_log{"SPAT"};
+
 constexpr int32_t MAIN_LOOP_MS = 5000;
 
 // In the order in which the log tool lists them.
@@ -28,6 +30,8 @@ void OpenLog(const v2xspatconv_options_t& options) {
         v2xlog_AddTag(name, &handle);
         v2xlog_SetTagLevel(handle, options.g_logLevelFlag);
     }
+    V2XLOG(g_log, V2XLOG_INFO, "v2x_spat_convert %s starts with work directory %s", V2XSPATCONV_VERSION,
+           options.g_workDir);
 }
 
 void StartSources(const spat_conv_config_t& config) {
@@ -72,5 +76,6 @@ int32_t v2xspatconv_exec(void) {
         v2xspatconv_SleepUnlessStopped(interval);
     }
     v2xspatconv_ServiceStopping();
+    V2XLOG(g_log, V2XLOG_INFO, "v2x_spat_convert stops");
     return 0;
 }

@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr char VERSION[] = "rsu_cloud_v230522.001";
-
 // The text is what the field's manuals show, "-l" included.
 constexpr char HELP[] = " -h             print Help;\n"
                         " -v version     v2x_spat_convert version;\n"
@@ -37,7 +35,7 @@ void PrintHelp(v2xspatconv_options_t& /*options*/, const char* /*argument*/) {
 }
 
 void PrintVersion(v2xspatconv_options_t& /*options*/, const char* /*argument*/) {
-    printf("version:%s\n", VERSION);
+    printf("version:%s\n", V2XSPATCONV_VERSION);
     exit(0);
 }
 

@@ -3,6 +3,9 @@
 
 #include <cstdint>
 
+// What -v prints.
+inline constexpr char V2XSPATCONV_VERSION[] = "rsu_cloud_v230522.001";
+
 struct v2xspatconv_options_t {
     int32_t g_logLevelFlag;  // level of every log tag at start-up
     char g_logfilePath[256]; // at most 255 characters, what is longer is cut
