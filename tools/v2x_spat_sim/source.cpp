@@ -10,7 +10,7 @@ namespace sim {
 using std::chrono::nanoseconds;
 
 PlanSource::PlanSource(double rate, PhaseRange phases, nanoseconds start, Encode encode)
-    : m_rate(rate), m_phases(phases), m_start(start), m_encode(encode) {}
+    : m_rate(rate), m_phases(phases), m_start(start), m_encode(std::move(encode)) {}
 
 // From the index and not from the deadline before, so that rounding does not add up.
 nanoseconds PlanSource::Deadline() const {

@@ -3,7 +3,9 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -28,7 +30,7 @@ public:
 // not on more than one second: what is older is left out, as a device would that was stopped.
 class PlanSource : public DatagramSource {
 public:
-    using Encode = std::vector<uint8_t> (*)(std::span<const PhaseLight> lights);
+    using Encode = std::function<std::vector<uint8_t>(std::span<const PhaseLight> lights)>;
 
     // The run begins `start` into the plan.
     PlanSource(double rate, PhaseRange phases, std::chrono::nanoseconds start, Encode encode);
