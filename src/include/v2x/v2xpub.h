@@ -110,3 +110,10 @@ int32_t v2xpub_UdpSocketRecv(V2X_UDPSOCKHANDLE handle, v2xpub_UdpSocketDataHead_
 
 // Copies the counters. Returns 0, -2 for a null argument. Any thread.
 int32_t v2xpub_UdpSocketGetStats(V2X_UDPSOCKHANDLE handle, v2xpub_UdpSocketStats_t* stats);
+
+// ---- checksums -----------------------------------------------------------------------------------------------------
+
+// CRC-16, least significant bit first, without final inversion, of `length` bytes. The polynomial is given reflected
+// (0xA001 for x^16 + x^15 + x^2 + 1); initial value 0xFFFF with it is CRC-16/MODBUS, 0 is CRC-16/ARC.
+// Returns 0, -2 for a null argument. Any thread.
+int32_t v2xpub_Crc16(uint16_t initial, uint16_t polynomial, const uint8_t* data, uint32_t length, uint16_t* crc_out);
