@@ -142,13 +142,15 @@ std::vector<std::string> expectedJournal(std::vector<std::string> afterLog) {
 
 TEST_F(Start, RunsEveryStepInOrder) {
     fakes::cfgTree["rsuSpatConfigInfo.LearnMachine.IsEnable"] = true;
+    fakes::cfgTree["rsuSpatConfigInfo.SignalMachine1743.IsEnable"] = true;
     EXPECT_EQ(init(), 0);
     EXPECT_EQ(fakes::journal,
-              expectedJournal({"ipc.CfgInit /w", "pub.PubSubInit", "cfg.InitContext /w/conf/v2x_spat_convert.cfg",
-                               "ipc.SocketInit SPAT_SEND_APP", "ipc.SocketInit GET_SPAT_DATA",
-                               "ipc.SocketInit SPAT_C_LOGTOOL", "pub.TaskCreate LM_Heart_Data",
-                               "pub.UdpSocketInit QUOR_RECV_SG", "pub.UdpSocketInit QUOR_SEND_SG",
-                               "pub.TaskCreate DIS_QUOR_SIGN"}));
+              expectedJournal(
+                  {"ipc.CfgInit /w", "pub.PubSubInit", "cfg.InitContext /w/conf/v2x_spat_convert.cfg",
+                   "ipc.SocketInit SPAT_SEND_APP", "ipc.SocketInit GET_SPAT_DATA", "ipc.SocketInit SPAT_C_LOGTOOL",
+                   "pub.TaskCreate LM_Heart_Data", "pub.UdpSocketInit QUOR_RECV_SG", "pub.UdpSocketInit QUOR_SEND_SG",
+                   "pub.TaskCreate LM_Heart_Data", "pub.TaskCreate LM_Heart_Data", "pub.UdpSocketInit 1743_RECV_SG",
+                   "pub.TaskCreate DIS_QUOR_SIGN", "pub.TaskCreate DIS_1743_SIGN"}));
     EXPECT_TRUE(v2xspatconv_IsRunning());
 }
 

@@ -31,14 +31,22 @@ TEST(TaskCreat, FailuresHaveCodes) {
     EXPECT_EQ(fakes::logged(" Task create error ret=-3").front().level, 2);
 }
 
-TEST(TaskInit, CreatesTheTableAndReportsTheFirstFailure) {
+TEST(TaskInit, CreatesTheTableAndStopsAtTheFirstFailure) {
     EXPECT_EQ(v2xspatconv_TaskInit(), 0);
-    ASSERT_EQ(fakes::tasks.size(), 1U);
+    ASSERT_EQ(fakes::tasks.size(), 2U);
     EXPECT_STREQ(fakes::tasks[0].para.m_taskName, "DIS_QUOR_SIGN");
+    EXPECT_STREQ(fakes::tasks[1].para.m_taskName, "DIS_1743_SIGN");
     EXPECT_EQ(fakes::tasks[0].para.m_intervals, 5000000U);
+    EXPECT_EQ(fakes::tasks[1].para.m_intervals, 5000000U);
+
+    fakes::taskResults["DIS_1743_SIGN"] = -3;
+    EXPECT_EQ(v2xspatconv_TaskInit(), -6);
+    EXPECT_EQ(fakes::logged("Creat DIS_1743_SIGN error").size(), 1U);
     fakes::taskResults["DIS_QUOR_SIGN"] = -3;
+    fakes::tasks.clear();
     EXPECT_EQ(v2xspatconv_TaskInit(), -5);
     EXPECT_EQ(fakes::logged("Creat DIS_QUOR_SIGN error").size(), 1U);
+    EXPECT_TRUE(fakes::tasks.empty());
 }
 
 TEST(Status, GettersGiveTypeAndRunStatusOnly) {

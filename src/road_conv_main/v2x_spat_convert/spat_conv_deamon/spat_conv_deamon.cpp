@@ -8,6 +8,7 @@
 #include "spat_conv_deamon_signals.h"
 #include "spat_conv_interface.h"
 #include "spat_conv_signal_learner_quor.h"
+#include "spat_conv_signal_machine_1743.h"
 #include "spat_conv_stack_interface.h"
 #include "v2x/v2xipc.h"
 #include "v2x/v2xlog.h"
@@ -37,6 +38,9 @@ void OpenLog(const v2xspatconv_options_t& options) {
 void StartSources(const spat_conv_config_t& config) {
     if (config.m_learn_machine_info.m_is_enable) {
         v2xspatconv_QuorSignalLearnerInterfaceInit(&config);
+    }
+    if (config.m_signal_machine_1743_info.m_is_enable) {
+        v2xspatconv_SignalMachine1743InterfaceInit(&config);
     }
 }
 

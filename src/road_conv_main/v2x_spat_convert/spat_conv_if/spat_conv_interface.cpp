@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "spat_conv_signal_learner_quor.h"
+#include "spat_conv_signal_machine_1743.h"
 #include "v2x/v2xlog.h"
 
 namespace {
@@ -26,6 +27,7 @@ struct TaskRow {
 
 constexpr TaskRow TASKS[] = {
     {"DIS_QUOR_SIGN", 5000000, v2xspatconv_DisplayQuorSignalInfo, "Creat DIS_QUOR_SIGN error", -5},
+    {"DIS_1743_SIGN", 5000000, v2xspatconv_Display1743SignalInfo, "Creat DIS_1743_SIGN error", -6},
 };
 
 } // namespace

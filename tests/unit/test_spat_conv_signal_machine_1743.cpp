@@ -1,0 +1,398 @@
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "fakes.h"
+#include "frame_1743.h"
+#include "spat_conv_config.h"
+#include "spat_conv_interface.h"
+#include "spat_conv_signal_machine_1743.h"
+#include "spat_conv_signal_machine_1743_stream.h"
+#include "spat_conv_stack_interface.h"
+
+namespace {
+
+using namespace frame_1743;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// ---- ring
+
+TEST(Ring, HoldsEverySlotAndDropsTheNextByte) {
+    static SerialBuffer_t ring;
+    initBuffer(&ring);
+    uint8_t byte = 0;
+    EXPECT_EQ(dequeue(&ring, &byte), -1);
+    for (int round = 0; round < 3; round++) { // the second and third round wrap
+        for (int i = 0; i < V2X_1743_RING_SIZE; i++) {
+            ASSERT_EQ(enqueue(&ring, static_cast<uint8_t>(i * 7 + round)), 0);
+        }
+        EXPECT_EQ(enqueue(&ring, 1), -1);
+        EXPECT_EQ(dequeue(&ring, &byte), 0);
+        EXPECT_EQ(byte, static_cast<uint8_t>(round));
+        EXPECT_EQ(enqueue(&ring, 0xEE), 0);
+        EXPECT_EQ(enqueue(&ring, 1), -1);
+        for (int i = 1; i < V2X_1743_RING_SIZE; i++) {
+            ASSERT_EQ(dequeue(&ring, &byte), 0);
+            ASSERT_EQ(byte, static_cast<uint8_t>(i * 7 + round));
+        }
+        EXPECT_EQ(dequeue(&ring, &byte), 0);
+        EXPECT_EQ(byte, 0xEE);
+        EXPECT_EQ(isEmpty(&ring), 1);
+    }
+}
+
+// ---- escapes
+
+TEST(Escapes, OnlyTheTwoPairsAreUndone) {
+    const struct {
+        const char* in;
+        const char* out;
+    } cases[] = {
+        {"C0 DBDC 01 DBDD C0", "C0 C0 01 DB C0"},
+        {"DB41", "DB41"},
+        {"DBDBDC", "DBC0"},
+        {"DBDDDC", "DBDC"},
+        {"DB", "DB"},
+        {"", ""},
+        {"DBDCDBDC", "C0C0"},
+        {"01DB", "01DB"},
+    };
+    for (const auto& row : cases) {
+        const Bytes in = fakes::hex(row.in);
+        Bytes out(in.size() + 1, 0x77);
+        uint16_t length = 0;
+        EXPECT_EQ(ConvertDecodeData(in.data() != nullptr ? in.data() : out.data(), static_cast<uint16_t>(in.size()),
+                                    out.data(), &length),
+                  0);
+        EXPECT_EQ(out[in.size()], 0x77);
+        out.resize(length);
+        EXPECT_EQ(out, fakes::hex(row.out)) << row.in;
+    }
+    uint16_t length = 0;
+    EXPECT_EQ(ConvertDecodeData(nullptr, 0, nullptr, &length), -2);
+}
+
+// ---- the adapter
+
+class Controller : public testing::Test {
+protected:
+    Controller() {
+        char file[] = "/tmp/v2x_1743.XXXXXX";
+        m_sysinfo = file;
+        close(mkstemp(m_sysinfo.data()));
+        std::ofstream(m_sysinfo) << "<device_id>RSU0001</device_id>";
+        fakes::cfgTree["rsuSpatConfigInfo.Sysinfoname"] = m_sysinfo;
+        fakes::cfgTree["rsuSpatConfigInfo.SignalMachine1743.LocalPort"] = 65536 + 9002;
+        fakes::cfgTree["rsuSpatConfigInfo.nodeId"] = 2;
+        fakes::cfgTree["rsuSpatConfigInfo.regionId"] = 1;
+        setenv("TZ", "UTC", 1);
+        tzset();
+        fakes::now = 1772714096789000; // 2026-03-05 12:34:56.789
+    }
+    ~Controller() override { unlink(m_sysinfo.c_str()); }
+
+    int32_t start() {
+        const spat_conv_config_t* config = nullptr;
+        EXPECT_EQ(v2xspatconv_GetCfgData(&config), 0);
+        v2xspatconv_StackInterfaceInit(config);
+        return v2xspatconv_SignalMachine1743InterfaceInit(config);
+    }
+    static void receive(const Bytes& bytes) { fakes::receive("1743_RECV_SG", bytes); }
+    static void tick() { fakes::tasks.at(0).run(); }
+    static void process() { fakes::tasks.at(1).run(); }
+    // The records sent since the last call, each as "count; id:light:end ...".
+    static std::vector<std::string> records() {
+        std::vector<std::string> all;
+        for (const fakes::Datagram& datagram : fakes::sent) {
+            const Bytes& bytes = datagram.bytes;
+            std::string text = std::to_string(static_cast<int8_t>(bytes.at(40))) + ";";
+            for (size_t at = 41; at + 17 <= bytes.size() && bytes[at + 1] == 1; at += 17) {
+                text += " " + std::to_string(bytes[at]) + ":" + std::to_string(bytes[at + 3]) + ":" +
+                        std::to_string(bytes[at + 6] + 256 * bytes[at + 7]);
+            }
+            all.push_back(text);
+        }
+        fakes::sent.clear();
+        return all;
+    }
+    static std::vector<std::string> recordsOf(const Bytes& bytes) {
+        receive(bytes);
+        process();
+        return records();
+    }
+    // Messages of the levels 1 to 4, as "level text", since the last call.
+    static std::vector<std::string> messages() {
+        std::vector<std::string> lines;
+        for (const fakes::LogLine& line : fakes::logLines) {
+            if (line.level <= 4 && line.tag == "1743") {
+                lines.push_back(std::to_string(line.level) + " " + line.text);
+            }
+        }
+        fakes::logLines.clear();
+        return lines;
+    }
+    static uint8_t runStatus() {
+        service_status_t st;
+        v2xspatconv_GetSpatConvStatus(&st);
+        return st.run_status;
+    }
+
+    std::string m_sysinfo;
+};
+
+const std::vector<Link> ONE_LINK = {{0, {{1, 0x20, 25}}}};
+
+TEST_F(Controller, AFrameArrivesAsThisDatagram) {
+    ASSERT_EQ(start(), 0);
+    // Header, crossing with one link from the north, one lamp group of type 1, green for 25 s.
+    receive(frame(payload(ONE_LINK)));
+    EXPECT_THAT(fakes::sent, IsEmpty()) << "the processing task takes it";
+    process();
+    ASSERT_EQ(fakes::sent.size(), 1U);
+    EXPECT_EQ(fakes::sent[0].bytes,
+              fakes::hex("A55A 04 00 0806072A464C0600 1400 2900 00  01000000 18000000 1E00 00"
+                         "02000100 0000 52650100 D5DD 01  01 01 01 05 0000 FA00 FFFF FFFF FFFF FFFF FF"));
+}
+
+TEST_F(Controller, LightStatusBecomesPhases) {
+    ASSERT_EQ(start(), 0);
+    const struct {
+        const char* what;
+        std::vector<Link> links;
+        std::string record;
+    } cases[] = {
+        {"no links", {}, "0;"},
+        {"angles to the north",
+         {{0, {{1, 2, 1}}}, {315, {{2, 2, 2}}}, {44, {{3, 2, 3}}}, {400, {{9, 2, 4}}}},
+         "4; 1:3:10 7:3:20 13:3:30 17:3:40"},
+        {"angles to the east", {{45, {{1, 2, 1}}}, {134, {{2, 2, 2}}}}, "2; 2:3:10 8:3:20"},
+        {"angles to the south", {{135, {{1, 2, 1}}}, {224, {{2, 2, 2}}}}, "2; 3:3:10 9:3:20"},
+        {"angles to the west", {{225, {{1, 2, 1}}}, {314, {{2, 2, 2}}}}, "2; 4:3:10 10:3:20"},
+        {"lamp type 8, the irregular row",
+         {{0, {{8, 2, 1}}}, {90, {{8, 2, 2}}}, {180, {{8, 2, 3}}}, {270, {{8, 2, 4}}}},
+         "4; 5:3:10 6:3:20 11:3:30 12:3:40"},
+        {"lamp types 3 and 9",
+         {{90, {{3, 2, 1}, {9, 2, 2}}}, {180, {{3, 2, 3}, {9, 2, 4}}}, {270, {{3, 2, 5}, {9, 2, 6}}}},
+         "6; 14:3:10 15:3:30 16:3:50 18:3:20 19:3:40 20:3:60"},
+        {"unknown lamp types count", {{0, {{4, 2, 1}, {0, 2, 1}, {1, 2, 1}}}}, "3; 1:3:10"},
+        {"colours",
+         {{0, {{1, 0x22, 1}, {2, 0x28, 1}, {3, 0x20, 1}, {8, 0x01, 1}, {9, 0xFF, 1}}}},
+         "5; 1:3:10 5:0:10 7:7:10 13:5:10 17:3:10"},
+        {"seconds unknown", {{0, {{1, 0x02, 0}, {2, 0x02, 255}}}}, "2; 1:0:36001 7:3:2550"},
+        {"the first of two equal phases", {{0, {{1, 0x02, 1}}}, {350, {{1, 0x20, 2}}}}, "2; 1:3:10"},
+        {"eleven groups", {{0, std::vector<Group>(11, Group{1, 2, 1})}}, "11; 1:3:10"},
+        {"eleven links", std::vector<Link>(11, Link{0, {{1, 2, 1}}}), "11; 1:3:10"},
+        {"eleven links of eleven groups", std::vector<Link>(11, Link{0, std::vector<Group>(11, Group{1, 2, 1})}),
+         "121; 1:3:10"},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.what);
+        EXPECT_THAT(recordsOf(frame(payload(row.links))), ElementsAre(row.record));
+    }
+    EXPECT_THAT(messages(), IsEmpty());
+}
+
+TEST_F(Controller, RefusedPayloadsSendNothingAndCountAsTheySay) {
+    ASSERT_EQ(start(), 0);
+    const Bytes good = payload({{0, {{1, 2, 1}}}});
+    const auto cut = [&](size_t length) { return Bytes(good.begin(), good.begin() + static_cast<ptrdiff_t>(length)); };
+    const std::vector<std::string> group = {"2 Deal light group color info error",
+                                            "2 Deal into link light color status info error",
+                                            "3 DealSignalMachineToIpcSpat error"};
+    const std::vector<std::string> link = {"2 Deal into link light color status info error",
+                                           "3 DealSignalMachineToIpcSpat error"};
+    const struct {
+        const char* what;
+        Bytes payload;
+        std::vector<std::string> messages;
+        bool alive;
+    } cases[] = {
+        {"object id swapped", header(0x87, 0x01, 0x03) + cut(13), {}, false},
+        {"another control type", header(0x86) + cut(13), {}, false},
+        {"shorter than the header", cut(30), {}, false},
+        {"header alone", cut(31), {"3 DealSignalMachineToIpcSpat error"}, true},
+        {"crossing cut short", cut(43), {"3 DealSignalMachineToIpcSpat error"}, true},
+        {"link missing", cut(44), link, true},
+        {"link cut short", cut(46), link, true},
+        {"group missing", cut(47), group, true},
+        {"group cut short", cut(50), group, true},
+        {"twelve groups",
+         payload({{0, std::vector<Group>(12, Group{1, 2, 1})}}),
+         {"2 into light group count is too much", "2 Deal into link light color status info error",
+          "3 DealSignalMachineToIpcSpat error"},
+         true},
+        {"twelve links",
+         payload(std::vector<Link>(12, Link{0, {{1, 2, 1}}})),
+         {"2 into link count is too much", "3 DealSignalMachineToIpcSpat error"},
+         true},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.what);
+        const service_status_t silent = {.service_type = 2, .run_status = 2};
+        v2xspatconv_SetSpatConvStatus(&silent);
+        EXPECT_THAT(recordsOf(frame(row.payload)), IsEmpty());
+        EXPECT_EQ(messages(), row.messages);
+        EXPECT_EQ(runStatus(), row.alive ? 1 : 2);
+    }
+}
+
+// ---- byte stream
+
+// A frame of exactly this many bytes on the wire, light status of a crossing without links and filler behind it.
+Bytes frameOfLength(size_t length) {
+    Bytes bytes = payload({});
+    bytes.resize(length - 4, 0x33);
+    Bytes result = frame(bytes);
+    while (result.size() > length) { // an escape in the checksum: another filler
+        bytes.back()++;
+        result = frame(bytes);
+    }
+    return result;
+}
+
+TEST_F(Controller, FrameLengths) {
+    ASSERT_EQ(start(), 0);
+    const std::vector<std::string> tooShort = {"3 GetOneCompleteDataPacket error"};
+    // 31 bytes hold a payload of 27, too short for the header: taken by length and ignored.
+    EXPECT_THAT(recordsOf(frame(Bytes(26, 1))), IsEmpty());
+    EXPECT_EQ(messages(), tooShort);
+    EXPECT_THAT(recordsOf(frame(Bytes(27, 1))), IsEmpty());
+    EXPECT_THAT(messages(), IsEmpty());
+    EXPECT_THAT(recordsOf({0xC0, 0xC0}), IsEmpty());
+    EXPECT_EQ(messages(), tooShort);
+
+    EXPECT_THAT(recordsOf(frameOfLength(5119)), ElementsAre("0;"));
+    EXPECT_THAT(messages(), IsEmpty());
+    EXPECT_THAT(recordsOf(frameOfLength(5120)), IsEmpty());
+    EXPECT_THAT(messages(), ElementsAre("2 ConvertDecodeData error"));
+    // The bound of collection: what follows starts over at the next delimiter, which here opens the good frame.
+    EXPECT_THAT(recordsOf(Bytes{0xC0} + Bytes(5119, 1) + Bytes(100, 1) + frameOfLength(60)), ElementsAre("0;"));
+    EXPECT_EQ(messages(), tooShort);
+    // 5120 raw bytes whose escapes bring them below the bound.
+    Bytes escapes = payload({}) + Bytes(2, 0xC0) + Bytes(5120 - 4 - 44 - 4, 0x33);
+    Bytes raw = frame(escapes);
+    while (raw.size() != 5120) {
+        escapes.back()++;
+        raw = frame(escapes);
+    }
+    EXPECT_THAT(recordsOf(raw), ElementsAre("0;"));
+}
+
+TEST_F(Controller, EscapesInBodyAndChecksum) {
+    ASSERT_EQ(start(), 0);
+    // Seconds 0xC0 and 0xDB; then filler until the checksum holds both special bytes once.
+    Bytes bytes = payload({{0, {{1, 2, 0xC0}, {2, 2, 0xDB}}}});
+    EXPECT_THAT(recordsOf(frame(bytes)), ElementsAre("2; 1:3:1920 7:3:2190"));
+    int seen = 0;
+    for (uint32_t filler = 0; filler < 0x20000 && seen != 3; filler++) {
+        Bytes longer = bytes + Bytes{static_cast<uint8_t>(filler), static_cast<uint8_t>(filler >> 8),
+                                     static_cast<uint8_t>(filler >> 16)};
+        const uint16_t value = crc(longer);
+        const int kind = (value & 0xFF) == 0xC0 ? 1 : (value >> 8) == 0xDB ? 2 : 0;
+        if (kind != 0 && (seen & kind) == 0) {
+            seen |= kind;
+            EXPECT_THAT(recordsOf(frame(longer)), ElementsAre("2; 1:3:1920 7:3:2190"));
+        }
+    }
+    EXPECT_EQ(seen, 3);
+    EXPECT_THAT(messages(), IsEmpty());
+}
+
+TEST_F(Controller, AWrongChecksumIsShownAndRefused) {
+    ASSERT_EQ(start(), 0);
+    const Bytes bytes = payload(ONE_LINK);
+    const uint16_t right = crc(bytes);
+    EXPECT_THAT(recordsOf(frame(bytes, 1)), IsEmpty());
+    char expected[64];
+    snprintf(expected, sizeof expected, "2 crc error,calc:%04X,recv:%04X", right, static_cast<uint16_t>(right + 1));
+    EXPECT_THAT(messages(), ElementsAre(expected));
+}
+
+TEST_F(Controller, FramesAndDatagramsAreIndependent) {
+    ASSERT_EQ(start(), 0);
+    const Bytes one = frame(payload({{0, {{1, 2, 1}}}}));
+    const Bytes two = frame(payload({{0, {{1, 2, 2}}}}));
+    const Bytes three = frame(payload({{0, {{1, 2, 3}}}}));
+    EXPECT_THAT(recordsOf(one + two), ElementsAre("1; 1:3:10", "1; 1:3:20"));
+    EXPECT_THAT(recordsOf(Bytes(50, 0x41) + one + Bytes(3, 0xDB) + two), ElementsAre("1; 1:3:10", "1; 1:3:20"));
+    EXPECT_THAT(messages(), IsEmpty()) << "bytes between frames are passed over silently";
+
+    receive(Bytes(one.begin(), one.begin() + 20));
+    EXPECT_THAT(recordsOf(Bytes(one.begin() + 20, one.end())), ElementsAre("1; 1:3:10"));
+
+    // With a run in between the first half is lost, the closing delimiter opens a frame, and the next frame is mis-cut;
+    // its own closing delimiter then opens the one after it, until a pair lines up.
+    receive(Bytes(one.begin(), one.begin() + 20));
+    process();
+    EXPECT_THAT(records(), IsEmpty());
+    EXPECT_THAT(recordsOf(Bytes(one.begin() + 20, one.end()) + two + three), ElementsAre());
+    EXPECT_THAT(messages(), ElementsAre("3 GetOneCompleteDataPacket error", "3 GetOneCompleteDataPacket error"));
+    EXPECT_THAT(recordsOf(one), ElementsAre("1; 1:3:10")) << "the run ended between two frames";
+}
+
+TEST_F(Controller, AFullRingDropsByteByByte) {
+    ASSERT_EQ(start(), 0);
+    const Bytes one = frame(payload(ONE_LINK));
+    receive(Bytes(V2X_1743_RING_SIZE - one.size() + 3, 0x41));
+    receive(one);
+    EXPECT_EQ(messages(), std::vector<std::string>(3, "2 enqueue signal machine data error"));
+    EXPECT_THAT(recordsOf({}), IsEmpty()) << "the frame lost its end";
+    EXPECT_THAT(recordsOf(one), ElementsAre("1; 1:5:250"));
+}
+
+// ---- link
+
+TEST_F(Controller, TheEleventhSilentTickEndsTheWork) {
+    ASSERT_EQ(start(), 0);
+    EXPECT_STREQ(fakes::tasks[0].para.m_taskName, "LM_Heart_Data");
+    EXPECT_STREQ(fakes::tasks[1].para.m_taskName, "LM_Heart_Data");
+    EXPECT_EQ(fakes::tasks[0].para.m_intervals, 1000000U);
+    EXPECT_EQ(fakes::tasks[1].para.m_intervals, 500000U);
+    EXPECT_EQ(fakes::sockets.back().m_svrPort, 9002);
+    for (int beat = 1; beat <= 10; beat++) {
+        tick();
+        EXPECT_EQ(runStatus(), 0) << "nothing is known yet";
+    }
+    tick();
+    EXPECT_EQ(runStatus(), 2);
+    for (int round = 0; round < 2; round++) {
+        recordsOf(frame(payload(ONE_LINK)));
+        for (int beat = 1; beat <= 10; beat++) {
+            tick();
+            EXPECT_EQ(runStatus(), 1);
+            recordsOf(frame(header(0x80))); // of another kind: no sign of life
+            recordsOf(frame(payload(ONE_LINK), 1));
+        }
+        tick();
+        EXPECT_EQ(runStatus(), 2);
+    }
+    EXPECT_THAT(fakes::sent, IsEmpty());
+    fakes::logLines.clear();
+    v2xspatconv_Display1743SignalInfo(nullptr);
+    std::vector<std::string> lines;
+    for (const fakes::LogLine& line : fakes::logLines) {
+        EXPECT_EQ(line.level, 5);
+        lines.push_back(line.text);
+    }
+    EXPECT_THAT(lines, ElementsAre("v2xspatconv_Display1743SignalInfo start", "Signal machine(1743) works abnormally",
+                                   "Send count:0", "Send last time:0", "Recv count:2",
+                                   "Recv last time:1772714096789000", "v2xspatconv_Display1743SignalInfo end"));
+}
+
+TEST_F(Controller, StartStopsAtTheFirstFailure) {
+    EXPECT_EQ(v2xspatconv_SignalMachine1743InterfaceInit(nullptr), -2);
+    fakes::taskResults["LM_Heart_Data"] = -3;
+    EXPECT_EQ(start(), -2);
+    EXPECT_EQ(fakes::logged("Creat LM_Heart_Data error").at(0).level, 2);
+    fakes::taskResults.clear();
+    fakes::socketResults["1743_RECV_SG"] = -3;
+    EXPECT_EQ(start(), -3);
+    EXPECT_EQ(fakes::logged("v2xpub_UdpSocketInit end ret=-3").at(0).level, 2);
+    EXPECT_EQ(fakes::tasks.size(), 2U) << "the tasks keep running";
+}
+
+} // namespace
