@@ -3,7 +3,8 @@
 // Every call is safe from any thread at any time, also before v2xlog_Init: without a log nothing is written.
 // No call waits for a disk that is full or gone, and none ends the process: while the file cannot be written, lines go
 // to standard error (one line says so at the start and one in the file at the end), and are dropped when that would
-// block.
+// block. The process is expected to ignore SIGPIPE (a standard error whose reader is gone) and SIGXFSZ (a file at the
+// limit of its size).
 #pragma once
 
 #include <atomic>
@@ -39,10 +40,12 @@ using V2X_LOGHANDLE = v2xlog_tagSlot*;
 // printed with a null handle; it takes a place in the registry only when it is added like any other.
 // useFile: 1 = write to the file (rotated at 10 MiB, five old files kept as NAME.1.EXT to NAME.5.EXT), 0 = no file.
 // collapse: 1 = a line repeated within 2 s is written once and then counted, and from one place in the code at most 300
-// errors or warnings are written in 10 s, the rest counted; 0 = every line is written.
+// errors or warnings are written in 10 s, the rest counted; 0 = every line is written. Counts come out when their time is
+// over and at exit(), not at _exit() or a signal's end.
 // useStderr: 1 = every line goes to standard error as well.
 // Returns 0; -2 for a null path or tag; -3 when the file cannot be opened (reported on standard error; the library goes
-// on there and tries the file again every 2 s). A second call changes nothing and returns -4.
+// on there and tries the file again every 2 s) or is none: a folder, a device, a symbolic link. A second call changes
+// nothing and returns -4.
 int32_t v2xlog_Init(const char* path, const char* defaultTag, int32_t useFile, int32_t collapse, int32_t useStderr);
 
 // Registers a tag (1 to 7 characters) at level 4 and stores its handle; a name that is registered already gives the

@@ -6,13 +6,14 @@
 #include <exception>
 #include <fcntl.h>
 #include <filesystem>
+#include <spdlog/pattern_formatter.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
 namespace {
 
-constexpr size_t kMaxBytes = 10 * 1024 * 1024;
+constexpr size_t kMaxBytes = size_t{10} * 1024 * 1024;
 constexpr size_t kOldFiles = 5;
 constexpr auto kBackOff = std::chrono::seconds(2);
 constexpr auto kLookEvery = std::chrono::seconds(1);
@@ -23,37 +24,30 @@ const char* ErrorText(int error) {
     return text == nullptr ? "unknown error" : text;
 }
 
+class Refusal : public std::exception {
+public:
+    explicit Refusal(const char* reason) : m_reason(reason) {}
+    const char* what() const noexcept override { return m_reason; }
+
+private:
+    const char* m_reason;
+};
+
 // The sink's failures come with errno; with none the exception's own text is the reason.
 [[noreturn]] void Refuse(const char* reason) {
-    const spdlog::spdlog_ex refusal(reason);
     errno = 0;
-    throw refusal;
+    throw Refusal(reason);
 }
 
 const char* CauseOf(const std::exception& failure) {
     return errno != 0 ? ErrorText(errno) : failure.what();
 }
 
-bool EndsInsideLine(int fd, off_t size) {
+bool EndsInsideLine(int fd) {
     char last = '\n';
+    const off_t size = ::lseek(fd, 0, SEEK_END);
     return size > 0 && ::pread(fd, &last, 1, size - 1) == 1 && last != '\n';
 }
-
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : m_fd(fd) {}
-    ~Descriptor() {
-        if (m_fd >= 0) {
-            ::close(m_fd);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int Get() const { return m_fd; }
-
-private:
-    int m_fd;
-};
 
 // Relative paths are bound to the folder at start, as a later rebuild may find another working directory.
 std::string AbsolutePath(const char* path) {
@@ -136,11 +130,12 @@ void v2xlog_file::Prepare() {
     if (!error && ::lstat(m_path.c_str(), &found) == 0 && !S_ISREG(found.st_mode)) {
         Refuse("not a regular file");
     }
-    const Descriptor file(error ? -1 : ::open(m_path.c_str(), kOpenFlags, 0644));
-    if (file.Get() < 0 || ::fstat(file.Get(), &found) != 0) {
+    const int file = error ? -1 : ::open(m_path.c_str(), kOpenFlags, 0644);
+    if (file < 0) {
         Refuse(ErrorText(error ? error.value() : errno));
     }
-    m_torn = EndsInsideLine(file.Get(), found.st_size);
+    m_torn = EndsInsideLine(file);
+    ::close(file);
 }
 
 void v2xlog_file::NoteIdentity(std::FILE* file) {

@@ -30,11 +30,12 @@ bool WriteOnce(int fd, const char* data, size_t length) {
 }
 
 // A terminal is called writable as soon as it takes one byte, and a longer write then waits for its reader. An open
-// file of its own that does not wait leaves the one shared with other processes as it is.
+// file of its own that does not wait leaves the one shared with other processes as it is. Another user's terminal
+// (after su) cannot be opened and is written to as it is.
 bool WriteTerminal(const char* data, size_t length) {
     const int fd = ::open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (fd < 0) {
-        return false;
+        return errno == EACCES && WriteOnce(STDERR_FILENO, data, length);
     }
     const bool done = WriteOnce(fd, data, length);
     ::close(fd);

@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 
 constexpr v2xlog_repeat::Rule kSameLine{.allowed = 1, .window = 2s, .byLevel = true};
 constexpr v2xlog_repeat::Rule kSamePlace{.allowed = 300, .window = 10s, .byLevel = false};
-constexpr size_t kStackSize = 256 * 1024;
+constexpr size_t kStackSize = size_t{256} * 1024;
 
 // "file:function:line:" at the head of a text; empty where there is none.
 std::string_view PlaceOf(std::string_view text) {
@@ -95,16 +95,15 @@ v2xlog_repeat::Report v2xlog_writer::Counter(const char* before, const char* wha
     };
 }
 
-// Sees to it that the thread wakes up in time for the next count. While none is pending the thread sleeps for good.
+// Sees to it that the thread wakes up in time for the next count; while none is pending it sleeps for good. Where no
+// thread can be had the next line writes what is due, and the next count asks for a thread again.
 void v2xlog_writer::WakeThread() {
     const auto due = std::min(m_lines.Due(), m_places.Due());
-    if (due >= m_threadDue) {
+    if (due == m_threadDue || (m_threadRuns && due > m_threadDue)) {
         return;
     }
-    if (!m_threadRuns) {
-        m_threadRuns = StartThread(); // without a thread the next line writes what is due
-    }
     m_threadDue = due;
+    m_threadRuns = m_threadRuns || StartThread();
     m_wake.notify_one();
 }
 
