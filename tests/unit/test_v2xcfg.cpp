@@ -110,10 +110,10 @@ TEST_F(V2xCfg, RefusedTexts) {
 TEST_F(V2xCfg, Files) {
     const fs::path pipe = folder / "pipe";
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0644), 0);
-    const std::string limit(1024 * 1024, ' ');
+    const std::string limit(size_t{1024} * 1024, ' ');
     std::ofstream(folder / "limit") << limit;
     std::ofstream(folder / "over") << limit << ' ';
-    std::ofstream(folder / "empty");
+    std::ofstream(folder / "empty") << "";
     const struct {
         fs::path path;
         int32_t code;

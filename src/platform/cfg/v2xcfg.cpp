@@ -32,7 +32,7 @@ struct v2xcfg_context {
 
 namespace {
 
-constexpr size_t kMaxFile = 1024 * 1024;
+constexpr size_t kMaxFile = size_t{1024} * 1024;
 
 v2xlog_tag_t g_tag{"VCFG"};
 thread_local char g_errorText[1024] = "no error";
