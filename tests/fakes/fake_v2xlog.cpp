@@ -7,6 +7,7 @@
 #include "v2x/v2xlog.h"
 
 namespace fakes {
+int32_t logLevel = V2XLOG_TRACE;
 std::vector<LogLine> logLines;
 std::vector<std::string> journal;
 
@@ -45,7 +46,7 @@ int32_t v2xlog_GetTagHandle(const char* name, V2X_LOGHANDLE* handle) {
     }
     v2xlog_tagSlot& slot = slots.emplace_back();
     snprintf(slot.name, sizeof slot.name, "%s", name);
-    slot.level = V2XLOG_TRACE;
+    slot.level = fakes::logLevel;
     *handle = &slot;
     return 0;
 }

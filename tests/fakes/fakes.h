@@ -14,7 +14,8 @@
 
 namespace fakes {
 
-// ---- log: every tag is known and at level 7
+// ---- log: every tag is known
+extern int32_t logLevel; // of tags that are looked up from now on; 7 at first
 struct LogLine {
     std::string tag;
     int32_t level;

@@ -1,0 +1,49 @@
+#include "hand_over.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <unistd.h>
+
+#include "fakes.h"
+#include "spat_conv_config.h"
+#include "spat_conv_stack_interface.h"
+
+namespace {
+
+bool load() {
+    fakes::logLevel = 6; // all that formats input, but no traces: they take most of the time
+    char file[] = "/tmp/v2x_fuzz.XXXXXX";
+    close(mkstemp(file));
+    std::ofstream(file) << "<device_id>RSU0001</device_id>";
+    fakes::cfgTree["rsuSpatConfigInfo.Sysinfoname"] = std::string(file);
+    fakes::cfgTree["rsuSpatConfigInfo.PhaseRelationship.PhaseID3"] = 7;
+    const spat_conv_config_t* config = nullptr;
+    const bool loaded = v2xspatconv_GetCfgData(&config) == 0 && v2xspatconv_StackInterfaceInit(config) == 0;
+    remove(file);
+    return loaded;
+}
+
+void checkFrame(const std::vector<uint8_t>& frame) {
+    const size_t packLen = frame.at(14) + 256U * frame.at(15);
+    const size_t dataLen = frame.at(25) + 256U * frame.at(26);
+    if (frame.size() != packLen + 17 || packLen != dataLen + 11 || dataLen > V2XIPC_RECORD_SIZE) {
+        abort();
+    }
+}
+
+} // namespace
+
+void startHandOver() {
+    static const bool started = load();
+    if (!started) {
+        abort();
+    }
+}
+
+void checkHandOver() {
+    for (const fakes::Datagram& sent : fakes::sent) {
+        checkFrame(sent.bytes);
+    }
+    fakes::sent.clear();
+    fakes::logLines.clear();
+}

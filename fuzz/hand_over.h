@@ -1,0 +1,8 @@
+// Around the targets whose input ends at the stack application: configuration before, checks of the frames after.
+#pragma once
+
+// Loads a configuration and opens the (fake) sockets at the first call; aborts when that fails.
+void startHandOver();
+
+// Aborts when a frame's lengths disagree or exceed what the stack application takes; then forgets frames and log lines.
+void checkHandOver();
