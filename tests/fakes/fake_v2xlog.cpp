@@ -56,13 +56,14 @@ int32_t v2xlog_SetTagLevel(V2X_LOGHANDLE handle, int32_t level) {
     return 0;
 }
 
-void v2xlog_Format(V2X_LOGHANDLE handle, int32_t level, const char*, const char*, int32_t, const char* format, ...) {
+void v2xlog_Format(V2X_LOGHANDLE handle, int32_t level, uint32_t times, const char*, const char*, int32_t,
+                   const char* format, ...) {
     char text[V2XLOG_TEXT_SIZE];
     va_list arguments;
     va_start(arguments, format);
     vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
-    fakes::logLines.push_back({handle->name, level, text});
+    fakes::logLines.insert(fakes::logLines.end(), times, {handle->name, level, text});
 }
 
 void v2xlog_HexDump(V2X_LOGHANDLE handle, int32_t level, const uint8_t* data, int32_t len) {

@@ -230,10 +230,10 @@ TEST_F(V2xLog, LineHasTimeLevelTagAndCleanText) {
             }
         }
         errno = EBADMSG;
-        v2xlog_Format(handle, 2, "src/a.cpp", "run", 12, "%s %d", "value", -1);
+        v2xlog_Format(handle, 2, 1, "src/a.cpp", "run", 12, "%s %d", "value", -1);
         EXPECT_EQ(errno, EBADMSG);
-        v2xlog_Format(handle, 2, nullptr, nullptr, 1, "%ls", L"\xdfff"); // no such character: no conversion
-        v2xlog_Format(handle, 2, std::string(5000, 'f').c_str(), "run", 12, "cut");
+        v2xlog_Format(handle, 2, 1, nullptr, nullptr, 1, "%ls", L"\xdfff"); // no such character: no conversion
+        v2xlog_Format(handle, 2, 1, std::string(5000, 'f').c_str(), "run", 12, "cut");
         v2xlog_Print(handle, 2, nullptr);
         expected.insert(expected.end(),
                         {"E QUOR src/a.cpp:run:12:value -1", "E QUOR ::1:%ls", "E QUOR " + std::string(4095, 'f')});
@@ -303,6 +303,23 @@ TEST_F(V2xLog, RepeatsBecomeOneCountWithoutAnotherLine) {
     });
 }
 
+TEST_F(V2xLog, ALineForManyTimesIsAsManyLines) {
+    const auto log = [this](int32_t collapse) {
+        InChild([this, collapse] {
+            Start(collapse);
+            v2xlog_tag_t record{"MAIN"};
+            V2XLOG_TIMES(record, V2XLOG_ERROR, 0, "never");
+            V2XLOG_TIMES(record, V2XLOG_ERROR, 7, "dropped");
+        });
+        const std::string text = ReadAll(path);
+        fs::remove(path);
+        EXPECT_EQ(Count(text, "never"), 0U);
+        return static_cast<int64_t>(Count(text, "dropped\n")) + 100 * Sum(text, "dropped [repeated ", " times in ");
+    };
+    EXPECT_EQ(log(0), 7);
+    EXPECT_EQ(log(1), 1 + 100 * 6);
+}
+
 TEST_F(V2xLog, CountsComeAtEvictionAndAtExit) {
     InChild([this] {
         Start(1);
@@ -322,9 +339,9 @@ TEST_F(V2xLog, OnePlaceWritesThreeHundredErrors) {
     InChild([this] {
         Start(1);
         for (int i = 0; i < 400; ++i) {
-            v2xlog_Format(tag, V2XLOG_WARN, "src/a.cpp", "run", 12, "error %d", i);
-            v2xlog_Format(tag, V2XLOG_INFO, "src/a.cpp", "run", 12, "note %d", i);
-            v2xlog_Format(tag, V2XLOG_WARN, "src/a.cpp", "run", 100 + i, "elsewhere %d", i);
+            v2xlog_Format(tag, V2XLOG_WARN, 1, "src/a.cpp", "run", 12, "error %d", i);
+            v2xlog_Format(tag, V2XLOG_INFO, 1, "src/a.cpp", "run", 12, "note %d", i);
+            v2xlog_Format(tag, V2XLOG_WARN, 1, "src/a.cpp", "run", 100 + i, "elsewhere %d", i);
         }
     });
     const std::string text = ReadAll(path);
@@ -499,7 +516,7 @@ TEST_F(V2xLog, ThreadsWriteWhileLevelsChangeAndTheProcessEnds) {
                 for (int i = 0;; ++i) {
                     V2X_LOGHANDLE own = nullptr;
                     v2xlog_AddTag(("T" + std::to_string(thread)).c_str(), &own);
-                    v2xlog_Format(own, V2XLOG_INFO, "a", "b", thread, "line %d of this thread", i / 2);
+                    v2xlog_Format(own, V2XLOG_INFO, 1, "a", "b", thread, "line %d of this thread", i / 2);
                     v2xlog_HexDump(tag, V2XLOG_DEBUG, reinterpret_cast<const uint8_t*>(&i), sizeof(i));
                     v2xlog_SetAllTagLevel(3 + i % 3);
                     running += i == 200 ? 1 : 0;

@@ -40,9 +40,8 @@ using V2X_LOGHANDLE = v2xlog_tagSlot*;
 // printed with a null handle; it takes a place in the registry only when it is added like any other.
 // useFile: 1 = write to the file (rotated at 10 MiB, five old files kept as NAME.1.EXT to NAME.5.EXT), 0 = no file.
 // collapse: 1 = a line repeated within 2 s is written once and then counted, and from one place in the code at most 300
-// errors or warnings are written in 10 s, the rest counted; 0 = every line is written. Counts come out when their time is
-// over and at exit(), not at _exit() or a signal's end.
-// useStderr: 1 = every line goes to standard error as well.
+// errors or warnings are written in 10 s, the rest counted; 0 = every line is written. Counts come out when their time
+// is over and at exit(), not at _exit() or a signal's end. useStderr: 1 = every line goes to standard error as well.
 // Returns 0; -2 for a null path or tag; -3 when the file cannot be opened (reported on standard error; the library goes
 // on there and tries the file again every 2 s) or is none: a folder, a device, a symbolic link. A second call changes
 // nothing and returns -4.
@@ -75,10 +74,11 @@ void v2xlog_Print(V2X_LOGHANDLE handle, int32_t level, const char* text);
 // Writes `len` bytes as lines of sixteen: offset, hex, printable characters. Null data or len <= 0 writes nothing.
 void v2xlog_HexDump(V2X_LOGHANDLE handle, int32_t level, const uint8_t* data, int32_t len);
 
-// Formats "file:function:line:" and the message into one text and prints it. Use the macros below, which test the
-// level first.
-__attribute__((format(printf, 6, 7))) void v2xlog_Format(V2X_LOGHANDLE handle, int32_t level, const char* file,
-                                                         const char* function, int32_t line, const char* format, ...);
+// Formats "file:function:line:" and the message into one text and prints it `times` times (which, repeats collapsed, is
+// one line and a count). Use the macros below, which test the level first.
+__attribute__((format(printf, 7, 8))) void v2xlog_Format(V2X_LOGHANDLE handle, int32_t level, uint32_t times,
+                                                         const char* file, const char* function, int32_t line,
+                                                         const char* format, ...);
 
 // A module's own tag record: the tag's name, and its handle once the tag is registered. A module keeps one with static
 // storage; until the tag is registered its lines are not written.
@@ -102,10 +102,13 @@ inline bool v2xlog_Enabled(v2xlog_tag_t& tag, int32_t level) {
 }
 
 // V2XLOG(tag record, level, printf format, ...): nothing but the level test happens when the line is not wanted.
-#define V2XLOG(tag, level, ...)                                                                                        \
+#define V2XLOG(tag, level, ...) V2XLOG_TIMES(tag, level, 1, __VA_ARGS__)
+
+// The same line as if logged `times` times in a row, at the cost of one; 0 logs nothing.
+#define V2XLOG_TIMES(tag, level, times, ...)                                                                           \
     do {                                                                                                               \
-        if (v2xlog_Enabled(tag, level)) {                                                                              \
-            v2xlog_Format(v2xlog_Handle(tag), level, __FILE__, __func__, __LINE__, __VA_ARGS__);                       \
+        if ((times) > 0 && v2xlog_Enabled(tag, level)) {                                                               \
+            v2xlog_Format(v2xlog_Handle(tag), level, times, __FILE__, __func__, __LINE__, __VA_ARGS__);                \
         }                                                                                                              \
     } while (false)
 
@@ -115,13 +118,13 @@ public:
     v2xlog_Trace(v2xlog_tag_t& tag, const char* file, const char* function, int32_t line, const int32_t& ret)
         : m_tag(tag), m_file(file), m_function(function), m_line(line), m_ret(ret) {
         if (v2xlog_Enabled(m_tag, V2XLOG_TRACE)) {
-            v2xlog_Format(v2xlog_Handle(m_tag), V2XLOG_TRACE, m_file, m_function, m_line, "%s start", m_function);
+            v2xlog_Format(v2xlog_Handle(m_tag), V2XLOG_TRACE, 1, m_file, m_function, m_line, "%s start", m_function);
         }
     }
     ~v2xlog_Trace() {
         if (v2xlog_Enabled(m_tag, V2XLOG_TRACE)) {
-            v2xlog_Format(v2xlog_Handle(m_tag), V2XLOG_TRACE, m_file, m_function, m_line, "%s end ret=%d", m_function,
-                          m_ret);
+            v2xlog_Format(v2xlog_Handle(m_tag), V2XLOG_TRACE, 1, m_file, m_function, m_line, "%s end ret=%d",
+                          m_function, m_ret);
         }
     }
     v2xlog_Trace(const v2xlog_Trace&) = delete;

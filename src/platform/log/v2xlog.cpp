@@ -119,8 +119,8 @@ void v2xlog_HexDump(V2X_LOGHANDLE handle, int32_t level, const uint8_t* data, in
     }
 }
 
-void v2xlog_Format(V2X_LOGHANDLE handle, int32_t level, const char* file, const char* function, int32_t line,
-                   const char* format, ...) {
+void v2xlog_Format(V2X_LOGHANDLE handle, int32_t level, uint32_t times, const char* file, const char* function,
+                   int32_t line, const char* format, ...) {
     const KeepErrno keep;
     v2xlog_writer* const writer = format == nullptr ? nullptr : WriterFor(handle, level);
     if (writer == nullptr) {
@@ -139,5 +139,5 @@ void v2xlog_Format(V2X_LOGHANDLE handle, int32_t level, const char* file, const 
     }
     const size_t length = std::min(start + static_cast<size_t>(std::max(body, 0)), sizeof(text) - 1);
     Clean(text, length);
-    writer->Write({handle, level, {text, length}}, true);
+    writer->Write({handle, level, {text, length}}, true, times);
 }

@@ -10,16 +10,17 @@ constexpr size_t kNone = SIZE_MAX;
 
 v2xlog_repeat::v2xlog_repeat(const Rule& rule, Report report) : m_rule(rule), m_report(std::move(report)) {}
 
-bool v2xlog_repeat::Count(const v2xlog_line& line, Clock::time_point now) {
+bool v2xlog_repeat::Count(const v2xlog_line& line, uint64_t times, Clock::time_point now) {
     const size_t index = Find(line, Hash(line), now);
     if (index == kNone || m_entries[index].passed < m_rule.allowed) {
         return false;
     }
     Entry& entry = m_entries[index];
     entry.level = line.level;
-    if (++entry.counted == 1) {
+    if (entry.counted == 0) {
         m_due = std::min(m_due, entry.start + m_rule.window);
     }
+    entry.counted += times;
     return true;
 }
 

@@ -33,8 +33,8 @@ public:
 
     v2xlog_repeat(const Rule& rule, Report report);
 
-    // True when the line is one too many: it is counted and not to be written.
-    bool Count(const v2xlog_line& line, Clock::time_point now);
+    // True when the line is one too many: it is counted, `times` times, and not to be written.
+    bool Count(const v2xlog_line& line, uint64_t times, Clock::time_point now);
 
     // Notes a line that is being written. When there is no room a key is forgotten, its count reported.
     void Pass(const v2xlog_line& line, Clock::time_point now);

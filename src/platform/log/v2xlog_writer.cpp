@@ -47,10 +47,14 @@ bool v2xlog_writer::Wanted(V2X_LOGHANDLE handle, int32_t level) {
     return level > V2XLOG_UNDO && level <= V2XLOG_TRACE && level <= wanted;
 }
 
-void v2xlog_writer::Write(const v2xlog_line& line, bool placed) noexcept {
+void v2xlog_writer::Write(const v2xlog_line& line, bool placed, uint32_t times) noexcept {
     const std::lock_guard lock(m_mutex);
-    if (!m_collapse || !Suppressed(line, placed)) {
+    while (times > 0) {
+        if (m_collapse && Suppressed(line, placed, times)) {
+            return;
+        }
         WriteNow(line);
+        --times;
     }
 }
 
@@ -61,13 +65,14 @@ void v2xlog_writer::Flush() noexcept {
     m_places.ReportAll(now);
 }
 
-bool v2xlog_writer::Suppressed(const v2xlog_line& line, bool placed) {
+// True when the line is one too many: then all its times are counted.
+bool v2xlog_writer::Suppressed(const v2xlog_line& line, bool placed, uint32_t times) {
     const auto now = Clock::now();
     m_lines.ReportDue(now);
     m_places.ReportDue(now);
     v2xlog_line place = line;
     place.text = placed && line.level <= V2XLOG_WARN ? PlaceOf(line.text) : std::string_view{};
-    if (m_lines.Count(line, now) || (!place.text.empty() && m_places.Count(place, now))) {
+    if (m_lines.Count(line, times, now) || (!place.text.empty() && m_places.Count(place, times, now))) {
         WakeThread();
         return true;
     }

@@ -24,14 +24,15 @@ public:
     // Whether lines of a level are wanted under a resolved handle.
     static bool Wanted(V2X_LOGHANDLE handle, int32_t level);
 
-    // Writes or counts a line with a resolved handle. `placed`: the text starts with "file:function:line:".
-    void Write(const v2xlog_line& line, bool placed) noexcept;
+    // Writes or counts a line with a resolved handle, `times` times. `placed`: the text starts with
+    // "file:function:line:".
+    void Write(const v2xlog_line& line, bool placed, uint32_t times = 1) noexcept;
 
     // Writes the counts of repeats that still run.
     void Flush() noexcept;
 
 private:
-    bool Suppressed(const v2xlog_line& line, bool placed);
+    bool Suppressed(const v2xlog_line& line, bool placed, uint32_t times);
     void WriteNow(const v2xlog_line& line);
     v2xlog_repeat::Report Counter(const char* before, const char* what);
     void WakeThread();

@@ -1,6 +1,7 @@
 #include "spat_conv_signal_machine_1743_stream.h"
 
 #include <cstddef>
+#include <span>
 
 #include "spat_conv_signal_machine_1743_light.h"
 #include "v2x/v2xlog.h"
@@ -33,6 +34,31 @@ int32_t Unescaped(const uint8_t* bytes, int32_t available) {
     default:
         return -1;
     }
+}
+
+// With m_mutex held: one byte in.
+int32_t Put(SerialBuffer_t& buffer, uint8_t item) {
+    if (isFull(&buffer) != 0) {
+        return -1;
+    }
+    if (isEmpty(&buffer) != 0) {
+        buffer.m_front = 0;
+        buffer.m_rear = 0;
+    } else {
+        buffer.m_rear = (buffer.m_rear + 1) % V2X_1743_RING_SIZE;
+    }
+    buffer.m_data[buffer.m_rear] = item;
+    return 0;
+}
+
+// Puts in what there is room for, and tells how many bytes there was none for.
+uint32_t PutAll(SerialBuffer_t& buffer, std::span<const uint8_t> bytes) {
+    const std::lock_guard<std::mutex> guard(buffer.m_mutex);
+    uint32_t dropped = 0;
+    for (const uint8_t byte : bytes) {
+        dropped += Put(buffer, byte) != 0 ? 1 : 0;
+    }
+    return dropped;
 }
 
 void ProcessFrames() {
@@ -73,17 +99,7 @@ int isFull(const SerialBuffer_t* buffer) {
 
 int32_t enqueue(SerialBuffer_t* buffer, uint8_t item) {
     const std::lock_guard<std::mutex> guard(buffer->m_mutex);
-    if (isFull(buffer) != 0) {
-        return -1;
-    }
-    if (isEmpty(buffer) != 0) {
-        buffer->m_front = 0;
-        buffer->m_rear = 0;
-    } else {
-        buffer->m_rear = (buffer->m_rear + 1) % V2X_1743_RING_SIZE;
-    }
-    buffer->m_data[buffer->m_rear] = item;
-    return 0;
+    return Put(*buffer, item);
 }
 
 int32_t dequeue(SerialBuffer_t* buffer, uint8_t* item_out) {
@@ -189,10 +205,10 @@ void v2xspatconv_GetSignalMachine1743DataRcv(V2X_UDPSOCKHANDLE /*handle*/, void*
     if (v2xlog_Enabled(g_1743Log, V2XLOG_VERBOSE)) {
         v2xlog_HexDump(v2xlog_Handle(g_1743Log), V2XLOG_VERBOSE, datagram->mp_data, datagram->m_curMsgLen);
     }
-    for (int32_t i = 0; i < datagram->m_curMsgLen; i++) {
-        if (enqueue(&g_seria_buffer, datagram->mp_data[i]) != 0) {
-            V2XLOG(g_1743Log, V2XLOG_ERROR, "enqueue signal machine data error");
-        }
+    if (datagram->m_curMsgLen > 0) {
+        const size_t length = static_cast<size_t>(datagram->m_curMsgLen);
+        const uint32_t dropped = PutAll(g_seria_buffer, {datagram->mp_data, length});
+        V2XLOG_TIMES(g_1743Log, V2XLOG_ERROR, dropped, "enqueue signal machine data error");
     }
 }
 
