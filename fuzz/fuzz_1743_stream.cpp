@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <span>
-#include <vector>
 
 #include "hand_over.h"
 #include "spat_conv_signal_machine_1743_stream.h"
@@ -16,10 +15,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         const uint8_t control = input[0];
         input = input.subspan(1);
         const size_t length = std::min<size_t>(input.size(), control * 4U);
-        std::vector<uint8_t> exact(input.begin(), input.begin() + static_cast<ptrdiff_t>(length));
-        exact.reserve(1);
+        const std::unique_ptr<uint8_t[]> bytes = exactCopy(input.data(), length);
         input = input.subspan(length);
-        v2xpub_UdpSocketDataHead_t datagram = {static_cast<int16_t>(length), exact.data()};
+        v2xpub_UdpSocketDataHead_t datagram = {static_cast<int16_t>(length), bytes.get()};
         v2xspatconv_GetSignalMachine1743DataRcv(nullptr, &datagram, nullptr, 0);
         if (control % 2 == 1) {
             DealSignalMachine1743DataRcv(nullptr);

@@ -1,6 +1,5 @@
 // One datagram of a signal learner through check, conversion and hand-over.
 #include <cstdint>
-#include <vector>
 
 #include "hand_over.h"
 #include "spat_conv_signal_learner_quor_report.h"
@@ -10,9 +9,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size > INT16_MAX) {
         return -1;
     }
-    std::vector<uint8_t> exact(data, data + size);
-    exact.reserve(1);
-    v2xpub_UdpSocketDataHead_t datagram = {static_cast<int16_t>(size), exact.data()};
+    const std::unique_ptr<uint8_t[]> bytes = exactCopy(data, size);
+    v2xpub_UdpSocketDataHead_t datagram = {static_cast<int16_t>(size), bytes.get()};
     v2xspatconv_GetLearnMachineDataRcv(nullptr, &datagram, nullptr, 0);
     checkHandOver();
     return 0;

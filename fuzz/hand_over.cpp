@@ -1,5 +1,6 @@
 #include "hand_over.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <unistd.h>
@@ -32,6 +33,12 @@ void checkFrame(const std::vector<uint8_t>& frame) {
 }
 
 } // namespace
+
+std::unique_ptr<uint8_t[]> exactCopy(const uint8_t* data, size_t size) {
+    std::unique_ptr<uint8_t[]> copy(new uint8_t[size]);
+    std::copy_n(data, size, copy.get());
+    return copy;
+}
 
 void startHandOver() {
     static const bool started = load();
