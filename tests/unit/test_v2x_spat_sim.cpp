@@ -14,6 +14,7 @@
 #include "plan.h"
 #include "replay.h"
 #include "report.h"
+#include "sim_bytes.h"
 #include "source.h"
 #include "summary.h"
 
@@ -21,18 +22,8 @@ using namespace sim;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using namespace std::chrono_literals;
-using Bytes = std::vector<uint8_t>;
 
 namespace {
-
-Bytes Hex(const std::string& hex) {
-    Bytes bytes;
-    std::istringstream in(hex);
-    for (unsigned byte = 0; in >> std::hex >> byte;) {
-        bytes.push_back(static_cast<uint8_t>(byte));
-    }
-    return bytes;
-}
 
 // ---- plan
 

@@ -10,7 +10,6 @@
 namespace sim {
 namespace {
 
-constexpr size_t MAX_DATAGRAM = 32767; // what the unit's UDP sockets take
 constexpr int64_t MAX_TIME = 1'000'000'000'000;
 constexpr std::string_view BLANKS = " \t\r";
 

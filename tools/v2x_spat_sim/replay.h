@@ -4,6 +4,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <istream>
 #include <string>
@@ -11,9 +12,11 @@
 
 namespace sim {
 
+inline constexpr size_t MAX_DATAGRAM = 32767; // what the unit's UDP sockets take
+
 struct ReplayDatagram {
     std::chrono::milliseconds time;
-    std::vector<uint8_t> bytes; // 1 to 32767
+    std::vector<uint8_t> bytes; // 1 to MAX_DATAGRAM
 };
 
 // Reads a whole replay; `name` stands for the file in messages. Throws std::runtime_error "name:line: reason", or
