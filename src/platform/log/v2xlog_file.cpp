@@ -56,6 +56,10 @@ std::string AbsolutePath(const char* path) {
     return error ? std::string(path) : absolute.string();
 }
 
+bool CanRename(const std::filesystem::path& folder) {
+    return ::access(folder.c_str(), W_OK | X_OK) == 0 || (errno != EACCES && errno != EROFS);
+}
+
 } // namespace
 
 v2xlog_file::v2xlog_file(const char* path) : m_path(AbsolutePath(path)) {}
@@ -111,6 +115,9 @@ bool v2xlog_file::TakenAway(Clock::time_point now) {
     }
     m_nextLook = now + kLookEvery;
     struct stat found {};
+    if (!CanRename(std::filesystem::path(m_path).parent_path())) {
+        return true;
+    }
     if (::stat(m_path.c_str(), &found) != 0) {
         return errno == ENOENT || errno == ENOTDIR;
     }
@@ -129,6 +136,10 @@ void v2xlog_file::Prepare() {
     struct stat found {};
     if (!error && ::lstat(m_path.c_str(), &found) == 0 && !S_ISREG(found.st_mode)) {
         Refuse("not a regular file");
+    }
+    // The sink would wipe the file when it cannot rename it.
+    if (!error && !CanRename(folder)) {
+        Refuse("the folder cannot be written, the file could not be rotated");
     }
     const int file = error ? -1 : ::open(m_path.c_str(), kOpenFlags, 0644);
     if (file < 0) {

@@ -18,7 +18,7 @@ bool HasRoom(int fd) {
     do {
         ready = ::poll(&ask, 1, 0);
     } while (ready < 0 && errno == EINTR);
-    return ready == 1 && (ask.revents & POLLOUT) != 0;
+    return ready == 1 && (ask.revents & POLLOUT) != 0 && (ask.revents & POLLERR) == 0; // POLLERR: nobody reads the pipe
 }
 
 bool WriteOnce(int fd, const char* data, size_t length) {
@@ -29,13 +29,22 @@ bool WriteOnce(int fd, const char* data, size_t length) {
     return written > 0;
 }
 
-// A terminal is called writable as soon as it takes one byte, and a longer write then waits for its reader. An open
-// file of its own that does not wait leaves the one shared with other processes as it is. Another user's terminal
-// (after su) cannot be opened and is written to as it is.
+// A terminal is called writable as soon as it takes one byte, and a longer write then waits for its reader.
+bool WriteByteByByte(int fd, std::string_view line) {
+    for (const char& byte : line) {
+        if (!HasRoom(fd) || !WriteOnce(fd, &byte, 1)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// An open file of its own that does not wait leaves the one shared with other processes as it is. Another user's
+// terminal (after su) cannot be opened anew.
 bool WriteTerminal(const char* data, size_t length) {
     const int fd = ::open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (fd < 0) {
-        return errno == EACCES && WriteOnce(STDERR_FILENO, data, length);
+        return errno == EACCES && WriteByteByByte(STDERR_FILENO, {data, length});
     }
     const bool done = WriteOnce(fd, data, length);
     ::close(fd);
