@@ -191,12 +191,13 @@ TEST_F(Udp, ClosesWhileTrafficFlows) {
 }
 
 TEST_F(Udp, PortInUseIsAnErrorThatNamesIt) {
-    const v2xpub_SocketInitPara_t para = SocketPara("second", true, m_peer.Port(), StoreAndAnswer);
+    OpenServer(); // a socket of this library: were ports shared, both would have to say so
+    const v2xpub_SocketInitPara_t para = SocketPara("second", true, m_port, StoreAndAnswer);
     const auto untouched = reinterpret_cast<V2X_UDPSOCKHANDLE>(&m_inbox);
     V2X_UDPSOCKHANDLE handle = untouched;
     EXPECT_EQ(v2xpub_UdpSocketInit(&handle, &para, 0), -3);
     EXPECT_EQ(handle, untouched);
-    const std::string endpoint = "127.0.0.1:" + std::to_string(m_peer.Port());
+    const std::string endpoint = "127.0.0.1:" + std::to_string(m_port);
     EXPECT_EQ(Log().Count({"second", endpoint, "in use"}), 1);
 }
 

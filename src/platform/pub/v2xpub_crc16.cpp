@@ -4,7 +4,8 @@
 
 namespace {
 
-// Remainders of all single bytes for one polynomial. Built when the polynomial changes, which in a thread it seldom does.
+// Remainders of all single bytes for one polynomial. Built when the polynomial changes, which in a thread it seldom
+// does.
 struct Table {
     bool isBuilt;
     uint16_t polynomial;

@@ -58,7 +58,8 @@ struct v2xpub_udpSocket {
     std::atomic<uint64_t> kernelDrops{0};
     std::atomic<uint64_t> sent{0};
     std::atomic<uint64_t> sendErrors{0};
-    std::atomic<uint32_t> kernelDropsSeen{0}; // the kernel's own counter when last seen
+    std::atomic<uint32_t> kernelDropsSeen{0};   // the kernel's own counter when last seen
+    std::atomic<uint64_t> kernelDropsLogged{0}; // as the log has it
 
     v2xpub_RateLimit tooLongLog;
     v2xpub_RateLimit kernelDropsLog;

@@ -34,15 +34,20 @@ void CountKernelDrops(v2xpub_udpSocket& socket, uint32_t total) {
     uint32_t seen = socket.kernelDropsSeen.load(std::memory_order_relaxed);
     while (static_cast<int32_t>(total - seen) > 0) {
         if (socket.kernelDropsSeen.compare_exchange_weak(seen, total, std::memory_order_relaxed)) {
-            const uint64_t fresh = total - seen;
-            const uint64_t count = socket.kernelDrops.fetch_add(fresh, std::memory_order_relaxed) + fresh;
-            if (socket.kernelDropsLog.Pass()) {
-                V2XLOG(g_log, V2XLOG_WARN,
-                       "socket %s: receive buffer full, the kernel dropped %" PRIu64 " datagrams since it was opened",
-                       socket.name.c_str(), count);
-            }
-            return;
+            socket.kernelDrops.fetch_add(total - seen, std::memory_order_relaxed);
+            break;
         }
+    }
+}
+
+// What was dropped while the log paused follows with the first datagram after the pause.
+void LogKernelDrops(v2xpub_udpSocket& socket) {
+    const uint64_t count = socket.kernelDrops.load(std::memory_order_relaxed);
+    if (count != socket.kernelDropsLogged.load(std::memory_order_relaxed) && socket.kernelDropsLog.Pass()) {
+        socket.kernelDropsLogged.store(count, std::memory_order_relaxed);
+        V2XLOG(g_log, V2XLOG_WARN,
+               "socket %s: receive buffer full, the kernel dropped %" PRIu64 " datagrams since it was opened",
+               socket.name.c_str(), count);
     }
 }
 
@@ -63,6 +68,7 @@ ssize_t Receive(v2xpub_udpSocket& socket, const Target& target, int flags) {
         uint32_t total = 0;
         std::memcpy(&total, CMSG_DATA(header), sizeof total);
         CountKernelDrops(socket, total);
+        LogKernelDrops(socket);
     }
     return length;
 }
