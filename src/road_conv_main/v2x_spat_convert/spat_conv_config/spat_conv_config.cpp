@@ -86,7 +86,9 @@ int32_t LoadTree() {
     }
     GetPhaseRelationship(gp_convcfg_root, PHASE_PREFIX, &g_spatconv_cfg.m_phase_relationship);
     for (const KeyRow& row : IDENTITY_ROWS) {
-        ReadRow(row);
+        if (ReadRow(row) != 0) {
+            V2XLOG(g_scfgLog, V2XLOG_WARN, "%s node error", row.key);
+        }
     }
     return 0;
 }

@@ -36,6 +36,9 @@ void OpenLog(const v2xspatconv_options_t& options) {
 }
 
 void StartSources(const spat_conv_config_t& config) {
+    V2XLOG(g_log, V2XLOG_INFO, "signal learner %s, GA/T 1743 controller %s",
+           config.m_learn_machine_info.m_is_enable ? "enabled" : "disabled",
+           config.m_signal_machine_1743_info.m_is_enable ? "enabled" : "disabled");
     if (config.m_learn_machine_info.m_is_enable) {
         v2xspatconv_QuorSignalLearnerInterfaceInit(&config);
     }

@@ -78,6 +78,7 @@ void sigHandler(int sig, siginfo_t* /*info*/, void* /*ucontext*/) {
 void v2xspatconv_signalsRegister(void) {
     g_wakeFd.store(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN); // a log at the process's file size limit is an error to be reported
     struct sigaction action = {};
     action.sa_sigaction = sigHandler;
     sigemptyset(&action.sa_mask);
