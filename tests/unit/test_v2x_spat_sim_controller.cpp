@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
 #include <set>
 
+#include "damage.h"
 #include "frame_stream.h"
 #include "light_damage.h"
 #include "light_frame.h"
@@ -54,7 +54,8 @@ TEST(LightFrame, IsEncodedByteForByte) {
          "00 00 01 05 01 20 DB DC F8 76 C0"},
     };
     for (const auto& [shape, length, links] : cases) {
-        EXPECT_EQ(Enclose(WithCrc(EncodePayload(LIGHTS, shape, TIME))), Hex(HEAD + TYPE + length + PLACE + links));
+        const std::string frame = (HEAD + TYPE).append(length).append(PLACE).append(links);
+        EXPECT_EQ(Enclose(WithCrc(EncodePayload(LIGHTS, shape, TIME))), Hex(frame));
     }
     const Bytes most = EncodePayload(LIGHTS, {12, 12}, TIME);
     EXPECT_EQ(most.size(), 656U);
@@ -225,9 +226,9 @@ TEST(LightDamage, IsWhatItsKindSays) {
         for (const Bytes& good : {SMALL, four}) {
             std::set<std::string> seen;
             std::set<Bytes> frames;
-            std::mt19937 seeds(1);
+            DamageShare randoms(1, 1, 1);
             for (int round = 0; round < 5000; ++round) {
-                const auto random = static_cast<uint32_t>(seeds());
+                const uint32_t random = randoms.Next()->random;
                 Bytes damaged = good;
                 ASSERT_TRUE(DamageFrame(damaged, kind, random));
                 const std::string what = way(good, damaged);
@@ -258,7 +259,7 @@ TEST(LightDamage, LeavesAloneWhatItCannotDamage) {
     }
     // More than a raised count could lay claim to: only the links are many, and at their end.
     Bytes payload = EncodePayload(LIGHTS, {0, 0}, TIME);
-    payload.resize(payload.size() + 3 * 255 + 4 * 255);
+    payload.resize(payload.size() + 7 * size_t{255});
     Bytes rest = Enclose(WithCrc(payload));
     EXPECT_EQ(ClassifyFrame(rest), FrameKind::good);
     EXPECT_FALSE(DamageFrame(rest, FrameKind::wrongCount, 4711));
