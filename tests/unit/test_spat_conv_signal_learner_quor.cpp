@@ -1,83 +1,26 @@
-#include <cstdlib>
-#include <cstring>
-#include <ctime>
-#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include "fakes.h"
-#include "spat_conv_config.h"
-#include "spat_conv_interface.h"
+#include "device_test.h"
 #include "spat_conv_signal_learner_quor.h"
-#include "spat_conv_stack_interface.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class Learner : public testing::Test {
+class Learner : public DeviceTest {
 protected:
     Learner() {
-        char file[] = "/tmp/v2x_learner.XXXXXX";
-        m_sysinfo = file;
-        close(mkstemp(m_sysinfo.data()));
-        std::ofstream(m_sysinfo) << "<device_id>RSU0001</device_id>";
-        fakes::cfgTree["rsuSpatConfigInfo.Sysinfoname"] = m_sysinfo;
         fakes::cfgTree["rsuSpatConfigInfo.LearnMachine.Ip"] = "127.0.0.5";
         fakes::cfgTree["rsuSpatConfigInfo.LearnMachine.Port"] = 65536 + 8001;
         fakes::cfgTree["rsuSpatConfigInfo.LearnMachine.LocalPort"] = 65536 + 8002;
-        fakes::cfgTree["rsuSpatConfigInfo.nodeId"] = 2;
-        fakes::cfgTree["rsuSpatConfigInfo.regionId"] = 1;
-        setenv("TZ", "UTC", 1);
-        tzset();
-        fakes::now = 1772714096789000; // 2026-03-05 12:34:56.789
     }
-    ~Learner() override { unlink(m_sysinfo.c_str()); }
 
-    int32_t start() {
-        const spat_conv_config_t* config = nullptr;
-        EXPECT_EQ(v2xspatconv_GetCfgData(&config), 0);
-        v2xspatconv_StackInterfaceInit(config);
-        return v2xspatconv_QuorSignalLearnerInterfaceInit(config);
-    }
+    static int32_t start() { return v2xspatconv_QuorSignalLearnerInterfaceInit(configured()); }
     static void report(const std::string& digits) { fakes::receive("QUOR_RECV_SG", fakes::hex(digits)); }
     static void heartbeat() { fakes::tasks.at(0).run(); }
-    static uint8_t runStatus() {
-        service_status_t st;
-        v2xspatconv_GetSpatConvStatus(&st);
-        return st.run_status;
-    }
-    // Frames to the stack application, from the intersection id on, as "count of phases" and "id:light:end" per entry.
-    static std::vector<std::string> lastRecord() {
-        std::vector<std::string> parts;
-        for (const fakes::Datagram& datagram : fakes::sent) {
-            if (datagram.socket != "SPAT_SEND_APP") {
-                continue;
-            }
-            const std::vector<uint8_t>& bytes = datagram.bytes;
-            parts = {std::to_string(static_cast<int8_t>(bytes.at(40)))};
-            for (size_t at = 41; at + 17 <= bytes.size() && bytes[at + 1] == 1; at += 17) {
-                parts.push_back(std::to_string(bytes[at]) + ":" + std::to_string(bytes[at + 3]) + ":" +
-                                std::to_string(bytes[at + 6] + 256 * bytes[at + 7]));
-            }
-        }
-        return parts;
-    }
-    static std::vector<std::string> displayed() {
-        fakes::logLines.clear();
-        v2xspatconv_DisplayQuorSignalInfo(nullptr);
-        std::vector<std::string> lines;
-        for (const fakes::LogLine& line : fakes::logLines) {
-            EXPECT_EQ(line.level, 5);
-            EXPECT_EQ(line.tag, "QUOR");
-            lines.push_back(line.text);
-        }
-        return lines;
-    }
-
-    std::string m_sysinfo;
+    static std::vector<std::string> displayed() { return DeviceTest::displayed(v2xspatconv_DisplayQuorSignalInfo); }
 };
 
 const char PHASE_3_GREEN_15_S[] = "FEFE10 000A 000100 03010F00000000";
@@ -98,31 +41,28 @@ TEST_F(Learner, ReportsBecomeRecords) {
     const struct {
         const char* what;
         std::string datagram;
-        std::vector<std::string> record; // phase count, then id:light:end time
+        std::string record; // phase count; id:light:end time
     } cases[] = {
-        {"colours",
-         "FEFE10 0026 000500 01010000000000 02020100000000 0303FE00000000 04040500000000 05000500000000",
-         {"5", "1:5:0", "2:3:10", "3:7:2540", "4:0:50", "5:0:50"}},
-        {"seconds unknown", "FEFE10 000A 000100 0301FF00000000", {"1", "3:0:36001"}},
-        {"the last of two equal phases", "FEFE10 0011 000200 03010F00000000 03021000000000", {"2", "3:3:160"}},
-        {"a phase above 32 counts but does not travel",
-         "FEFE10 0011 000200 28010F00000000 01011000000000",
-         {"2", "1:5:160"}},
-        {"no phases", "FEFE10 0003 000000", {"0"}},
-        {"body without a count", "FEFE10 0001 00", {"0"}},
-        {"empty body", "FEFE10 0000", {"0"}},
-        {"body that ends behind its count", "FEFE10 0002 0005", {"5"}},
-        {"127 counted, one held", "FEFE10 000A 007F00 03010F00000000", {"127", "3:5:150"}},
-        {"200 counted: negative, no phases", "FEFE10 000A 00C800 03010F00000000", {"-56"}},
-        {"a record cut short is absent", "FEFE10 0010 000200 03010F00000000 040110000000", {"2", "3:5:150"}},
-        {"more held than counted", "FEFE10 0011 000100 03010F00000000 04011000000000", {"1", "3:5:150"}},
+        {"colours", "FEFE10 0026 000500 01010000000000 02020100000000 0303FE00000000 04040500000000 05000500000000",
+         "5; 1:5:0 2:3:10 3:7:2540 4:0:50 5:0:50"},
+        {"seconds unknown", "FEFE10 000A 000100 0301FF00000000", "1; 3:0:36001"},
+        {"the last of two equal phases", "FEFE10 0011 000200 03010F00000000 03021000000000", "2; 3:3:160"},
+        {"a phase above 32 counts but does not travel", "FEFE10 0011 000200 28010F00000000 01011000000000",
+         "2; 1:5:160"},
+        {"no phases", "FEFE10 0003 000000", "0;"},
+        {"body without a count", "FEFE10 0001 00", "0;"},
+        {"empty body", "FEFE10 0000", "0;"},
+        {"body that ends behind its count", "FEFE10 0002 0005", "5;"},
+        {"127 counted, one held", "FEFE10 000A 007F00 03010F00000000", "127; 3:5:150"},
+        {"200 counted: negative, no phases", "FEFE10 000A 00C800 03010F00000000", "-56;"},
+        {"a record cut short is absent", "FEFE10 0010 000200 03010F00000000 040110000000", "2; 3:5:150"},
+        {"more held than counted", "FEFE10 0011 000100 03010F00000000 04011000000000", "1; 3:5:150"},
     };
     uint32_t received = 0;
     for (const auto& row : cases) {
         SCOPED_TRACE(row.what);
-        fakes::sent.clear();
         report(row.datagram);
-        EXPECT_EQ(lastRecord(), row.record);
+        EXPECT_THAT(records(), ElementsAre(row.record));
         received++;
         EXPECT_EQ(displayed().at(4), "Recv count:" + std::to_string(received));
     }
@@ -135,7 +75,7 @@ TEST_F(Learner, AThirtyThirdPhaseIsDropped) {
         datagram += "09010F00000000";
     }
     report(datagram + "01010F00000000");
-    EXPECT_THAT(lastRecord(), ElementsAre("33", "9:5:150"));
+    EXPECT_THAT(records(), ElementsAre("33; 9:5:150"));
 }
 
 TEST_F(Learner, WhatIsNoPhaseReportChangesNothing) {

@@ -1,17 +1,10 @@
-#include <cstdlib>
-#include <ctime>
-#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include "fakes.h"
+#include "device_test.h"
 #include "frame_1743.h"
-#include "spat_conv_config.h"
-#include "spat_conv_interface.h"
 #include "spat_conv_signal_machine_1743.h"
 #include "spat_conv_signal_machine_1743_stream.h"
-#include "spat_conv_stack_interface.h"
 
 namespace {
 
@@ -78,47 +71,14 @@ TEST(Escapes, OnlyTheTwoPairsAreUndone) {
 
 // ---- the adapter
 
-class Controller : public testing::Test {
+class Controller : public DeviceTest {
 protected:
-    Controller() {
-        char file[] = "/tmp/v2x_1743.XXXXXX";
-        m_sysinfo = file;
-        close(mkstemp(m_sysinfo.data()));
-        std::ofstream(m_sysinfo) << "<device_id>RSU0001</device_id>";
-        fakes::cfgTree["rsuSpatConfigInfo.Sysinfoname"] = m_sysinfo;
-        fakes::cfgTree["rsuSpatConfigInfo.SignalMachine1743.LocalPort"] = 65536 + 9002;
-        fakes::cfgTree["rsuSpatConfigInfo.nodeId"] = 2;
-        fakes::cfgTree["rsuSpatConfigInfo.regionId"] = 1;
-        setenv("TZ", "UTC", 1);
-        tzset();
-        fakes::now = 1772714096789000; // 2026-03-05 12:34:56.789
-    }
-    ~Controller() override { unlink(m_sysinfo.c_str()); }
+    Controller() { fakes::cfgTree["rsuSpatConfigInfo.SignalMachine1743.LocalPort"] = 65536 + 9002; }
 
-    int32_t start() {
-        const spat_conv_config_t* config = nullptr;
-        EXPECT_EQ(v2xspatconv_GetCfgData(&config), 0);
-        v2xspatconv_StackInterfaceInit(config);
-        return v2xspatconv_SignalMachine1743InterfaceInit(config);
-    }
+    static int32_t start() { return v2xspatconv_SignalMachine1743InterfaceInit(configured()); }
     static void receive(const Bytes& bytes) { fakes::receive("1743_RECV_SG", bytes); }
     static void tick() { fakes::tasks.at(0).run(); }
     static void process() { fakes::tasks.at(1).run(); }
-    // The records sent since the last call, each as "count; id:light:end ...".
-    static std::vector<std::string> records() {
-        std::vector<std::string> all;
-        for (const fakes::Datagram& datagram : fakes::sent) {
-            const Bytes& bytes = datagram.bytes;
-            std::string text = std::to_string(static_cast<int8_t>(bytes.at(40))) + ";";
-            for (size_t at = 41; at + 17 <= bytes.size() && bytes[at + 1] == 1; at += 17) {
-                text += " " + std::to_string(bytes[at]) + ":" + std::to_string(bytes[at + 3]) + ":" +
-                        std::to_string(bytes[at + 6] + 256 * bytes[at + 7]);
-            }
-            all.push_back(text);
-        }
-        fakes::sent.clear();
-        return all;
-    }
     static std::vector<std::string> recordsOf(const Bytes& bytes) {
         receive(bytes);
         process();
@@ -135,13 +95,6 @@ protected:
         fakes::logLines.clear();
         return lines;
     }
-    static uint8_t runStatus() {
-        service_status_t st;
-        v2xspatconv_GetSpatConvStatus(&st);
-        return st.run_status;
-    }
-
-    std::string m_sysinfo;
 };
 
 const std::vector<Link> ONE_LINK = {{0, {{1, 0x20, 25}}}};
@@ -371,16 +324,10 @@ TEST_F(Controller, TheEleventhSilentTickEndsTheWork) {
         EXPECT_EQ(runStatus(), 2);
     }
     EXPECT_THAT(fakes::sent, IsEmpty());
-    fakes::logLines.clear();
-    v2xspatconv_Display1743SignalInfo(nullptr);
-    std::vector<std::string> lines;
-    for (const fakes::LogLine& line : fakes::logLines) {
-        EXPECT_EQ(line.level, 5);
-        lines.push_back(line.text);
-    }
-    EXPECT_THAT(lines, ElementsAre("v2xspatconv_Display1743SignalInfo start", "Signal machine(1743) works abnormally",
-                                   "Send count:0", "Send last time:0", "Recv count:2",
-                                   "Recv last time:1772714096789000", "v2xspatconv_Display1743SignalInfo end"));
+    EXPECT_THAT(displayed(v2xspatconv_Display1743SignalInfo),
+                ElementsAre("v2xspatconv_Display1743SignalInfo start", "Signal machine(1743) works abnormally",
+                            "Send count:0", "Send last time:0", "Recv count:2", "Recv last time:1772714096789000",
+                            "v2xspatconv_Display1743SignalInfo end"));
 }
 
 TEST_F(Controller, StartStopsAtTheFirstFailure) {

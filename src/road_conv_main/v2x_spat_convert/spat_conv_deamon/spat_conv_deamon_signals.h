@@ -4,7 +4,8 @@
 #include <csignal>
 #include <cstdint>
 
-// Ignores SIGPIPE and SIGXFSZ, and gives SIGINT, SIGQUIT and SIGTERM to sigHandler. Main thread, before any other thread starts.
+// Ignores SIGPIPE and SIGXFSZ, and gives SIGINT, SIGQUIT and SIGTERM to sigHandler. Main thread, before any other
+// thread starts.
 void v2xspatconv_signalsRegister(void);
 
 // Prints which signal was caught and how many so far, and clears the running flag. Async-signal-safe.
