@@ -10,7 +10,6 @@ namespace {
 constexpr uint8_t CONTROL_TYPE = 0x87;
 constexpr uint16_t OBJECT_ID = 0x0103;
 constexpr size_t HEAD_SIZE = 31;
-constexpr size_t TIME_AT = 16;
 constexpr size_t LENGTH_SIZE = 2;
 
 // The latitude's bytes hold DB and the elevation's C0: every frame has something to escape.
