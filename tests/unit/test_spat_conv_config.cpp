@@ -106,7 +106,11 @@ TEST_F(Config, ReadsEveryKeyOnceAndKeepsTheRecord) {
     EXPECT_EQ(uint16_t{m_config->m_phase_relationship.m_phaseid[255]}, 1);
     EXPECT_EQ(int32_t{m_config->m_nodeId}, 5);
     EXPECT_EQ(int32_t{m_config->m_regionId}, 70000);
-    EXPECT_EQ(fakes::logged("rsuSpatConfigInfo.PhaseRelationship.PhaseID1 node error").size(), 1U);
+    const auto missing = fakes::logged("rsuSpatConfigInfo.PhaseRelationship.PhaseID1 node error");
+    ASSERT_EQ(missing.size(), 1U);
+    EXPECT_EQ(missing[0].level, 3);
+    EXPECT_EQ(missing[0].tag, "SCFG");
+    EXPECT_EQ(fakes::logged("configDir = /opt/unit!").at(0).level, 4);
     EXPECT_TRUE(fakes::logged("rsuSpatConfigInfo.PhaseRelationship.PhaseID256 node error").empty());
 
     fakes::cfgInitResult = -3; // nothing is read again
@@ -123,7 +127,7 @@ TEST_F(Config, AFailedLoadCanBeTriedAgain) {
 
     fakes::cfgInitResult = -4;
     EXPECT_EQ(load(), 1);
-    EXPECT_EQ(fakes::logged("v2xcfg_InitContext error conf/v2x_spat_convert.cfg").size(), 1U);
+    EXPECT_EQ(fakes::logged("v2xcfg_InitContext error conf/v2x_spat_convert.cfg").at(0).level, 2);
     EXPECT_STREQ(v2xspatconv_GetCfgErrorText(), "the tree's own reason");
     fakes::cfgInitResult = 0;
 

@@ -103,9 +103,13 @@ TEST(Notify, ARecordThatClaimsMoreThanItsBufferIsNotSent) {
     EXPECT_EQ(record.notify(), 0);
     record.m_bytes[13 + 2 + 255 * 15 + 1] = 86;
     EXPECT_EQ(record.notify(), -3);
-    record.m_bytes[12] = 3; // and where the third entry would stand behind the end
-    EXPECT_EQ(record.notify(), -3);
     EXPECT_EQ(fakes::sent.size(), 1U);
+    record.m_bytes[13 + 2 + 255 * 15 + 1] = 85;
+    record.m_bytes[12] = 3; // a third entry without states ends at 5119
+    EXPECT_EQ(record.notify(), 0);
+    record.m_bytes[12] = 4; // a fourth would end at 5121
+    EXPECT_EQ(record.notify(), -3);
+    EXPECT_EQ(fakes::sent.size(), 2U);
     EXPECT_EQ(fakes::logged("SPAT record with 2 phases runs past its 5120 bytes, not sent").front().level, 2);
 }
 
