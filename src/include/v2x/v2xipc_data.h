@@ -37,7 +37,7 @@ struct v2xipc_phases_t {
     uint16_t m_status;         // IntersectionStatusObject bits
     uint32_t m_moy;            // minute of the year, local time
     uint16_t m_secMark;        // millisecond of that minute, 0 to 59999
-    int8_t m_phaseNum;         // 0 to 127; as the source reports it
+    int8_t m_phaseNum;         // entries that follow, as the source reports it; a negative one stands for none
 };
 
 // Phase entry; m_phaseState follows: m_phaseStateNum entries v2xipc_pahseState_t.
@@ -69,8 +69,7 @@ inline constexpr uint16_t V2XIPC_CMD_FROM_STACK = 21; // stack application to da
 
 inline constexpr int32_t V2XIPC_DATA_SPAT_RECORD = 1;
 inline constexpr int32_t V2XIPC_DATA_SPAT_UPER = 11;
-inline constexpr int32_t V2XIPC_DATA_NO_SPAT_RECORD =
-    24; // m_dataNo beside data type 1; the stack application asks for it
+inline constexpr int32_t V2XIPC_DATA_NO_SPAT_RECORD = 24; // m_dataNo beside data type 1, always
 
 inline constexpr int32_t V2XIPC_RECORD_SIZE = 5120; // every buffer that holds a v2xipc_phases_t with its phases
 

@@ -1,6 +1,7 @@
 #include "spat_conv_deamon.h"
 
 #include <cstdio>
+#include <ctime>
 
 #include "spat_conv_config.h"
 #include "spat_conv_deamon_options.h"
@@ -80,6 +81,7 @@ int32_t v2xspatconv_exec(void) {
     const int32_t interval = v2xspatconv_ServiceInterval(MAIN_LOOP_MS);
     while (v2xspatconv_IsRunning()) {
         v2xspatconv_ServiceAlive();
+        tzset(); // the unit's time zone may change while it runs, and localtime_r alone does not look again
         v2xspatconv_SleepUnlessStopped(interval);
     }
     v2xspatconv_ServiceStopping();

@@ -7,7 +7,7 @@
 namespace {
 
 // The text is what the field's manuals show, "-l" included.
-constexpr char HELP[] = " -h             print Help;\n"
+constexpr char g_help[] = " -h             print Help;\n"
                         " -v version     v2x_spat_convert version;\n"
                         " -d loglevel    start with debug log level <level>,eg: \n"
                         "                <v2x_spat_convert -l 7>, start with all log level 7; \n"
@@ -30,7 +30,7 @@ void CopyText(char (&field)[size], const char* text) {
 }
 
 void PrintHelp(v2xspatconv_options_t& /*options*/, const char* /*argument*/) {
-    printf("%s", HELP);
+    printf("%s", g_help);
     exit(0);
 }
 

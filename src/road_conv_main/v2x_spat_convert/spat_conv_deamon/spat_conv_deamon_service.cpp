@@ -12,7 +12,10 @@ void v2xspatconv_ServiceStopping(void) {
 }
 
 void v2xspatconv_ServiceAlive(void) {
-    sd_notify(0, "WATCHDOG=1");
+    // A manager that did not ask may not read either, and its full socket would hold up the caller.
+    if (sd_watchdog_enabled(0, nullptr) > 0) {
+        sd_notify(0, "WATCHDOG=1");
+    }
 }
 
 int32_t v2xspatconv_ServiceInterval(int32_t atMost) {

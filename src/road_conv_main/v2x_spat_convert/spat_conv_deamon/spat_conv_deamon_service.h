@@ -5,6 +5,7 @@
 
 void v2xspatconv_ServiceReady(void);
 void v2xspatconv_ServiceStopping(void);
+// Sends nothing when the service manager asked for no watchdog.
 void v2xspatconv_ServiceAlive(void);
 
 // Longest pause in milliseconds between two calls of v2xspatconv_ServiceAlive that keeps the service manager's watchdog

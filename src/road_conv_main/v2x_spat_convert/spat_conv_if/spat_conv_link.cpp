@@ -34,8 +34,8 @@ void v2xspatconv_LinkDisplay(v2xspatconv_link_t& link, v2xlog_tag_t& tag, const 
     }
     const bool works = status.run_status == V2X_CONV_RUN_STATUS_AVAILABLE;
     V2XLOG(tag, V2XLOG_DEBUG, "%s %s", device, works ? "is working" : "works abnormally");
-    V2XLOG(tag, V2XLOG_DEBUG, "Send count:%u", static_cast<uint32_t>(status.tx_packet_count));
-    V2XLOG(tag, V2XLOG_DEBUG, "Send last time:%ld", static_cast<long>(status.tx_last_timestamp));
-    V2XLOG(tag, V2XLOG_DEBUG, "Recv count:%u", static_cast<uint32_t>(status.rx_packet_count));
-    V2XLOG(tag, V2XLOG_DEBUG, "Recv last time:%ld", static_cast<long>(status.rx_last_timestamp));
+    V2XLOG(tag, V2XLOG_DEBUG, "Send count:%d", static_cast<int32_t>(status.tx_packet_count));
+    V2XLOG(tag, V2XLOG_DEBUG, "Send last time:%lld", static_cast<long long>(status.tx_last_timestamp));
+    V2XLOG(tag, V2XLOG_DEBUG, "Recv count:%d", static_cast<int32_t>(status.rx_packet_count));
+    V2XLOG(tag, V2XLOG_DEBUG, "Recv last time:%lld", static_cast<long long>(status.rx_last_timestamp));
 }

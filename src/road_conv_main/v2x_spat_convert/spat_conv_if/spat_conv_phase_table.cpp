@@ -25,6 +25,14 @@ v2xipc_phase_t EntryHead(const uint8_t* entry) {
     return head;
 }
 
+bool InRange(v2xlog_tag_t& tag, int64_t value, int64_t max) {
+    if (value >= 0 && value <= max) {
+        return true;
+    }
+    V2XLOG(tag, V2XLOG_ERROR, "asn param error");
+    return false;
+}
+
 void LogCopied(v2xlog_tag_t& tag, int32_t phaseId, const uint8_t* entry) {
     v2xipc_pahseState_t state;
     memcpy(&state, entry + sizeof(v2xipc_phase_t), sizeof state);
@@ -57,23 +65,19 @@ int32_t v2xspatconv_FillIpcHead(v2xlog_tag_t& tag, v2xipc_phases_t* spat_ipc) {
         V2XLOG(tag, V2XLOG_WARN, "Get spat config error:%d", got);
         return -4;
     }
-    const int64_t moy = GetMoyOfTheYear(tag);
-    const int64_t secMark = GetSecMarkOfTheMinute(tag);
-    const struct {
-        int64_t value;
-        int64_t max;
-        int32_t code;
-    } checks[] = {
-        {cfg->m_regionId, ROAD_REGULATOR_ID_MAX, -4},
-        {cfg->m_nodeId, NODE_ID_MAX, -3},
-        {moy, MINUTE_OF_THE_YEAR_MAX, -5},
-        {secMark, D_SECOND_MAX, -6},
-    };
-    for (const auto& check : checks) {
-        if (check.value < 0 || check.value > check.max) {
-            V2XLOG(tag, V2XLOG_ERROR, "asn param error");
-            return check.code;
-        }
+    if (!InRange(tag, cfg->m_regionId, ROAD_REGULATOR_ID_MAX)) {
+        return -4;
+    }
+    if (!InRange(tag, cfg->m_nodeId, NODE_ID_MAX)) {
+        return -3;
+    }
+    const int32_t moy = GetMoyOfTheYear(tag);
+    if (!InRange(tag, moy, MINUTE_OF_THE_YEAR_MAX)) {
+        return -5;
+    }
+    const int32_t secMark = GetSecMarkOfTheMinute(tag);
+    if (!InRange(tag, secMark, D_SECOND_MAX)) {
+        return -6;
     }
     spat_ipc->m_intersectionId = static_cast<uint32_t>(cfg->m_regionId) << 16 | static_cast<uint32_t>(cfg->m_nodeId);
     spat_ipc->m_moy = static_cast<uint32_t>(moy);

@@ -28,12 +28,14 @@ constexpr struct {
 
 // An unknown colour writes nothing.
 int32_t DealLearnMachineLightStataToIpcData(uint8_t light_data, uint8_t* out_data) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_quorLog, ret);
     for (const auto& colour : COLOURS) {
         if (colour.light_data == light_data) {
             *out_data = colour.lightState;
         }
     }
-    return 0;
+    return ret;
 }
 
 // One phase record into the device phase table.

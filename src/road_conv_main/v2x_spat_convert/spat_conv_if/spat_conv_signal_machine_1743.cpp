@@ -18,7 +18,7 @@ void DealSignalMachineStatus(void* /*arg*/) {
     v2xspatconv_LinkChecked(g_1743Link, false);
 }
 
-// Both tasks bear the name of the learner's heartbeat task; it is settled so.
+// Both tasks bear the name of the learner's heartbeat task; the name is part of the interface.
 constexpr struct {
     uint32_t intervals; // microseconds
     v2xpub_taskFun func;

@@ -143,13 +143,15 @@ int32_t DealSignalMachinePhaseID(uint16_t direction, uint8_t light_type, uint8_t
 
 // Without a colour nothing is written.
 int32_t DealLearnMachineLightStataToIpcData(uint8_t light_data, uint8_t* out_data) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_1743Log, ret);
     for (const auto& row : COLOURS) {
         if ((light_data & row.bit) != 0) {
             *out_data = row.lightState;
             break;
         }
     }
-    return 0;
+    return ret;
 }
 
 // Phase id 0, of an unknown lamp type, is never looked for.
