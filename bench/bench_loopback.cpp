@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <sched.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -63,8 +64,9 @@ Bytes report() {
     return bytes;
 }
 
-// The least that a converter could do: one call to receive, one to send. Ends with the parent's SIGKILL.
+// The least that a converter could do: one call to receive, one to send. Ends with its parent.
 [[noreturn]] void bareLoop(int fd, uint16_t stackPort, size_t length) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
     sockaddr_in target = {};
     target.sin_family = AF_INET;
     target.sin_addr.s_addr = htonl(INADDR_LOOPBACK);

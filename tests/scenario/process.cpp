@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,6 +19,7 @@ Process::Process(const std::vector<std::string>& argv, const std::vector<std::st
     arguments.push_back(nullptr);
     m_pid = fork();
     if (m_pid == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL); // a test that is killed leaves nothing behind
         for (const std::string& variable : environment) {
             putenv(const_cast<char*>(variable.c_str()));
         }
@@ -42,12 +44,11 @@ void Process::signal(int sig) const {
 }
 
 int Process::wait(int milliseconds) {
-    int status = 0;
-    m_ended = m_ended || eventually([&] { return waitpid(m_pid, &status, WNOHANG) == m_pid; }, milliseconds);
+    m_ended = m_ended || eventually([&] { return waitpid(m_pid, &m_status, WNOHANG) == m_pid; }, milliseconds);
     if (!m_ended) {
         return -1;
     }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return WIFEXITED(m_status) ? WEXITSTATUS(m_status) : 128 + WTERMSIG(m_status);
 }
 
 TempFolder::TempFolder() : m_path("/tmp/v2x_scenario.XXXXXX") {

@@ -23,6 +23,7 @@ public:
 private:
     pid_t m_pid;
     bool m_ended = false;
+    int m_status = 0;
 };
 
 // A folder in /tmp, removed with all it holds when it goes out of scope.

@@ -4,22 +4,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "frame_1743.h"
 #include "unit.h"
 
 namespace {
 
 using testing::HasSubstr;
 using testing::Not;
-
-// "count of phases" and "id:light:end time" per entry, read by hand from the frame's bytes.
-std::vector<std::string> recordOf(const Bytes& frame) {
-    std::vector<std::string> parts = {std::to_string(static_cast<int8_t>(frame.at(40)))};
-    for (size_t at = 41; at + 17 <= frame.size() && frame[at + 1] == 1; at += 17) {
-        parts.push_back(std::to_string(frame[at]) + ":" + std::to_string(frame[at + 3]) + ":" +
-                        std::to_string(frame[at + 6] + 256 * frame[at + 7]));
-    }
-    return parts;
-}
 
 uint64_t number(const Bytes& bytes, size_t at, size_t size) {
     uint64_t value = 0;
@@ -122,6 +113,7 @@ TEST(Scenario, TheLearnerGetsItsHeartbeatAndItsSilenceIsNoticed) {
 TEST(Scenario, AStopRequestUnderFullLoadEndsCleanly) {
     const char* wanted = getenv("V2X_STOP_ROUNDS");
     const int rounds = wanted != nullptr ? atoi(wanted) : 20;
+    const Bytes frame = frame_1743::frame(frame_1743::payload({{0, {{1, 0x20, 25}}}}));
     std::chrono::milliseconds longest(0);
     for (int round = 0; round < rounds; round++) {
         Unit unit;
@@ -131,6 +123,7 @@ TEST(Scenario, AStopRequestUnderFullLoadEndsCleanly) {
             while (flood) {
                 unit.learner.sendTo(unit.reportPort, hex(PHASE_3_GREEN_15_S));
                 unit.learner.sendTo(unit.reportPort, hex("FEFE11"));
+                unit.controller.sendTo(unit.framePort, frame);
             }
         });
         EXPECT_TRUE(unit.stack.receive().has_value());
@@ -148,28 +141,15 @@ TEST(Scenario, AStopRequestUnderFullLoadEndsCleanly) {
     printf("%d stops, the longest took %ld ms\n", rounds, static_cast<long>(longest.count()));
 }
 
-uint64_t counted(const std::string& summary, const std::string& name) {
-    const size_t at = summary.find("\"" + name + "\":");
-    return at == std::string::npos ? UINT64_MAX : strtoull(summary.c_str() + at + name.size() + 3, nullptr, 10);
-}
-
 // Both simulators around the daemon: every report that is framed well arrives as one record, and nothing else does.
 TEST(Scenario, TheSimulatorsCountsAgree) {
     Unit unit;
     unit.startAndWaitReady();
-    unit.stack.release();
+    unit.startStackSimulator();
     unit.learner.release();
-    const std::string folder = unit.folder.path();
-    Process stack({V2X_BIN "/v2x_spat_sim", "stack", "--listen", std::to_string(unit.stack.port()), "--quiet",
-                   "--summary", folder + "/stack.json"},
-                  {}, folder + "/stack.out", folder + "/stack.err");
-    ASSERT_TRUE(eventually([&] { return !isFree(unit.stack.port()); }));
-    Process learner({V2X_BIN "/v2x_spat_sim", "learner", "--target", "127.0.0.1:" + std::to_string(unit.reportPort),
-                     "--listen", std::to_string(unit.learner.port()), "--rate", "400", "--count", "1000", "--damage",
-                     "0.2", "--seed", "7", "--quiet", "--summary", folder + "/learner.json"},
-                    {}, folder + "/learner.out", folder + "/learner.err");
-    ASSERT_EQ(learner.wait(60000), 0) << readFile(folder + "/learner.err");
-    const std::string sent = readFile(folder + "/learner.json");
+    const std::string sent = unit.simulate("learner", {"--target", "127.0.0.1:" + std::to_string(unit.reportPort),
+                                                       "--listen", std::to_string(unit.learner.port()), "--rate", "400",
+                                                       "--count", "1000", "--damage", "0.2", "--seed", "7"});
     const uint64_t framed = counted(sent, "good") + counted(sent, "countTooHigh");
     EXPECT_EQ(counted(sent, "sent"), 1000U);
     EXPECT_GT(framed, 700U);
@@ -178,9 +158,7 @@ TEST(Scenario, TheSimulatorsCountsAgree) {
 
     unit.daemon->signal(SIGTERM);
     EXPECT_EQ(unit.daemon->wait(20000), 0);
-    stack.signal(SIGTERM);
-    EXPECT_EQ(stack.wait(20000), 0) << readFile(folder + "/stack.err");
-    const std::string received = readFile(folder + "/stack.json");
+    const std::string received = unit.endStackSimulator();
     EXPECT_EQ(counted(received, "records"), framed);
     EXPECT_EQ(counted(received, "refused"), 0U);
 }

@@ -1,6 +1,7 @@
 #include "unit.h"
 
 #include <arpa/inet.h>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -47,13 +48,18 @@ Bytes hex(const std::string& digits) {
     return bytes;
 }
 
-std::string toHex(const Bytes& bytes) {
-    std::string text;
-    for (const uint8_t byte : bytes) {
-        text += "0123456789ABCDEF"[byte >> 4];
-        text += "0123456789ABCDEF"[byte & 15];
+std::vector<std::string> recordOf(const Bytes& frame) {
+    std::vector<std::string> parts = {std::to_string(static_cast<int8_t>(frame.at(40)))};
+    for (size_t at = 41; at + 17 <= frame.size() && frame[at + 1] == 1; at += 17) {
+        parts.push_back(std::to_string(frame[at]) + ":" + std::to_string(frame[at + 3]) + ":" +
+                        std::to_string(frame[at + 6] + 256 * frame[at + 7]));
     }
-    return text;
+    return parts;
+}
+
+uint64_t counted(const std::string& summary, const std::string& name) {
+    const size_t at = summary.find("\"" + name + "\":");
+    return at == std::string::npos ? UINT64_MAX : strtoull(summary.c_str() + at + name.size() + 3, nullptr, 10);
 }
 
 Peer::Peer(uint16_t port) : m_fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
@@ -127,8 +133,33 @@ std::string Unit::configuration() const {
     return "rsuSpatConfigInfo = { Sysinfoname = \"" + folder.path() + "/conf/sysinfo.xml\";\n" +
            "LearnMachine = { IsEnable = " + learnerEnabled +
            "; Ip = \"127.0.0.1\"; Port = " + std::to_string(learner.port()) +
-           "; LocalPort = " + std::to_string(reportPort) + "; };\nPhaseRelationship = { " + phases + " };\n" +
-           identity + " };\n";
+           "; LocalPort = " + std::to_string(reportPort) + "; };\n" +
+           "SignalMachine1743 = { IsEnable = true; LocalPort = " + std::to_string(framePort) + "; };\n" +
+           "PhaseRelationship = { " + phases + " };\n" + identity + " };\n";
+}
+
+void Unit::startStackSimulator() {
+    stack.release();
+    const std::string base = folder.path() + "/stack";
+    m_stackSimulator.emplace(std::vector<std::string>{V2X_BIN "/v2x_spat_sim", "stack", "--listen",
+                                                      std::to_string(stack.port()), "--quiet", "--summary",
+                                                      base + ".json"},
+                             std::vector<std::string>{}, base + ".out", base + ".err");
+    EXPECT_TRUE(eventually([&] { return !isFree(stack.port()); }));
+}
+
+std::string Unit::endStackSimulator() {
+    m_stackSimulator->signal(SIGTERM);
+    EXPECT_EQ(m_stackSimulator->wait(20000), 0) << readFile(folder.path() + "/stack.err");
+    return readFile(folder.path() + "/stack.json");
+}
+
+std::string Unit::simulate(const std::string& role, std::vector<std::string> arguments) const {
+    const std::string base = folder.path() + "/" + role;
+    arguments.insert(arguments.begin(), {V2X_BIN "/v2x_spat_sim", role});
+    arguments.insert(arguments.end(), {"--quiet", "--summary", base + ".json"});
+    EXPECT_EQ(Process(arguments, {}, base + ".out", base + ".err").wait(60000), 0) << readFile(base + ".err");
+    return readFile(base + ".json");
 }
 
 void Unit::start(const std::vector<std::string>& options, const std::vector<std::string>& environment) {

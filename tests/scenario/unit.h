@@ -11,7 +11,12 @@
 
 using Bytes = std::vector<uint8_t>;
 Bytes hex(const std::string& digits);
-std::string toHex(const Bytes& bytes);
+
+// "count of phases" and "id:light:end time" per entry, read by hand from the bytes of a frame to the stack application.
+std::vector<std::string> recordOf(const Bytes& frame);
+
+// The number behind "name": in a simulator's summary; UINT64_MAX when there is none.
+uint64_t counted(const std::string& summary, const std::string& name);
 
 // A UDP socket on 127.0.0.1 that the test holds.
 class Peer {
@@ -62,10 +67,18 @@ public:
     TempFolder folder;
     std::string logPath = folder.path() + "/log/spat_conv.log";
     uint16_t reportPort = freePort();  // the daemon's, for phase reports
+    uint16_t framePort = freePort();   // the daemon's, for the controller's frames
     uint16_t logToolPort = freePort(); // the daemon's
     Peer learner;
+    Peer controller;
     Peer stack;
     NotifySocket notify{folder.path() + "/notify"};
+    // The stack application's place, taken by the simulator. Its summary comes with the end of it.
+    void startStackSimulator();
+    std::string endStackSimulator();
+    // v2x_spat_sim with these arguments, silent, to its end; the summary that it wrote.
+    std::string simulate(const std::string& role, std::vector<std::string> arguments) const;
+
     std::string learnerEnabled = "true";
     std::string identity = "nodeId = 2; regionId = 1;";
     std::string phases; // of PhaseRelationship
@@ -74,4 +87,5 @@ public:
 
 private:
     std::string configuration() const;
+    std::optional<Process> m_stackSimulator;
 };

@@ -1,0 +1,108 @@
+// What a flood of controller frames does to the rest: latency of the learner's reports, memory and log of the daemon,
+// quiet and with 1000 frames a second, and how soon a frame arrives once the flood is over.
+// usage: bench_flood [SECONDS [FRAMES_PER_SECOND]]
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <thread>
+
+#include "frame_1743.h"
+#include "unit.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int REPORTS_PER_SECOND = 50;
+constexpr uint8_t LEARNER_PHASE = 31; // no lamp of the simulated controller
+
+double millisecondsSince(Clock::time_point start) {
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+long residentKib(pid_t pid) {
+    const std::string status = readFile("/proc/" + std::to_string(pid) + "/status");
+    const size_t at = status.find("VmRSS:");
+    return at == std::string::npos ? 0 : strtol(status.c_str() + at + 6, nullptr, 10);
+}
+
+uintmax_t logBytes(const Unit& unit) {
+    uintmax_t all = 0;
+    for (const auto& file : std::filesystem::directory_iterator(unit.folder.path() + "/log")) {
+        all += file.file_size();
+    }
+    return all;
+}
+
+// Waits for the record whose first phase is this one; the milliseconds since `start`, or -1.
+double arrival(const Unit& unit, uint8_t phaseId, Clock::time_point start) {
+    for (;;) {
+        const auto bytes = unit.stack.receive(2000);
+        if (!bytes) {
+            return -1;
+        }
+        if (bytes->size() > 41 && (*bytes)[41] == phaseId) {
+            return millisecondsSince(start);
+        }
+    }
+}
+
+void measure(const Unit& unit, const char* name, int seconds) {
+    std::vector<double> latencies;
+    int lost = 0;
+    const auto begin = Clock::now();
+    for (int i = 0; i < seconds * REPORTS_PER_SECOND; i++) {
+        std::this_thread::sleep_until(begin + std::chrono::microseconds(1000000LL * i / REPORTS_PER_SECOND));
+        const auto start = Clock::now();
+        unit.learner.sendTo(unit.reportPort, {0xFE, 0xFE, 0x10, 0, 10, 0, 1, 0, LEARNER_PHASE, 1, 9, 0, 0, 0, 0});
+        const double latency = arrival(unit, LEARNER_PHASE, start);
+        if (latency < 0) {
+            lost++;
+        } else {
+            latencies.push_back(latency);
+        }
+    }
+    std::sort(latencies.begin(), latencies.end());
+    const auto quantile = [&](double share) {
+        return latencies.empty() ? -1
+                                 : latencies[static_cast<size_t>(share * static_cast<double>(latencies.size() - 1))];
+    };
+    printf(
+        "%-6s %d s: %zu reports, %d lost, p50 %.3f ms, p99 %.3f ms, longest %.3f ms; daemon %ld KiB, log %ju bytes\n",
+        name, seconds, latencies.size(), lost, quantile(0.5), quantile(0.99), quantile(1),
+        residentKib(unit.daemon->pid()), logBytes(unit));
+    fflush(stdout);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const int seconds = argc > 1 ? atoi(argv[1]) : 30;
+    const std::string rate = argc > 2 ? argv[2] : "1000";
+    Unit unit;
+    unit.startAndWaitReady();
+    measure(unit, "quiet", seconds);
+
+    unit.controller.release();
+    std::string summary;
+    std::thread controller([&] {
+        summary = unit.simulate("controller", {"--target", "127.0.0.1:" + std::to_string(unit.framePort), "--listen",
+                                               std::to_string(unit.controller.port()), "--rate", rate, "--seconds",
+                                               std::to_string(seconds)});
+    });
+    measure(unit, "flood", seconds);
+    controller.join();
+    const auto over = Clock::now();
+    while (unit.stack.receive(600).has_value()) { // what one processing run still takes out of the ring
+    }
+    const Peer other;
+    const auto sent = Clock::now();
+    other.sendTo(unit.framePort, frame_1743::frame(frame_1743::payload({{90, {{1, 0x20, 9}}}})));
+    const double recovery = arrival(unit, 2, sent);
+    printf("flood sent %s", summary.c_str());
+    printf("after it: last record within %.0f ms, the next frame's record %.0f ms after its frame\n",
+           std::chrono::duration<double, std::milli>(sent - over).count() - 600, recovery);
+    return recovery < 0 ? 1 : 0;
+}
