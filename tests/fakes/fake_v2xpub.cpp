@@ -14,9 +14,9 @@ struct v2xpub_udpSocket {
 namespace fakes {
 
 uint64_t now = 0;
-uint64_t nowStep = 0;
 std::vector<Task> tasks;
 std::map<std::string, int32_t> taskResults;
+size_t taskRoom = SIZE_MAX;
 std::vector<Datagram> sent;
 std::vector<v2xpub_SocketInitPara_t> sockets;
 std::map<std::string, int32_t> socketResults;
@@ -62,13 +62,12 @@ int32_t v2xpub_PubSubInit(void) {
 }
 
 uint64_t v2xpub_CommGetCurrentTime64(void) {
-    fakes::now += fakes::nowStep;
     return fakes::now;
 }
 
 int32_t v2xpub_TaskCreate(V2X_TASKHANDLE* handle, const v2xpub_TaskInitPara_t* para) {
     fakes::journal.push_back(std::string("pub.TaskCreate ") + para->m_taskName);
-    const int32_t result = fakes::taskResults[para->m_taskName];
+    const int32_t result = fakes::tasks.size() < fakes::taskRoom ? fakes::taskResults[para->m_taskName] : -3;
     if (result == 0) {
         *handle = &task;
         fakes::tasks.push_back({*para});

@@ -35,14 +35,14 @@ extern std::vector<std::string> cfgFiles; // opened so far
 extern int32_t cfgOpenTrees;
 
 // ---- pub
-extern uint64_t now;     // wall clock in microseconds
-extern uint64_t nowStep; // added to it at each look
+extern uint64_t now; // wall clock in microseconds
 struct Task {
     v2xpub_TaskInitPara_t para;
     void run() const { para.f_tskFunExec(para.mp_arg); }
 };
 extern std::vector<Task> tasks;
 extern std::map<std::string, int32_t> taskResults; // by task name; 0 where absent
+extern size_t taskRoom;                            // tasks that can exist; the next one fails with -3
 
 struct Datagram {
     std::string socket;

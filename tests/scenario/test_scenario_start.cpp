@@ -30,6 +30,15 @@ TEST(ScenarioStart, TheServiceManagerIsToldAndItsWatchdogServed) {
     EXPECT_EQ(unit.out(), "Caught SIGINT (1)\n");
 }
 
+TEST(ScenarioStart, AServiceManagerThatAskedForNoWatchdogHearsOfStartAndStopAlone) {
+    Unit unit;
+    unit.startAndWaitReady({}, {"WATCHDOG_USEC="});
+    unit.learner.receive(); // a heartbeat: the main loop is under way
+    unit.daemon->signal(SIGTERM);
+    EXPECT_EQ(unit.notify.receive(), "STOPPING=1");
+    EXPECT_EQ(unit.daemon->wait(20000), 0);
+}
+
 TEST(ScenarioStart, AConfigurationThatCannotBeLoadedEndsItWithOneLine) {
     const struct {
         const char* what;
@@ -82,7 +91,7 @@ TEST(ScenarioStart, AWrongTypeElsewhereIsLoggedAndTheDaemonRuns) {
     Unit unit;
     unit.identity = "nodeId = \"two\"; regionId = 1;";
     unit.startAndWaitReady();
-    EXPECT_THAT(unit.log(), HasSubstr("v2x_spat_convert.cfg:4: rsuSpatConfigInfo.nodeId: expected an integer"));
+    EXPECT_THAT(unit.log(), HasSubstr("v2x_spat_convert.cfg:5: rsuSpatConfigInfo.nodeId: expected an integer"));
     unit.learner.sendTo(unit.reportPort, hex("FEFE10 0003 000000"));
     EXPECT_EQ(unit.stack.receive().value().at(28), 0) << "node 0";
     EXPECT_EQ(unit.err(), "");

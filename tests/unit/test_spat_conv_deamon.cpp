@@ -4,8 +4,8 @@
 #include <getopt.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
+#include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 #include "fakes.h"
@@ -13,6 +13,7 @@
 #include "spat_conv_deamon_options.h"
 #include "spat_conv_deamon_service.h"
 #include "spat_conv_deamon_signals.h"
+#include "spat_conv_interface.h"
 
 namespace {
 
@@ -28,6 +29,30 @@ v2xspatconv_options_t parse(std::vector<std::string> arguments) {
     argv.push_back(nullptr);
     optind = 0; // getopt starts anew
     return v2xspatconv_ParseOptions(static_cast<int32_t>(argv.size() - 1), argv.data());
+}
+
+// What `run` prints in a process of its own, and the status that it ends with (3 = it came back).
+template <typename Run>
+std::string printed(Run run) {
+    int out[2];
+    EXPECT_EQ(pipe(out), 0);
+    fflush(stdout); // the child's exit would write it again
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(out[1], STDOUT_FILENO);
+        run();
+        _exit(3);
+    }
+    close(out[1]);
+    std::string text;
+    char c = 0;
+    while (read(out[0], &c, 1) == 1) {
+        text += c;
+    }
+    close(out[0]);
+    int status = 0;
+    waitpid(child, &status, 0);
+    return text + "status " + std::to_string(WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status));
 }
 
 TEST(Options, AreReadInOrderOverTheirDefaults) {
@@ -60,13 +85,32 @@ TEST(Options, AreReadInOrderOverTheirDefaults) {
     }
 }
 
-// The handler, in a process of its own, with standard output on a pipe.
+TEST(Options, HelpAndVersionArePrintedAndEndTheProcess) {
+    const struct {
+        std::vector<std::string> arguments;
+        std::string printed;
+    } cases[] = {
+        {{"-v"}, "version:rsu_cloud_v230522.001\n"},
+        {{"--version", "-h"}, "version:rsu_cloud_v230522.001\n"},
+        {{"-h"},
+         " -h             print Help;\n"
+         " -v version     v2x_spat_convert version;\n"
+         " -d loglevel    start with debug log level <level>,eg: \n"
+         "                <v2x_spat_convert -l 7>, start with all log level 7; \n"
+         " -f logfile     start with debug log file <logfile>,eg: \n"
+         "                <v2x_spat_convert -f /opt/v2x_service/log/spat_conv.log>; \n"
+         " -w workdir     start with workdir,eg: \n"
+         "                <v2x_spat_convert -w /opt/v2x_service>;\n"},
+    };
+    for (const auto& row : cases) {
+        EXPECT_EQ(printed([&] { parse(row.arguments); }), row.printed + "status 0");
+    }
+    EXPECT_EQ(printed([] { parse({"--help"}); }), printed([] { parse({"-h"}); }));
+}
+
+// What the handler prints; status 0 = it asked for a stop.
 std::string caught(const std::vector<int>& signals) {
-    int out[2];
-    EXPECT_EQ(pipe(out), 0);
-    const pid_t child = fork();
-    if (child == 0) {
-        dup2(out[1], STDOUT_FILENO);
+    return printed([&] {
         v2xspatconv_signalsRegister();
         for (const int sig : signals) {
             if (sig == SIGUSR1) {
@@ -76,24 +120,14 @@ std::string caught(const std::vector<int>& signals) {
             }
         }
         _exit(v2xspatconv_IsRunning() ? 1 : 0);
-    }
-    close(out[1]);
-    std::string text;
-    char c = 0;
-    while (read(out[0], &c, 1) == 1) {
-        text += c;
-    }
-    close(out[0]);
-    int status = 0;
-    waitpid(child, &status, 0);
-    return text + (WIFEXITED(status) && WEXITSTATUS(status) == 0 ? "stopped" : "not stopped");
+    });
 }
 
 TEST(Signals, AreCountedPrintedAndStopTheDaemon) {
-    EXPECT_EQ(caught({SIGTERM}), "Caught SIGTERM (1)\nstopped");
+    EXPECT_EQ(caught({SIGTERM}), "Caught SIGTERM (1)\nstatus 0");
     EXPECT_EQ(caught({SIGPIPE, SIGINT, SIGUSR1, SIGQUIT, SIGTERM}),
-              "Caught SIGINT (1)\nCaught default (1)\nCaught SIGQUIT (2)\nCaught SIGTERM (3)\nstopped");
-    EXPECT_EQ(caught({SIGPIPE}), "not stopped");
+              "Caught SIGINT (1)\nCaught default (1)\nCaught SIGQUIT (2)\nCaught SIGTERM (3)\nstatus 0");
+    EXPECT_EQ(caught({SIGPIPE, SIGXFSZ}), "status 1");
     const std::vector<int> many(12, SIGINT);
     EXPECT_THAT(caught(many), HasSubstr("Caught SIGINT (12)\n"));
 }
@@ -107,6 +141,23 @@ TEST(Signals, AStopRequestBeforeTheSleepIsNotSleptOver) {
     EXPECT_EQ(v2xspatconv_exec(), 0);
 }
 
+TEST(Loop, SeesAChangeOfTheTimeZone) {
+    setenv("TZ", "UTC0", 1);
+    tzset();
+    setenv("TZ", "CST-8", 1);
+    v2xspatconv_signalsRegister();
+    std::thread loop([] { v2xspatconv_exec(); });
+    tm local = {};
+    for (int i = 0; i < 5000 && local.tm_hour != 8; i++) {
+        const time_t epoch = 0;
+        localtime_r(&epoch, &local);
+        usleep(1000);
+    }
+    v2xspatconv_RequestStop();
+    loop.join();
+    EXPECT_EQ(local.tm_hour, 8);
+}
+
 class Start : public testing::Test {
 protected:
     Start() {
@@ -118,23 +169,22 @@ protected:
     }
     ~Start() override { unlink(m_sysinfo.c_str()); }
 
-    static int32_t init() {
-        char program[] = "v2x_spat_convert";
-        char option[] = "-w";
-        char dir[] = "/w";
-        char* argv[] = {program, option, dir, nullptr};
+    static int32_t init(const char* level = "4") {
+        std::string arguments[] = {"v2x_spat_convert", "-w", "/w", "-d", level};
+        char* argv[] = {arguments[0].data(), arguments[1].data(), arguments[2].data(),
+                        arguments[3].data(), arguments[4].data(), nullptr};
         optind = 0;
-        return v2xspatconv_init(3, argv);
+        return v2xspatconv_init(5, argv);
     }
     std::string m_sysinfo;
 };
 
-std::vector<std::string> expectedJournal(std::vector<std::string> afterLog) {
+std::vector<std::string> expectedJournal(const std::string& level, std::vector<std::string> afterLog) {
     std::vector<std::string> journal = {"log.Init /opt/v2x_service/log/spat_conv.log SPAT 110"};
     for (const char* tag : {"UDPA", "TASK", "MQPS", "MCFG", "SPAT", "SDDS", "SCFG", "INTF", "SINF", "SCOM", "DOWN",
                             "SPUP", "VCFG", "UPER", "1743", "QUOR", "LSKU", "VIPC"}) {
         journal.push_back(std::string("log.AddTag ") + tag);
-        journal.push_back(std::string("log.SetTagLevel ") + tag + " 4");
+        journal.push_back(std::string("log.SetTagLevel ") + tag + " " + level);
     }
     journal.insert(journal.end(), afterLog.begin(), afterLog.end());
     return journal;
@@ -145,13 +195,17 @@ TEST_F(Start, RunsEveryStepInOrder) {
     fakes::cfgTree["rsuSpatConfigInfo.SignalMachine1743.IsEnable"] = true;
     EXPECT_EQ(init(), 0);
     EXPECT_EQ(fakes::journal,
-              expectedJournal(
-                  {"ipc.CfgInit /w", "pub.PubSubInit", "cfg.InitContext /w/conf/v2x_spat_convert.cfg",
-                   "ipc.SocketInit SPAT_SEND_APP", "ipc.SocketInit GET_SPAT_DATA", "ipc.SocketInit SPAT_C_LOGTOOL",
-                   "pub.TaskCreate LM_Heart_Data", "pub.UdpSocketInit QUOR_RECV_SG", "pub.UdpSocketInit QUOR_SEND_SG",
-                   "pub.TaskCreate LM_Heart_Data", "pub.TaskCreate LM_Heart_Data", "pub.UdpSocketInit 1743_RECV_SG",
-                   "pub.TaskCreate DIS_QUOR_SIGN", "pub.TaskCreate DIS_1743_SIGN"}));
+              expectedJournal("4", {"ipc.CfgInit /w", "pub.PubSubInit", "cfg.InitContext /w/conf/v2x_spat_convert.cfg",
+                                    "ipc.SocketInit SPAT_SEND_APP", "ipc.SocketInit GET_SPAT_DATA",
+                                    "ipc.SocketInit SPAT_C_LOGTOOL", "pub.TaskCreate LM_Heart_Data",
+                                    "pub.UdpSocketInit QUOR_RECV_SG", "pub.UdpSocketInit QUOR_SEND_SG",
+                                    "pub.TaskCreate LM_Heart_Data", "pub.TaskCreate LM_Heart_Data",
+                                    "pub.UdpSocketInit 1743_RECV_SG", "pub.TaskCreate DIS_QUOR_SIGN",
+                                    "pub.TaskCreate DIS_1743_SIGN"}));
     EXPECT_TRUE(v2xspatconv_IsRunning());
+    service_status_t status;
+    v2xspatconv_GetSpatConvStatus(&status);
+    EXPECT_EQ(status.run_status, V2X_CONV_RUN_STATUS_AVAILABLE);
 }
 
 TEST_F(Start, FailuresOfLaterStepsDoNotEndIt) {
@@ -159,17 +213,17 @@ TEST_F(Start, FailuresOfLaterStepsDoNotEndIt) {
     fakes::taskResults = {{"DIS_QUOR_SIGN", -3}};
     EXPECT_EQ(init(), 0);
     EXPECT_EQ(fakes::journal,
-              expectedJournal({"ipc.CfgInit /w", "pub.PubSubInit", "cfg.InitContext /w/conf/v2x_spat_convert.cfg",
-                               "ipc.SocketInit SPAT_SEND_APP", "pub.TaskCreate DIS_QUOR_SIGN"}));
+              expectedJournal("4", {"ipc.CfgInit /w", "pub.PubSubInit", "cfg.InitContext /w/conf/v2x_spat_convert.cfg",
+                                    "ipc.SocketInit SPAT_SEND_APP", "pub.TaskCreate DIS_QUOR_SIGN"}));
 }
 
 TEST_F(Start, AFailedConfigurationEndsItWithOneLine) {
     fakes::cfgInitResult = -4;
     testing::internal::CaptureStderr();
-    EXPECT_EQ(init(), 1);
+    EXPECT_EQ(init("7"), 1);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "v2x_spat_convert: the tree's own reason\n");
-    EXPECT_EQ(fakes::journal,
-              expectedJournal({"ipc.CfgInit /w", "pub.PubSubInit", "cfg.InitContext /w/conf/v2x_spat_convert.cfg"}));
+    EXPECT_EQ(fakes::journal, expectedJournal("7", {"ipc.CfgInit /w", "pub.PubSubInit",
+                                                    "cfg.InitContext /w/conf/v2x_spat_convert.cfg"}));
     EXPECT_EQ(v2xspatconv_exec(), 0); // returns at once
 }
 

@@ -78,6 +78,42 @@ TEST_F(Learner, AThirtyThirdPhaseIsDropped) {
     EXPECT_THAT(records(), ElementsAre("33; 9:5:150"));
 }
 
+TEST_F(Learner, ADevicePhaseThatFeedsTwoSpatPhasesCountsOnce) {
+    fakes::cfgTree["rsuSpatConfigInfo.PhaseRelationship.PhaseID3"] = 7;
+    ASSERT_EQ(start(), 0);
+    report("FEFE10 0011 000200 01010F00000000 07021000000000"); // phases 1, 3 and 7 are in the record
+    EXPECT_THAT(records(), ElementsAre("2; 1:5:150 3:3:160"));
+}
+
+TEST_F(Learner, SaysAtLevelFiveWhatItReadAndWhatItWrites) {
+    fakes::cfgTree["rsuSpatConfigInfo.PhaseRelationship.PhaseID3"] = 7;
+    ASSERT_EQ(start(), 0);
+    report("FEFE10 000A 000100 07010F00000000");
+    EXPECT_EQ(fakes::logged("======phaseId7:150[5]======").at(0).level, 5);
+    EXPECT_EQ(fakes::logged("======Ipc phaseId3:150[5]======").at(0).level, 5);
+    EXPECT_EQ(fakes::logged("Get PhaseID error:1 1").at(0).level, 7);
+}
+
+TEST_F(Learner, OpensItsSocketsAsConfigured) {
+    ASSERT_EQ(start(), 0);
+    const struct {
+        const char* name;
+        uint16_t svrPort; // of a server, whose port the configuration gives in its low 16 bits
+        bool isServer;
+    } cases[] = {{"QUOR_RECV_SG", 8002, true}, {"QUOR_SEND_SG", 0, false}};
+    ASSERT_GE(fakes::sockets.size(), 2U);
+    for (size_t i = 0; i < 2; i++) {
+        const v2xpub_SocketInitPara_t& para = fakes::sockets[fakes::sockets.size() - 2 + i];
+        EXPECT_STREQ(para.m_sockName, cases[i].name);
+        EXPECT_STREQ(para.m_localIP, "0.0.0.0");
+        EXPECT_EQ(para.m_svrPort, cases[i].svrPort);
+        EXPECT_EQ(para.m_svrEnable, cases[i].isServer);
+        EXPECT_EQ(para.m_cliEnable, !cases[i].isServer);
+        EXPECT_EQ(para.m_cliPort, 0);
+        EXPECT_EQ(para.f_msgFunc != nullptr, cases[i].isServer);
+    }
+}
+
 TEST_F(Learner, WhatIsNoPhaseReportChangesNothing) {
     ASSERT_EQ(start(), 0);
     const struct {

@@ -305,7 +305,10 @@ TEST_F(Controller, TheEleventhSilentTickEndsTheWork) {
     EXPECT_STREQ(fakes::tasks[1].para.m_taskName, "LM_Heart_Data");
     EXPECT_EQ(fakes::tasks[0].para.m_intervals, 1000000U);
     EXPECT_EQ(fakes::tasks[1].para.m_intervals, 500000U);
+    EXPECT_STREQ(fakes::sockets.back().m_localIP, "0.0.0.0");
     EXPECT_EQ(fakes::sockets.back().m_svrPort, 9002);
+    EXPECT_EQ(fakes::sockets.back().m_svrEnable, 1);
+    EXPECT_EQ(fakes::sockets.back().m_cliEnable, 0);
     for (int beat = 1; beat <= 10; beat++) {
         tick();
         EXPECT_EQ(runStatus(), 0) << "nothing is known yet";
@@ -336,10 +339,65 @@ TEST_F(Controller, StartStopsAtTheFirstFailure) {
     EXPECT_EQ(start(), -2);
     EXPECT_EQ(fakes::logged("Creat LM_Heart_Data error").at(0).level, 2);
     fakes::taskResults.clear();
+    fakes::taskRoom = 1;
+    EXPECT_EQ(start(), -2) << "without the second task";
+    EXPECT_EQ(fakes::logged("Creat LM_Heart_Data error").size(), 2U);
+    EXPECT_EQ(fakes::sockets.back().m_sockName, std::string("SPAT_C_LOGTOOL")) << "and no socket of its own";
+    fakes::taskRoom = SIZE_MAX;
     fakes::socketResults["1743_RECV_SG"] = -3;
     EXPECT_EQ(start(), -3);
     EXPECT_EQ(fakes::logged("v2xpub_UdpSocketInit end ret=-3").at(0).level, 2);
-    EXPECT_EQ(fakes::tasks.size(), 2U) << "the tasks keep running";
+    EXPECT_EQ(fakes::tasks.size(), 3U) << "the tasks keep running";
+}
+
+TEST_F(Controller, SaysWhatItReadsAndWrites) {
+    ASSERT_EQ(start(), 0);
+    fakes::logLines.clear();
+    const Bytes bytes = frame(payload(ONE_LINK));
+    recordsOf(bytes);
+    const std::string length = std::to_string(bytes.size());
+    const struct {
+        std::string text;
+        int32_t level;
+    } lines[] = {
+        {"len=" + length + " Recv Signal Machine Data:", 6},
+        {"hexdump of " + length, 6},
+        {"===direction:0===phaseId1:250[5]======", 5},
+        {"======Ipc phaseId1:250[5]======", 5},
+        {"Get PhaseID error:2 1", 7},
+        {"DealSignalMachine1743DataRcv start", 7},
+        {"Data processing completed", 7},
+        {"DealSignalMachine1743DataRcv end, ret:0", 7},
+    };
+    for (const auto& line : lines) {
+        ASSERT_EQ(fakes::logged(line.text).size(), 1U) << line.text;
+        EXPECT_EQ(fakes::logged(line.text)[0].level, line.level) << line.text;
+        EXPECT_EQ(fakes::logged(line.text)[0].tag, "1743");
+    }
+}
+
+TEST_F(Controller, AnIdentityOutOfRangeSendsNothingAndCounts) {
+    fakes::cfgTree["rsuSpatConfigInfo.regionId"] = 70000;
+    ASSERT_EQ(start(), 0);
+    EXPECT_THAT(recordsOf(frame(payload(ONE_LINK))), IsEmpty());
+    EXPECT_THAT(messages(), ElementsAre("2 asn param error", "3 DealSignalMachineToIpcSpat error"));
+    EXPECT_EQ(runStatus(), 1);
+}
+
+TEST_F(Controller, NothingIsReadFromNull) {
+    ASSERT_EQ(start(), 0);
+    static SerialBuffer_t ring;
+    initBuffer(&ring);
+    uint8_t data[V2X_1743_FRAME_SIZE];
+    uint16_t length = 0;
+    EXPECT_EQ(GetOneCompleteDataPacket(nullptr, data, &length), -2);
+    EXPECT_EQ(GetOneCompleteDataPacket(&ring, nullptr, &length), -2);
+    EXPECT_EQ(GetOneCompleteDataPacket(&ring, data, nullptr), -2);
+    EXPECT_EQ(DealSignalMachineRecvData(nullptr, 40), -2);
+    v2xpub_UdpSocketDataHead_t empty = {5, nullptr};
+    v2xspatconv_GetSignalMachine1743DataRcv(nullptr, nullptr, nullptr, 0);
+    v2xspatconv_GetSignalMachine1743DataRcv(nullptr, &empty, nullptr, 0);
+    EXPECT_EQ(messages(), std::vector<std::string>(6, "2 input param error"));
 }
 
 } // namespace
