@@ -30,9 +30,9 @@ private:
 };
 
 // The counts that are still running at exit. A forked child has neither the counts' thread nor a lock to rely on.
-void FlushAtExit() {
+void CloseAtExit() {
     if (::getpid() == g_process) {
-        g_writer.load(std::memory_order_acquire)->Flush();
+        g_writer.load(std::memory_order_acquire)->Close();
     }
 }
 
@@ -86,7 +86,7 @@ int32_t v2xlog_Init(const char* path, const char* defaultTag, int32_t useFile, i
         const bool open = writer->Open();
         g_process = ::getpid();
         g_writer.store(writer, std::memory_order_release);
-        std::atexit(FlushAtExit);
+        std::atexit(CloseAtExit);
         return open ? 0 : -3;
     } catch (const std::exception&) { // no memory for a log
         return -3;

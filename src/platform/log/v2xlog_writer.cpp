@@ -58,11 +58,12 @@ void v2xlog_writer::Write(const v2xlog_line& line, bool placed, uint32_t times) 
     }
 }
 
-void v2xlog_writer::Flush() noexcept {
+void v2xlog_writer::Close() noexcept {
     const std::lock_guard lock(m_mutex);
     const auto now = Clock::now();
     m_lines.ReportAll(now);
     m_places.ReportAll(now);
+    m_closed = true;
 }
 
 // True when the line is one too many: then all its times are counted.
@@ -84,7 +85,9 @@ bool v2xlog_writer::Suppressed(const v2xlog_line& line, bool placed, uint32_t ti
 }
 
 void v2xlog_writer::WriteNow(const v2xlog_line& line) {
-    m_output.Write(line.handle == nullptr ? m_defaultTag : line.handle->name, line.level, line.text);
+    if (!m_closed) {
+        m_output.Write(line.handle == nullptr ? m_defaultTag : line.handle->name, line.level, line.text);
+    }
 }
 
 v2xlog_repeat::Report v2xlog_writer::Counter(const char* before, const char* what) {

@@ -28,8 +28,9 @@ public:
     // "file:function:line:".
     void Write(const v2xlog_line& line, bool placed, uint32_t times = 1) noexcept;
 
-    // Writes the counts of repeats that still run.
-    void Flush() noexcept;
+    // Writes the counts of repeats that still run, and nothing any more afterwards: at the end of the process the C
+    // library takes the buffer of an open file away without asking who is writing to it.
+    void Close() noexcept;
 
 private:
     bool Suppressed(const v2xlog_line& line, bool placed, uint32_t times);
@@ -43,6 +44,7 @@ private:
     char m_defaultTag[V2XLOG_NAME_SIZE]{};
     const bool m_collapse;
     bool m_threadRuns = false;
+    bool m_closed = false;
     Clock::time_point m_threadDue = Clock::time_point::max(); // until when the thread sleeps
     std::mutex m_mutex;
     std::condition_variable m_wake;
