@@ -5,11 +5,13 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <vector>
 
 #include "allocations.h"
 #include "spat_conv_config.h"
 #include "spat_conv_phase_table.h"
 #include "spat_conv_signal_learner_quor_report.h"
+#include "spat_conv_signal_machine_1743_stream.h"
 #include "spat_conv_stack_interface.h"
 
 namespace {
@@ -73,6 +75,29 @@ void recordToFrame(benchmark::State& state) {
     state.counters["allocations"] = static_cast<double>(allocations() - before);
 }
 BENCHMARK(recordToFrame)->Arg(1)->Arg(8)->Arg(32);
+
+// One datagram of a controller into the byte ring: with a lock for each byte, and as the adapter does it.
+void storeByteByByte(benchmark::State& state) {
+    static SerialBuffer_t ring;
+    const std::vector<uint8_t> bytes(static_cast<size_t>(state.range(0)), 0x41);
+    for (auto _ : state) {
+        initBuffer(&ring);
+        for (const uint8_t byte : bytes) {
+            enqueue(&ring, byte);
+        }
+    }
+}
+BENCHMARK(storeByteByByte)->Arg(142)->Arg(1400);
+
+void storeUnderOneLock(benchmark::State& state) {
+    std::vector<uint8_t> bytes(static_cast<size_t>(state.range(0)), 0x41);
+    v2xpub_UdpSocketDataHead_t datagram = {static_cast<int16_t>(bytes.size()), bytes.data()};
+    for (auto _ : state) {
+        v2xspatconv_Init1743Ring();
+        v2xspatconv_GetSignalMachine1743DataRcv(nullptr, &datagram, nullptr, 0);
+    }
+}
+BENCHMARK(storeUnderOneLock)->Arg(142)->Arg(1400);
 
 } // namespace
 
