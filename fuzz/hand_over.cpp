@@ -2,26 +2,20 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
-#include <unistd.h>
 
 #include "fakes.h"
 #include "spat_conv_config.h"
 #include "spat_conv_stack_interface.h"
+#include "sysinfo_file.h"
 
 namespace {
 
 bool load() {
     fakes::logLevel = 6; // all that formats input, but no traces: they take most of the time
-    char file[] = "/tmp/v2x_fuzz.XXXXXX";
-    close(mkstemp(file));
-    std::ofstream(file) << "<device_id>RSU0001</device_id>";
-    fakes::cfgTree["rsuSpatConfigInfo.Sysinfoname"] = std::string(file);
+    const SysinfoFile sysinfo;
     fakes::cfgTree["rsuSpatConfigInfo.PhaseRelationship.PhaseID3"] = 7;
     const spat_conv_config_t* config = nullptr;
-    const bool loaded = v2xspatconv_GetCfgData(&config) == 0 && v2xspatconv_StackInterfaceInit(config) == 0;
-    remove(file);
-    return loaded;
+    return v2xspatconv_GetCfgData(&config) == 0 && v2xspatconv_StackInterfaceInit(config) == 0;
 }
 
 void checkFrame(const std::vector<uint8_t>& frame) {

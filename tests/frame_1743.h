@@ -1,12 +1,9 @@
 // GA/T 1743 frames for tests, put together here byte by byte and not by the daemon's code.
 #pragma once
 
-#include <cstdint>
-#include <vector>
+#include "bytes.h"
 
 namespace frame_1743 {
-
-using Bytes = std::vector<uint8_t>;
 
 struct Group {
     uint8_t type;

@@ -33,22 +33,6 @@ void receive(const std::string& socketName, const std::vector<uint8_t>& bytes) {
     }
 }
 
-std::vector<uint8_t> hex(const std::string& digits) {
-    std::vector<uint8_t> bytes;
-    std::string pair;
-    for (const char digit : digits) {
-        if (digit == ' ' || digit == '\n') {
-            continue;
-        }
-        pair += digit;
-        if (pair.size() == 2) {
-            bytes.push_back(static_cast<uint8_t>(std::stoi(pair, nullptr, 16)));
-            pair.clear();
-        }
-    }
-    return bytes;
-}
-
 } // namespace fakes
 
 namespace {

@@ -9,6 +9,7 @@
 #include <variant>
 #include <vector>
 
+#include "bytes.h"
 #include "v2x/v2xipc.h"
 #include "v2x/v2xpub.h"
 
@@ -60,7 +61,6 @@ void receive(const std::string& socketName, const std::vector<uint8_t>& bytes);
 // ---- ipc
 extern v2x_ipc_config_t ipcConf;
 
-// Bytes from hexadecimal digits; blanks are passed over.
-std::vector<uint8_t> hex(const std::string& digits);
+using ::hex;
 
 } // namespace fakes

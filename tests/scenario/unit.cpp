@@ -33,21 +33,6 @@ std::optional<Bytes> receiveFrom(int fd, int milliseconds) {
 
 } // namespace
 
-Bytes hex(const std::string& digits) {
-    Bytes bytes;
-    std::string pair;
-    for (const char digit : digits) {
-        if (isxdigit(static_cast<unsigned char>(digit)) != 0) {
-            pair += digit;
-        }
-        if (pair.size() == 2) {
-            bytes.push_back(static_cast<uint8_t>(std::stoi(pair, nullptr, 16)));
-            pair.clear();
-        }
-    }
-    return bytes;
-}
-
 std::vector<std::string> recordOf(const Bytes& frame) {
     std::vector<std::string> parts = {std::to_string(static_cast<int8_t>(frame.at(40)))};
     for (size_t at = 41; at + 17 <= frame.size() && frame[at + 1] == 1; at += 17) {

@@ -7,10 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "bytes.h"
 #include "process.h"
-
-using Bytes = std::vector<uint8_t>;
-Bytes hex(const std::string& digits);
 
 // "count of phases" and "id:light:end time" per entry, read by hand from the bytes of a frame to the stack application.
 std::vector<std::string> recordOf(const Bytes& frame);

@@ -3,32 +3,25 @@
 
 #include <cstdlib>
 #include <ctime>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 #include "fakes.h"
 #include "spat_conv_config.h"
 #include "spat_conv_interface.h"
 #include "spat_conv_stack_interface.h"
+#include "sysinfo_file.h"
 
 class DeviceTest : public testing::Test {
 protected:
     DeviceTest() {
-        char file[] = "/tmp/v2x_device.XXXXXX";
-        m_sysinfo = file;
-        close(mkstemp(m_sysinfo.data()));
-        std::ofstream(m_sysinfo) << "<device_id>RSU0001</device_id>";
-        fakes::cfgTree["rsuSpatConfigInfo.Sysinfoname"] = m_sysinfo;
         fakes::cfgTree["rsuSpatConfigInfo.nodeId"] = 2;
         fakes::cfgTree["rsuSpatConfigInfo.regionId"] = 1;
         setenv("TZ", "UTC", 1);
         tzset();
         fakes::now = 1772714096789000; // 2026-03-05 12:34:56.789
     }
-    ~DeviceTest() override { unlink(m_sysinfo.c_str()); }
 
     // Loads the configuration and opens the stack sockets, as start-up does before the adapters.
     static const spat_conv_config_t* configured() {
@@ -72,5 +65,5 @@ protected:
         return lines;
     }
 
-    std::string m_sysinfo;
+    SysinfoFile m_sysinfo;
 };

@@ -1,6 +1,5 @@
 #include <csignal>
 #include <cstdlib>
-#include <fstream>
 #include <getopt.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,6 +13,7 @@
 #include "spat_conv_deamon_service.h"
 #include "spat_conv_deamon_signals.h"
 #include "spat_conv_interface.h"
+#include "sysinfo_file.h"
 
 namespace {
 
@@ -160,15 +160,6 @@ TEST(Loop, SeesAChangeOfTheTimeZone) {
 
 class Start : public testing::Test {
 protected:
-    Start() {
-        char file[] = "/tmp/v2x_deamon.XXXXXX";
-        m_sysinfo = file;
-        close(mkstemp(m_sysinfo.data()));
-        std::ofstream(m_sysinfo) << "<device_id>RSU0001</device_id>";
-        fakes::cfgTree["rsuSpatConfigInfo.Sysinfoname"] = m_sysinfo;
-    }
-    ~Start() override { unlink(m_sysinfo.c_str()); }
-
     static int32_t init(const char* level = "4") {
         std::string arguments[] = {"v2x_spat_convert", "-w", "/w", "-d", level};
         char* argv[] = {arguments[0].data(), arguments[1].data(), arguments[2].data(),
@@ -176,7 +167,7 @@ protected:
         optind = 0;
         return v2xspatconv_init(5, argv);
     }
-    std::string m_sysinfo;
+    SysinfoFile m_sysinfo;
 };
 
 std::vector<std::string> expectedJournal(const std::string& level, std::vector<std::string> afterLog) {

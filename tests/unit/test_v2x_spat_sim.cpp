@@ -7,6 +7,7 @@
 #include <set>
 #include <sstream>
 
+#include "bytes.h"
 #include "damage.h"
 #include "endpoint.h"
 #include "ipc_print.h"
@@ -14,7 +15,6 @@
 #include "plan.h"
 #include "replay.h"
 #include "report.h"
-#include "sim_bytes.h"
 #include "source.h"
 #include "summary.h"
 
@@ -93,18 +93,18 @@ TEST(Plan, RepeatsTheMovementsUnderFurtherNumbers) {
 
 // ---- report and damage
 
-const Bytes ONE_PHASE = Hex("FE FE 10 00 0A 00 01 00 03 01 0F 00 00 00 00");
+const Bytes ONE_PHASE = hex("FE FE 10 00 0A 00 01 00 03 01 0F 00 00 00 00");
 
 TEST(Report, IsEncodedByteForByte) {
     EXPECT_EQ(EncodeReport(std::vector<PhaseLight>{{3, Colour::green, 15}}), ONE_PHASE);
     EXPECT_EQ(EncodeReport(std::vector<PhaseLight>{{1, Colour::red, 255}, {200, Colour::yellow, 0}}),
-              Hex("FE FE 10 00 11 00 02 00 01 02 FF 00 00 00 00 C8 03 00 00 00 00 00"));
-    EXPECT_EQ(EncodeReport({}), Hex("FE FE 10 00 03 00 00 00"));
+              hex("FE FE 10 00 11 00 02 00 01 02 FF 00 00 00 00 C8 03 00 00 00 00 00"));
+    EXPECT_EQ(EncodeReport({}), hex("FE FE 10 00 03 00 00 00"));
     const Bytes most = EncodeReport(PlanAt(0s, {1, 36}));
     EXPECT_EQ(most.size(), 260U);
-    EXPECT_EQ(Bytes(most.begin(), most.begin() + 8), Hex("FE FE 10 00 FF 00 24 00"));
+    EXPECT_EQ(Bytes(most.begin(), most.begin() + 8), hex("FE FE 10 00 FF 00 24 00"));
     const Bytes large = EncodeReport(PlanAt(0s, {1, 40}));
-    EXPECT_EQ(Bytes(large.begin(), large.begin() + 8), Hex("FE FE 10 01 1B 00 28 00"));
+    EXPECT_EQ(Bytes(large.begin(), large.begin() + 8), hex("FE FE 10 01 1B 00 28 00"));
 }
 
 TEST(Report, IsClassified) {
@@ -122,8 +122,8 @@ TEST(Report, IsClassified) {
         {"FE FE 10 00 0A 00 02 00 03 01 0F 00 00 00 00", ReportKind::highCount},
         {"FE FE 10 00 09 00 01 00 03 01 0F 00 00 00", ReportKind::highCount},
     };
-    for (const auto& [hex, kind] : cases) {
-        EXPECT_EQ(ClassifyReport(Hex(hex)), kind) << hex;
+    for (const auto& [digits, kind] : cases) {
+        EXPECT_EQ(ClassifyReport(hex(digits)), kind) << digits;
     }
 }
 
@@ -156,9 +156,9 @@ TEST(Damage, ChangesWhatItsKindSays) {
             EXPECT_EQ(small.size(), size);
         }
     }
-    Bytes full = Hex("FE FE 10 00 03 00 FF 00");
+    Bytes full = hex("FE FE 10 00 03 00 FF 00");
     DamageReport(full, ReportKind::highCount, 1);
-    EXPECT_EQ(full, Hex("FE FE 10 00 03 00 FF 00"));
+    EXPECT_EQ(full, hex("FE FE 10 00 03 00 FF 00"));
 }
 
 TEST(Damage, HitsTheShareAndRepeatsWithTheSeed) {
@@ -192,10 +192,10 @@ TEST(Replay, ReadsGoodLines) {
                           "1500 00");
     const auto datagrams = ReadReplay(in, "x");
     ASSERT_EQ(datagrams.size(), 3U);
-    EXPECT_EQ(datagrams[0].bytes, Hex("FE FE 10"));
-    EXPECT_EQ(datagrams[1].bytes, Hex("FE FE 0A"));
+    EXPECT_EQ(datagrams[0].bytes, hex("FE FE 10"));
+    EXPECT_EQ(datagrams[1].bytes, hex("FE FE 0A"));
     EXPECT_EQ(datagrams[1].time, 0ms);
-    EXPECT_EQ(datagrams[2].bytes, Hex("00"));
+    EXPECT_EQ(datagrams[2].bytes, hex("00"));
     EXPECT_EQ(datagrams[2].time, 1500ms);
 }
 
@@ -252,8 +252,8 @@ TEST(Source, PlaysThePlanWithoutDriftAndCatchesUpOneSecond) {
     PlanSource source(3, {1, 1}, 0s, EncodeReport);
     const auto taken = TakeAll(source, 82);
     EXPECT_EQ(taken[81].first, 27s);
-    EXPECT_EQ(taken[80].second, Hex("FE FE 10 00 0A 00 01 00 01 01 01 00 00 00 00"));
-    EXPECT_EQ(taken[81].second, Hex("FE FE 10 00 0A 00 01 00 01 03 03 00 00 00 00"));
+    EXPECT_EQ(taken[80].second, hex("FE FE 10 00 0A 00 01 00 01 01 01 00 00 00 00"));
+    EXPECT_EQ(taken[81].second, hex("FE FE 10 00 0A 00 01 00 01 03 03 00 00 00 00"));
     EXPECT_EQ(source.Due(28s).value() / 1ms, 27333);                              // late, still sent
     EXPECT_EQ(source.Due(40s), 40s);                                              // stopped for long: goes on from now
     EXPECT_EQ(PlanSource(3, {1, 1}, 27s, EncodeReport).Take(), taken[81].second); // begun in the midst of the plan
@@ -296,7 +296,7 @@ TEST(Endpoint, TakesAddressAndPort) {
 // ---- frames to the stack
 
 // Intersection 1/2, 12:34:56.789, phase 3 permissive green for 15.0 s.
-const Bytes FRAME = Hex("A5 5A 04 00 40 78 0A E9 68 27 06 00 14 00 29 00 00 "
+const Bytes FRAME = hex("A5 5A 04 00 40 78 0A E9 68 27 06 00 14 00 29 00 00 "
                         "01 00 00 00 18 00 00 00 1E 00 00 "
                         "02 00 01 00 00 00 12 27 07 00 D5 DD 01 "
                         "03 01 01 05 00 00 96 00 FF FF FF FF FF FF FF FF FF");
@@ -315,7 +315,7 @@ Bytes WithRecord(const Bytes& record) {
 Bytes WithEntries(uint8_t phaseNum, const std::string& entries) {
     Bytes record(FRAME.begin() + RECORD_AT, FRAME.begin() + PHASE_NUM_AT);
     record.push_back(phaseNum);
-    const Bytes more = Hex(entries);
+    const Bytes more = hex(entries);
     record.insert(record.end(), more.begin(), more.end());
     return WithRecord(record);
 }
@@ -384,7 +384,7 @@ TEST(IpcRecord, ClimbsTheLadder) {
     Bytes longer = FRAME;
     longer.push_back(0);
     EXPECT_EQ(Verdict(longer), "packLen");
-    EXPECT_EQ(Verdict(Hex("A5 5A 04 00 00 00 00 00 00 00 00 00 14 00 0B 00 00 0B 00 00 00 01 00 00 00 00 00 00")),
+    EXPECT_EQ(Verdict(hex("A5 5A 04 00 00 00 00 00 00 00 00 00 14 00 0B 00 00 0B 00 00 00 01 00 00 00 00 00 00")),
               "request");
 }
 

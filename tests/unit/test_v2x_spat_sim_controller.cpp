@@ -4,13 +4,13 @@
 #include <algorithm>
 #include <set>
 
+#include "bytes.h"
 #include "damage.h"
 #include "frame_stream.h"
 #include "light_damage.h"
 #include "light_frame.h"
 #include "plan.h"
 #include "replay.h"
-#include "sim_bytes.h"
 
 using namespace sim;
 using namespace std::chrono_literals;
@@ -31,7 +31,7 @@ const std::string TYPE = "87 03 01 00 00 00 00 ";
 const std::string PLACE = "00 AE C7 E8 42 23 DB DD 1F 42 DB DC 00 ";
 const std::string START = HEAD + TYPE + "12 " + PLACE;
 // One link, one group, and a CRC of C0DB.
-const Bytes SMALL = Hex(START + "01 00 00 01 01 01 20 1B DB DD DB DC C0");
+const Bytes SMALL = hex(START + "01 00 00 01 01 01 20 1B DB DD DB DC C0");
 
 // ---- frame
 
@@ -55,7 +55,7 @@ TEST(LightFrame, IsEncodedByteForByte) {
     };
     for (const auto& [shape, length, links] : cases) {
         const std::string frame = (HEAD + TYPE).append(length).append(PLACE).append(links);
-        EXPECT_EQ(Enclose(WithCrc(EncodePayload(LIGHTS, shape, TIME))), Hex(frame));
+        EXPECT_EQ(Enclose(WithCrc(EncodePayload(LIGHTS, shape, TIME))), hex(frame));
     }
     const Bytes most = EncodePayload(LIGHTS, {12, 12}, TIME);
     EXPECT_EQ(most.size(), 656U);
@@ -64,7 +64,7 @@ TEST(LightFrame, IsEncodedByteForByte) {
 }
 
 TEST(LightFrame, HasTheCrcOfModbus) {
-    EXPECT_EQ(Crc16(Hex("31 32 33 34 35 36 37 38 39")), 0x4B37);
+    EXPECT_EQ(Crc16(hex("31 32 33 34 35 36 37 38 39")), 0x4B37);
     EXPECT_EQ(Crc16({}), 0xFFFF);
 }
 
@@ -79,14 +79,14 @@ TEST(LightFrame, EscapesAndBack) {
         {"DB DD C0 C0 DB", "C0 DB DD DD DB DC DB DC DB DD C0"},
     };
     for (const auto& [body, frame] : cases) {
-        EXPECT_EQ(Enclose(Hex(body)), Hex(frame));
-        const auto opened = OpenFrame(Hex(frame));
+        EXPECT_EQ(Enclose(hex(body)), hex(frame));
+        const auto opened = OpenFrame(hex(frame));
         ASSERT_TRUE(opened) << frame;
-        EXPECT_EQ(opened->body, Hex(body));
+        EXPECT_EQ(opened->body, hex(body));
         EXPECT_TRUE(opened->isWellEscaped);
     }
-    const auto opened = OpenFrame(Hex("C0 DB 41 DB DB DC DB C0")); // as a tolerant receiver reads it
-    EXPECT_EQ(opened->body, Hex("DB 41 DB C0 DB"));
+    const auto opened = OpenFrame(hex("C0 DB 41 DB DB DC DB C0")); // as a tolerant receiver reads it
+    EXPECT_EQ(opened->body, hex("DB 41 DB C0 DB"));
     EXPECT_FALSE(opened->isWellEscaped);
 }
 
@@ -113,8 +113,8 @@ TEST(LightFrame, IsClassified) {
         {START + "02 00 00 01 01 01 20 1B 9B D5 C0", FrameKind::wrongCount},
         {START + "01 00 00 02 01 01 20 1B 9F DB DC C0", FrameKind::wrongCount},
     };
-    for (const auto& [hex, kind] : cases) {
-        EXPECT_EQ(ClassifyFrame(Hex(hex)), kind) << hex;
+    for (const auto& [digits, kind] : cases) {
+        EXPECT_EQ(ClassifyFrame(hex(digits)), kind) << digits;
     }
     for (size_t size = 0; size < SMALL.size(); ++size) { // exactly as large as it says, for the address sanitizer
         EXPECT_NE(ClassifyFrame(Bytes(SMALL.begin(), SMALL.begin() + static_cast<ptrdiff_t>(size))), FrameKind::good);
@@ -252,10 +252,10 @@ TEST(LightDamage, LeavesAloneWhatItCannotDamage) {
          "12 00 AE C7 E8 42 0A D7 1F 42 0A 00 01 00 00 01 01 01 20 1B 24 3A C0",
          FrameKind::wrongEscape}, // nothing to escape in it
     };
-    for (const auto& [hex, kind] : cases) {
-        Bytes frame = Hex(hex);
-        EXPECT_FALSE(DamageFrame(frame, kind, 4711)) << hex;
-        EXPECT_EQ(frame, Hex(hex));
+    for (const auto& [digits, kind] : cases) {
+        Bytes frame = hex(digits);
+        EXPECT_FALSE(DamageFrame(frame, kind, 4711)) << digits;
+        EXPECT_EQ(frame, hex(digits));
     }
     // More than a raised count could lay claim to: only the links are many, and at their end.
     Bytes payload = EncodePayload(LIGHTS, {0, 0}, TIME);
@@ -361,7 +361,7 @@ TEST(FrameStream, PutsGarbageBeforeTheShareOfFrames) {
 }
 
 TEST(FrameCount, CountsGoodFramesThatDamageMayCut) {
-    const Bytes stray = Hex("C0 01 C0 02 C0");
+    const Bytes stray = hex("C0 01 C0 02 C0");
     const struct {
         Bytes frame;
         FrameKind kind;

@@ -8,13 +8,13 @@ namespace {
 
 // The text is what the field's manuals show, "-l" included.
 constexpr char g_help[] = " -h             print Help;\n"
-                        " -v version     v2x_spat_convert version;\n"
-                        " -d loglevel    start with debug log level <level>,eg: \n"
-                        "                <v2x_spat_convert -l 7>, start with all log level 7; \n"
-                        " -f logfile     start with debug log file <logfile>,eg: \n"
-                        "                <v2x_spat_convert -f /opt/v2x_service/log/spat_conv.log>; \n"
-                        " -w workdir     start with workdir,eg: \n"
-                        "                <v2x_spat_convert -w /opt/v2x_service>;\n";
+                          " -v version     v2x_spat_convert version;\n"
+                          " -d loglevel    start with debug log level <level>,eg: \n"
+                          "                <v2x_spat_convert -l 7>, start with all log level 7; \n"
+                          " -f logfile     start with debug log file <logfile>,eg: \n"
+                          "                <v2x_spat_convert -f /opt/v2x_service/log/spat_conv.log>; \n"
+                          " -w workdir     start with workdir,eg: \n"
+                          "                <v2x_spat_convert -w /opt/v2x_service>;\n";
 
 int g_lopt = 0; // character of the option last seen; long options store theirs here
 

@@ -1,0 +1,26 @@
+// Bytes in tests, written as hexadecimal digits.
+#pragma once
+
+#include <cctype>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+using Bytes = std::vector<uint8_t>;
+
+// White space is passed over.
+inline Bytes hex(const std::string& digits) {
+    Bytes bytes;
+    std::string pair;
+    for (const char digit : digits) {
+        if (isspace(static_cast<unsigned char>(digit)) != 0) {
+            continue;
+        }
+        pair += digit;
+        if (pair.size() == 2) {
+            bytes.push_back(static_cast<uint8_t>(std::stoi(pair, nullptr, 16)));
+            pair.clear();
+        }
+    }
+    return bytes;
+}
