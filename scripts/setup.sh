@@ -4,7 +4,7 @@
 set -euo pipefail
 
 build_packages=(
-  g++ cmake ninja-build pkg-config
+  g++ cmake ninja-build pkg-config asn1c
   libspdlog-dev libconfig-dev libsystemd-dev libcli11-dev libcjson-dev
 )
 develop_packages=(
