@@ -1,0 +1,144 @@
+#include "v2xapp_upercodec.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <memory>
+
+#include "v2x/v2xlog.h"
+#include "xer_encoder.h"
+
+namespace {
+
+v2xlog_tag_t g_tag{"UPER"};
+
+// Decoding fails as often as the air brings rubbish: failures that were let pass between two that are logged.
+constexpr int32_t QUIET_FAILURES = 200;
+std::atomic<int32_t> printCount{0};
+
+struct Release {
+    void operator()(MessageFrame_t* frame) const {
+        ASN_STRUCT_FREE_CONTENTS_ONLY(asn_DEF_MessageFrame, frame);
+        std::free(frame->_asn_ctx.ptr);
+        std::free(frame);
+    }
+};
+using Frame = std::unique_ptr<MessageFrame_t, Release>;
+
+const char* Name(const asn_TYPE_descriptor_t* type) {
+    return type != nullptr ? type->name : "unknown";
+}
+
+// Whether this failure is one to log.
+bool CountFailure() {
+    int32_t count = printCount.load(std::memory_order_relaxed);
+    while (!printCount.compare_exchange_weak(count, count > QUIET_FAILURES ? 0 : count + 1,
+                                             std::memory_order_relaxed)) {
+    }
+    return count > QUIET_FAILURES;
+}
+
+Frame Decode(asn_transfer_syntax syntax, const uint8_t* bytes, size_t size, asn_dec_rval_t& result) {
+    const asn_codec_ctx_t context{};
+    void* structure = nullptr;
+    result = asn_decode(&context, syntax, &asn_DEF_MessageFrame, &structure, bytes, size);
+    return Frame(static_cast<MessageFrame_t*>(structure));
+}
+
+} // namespace
+
+int32_t v2xcodec_uperEnc(ASNSTRUCT_HANDLE hdl, uint8_t* enc_buf, int32_t enc_bufLen, int16_t* encLen) {
+    if (hdl == nullptr || enc_buf == nullptr || encLen == nullptr) {
+        V2XLOG(g_tag, V2XLOG_ERROR, "input para error!");
+        return -1;
+    }
+    const size_t room = enc_bufLen > 0 ? static_cast<size_t>(enc_bufLen) : 0;
+    const asn_enc_rval_t result =
+        asn_encode_to_buffer(nullptr, ATS_UNALIGNED_CANONICAL_PER, &asn_DEF_MessageFrame, hdl, enc_buf, room);
+    if (result.encoded < 0) {
+        V2XLOG(g_tag, V2XLOG_ERROR, "Coubld not encode MessageFrame at %s", Name(result.failed_type));
+        return -2;
+    }
+    *encLen = static_cast<int16_t>(result.encoded);
+    return 0;
+}
+
+int32_t v2xcodec_uperDec(ASNSTRUCT_HANDLE* hdl, uint8_t* enc_buf, int16_t enc_bufLen) {
+    if (hdl == nullptr || enc_buf == nullptr || enc_bufLen <= 0) {
+        V2XLOG(g_tag, V2XLOG_ERROR, "input para error!");
+        return -1;
+    }
+    const auto size = static_cast<size_t>(enc_bufLen);
+    asn_dec_rval_t result;
+    Frame frame = Decode(ATS_UNALIGNED_CANONICAL_PER, enc_buf, size, result);
+    if (result.code != RC_OK || frame == nullptr) {
+        if (CountFailure()) {
+            V2XLOG(g_tag, V2XLOG_ERROR, "uper decode error p_msgF->present=%d!",
+                   frame != nullptr ? static_cast<int>(frame->present) : 0);
+        }
+        *hdl = nullptr;
+        return -2;
+    }
+    if (result.consumed < size) {
+        return -3;
+    }
+    *hdl = frame.release();
+    return 0;
+}
+
+int32_t v2xcodec_xerEnc(ASNSTRUCT_HANDLE hdl, uint8_t* enc_buf, uint32_t* enc_bufLen) {
+    if (hdl == nullptr || enc_buf == nullptr || enc_bufLen == nullptr) {
+        V2XLOG(g_tag, V2XLOG_ERROR, "input para error!");
+        return -1;
+    }
+    const asn_enc_rval_t result =
+        asn_encode_to_buffer(nullptr, ATS_BASIC_XER, &asn_DEF_MessageFrame, hdl, enc_buf, *enc_bufLen);
+    if (result.encoded < 0) {
+        V2XLOG(g_tag, V2XLOG_ERROR, "Coubld not encode MessageFrame at %s; ec.encoded = %ld",
+               Name(result.failed_type), static_cast<long>(result.encoded));
+        return -2;
+    }
+    *enc_bufLen = static_cast<uint32_t>(result.encoded);
+    return 0;
+}
+
+int32_t v2xcodec_xerDec(ASNSTRUCT_HANDLE* hdl, uint8_t* enc_buf, int32_t enc_bufLen) {
+    if (hdl == nullptr || enc_buf == nullptr || enc_bufLen < 1) {
+        V2XLOG(g_tag, V2XLOG_ERROR, "input para error!");
+        return -1;
+    }
+    asn_dec_rval_t result;
+    Frame frame = Decode(ATS_CANONICAL_XER, enc_buf, static_cast<size_t>(enc_bufLen), result);
+    if (result.code != RC_OK || frame == nullptr) {
+        V2XLOG(g_tag, V2XLOG_ERROR, "Could not decode MessageFrame");
+        return -2;
+    }
+    V2XLOG(g_tag, V2XLOG_DEBUG, "p_msgF=%p", static_cast<void*>(frame.get()));
+    *hdl = frame.release();
+    return 0;
+}
+
+void v2xcodec_freeStrcut(ASNSTRUCT_HANDLE* hdl) {
+    if (hdl == nullptr || *hdl == nullptr) {
+        V2XLOG(g_tag, V2XLOG_ERROR, "struct is null");
+        return;
+    }
+    Release{}(static_cast<MessageFrame_t*>(*hdl));
+    *hdl = nullptr;
+    V2XLOG(g_tag, V2XLOG_DEBUG, "free ASN MessageFrame struct");
+}
+
+int32_t v2xcodec_print(ASNSTRUCT_HANDLE hdl) {
+    if (hdl == nullptr) {
+        V2XLOG(g_tag, V2XLOG_ERROR, "input para error!");
+    } else {
+        xer_fprint(stderr, &asn_DEF_MessageFrame, hdl);
+    }
+    return -1;
+}
+
+v2xcodec_msgType_e v2xcodec_getMsgType(ASNSTRUCT_HANDLE* hdl, void** /*msgKey*/) {
+    if (hdl == nullptr || *hdl == nullptr) {
+        return V2XCODEC_MSG_UNKNOW;
+    }
+    return static_cast<v2xcodec_msgType_e>(static_cast<MessageFrame_t*>(*hdl)->present);
+}
