@@ -99,6 +99,7 @@ TEST(ScenarioStart, AWrongTypeElsewhereIsLoggedAndTheDaemonRuns) {
 
 TEST(ScenarioStart, APortInUseIsNamedAndTheRestRuns) {
     Unit unit;
+    unit.held[2].release();
     const Peer logTool(unit.logToolPort);
     unit.startAndWaitReady();
     EXPECT_THAT(unit.log(), HasSubstr("SocketInit LogTool error ret=-3"));
@@ -108,6 +109,7 @@ TEST(ScenarioStart, APortInUseIsNamedAndTheRestRuns) {
     EXPECT_TRUE(unit.stack.receive().has_value());
 
     Unit second;
+    second.held[0].release();
     const Peer taken(second.reportPort);
     second.startAndWaitReady();
     EXPECT_THAT(second.log(), HasSubstr("v2xpub_UdpSocketInit end ret=-3"));

@@ -77,10 +77,6 @@ std::optional<Bytes> Peer::receive(int milliseconds) const {
     return receiveFrom(m_fd, milliseconds);
 }
 
-uint16_t freePort() {
-    return Peer().port();
-}
-
 bool isFree(uint16_t port) {
     const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     const sockaddr_in address = loopback(port);
@@ -148,6 +144,9 @@ std::string Unit::simulate(const std::string& role, std::vector<std::string> arg
 }
 
 void Unit::start(const std::vector<std::string>& options, const std::vector<std::string>& environment) {
+    for (Peer& port : held) {
+        port.release();
+    }
     writeFile(folder.path() + "/conf/v2x_spat_convert.cfg", cfg.empty() ? configuration() : cfg);
     std::vector<std::string> argv = {V2X_BIN "/v2x_spat_convert", "-w", folder.path(), "-f", logPath};
     argv.insert(argv.end(), options.begin(), options.end());

@@ -34,7 +34,6 @@ private:
     uint16_t m_port;
 };
 
-uint16_t freePort();
 bool isFree(uint16_t port);
 
 // The service manager's end of NOTIFY_SOCKET.
@@ -64,9 +63,11 @@ public:
 
     TempFolder folder;
     std::string logPath = folder.path() + "/log/spat_conv.log";
-    uint16_t reportPort = freePort();  // the daemon's, for phase reports
-    uint16_t framePort = freePort();   // the daemon's, for the controller's frames
-    uint16_t logToolPort = freePort(); // the daemon's
+    // The daemon's ports, held until it starts, so that no peer is given one of them.
+    Peer held[3];
+    uint16_t reportPort = held[0].port();
+    uint16_t framePort = held[1].port(); // for the controller's frames
+    uint16_t logToolPort = held[2].port();
     Peer learner;
     Peer controller;
     Peer stack;
