@@ -1,0 +1,288 @@
+// Frames in and out of the codec: results, what becomes of the handle, and what is said in the log.
+#include <array>
+#include <cstdlib>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <thread>
+
+#include "captured_frames.h"
+#include "fakes.h"
+#include "v2x/v2xlog.h"
+#include "v2xapp_upercodec.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+// Where handles must stay as they are.
+uint8_t g_mark;
+const ASNSTRUCT_HANDLE MARK = &g_mark;
+
+class Codec : public testing::Test {
+protected:
+    void SetUp() override { fakes::logLevel = V2XLOG_ERROR; }
+    void TearDown() override {
+        if (m_hdl != nullptr && m_hdl != MARK) {
+            v2xcodec_freeStrcut(&m_hdl);
+        }
+    }
+    // From a buffer that ends where the bytes end.
+    int32_t decode(Bytes bytes) {
+        bytes.shrink_to_fit();
+        return v2xcodec_uperDec(&m_hdl, bytes.data(), static_cast<int16_t>(bytes.size()));
+    }
+    int32_t decodeXer(std::string text) {
+        return v2xcodec_xerDec(&m_hdl, reinterpret_cast<uint8_t*>(text.data()), static_cast<int32_t>(text.size()));
+    }
+    MessageFrame_t* frame() { return static_cast<MessageFrame_t*>(m_hdl); }
+    ASNSTRUCT_HANDLE m_hdl = nullptr;
+};
+
+std::vector<std::string> texts() {
+    std::vector<std::string> texts;
+    for (const fakes::LogLine& line : fakes::logLines) {
+        EXPECT_EQ(line.tag, "UPER");
+        texts.push_back(std::to_string(line.level) + " " + line.text);
+    }
+    return texts;
+}
+
+TEST_F(Codec, CapturedFramesDecodeAndEncodeToTheSameBytes) {
+    for (const auto& [digits, type] : {std::pair{captured::spat, V2XCODEC_MSG_SPAT}, {captured::bsm, V2XCODEC_MSG_BSM}}) {
+        const Bytes bytes = hex(digits);
+        ASSERT_EQ(decode(bytes), 0);
+        EXPECT_EQ(v2xcodec_getMsgType(&m_hdl, nullptr), type);
+        Bytes out(bytes.size());
+        int16_t length = -1;
+        EXPECT_EQ(v2xcodec_uperEnc(m_hdl, out.data(), static_cast<int32_t>(out.size()), &length), 0);
+        EXPECT_EQ(length, static_cast<int16_t>(bytes.size()));
+        EXPECT_EQ(out, bytes);
+        v2xcodec_freeStrcut(&m_hdl);
+        EXPECT_EQ(m_hdl, nullptr);
+    }
+    EXPECT_THAT(texts(), IsEmpty());
+}
+
+TEST_F(Codec, ADecodedSpatHoldsWhatWasCaptured) {
+    ASSERT_EQ(decode(hex(captured::spat)), 0);
+    const SPAT_t& spat = frame()->choice.spatFrame;
+    EXPECT_EQ(spat.msgCnt, 91);
+    EXPECT_EQ(*spat.moy, 513261);
+    EXPECT_EQ(*spat.timeStamp, 50998);
+    ASSERT_EQ(spat.intersections.list.count, 1);
+    const IntersectionState_t& crossing = *spat.intersections.list.array[0];
+    EXPECT_EQ(*crossing.intersectionId.region, 1);
+    EXPECT_EQ(crossing.intersectionId.id, 33);
+    ASSERT_EQ(crossing.phases.list.count, 12);
+    const Phase_t& phase = *crossing.phases.list.array[3];
+    EXPECT_EQ(phase.id, 5);
+    EXPECT_EQ(phase.phaseStates.list.array[0]->light, LightState_red);
+    EXPECT_EQ(phase.phaseStates.list.array[0]->timing->choice.counting.likelyEndTime, 530);
+}
+
+TEST_F(Codec, BadArgumentsAreRefusedAndTouchNothing) {
+    Bytes bytes = hex(captured::bsm);
+    int16_t length = 7;
+    uint32_t room = 100;
+    m_hdl = MARK;
+    EXPECT_EQ(v2xcodec_uperEnc(nullptr, bytes.data(), 49, &length), -1);
+    EXPECT_EQ(v2xcodec_uperEnc(m_hdl, nullptr, 49, &length), -1);
+    EXPECT_EQ(v2xcodec_uperEnc(m_hdl, bytes.data(), 49, nullptr), -1);
+    EXPECT_EQ(v2xcodec_uperDec(nullptr, bytes.data(), 49), -1);
+    EXPECT_EQ(v2xcodec_uperDec(&m_hdl, nullptr, 49), -1);
+    EXPECT_EQ(v2xcodec_uperDec(&m_hdl, bytes.data(), 0), -1);
+    EXPECT_EQ(v2xcodec_uperDec(&m_hdl, bytes.data(), -1), -1);
+    EXPECT_EQ(v2xcodec_xerEnc(nullptr, bytes.data(), &room), -1);
+    EXPECT_EQ(v2xcodec_xerEnc(m_hdl, nullptr, &room), -1);
+    EXPECT_EQ(v2xcodec_xerEnc(m_hdl, bytes.data(), nullptr), -1);
+    EXPECT_EQ(v2xcodec_xerDec(nullptr, bytes.data(), 49), -1);
+    EXPECT_EQ(v2xcodec_xerDec(&m_hdl, nullptr, 49), -1);
+    EXPECT_EQ(v2xcodec_xerDec(&m_hdl, bytes.data(), 0), -1);
+    EXPECT_EQ(v2xcodec_print(nullptr), -1);
+    EXPECT_EQ(m_hdl, MARK);
+    EXPECT_EQ(length, 7);
+    EXPECT_EQ(room, 100U);
+    EXPECT_EQ(texts(), std::vector<std::string>(14, "2 input para error!"));
+}
+
+TEST_F(Codec, ACutFrameLeavesANullHandle) {
+    const Bytes whole = hex(captured::spat);
+    for (size_t size = 1; size < whole.size(); size++) {
+        m_hdl = MARK;
+        EXPECT_EQ(decode(Bytes(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(size))), -2) << size;
+        EXPECT_EQ(m_hdl, nullptr);
+    }
+}
+
+TEST_F(Codec, TrailingBytesAreRefusedAndLeaveTheHandleAlone) {
+    Bytes longer = hex(captured::spat);
+    longer.push_back(0);
+    m_hdl = MARK;
+    EXPECT_EQ(decode(longer), -3);
+    EXPECT_EQ(m_hdl, MARK);
+    EXPECT_THAT(texts(), IsEmpty());
+}
+
+TEST_F(Codec, Every202ndFailureIsLogged) {
+    const Bytes cut = hex("36B6FA9DB8E6C0"); // a SPAT, ended inside
+    for (int round = 0; round < 2; round++) {
+        for (int failure = 1; failure <= 201; failure++) {
+            EXPECT_EQ(decode(cut), -2);
+        }
+        EXPECT_THAT(fakes::logLines, SizeIs(static_cast<size_t>(round)));
+        EXPECT_EQ(decode(cut), -2);
+        EXPECT_THAT(fakes::logLines, SizeIs(static_cast<size_t>(round) + 1));
+    }
+    EXPECT_THAT(texts(), ElementsAre("2 uper decode error p_msgF->present=4!", "2 uper decode error p_msgF->present=4!"));
+}
+
+TEST_F(Codec, FailuresOfSeveralThreadsAreCountedTogether) {
+    constexpr int THREADS = 4;
+    constexpr int EACH = 50; // 200 failures: none is logged yet
+    std::array<std::thread, THREADS> threads;
+    for (std::thread& thread : threads) {
+        thread = std::thread([] {
+            uint8_t bytes[] = {0x36, 0xB6};
+            for (int i = 0; i < EACH; i++) {
+                ASNSTRUCT_HANDLE hdl = nullptr;
+                v2xcodec_uperDec(&hdl, bytes, sizeof bytes);
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(decode(hex("36B6")), -2);
+    EXPECT_THAT(fakes::logLines, IsEmpty());
+    EXPECT_EQ(decode(hex("36B6")), -2);
+    EXPECT_THAT(fakes::logLines, SizeIs(1));
+}
+
+TEST_F(Codec, ATooSmallBufferGivesTheFullSizeAndIsNotOverrun) {
+    const Bytes bytes = hex(captured::spat);
+    ASSERT_EQ(decode(bytes), 0);
+    for (const int32_t room : {101, 64, 1, 0, -5}) {
+        Bytes out(102, 0xA5);
+        int16_t length = 0;
+        EXPECT_EQ(v2xcodec_uperEnc(m_hdl, out.data(), room, &length), 0);
+        EXPECT_EQ(length, 102);
+        EXPECT_EQ(out.back(), 0xA5);
+    }
+    std::string text(20, '#');
+    auto size = static_cast<uint32_t>(text.size() - 1);
+    EXPECT_EQ(v2xcodec_xerEnc(m_hdl, reinterpret_cast<uint8_t*>(text.data()), &size), 0);
+    EXPECT_GT(size, 2000U);
+    EXPECT_EQ(text.back(), '#');
+}
+
+TEST_F(Codec, WhatCannotBeEncodedIsNamed) {
+    ASSERT_EQ(decode(hex(captured::spat)), 0);
+    uint8_t out[512];
+    int16_t length = 7;
+    uint32_t size = sizeof out;
+    frame()->choice.spatFrame.msgCnt = 128;
+    EXPECT_EQ(v2xcodec_uperEnc(m_hdl, out, sizeof out, &length), -2);
+    frame()->choice.spatFrame.msgCnt = 91;
+    frame()->choice.spatFrame.intersections.list.array[0]->phases.list.array[0]->phaseStates.list.array[0]->light = 99;
+    EXPECT_EQ(v2xcodec_xerEnc(m_hdl, out, &size), -2);
+    frame()->present = MessageFrame_PR_NOTHING;
+    EXPECT_EQ(v2xcodec_uperEnc(m_hdl, out, sizeof out, &length), -2);
+    frame()->present = MessageFrame_PR_spatFrame;
+    EXPECT_EQ(length, 7);
+    EXPECT_EQ(size, sizeof out);
+    EXPECT_THAT(texts(), ElementsAre("2 Coubld not encode MessageFrame at MsgCount",
+                                     "2 Coubld not encode MessageFrame at LightState; ec.encoded = -1",
+                                     "2 Coubld not encode MessageFrame at MessageFrame"));
+}
+
+TEST_F(Codec, XerGoesBothWays) {
+    const Bytes bytes = hex(captured::bsm);
+    ASSERT_EQ(decode(bytes), 0);
+    std::string text(8192, '\0');
+    auto size = static_cast<uint32_t>(text.size());
+    ASSERT_EQ(v2xcodec_xerEnc(m_hdl, reinterpret_cast<uint8_t*>(text.data()), &size), 0);
+    text.resize(size);
+    EXPECT_THAT(text, HasSubstr("<secMark>47091</secMark>"));
+    v2xcodec_freeStrcut(&m_hdl);
+    fakes::logLevel = V2XLOG_DEBUG;
+    ASSERT_EQ(decodeXer(text + "and what follows is not looked at"), 0);
+    Bytes out(bytes.size());
+    int16_t length = 0;
+    EXPECT_EQ(v2xcodec_uperEnc(m_hdl, out.data(), static_cast<int32_t>(out.size()), &length), 0);
+    EXPECT_EQ(out, bytes);
+}
+
+TEST_F(Codec, TextThatIsNoFrameIsRefused) {
+    for (const char* text : {"<", "<SPAT/>", "<MessageFrame><spatFrame><msgCnt>1</msgCnt>", "no text at all",
+                             "<MessageFrame><spatFrame><msgCnt>x</msgCnt></spatFrame></MessageFrame>"}) {
+        m_hdl = MARK;
+        EXPECT_EQ(decodeXer(text), -2) << text;
+        EXPECT_EQ(m_hdl, MARK);
+    }
+    EXPECT_EQ(texts(), std::vector<std::string>(5, "2 Could not decode MessageFrame"));
+}
+
+TEST_F(Codec, ReleasingNothingIsSaid) {
+    v2xcodec_freeStrcut(&m_hdl);
+    v2xcodec_freeStrcut(nullptr);
+    EXPECT_EQ(m_hdl, nullptr);
+    EXPECT_THAT(texts(), ElementsAre("2 struct is null", "2 struct is null"));
+}
+
+TEST_F(Codec, SaysAtLevelFiveWhatItHandsOutAndFrees) {
+    fakes::logLevel = V2XLOG_DEBUG;
+    // A codec that has run before keeps its level; each case runs in a process of its own.
+    ASSERT_EQ(decodeXer("<MessageFrame><msgFrameExt><messageId>9</messageId><value>0A</value></msgFrameExt>"
+                        "</MessageFrame>"), 0);
+    EXPECT_EQ(v2xcodec_getMsgType(&m_hdl, nullptr), 6);
+    v2xcodec_freeStrcut(&m_hdl);
+    EXPECT_THAT(texts(), ElementsAre(HasSubstr("5 p_msgF=0x"), "5 free ASN MessageFrame struct"));
+}
+
+TEST_F(Codec, PrintsToStandardErrorAndReturnsMinusOne) {
+    ASSERT_EQ(decode(hex(captured::spat)), 0);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(v2xcodec_print(m_hdl), -1);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("<msgCnt>91</msgCnt>"));
+}
+
+TEST_F(Codec, NoFrameIsOfUnknownType) {
+    EXPECT_EQ(v2xcodec_getMsgType(nullptr, nullptr), V2XCODEC_MSG_UNKNOW);
+    EXPECT_EQ(v2xcodec_getMsgType(&m_hdl, nullptr), V2XCODEC_MSG_UNKNOW);
+}
+
+// What the message set's runtime shares between threads shows here under the thread sanitizer.
+TEST_F(Codec, ThreadsDecodeCheckEncodeAndFreeAtOnce) {
+    std::array<std::thread, 2> threads;
+    for (std::thread& thread : threads) {
+        thread = std::thread([] {
+            for (int round = 0; round < 200; round++) {
+                for (const char* digits : {captured::spat, captured::bsm}) {
+                    Bytes bytes = hex(digits);
+                    Bytes out(bytes.size());
+                    int16_t length = 0;
+                    ASNSTRUCT_HANDLE hdl = nullptr;
+                    ASSERT_EQ(v2xcodec_uperDec(&hdl, bytes.data(), static_cast<int16_t>(bytes.size())), 0);
+                    EXPECT_EQ(asn_check_constraints(&asn_DEF_MessageFrame, hdl, nullptr, nullptr), 0);
+                    EXPECT_EQ(v2xcodec_uperEnc(hdl, out.data(), static_cast<int32_t>(out.size()), &length), 0);
+                    EXPECT_EQ(out, bytes);
+                    std::string text(16384, '\0');
+                    auto size = static_cast<uint32_t>(text.size());
+                    EXPECT_EQ(v2xcodec_xerEnc(hdl, reinterpret_cast<uint8_t*>(text.data()), &size), 0);
+                    v2xcodec_freeStrcut(&hdl);
+                    EXPECT_EQ(v2xcodec_xerDec(&hdl, reinterpret_cast<uint8_t*>(text.data()),
+                                              static_cast<int32_t>(size)), 0);
+                    v2xcodec_freeStrcut(&hdl);
+                }
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+} // namespace
