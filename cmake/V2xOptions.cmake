@@ -36,5 +36,5 @@ else()
 endif()
 
 function(v2x_options target)
-  target_link_libraries(${target} PRIVATE v2x_flags)
+  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:v2x_flags>)
 endfunction()
