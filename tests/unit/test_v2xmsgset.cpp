@@ -107,6 +107,22 @@ TEST(MsgSet, ConstraintsHoldAfterTheFirstUse) {
     }
 }
 
+// Unmended, a list may have any number of elements.
+TEST(MsgSet, ListsHaveBounds) {
+    const Decoded decoded(ATS_UNALIGNED_CANONICAL_PER, hex(captured::spat));
+    ASSERT_EQ(decoded.result.code, RC_OK);
+    int& count = decoded.frame->choice.spatFrame.intersections.list.array[0]->phases.list.count;
+    ASSERT_EQ(count, 12);
+    count = 0;
+    char text[200];
+    size_t size = sizeof text;
+    EXPECT_EQ(asn_check_constraints(&asn_DEF_MessageFrame, decoded.frame, text, &size), -1);
+    EXPECT_THAT(text, testing::StartsWith("PhaseList: 0 elements"));
+    count = 1;
+    EXPECT_EQ(asn_check_constraints(&asn_DEF_MessageFrame, decoded.frame, nullptr, nullptr), 0);
+    count = 12;
+}
+
 // Each of these is a leak, a read beyond a name or an abort without its mend; the sanitizers see the first two.
 TEST(MsgSet, HostileText) {
     const std::string good = spatText("<red/>");

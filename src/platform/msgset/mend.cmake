@@ -57,8 +57,29 @@ endif()
 
 # Members without a check of their own kept their type's at first use: a data race again.
 foreach(file constr_CHOICE.c constr_SEQUENCE.c constr_SET_OF.c)
-  mend_file(${file} 1 "elm->memb_constraints = elm->type->check_constraints;" "")
+  mend_file(${file} 1 "elm->memb_constraints = elm->type->check_constraints;" ";")
 endforeach()
+
+# The number of a list's elements was never checked.
+mend_file(constr_SET_OF.c 1
+  "\tconstr = elm->memb_constraints;
+	if(!constr) constr = elm->type->check_constraints;
+"
+  "\tif(td->per_constraints) {
+		const asn_per_constraint_t *size = &td->per_constraints->size;
+		if((size->flags & APC_CONSTRAINED)
+		&& (list->count < size->lower_bound
+			|| list->count > size->upper_bound)) {
+			ASN__CTFAIL(app_key, td, sptr,
+				\"%s: %d elements (%s:%d)\",
+				td->name, list->count, __FILE__, __LINE__);
+			return -1;
+		}
+	}
+
+	constr = elm->memb_constraints;
+	if(!constr) constr = elm->type->check_constraints;
+")
 
 # Unknown extension additions were skipped in steps of 24 bits, and all but the first of them were left unread.
 mend_file(per_opentype.c 1 "while(per_get_few_bits(pd, 24) >= 0);" "while(per_get_few_bits(pd, 8) >= 0);")
