@@ -7,10 +7,12 @@
 #include <vector>
 
 #include "heap_calls.h"
-#include "per_decoder.h"
-#include "per_encoder.h"
+#include "v2x/v2xlog.h"
 #include "v2xapp_gbspat.h"
 #include "v2xapp_upercodec.h"
+
+#include "per_decoder.h"
+#include "per_encoder.h"
 
 namespace {
 
@@ -105,6 +107,8 @@ int main() {
         int states;
     } frames[] = {{"1 phase", 1, 1}, {"8 phases", 8, 1}, {"16 phases of 16 states", 16, 16}};
     bool sound = true;
+    V2X_LOGHANDLE handle = nullptr;
+    v2xlog_AddTag("UPER", &handle); // at its usual level, as in the daemon
     printf("%-30s %10s %10s %8s %8s %8s\n", "ns, ratio, allocations a call", "raw", "codec", "ratio", "raw", "codec");
     for (const auto& row : frames) {
         Bytes bytes = spat(row.phases, row.states);
@@ -119,7 +123,7 @@ int main() {
         compare((what + ": decode").c_str(),
                 [&] {
                     void* decoded = nullptr;
-                    const asn_codec_ctx_t context{};
+                    asn_codec_ctx_t context{};
                     sound &= uper_decode_complete(&context, &asn_DEF_MessageFrame, &decoded, bytes.data(),
                                                   bytes.size()).code == RC_OK;
                     ASN_STRUCT_FREE(asn_DEF_MessageFrame, decoded);
