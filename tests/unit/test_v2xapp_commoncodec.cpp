@@ -42,20 +42,20 @@ TEST(BitString, ToInteger) {
 
 TEST(BitString, FromInteger) {
     const struct {
-        int64_t value;
-        int8_t bits;
         std::string octets;
+        int64_t value;
         int unused;
+        int8_t bits;
     } cases[] = {
-        {0x0102, 16, "0102", 0},
-        {0x0102, 12, "0102", 4},
-        {0x0102, 8, "02", 0},
-        {0xFF, 1, "FF", 7},
-        {-2, 64, "FFFFFFFFFFFFFFFE", 0},
-        {-1, 127, "0000000000000000FFFFFFFFFFFFFFFF", 1},
-        {-1, 0, "", 0},
-        {-1, -1, "", 0},
-        {-1, -128, "", 0},
+        {"0102", 0x0102, 0, 16},
+        {"0102", 0x0102, 4, 12},
+        {"02", 0x0102, 0, 8},
+        {"FF", 0xFF, 7, 1},
+        {"FFFFFFFFFFFFFFFE", -2, 0, 64},
+        {"0000000000000000FFFFFFFFFFFFFFFF", -1, 1, 127},
+        {"", -1, 0, 0},
+        {"", -1, 0, -1},
+        {"", -1, 0, -128},
     };
     for (const auto& row : cases) {
         Bytes before = {9};

@@ -74,6 +74,7 @@ TEST_F(Builder, MessageCountStartsOverAfter127) {
 TEST_F(Builder, ThreadsShareTheMessageCount) {
     std::array<std::array<int, 128>, 4> drawn = {};
     std::vector<std::thread> threads;
+    threads.reserve(drawn.size());
     for (auto& mine : drawn) {
         threads.emplace_back([&mine] {
             SPAT_t own = {};
