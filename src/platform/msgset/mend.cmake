@@ -125,6 +125,25 @@ mend_file(NativeEnumerated.c 1
 			value = 0;
 ")
 
+# What is sent in pieces of 16384 lacked its closing length of 0 where the last piece was a full one.
+mend_file(per_opentype.c 1
+  "\t\ttoGo -= maySave;\n"
+  "\t\ttoGo -= maySave;
+		if(toGo == 0 && maySave >= 16384 && uper_put_length(po, 0)) {
+			FREEMEM(buf);
+			return -1;
+		}
+")
+mend_file(OCTET_STRING.c 1
+  "\t\tsizeinunits -= maySave;
+		assert(!(maySave & 0x07) || !sizeinunits);
+"
+  "\t\tsizeinunits -= maySave;
+		assert(!(maySave & 0x07) || !sizeinunits);
+		if(!sizeinunits && maySave >= 16384 && uper_put_length(po, 0))
+			ASN__ENCODE_FAILED;
+")
+
 # XER: a CHOICE knew its alternative only after that was complete, so that an incomplete one was never freed.
 mend_file(constr_CHOICE.c 1
   "\t\t\tassert(_fetch_present_idx(st,
