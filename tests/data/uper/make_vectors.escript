@@ -16,13 +16,15 @@ main(Args) ->
         [S] -> {list_to_integer(S), Here};
         [S, F] -> {list_to_integer(S), F}
     end,
-    rand:seed(exsss, Seed),
     Temp = string:trim(os:cmd("mktemp -d")),
     try
         Present = edition("Present", fun(Text) -> Text end, Here, Temp),
         Newer = edition("Newer", fun newer/1, Here, Temp),
-        [write(Folder, Name, Present, Frames) || {Name, Frames} <-
-            [{"captured", captured()}, {"newer", newer_frames(Newer)} | present(Present)]]
+        [begin
+            rand:seed(exsss, Seed),
+            write(Folder, Name, Present, Make())
+        end || {Name, Make} <-
+            [{"captured", fun captured/0}] ++ present(Present) ++ [{"newer", fun() -> newer_frames(Newer) end}]]
     after
         file:del_dir_r(Temp)
     end.
@@ -114,19 +116,24 @@ reach({Kind, Members, New}, Types, Seen) when Kind =:= seq; Kind =:= choice ->
     lists:foldl(fun({_, Type, _}, Before) -> reach(Type, Types, Before) end, Seen, Members ++ New);
 reach(_, _, Seen) -> Seen.
 
-%%% A newer edition: more than the present one knows at every extension marker within braces.
+%%% A newer edition: more than the present one knows at every extension marker within braces. A SPAT has such large
+%%% additions that they are sent in pieces, a vehicle's message more additions than a short count of them can tell.
 
 newer(Text) ->
-    Additions = [{"new1", "INTEGER (0..255)"}, {"new2", "INTEGER (0..65535)"}, {"new5", "OCTET STRING (SIZE(5))"},
-                 {"new200", "OCTET STRING (SIZE(200))"}],
-    More = [{"more" ++ integer_to_list(N), "INTEGER (0..7)"} || N <- lists:seq(6, 10)],
-    lists:foldl(fun({Kind, New}, Now) ->
-        re:replace(Now, "^([A-Z][A-Za-z0-9-]* ::= " ++ Kind ++ " \\{[^}]*\\.\\.\\.[^}]*)\n\\}",
+    Additions = [["new1 INTEGER (0..255)"], ["new2 INTEGER (0..65535)"], octets(5), octets(200)],
+    Optional = fun(All) -> [[One, " OPTIONAL"] || One <- All] end,
+    More = fun(Names) -> [["more", integer_to_list(N), " INTEGER (0..7)"] || N <- Names] end,
+    lists:foldl(fun({Name, Kind, New}, Now) ->
+        re:replace(Now, "^(" ++ Name ++ " ::= " ++ Kind ++ " \\{[^}]*\\.\\.\\.[^}]*)\n\\}",
                    ["\\1, ", lists:join(", ", New), "\n}"], [global, multiline, {return, list}])
     end, Text, [
-        {"SEQUENCE", [[Name, " ", Type, " OPTIONAL"] || {Name, Type} <- Additions ++ More]},
-        {"CHOICE", [[Name, " ", Type] || {Name, Type} <- Additions]},
-        {"ENUMERATED", ["new" ++ integer_to_list(N) || N <- lists:seq(1, 80)]}]).
+        {"[A-Z][A-Za-z0-9-]*", "SEQUENCE", Optional(Additions ++ More(lists:seq(6, 10)))},
+        {"SPAT", "SEQUENCE", Optional([octets(16384), octets(17000)])},
+        {"BasicSafetyMessage", "SEQUENCE", Optional(More(lists:seq(11, 70)))},
+        {"[A-Z][A-Za-z0-9-]*", "CHOICE", Additions},
+        {"[A-Z][A-Za-z0-9-]*", "ENUMERATED", ["new" ++ integer_to_list(N) || N <- lists:seq(1, 80)]}]).
+
+octets(Size) -> io_lib:format("new~b OCTET STRING (SIZE(~b))", [Size, Size]).
 
 %%% Values.
 
@@ -178,12 +185,16 @@ value({choice, Members, New}, Name, How) ->
 value({seq, Members, New}, Name, How) ->
     Added = case How of
         #{new := {Name, Which}} -> [M || M = {N, _, _} <- New, lists:member(N, Which)];
-        #{new := any} -> [M || M <- New, rand:uniform(12) =:= 1];
+        #{new := any} -> [M || M = {_, Kind, _} <- New, not is_large(Kind), rand:uniform(12) =:= 1];
         _ -> []
     end,
     maps:from_list([{Member, make(Type, How)} || M = {Member, Type, Optional} <- Members,
                     not Optional orelse leads(M, How) orelse wanted({Name, Member}, Type, How)] ++
                    [{Member, make(Type, How)} || {Member, Type, _} <- Added]).
+
+%% Whether it is sent in pieces.
+is_large({octets, Size, _}) -> Size >= 16384;
+is_large(_) -> false.
 
 wanted(_, _, #{optional := in}) -> true;
 wanted(_, _, #{optional := out}) -> false;
@@ -240,7 +251,7 @@ turn(Name, Count) ->
     put({turn, Name}, Next),
     Next rem Count.
 
-%%% The frames: {Name, Octets}.
+%%% The frames: {Name, Octets} or, with octets that hold what is to be read from them, {Name, Octets, Read}.
 
 captured() ->
     %% The record of the first ends 13 bits early; they are taken as zero, the value that the other phases without a
@@ -252,10 +263,10 @@ captured() ->
         {"vehicle",
          ["07A4660606268666260636FE6063344D1BD748F8710A68800000004018018B9C46BEABE83FBFFFE07E2D07D03648000000"]}]].
 
-%% The frames of every message, by file.
+%% What makes the frames of every message, by file.
 present(Types) ->
     {choice, Members, New} = maps:get("MessageFrame", Types),
-    [{re:replace(atom_to_list(Member), "Frame$", "", [{return, list}]), frames(Member, Type, Types)}
+    [{re:replace(atom_to_list(Member), "Frame$", "", [{return, list}]), fun() -> frames(Member, Type, Types) end}
         || {Member, Type, _} <- Members ++ New].
 
 frames(Member, Type, Types) ->
@@ -289,7 +300,13 @@ newer_frames(Types) ->
                  || Which <- Alternatives, New <- [{"MessageFrame", Which}]] ++
              [{atom_to_list(Member) ++ "_" ++ integer_to_list(N), {Member, make(Type, Turn#{new => any})}}
                  || {Member, Type, _} <- element(2, maps:get("MessageFrame", Types)), N <- lists:seq(1, 4)],
-    [{Name, 'Newer':encode('MessageFrame', Value)} || {Name, Value} <- Frames].
+    %% The tool does not skip what is sent in pieces, but what is read must be the same without it.
+    [{Name, 'Newer':encode('MessageFrame', Value)} || {Name, Value} <- Frames] ++
+    [begin
+        Value = make({ref, "SPAT"}, Turn#{new => New}),
+        Without = 'Newer':encode('MessageFrame', {spatFrame, maps:remove(Which, Value)}),
+        {newer_name(New), 'Newer':encode('MessageFrame', {spatFrame, Value}), Without}
+    end || Which <- [new16384, new17000], New <- [{"SPAT", [Which]}]].
 
 newer_name({Type, [Which | More]}) ->
     Type ++ "_" ++ atom_to_list(Which) ++ case More of
@@ -303,9 +320,10 @@ write(Folder, Name, Types, Frames) ->
     ok = file:write_file(filename:join(Folder, Name ++ ".txt"), [
         "# Made by make_vectors.escript.\n", [["\n" | frame(Frame, Types)] || Frame <- Frames]]).
 
-frame({Name, Octets}, Types) ->
+frame({Name, Octets}, Types) -> frame({Name, Octets, Octets}, Types);
+frame({Name, Octets, Read}, Types) ->
     true = byte_size(Octets) =< ?FRAME_LIMIT,
-    Lines = leaves({ref, "MessageFrame"}, 'Present':decode('MessageFrame', Octets), "", Types),
+    Lines = leaves({ref, "MessageFrame"}, 'Present':decode('MessageFrame', Read), "", Types),
     Count = length(Lines),
     Every = case Count =< ?LEAVES_IN_FULL of
         true -> 1;
