@@ -99,49 +99,73 @@ std::string enumeratedText(const asn_TYPE_descriptor_t& type, long value) {
     return std::string(row == nullptr ? "?" : row->enum_name) + " (" + std::to_string(value) + ")";
 }
 
+// A part that is still to be read; without a value it is an optional one that is out.
+struct Part {
+    Slot slot;
+    const void* value;
+    std::string path;
+};
+
 class Reader {
 public:
-    void read(const Slot& slot, const void* value, const std::string& path) {
-        out.marks.insert(slot.name);
-        switch (kindOf(*slot.type)) {
-        case Kind::integer:
-            leaf(slot, path, " = ", std::to_string(at<long>(value, 0)));
-            break;
-        case Kind::enumerated:
-            leaf(slot, path, " = ", enumeratedText(*slot.type, at<long>(value, 0)));
-            break;
-        case Kind::bits:
-            size(slot, bitCount(at<BIT_STRING_t>(value, 0)));
-            leaf(slot, path, " = ", bitsText(at<BIT_STRING_t>(value, 0)));
-            break;
-        case Kind::octets:
-        case Kind::text: {
-            const auto& octets = at<OCTET_STRING_t>(value, 0);
-            size(slot, octets.size);
-            leaf(slot, path, " = ", kindOf(*slot.type) == Kind::text ? ia5Text(octets) : octetsText(octets));
-            break;
-        }
-        case Kind::list:
-            list(slot, at<asn_anonymous_sequence_>(value, 0), path);
-            break;
-        case Kind::choice:
-            choice(slot, value, path);
-            break;
-        case Kind::sequence:
-            sequence(slot, value, path);
-            break;
-        case Kind::unknown:
-            out.leaves.push_back(path + " of an unknown kind, " + slot.name);
-            break;
+    explicit Reader(Part whole) : m_todo{std::move(whole)} {
+        while (!m_todo.empty()) {
+            const Part part = m_todo.back();
+            m_todo.pop_back();
+            if (part.value == nullptr) {
+                out.leaves.push_back(part.path + " = absent");
+                continue;
+            }
+            out.marks.insert(part.slot.name);
+            read(part);
+            m_todo.insert(m_todo.end(), m_below.rbegin(), m_below.rend());
+            m_below.clear();
         }
     }
 
     MsgsetReading out;
 
 private:
-    void leaf(const Slot& slot, const std::string& path, const char* sign, const std::string& value) {
-        out.leaves.push_back((path.empty() ? slot.name : path) + sign + value);
-        out.marks.insert(slot.name + " = " + value);
+    void read(const Part& part) {
+        const asn_TYPE_descriptor_t& type = *part.slot.type;
+        switch (kindOf(type)) {
+        case Kind::integer:
+            leaf(part, std::to_string(at<long>(part.value, 0)));
+            break;
+        case Kind::enumerated:
+            leaf(part, enumeratedText(type, at<long>(part.value, 0)));
+            break;
+        case Kind::bits:
+            size(part.slot, bitCount(at<BIT_STRING_t>(part.value, 0)));
+            leaf(part, bitsText(at<BIT_STRING_t>(part.value, 0)));
+            break;
+        case Kind::octets:
+            size(part.slot, at<OCTET_STRING_t>(part.value, 0).size);
+            leaf(part, octetsText(at<OCTET_STRING_t>(part.value, 0)));
+            break;
+        case Kind::text:
+            size(part.slot, at<OCTET_STRING_t>(part.value, 0).size);
+            leaf(part, ia5Text(at<OCTET_STRING_t>(part.value, 0)));
+            break;
+        case Kind::list:
+            list(part, at<asn_anonymous_sequence_>(part.value, 0));
+            break;
+        case Kind::choice:
+            choice(part, *static_cast<asn_CHOICE_specifics_t*>(type.specifics));
+            break;
+        case Kind::sequence:
+            for (int i = 0; i < type.elements_count; ++i) {
+                member(part, type.elements[i]);
+            }
+            break;
+        case Kind::unknown:
+            out.leaves.push_back(part.path + " of an unknown kind, " + part.slot.name);
+            break;
+        }
+    }
+    void leaf(const Part& part, const std::string& value) {
+        out.leaves.push_back((part.path.empty() ? part.slot.name : part.path) + " = " + value);
+        out.marks.insert(part.slot.name + " = " + value);
     }
     void size(const Slot& slot, int count) {
         out.marks.insert(slot.name + " of " + std::to_string(count));
@@ -149,83 +173,83 @@ private:
             out.marks.insert(slot.name + " of more");
         }
     }
-    void list(const Slot& slot, const asn_anonymous_sequence_& items, const std::string& path) {
-        size(slot, items.count);
-        out.leaves.push_back(path + "[] = " + std::to_string(items.count));
+    void list(const Part& part, const asn_anonymous_sequence_& items) {
+        size(part.slot, items.count);
+        out.leaves.push_back(part.path + "[] = " + std::to_string(items.count));
         for (int i = 0; i < items.count; ++i) {
-            read(Slot(slot, slot.type->elements[0]), items.array[i], path + "[" + std::to_string(i) + "]");
+            m_below.push_back({Slot(part.slot, part.slot.type->elements[0]), items.array[i],
+                               part.path + "[" + std::to_string(i) + "]"});
         }
     }
-    void choice(const Slot& slot, const void* value, const std::string& path) {
-        const auto& specifics = *static_cast<asn_CHOICE_specifics_t*>(slot.type->specifics);
-        const int present = at<int>(value, specifics.pres_offset);
-        if (present < 1 || present > slot.type->elements_count) {
-            leaf(slot, path, " = ", "none");
-            return;
-        }
-        member(slot, slot.type->elements[present - 1], value, path);
-    }
-    void sequence(const Slot& slot, const void* value, const std::string& path) {
-        for (int i = 0; i < slot.type->elements_count; ++i) {
-            member(slot, slot.type->elements[i], value, path);
+    void choice(const Part& part, const asn_CHOICE_specifics_s& specifics) {
+        const int present = at<int>(part.value, specifics.pres_offset);
+        if (present < 1 || present > part.slot.type->elements_count) {
+            leaf(part, "none");
+        } else {
+            member(part, part.slot.type->elements[present - 1]);
         }
     }
-    void member(const Slot& slot, const asn_TYPE_member_t& member, const void* value, const std::string& path) {
-        const std::string below = path.empty() ? member.name : path + "." + member.name;
-        const void* inner = memberOf(value, member);
-        out.marks.insert(slot.name + "." + member.name + (inner == nullptr ? " absent" : " present"));
-        if (inner == nullptr) {
-            out.leaves.push_back(below + " = absent");
-            return;
-        }
-        read(Slot(slot, member), inner, below);
+    void member(const Part& part, const asn_TYPE_member_t& member) {
+        const void* value = memberOf(part.value, member);
+        out.marks.insert(part.slot.name + "." + member.name + (value == nullptr ? " absent" : " present"));
+        m_below.push_back(
+            {Slot(part.slot, member), value, part.path.empty() ? member.name : part.path + "." + member.name});
     }
+
+    std::vector<Part> m_todo;  // the next last
+    std::vector<Part> m_below; // of the part that is read, in order
 };
 
-void mark(std::set<std::string>& marks, const Slot& slot) {
-    if (!marks.insert(slot.name).second) {
-        return;
-    }
+// The marks of the slot itself.
+std::vector<std::string> ownMarks(const Slot& slot) {
     const asn_TYPE_descriptor_t& type = *slot.type;
+    std::vector<std::string> marks{slot.name};
     const Kind kind = kindOf(type);
     if (kind == Kind::integer) {
-        marks.insert(slot.name + " = " + std::to_string(slot.constraints->value.lower_bound));
-        marks.insert(slot.name + " = " + std::to_string(slot.constraints->value.upper_bound));
+        marks.push_back(slot.name + " = " + std::to_string(slot.constraints->value.lower_bound));
+        marks.push_back(slot.name + " = " + std::to_string(slot.constraints->value.upper_bound));
     } else if (kind == Kind::enumerated) {
         const auto& specifics = *static_cast<asn_INTEGER_specifics_t*>(type.specifics);
         for (int i = 0; i < specifics.map_count; ++i) {
-            marks.insert(slot.name + " = " + enumeratedText(type, specifics.value2enum[i].nat_value));
+            marks.push_back(slot.name + " = " + enumeratedText(type, specifics.value2enum[i].nat_value));
         }
-    } else if (kind != Kind::choice && kind != Kind::sequence && slot.constraints != nullptr) {
+    } else if (kind == Kind::choice || kind == Kind::sequence) {
+        for (int i = 0; i < type.elements_count; ++i) {
+            marks.push_back(slot.name + "." + type.elements[i].name + " present");
+            if (kind == Kind::sequence && (type.elements[i].flags & ATF_POINTER) != 0) {
+                marks.push_back(slot.name + "." + type.elements[i].name + " absent");
+            }
+        }
+    } else if (slot.constraints != nullptr) {
         const asn_per_constraint_t& size = slot.constraints->size;
-        marks.insert(slot.name + " of " + std::to_string(size.lower_bound));
-        marks.insert(
-            slot.name + " of " +
-            ((size.flags & asn_per_constraint_t::APC_EXTENSIBLE) != 0 ? "more" : std::to_string(size.upper_bound)));
+        const bool open = (size.flags & asn_per_constraint_t::APC_EXTENSIBLE) != 0;
+        marks.push_back(slot.name + " of " + std::to_string(size.lower_bound));
+        marks.push_back(slot.name + " of " + (open ? "more" : std::to_string(size.upper_bound)));
     }
-    for (int i = 0; i < type.elements_count; ++i) {
-        const asn_TYPE_member_t& member = type.elements[i];
-        if (kind != Kind::list) {
-            marks.insert(slot.name + "." + member.name + " present");
-        }
-        if (kind == Kind::sequence && (member.flags & ATF_POINTER) != 0) {
-            marks.insert(slot.name + "." + member.name + " absent");
-        }
-        mark(marks, Slot(slot, member));
-    }
+    return marks;
 }
 
 } // namespace
 
 MsgsetReading readMsgset(const asn_TYPE_descriptor_t& type, const void* value) {
-    Reader reader;
-    reader.read(Slot(type), value, "");
-    return reader.out;
+    return Reader({Slot(type), value, ""}).out;
 }
 
 std::set<std::string> msgsetMarks(const asn_TYPE_descriptor_t& type) {
     std::set<std::string> marks;
-    mark(marks, Slot(type));
+    std::vector<Slot> todo{Slot(type)};
+    while (!todo.empty()) {
+        const Slot slot = todo.back();
+        todo.pop_back();
+        if (marks.contains(slot.name)) {
+            continue;
+        }
+        const std::vector<std::string> own = ownMarks(slot);
+        marks.insert(own.begin(), own.end());
+        for (int i = 0; i < slot.type->elements_count; ++i) {
+            todo.emplace_back(slot, slot.type->elements[i]);
+        }
+    }
     return marks;
 }
 
