@@ -1,0 +1,140 @@
+#include "codec.h"
+
+#include <algorithm>
+
+#include "NativeInteger.h"
+#include "constr_CHOICE.h"
+#include "constr_SEQUENCE_OF.h"
+#include "hex.h"
+#include "per_support.h"
+
+namespace msg {
+namespace {
+
+// The first value outside its constraint, and its type.
+extern "C" void NoteConstraint(void* key, asn_TYPE_descriptor_t* type, const void* value, const char* /*format*/, ...) {
+    std::string& text = *static_cast<std::string*>(key);
+    text = type->name;
+    if (type->check_constraints == CHOICE_constraint) {
+        text += ": an alternative that is not known here";
+    } else if (type->xer_encoder == asn_DEF_NativeInteger.xer_encoder && value != nullptr) {
+        text += ": " + std::to_string(*static_cast<const long*>(value)) + " is outside its constraint";
+    } else if (type->check_constraints == SEQUENCE_OF_constraint && value != nullptr) {
+        const int count = static_cast<const asn_anonymous_sequence_*>(value)->count;
+        text += ": " + std::to_string(count) + " elements are outside its constraint";
+    } else {
+        text += ": its size or value is outside its constraint";
+    }
+}
+
+void CheckConstraints(Decoded& decoded) {
+    std::string text;
+    const auto check = asn_DEF_MessageFrame.check_constraints;
+    if (check(&asn_DEF_MessageFrame, decoded.message.get(), NoteConstraint, &text) != 0) {
+        decoded.problems.push_back({Problem::NOWHERE, text});
+    }
+}
+
+// The bits that decoding reads before it ends, in whatever way. (Its result tells only how many a good frame has.)
+size_t BitsRead(std::span<const uint8_t> frame) {
+    asn_codec_ctx_t noLimit{};
+    asn_per_data_t cursor{};
+    cursor.buffer = frame.data();
+    cursor.nbits = 8 * frame.size();
+    void* value = nullptr;
+    asn_DEF_MessageFrame.uper_decoder(&noLimit, &asn_DEF_MessageFrame, nullptr, &value, &cursor);
+    const Message owner(static_cast<MessageFrame_t*>(value));
+    return cursor.moved;
+}
+
+Problem WhereItStopped(std::span<const uint8_t> frame) {
+    // Too few bytes and a length that no encoding has end in the same result. A few more bytes help against the former
+    // alone: one read takes less than 32 bits.
+    const size_t bits = BitsRead(frame);
+    std::vector<uint8_t> longer(frame.begin(), frame.end());
+    longer.resize(frame.size() + 4);
+    if (BitsRead(longer) != bits) {
+        return {frame.size(), "ends too early"};
+    }
+    return {bits == 0 ? 0 : (bits - 1) / 8, "no such alternative, value or length"};
+}
+
+size_t SkipSpace(std::string_view text, size_t from) {
+    return std::min(text.find_first_not_of(" \t\r\n\v\f", from), text.size());
+}
+
+// The rest of the line from this place on.
+std::string LineAt(std::string_view text, size_t from) {
+    const std::string_view rest = text.substr(from);
+    return Printable(rest.substr(0, rest.find_first_of("\r\n")));
+}
+
+template <typename Byte>
+std::vector<Byte> Encode(asn_transfer_syntax syntax, const MessageFrame_t& message, std::string& failedType) {
+    std::vector<Byte> bytes(65536); // enough for nearly all, so that they are encoded once
+    asn_enc_rval_t result{};
+    do {
+        bytes.resize(std::max(bytes.size(), static_cast<size_t>(result.encoded)));
+        result = asn_encode_to_buffer(nullptr, syntax, &asn_DEF_MessageFrame, &message, bytes.data(), bytes.size());
+    } while (result.encoded > static_cast<ssize_t>(bytes.size()));
+    if (result.encoded < 0) {
+        failedType = result.failed_type == nullptr ? "" : result.failed_type->name;
+    }
+    bytes.resize(static_cast<size_t>(std::max<ssize_t>(result.encoded, 0)));
+    return bytes;
+}
+
+} // namespace
+
+void FreeMessage::operator()(MessageFrame_t* message) const {
+    ASN_STRUCT_FREE(asn_DEF_MessageFrame, message);
+}
+
+Decoded DecodeFrame(std::span<const uint8_t> frame) {
+    void* value = nullptr;
+    const asn_dec_rval_t result =
+        asn_decode(nullptr, ATS_UNALIGNED_CANONICAL_PER, &asn_DEF_MessageFrame, &value, frame.data(), frame.size());
+    Decoded decoded{Message(static_cast<MessageFrame_t*>(value)), {}};
+    if (result.code != RC_OK) {
+        decoded.message.reset();
+        decoded.problems.push_back(WhereItStopped(frame));
+        return decoded;
+    }
+    if (result.consumed < frame.size()) {
+        const size_t rest = frame.size() - result.consumed;
+        decoded.problems.push_back(
+            {result.consumed, std::to_string(rest) + (rest == 1 ? " byte" : " bytes") + " left over after the frame"});
+    }
+    CheckConstraints(decoded);
+    return decoded;
+}
+
+Decoded DecodeXer(std::string_view document) {
+    void* value = nullptr;
+    const asn_dec_rval_t result =
+        asn_decode(nullptr, ATS_BASIC_XER, &asn_DEF_MessageFrame, &value, document.data(), document.size());
+    Decoded decoded{Message(static_cast<MessageFrame_t*>(value)), {}};
+    const size_t stopped = SkipSpace(document, std::min(result.consumed, document.size()));
+    if (result.code == RC_OK && stopped == document.size()) {
+        CheckConstraints(decoded);
+        return decoded;
+    }
+    decoded.message.reset();
+    if (stopped == document.size() || result.code == RC_WMORE) {
+        decoded.problems.push_back({document.size(), "ends too early"});
+    } else {
+        decoded.problems.push_back({stopped, "not understood: " + LineAt(document, stopped)});
+    }
+    return decoded;
+}
+
+std::string EncodeXer(const MessageFrame_t& message, std::string& failedType) {
+    const std::vector<char> text = Encode<char>(ATS_BASIC_XER, message, failedType);
+    return {text.begin(), text.end()};
+}
+
+std::vector<uint8_t> EncodeFrame(const MessageFrame_t& message, std::string& failedType) {
+    return Encode<uint8_t>(ATS_UNALIGNED_CANONICAL_PER, message, failedType);
+}
+
+} // namespace msg

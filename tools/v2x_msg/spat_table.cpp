@@ -1,0 +1,185 @@
+#include "spat_table.h"
+
+#include <array>
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <string_view>
+
+#include "IntersectionState.h"
+#include "Phase.h"
+#include "PhaseState.h"
+#include "TimeChangeDetails.h"
+
+namespace msg {
+namespace {
+
+constexpr long UNKNOWN_TIME = 36001;
+constexpr long INVALID_MINUTE = 527040;
+constexpr long MINUTES_OF_DAY = 24L * 60;
+
+constexpr std::string_view LIGHTS[] = {
+    "unavailable",     "dark",   "flashing-red",   "red", "flashing-green", "permissive-green",
+    "protected-green", "yellow", "flashing-yellow"};
+static_assert(std::size(LIGHTS) == LightState_flashing_yellow + 1);
+
+constexpr std::string_view STATUS_BITS[] = {"manualControlIsEnabled",
+                                            "stopTimeIsActivated",
+                                            "failureFlash",
+                                            "preemptIsActive",
+                                            "signalPriorityIsActive",
+                                            "fixedTimeOperation",
+                                            "trafficDependentOperation",
+                                            "standbyOperation",
+                                            "failureMode",
+                                            "off",
+                                            "recentMAPmessageUpdate",
+                                            "recentChangeInMAPassignedLanesIDsUsed",
+                                            "noValidMAPisAvailableAtThisTime",
+                                            "noValidSPATisAvailableAtThisTime"};
+static_assert(std::size(STATUS_BITS) == IntersectionStatusObject_noValidSPATisAvailableAtThisTime + 1);
+
+[[gnu::format(printf, 1, 2)]] std::string Text(const char* format, ...) {
+    char text[160];
+    va_list args;
+    va_start(args, format);
+    std::vsnprintf(text, sizeof text, format, args);
+    va_end(args);
+    return text;
+}
+
+std::string Optional(const long* value) {
+    return value == nullptr ? "-" : std::to_string(*value);
+}
+
+std::string Time(const long* mark) {
+    return mark == nullptr ? "-" : *mark == UNKNOWN_TIME ? "?" : Text("%.1f", static_cast<double>(*mark) * 0.1);
+}
+
+std::string Percent(const long* confidence) {
+    return confidence == nullptr ? "-" : Text("%.1f", static_cast<double>(*confidence) * 0.5);
+}
+
+// The minute of the year as a day of the year (the first is 1) and a time of day; the year is not known.
+std::string Minute(const long* moy) {
+    if (moy == nullptr) {
+        return "moy -";
+    }
+    if (*moy == INVALID_MINUTE) {
+        return Text("moy %ld (invalid)", *moy);
+    }
+    const long minute = *moy % MINUTES_OF_DAY;
+    return Text("moy %ld (day %ld, %02ld:%02ld)", *moy, *moy / MINUTES_OF_DAY + 1, minute / 60, minute % 60);
+}
+
+std::string TimeStamp(const long* milliseconds) {
+    return milliseconds == nullptr ? "timeStamp -"
+                                   : Text("timeStamp %.3f s", static_cast<double>(*milliseconds) * 0.001);
+}
+
+std::string Name(const DescriptiveName_t& name) {
+    std::string shown;
+    for (int i = 0; i < name.size; ++i) {
+        const char character = static_cast<char>(name.buf[i]);
+        shown += character >= ' ' && character <= '~' ? character : '.';
+    }
+    return shown;
+}
+
+std::string Status(const IntersectionStatusObject_t& status) {
+    std::string names;
+    for (size_t bit = 0; bit < 8 * static_cast<size_t>(status.size); ++bit) {
+        if ((status.buf[bit / 8] >> (7 - bit % 8) & 1) != 0) {
+            names += (names.empty() ? "" : ", ");
+            names += bit < std::size(STATUS_BITS) ? std::string(STATUS_BITS[bit]) : "bit " + std::to_string(bit);
+        }
+    }
+    return names.empty() ? "none" : names;
+}
+
+std::string Light(long light) {
+    const auto index = static_cast<size_t>(light);
+    return light >= 0 && index < std::size(LIGHTS) ? std::string(LIGHTS[index]) : std::to_string(light);
+}
+
+// Widths are those of the headings and of the widest entry.
+constexpr const char* ROW = "  %5s  %-16s  %-8s  %7s  %7s  %7s  %9s  %11s  %9s  %11s\n";
+
+std::string HeadingRow() {
+    return Text(ROW, "phase", "light", "timing", "start", "minEnd", "maxEnd", "likelyEnd", "confidence%", "nextStart",
+                "nextEnd/Dur");
+}
+
+using Times = std::array<std::string, 7>;
+
+Times TimesOf(const TimeCountingDown_t& timing) {
+    return {Time(&timing.startTime),     Time(timing.minEndTime),        Time(timing.maxEndTime),
+            Time(&timing.likelyEndTime), Percent(timing.timeConfidence), Time(timing.nextStartTime),
+            Time(timing.nextDuration)};
+}
+
+Times TimesOf(const UTCTiming_t& timing) {
+    return {Time(&timing.startUTCTime),     Time(timing.minEndUTCTime),     Time(timing.maxEndUTCTime),
+            Time(&timing.likelyEndUTCTime), Percent(timing.timeConfidence), Time(timing.nextStartUTCTime),
+            Time(timing.nextEndUTCTime)};
+}
+
+std::string StateRow(const std::string& phase, const PhaseState_t& state) {
+    Times times{"-", "-", "-", "-", "-", "-", "-"};
+    const char* timing = "-";
+    if (state.timing != nullptr) {
+        const TimeChangeDetails_t& details = *state.timing;
+        switch (details.present) {
+        case TimeChangeDetails_PR_counting:
+            timing = "counting";
+            times = TimesOf(details.choice.counting);
+            break;
+        case TimeChangeDetails_PR_utcTiming:
+            timing = "utc";
+            times = TimesOf(details.choice.utcTiming);
+            break;
+        case TimeChangeDetails_PR_NOTHING:
+            timing = "unknown"; // an alternative of a newer edition
+            break;
+        }
+    }
+    const std::string light = Light(state.light);
+    return Text(ROW, phase.c_str(), light.c_str(), timing, times[0].c_str(), times[1].c_str(), times[2].c_str(),
+                times[3].c_str(), times[4].c_str(), times[5].c_str(), times[6].c_str());
+}
+
+// The phase's id stands before the first of its states alone.
+std::string PhaseRows(const Phase_t& phase) {
+    std::string rows;
+    for (int i = 0; i < phase.phaseStates.list.count; ++i) {
+        rows += StateRow(i == 0 ? std::to_string(phase.id) : "", *phase.phaseStates.list.array[i]);
+    }
+    return rows;
+}
+
+std::string IntersectionTable(const IntersectionState_t& intersection) {
+    std::string table = "intersection " + Optional(intersection.intersectionId.region) + "/" +
+                        std::to_string(intersection.intersectionId.id) + "  " + Minute(intersection.moy) + "  " +
+                        TimeStamp(intersection.timeStamp) + "\n  status: " + Status(intersection.status) + "\n" +
+                        HeadingRow();
+    for (int i = 0; i < intersection.phases.list.count; ++i) {
+        table += PhaseRows(*intersection.phases.list.array[i]);
+    }
+    return table;
+}
+
+} // namespace
+
+std::string SpatTable(const SPAT_t& spat) {
+    std::string table = Minute(spat.moy) + "  " + TimeStamp(spat.timeStamp);
+    if (spat.name != nullptr) {
+        table += "  name \"" + Name(*spat.name) + "\"";
+    }
+    table += "\n";
+    for (int i = 0; i < spat.intersections.list.count; ++i) {
+        table += IntersectionTable(*spat.intersections.list.array[i]);
+    }
+    return table;
+}
+
+} // namespace msg
