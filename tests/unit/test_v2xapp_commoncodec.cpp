@@ -137,6 +137,16 @@ protected:
         }
     }
 
+    // Outputs are not looked at: they hold anything.
+    void freshOffset() {
+        ASN_STRUCT_FREE_CONTENTS_ONLY(asn_DEF_PositionOffsetLLV, &offset);
+        memset(&offset, 0xA5, sizeof offset);
+    }
+    void freshCurrent() {
+        free(current.elevation);
+        memset(&current.elevation, 0xA5, sizeof current.elevation);
+    }
+
     PositionOffsetLLV_t offset = {};
     Position3D_t current = {};
     Position3D_t reference = {};
@@ -167,6 +177,7 @@ TEST_F(Position, HorizontalDifferenceInDegreesSelectsTheWidth) {
     for (const auto& row : cases) {
         const c_pos3D_t position = {true, 0, row.lat, row.lon, false, 0, {}};
         const c_pos3D_t origin = {};
+        freshOffset();
         EXPECT_EQ(setPosOffsetLLV(&position, &origin, &offset), 0);
         ASSERT_EQ(offset.offsetLL.present, row.tag) << row.lat << " " << row.lon;
         EXPECT_EQ(lat(row.tag), row.units[0]) << row.lat;
@@ -179,6 +190,7 @@ TEST_F(Position, HorizontalDifferenceInDegreesSelectsTheWidth) {
 TEST_F(Position, AbsolutePositionIsTheCurrentOne) {
     const c_pos3D_t position = {true, 0, 39.90625, -116.375, false, 0, {}};
     const c_pos3D_t far = {true, 0, 39.90625, 116.5, false, 0, {}};
+    freshOffset();
     EXPECT_EQ(setPosOffsetLLV(&position, &far, &offset), 0);
     ASSERT_EQ(offset.offsetLL.present, 7);
     EXPECT_EQ(lat(7), 399062500);
@@ -218,6 +230,7 @@ TEST_F(Position, VerticalDifferenceInMetresSelectsTheWidth) {
     for (const auto& row : cases) {
         const c_pos3D_t position = {true, 0, 0, 0, false, row.current, {}};
         const c_pos3D_t origin = {true, 0, 0, 0, false, row.reference, {}};
+        freshOffset();
         EXPECT_EQ(setPosOffsetLLV(&position, &origin, &offset), 0);
         ASSERT_EQ(tagV(), row.tag) << row.current << " " << row.reference;
         if (row.tag != 0) {
@@ -242,6 +255,7 @@ TEST_F(Position, WhatIsNoNumberOrTooLargeDoesNotEncode) {
     };
     const c_pos3D_t origin = {true, 0, 0, 0, false, 1, {}};
     for (const auto& row : cases) {
+        freshOffset();
         EXPECT_EQ(setPosOffsetLLV(&row.position, &origin, &offset), 0);
         ASSERT_EQ(offset.offsetLL.present, row.tags[0]);
         EXPECT_EQ(lat(row.tags[0]), row.value[0]);
@@ -285,6 +299,7 @@ TEST_F(Position, HorizontalDifferenceInUnitsSelectsTheWidth) {
         current.Long = row.current[1];
         reference.lat = row.reference[0];
         reference.Long = row.reference[1];
+        freshOffset();
         EXPECT_EQ(setPosOffsetLLVOriginal(&current, &reference, &offset), 0);
         ASSERT_EQ(offset.offsetLL.present, row.tag) << row.current[0] << " " << row.current[1];
         EXPECT_EQ(lat(row.tag), row.value[0]) << row.current[0];
@@ -323,6 +338,7 @@ TEST_F(Position, VerticalDifferenceInUnitsSelectsTheWidth) {
     for (const auto& row : cases) {
         setElevation(current, row.current);
         setElevation(reference, row.reference);
+        freshOffset();
         EXPECT_EQ(setPosOffsetLLVOriginal(&current, &reference, &offset), 0);
         ASSERT_EQ(tagV(), row.tag) << row.current.value_or(-1);
         if (row.tag != 0) {
@@ -353,6 +369,7 @@ TEST_F(Position, EveryWidthIsReadBack) {
         EXPECT_EQ(out.m_pos3DSrc, 9);
         EXPECT_EQ(out.m_posToXY.x + out.m_posToXY.y, 9);
 
+        freshCurrent();
         EXPECT_EQ(prasePosOffsetLLVOriginal(&offset, &reference, &current), 0);
         EXPECT_EQ(current.Long, absolute ? -1250 : 1159998750);
         EXPECT_EQ(current.lat, absolute ? 2007 : 400002000 + tag);
@@ -378,6 +395,7 @@ TEST_F(Position, UnknownTagsLeaveTheResultAlone) {
         current.lat = 1;
         current.Long = 2;
         setElevation(current, 3);
+        freshCurrent();
         EXPECT_EQ(prasePosOffsetLLVOriginal(&offset, &reference, &current), 0);
         EXPECT_EQ(current.lat, 1);
         EXPECT_EQ(current.Long, 2);
@@ -402,6 +420,7 @@ TEST_F(Position, WithoutAnElevationThereIsNone) {
 
         setElevation(reference, hasOffset ? std::nullopt : std::optional<long>(500));
         setElevation(current, 3);
+        freshCurrent();
         EXPECT_EQ(prasePosOffsetLLVOriginal(&offset, &reference, &current), 0);
         EXPECT_EQ(current.elevation, nullptr);
     }
@@ -416,6 +435,7 @@ TEST_F(Position, SumsInUnitsStopAtTheEnds) {
     reference.Long = 1;
     reference.lat = -1;
     setElevation(reference, LONGEST);
+    freshCurrent();
     EXPECT_EQ(prasePosOffsetLLVOriginal(&offset, &reference, &current), 0);
     EXPECT_EQ(current.Long, LONGEST);
     EXPECT_EQ(current.lat, LOWEST);

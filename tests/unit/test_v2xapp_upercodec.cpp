@@ -117,6 +117,15 @@ TEST_F(Codec, ACutFrameLeavesANullHandle) {
     }
 }
 
+// Decoded, it would pass for a SPAT without anything in it.
+TEST_F(Codec, AMessageOfANewerEditionIsNone) {
+    for (const char* digits : {"8100", "820101", "BF021234", "81 00 00"}) {
+        m_hdl = MARK;
+        EXPECT_EQ(decode(hex(digits)), -2) << digits;
+        EXPECT_EQ(m_hdl, nullptr);
+    }
+}
+
 TEST_F(Codec, TrailingBytesAreRefusedAndLeaveTheHandleAlone) {
     Bytes longer = hex(captured::spat);
     longer.push_back(0);

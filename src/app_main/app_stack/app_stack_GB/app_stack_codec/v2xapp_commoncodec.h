@@ -84,15 +84,16 @@ int32_t prasePosOffsetLLV(const PositionOffsetLLV_t* p_posOftllv, const c_pos3D_
 
 // Decoding into whole units. Tags outside 1 to 7 leave lat and Long alone. The result has an elevation when the message
 // has an offsetV and the reference an elevation; with a tag of offsetV outside 1 to 7 it is 0. Sums that a long cannot
-// hold stop at its end. outPos3D->elevation is null or malloc's on entry: it is written to, or freed, but where it is
-// the reference's own block it stays that one's. Returns 0; -1 for a null argument ("input param error").
+// hold stop at its end. Where reference and result are one object its elevation is changed in place, or freed; else what
+// outPos3D->elevation points to on entry is not looked at: release it before where it is the result's own. Returns 0; -1
+// for a null argument ("input param error").
 int32_t prasePosOffsetLLVOriginal(const PositionOffsetLLV_t* p_posOftllv, const Position3D_t* initPos3D,
                                   Position3D_t* outPos3D);
 
 // Encoding takes the narrowest offset that holds the larger of the two differences, or the absolute position beyond
-// 0.8388607 degree; likewise for the elevation, beyond 204.7 m. p_outPosOftllv->offsetV is null or malloc's on entry:
-// it is written to, or freed. Return 0, also when memory for the elevation is lacking (it is absent then, "calloc
-// err"); -2 for a null argument ("input para error").
+// 0.8388607 degree; likewise for the elevation, beyond 204.7 m. what p_outPosOftllv->offsetV points to on entry is not
+// looked at: release it before a second use. Return 0, also when memory for the elevation is lacking (it is absent
+// then, "calloc err"); -2 for a null argument ("input para error").
 
 // From degrees and metres: differences times 1e7 and 10, the fraction cut off. Each width starts exactly at its bound,
 // so 0.0002047 degree takes the second one. An elevation of exactly 0.0 on either side stands for a missing one,

@@ -99,18 +99,10 @@ int32_t TagOf(const Choice& choice) {
 
 // ---- optional members and whole numbers
 
-template <typename T>
-void MakeAbsent(T*& member) {
-    std::free(member);
-    member = nullptr;
-}
-
-// Whether the member is present now.
+// Whether the member is present now. What it pointed to before is not looked at: an output need not be initialised.
 template <typename T>
 bool MakePresent(T*& member) {
-    if (member == nullptr) {
-        member = static_cast<T*>(std::calloc(1, sizeof *member));
-    }
+    member = static_cast<T*>(std::calloc(1, sizeof *member));
     if (member == nullptr) {
         V2XLOG(g_tag, V2XLOG_ERROR, "calloc err");
     }
@@ -146,11 +138,10 @@ int32_t prasePosOffsetV(const VerticalOffset_t* vertoft, const c_pos3D_t* initPo
 
 int32_t prasePosOffsetVOriginal(const VerticalOffset_t* vertoft, const Position3D_t* initPos3D,
                                 Position3D_t* outPos3D) {
-    if (outPos3D != initPos3D && outPos3D->elevation == initPos3D->elevation) {
-        outPos3D->elevation = nullptr; // a copy of the reference shares its block
-    }
+    Elevation_t* const own = outPos3D == initPos3D ? initPos3D->elevation : nullptr; // goes where the result comes
     if (vertoft == nullptr || initPos3D->elevation == nullptr) {
-        MakeAbsent(outPos3D->elevation);
+        std::free(own);
+        outPos3D->elevation = nullptr;
         return 0;
     }
     long elevation = 0;
@@ -159,7 +150,9 @@ int32_t prasePosOffsetVOriginal(const VerticalOffset_t* vertoft, const Position3
         const long base = tag == ABSOLUTE ? 0 : *initPos3D->elevation;
         elevation = Sum(vertoft->choice.*VERTICAL[tag - 1].value, base);
     }
-    if (MakePresent(outPos3D->elevation)) {
+    if (own != nullptr) {
+        *own = elevation;
+    } else if (MakePresent(outPos3D->elevation)) {
         *outPos3D->elevation = elevation;
     }
     return 0;
@@ -169,7 +162,7 @@ int32_t prasePosOffsetVOriginal(const VerticalOffset_t* vertoft, const Position3
 
 int32_t setPosOffsetV(const c_pos3D_t* currPos3D, const c_pos3D_t* hpathPos3D, PositionOffsetLLV_t* outPosOftllv) {
     if (currPos3D->elevation == 0.0 || hpathPos3D->elevation == 0.0) {
-        MakeAbsent(outPosOftllv->offsetV);
+        outPosOftllv->offsetV = nullptr;
         return 0;
     }
     if (!MakePresent(outPosOftllv->offsetV)) {
@@ -186,7 +179,7 @@ int32_t setPosOffsetV(const c_pos3D_t* currPos3D, const c_pos3D_t* hpathPos3D, P
 int32_t setPosOffsetVOriginal(const Position3D_t* currPos3D, const Position3D_t* refPos3D,
                               PositionOffsetLLV_t* outPosOftllv) {
     if (currPos3D->elevation == nullptr || refPos3D->elevation == nullptr) {
-        MakeAbsent(outPosOftllv->offsetV);
+        outPosOftllv->offsetV = nullptr;
         return 0;
     }
     if (!MakePresent(outPosOftllv->offsetV)) {

@@ -70,7 +70,7 @@ int32_t v2xcodec_uperDec(ASNSTRUCT_HANDLE* hdl, uint8_t* enc_buf, int16_t enc_bu
     const auto size = static_cast<size_t>(enc_bufLen);
     asn_dec_rval_t result;
     Frame frame = Decode(ATS_UNALIGNED_CANONICAL_PER, enc_buf, size, result);
-    if (result.code != RC_OK || frame == nullptr) {
+    if (result.code != RC_OK || frame == nullptr || frame->present == MessageFrame_PR_NOTHING) {
         if (CountFailure()) {
             V2XLOG(g_tag, V2XLOG_ERROR, "uper decode error p_msgF->present=%d!",
                    frame != nullptr ? static_cast<int>(frame->present) : 0);

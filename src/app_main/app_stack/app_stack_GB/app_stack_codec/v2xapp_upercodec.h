@@ -32,10 +32,10 @@ int32_t v2xcodec_uperEnc(ASNSTRUCT_HANDLE hdl, uint8_t* enc_buf, int32_t enc_buf
 
 // Decodes one frame from all of the `enc_bufLen` bytes at `enc_buf`.
 // Returns 0 and a new frame at *hdl, which the caller owns; -1 for a null pointer or a length below 1 (*hdl untouched);
-// -2 when the bytes are no frame or end too early (*hdl becomes null); -3 when bytes are left over after a whole frame
+// -2 when the bytes are no frame, end too early, or hold a message of a newer edition (*hdl becomes null); -3 when bytes are left over after a whole frame
 // (*hdl untouched).
-// What a newer edition of the message set added is skipped: an alternative that is not known here leaves its choice with
-// none (present 0), an enumerated value reads as the type's first. Numbers, list and string sizes may be outside their
+// What a newer edition of the message set added to a message is skipped: an alternative that is not known here leaves its
+// choice with none (present 0), an enumerated value reads as the type's first. Numbers, list and string sizes may be outside their
 // constraints: check with asn_check_constraints where it matters. Of consecutive -2 the 202nd is logged, and every 202nd
 // after it, over all threads together.
 int32_t v2xcodec_uperDec(ASNSTRUCT_HANDLE* hdl, uint8_t* enc_buf, int16_t enc_bufLen);
