@@ -156,7 +156,6 @@ TEST_F(Builder, TimeStampFromAClock) {
         {60000000, "0"},
         {1772714096789000, "56789"},
         {UINT64_MAX, "49551"}, // 307445734561 minutes and this
-                               // minutes and this
     };
     for (const auto& row : cases) {
         uint64_t now = row.now;

@@ -92,6 +92,8 @@ TEST(MsgSet, ConstraintsHoldAfterTheFirstUse) {
         {"MinuteOfTheYear", spat.moy, 527041},
         {"DSecond", spat.timeStamp, -1},
         {"NodeID", &spat.intersections.list.array[0]->intersectionId.id, 65536},
+        {"LightState", &state.light, 9},
+        {"LightState", &state.light, -1},
         {"TimeMark", &state.timing->choice.counting.likelyEndTime, 36002},
     };
     for (int round = 0; round < 2; round++) {

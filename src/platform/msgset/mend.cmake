@@ -81,6 +81,24 @@ mend_file(constr_SET_OF.c 1
 	if(!constr) constr = elm->type->check_constraints;
 ")
 
+# Any number passed for an enumerated value; the type's own table tells which there are.
+mend_file(NativeEnumerated.c 1
+  "asn_TYPE_descriptor_t asn_DEF_NativeEnumerated = {"
+  "static int
+NativeEnumerated_constraint(asn_TYPE_descriptor_t *td, const void *sptr,
+	asn_app_constraint_failed_f *ctfailcb, void *app_key) {
+	asn_INTEGER_specifics_t *specs = (asn_INTEGER_specifics_t *)td->specifics;
+	if(!sptr || (specs
+	&& !INTEGER_map_value2enum(specs, *(const long *)sptr))) {
+		ASN__CTFAIL(app_key, td, sptr, \"%s: no such value (%s:%d)\",
+			td->name, __FILE__, __LINE__);
+		return -1;
+	}
+	return 0;
+}
+asn_TYPE_descriptor_t asn_DEF_NativeEnumerated = {")
+mend_file(NativeEnumerated.c 1 "\tasn_generic_no_constraint,\n" "\tNativeEnumerated_constraint,\n")
+
 # Bit strings that a newer edition may make longer were refused by the check.
 foreach(size VehicleEventFlags:13 ExteriorLights:9 LaneAttributes-Vehicle:8)
   string(REGEX REPLACE "^(.*):(.*)$" "\\1.c;\\2" size ${size})
