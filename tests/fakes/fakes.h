@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "bytes.h"
+#include "v2x/v2xdds.h"
 #include "v2x/v2xipc.h"
 #include "v2x/v2xpub.h"
 
@@ -60,6 +61,28 @@ void receive(const std::string& socketName, const std::vector<uint8_t>& bytes);
 
 // ---- ipc
 extern v2x_ipc_config_t ipcConf;
+
+// ---- dds: one participant; its calls stand in the journal with their arguments ("dds.dds_reg 200 rsu/a/spat/up writer",
+// "dds.set_history_qos rsu/a/spat/up 2 0", "dds.destroy_dds null")
+extern bool ddsCreateFails;
+extern std::map<std::string, bool> ddsRegFails;   // by topic; false where absent
+extern std::map<std::string, int32_t> ddsMatched; // readers matched once started, by topic; 0 where absent
+struct DdsTopic {
+    std::string name;
+    int32_t domain;
+    dds_RecvCallback callback; // null for a writer
+    int32_t dataType;
+};
+extern std::vector<DdsTopic> ddsTopics; // declared, in order
+struct DdsSample {
+    std::string topic;
+    std::vector<uint8_t> bytes;
+};
+extern std::vector<DdsSample> ddsSent; // whole, as they were handed to dds_send
+extern int32_t ddsSendResult;          // what dds_send says to a sample that it records
+
+// Hands bytes to the topic's callback, from a buffer that ends where they end.
+void ddsReceive(const std::string& topic, const std::vector<uint8_t>& bytes);
 
 using ::hex;
 
