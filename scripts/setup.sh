@@ -6,10 +6,12 @@ set -euo pipefail
 build_packages=(
   g++ cmake ninja-build pkg-config asn1c
   libspdlog-dev libconfig-dev libsystemd-dev libcli11-dev libcjson-dev
+  libfastrtps-dev libfastcdr-dev
 )
 develop_packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-14-dev
+  cyclonedds-dev cyclonedds-tools
 )
 
 case "${1:-all}" in

@@ -1,0 +1,58 @@
+#include "v2xdds_dispatch.h"
+
+#include <pthread.h>
+
+#include <functional>
+
+#include "v2xdds_reader.h"
+
+namespace {
+thread_local const v2xdds_dispatch* t_running = nullptr; // whose thread this is
+}
+
+bool v2xdds_dispatch::IsCaller() const {
+    return t_running == this;
+}
+
+void v2xdds_dispatch::Start(const std::vector<std::unique_ptr<v2xdds_reader>>& readers) {
+    m_thread = std::thread(&v2xdds_dispatch::Run, this, std::cref(readers));
+    pthread_setname_np(m_thread.native_handle(), "v2xdds");
+}
+
+void v2xdds_dispatch::Wake() {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isPending = true;
+    }
+    m_wake.notify_one();
+}
+
+void v2xdds_dispatch::Stop() {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isStopping = true;
+    }
+    m_wake.notify_one();
+    if (m_thread.joinable()) {
+        m_thread.join();
+    }
+}
+
+void v2xdds_dispatch::Run(const std::vector<std::unique_ptr<v2xdds_reader>>& readers) {
+    t_running = this;
+    std::unique_lock lock(m_mutex);
+    while (!m_isStopping) {
+        m_wake.wait(lock, [this] { return m_isPending || m_isStopping; });
+        m_isPending = false;
+        // One sample of each topic in turn, so that a busy topic does not keep the others waiting.
+        bool isMore = true;
+        while (isMore && !m_isStopping) {
+            lock.unlock();
+            isMore = false;
+            for (const auto& reader : readers) {
+                isMore |= reader->HandOnOne();
+            }
+            lock.lock();
+        }
+    }
+}

@@ -1,0 +1,37 @@
+// The thread that runs the callbacks of one participant. The library's own threads only wake it, so that a callback may
+// take its time, send, or ask for matches without holding up the protocol.
+#pragma once
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+class v2xdds_reader;
+
+class v2xdds_dispatch {
+public:
+    v2xdds_dispatch() = default;
+    ~v2xdds_dispatch() { Stop(); }
+    v2xdds_dispatch(const v2xdds_dispatch&) = delete;
+    v2xdds_dispatch& operator=(const v2xdds_dispatch&) = delete;
+
+    // Serves these readers, which outlive the thread. Throws std::system_error where no thread can be had.
+    void Start(const std::vector<std::unique_ptr<v2xdds_reader>>& readers);
+    // There may be something to take. Any thread.
+    void Wake();
+    // Waits for the callback that runs; none runs afterwards.
+    void Stop();
+    // Whether the caller is a callback of this participant.
+    bool IsCaller() const;
+
+private:
+    void Run(const std::vector<std::unique_ptr<v2xdds_reader>>& readers);
+
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
+    bool m_isPending = false;
+    bool m_isStopping = false;
+    std::thread m_thread;
+};

@@ -1,0 +1,59 @@
+#include "v2xdds_library.h"
+
+#include <pthread.h>
+
+#include <fastdds/dds/log/Log.hpp>
+#include <fastrtps/attributes/LibrarySettingsAttributes.h>
+#include <fastrtps/xmlparser/XMLProfileManager.h>
+#include <memory>
+#include <mutex>
+
+#include "v2xdds_log.h"
+
+namespace {
+
+using eprosima::fastdds::dds::Log;
+
+// Runs on the library's log thread. A line that repeats, or a flood of them, is the log's matter.
+class LogToUnit : public eprosima::fastdds::dds::LogConsumer {
+public:
+    void Consume(const Log::Entry& entry) override {
+        const int32_t level = entry.kind == Log::Error ? V2XLOG_ERROR : V2XLOG_WARN;
+        const char* const category = entry.context.category != nullptr ? entry.context.category : "";
+        if (entry.kind != Log::Info) {
+            V2XLOG(g_v2xddsLog, level, "Fast DDS %s: %s", category, entry.message.c_str());
+        }
+    }
+};
+
+void SetUp() {
+    Log::ClearConsumers(); // the one that writes to standard output
+    Log::RegisterConsumer(std::make_unique<LogToUnit>());
+    Log::SetVerbosity(Log::Warning);
+    // Else a writer would run the reader's part itself where both are in one process.
+    eprosima::fastrtps::LibrarySettingsAttributes settings;
+    settings.intraprocess_delivery = eprosima::fastrtps::INTRAPROCESS_OFF;
+    eprosima::fastrtps::xmlparser::XMLProfileManager::library_settings(settings);
+}
+
+} // namespace
+
+void v2xdds_PrepareLibrary() {
+    static std::once_flag once;
+    std::call_once(once, SetUp);
+    // The log thread starts with the first entry, on whatever thread that falls; this one the consumer leaves out.
+    Log::QueueLog("", {nullptr, 0, nullptr, nullptr}, Log::Info);
+}
+
+v2xdds_signalsBlocked::v2xdds_signalsBlocked() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGQUIT);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, &m_before);
+}
+
+v2xdds_signalsBlocked::~v2xdds_signalsBlocked() {
+    pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
+}

@@ -1,0 +1,174 @@
+#include "v2xdds_participant.h"
+
+#include <algorithm>
+#include <exception>
+#include <fastdds/rtps/RTPSDomain.h>
+#include <stdexcept>
+
+#include "v2xdds_cdr.h"
+#include "v2xdds_library.h"
+#include "v2xdds_log.h"
+#include "v2xdds_transport.h"
+
+namespace {
+
+namespace rtps = eprosima::fastrtps::rtps;
+
+constexpr size_t TOPIC_NAME_MAX = 255; // the library cuts longer ones
+constexpr int32_t PLAIN_BYTES = 0;     // the one data type
+
+} // namespace
+
+void v2xdds_participant::Remove::operator()(rtps::RTPSParticipant* participant) const {
+    rtps::RTPSDomain::removeRTPSParticipant(participant);
+}
+
+bool v2xdds_participant::Declare(int32_t domain, const char* topic, dds_RecvCallback callback, int32_t dataType) {
+    const std::string name = topic;
+    const char* fault = nullptr;
+    const std::unique_lock lock(m_use);
+    const auto isAlike = [&](const Topic& other) {
+        return other.name == name && (other.callback == nullptr) == (callback == nullptr);
+    };
+    if (m_state != State::DECLARED) {
+        fault = "the participant is started";
+    } else if (name.empty() || name.size() > TOPIC_NAME_MAX) {
+        fault = "a name has 1 to 255 characters";
+    } else if (domain < 0 || domain > V2XDDS_DOMAIN_MAX || (!m_topics.empty() && domain != m_domain)) {
+        fault = "the domain is not 0 to 232, or another than before";
+    } else if (dataType != PLAIN_BYTES) {
+        fault = "unknown data type";
+    } else if (std::any_of(m_topics.begin(), m_topics.end(), isAlike)) {
+        fault = "it is declared already";
+    }
+    if (fault != nullptr) {
+        V2XLOG(g_v2xddsLog, V2XLOG_ERROR, "cannot declare topic \"%.255s\" on domain %d: %s", name.c_str(), domain,
+               fault);
+        return false;
+    }
+    m_domain = domain;
+    m_topics.push_back({name, callback, DDS_HISTORY_REAL_TIME});
+    return true;
+}
+
+bool v2xdds_participant::SetHistory(const char* topic, int32_t setting) {
+    if (setting < DDS_HISTORY_ALL || setting > DDS_HISTORY_REAL_TIME) {
+        return false;
+    }
+    const std::unique_lock lock(m_use);
+    bool isFound = false;
+    for (Topic& declared : m_topics) {
+        if (m_state == State::DECLARED && declared.name == topic) {
+            declared.setting = static_cast<dds_historySetting>(setting);
+            isFound = true;
+        }
+    }
+    return isFound;
+}
+
+bool v2xdds_participant::SetAddress(const char* address) {
+    if (!v2xdds_IsLoopback(address)) {
+        V2XLOG(g_v2xddsLog, V2XLOG_ERROR, "\"%.64s\" is no address of a loop-back interface", address);
+        return false;
+    }
+    const std::unique_lock lock(m_use);
+    if (m_state != State::DECLARED) {
+        return false;
+    }
+    m_address = address;
+    return true;
+}
+
+bool v2xdds_participant::Start() {
+    const std::unique_lock lock(m_use);
+    if (m_state != State::DECLARED || m_isEnding) {
+        return false;
+    }
+    try {
+        Open();
+        m_state = State::RUNNING;
+        return true;
+    } catch (const std::exception& error) {
+        V2XLOG(g_v2xddsLog, V2XLOG_ERROR, "cannot join domain %d: %s", m_domain, error.what());
+        Close();
+        return false;
+    }
+}
+
+void v2xdds_participant::Open() {
+    if (!v2xdds_IsLoopback(m_address.c_str())) {
+        throw std::runtime_error("no loop-back interface has the address " + m_address);
+    }
+    const v2xdds_signalsBlocked blocked;
+    v2xdds_PrepareLibrary();
+    m_participant.reset(
+        rtps::RTPSDomain::createParticipant(static_cast<uint32_t>(m_domain), v2xdds_ParticipantAttributes(m_address)));
+    if (m_participant == nullptr) {
+        throw std::runtime_error("Fast DDS makes no participant");
+    }
+    for (const Topic& topic : m_topics) {
+        if (!OpenTopic(topic)) {
+            throw std::runtime_error("Fast DDS refuses topic " + topic.name);
+        }
+    }
+    m_dispatch.Start(m_readers);
+}
+
+bool v2xdds_participant::OpenTopic(const Topic& topic) {
+    if (topic.callback == nullptr) {
+        m_writers.push_back(std::make_unique<v2xdds_writer>(topic.name, topic.setting));
+        return m_writers.back()->Open(*m_participant);
+    }
+    m_readers.push_back(std::make_unique<v2xdds_reader>(topic.name, topic.setting, topic.callback, m_dispatch));
+    return m_readers.back()->Open(*m_participant);
+}
+
+void v2xdds_participant::Close() {
+    m_readers.clear();
+    m_writers.clear();
+    m_participant.reset();
+}
+
+v2xdds_writer* v2xdds_participant::FindWriter(const char* topic) const {
+    const auto isIt = [topic](const auto& writer) { return writer->Topic() == topic; };
+    const auto found = std::find_if(m_writers.begin(), m_writers.end(), isIt);
+    return m_state == State::RUNNING && found != m_writers.end() ? found->get() : nullptr;
+}
+
+int32_t v2xdds_participant::Matched(const char* topic) {
+    if (m_isEnding) {
+        return 0;
+    }
+    const std::shared_lock lock(m_use);
+    const v2xdds_writer* const writer = FindWriter(topic);
+    return writer != nullptr ? writer->Matched() : 0;
+}
+
+int32_t v2xdds_participant::Send(const char* topic, std::span<const uint8_t> payload) {
+    if (m_isEnding || payload.empty() || payload.size() > V2XDDS_PAYLOAD_MAX) {
+        return -1;
+    }
+    const std::shared_lock lock(m_use);
+    v2xdds_writer* const writer = FindWriter(topic);
+    return writer != nullptr ? writer->Send(payload) : -1;
+}
+
+void v2xdds_participant::Destroy(bool isExit) {
+    const bool isCallback = m_dispatch.IsCaller();
+    if (isCallback && !isExit) {
+        V2XLOG(g_v2xddsLog, V2XLOG_ERROR, "a callback cannot destroy its participant");
+        return;
+    }
+    m_isEnding = true;
+    std::unique_lock destroying(m_destroyMutex, std::defer_lock);
+    if (!isCallback) {
+        destroying.lock();
+        { const std::unique_lock started(m_use); } // a start that was under way is over, and another refused
+        m_dispatch.Stop();
+    } else if (!destroying.try_lock()) {
+        return; // another thread destroys and waits for this callback, which exit does not return to
+    }
+    const std::unique_lock lock(m_use);
+    Close();
+    m_state = State::ENDED;
+}

@@ -1,0 +1,27 @@
+// What writers and readers of a topic announce alike.
+#pragma once
+
+#include <fastdds/rtps/common/Types.h>
+#include <fastrtps/attributes/TopicAttributes.h>
+#include <fastrtps/qos/QosPolicies.h>
+#include <string>
+#include <utility>
+
+#include "v2x/v2xdds.h"
+#include "v2xdds_cdr.h"
+
+inline eprosima::fastrtps::TopicAttributes v2xdds_TopicAttributes(const std::string& topic) {
+    eprosima::fastrtps::TopicAttributes attributes(topic.c_str(), V2XDDS_TYPE_NAME);
+    attributes.auto_fill_type_object = false; // the type is known by its name alone
+    attributes.auto_fill_type_information = false;
+    return attributes;
+}
+
+// The setting's durability as the library's protocol and as its discovery call it.
+inline std::pair<eprosima::fastrtps::rtps::DurabilityKind_t, eprosima::fastrtps::DurabilityQosPolicyKind>
+v2xdds_DurabilityOf(dds_historySetting setting) {
+    if (setting == DDS_HISTORY_REAL_TIME) {
+        return {eprosima::fastrtps::rtps::VOLATILE, eprosima::fastrtps::VOLATILE_DURABILITY_QOS};
+    }
+    return {eprosima::fastrtps::rtps::TRANSIENT_LOCAL, eprosima::fastrtps::TRANSIENT_LOCAL_DURABILITY_QOS};
+}

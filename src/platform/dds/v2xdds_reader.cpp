@@ -1,0 +1,127 @@
+#include "v2xdds_reader.h"
+
+#include <algorithm>
+#include <cinttypes>
+#include <fastdds/rtps/RTPSDomain.h>
+#include <fastdds/rtps/attributes/ReaderAttributes.h>
+#include <fastrtps/qos/ReaderQos.h>
+#include <mutex>
+#include <utility>
+
+#include "v2xdds_cdr.h"
+#include "v2xdds_dispatch.h"
+#include "v2xdds_qos.h"
+
+namespace {
+
+namespace rtps = eprosima::fastrtps::rtps;
+
+// Samples that wait for the callback: one payload of the greatest length in pieces. What a late or slow reader loses is
+// settled by the writer's history, not here.
+constexpr int32_t QUEUED = V2XDDS_PAYLOAD_MAX / V2XDDS_PIECE_MAX;
+constexpr uint32_t QUEUED_BYTES = 4 * V2XDDS_PAYLOAD_MAX;
+// A sample's encoding ends on a multiple of four.
+constexpr uint32_t SAMPLE_USUAL = V2XDDS_CDR_HEAD + V2XDDS_PIECE_MAX;
+constexpr uint32_t SAMPLE_MAX = V2XDDS_CDR_HEAD + V2XDDS_PAYLOAD_MAX + 3;
+
+} // namespace
+
+v2xdds_queue::v2xdds_queue() : ReaderHistory({rtps::DYNAMIC_RESERVE_MEMORY_MODE, SAMPLE_USUAL, 0, QUEUED}) {}
+
+bool v2xdds_queue::can_change_be_added_nts(const rtps::GUID_t& writer_guid, uint32_t total_payload_size,
+                                           size_t unknown_missing_changes_up_to, bool& will_never_be_accepted) const {
+    will_never_be_accepted = total_payload_size > SAMPLE_MAX;
+    uint64_t bytes = total_payload_size;
+    for (const rtps::CacheChange_t* change : m_changes) {
+        bytes += change->serializedPayload.length;
+    }
+    if (will_never_be_accepted || bytes > QUEUED_BYTES) {
+        return false;
+    }
+    return ReaderHistory::can_change_be_added_nts(writer_guid, total_payload_size, unknown_missing_changes_up_to,
+                                                  will_never_be_accepted);
+}
+
+bool v2xdds_queue::Take(rtps::RTPSReader& reader, std::vector<uint8_t>& sample) {
+    const std::lock_guard lock(*getMutex());
+    rtps::CacheChange_t* change = nullptr;
+    rtps::WriterProxy* writer = nullptr;
+    if (!reader.nextUntakenCache(&change, &writer)) {
+        return false;
+    }
+    const rtps::SerializedPayload_t& payload = change->serializedPayload;
+    sample.assign(payload.data, payload.data + (payload.data != nullptr ? payload.length : 0));
+    remove_change(change);
+    return true;
+}
+
+v2xdds_reader::v2xdds_reader(std::string topic, dds_historySetting setting, dds_RecvCallback callback,
+                             v2xdds_dispatch& dispatch)
+    : m_topic(std::move(topic)), m_setting(setting), m_callback(callback), m_dispatch(dispatch) {}
+
+v2xdds_reader::~v2xdds_reader() {
+    if (m_reader != nullptr) {
+        rtps::RTPSDomain::removeRTPSReader(m_reader);
+    }
+}
+
+bool v2xdds_reader::Open(rtps::RTPSParticipant& participant) {
+    rtps::ReaderAttributes attributes;
+    attributes.endpoint.reliabilityKind = rtps::RELIABLE;
+    attributes.endpoint.durabilityKind = v2xdds_DurabilityOf(m_setting).first;
+    m_reader = rtps::RTPSDomain::createRTPSReader(&participant, attributes, &m_queue, this);
+    if (m_reader == nullptr) {
+        return false;
+    }
+    eprosima::fastrtps::ReaderQos qos;
+    qos.m_reliability.kind = eprosima::fastrtps::RELIABLE_RELIABILITY_QOS;
+    qos.m_durability.kind = v2xdds_DurabilityOf(m_setting).second;
+    return participant.registerReader(m_reader, v2xdds_TopicAttributes(m_topic), qos);
+}
+
+bool v2xdds_reader::HandOnOne() {
+    if (m_next == m_end && !TakeSample()) {
+        return false;
+    }
+    if (m_next < m_end) {
+        const size_t length = std::min<size_t>(m_end - m_next, V2XDDS_PIECE_MAX);
+        uint8_t* const piece = m_sample.data() + m_next;
+        m_next += length;
+        m_callback(piece, static_cast<unsigned int>(length));
+    }
+    return true;
+}
+
+// Takes what has arrived next; a sample that is refused leaves nothing to hand on.
+bool v2xdds_reader::TakeSample() {
+    m_next = m_end = 0;
+    if (!m_queue.Take(*m_reader, m_sample)) {
+        return false;
+    }
+    if (const auto octets = v2xdds_Decode(m_sample)) {
+        m_next = V2XDDS_CDR_HEAD;
+        m_end = m_next + octets->size();
+    } else if (m_refused.Add()) {
+        V2XLOG(g_v2xddsLog, V2XLOG_WARN,
+               "topic %s: refused a sample of %zu bytes that is not of type %s (%" PRIu64 " so far)", m_topic.c_str(),
+               m_sample.size(), V2XDDS_TYPE_NAME, m_refused.Count());
+    }
+    return true;
+}
+
+void v2xdds_reader::onReaderMatched(rtps::RTPSReader* /*reader*/,
+                                    const eprosima::fastdds::dds::SubscriptionMatchedStatus& status) {
+    V2XLOG(g_v2xddsLog, V2XLOG_INFO, "topic %s: %d writers", m_topic.c_str(), status.current_count);
+}
+
+void v2xdds_reader::onNewCacheChangeAdded(rtps::RTPSReader* /*reader*/, const rtps::CacheChange_t* /*change*/) {
+    m_dispatch.Wake();
+}
+
+void v2xdds_reader::on_requested_incompatible_qos(rtps::RTPSReader* /*reader*/,
+                                                  eprosima::fastdds::dds::PolicyMask /*qos*/) {
+    if (m_unfit.Add()) {
+        V2XLOG(g_v2xddsLog, V2XLOG_WARN, "topic %s: a writer offers less than is asked for (%" PRIu64 " so far)",
+               m_topic.c_str(), m_unfit.Count());
+    }
+}

@@ -1,0 +1,88 @@
+#include "v2xdds_transport.h"
+
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <netinet/in.h>
+
+#include <cstring>
+#include <fastdds/rtps/transport/UDPv4TransportDescriptor.h>
+#include <fastrtps/utils/IPLocator.h>
+#include <memory>
+
+namespace {
+
+using eprosima::fastdds::rtps::UDPv4TransportDescriptor;
+using eprosima::fastrtps::rtps::IPLocator;
+using eprosima::fastrtps::rtps::Locator_t;
+using eprosima::fastrtps::rtps::LocatorList_t;
+using eprosima::fastrtps::rtps::RTPSParticipantAttributes;
+
+// Participants of one domain that find each other: so many ports are probed.
+constexpr uint32_t PEERS = 32;
+// A pair of ports in use makes way for the next one up so often; from the 32nd pair on that ends at 65535 in domain
+// 232.
+constexpr uint32_t PORT_TRIES = 31;
+// The kernel gives what it allows (net.core.rmem_max).
+constexpr uint32_t SOCKET_BUFFER = 1048576;
+
+// Port 0: the library takes the one of the participant's number.
+LocatorList_t At(const std::string& address) {
+    Locator_t locator;
+    IPLocator::createLocator(LOCATOR_KIND_UDPv4, address, 0, locator);
+    LocatorList_t list;
+    list.push_back(locator);
+    return list;
+}
+
+std::shared_ptr<UDPv4TransportDescriptor> UdpOn(const std::string& address) {
+    auto udp = std::make_shared<UDPv4TransportDescriptor>();
+    udp->interfaceWhiteList = {address}; // binds every socket to it, those for sending as well
+    udp->maxInitialPeersRange = PEERS;
+    udp->sendBufferSize = SOCKET_BUFFER;
+    udp->receiveBufferSize = SOCKET_BUFFER;
+    udp->non_blocking_send = true; // what does not fit is lost and asked for again
+    udp->TTL = 0;
+    return udp;
+}
+
+} // namespace
+
+bool v2xdds_IsLoopback(const char* address) {
+    in_addr wanted{};
+    ifaddrs* interfaces = nullptr;
+    if (inet_pton(AF_INET, address, &wanted) != 1 || getifaddrs(&interfaces) != 0) {
+        return false;
+    }
+    const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owner(interfaces, freeifaddrs);
+    for (const ifaddrs* entry = interfaces; entry != nullptr; entry = entry->ifa_next) {
+        if ((entry->ifa_flags & IFF_LOOPBACK) == 0 || entry->ifa_addr == nullptr ||
+            entry->ifa_addr->sa_family != AF_INET) {
+            continue;
+        }
+        sockaddr_in held{};
+        std::memcpy(&held, entry->ifa_addr, sizeof held);
+        if (held.sin_addr.s_addr == wanted.s_addr) {
+            return true;
+        }
+    }
+    return false;
+}
+
+RTPSParticipantAttributes v2xdds_ParticipantAttributes(const std::string& address) {
+    RTPSParticipantAttributes attributes;
+    attributes.setName("v2xdds");
+    attributes.useBuiltinTransports = false; // they are UDP on every interface, and shared memory
+    attributes.userTransports.push_back(UdpOn(address));
+    attributes.defaultUnicastLocatorList = At(address);
+
+    auto& builtin = attributes.builtin;
+    // A unicast list of one's own keeps the library from adding the multicast address of discovery.
+    builtin.metatrafficUnicastLocatorList = At(address);
+    builtin.initialPeersList = At(address);
+    builtin.avoid_builtin_multicast = true;
+    builtin.mutation_tries = PORT_TRIES;
+    builtin.discovery_config.leaseDuration = {3, 0};
+    builtin.discovery_config.leaseDuration_announcementperiod = {1, 0};
+    return attributes;
+}

@@ -1,0 +1,129 @@
+#include "v2xdds_writer.h"
+
+#include <algorithm>
+#include <cinttypes>
+#include <fastdds/rtps/RTPSDomain.h>
+#include <fastdds/rtps/attributes/WriterAttributes.h>
+#include <fastrtps/attributes/TopicAttributes.h>
+#include <fastrtps/qos/WriterQos.h>
+#include <utility>
+
+#include "v2xdds_cdr.h"
+#include "v2xdds_qos.h"
+
+namespace {
+
+namespace rtps = eprosima::fastrtps::rtps;
+
+constexpr uint32_t HEARTBEAT_NS = 100'000'000; // a lost sample is asked for again after this time
+
+// Samples that a topic keeps, one row for each setting.
+constexpr size_t KEPT[] = {4096, 1, 64};
+
+rtps::HistoryAttributes HistoryFor(dds_historySetting setting) {
+    constexpr int32_t FIRST = 16; // more are made as they are needed
+    const auto kept = static_cast<int32_t>(KEPT[setting]);
+    return {rtps::PREALLOCATED_WITH_REALLOC_MEMORY_MODE, V2XDDS_CDR_HEAD + V2XDDS_PIECE_MAX, std::min(FIRST, kept),
+            kept};
+}
+
+size_t PiecesOf(std::span<const uint8_t> payload) {
+    return (payload.size() + V2XDDS_PIECE_MAX - 1) / V2XDDS_PIECE_MAX;
+}
+
+} // namespace
+
+v2xdds_writer::v2xdds_writer(std::string topic, dds_historySetting setting)
+    : m_topic(std::move(topic)), m_setting(setting), m_history(HistoryFor(setting)) {}
+
+v2xdds_writer::~v2xdds_writer() {
+    if (m_writer != nullptr) {
+        rtps::RTPSDomain::removeRTPSWriter(m_writer);
+    }
+}
+
+bool v2xdds_writer::Open(rtps::RTPSParticipant& participant) {
+    rtps::WriterAttributes attributes;
+    attributes.endpoint.reliabilityKind = rtps::RELIABLE;
+    attributes.endpoint.durabilityKind = v2xdds_DurabilityOf(m_setting).first;
+    attributes.times.heartbeatPeriod = {0, HEARTBEAT_NS};
+    m_writer = rtps::RTPSDomain::createRTPSWriter(&participant, attributes, &m_history, this);
+    if (m_writer == nullptr) {
+        return false;
+    }
+    eprosima::fastrtps::WriterQos qos;
+    qos.m_reliability.kind = eprosima::fastrtps::RELIABLE_RELIABILITY_QOS;
+    qos.m_durability.kind = v2xdds_DurabilityOf(m_setting).second;
+    return participant.registerWriter(m_writer, v2xdds_TopicAttributes(m_topic), qos);
+}
+
+int32_t v2xdds_writer::Send(std::span<const uint8_t> payload) {
+    const std::lock_guard lock(m_sendMutex);
+    if (m_setting == DDS_HISTORY_ALL && !MakeRoom(PiecesOf(payload))) {
+        return -2;
+    }
+    while (!payload.empty()) {
+        const auto piece = payload.first(std::min<size_t>(payload.size(), V2XDDS_PIECE_MAX));
+        if (!SendPiece(piece)) {
+            return -2;
+        }
+        payload = payload.subspan(piece.size());
+    }
+    return 0;
+}
+
+// Setting "all": the oldest samples go once every reader has them, none before.
+bool v2xdds_writer::MakeRoom(size_t samples) {
+    while (m_history.getHistorySize() + samples > KEPT[m_setting]) {
+        rtps::CacheChange_t* oldest = nullptr;
+        if (!m_history.get_min_change(&oldest) || !m_writer->is_acked_by_all(oldest) ||
+            !m_history.remove_min_change()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool v2xdds_writer::SendPiece(std::span<const uint8_t> piece) {
+    if (m_history.getHistorySize() >= KEPT[m_setting] && !m_history.remove_min_change()) {
+        return false;
+    }
+    const auto size = static_cast<uint32_t>(V2XDDS_CDR_HEAD + piece.size());
+    rtps::CacheChange_t* const change = m_writer->new_change([size] { return size; }, rtps::ALIVE);
+    if (change == nullptr) {
+        return false;
+    }
+    if (change->serializedPayload.max_size < size) {
+        m_writer->release_change(change);
+        return false;
+    }
+    v2xdds_Encode(piece, change->serializedPayload.data);
+    change->serializedPayload.length = size;
+    change->serializedPayload.encapsulation = CDR_LE;
+    // Readers sort by this time what waits for them: a clock that is set back must not turn samples around.
+    rtps::Time_t stamp;
+    rtps::Time_t::now(stamp);
+    m_lastStamp = std::max(m_lastStamp, stamp.to_ns());
+    stamp.from_ns(m_lastStamp);
+    rtps::WriteParams parameters;
+    parameters.source_timestamp(stamp);
+    if (!m_history.add_change(change, parameters)) {
+        m_writer->release_change(change);
+        return false;
+    }
+    return true;
+}
+
+void v2xdds_writer::onWriterMatched(rtps::RTPSWriter* /*writer*/,
+                                    const eprosima::fastdds::dds::PublicationMatchedStatus& status) {
+    m_matched.store(status.current_count, std::memory_order_relaxed);
+    V2XLOG(g_v2xddsLog, V2XLOG_INFO, "topic %s: %d readers", m_topic.c_str(), status.current_count);
+}
+
+void v2xdds_writer::on_offered_incompatible_qos(rtps::RTPSWriter* /*writer*/,
+                                                eprosima::fastdds::dds::PolicyMask /*qos*/) {
+    if (m_unfit.Add()) {
+        V2XLOG(g_v2xddsLog, V2XLOG_WARN, "topic %s: a reader asks for more than is offered (%" PRIu64 " so far)",
+               m_topic.c_str(), m_unfit.Count());
+    }
+}
