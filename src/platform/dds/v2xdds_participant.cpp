@@ -8,7 +8,6 @@
 #include "v2xdds_cdr.h"
 #include "v2xdds_library.h"
 #include "v2xdds_log.h"
-#include "v2xdds_transport.h"
 
 namespace {
 
@@ -101,8 +100,9 @@ void v2xdds_participant::Open() {
     }
     const v2xdds_signalsBlocked blocked;
     v2xdds_PrepareLibrary();
-    m_participant.reset(
-        rtps::RTPSDomain::createParticipant(static_cast<uint32_t>(m_domain), v2xdds_ParticipantAttributes(m_address)));
+    m_number.emplace();
+    m_participant.reset(rtps::RTPSDomain::createParticipant(static_cast<uint32_t>(m_domain),
+                                                            v2xdds_ParticipantAttributes(m_address, *m_number)));
     if (m_participant == nullptr) {
         throw std::runtime_error("Fast DDS makes no participant");
     }
@@ -127,6 +127,7 @@ void v2xdds_participant::Close() {
     m_readers.clear();
     m_writers.clear();
     m_participant.reset();
+    m_number.reset();
 }
 
 v2xdds_writer* v2xdds_participant::FindWriter(const char* topic) const {

@@ -6,6 +6,7 @@
 #include <fastdds/rtps/participant/RTPSParticipant.h>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <shared_mutex>
 #include <span>
 #include <string>
@@ -14,6 +15,7 @@
 #include "v2x/v2xdds.h"
 #include "v2xdds_dispatch.h"
 #include "v2xdds_reader.h"
+#include "v2xdds_transport.h"
 #include "v2xdds_writer.h"
 
 class v2xdds_participant {
@@ -52,6 +54,7 @@ private:
         void operator()(eprosima::fastrtps::rtps::RTPSParticipant* participant) const;
     };
     v2xdds_dispatch m_dispatch;
+    std::optional<v2xdds_number> m_number;
     std::unique_ptr<eprosima::fastrtps::rtps::RTPSParticipant, Remove> m_participant;
     std::vector<std::unique_ptr<v2xdds_writer>> m_writers;
     std::vector<std::unique_ptr<v2xdds_reader>> m_readers;

@@ -111,7 +111,8 @@ bool v2xdds_reader::TakeSample() {
 
 void v2xdds_reader::onReaderMatched(rtps::RTPSReader* /*reader*/,
                                     const eprosima::fastdds::dds::SubscriptionMatchedStatus& status) {
-    V2XLOG(g_v2xddsLog, V2XLOG_INFO, "topic %s: %d writers", m_topic.c_str(), status.current_count);
+    V2XLOG(g_v2xddsLog, V2XLOG_INFO, "topic %s: a writer has %s", m_topic.c_str(),
+           status.current_count_change > 0 ? "come" : "gone");
 }
 
 void v2xdds_reader::onNewCacheChangeAdded(rtps::RTPSReader* /*reader*/, const rtps::CacheChange_t* /*change*/) {

@@ -4,27 +4,46 @@
 #include <ifaddrs.h>
 #include <net/if.h>
 #include <netinet/in.h>
+#include <sys/random.h>
 
+#include <algorithm>
+#include <atomic>
+#include <bit>
 #include <cstring>
 #include <fastdds/rtps/transport/UDPv4TransportDescriptor.h>
 #include <fastrtps/utils/IPLocator.h>
 #include <memory>
+#include <stdexcept>
 
 namespace {
 
 using eprosima::fastdds::rtps::UDPv4TransportDescriptor;
+using eprosima::fastrtps::rtps::GuidPrefix_t;
 using eprosima::fastrtps::rtps::IPLocator;
 using eprosima::fastrtps::rtps::Locator_t;
 using eprosima::fastrtps::rtps::LocatorList_t;
 using eprosima::fastrtps::rtps::RTPSParticipantAttributes;
 
 // Participants of one domain that find each other: so many ports are probed.
-constexpr uint32_t PEERS = 32;
+constexpr int32_t PEERS = 32;
 // A pair of ports in use makes way for the next one up so often; from the 32nd pair on that ends at 65535 in domain
 // 232.
 constexpr uint32_t PORT_TRIES = 31;
 // The kernel gives what it allows (net.core.rmem_max).
 constexpr uint32_t SOCKET_BUFFER = 1048576;
+
+constinit std::atomic<uint32_t> g_numbers{0}; // a bit for each that is taken
+
+// The participant's name among its peers: the library would give one of the same number the same name again, and peers
+// that remember the former one would take its samples for known ones.
+GuidPrefix_t NewPrefix() {
+    GuidPrefix_t prefix;
+    if (getrandom(prefix.value, sizeof prefix.value, 0) != sizeof prefix.value) {
+        throw std::runtime_error("no random numbers");
+    }
+    std::copy_n(eprosima::fastrtps::rtps::c_VendorId_eProsima.begin(), 2, prefix.value);
+    return prefix;
+}
 
 // Port 0: the library takes the one of the participant's number.
 LocatorList_t At(const std::string& address) {
@@ -69,9 +88,25 @@ bool v2xdds_IsLoopback(const char* address) {
     return false;
 }
 
-RTPSParticipantAttributes v2xdds_ParticipantAttributes(const std::string& address) {
+v2xdds_number::v2xdds_number() : m_value(0) {
+    uint32_t taken = g_numbers.load();
+    do {
+        m_value = std::countr_one(taken);
+        if (m_value == PEERS) {
+            throw std::runtime_error("this process has 32 participants already");
+        }
+    } while (!g_numbers.compare_exchange_weak(taken, taken | 1U << m_value));
+}
+
+v2xdds_number::~v2xdds_number() {
+    g_numbers.fetch_and(~(1U << m_value));
+}
+
+RTPSParticipantAttributes v2xdds_ParticipantAttributes(const std::string& address, const v2xdds_number& number) {
     RTPSParticipantAttributes attributes;
     attributes.setName("v2xdds");
+    attributes.participantID = number.Value();
+    attributes.prefix = NewPrefix();
     attributes.useBuiltinTransports = false; // they are UDP on every interface, and shared memory
     attributes.userTransports.push_back(UdpOn(address));
     attributes.defaultUnicastLocatorList = At(address);

@@ -11,5 +11,21 @@ inline constexpr int32_t V2XDDS_DOMAIN_MAX = 232;
 // Whether it is the IPv4 address of a loop-back interface of this machine.
 bool v2xdds_IsLoopback(const char* address);
 
-// The settings of a participant on this address.
-eprosima::fastrtps::rtps::RTPSParticipantAttributes v2xdds_ParticipantAttributes(const std::string& address);
+// The number of a participant among those of this process, 0 to 31, which says at which pair of ports it starts to look
+// for a free one. The library by itself goes on counting, and would leave the ports that peers look at. Given back at
+// the end.
+class v2xdds_number {
+public:
+    v2xdds_number(); // throws std::runtime_error when all are taken
+    ~v2xdds_number();
+    v2xdds_number(const v2xdds_number&) = delete;
+    v2xdds_number& operator=(const v2xdds_number&) = delete;
+    int32_t Value() const { return m_value; }
+
+private:
+    int32_t m_value;
+};
+
+// The settings of a participant on this address. Throws std::runtime_error when the system has no random numbers.
+eprosima::fastrtps::rtps::RTPSParticipantAttributes v2xdds_ParticipantAttributes(const std::string& address,
+                                                                                 const v2xdds_number& number);

@@ -116,8 +116,9 @@ bool v2xdds_writer::SendPiece(std::span<const uint8_t> piece) {
 
 void v2xdds_writer::onWriterMatched(rtps::RTPSWriter* /*writer*/,
                                     const eprosima::fastdds::dds::PublicationMatchedStatus& status) {
-    m_matched.store(status.current_count, std::memory_order_relaxed);
-    V2XLOG(g_v2xddsLog, V2XLOG_INFO, "topic %s: %d readers", m_topic.c_str(), status.current_count);
+    const int32_t change = status.current_count_change; // all that this layer of the library counts
+    const int32_t count = m_matched.fetch_add(change, std::memory_order_relaxed) + change;
+    V2XLOG(g_v2xddsLog, V2XLOG_INFO, "topic %s: %d readers", m_topic.c_str(), count);
 }
 
 void v2xdds_writer::on_offered_incompatible_qos(rtps::RTPSWriter* /*writer*/,

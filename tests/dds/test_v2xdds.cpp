@@ -1,0 +1,370 @@
+// The DDS library within one process: calls, pieces, order, life.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <thread>
+
+#include "dds/dds_test.h"
+#include "v2xdds_cdr.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using Clock = std::chrono::steady_clock;
+using Bytes = std::vector<uint8_t>;
+
+TEST(Cdr, EncodesPlainLittleEndian) {
+    Bytes sample(V2XDDS_CDR_HEAD + 3, 0xEE);
+    v2xdds_Encode(Bytes{7, 8, 9}, sample.data());
+    EXPECT_THAT(sample, ElementsAre(0, 1, 0, 0, 3, 0, 0, 0, 7, 8, 9));
+    Bytes longer(V2XDDS_CDR_HEAD + 0x10203);
+    v2xdds_Encode(Bytes(0x10203), longer.data());
+    EXPECT_EQ(Bytes(longer.begin() + 4, longer.begin() + 8), (Bytes{3, 2, 1, 0}));
+}
+
+TEST(Cdr, DecodesWhatIsWithinTheSampleOnly) {
+    const struct {
+        const char* what;
+        Bytes sample;
+        std::optional<Bytes> octets;
+    } rows[] = {
+        {"little-endian", {0, 1, 0, 0, 2, 0, 0, 0, 7, 8}, Bytes{7, 8}},
+        {"big-endian", {0, 0, 0, 0, 0, 0, 0, 2, 7, 8}, Bytes{7, 8}},
+        {"padding behind", {0, 1, 0, 3, 1, 0, 0, 0, 7, 0, 0, 0}, Bytes{7}},
+        {"empty", {0, 1, 0, 0, 0, 0, 0, 0}, Bytes{}},
+        {"one octet short", {0, 1, 0, 0, 3, 0, 0, 0, 7, 8}, std::nullopt},
+        {"greatest length", {0, 1, 0, 0, 255, 255, 255, 255, 7}, std::nullopt},
+        {"length of 2 read the other way", {0, 0, 0, 0, 2, 0, 0, 0, 7, 8}, std::nullopt},
+        {"parameter list", {0, 3, 0, 0, 1, 0, 0, 0, 7}, std::nullopt},
+        {"another family", {1, 1, 0, 0, 1, 0, 0, 0, 7}, std::nullopt},
+        {"cut in the length", {0, 1, 0, 0, 0, 0, 0}, std::nullopt},
+        {"nothing", {}, std::nullopt},
+    };
+    for (const auto& row : rows) {
+        Bytes exact(row.sample); // ends where it ends, so that a sanitizer sees a read behind it
+        exact.shrink_to_fit();
+        const auto octets = v2xdds_Decode(exact);
+        ASSERT_EQ(octets.has_value(), row.octets.has_value()) << row.what;
+        if (octets) {
+            EXPECT_EQ(Bytes(octets->begin(), octets->end()), *row.octets) << row.what;
+        }
+    }
+}
+
+TEST(Calls, RefuseWhatCannotBeDeclared) {
+    Participant one;
+    void* const handle = one.handle();
+    const std::string longName(256, 'x');
+    const struct {
+        const char* what;
+        void* handle;
+        int32_t domain;
+        const char* topic;
+        int32_t type;
+        bool isTaken;
+    } rows[] = {
+        {"no handle", nullptr, 1, "t", 0, false},    {"no name", handle, 1, nullptr, 0, false},
+        {"empty name", handle, 1, "", 0, false},     {"long name", handle, 1, longName.c_str(), 0, false},
+        {"domain below", handle, -1, "t", 0, false}, {"domain above", handle, 233, "t", 0, false},
+        {"other type", handle, 1, "t", 1, false},    {"good", handle, 1, "t", 0, true},
+        {"again", handle, 1, "t", 0, false},         {"another domain", handle, 2, "u", 0, false},
+        {"second", handle, 1, "u", 0, true},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(dds_reg(row.handle, row.domain, row.topic, nullptr, row.type), row.isTaken) << row.what;
+    }
+    EXPECT_TRUE(dds_reg(handle, 1, "t", Inbox::take<>, 0)); // as a reader as well
+    EXPECT_FALSE(dds_reg(handle, 1, "t", Inbox::take<1>, 0));
+
+    EXPECT_TRUE(set_history_qos(handle, "t", 0, 0));
+    EXPECT_FALSE(set_history_qos(handle, "t", 3, 0));
+    EXPECT_FALSE(set_history_qos(handle, "t", -1, 0));
+    EXPECT_FALSE(set_history_qos(handle, "unknown", 0, 0));
+    EXPECT_FALSE(set_history_qos(handle, nullptr, 0, 0));
+    EXPECT_FALSE(set_history_qos(nullptr, "t", 0, 0));
+
+    for (const char* address : {"0.0.0.0", "127.0.0.9", "8.8.8.8", "lo", "", "127.0.0.1 "}) {
+        EXPECT_FALSE(set_white_list_iface(handle, address)) << address;
+    }
+    EXPECT_FALSE(set_white_list_iface(handle, nullptr));
+    EXPECT_FALSE(set_white_list_iface(nullptr, "127.0.0.1"));
+    EXPECT_TRUE(set_white_list_iface(handle, "127.0.0.1"));
+    EXPECT_FALSE(dds_start(nullptr));
+}
+
+TEST(Calls, SendWhatIsDeclaredAndStartedOnly) {
+    Participant one;
+    one.writes("t");
+    one.reads("r", Inbox::take<>);
+    const Bytes byte(1);
+    EXPECT_EQ(one.send("t", byte), -1); // not started
+    EXPECT_EQ(get_match_cnt(one.handle(), "t"), 0);
+    one.start();
+    EXPECT_FALSE(dds_start(one.handle()));
+    EXPECT_FALSE(dds_reg(one.handle(), testDomain(), "late", nullptr, 0));
+    EXPECT_FALSE(set_history_qos(one.handle(), "t", 1, 0));
+    EXPECT_FALSE(set_white_list_iface(one.handle(), "127.0.0.1"));
+    EXPECT_EQ(one.send("t", byte), 0);
+    EXPECT_EQ(one.send("t", Bytes(1048576)), 0);
+    EXPECT_EQ(one.send("t", Bytes(1048577)), -1);
+    EXPECT_EQ(one.send("r", byte), -1);
+    EXPECT_EQ(one.send("unknown", byte), -1);
+    EXPECT_EQ(dds_send(one.handle(), "t", byte.data(), 0), -1);
+    EXPECT_EQ(dds_send(one.handle(), "t", nullptr, 1), -1);
+    EXPECT_EQ(dds_send(one.handle(), nullptr, byte.data(), 1), -1);
+    EXPECT_EQ(dds_send(nullptr, "t", byte.data(), 1), -1);
+    EXPECT_EQ(get_match_cnt(one.handle(), "unknown"), 0);
+    EXPECT_EQ(get_match_cnt(one.handle(), nullptr), 0);
+    EXPECT_EQ(get_match_cnt(nullptr, "t"), 0);
+
+    destroy_dds(one.handle());
+    destroy_dds(one.handle());
+    destroy_dds(nullptr);
+    EXPECT_EQ(one.send("t", byte), -1);
+    EXPECT_EQ(get_match_cnt(one.handle(), "t"), 0);
+    EXPECT_FALSE(dds_start(one.handle()));
+    EXPECT_FALSE(dds_reg(one.handle(), testDomain(), "u", nullptr, 0));
+    EXPECT_FALSE(set_history_qos(one.handle(), "t", 1, 0));
+}
+
+TEST(Topic, CarriesPayloadsOfEverySizeInPieces) {
+    const std::vector<size_t> sizes = {1, 1023, 1024, 1025, 2048, 20479};
+    Participant both; // a topic of one's own is read like any other
+    both.writes("t");
+    both.reads("t", Inbox::take<>);
+    both.start();
+    ASSERT_TRUE(both.awaits("t", 1));
+    for (size_t i = 0; i < sizes.size(); i++) {
+        EXPECT_EQ(both.send("t", payload(sizes[i], static_cast<uint8_t>(i))), 0);
+    }
+    const auto expected = piecesOfSizes(sizes);
+    EXPECT_TRUE(Inbox::of().holds(expected.size()));
+    EXPECT_THAT(Inbox::of().all(), ElementsAreArray(expected));
+}
+
+TEST(Topic, LosesNothingOfTheLongestPayloadWhenAllIsKept) {
+    Participant writer;
+    Participant reader;
+    writer.writes("t", DDS_HISTORY_ALL);
+    reader.reads("t", Inbox::take<>, DDS_HISTORY_ALL);
+    writer.start();
+    reader.start();
+    ASSERT_TRUE(writer.awaits("t", 1));
+    const Bytes longest = payload(1048576, 3);
+    ASSERT_EQ(writer.send("t", longest), 0);
+    EXPECT_TRUE(Inbox::of().holds(1024));
+    EXPECT_THAT(Inbox::of().all(), ElementsAreArray(piecesOf(longest)));
+}
+
+TEST(Topic, KeepsThePiecesOfOnePayloadTogether) {
+    constexpr int EACH = 100;
+    Participant writer;
+    Participant reader;
+    writer.writes("t", DDS_HISTORY_ALL);
+    reader.reads("t", Inbox::take<>, DDS_HISTORY_ALL);
+    writer.start();
+    reader.start();
+    ASSERT_TRUE(writer.awaits("t", 1));
+    std::vector<std::thread> senders;
+    for (uint8_t seed = 1; seed <= 4; seed++) {
+        senders.emplace_back([&, seed] {
+            for (int i = 0; i < EACH; i++) {
+                EXPECT_EQ(writer.send("t", payload(3000, seed)), 0);
+            }
+        });
+    }
+    for (std::thread& sender : senders) {
+        sender.join();
+    }
+    ASSERT_TRUE(Inbox::of().holds(4 * EACH * 3));
+    const auto all = Inbox::of().all();
+    std::map<std::string, int> payloads;
+    for (size_t i = 0; i + 2 < all.size(); i += 3) {
+        payloads[all[i] + "," + all[i + 1] + "," + all[i + 2]]++;
+    }
+    EXPECT_EQ(payloads.size(), 4U);
+    for (uint8_t seed = 1; seed <= 4; seed++) {
+        const auto pieces = piecesOf(payload(3000, seed));
+        EXPECT_EQ(payloads[pieces[0] + "," + pieces[1] + "," + pieces[2]], EACH);
+    }
+}
+
+TEST(Topic, GivesLateReadersWhatItsSettingKeeps) {
+    Participant writer;
+    writer.writes("all", DDS_HISTORY_ALL);
+    writer.writes("last", DDS_HISTORY_LAST);
+    writer.writes("now", DDS_HISTORY_REAL_TIME);
+    writer.start();
+    std::vector<std::string> sent;
+    for (uint8_t seed = 0; seed < 100; seed++) {
+        const Bytes bytes = payload(10, seed);
+        sent.push_back(describe(bytes.data(), bytes.size()));
+        for (const char* topic : {"all", "last", "now"}) {
+            ASSERT_EQ(writer.send(topic, bytes), 0);
+        }
+    }
+    Participant reader;
+    reader.reads("all", Inbox::take<0>, DDS_HISTORY_ALL);
+    reader.reads("last", Inbox::take<1>, DDS_HISTORY_LAST);
+    reader.reads("now", Inbox::take<2>, DDS_HISTORY_REAL_TIME);
+    reader.start();
+    ASSERT_TRUE(writer.awaits("all", 1) && writer.awaits("last", 1) && writer.awaits("now", 1));
+    ASSERT_EQ(writer.send("now", payload(10, 200)), 0);
+    ASSERT_TRUE(Inbox::of<0>().holds(100) && Inbox::of<1>().holds(1) && Inbox::of<2>().holds(1));
+    EXPECT_THAT(Inbox::of<0>().all(), ElementsAreArray(sent));
+    EXPECT_THAT(Inbox::of<1>().all(), ElementsAre(sent.back()));
+    EXPECT_THAT(Inbox::of<2>().all(), ElementsAre(piecesOf(payload(10, 200))[0]));
+}
+
+// A callback that is held, and says how many of its kind ran at once.
+struct Gate {
+    std::atomic<bool> isHeld{true};
+    std::atomic<int> calls{0};
+    std::atomic<int> running{0};
+    std::atomic<int> most{0};
+
+    void pass() {
+        most = std::max(most.load(), ++running);
+        calls++;
+        while (isHeld) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        running--;
+    }
+};
+Gate g_gate;
+
+TEST(Callback, RunsAloneAndHoldsUpNoSender) {
+    Participant writer;
+    Participant reader;
+    writer.writes("t", DDS_HISTORY_ALL);
+    reader.reads(
+        "t", [](void*, unsigned int) { g_gate.pass(); }, DDS_HISTORY_ALL);
+    reader.writes("other");
+    writer.start();
+    reader.start();
+    ASSERT_TRUE(writer.awaits("t", 1));
+    for (int i = 0; i < 50; i++) {
+        ASSERT_EQ(writer.send("t", Bytes(10)), 0);
+    }
+    ASSERT_TRUE(eventually([] { return g_gate.calls == 1; }));
+    EXPECT_EQ(writer.send("t", Bytes(10)), 0);
+    EXPECT_EQ(reader.send("other", Bytes(10)), 0);
+    EXPECT_EQ(get_match_cnt(writer.handle(), "t"), 1);
+    EXPECT_EQ(g_gate.calls, 1);
+    g_gate.isHeld = false;
+    EXPECT_TRUE(eventually([] { return g_gate.calls == 51; }));
+    EXPECT_EQ(g_gate.most, 1);
+}
+
+TEST(Callback, IsWaitedForByTheEnd) {
+    Participant writer;
+    Participant reader;
+    writer.writes("t", DDS_HISTORY_ALL);
+    reader.reads(
+        "t", [](void*, unsigned int) { g_gate.pass(); }, DDS_HISTORY_ALL);
+    writer.start();
+    reader.start();
+    ASSERT_TRUE(writer.awaits("t", 1));
+    for (int i = 0; i < 50; i++) {
+        ASSERT_EQ(writer.send("t", Bytes(10)), 0);
+    }
+    ASSERT_TRUE(eventually([] { return g_gate.calls == 1; }));
+    std::atomic<bool> isEnded{false};
+    std::thread destroyer([&] {
+        destroy_dds(reader.handle());
+        isEnded = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_FALSE(isEnded);
+    g_gate.isHeld = false;
+    destroyer.join();
+    EXPECT_EQ(g_gate.running, 0);
+    EXPECT_EQ(g_gate.calls, 1); // the 49 that waited are gone
+    EXPECT_TRUE(writer.awaits("t", 0));
+}
+
+Participant* g_own = nullptr;
+
+TEST(Callback, MaySendAndCannotDestroyItsParticipant) {
+    Participant both;
+    g_own = &both;
+    both.writes("t");
+    both.writes("answer");
+    both.reads("t", [](void*, unsigned int) {
+        destroy_dds(g_own->handle());
+        EXPECT_EQ(g_own->send("answer", Bytes{9}), 0);
+    });
+    both.reads("answer", Inbox::take<>);
+    both.start();
+    ASSERT_TRUE(both.awaits("t", 1) && both.awaits("answer", 1));
+    for (int i = 1; i <= 3; i++) {
+        ASSERT_EQ(both.send("t", Bytes(1)), 0);
+        EXPECT_TRUE(Inbox::of().holds(static_cast<size_t>(i)));
+    }
+}
+
+TEST(Life, EndsWhileOthersSendAndCount) {
+    for (int round = 0; round < 5; round++) {
+        Participant both;
+        both.writes("t");
+        both.reads("t", [](void*, unsigned int) {});
+        both.start();
+        std::atomic<bool> isOver{false};
+        std::vector<std::thread> users;
+        for (int i = 0; i < 3; i++) {
+            users.emplace_back([&] {
+                const Bytes bytes(3000);
+                while (!isOver) {
+                    both.send("t", bytes);
+                    get_match_cnt(both.handle(), "t");
+                }
+            });
+        }
+        ASSERT_TRUE(both.awaits("t", 1));
+        std::thread second([&] { destroy_dds(both.handle()); });
+        destroy_dds(both.handle());
+        EXPECT_EQ(both.send("t", Bytes(1)), -1);
+        EXPECT_EQ(get_match_cnt(both.handle(), "t"), 0);
+        second.join();
+        isOver = true;
+        for (std::thread& user : users) {
+            user.join();
+        }
+    }
+}
+
+size_t openFiles() {
+    size_t count = 0;
+    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        count++;
+    }
+    return count;
+}
+
+TEST(Life, GivesBackItsFilesAndPorts) {
+    size_t before = 0;
+    for (int round = 0; round < 35; round++) { // more than there are pairs of ports to be found at
+        Participant writer;
+        Participant reader;
+        writer.writes("t");
+        reader.reads("t", Inbox::take<>);
+        writer.start();
+        reader.start();
+        ASSERT_TRUE(writer.awaits("t", 1)) << round;
+        ASSERT_EQ(writer.send("t", Bytes(1)), 0);
+        ASSERT_TRUE(Inbox::of().holds(static_cast<size_t>(round) + 1));
+        if (round == 0) {
+            before = openFiles();
+        }
+        EXPECT_EQ(openFiles(), before) << round;
+    }
+}
+
+} // namespace
