@@ -23,7 +23,10 @@ namespace {
 void* g_participant = nullptr;
 std::string g_echoTopic;
 
+std::atomic<bool> g_isReading{false};
+
 void print(void* data, unsigned int len) {
+    g_isReading = true;
     printf("%s\n", describe(data, len).c_str());
     fflush(stdout);
 }
@@ -56,6 +59,7 @@ void flood(const std::string& topic) {
     const std::vector<uint8_t> bytes = payload(3000, 1);
     while (true) {
         dds_send(g_participant, topic.c_str(), bytes.data(), 3000);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1)); // else it is all that the library does
     }
 }
 
@@ -112,7 +116,11 @@ int main(int argc, char** argv) {
             std::thread(flood, topic).detach();
         }
         if (role == "exit") {
-            std::this_thread::sleep_for(std::chrono::milliseconds(500));
+            awaitReader(topic);
+            while (!g_isReading) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
             return 0;
         }
     } else {

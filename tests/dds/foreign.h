@@ -29,7 +29,7 @@ namespace rtps = eprosima::fastrtps::rtps;
 class RawWriter {
 public:
     RawWriter(int32_t domain, const std::string& topic)
-        : m_history({rtps::PREALLOCATED_WITH_REALLOC_MEMORY_MODE, 1024, 1, 100}),
+        : m_history({rtps::PREALLOCATED_WITH_REALLOC_MEMORY_MODE, 1024, 1, 1000}),
           m_participant(rtps::RTPSDomain::createParticipant(static_cast<uint32_t>(domain),
                                                             v2xdds_ParticipantAttributes("127.0.0.1", m_number))) {
         rtps::WriterAttributes attributes;
@@ -54,6 +54,9 @@ public:
         std::copy(sample.begin(), sample.end(), change->serializedPayload.data);
         change->serializedPayload.length = size;
         m_history.add_change(change);
+        if (m_history.getHistorySize() == 1000) {
+            m_history.remove_min_change();
+        }
     }
 
 private:
