@@ -109,30 +109,33 @@ TEST(Peers, StoppedReaderDelaysNoSenderAndCostsNoMemory) {
         peer->process().signal(SIGSTOP);
     }
     // "All" keeps 4096 samples for a reader that is still matched, and then takes none.
-    const Bytes bytes = payload(40960, 1);
+    for (int i = 0; i < 4; i++) {
+        ASSERT_EQ(here.send("all", payload(1048576, 1)), 0);
+    }
+    const size_t residentBefore = residentKib(getpid());
+    const Bytes bytes = payload(2048, 1);
     std::chrono::nanoseconds longest{0};
     int refused = 0;
-    size_t residentBefore = 0;
     const auto start = Clock::now();
-    while (since(start) < 2000) {
+    while (since(start) < 2000 && get_match_cnt(here.handle(), "all") == 1) {
         for (const auto& row : topics) {
             const auto before = Clock::now();
             const int32_t result = here.send(row.topic, bytes);
             longest = std::max<std::chrono::nanoseconds>(longest, Clock::now() - before);
-            ASSERT_TRUE(result == 0 || (row.setting == DDS_HISTORY_ALL && result == -2)) << row.topic;
+            // A reader that is not matched any more, its lease over, is not waited for.
+            const bool isFull = row.setting == DDS_HISTORY_ALL && get_match_cnt(here.handle(), "all") == 1;
+            ASSERT_TRUE(result == 0 || row.setting == DDS_HISTORY_ALL) << row.topic;
+            ASSERT_TRUE(result == -2 || !isFull) << row.topic;
             refused += result != 0 ? 1 : 0;
-        }
-        if (refused == 1) {
-            residentBefore = residentKib(getpid());
         }
     }
     std::printf("longest send %.3f ms, refused %d, resident %zu kB\n", static_cast<double>(longest.count()) / 1e6,
                 refused, residentKib(getpid()));
     EXPECT_LT(longest, std::chrono::seconds(1)); // no wait for a reader: those would last as long as it stands still
-    ASSERT_GT(refused, 1);
     if (!IS_SANITIZED) {
         EXPECT_LT(residentKib(getpid()), residentBefore + 2048);
     }
+    EXPECT_GT(refused, 0);
     // Its lease over, the reader counts no more, and "all" goes on.
     EXPECT_TRUE(here.awaits("all", 0));
     EXPECT_EQ(here.send("all", bytes), 0);
