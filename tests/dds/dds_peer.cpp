@@ -3,6 +3,7 @@
 //        dds_peer DOMAIN SETTING echo FROM TO              sends on what it takes, from within the callback
 //        dds_peer DOMAIN SETTING write TOPIC SIZE...       one payload of each size, once a reader is there; then waits
 //        dds_peer DOMAIN SETTING flood TOPIC THREADS       sends without end on so many threads
+//        dds_peer DOMAIN SETTING leave TOPIC               calls exit(7) from its first callback
 //        dds_peer DOMAIN SETTING exit TOPIC FROM           floods, reads and leaves main after a while without
 //        destroying
 #include <atomic>
@@ -34,6 +35,10 @@ void print(void* data, unsigned int len) {
 void echo(void* data, unsigned int len) {
     print(data, len);
     dds_send(g_participant, g_echoTopic.c_str(), data, len);
+}
+
+void leave(void*, unsigned int) {
+    exit(7);
 }
 
 void declare(int32_t domain, const std::string& topic, dds_RecvCallback callback, int32_t setting) {
@@ -96,6 +101,9 @@ int main(int argc, char** argv) {
     g_participant = create_dds();
     if (role == "read") {
         declare(domain, topic, print, setting);
+        start();
+    } else if (role == "leave") {
+        declare(domain, topic, leave, setting);
         start();
     } else if (role == "echo") {
         g_echoTopic = argv[5];

@@ -310,6 +310,21 @@ TEST(Process, ExitsCleanlyWhileItSendsAndReceives) {
     sender.join();
 }
 
+TEST(Process, ExitsFromACallback) {
+    Participant here;
+    here.writes("t");
+    here.start();
+    for (int round = 0; round < 3; round++) {
+        Peer peer("dds_peer", {REAL_TIME, "leave", "t"});
+        EXPECT_TRUE(eventually([&] {
+            here.send("t", Bytes(3000));
+            return peer.process().wait(0) != -1;
+        }));
+        EXPECT_EQ(peer.process().wait(0), 7);
+        EXPECT_EQ(peer.errors(), "");
+    }
+}
+
 TEST(Foreign, CycloneReadsWhatIsSent) {
     const std::vector<size_t> sizes = {1, 1023, 1024, 1025, 2048, 20479};
     Participant here;

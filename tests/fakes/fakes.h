@@ -62,8 +62,8 @@ void receive(const std::string& socketName, const std::vector<uint8_t>& bytes);
 // ---- ipc
 extern v2x_ipc_config_t ipcConf;
 
-// ---- dds: one participant; its calls stand in the journal with their arguments ("dds.dds_reg 200 rsu/a/spat/up writer",
-// "dds.set_history_qos rsu/a/spat/up 2 0", "dds.destroy_dds null")
+// ---- dds: one participant; its calls stand in the journal with their arguments ("dds.dds_reg 200 rsu/a/spat/up
+// writer", "dds.set_history_qos rsu/a/spat/up 2 0", "dds.destroy_dds null")
 extern bool ddsCreateFails;
 extern std::map<std::string, bool> ddsRegFails;   // by topic; false where absent
 extern std::map<std::string, int32_t> ddsMatched; // readers matched once started, by topic; 0 where absent
