@@ -87,6 +87,8 @@ TEST_F(Config, ReadsEveryKeyOnceAndKeepsTheRecord) {
     fakes::cfgTree["rsuSpatConfigInfo.PhaseRelationship.PhaseID255"] = 65537;
     fakes::cfgTree["rsuSpatConfigInfo.nodeId"] = 5;
     fakes::cfgTree["rsuSpatConfigInfo.regionId"] = 70000;
+    fakes::cfgTree["rsuSpatConfigInfo.Corrections.SpatDown"] = true;
+    fakes::cfgTree["rsuSpatConfigInfo.Corrections.ReplyItems"] = true;
     v2xspatconv_InitCfg("/opt/unit");
 
     ASSERT_EQ(load(), 0);
@@ -106,6 +108,8 @@ TEST_F(Config, ReadsEveryKeyOnceAndKeepsTheRecord) {
     EXPECT_EQ(uint16_t{m_config->m_phase_relationship.m_phaseid[255]}, 1);
     EXPECT_EQ(int32_t{m_config->m_nodeId}, 5);
     EXPECT_EQ(int32_t{m_config->m_regionId}, 70000);
+    EXPECT_TRUE(m_config->m_corrections.m_spat_down);
+    EXPECT_TRUE(m_config->m_corrections.m_reply_items);
     const auto missing = fakes::logged("rsuSpatConfigInfo.PhaseRelationship.PhaseID1 node error");
     ASSERT_EQ(missing.size(), 1U);
     EXPECT_EQ(missing[0].level, 3);
@@ -119,6 +123,16 @@ TEST_F(Config, ReadsEveryKeyOnceAndKeepsTheRecord) {
     EXPECT_EQ(again, m_config);
     EXPECT_THAT(fakes::cfgFiles, ElementsAre("/opt/unit/conf/v2x_spat_convert.cfg"));
     EXPECT_EQ(fakes::cfgOpenTrees, 0);
+}
+
+TEST_F(Config, CorrectionsAreOffWithoutTheirKeys) {
+    fakes::cfgTree["rsuSpatConfigInfo.Corrections.ReplyItems"] = true;
+    ASSERT_EQ(load(), 0);
+    EXPECT_FALSE(m_config->m_corrections.m_spat_down);
+    EXPECT_TRUE(m_config->m_corrections.m_reply_items);
+    for (const fakes::LogLine& line : fakes::logLines) {
+        EXPECT_EQ(line.text.find("Corrections"), std::string::npos) << line.text;
+    }
 }
 
 // Every failed load says why, leaves nothing open, and lets the next one succeed.

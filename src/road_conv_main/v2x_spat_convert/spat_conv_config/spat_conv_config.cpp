@@ -34,7 +34,8 @@ struct KeyRow {
 
 constexpr KeyRow SYSINFO_ROW = CFG_ROW("Sysinfoname", V2XCFG_TYPE_STRING, 127, m_SysinfoName);
 
-constexpr KeyRow DEVICE_ROWS[] = {
+// A unit may go without these, and nothing is said then.
+constexpr KeyRow OPTIONAL_ROWS[] = {
     CFG_ROW("LearnMachine.IsEnable", V2XCFG_TYPE_BOOL, 0, m_learn_machine_info.m_is_enable),
     CFG_ROW("LearnMachine.Ip", V2XCFG_TYPE_STRING, 31, m_learn_machine_info.m_ip),
     CFG_ROW("LearnMachine.Port", V2XCFG_TYPE_INT32, 0, m_learn_machine_info.m_port),
@@ -43,6 +44,8 @@ constexpr KeyRow DEVICE_ROWS[] = {
     CFG_ROW("SignalMachine1743.Ip", V2XCFG_TYPE_STRING, 31, m_signal_machine_1743_info.m_ip),
     CFG_ROW("SignalMachine1743.Port", V2XCFG_TYPE_INT32, 0, m_signal_machine_1743_info.m_port),
     CFG_ROW("SignalMachine1743.LocalPort", V2XCFG_TYPE_INT32, 0, m_signal_machine_1743_info.m_local_port),
+    CFG_ROW("Corrections.SpatDown", V2XCFG_TYPE_BOOL, 0, m_corrections.m_spat_down),
+    CFG_ROW("Corrections.ReplyItems", V2XCFG_TYPE_BOOL, 0, m_corrections.m_reply_items),
 };
 
 constexpr KeyRow IDENTITY_ROWS[] = {
@@ -81,7 +84,7 @@ int32_t LoadTree() {
     if (ret != 0) {
         return ret;
     }
-    for (const KeyRow& row : DEVICE_ROWS) {
+    for (const KeyRow& row : OPTIONAL_ROWS) {
         ReadRow(row);
     }
     GetPhaseRelationship(gp_convcfg_root, PHASE_PREFIX, &g_spatconv_cfg.m_phase_relationship);

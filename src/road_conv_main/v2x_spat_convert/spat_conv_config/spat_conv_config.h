@@ -29,6 +29,12 @@ struct phase_relationship_t {
     uint16_t m_phaseid[256];
 };
 
+// Settled behaviours that are replaced by corrected ones where true; false without the key.
+struct corrections_t {
+    bool m_spat_down;   // the cloud's SPAT reaches the stack application with status, lights and timing
+    bool m_reply_items; // the stack application's items are found behind one another, however many
+};
+
 struct spat_conv_config_t {
     char m_SysinfoName[128]; // path of the system-information file
     rsu_sysinfo_t m_sysinfo;
@@ -37,6 +43,7 @@ struct spat_conv_config_t {
     phase_relationship_t m_phase_relationship;
     int32_t m_regionId; // as configured; 0 to 65535 is what the message set carries
     int32_t m_nodeId;
+    corrections_t m_corrections;
 };
 
 #pragma pack(pop)
