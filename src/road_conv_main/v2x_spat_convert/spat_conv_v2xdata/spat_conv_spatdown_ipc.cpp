@@ -1,0 +1,163 @@
+#include "spat_conv_spatdown_ipc.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "v2xapp_commoncodec.h"
+#include "v2xapp_truncate.h"
+
+namespace {
+
+constexpr int32_t ENTRIES_MAX = 16; // phases of a record, states of a phase
+static_assert(sizeof(v2xipc_phases_t) +
+                  ENTRIES_MAX * (sizeof(v2xipc_phase_t) + ENTRIES_MAX * sizeof(v2xipc_pahseState_t)) <=
+              V2XIPC_RECORD_SIZE);
+
+constexpr double SECONDS_PER_TIME_MARK = 0.1;
+constexpr double PER_CONFIDENCE_STEP = 0.005;
+constexpr uint32_t MOY_ABSENT = 0xFFFFFFFF;
+constexpr uint16_t SEC_MARK_ABSENT = 65535;
+
+// A phase state's times by whichever names; an optional one is null when absent.
+struct Times {
+    long start = 0;
+    long likelyEnd = V2XIPC_TIME_UNKNOWN;
+    const long* maxEnd = nullptr;
+    const long* minEnd = nullptr;
+    const long* nextStart = nullptr;
+    const long* next = nullptr; // duration or end
+    const long* confidence = nullptr;
+};
+
+// The element at `index`, an empty one where the list has none.
+template <typename Element, typename List>
+const Element& At(const List& list, int32_t index) {
+    static const Element none = {};
+    const bool there = list.array != nullptr && index < list.count && list.array[index] != nullptr;
+    return there ? *list.array[index] : none;
+}
+
+template <typename Field>
+Field Scaled(const long* value, double factor) {
+    if (value == nullptr) {
+        return Field{-1}; // all ones
+    }
+    const long whole = v2xapp_Truncate(static_cast<double>(*value) * factor);
+    return static_cast<Field>(std::clamp<long>(whole, INT32_MIN, INT32_MAX));
+}
+
+v2xipc_pahseState_t State(long light, const Times& times) {
+    return {
+        .m_stateMode = V2XIPC_STATE_MODE_COUNTING,
+        .m_lightState = static_cast<uint8_t>(light),
+        .m_startTime = static_cast<uint16_t>(times.start),
+        .m_endTime = static_cast<uint16_t>(times.likelyEnd),
+        .m_opt_maxendTime = Scaled<int16_t>(times.maxEnd, SECONDS_PER_TIME_MARK),
+        .m_opt_minendTime = Scaled<int16_t>(times.minEnd, SECONDS_PER_TIME_MARK),
+        .m_opt_nextStartTime = Scaled<int16_t>(times.nextStart, SECONDS_PER_TIME_MARK),
+        .m_opt_nextDuration = Scaled<int16_t>(times.next, SECONDS_PER_TIME_MARK),
+        .m_opt_timeConfidence = Scaled<int8_t>(times.confidence, PER_CONFIDENCE_STEP),
+    };
+}
+
+// The light of a phase state that has no timing.
+v2xipc_pahseState_t LightAlone(long light) {
+    v2xipc_pahseState_t state = State(light, {});
+    state.m_stateMode = 0;
+    return state;
+}
+
+// Writes a phase state at `place`, or leaves what is there when the state has no timing.
+void WriteState(const PhaseState_t& gb_phSta, uint8_t* place, v2xspatconv_down mode) {
+    v2xipc_pahseState_t state = {};
+    switch (gb_phSta.timing != nullptr ? gb_phSta.timing->present : TimeChangeDetails_PR_NOTHING) {
+    case TimeChangeDetails_PR_counting:
+        v2xspatconv_GbPhaseStateCountingToIpc(&gb_phSta, &state);
+        [[fallthrough]]; // both kinds are laid out alike, so this fills in the same again
+    case TimeChangeDetails_PR_utcTiming:
+        v2xspatconv_GbPhaseStateUtcTimingToIpc(&gb_phSta, &state);
+        break;
+    default:
+        if (mode == v2xspatconv_down::settled) {
+            return;
+        }
+        state = LightAlone(gb_phSta.light);
+        break;
+    }
+    memcpy(place, &state, sizeof state);
+}
+
+// What a count field tells of a list: its count as it is, or what the record has room for.
+int32_t Told(int32_t count, v2xspatconv_down mode) {
+    return mode == v2xspatconv_down::corrected ? std::min(count, ENTRIES_MAX) : count;
+}
+
+// Writes a phase with its states and returns where the next one begins.
+uint8_t* WritePhase(const Phase_t& phase, uint8_t* place, v2xspatconv_down mode) {
+    const v2xipc_phase_t head = {static_cast<uint8_t>(phase.id),
+                                 static_cast<uint8_t>(Told(phase.phaseStates.list.count, mode))};
+    memcpy(place, &head, sizeof head);
+    place += sizeof head;
+    uint8_t* state = place;
+    for (int32_t j = 0; j < head.m_phaseStateNum && j < ENTRIES_MAX; j++) {
+        WriteState(At<PhaseState_t>(phase.phaseStates.list, j), state, mode);
+        state += sizeof(v2xipc_pahseState_t);
+    }
+    return mode == v2xspatconv_down::corrected ? state : place;
+}
+
+uint32_t IntersectionId(const NodeReferenceID_t& reference) {
+    const uint64_t region = reference.region != nullptr ? static_cast<uint64_t>(*reference.region) : 0;
+    return static_cast<uint32_t>(region << 16 | static_cast<uint64_t>(reference.id));
+}
+
+} // namespace
+
+int32_t v2xspatconv_GbPhaseStateCountingToIpc(const PhaseState_t* gb_phSta, v2xipc_pahseState_t* ipc_phSta) {
+    if (gb_phSta == nullptr || gb_phSta->timing == nullptr || ipc_phSta == nullptr) {
+        V2XLOG(g_downLog, V2XLOG_ERROR, "input param error");
+        return -2;
+    }
+    const TimeCountingDown_t& from = gb_phSta->timing->choice.counting;
+    *ipc_phSta = State(gb_phSta->light, {from.startTime, from.likelyEndTime, from.maxEndTime, from.minEndTime,
+                                         from.nextStartTime, from.nextDuration, from.timeConfidence});
+    return 0;
+}
+
+int32_t v2xspatconv_GbPhaseStateUtcTimingToIpc(const PhaseState_t* gb_phSta, v2xipc_pahseState_t* ipc_phSta) {
+    if (gb_phSta == nullptr || gb_phSta->timing == nullptr || ipc_phSta == nullptr) {
+        V2XLOG(g_downLog, V2XLOG_ERROR, "input param error");
+        return -2;
+    }
+    const UTCTiming_t& from = gb_phSta->timing->choice.utcTiming;
+    *ipc_phSta =
+        State(gb_phSta->light, {from.startUTCTime, from.likelyEndUTCTime, from.maxEndUTCTime, from.minEndUTCTime,
+                                from.nextStartUTCTime, from.nextEndUTCTime, from.timeConfidence});
+    return 0;
+}
+
+int32_t v2xspatconv_GbSpatToIpcSpat(const SPAT_t* gb_spat, v2xipc_phases_t* ipc_spat, v2xspatconv_down mode) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_downLog, ret);
+    if (gb_spat == nullptr || ipc_spat == nullptr || gb_spat->intersections.list.count < 1) {
+        V2XLOG(g_downLog, V2XLOG_ERROR, "input param error");
+        return ret = -2;
+    }
+    const auto& intersection = At<IntersectionState_t>(gb_spat->intersections.list, 0);
+    int64_t status = 0;
+    v2xcodec_bitString2Long(const_cast<IntersectionStatusObject_t*>(&intersection.status), &status); // reads only
+    const v2xipc_phases_t head = {
+        .m_intersectionId = IntersectionId(intersection.intersectionId),
+        .m_status = static_cast<uint16_t>(status),
+        .m_moy = intersection.moy != nullptr ? static_cast<uint32_t>(*intersection.moy) : MOY_ABSENT,
+        .m_secMark =
+            intersection.timeStamp != nullptr ? static_cast<uint16_t>(*intersection.timeStamp) : SEC_MARK_ABSENT,
+        .m_phaseNum = static_cast<int8_t>(Told(intersection.phases.list.count, mode)),
+    };
+    memcpy(ipc_spat, &head, sizeof head);
+    uint8_t* place = reinterpret_cast<uint8_t*>(ipc_spat) + sizeof head;
+    for (int32_t i = 0; i < head.m_phaseNum && i < ENTRIES_MAX; i++) {
+        place = WritePhase(At<Phase_t>(intersection.phases.list, i), place, mode);
+    }
+    return ret;
+}

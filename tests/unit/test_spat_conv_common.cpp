@@ -1,0 +1,108 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <memory>
+
+#include "fakes.h"
+#include "spat_conv_common.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+class Readers : public testing::Test {
+protected:
+    ~Readers() override { cJSON_Delete(json); }
+    static std::vector<std::string> takeLog() {
+        std::vector<std::string> lines;
+        for (const fakes::LogLine& line : fakes::logLines) {
+            lines.push_back(line.tag + " " + std::to_string(line.level) + " " + line.text);
+        }
+        fakes::logLines.clear();
+        return lines;
+    }
+
+    cJSON* json = cJSON_Parse(R"({"one":1,"minus":-1,"cut":2.9,"minusCut":-2.9,"edge":2147483647,"above":2147483648,
+        "below":-2147483649,"huge":1e300,"text":"lamp","empty":"","yes":true,"no":false,"nothing":null,
+        "object":{"one":5},"list":[7],"One":9})");
+};
+
+TEST_F(Readers, Integers) {
+    const struct {
+        const char* key;
+        int64_t value;
+    } cases[] = {
+        {"one", 1},
+        {"One", 9},
+        {"minus", -1},
+        {"cut", 2},
+        {"minusCut", -2},
+        {"edge", 2147483647},
+        {"above", 2147483647},
+        {"below", -2147483648},
+        {"huge", 2147483647},
+        {"yes", 1},
+        {"no", 0},
+        {"text", 0},
+        {"nothing", 0},
+        {"object", 0},
+        {"list", 0},
+    };
+    for (const auto& row : cases) {
+        int64_t value = 77;
+        EXPECT_EQ(GetIntDataFromJson(json, row.key, &value), 0) << row.key;
+        EXPECT_EQ(value, row.value) << row.key;
+        EXPECT_EQ(GetIntDataFromJson(json, row.key, nullptr), 0) << row.key;
+    }
+    EXPECT_THAT(takeLog(), ElementsAre());
+}
+
+TEST_F(Readers, Texts) {
+    const struct {
+        const char* key;
+        int32_t room;
+        int32_t ret;
+        std::string text;
+    } cases[] = {
+        {"text", 5, 0, "lamp"},  {"text", 4, 0, "lam"},     {"text", 1, 0, ""},      {"text", 0, 0, "kept"},
+        {"text", -1, 0, "kept"}, {"empty", 5, 0, ""},       {"one", 5, -3, "kept"},  {"nothing", 5, -3, "kept"},
+        {"list", 5, -3, "kept"}, {"object", 5, -3, "kept"}, {"Text", 5, -3, "kept"},
+    };
+    for (const auto& row : cases) {
+        char text[8] = "kept";
+        EXPECT_EQ(GetStringFromJson(json, row.key, text, row.room), row.ret) << row.key << row.room;
+        EXPECT_EQ(text, row.text) << row.key << row.room;
+    }
+    EXPECT_THAT(takeLog(), ElementsAre("SCOM 2 Get one item failed!", "SCOM 2 Get nothing item failed!",
+                                       "SCOM 2 Get list item failed!", "SCOM 2 Get object item failed!",
+                                       "SCOM 2 Get Text item failed!"));
+}
+
+TEST_F(Readers, Booleans) {
+    for (const char* key : {"no", "one", "text", "nothing", "object", "list", "absent"}) {
+        EXPECT_FALSE(GetBoolFromJson(json, key)) << key;
+    }
+    EXPECT_TRUE(GetBoolFromJson(json, "yes"));
+    EXPECT_THAT(takeLog(), ElementsAre("SCOM 2 Get absent item failed!"));
+}
+
+TEST_F(Readers, MissingMembersAndNullArguments) {
+    int64_t value = 77;
+    char text[8] = "kept";
+    EXPECT_EQ(GetIntDataFromJson(json, "two", &value), -3);
+    EXPECT_EQ(GetIntDataFromJson(cJSON_GetObjectItem(json, "one"), "two", &value), -3);
+    EXPECT_EQ(GetStringFromJson(cJSON_GetObjectItem(json, "list"), "two", text, 8), -3);
+    EXPECT_EQ(takeLog(), std::vector<std::string>(3, "SCOM 2 Get two item failed!"));
+
+    EXPECT_EQ(GetIntDataFromJson(nullptr, "one", &value), -2);
+    EXPECT_EQ(GetIntDataFromJson(json, nullptr, &value), -2);
+    EXPECT_EQ(GetStringFromJson(nullptr, "text", text, 8), -2);
+    EXPECT_EQ(GetStringFromJson(json, nullptr, text, 8), -2);
+    EXPECT_EQ(GetStringFromJson(json, "text", nullptr, 8), -2);
+    EXPECT_FALSE(GetBoolFromJson(nullptr, "yes"));
+    EXPECT_FALSE(GetBoolFromJson(json, nullptr));
+    EXPECT_EQ(takeLog(), std::vector<std::string>(7, "SCOM 2 input param error"));
+    EXPECT_EQ(value, 77);
+    EXPECT_STREQ(text, "kept");
+}
+
+} // namespace

@@ -1,0 +1,246 @@
+// From fragments of the topic to frames for the stack application.
+#include <gtest/gtest.h>
+#include <numeric>
+
+#include "spat_conv_config.h"
+#include "spat_conv_spatdown.h"
+#include "spat_conv_stack_interface.h"
+#include "spatdown_test.h"
+#include "sysinfo_file.h"
+
+namespace {
+
+const std::string GOOD = document(intersection(R"({"region":1,"id":2})", "258", "[]"));
+const char GOOD_RECORD[] = "02000100 0000 FFFFFFFF FFFF 00";
+
+const Lines NO_TEXT = {"DOWN 2 cJSON_Parse Error!", "DOWN 2 v2xspatconv_SpatJsonToStruct error"};
+const Lines TOO_LONG = {"DOWN 3 Msg data is too long"};
+Lines operator+(Lines left, const Lines& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+class SpatDown : public testing::Test {
+protected:
+    void start(bool corrected = false) {
+        if (corrected) {
+            fakes::cfgTree["rsuSpatConfigInfo.Corrections.SpatDown"] = true;
+        }
+        const spat_conv_config_t* config = nullptr;
+        ASSERT_EQ(v2xspatconv_GetCfgData(&config), 0);
+        ASSERT_EQ(v2xspatconv_StackInterfaceInit(config), 0);
+        fakes::logLines.clear();
+    }
+    // One fragment, in memory that ends where it ends.
+    static void receive(const std::string& fragment) {
+        Bytes exact(fragment.begin(), fragment.end());
+        exact.shrink_to_fit();
+        v2xspatconv_ddsRecvSpatDown(exact.data(), static_cast<unsigned int>(exact.size()));
+    }
+    // A document as the library hands it over: fragments of 1024 bytes and a rest.
+    static void deliver(const std::string& text) {
+        for (size_t at = 0; at <= text.size(); at += 1024) {
+            receive(text.substr(at, 1024));
+        }
+    }
+    // The records sent to the stack application since the last call.
+    static std::vector<Bytes> records() {
+        std::vector<Bytes> all;
+        for (const fakes::Datagram& datagram : fakes::sent) {
+            EXPECT_EQ(datagram.socket, "SPAT_SEND_APP");
+            all.emplace_back(datagram.bytes.begin() + 28, datagram.bytes.end());
+        }
+        fakes::sent.clear();
+        return all;
+    }
+
+    SysinfoFile m_sysinfo;
+};
+
+TEST_F(SpatDown, FragmentsMakeADocument) {
+    const std::vector<size_t> twenty(20, 1024);
+    const std::vector<size_t> nineteen(19, 1024);
+    const auto with = [](std::vector<size_t> lengths, size_t last) {
+        lengths.push_back(last);
+        return lengths;
+    };
+    const struct {
+        const char* what;
+        std::vector<size_t> lengths; // of the fragments
+        size_t documents;            // that come out at the last fragment
+        Lines log;
+    } cases[] = {
+        {"the longest single fragment", {1023}, 1, {}},
+        {"the shortest that waits for more", {1024, 1}, 1, {}},
+        {"an end without bytes", {1024, 0}, 1, {}},
+        {"a rest", {1024, 1024, 300}, 1, {}},
+        {"a piece above 1024 waits too", {1500, 3}, 1, {}},
+        {"the longest document, in fragments", with(nineteen, 1023), 1, {}},
+        {"the longest document, in one piece and an end", {20479, 0}, 1, {}},
+        {"a byte behind the longest", {20479, 1}, 0, TOO_LONG + NO_TEXT},
+        {"a document of 20480", with(twenty, 1), 0, TOO_LONG + NO_TEXT},
+        {"a piece of 20480", {20480, 2}, 0, TOO_LONG + NO_TEXT},
+        {"the last fragment is too long", {20000, 480}, 0, TOO_LONG + NO_TEXT},
+        {"the last fragment just fits", {20000, 479}, 1, {}},
+    };
+    start();
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.what);
+        const size_t total = std::accumulate(row.lengths.begin(), row.lengths.end(), size_t{0});
+        std::string text = GOOD;
+        text.resize(total, ' ');
+        for (const size_t length : row.lengths) {
+            EXPECT_TRUE(records().empty()) << "before the last fragment";
+            receive(text.substr(0, length));
+            text.erase(0, length);
+        }
+        EXPECT_EQ(records(), std::vector<Bytes>(row.documents, hex(GOOD_RECORD)));
+        EXPECT_EQ(takeLog(), row.log);
+        receive(GOOD);
+        EXPECT_EQ(records(), std::vector<Bytes>{hex(GOOD_RECORD)}) << "a good document right after";
+        EXPECT_EQ(takeLog(), Lines());
+    }
+}
+
+TEST_F(SpatDown, TheByteBehindAMultipleEndsTheText) {
+    start();
+    std::string text = GOOD;
+    text.resize(2048, ' ');
+    receive(text.substr(0, 1024));
+    receive(text.substr(1024));
+    EXPECT_TRUE(records().empty());
+    fakes::logLines.clear();
+    receive(std::string(1, '\0'));
+    EXPECT_EQ(records(), std::vector<Bytes>{hex(GOOD_RECORD)});
+    EXPECT_EQ(fakes::logged("recv_total:2049").at(0).level, 7);
+    receive(GOOD + std::string(1, '\0') + "}");
+    EXPECT_EQ(records(), std::vector<Bytes>{hex(GOOD_RECORD)}) << "what follows a NUL is not read";
+    EXPECT_EQ(takeLog(), Lines());
+}
+
+TEST_F(SpatDown, LengthsAndPointersThatCannotBe) {
+    start();
+    std::string text = GOOD;
+    text.resize(1024, ' ');
+    receive(text);
+    v2xspatconv_ddsRecvSpatDown(nullptr, 5);
+    EXPECT_EQ(takeLog(), Lines{"DOWN 2 input param error"});
+    v2xspatconv_ddsRecvSpatDown(nullptr, 0);
+    EXPECT_EQ(records(), std::vector<Bytes>{hex(GOOD_RECORD)}) << "no bytes, but an end";
+    receive(text);
+    v2xspatconv_ddsRecvSpatDown(text.data(), UINT32_MAX - 500); // together with the 1024 bytes: 523 in 32 bits
+    EXPECT_EQ(takeLog(), TOO_LONG);
+    receive(GOOD);
+    EXPECT_EQ(records(), std::vector<Bytes>{hex(GOOD_RECORD)});
+}
+
+TEST_F(SpatDown, SettledRecord) {
+    start();
+    deliver(document(intersection(R"({"region":1,"id":2})", "258", FOUR_PHASES) + "," +
+                     intersection(R"({"id":9})", "1", FOUR_PHASES)));
+    // Counted as its heads tell: the states of the first phase stand over the other heads, and the rest is zero.
+    Bytes expected = hex("02000100 0000 FFFFFFFF FFFF 04  0102 0202 0302 0402");
+    expected.resize(13 + (2 + 2 * 15) + 3 * 2);
+    EXPECT_EQ(records(), std::vector<Bytes>{expected});
+}
+
+TEST_F(SpatDown, CorrectedRecord) {
+    start(true);
+    deliver(document(intersection(R"({"region":1,"id":2})", "258", FOUR_PHASES) + "," +
+                     intersection(R"({"id":9})", "1", FOUR_PHASES)));
+    EXPECT_EQ(records(), std::vector<Bytes>{hex(std::string("02000100 0201 FFFFFFFF FFFF 04") + FOUR_PHASES_RECORD)});
+}
+
+class SpatDownBoth : public SpatDown, public testing::WithParamInterface<bool> {};
+
+TEST_P(SpatDownBoth, IdentityAndStatus) {
+    const struct {
+        std::string identity;
+        std::string status;
+        std::string id; // in the record
+        std::string correctedStatus;
+    } cases[] = {
+        {R"({"region":1,"id":2})", "0", "02000100", "0000"},
+        {R"({"id":2})", "258", "02000000", "0201"},
+        {R"({"region":65535,"id":65535})", "65535", "FFFFFFFF", "FFFF"},
+        {R"({"region":0,"id":0})", "65536", "00000000", "0000"},
+        {R"({"region":0.9,"id":7.9})", "-1", "07000000", "FFFF"},
+        {R"({"region":"1","id":true})", "\"258\"", "01000000", "0000"},
+    };
+    start(GetParam());
+    for (const auto& row : cases) {
+        receive(document(intersection(row.identity, row.status, "[]")));
+        const std::string status = GetParam() ? row.correctedStatus : "0000";
+        EXPECT_EQ(records(), std::vector<Bytes>{hex(row.id + status + "FFFFFFFF FFFF 00")}) << row.identity;
+    }
+}
+
+TEST_P(SpatDownBoth, WhatCannotBeReadIsDropped) {
+    const std::string bad = intersection(R"({"id":65536})", "0", "[]");
+    const std::string good = intersection(R"({"id":3})", "0", "[]");
+    const std::string other = intersection(R"({"id":4})", "0", "[]");
+    const struct {
+        std::string text;
+        std::string record; // empty: none is sent
+    } cases[] = {
+        {"", ""},
+        {"{", ""},
+        {"null", ""},
+        {"[]", ""},
+        {R"({"Intersections":[{"status":0,"phases":[]}]})", ""},
+        {R"({"intersections":5})", ""},
+        {document(""), ""},
+        {document(bad), ""},
+        {document(bad + "," + good), "03000000 0000 FFFFFFFF FFFF 00"},
+        {document(bad + "," + good + "," + other), "03000000 0000 FFFFFFFF FFFF 00"},
+        {document(good + "," + bad), ""},
+        {document(good + "," + bad + "," + other), "03000000 0000 FFFFFFFF FFFF 00"},
+        {std::string(1001, '['), ""},
+        {R"({"intersections":)" + std::string(5000, '['), ""},
+    };
+    start(GetParam());
+    for (const auto& row : cases) {
+        deliver(row.text);
+        const std::vector<Bytes> expected(row.record.empty() ? 0 : 1, hex(row.record));
+        EXPECT_EQ(records(), expected) << row.text;
+    }
+}
+
+TEST_P(SpatDownBoth, ManyEntries) {
+    std::string states;
+    std::string phases;
+    std::string expected = "02000000 0000 FFFFFFFF FFFF";
+    for (int i = 0; i < 17; i++) {
+        states += (i > 0 ? "," : "") + std::string(R"({"light":3})");
+    }
+    for (int i = 0; i < 17; i++) {
+        phases += (i > 0 ? "," : "") + std::string(R"({"phaseId":9,"phaseStates":[)") + states + "]}";
+    }
+    if (GetParam()) {
+        expected += "10";
+        for (int i = 0; i < 16; i++) {
+            expected += "09 10";
+            for (int j = 0; j < 16; j++) {
+                expected += "00 03 0000 A18C FFFF FFFF FFFF FFFF FF";
+            }
+        }
+    } else {
+        expected += "11";
+        for (int i = 0; i < 16; i++) {
+            expected += "09 11";
+        }
+    }
+    start(GetParam());
+    deliver(document(intersection(R"({"id":2})", "0", "[" + phases + "]")));
+    Bytes record = hex(expected);
+    if (!GetParam()) {
+        // A reader finds 17 states behind the first head, and zeros behind them.
+        record.resize(13 + (2 + 17 * 15) + 16 * 2);
+    }
+    EXPECT_EQ(records(), std::vector<Bytes>{record});
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, SpatDownBoth, testing::Bool(),
+                         [](const auto& mode) { return mode.param ? "Corrected" : "Settled"; });
+
+} // namespace

@@ -1,0 +1,173 @@
+// What the record of a SPAT holds, byte by byte.
+#include <gtest/gtest.h>
+
+#include "spat_conv_spatdown_ipc.h"
+#include "spat_conv_spatdown_json.h"
+#include "spatdown_test.h"
+
+namespace {
+
+constexpr auto SETTLED = v2xspatconv_down::settled;
+constexpr auto CORRECTED = v2xspatconv_down::corrected;
+
+class Record : public testing::Test {
+protected:
+    ~Record() override { ASN_STRUCT_FREE_CONTENTS_ONLY(asn_DEF_SPAT, &spat); }
+    // A SPAT whose states have their timing.
+    void read(const std::string& phases) {
+        const std::string text = document(intersection(R"({"region":1,"id":2})", "258", phases));
+        ASSERT_EQ(v2xspatconv_SpatJsonToStruct(text.c_str(), &spat, CORRECTED), 0);
+    }
+    IntersectionState_t& first() { return *spat.intersections.list.array[0]; }
+    // The record's first bytes, as many as expected, behind which everything must be 0.
+    Bytes written(v2xspatconv_down mode, size_t length) {
+        alignas(8) uint8_t record[V2XIPC_RECORD_SIZE] = {};
+        EXPECT_EQ(v2xspatconv_GbSpatToIpcSpat(&spat, reinterpret_cast<v2xipc_phases_t*>(record), mode), 0);
+        EXPECT_EQ(Bytes(record + length, std::end(record)), Bytes(V2XIPC_RECORD_SIZE - length));
+        return {record, record + length};
+    }
+    void expect(v2xspatconv_down mode, const std::string& record) {
+        const Bytes bytes = hex(record);
+        EXPECT_EQ(written(mode, bytes.size()), bytes);
+    }
+
+    SPAT_t spat = {};
+};
+
+TEST_F(Record, SettledEntriesOverlap) {
+    read(FOUR_PHASES);
+    // Heads at 13, 15, 17, 19, each phase's states from behind its head: of earlier phases remains what no later one
+    // covers. A state without timing covers nothing.
+    expect(SETTLED, R"(02000100 0201 FFFFFFFF FFFF 04  01 02 02 02 03 02 04 02
+        01 03 0700 FFFF CCCC FEFF FFFF FFFF FF
+        01 00 0000 0000 FFFF FFFF FFFF FFFF FF)");
+}
+
+TEST_F(Record, SettledEntriesOverlapInPart) {
+    read(R"([{"phaseId":1,"phaseStates":[
+                {"light":3,"timing":{"counting":{"startTime":4369,"likelyEndTime":8738,"minEndTime":30}}},
+                {"light":4,"timing":{"counting":{"startTime":13107,"likelyEndTime":17476,"nextDuration":50}}}]},
+             {"phaseId":2,"phaseStates":[{"light":6}]}])");
+    expect(SETTLED, R"(02000100 0201 FFFFFFFF FFFF 02  01 02 02 01
+              1111 2222 FFFF 0300 FFFF FFFF FF
+        01 04 3333 4444 FFFF FFFF FFFF 0500 FF)");
+}
+
+TEST_F(Record, CorrectedEntriesFollowOneAnother) {
+    read(FOUR_PHASES);
+    expect(CORRECTED, std::string("02000100 0201 FFFFFFFF FFFF 04") + FOUR_PHASES_RECORD);
+}
+
+TEST_F(Record, TimeOfTheReading) {
+    read("[]");
+    const struct {
+        long moy;
+        long timeStamp;
+        const char* bytes;
+    } cases[] = {
+        {527039, 60999, "BF0A0800 47EE"},
+        {0, 0, "00000000 0000"},
+        {-1, 65536, "FFFFFFFF 0000"},
+    };
+    for (auto row : cases) {
+        first().moy = &row.moy;
+        first().timeStamp = &row.timeStamp;
+        expect(SETTLED, std::string("02000100 0201") + row.bytes + "00");
+    }
+    first().moy = nullptr;
+    first().timeStamp = nullptr;
+}
+
+TEST_F(Record, CountsBeyondTheirFields) {
+    read(R"([{"phaseId":7,"phaseStates":[]}])");
+    const struct {
+        int phases;
+        int states;
+        const char* settled; // m_phaseNum, then the first head where there is one
+        const char* corrected;
+    } cases[] = {
+        {1, 16, "01 0710", "01 0710"},  {1, 17, "01 0711", "01 0710"},  {1, 255, "01 07FF", "01 0710"},
+        {1, 256, "01 0700", "01 0710"}, {1, 257, "01 0701", "01 0710"}, {17, 0, "11 0700", "10 0700"},
+        {127, 0, "7F 0700", "10 0700"}, {128, 0, "80 0000", "10 0700"}, {256, 0, "00 0000", "10 0700"},
+    };
+    // Lists that claim more than they hold: what is missing is written as nothing.
+    std::vector<Phase_t*> phases(256, first().phases.list.array[0]);
+    std::vector<PhaseState_t*> states(257);
+    auto& list = first().phases.list;
+    auto& stateList = list.array[0]->phaseStates.list;
+    auto* const ownArray = list.array;
+    for (const auto& row : cases) {
+        list.array = phases.data();
+        list.count = row.phases;
+        stateList.array = states.data();
+        stateList.count = row.states;
+        for (const auto mode : {SETTLED, CORRECTED}) {
+            alignas(8) uint8_t record[V2XIPC_RECORD_SIZE] = {};
+            v2xspatconv_GbSpatToIpcSpat(&spat, reinterpret_cast<v2xipc_phases_t*>(record), mode);
+            EXPECT_EQ(Bytes(record + 12, record + 15), hex(mode == SETTLED ? row.settled : row.corrected))
+                << row.phases << " " << row.states;
+        }
+    }
+    stateList.array = nullptr;
+    stateList.count = 0;
+    list.array = ownArray;
+    list.count = 1;
+}
+
+TEST_F(Record, ListsWithGaps) {
+    read(FOUR_PHASES);
+    auto& phases = first().phases.list;
+    auto& states = phases.array[1]->phaseStates.list;
+    std::swap(phases.array[0], phases.array[3]);
+    Phase_t* const lost = std::exchange(phases.array[0], nullptr);
+    PhaseState_t* const lostState = std::exchange(states.array[0], nullptr);
+    phases.count = 2;
+    expect(CORRECTED, R"(02000100 0201 FFFFFFFF FFFF 02
+        00 00
+        02 02  00 00 0000 A18C FFFF FFFF FFFF FFFF FF
+               00 07 0000 A18C FFFF FFFF FFFF FFFF FF)");
+    expect(SETTLED, "02000100 0201 FFFFFFFF FFFF 02  00 00 02 02");
+    phases.count = 4;
+    phases.array[0] = lost;
+    states.array[0] = lostState;
+}
+
+TEST_F(Record, ScaledTimes) {
+    read(R"([{"phaseId":1,"phaseStates":[{"light":3,"timing":{"counting":{
+        "startTime":0,"likelyEndTime":0,"maxEndTime":0,"timeConfidence":0}}}]}])");
+    const struct {
+        long value;
+        const char* time;       // times 0.1
+        const char* confidence; // times 0.005
+    } cases[] = {
+        {0, "0000", "00"},         {9, "0000", "00"},           {10, "0100", "00"},
+        {199, "1300", "00"},       {200, "1400", "01"},         {36001, "100E", "B4"},  // 3600 and 180
+        {-9, "0000", "00"},        {-200, "ECFF", "FF"},        {655350, "FFFF", "CC"}, // 65535 and 3276
+        {655360, "0000", "CC"},    {21474836480, "FFFF", "66"},                         // beyond 32 bits, and 107374182
+        {INT64_MAX, "FFFF", "FF"}, {INT64_MIN, "0000", "00"},
+    };
+    TimeCountingDown_t& timing = first().phases.list.array[0]->phaseStates.list.array[0]->timing->choice.counting;
+    for (const auto& row : cases) {
+        *timing.maxEndTime = row.value;
+        *timing.timeConfidence = row.value;
+        expect(SETTLED, std::string("02000100 0201 FFFFFFFF FFFF 01 0101 01 03 0000 0000") + row.time +
+                            "FFFF FFFF FFFF" + row.confidence);
+    }
+}
+
+TEST_F(Record, WithoutASourceOrAPlaceThereIsNone) {
+    v2xipc_phases_t record = {};
+    v2xipc_pahseState_t state = {};
+    PhaseState_t noTiming = {};
+    EXPECT_EQ(v2xspatconv_GbSpatToIpcSpat(nullptr, &record, SETTLED), -2);
+    EXPECT_EQ(v2xspatconv_GbSpatToIpcSpat(&spat, nullptr, SETTLED), -2);
+    EXPECT_EQ(v2xspatconv_GbSpatToIpcSpat(&spat, &record, SETTLED), -2) << "no intersection";
+    for (const auto convert : {v2xspatconv_GbPhaseStateCountingToIpc, v2xspatconv_GbPhaseStateUtcTimingToIpc}) {
+        EXPECT_EQ(convert(nullptr, &state), -2);
+        EXPECT_EQ(convert(&noTiming, &state), -2);
+        EXPECT_EQ(convert(&noTiming, nullptr), -2);
+    }
+    EXPECT_EQ(takeLog(), Lines(9, "DOWN 2 input param error"));
+}
+
+} // namespace
