@@ -1,0 +1,166 @@
+#include "spat_conv_v2xcloud_dds.h"
+
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "spat_conv_interface.h"
+#include "spat_conv_spatdown.h"
+#include "v2x/v2xlog.h"
+
+namespace {
+
+v2xlog_tag_t g_log{"SDDS"};
+
+constexpr int32_t DOMAIN_ID = 200;
+constexpr int32_t DATA_TYPE_BYTES = 0;
+constexpr size_t TOPIC_SIZE = 128;
+constexpr unsigned int FRAGMENT_SIZE = 1024;
+
+v2xcloud_comm_ddsinfo g_ddsinfo;
+
+using Topic = char* v2xcloud_comm_ddsinfo::*;
+
+struct TopicRow {
+    Topic topic;
+    const char* start;
+    const char* end; // with the identity between the two; null: start alone
+};
+
+// In the order in which the names are made.
+constexpr TopicRow TOPICS[] = {
+    {&v2xcloud_comm_ddsinfo::mp_commsoft_recv_topic, "/pelko/cloud/v2x/service_status", nullptr},
+    {&v2xcloud_comm_ddsinfo::mp_spat_conv_send_topic, "/pelko/v2x/cloud/service_status", nullptr},
+    {&v2xcloud_comm_ddsinfo::mp_spat_up_topic, "rsu/", "/spat/up"},
+    {&v2xcloud_comm_ddsinfo::mp_spat_down_topic, "rsu/", "/spat/down"},
+};
+
+struct RegisterRow {
+    Topic topic;
+    dds_RecvCallback callback;
+};
+
+// In the order in which the topics are declared.
+constexpr RegisterRow REGISTER[] = {
+    {&v2xcloud_comm_ddsinfo::mp_spat_conv_send_topic, nullptr},
+    {&v2xcloud_comm_ddsinfo::mp_commsoft_recv_topic, v2xcloud_ddsRecvCommSoft},
+    {&v2xcloud_comm_ddsinfo::mp_spat_up_topic, nullptr},
+    {&v2xcloud_comm_ddsinfo::mp_spat_down_topic, v2xspatconv_ddsRecvSpatDown},
+};
+
+} // namespace
+
+v2xcloud_comm_ddsinfo* v2xspatconv_GetddsInfo() {
+    return &g_ddsinfo;
+}
+
+int32_t dds_TopicStrPreHandle(char** mp_topic, const char* start_topic_str, const char* rsu_esn,
+                              const char* end_topic_str) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_log, ret);
+    if (mp_topic == nullptr || start_topic_str == nullptr) {
+        return ret = -2;
+    }
+    const bool whole = rsu_esn != nullptr && end_topic_str != nullptr;
+    char name[TOPIC_SIZE];
+    snprintf(name, sizeof name, "%s%s%s", start_topic_str, whole ? rsu_esn : "", whole ? end_topic_str : "");
+    char* text = strdup(name);
+    if (text == nullptr) {
+        V2XLOG(g_log, V2XLOG_ERROR, "malloc failed!");
+        return ret = -2;
+    }
+    *mp_topic = text;
+    return ret;
+}
+
+int32_t dds_TopicInit(v2xcloud_comm_ddsinfo* ddsinfo, const char* rsu_esn) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_log, ret);
+    if (ddsinfo == nullptr || rsu_esn == nullptr) {
+        return ret = -2;
+    }
+    for (const TopicRow& row : TOPICS) {
+        char*& topic = ddsinfo->*row.topic;
+        std::free(topic);
+        topic = nullptr;
+        dds_TopicStrPreHandle(&topic, row.start, rsu_esn, row.end);
+    }
+    return ret;
+}
+
+int32_t dds_RegAndSet(void* dds_handle, int32_t domainID, const char* topic, dds_RecvCallback callback,
+                      int32_t data_type) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_log, ret);
+    if (dds_handle == nullptr || topic == nullptr) {
+        return ret = -2;
+    }
+    if (!dds_reg(dds_handle, domainID, topic, callback, data_type)) {
+        return ret = -3;
+    }
+    set_history_qos(dds_handle, topic, DDS_HISTORY_REAL_TIME, 0);
+    return ret;
+}
+
+int32_t v2xcloud_ddsInit(const char* rsu_esn) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_log, ret);
+    if (rsu_esn == nullptr) {
+        return ret = -2;
+    }
+    ret = dds_TopicInit(&g_ddsinfo, rsu_esn);
+    if (ret != 0) {
+        V2XLOG(g_log, V2XLOG_ERROR, "dds_TopicInit return failed!");
+        return ret;
+    }
+    g_ddsinfo.m_domain_id = DOMAIN_ID;
+    g_ddsinfo.dds_object = create_dds();
+    for (const RegisterRow& row : REGISTER) {
+        dds_RegAndSet(g_ddsinfo.dds_object, g_ddsinfo.m_domain_id, g_ddsinfo.*row.topic, row.callback, DATA_TYPE_BYTES);
+    }
+    set_white_list_iface(g_ddsinfo.dds_object, "127.0.0.1");
+    dds_start(g_ddsinfo.dds_object);
+    return ret;
+}
+
+int32_t v2xcloud_ddsSend(void* dds_handle, const char* topic, const void* data, unsigned int data_len) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_log, ret);
+    if (dds_handle == nullptr || topic == nullptr || data == nullptr || data_len == 0) {
+        return ret = -2;
+    }
+    const int32_t matched = get_match_cnt(dds_handle, topic);
+    if (matched <= 0) {
+        V2XLOG(g_log, V2XLOG_WARN, "Don't match:%s", topic);
+        return ret = matched;
+    }
+    dds_send(dds_handle, topic, data, data_len);
+    if (data_len % FRAGMENT_SIZE == 0) {
+        const uint8_t end = 0;
+        dds_send(dds_handle, topic, &end, sizeof end);
+    }
+    return ret;
+}
+
+int32_t v2xcloud_ddsExit(const v2xcloud_comm_ddsinfo* ddsinfo) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_log, ret);
+    if (ddsinfo == nullptr) {
+        return ret = -2;
+    }
+    destroy_dds(ddsinfo->dds_object);
+    return ret;
+}
+
+void v2xcloud_ddsRecvCommSoft(void* data, unsigned int len) {
+    V2XLOG(g_log, V2XLOG_TRACE, "%s start recv:%d", __func__, static_cast<int>(len));
+    uint8_t status[offsetof(service_status_t, run_status) + 1]; // service type and run status
+    if (data == nullptr || len < sizeof status) {
+        return;
+    }
+    memcpy(status, data, sizeof status);
+    if (status[0] == V2X_CLOUD_SERVICE_TYPE_CLOUD) {
+        v2xspatconv_SetCloudStatus(status[1]);
+    }
+}

@@ -1,0 +1,209 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "fakes.h"
+#include "spat_conv_interface.h"
+#include "spat_conv_v2xcloud_dds.h"
+
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+
+const char STATUS_OUT[] = "/pelko/v2x/cloud/service_status";
+const char STATUS_IN[] = "/pelko/cloud/v2x/service_status";
+
+class Cloud : public testing::Test {
+protected:
+    int32_t send(const char* topic, const Bytes& bytes) const {
+        return v2xcloud_ddsSend(info->dds_object, topic, bytes.data(), static_cast<unsigned int>(bytes.size()));
+    }
+    static uint8_t cloudStatus() {
+        service_status_t status;
+        v2xspatconv_GetCloudStatus(&status);
+        return status.run_status;
+    }
+
+    v2xcloud_comm_ddsinfo* info = v2xspatconv_GetddsInfo();
+};
+
+TEST_F(Cloud, OpensInOrder) {
+    ASSERT_EQ(v2xcloud_ddsInit("RSU0001"), 0);
+    EXPECT_THAT(fakes::journal,
+                ElementsAre("dds.create_dds", "dds.dds_reg 200 /pelko/v2x/cloud/service_status writer",
+                            "dds.set_history_qos /pelko/v2x/cloud/service_status 2 0",
+                            "dds.dds_reg 200 /pelko/cloud/v2x/service_status reader",
+                            "dds.set_history_qos /pelko/cloud/v2x/service_status 2 0",
+                            "dds.dds_reg 200 rsu/RSU0001/spat/up writer", "dds.set_history_qos rsu/RSU0001/spat/up 2 0",
+                            "dds.dds_reg 200 rsu/RSU0001/spat/down reader",
+                            "dds.set_history_qos rsu/RSU0001/spat/down 2 0", "dds.set_white_list_iface 127.0.0.1",
+                            "dds.dds_start"));
+    for (const fakes::DdsTopic& topic : fakes::ddsTopics) {
+        EXPECT_EQ(topic.dataType, 0) << topic.name;
+    }
+    EXPECT_EQ(info->m_domain_id, 200);
+    EXPECT_NE(info->dds_object, nullptr);
+    EXPECT_STREQ(info->mp_spat_conv_send_topic, STATUS_OUT);
+    EXPECT_STREQ(info->mp_commsoft_recv_topic, STATUS_IN);
+    EXPECT_STREQ(info->mp_spat_up_topic, "rsu/RSU0001/spat/up");
+    EXPECT_STREQ(info->mp_spat_down_topic, "rsu/RSU0001/spat/down");
+    EXPECT_EQ(info->mp_map_conv_send_topic, nullptr);
+    EXPECT_EQ(info->mp_map_to_rsucloud_topic, nullptr);
+    EXPECT_FALSE(info->cloud_available);
+}
+
+TEST_F(Cloud, ARefusedTopicIsPassedOver) {
+    fakes::ddsRegFails["rsu/RSU0001/spat/up"] = true;
+    EXPECT_EQ(v2xcloud_ddsInit("RSU0001"), 0);
+    EXPECT_EQ(dds_RegAndSet(info->dds_object, 200, "rsu/RSU0001/spat/up", nullptr, 0), -3);
+    EXPECT_THAT(fakes::journal, Not(Contains("dds.set_history_qos rsu/RSU0001/spat/up 2 0")));
+    EXPECT_EQ(fakes::ddsTopics.size(), 3U);
+}
+
+TEST_F(Cloud, WithoutAParticipantTheDaemonGoesOn) {
+    fakes::ddsCreateFails = true;
+    EXPECT_EQ(v2xcloud_ddsInit("RSU0001"), 0);
+    EXPECT_THAT(fakes::journal, ElementsAre("dds.create_dds"));
+    EXPECT_STREQ(info->mp_spat_up_topic, "rsu/RSU0001/spat/up");
+    EXPECT_EQ(send(info->mp_spat_up_topic, {1}), -2);
+    EXPECT_EQ(v2xcloud_ddsExit(info), 0);
+    EXPECT_EQ(fakes::journal.back(), "dds.destroy_dds null");
+}
+
+TEST_F(Cloud, NullArguments) {
+    char* topic = nullptr;
+    v2xcloud_comm_ddsinfo context = {};
+    int handle = 0;
+    EXPECT_EQ(v2xcloud_ddsInit(nullptr), -2);
+    EXPECT_EQ(dds_TopicInit(nullptr, "RSU0001"), -2);
+    EXPECT_EQ(dds_TopicInit(&context, nullptr), -2);
+    EXPECT_EQ(dds_TopicStrPreHandle(nullptr, "a", "b", "c"), -2);
+    EXPECT_EQ(dds_TopicStrPreHandle(&topic, nullptr, "b", "c"), -2);
+    EXPECT_EQ(dds_RegAndSet(nullptr, 200, "a", nullptr, 0), -2);
+    EXPECT_EQ(dds_RegAndSet(&handle, 200, nullptr, nullptr, 0), -2);
+    EXPECT_EQ(v2xcloud_ddsExit(nullptr), -2);
+    EXPECT_EQ(topic, nullptr);
+    EXPECT_EQ(context.mp_spat_up_topic, nullptr);
+    EXPECT_THAT(fakes::journal, IsEmpty());
+}
+
+TEST_F(Cloud, TopicNames) {
+    const std::string longIdentity(130, 'x');
+    const struct {
+        const char* start;
+        const char* identity;
+        const char* end;
+        std::string name;
+    } cases[] = {
+        {"rsu/", "RSU0001", "/spat/up", "rsu/RSU0001/spat/up"},
+        {"rsu/", "", "/spat/up", "rsu//spat/up"},
+        {"/status", nullptr, "/spat/up", "/status"},
+        {"/status", "RSU0001", nullptr, "/status"},
+        {"rsu/", longIdentity.c_str(), "/spat/up", "rsu/" + std::string(123, 'x')},
+        {longIdentity.c_str(), nullptr, nullptr, std::string(127, 'x')},
+    };
+    for (const auto& row : cases) {
+        char* topic = nullptr;
+        EXPECT_EQ(dds_TopicStrPreHandle(&topic, row.start, row.identity, row.end), 0);
+        EXPECT_EQ(std::string(topic), row.name);
+        free(topic);
+    }
+    EXPECT_EQ(v2xcloud_ddsInit(longIdentity.c_str()), 0);
+    EXPECT_EQ(info->mp_spat_up_topic, "rsu/" + std::string(123, 'x'));
+    EXPECT_EQ(info->mp_spat_down_topic, "rsu/" + std::string(123, 'x'));
+}
+
+TEST_F(Cloud, AMultipleOf1024IsFollowedByAByte) {
+    v2xcloud_ddsInit("RSU0001");
+    fakes::ddsMatched[info->mp_spat_up_topic] = 1;
+    const struct {
+        size_t length;
+        bool end;
+    } cases[] = {{1, false}, {1023, false}, {1024, true}, {1025, false}, {2047, false}, {2048, true}, {20480, true}};
+    for (const auto& row : cases) {
+        fakes::ddsSent.clear();
+        const Bytes payload(row.length, 7);
+        EXPECT_EQ(send(info->mp_spat_up_topic, payload), 0);
+        ASSERT_EQ(fakes::ddsSent.size(), row.end ? 2U : 1U) << row.length;
+        EXPECT_EQ(fakes::ddsSent[0].bytes, payload);
+        EXPECT_EQ(fakes::ddsSent.back().topic, "rsu/RSU0001/spat/up");
+        if (row.end) {
+            EXPECT_EQ(fakes::ddsSent[1].bytes, Bytes{0});
+        }
+    }
+}
+
+TEST_F(Cloud, WithoutAReaderNothingIsSent) {
+    v2xcloud_ddsInit("RSU0001");
+    fakes::ddsMatched[STATUS_OUT] = 2;
+    fakes::ddsMatched["broken"] = -5;
+    EXPECT_EQ(send(info->mp_spat_up_topic, {1}), 0);
+    EXPECT_EQ(send("broken", {1}), -5);
+    EXPECT_THAT(fakes::ddsSent, IsEmpty());
+    ASSERT_EQ(fakes::logged("Don't match:rsu/RSU0001/spat/up").size(), 1U);
+    EXPECT_EQ(fakes::logged("Don't match:rsu/RSU0001/spat/up")[0].level, 3);
+    EXPECT_EQ(fakes::logged("Don't match:broken")[0].tag, "SDDS");
+    EXPECT_EQ(send(info->mp_spat_conv_send_topic, {1}), 0);
+    EXPECT_EQ(fakes::ddsSent.size(), 1U);
+}
+
+TEST_F(Cloud, SendingNothingIsRefused) {
+    v2xcloud_ddsInit("RSU0001");
+    fakes::ddsMatched[STATUS_OUT] = 1;
+    const uint8_t byte = 1;
+    EXPECT_EQ(v2xcloud_ddsSend(nullptr, STATUS_OUT, &byte, 1), -2);
+    EXPECT_EQ(v2xcloud_ddsSend(info->dds_object, nullptr, &byte, 1), -2);
+    EXPECT_EQ(v2xcloud_ddsSend(info->dds_object, STATUS_OUT, nullptr, 1), -2);
+    EXPECT_EQ(v2xcloud_ddsSend(info->dds_object, STATUS_OUT, &byte, 0), -2);
+    EXPECT_THAT(fakes::ddsSent, IsEmpty());
+}
+
+TEST_F(Cloud, ASenderMayOutliveTheChannel) {
+    v2xcloud_ddsInit("RSU0001");
+    fakes::ddsMatched[info->mp_spat_up_topic] = 1;
+    EXPECT_EQ(v2xcloud_ddsExit(info), 0);
+    EXPECT_EQ(send(info->mp_spat_up_topic, {1}), 0);
+    EXPECT_THAT(fakes::ddsSent, IsEmpty());
+    EXPECT_STREQ(info->mp_spat_up_topic, "rsu/RSU0001/spat/up");
+    EXPECT_EQ(v2xcloud_ddsExit(info), 0);
+    EXPECT_EQ(fakes::logged("Don't match:rsu/RSU0001/spat/up").size(), 1U);
+}
+
+TEST_F(Cloud, AChannelThatWasNeverOpenedCloses) {
+    EXPECT_EQ(v2xcloud_ddsExit(info), 0);
+    EXPECT_THAT(fakes::journal, ElementsAre("dds.destroy_dds null"));
+}
+
+TEST_F(Cloud, TheCloudsStatusIsTaken) {
+    v2xcloud_ddsInit("RSU0001");
+    EXPECT_EQ(cloudStatus(), 0);
+    const struct {
+        const char* sample;
+        uint8_t status; // afterwards
+    } steps[] = {
+        {"05 01", 1},
+        {"05 02 00000000 0000000000000000 00000000 0000000000000000", 2},
+        {"02 01 00000000 0000000000000000 00000000 0000000000000000", 2},
+        {"05", 2},
+        {"", 2},
+        {"05 FF 07", 255},
+    };
+    for (const auto& step : steps) {
+        fakes::ddsReceive(STATUS_IN, hex(step.sample));
+        EXPECT_EQ(cloudStatus(), step.status) << step.sample;
+    }
+    v2xcloud_ddsRecvCommSoft(nullptr, 26);
+    EXPECT_EQ(cloudStatus(), 255);
+    EXPECT_EQ(fakes::logged("v2xcloud_ddsRecvCommSoft start recv:26").size(), 3U);
+    EXPECT_EQ(fakes::logged("v2xcloud_ddsRecvCommSoft start recv:26")[0].level, 7);
+}
+
+TEST_F(Cloud, TheCloudsSpatGoesToItsReceiver) {
+    v2xcloud_ddsInit("RSU0001");
+    fakes::ddsReceive("rsu/RSU0001/spat/down", hex("7B"));
+    EXPECT_EQ(fakes::logged("v2xspatconv_SpatJsonToStruct error").size(), 1U);
+}
+
+} // namespace
