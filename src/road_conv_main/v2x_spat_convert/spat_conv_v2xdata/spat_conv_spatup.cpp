@@ -1,0 +1,228 @@
+#include "spat_conv_spatup.h"
+
+#include <cjson/cJSON.h>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "spat_conv_timing_keys.h"
+#include "spat_conv_v2xcloud_dds.h"
+#include "v2x/v2xlog.h"
+#include "v2xapp_commoncodec.h"
+
+namespace {
+
+v2xlog_tag_t g_log{"SPUP"};
+
+struct DeleteJson {
+    void operator()(cJSON* json) const { cJSON_Delete(json); }
+};
+using JsonPtr = std::unique_ptr<cJSON, DeleteJson>;
+
+struct FreeText {
+    void operator()(char* text) const { cJSON_free(text); }
+};
+
+// Gives `child` to `parent`; what cannot be given (no memory) is freed.
+void AddToObject(cJSON* parent, const char* key, JsonPtr child) {
+    if (cJSON_AddItemToObject(parent, key, child.get()) != 0) {
+        static_cast<void>(child.release());
+    }
+}
+void AddToArray(cJSON* parent, JsonPtr child) {
+    if (cJSON_AddItemToArray(parent, child.get()) != 0) {
+        static_cast<void>(child.release());
+    }
+}
+
+void AddNumber(cJSON* object, const char* key, int64_t value) {
+    cJSON_AddNumberToObject(object, key, static_cast<double>(value));
+}
+
+// Adds an array under `key`, filled from the list when there is memory for it.
+template <typename List>
+void AddArray(cJSON* object, const char* key, const List& list, int32_t (*fill)(cJSON* array, const List* list)) {
+    JsonPtr array(cJSON_CreateArray());
+    if (array != nullptr) {
+        fill(array.get(), &list);
+    }
+    AddToObject(object, key, std::move(array));
+}
+
+// Adds one object to the array for each element of the list, written by `fill`.
+template <typename List, typename Element>
+int32_t AddElements(cJSON* json, const List* list, void (*fill)(cJSON* object, const Element& element)) {
+    if (json == nullptr || list == nullptr) {
+        V2XLOG(g_log, V2XLOG_ERROR, "input param error");
+        return -2;
+    }
+    for (int32_t i = 0; list->list.array != nullptr && i < list->list.count; i++) {
+        if (list->list.array[i] == nullptr) {
+            continue;
+        }
+        JsonPtr object(cJSON_CreateObject());
+        if (object == nullptr) {
+            V2XLOG(g_log, V2XLOG_ERROR, "cJSON_CreateObject error");
+            return -3;
+        }
+        fill(object.get(), *list->list.array[i]);
+        AddToArray(json, std::move(object));
+    }
+    return 0;
+}
+
+// Adds one kind of timing: the mandatory times, and the optional ones that are there.
+template <typename Timing, size_t N>
+int32_t AddTimes(cJSON* json, const char* item, const Timing* timing, const v2xspatconv_timeKey_t<Timing> (&keys)[N]) {
+    if (json == nullptr || item == nullptr || timing == nullptr) {
+        V2XLOG(g_log, V2XLOG_ERROR, "input param error");
+        return -2;
+    }
+    JsonPtr object(cJSON_CreateObject());
+    for (const auto& row : keys) {
+        const long* value = row.mandatory != nullptr ? &(timing->*row.mandatory) : timing->*row.optional;
+        if (value != nullptr) {
+            AddNumber(object.get(), row.up, *value);
+        }
+    }
+    AddToObject(json, item, std::move(object));
+    return 0;
+}
+
+int32_t SetCountingToObject(cJSON* json, const char* item, const TimeCountingDown_t* counting) {
+    return AddTimes(json, item, counting, V2XSPATCONV_COUNTING_KEYS);
+}
+
+int32_t SetUtcTimingToObject(cJSON* json, const char* item, const UTCTiming_t* utcTiming) {
+    return AddTimes(json, item, utcTiming, V2XSPATCONV_UTC_KEYS);
+}
+
+int32_t SetTimingToObject(cJSON* json, const char* item, const TimeChangeDetails_t* timing) {
+    if (json == nullptr || item == nullptr || timing == nullptr) {
+        V2XLOG(g_log, V2XLOG_ERROR, "input param error");
+        return -2;
+    }
+    JsonPtr object(cJSON_CreateObject());
+    if (timing->present == TimeChangeDetails_PR_counting) {
+        SetCountingToObject(object.get(), "counting", &timing->choice.counting);
+    } else if (timing->present == TimeChangeDetails_PR_utcTiming) {
+        SetUtcTimingToObject(object.get(), "utcTiming", &timing->choice.utcTiming);
+    }
+    AddToObject(json, item, std::move(object));
+    return 0;
+}
+
+void SetPhaseState(cJSON* object, const PhaseState_t& state) {
+    AddNumber(object, "light", state.light);
+    if (state.timing != nullptr) {
+        SetTimingToObject(object, "timing", state.timing);
+    }
+}
+
+int32_t SetPhaseStatesToObject(cJSON* json, const PhaseStateList_t* phaseStates) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_log, ret);
+    return ret = AddElements(json, phaseStates, SetPhaseState);
+}
+
+void SetPhase(cJSON* object, const Phase_t& phase) {
+    AddNumber(object, "phaseId", phase.id);
+    AddArray(object, "phaseStates", phase.phaseStates, SetPhaseStatesToObject);
+}
+
+int32_t SetPhasesToObject(cJSON* json, const PhaseList_t* phases) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_log, ret);
+    return ret = AddElements(json, phases, SetPhase);
+}
+
+int32_t SetNodeReferenceIDToObject(cJSON* obj, const char* name, const NodeReferenceID_t* upstreamNodeId) {
+    if (obj == nullptr || name == nullptr || upstreamNodeId == nullptr) {
+        return -2;
+    }
+    JsonPtr object(cJSON_CreateObject());
+    if (upstreamNodeId->region != nullptr) {
+        AddNumber(object.get(), "region", *upstreamNodeId->region);
+    }
+    AddNumber(object.get(), "id", upstreamNodeId->id);
+    AddToObject(obj, name, std::move(object));
+    return 0;
+}
+
+void SetIntersection(cJSON* object, const IntersectionState_t& intersection) {
+    int64_t status = 0;
+    v2xcodec_bitString2Long(const_cast<IntersectionStatusObject_t*>(&intersection.status), &status); // reads only
+    SetNodeReferenceIDToObject(object, "intersectionId", &intersection.intersectionId);
+    AddNumber(object, "status", status);
+    AddArray(object, "phases", intersection.phases, SetPhasesToObject);
+}
+
+int32_t SetIntersectionsToObject(cJSON* json, const IntersectionStateList_t* intersections) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_log, ret);
+    return ret = AddElements(json, intersections, SetIntersection);
+}
+
+// The octets up to the first that is 0, or all of them.
+void SetName(cJSON* object, const DescriptiveName_t& name) {
+    const bool any = name.buf != nullptr && name.size > 0;
+    const auto* text = any ? reinterpret_cast<const char*>(name.buf) : "";
+    const std::string terminated(text, any ? strnlen(text, static_cast<size_t>(name.size)) : 0);
+    cJSON_AddStringToObject(object, "name", terminated.c_str());
+}
+
+// The frame's SPAT; null when there is no frame, or when it carries something else.
+const SPAT_t* Spat(ASNSTRUCT_HANDLE* p_handle) {
+    return v2xcodec_getMsgType(p_handle, nullptr) == V2XCODEC_MSG_SPAT
+               ? &static_cast<const MessageFrame_t*>(*p_handle)->choice.spatFrame
+               : nullptr;
+}
+
+int32_t Publish(const SPAT_t* spat) {
+    const std::unique_ptr<char, FreeText> text(v2xspatconv_SpatStructToJson(spat));
+    if (text == nullptr) {
+        V2XLOG(g_log, V2XLOG_ERROR, "v2xspatconv_SpatStructToJson error!");
+        return -4;
+    }
+    const v2xcloud_comm_ddsinfo* ddsinfo = v2xspatconv_GetddsInfo();
+    if (ddsinfo == nullptr) {
+        V2XLOG(g_log, V2XLOG_ERROR, "Get ddsinfo error!");
+        return -3;
+    }
+    v2xcloud_ddsSend(ddsinfo->dds_object, ddsinfo->mp_spat_up_topic, text.get(),
+                     static_cast<unsigned int>(strlen(text.get())));
+    return 0;
+}
+
+} // namespace
+
+int32_t v2xspatconv_SpatDataUp(ASNSTRUCT_HANDLE* p_handle) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_log, ret);
+    if (p_handle == nullptr) {
+        V2XLOG(g_log, V2XLOG_ERROR, "input param error");
+        return ret = -2;
+    }
+    ret = Publish(Spat(p_handle));
+    v2xcodec_freeStrcut(p_handle);
+    return ret;
+}
+
+char* v2xspatconv_SpatStructToJson(const SPAT_t* spatFrame) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_log, ret);
+    if (spatFrame == nullptr) {
+        return nullptr;
+    }
+    const JsonPtr root(cJSON_CreateObject());
+    if (root == nullptr) {
+        V2XLOG(g_log, V2XLOG_ERROR, "cJSON_Parse Error!");
+        return nullptr;
+    }
+    if (spatFrame->name != nullptr) {
+        SetName(root.get(), *spatFrame->name);
+    }
+    AddArray(root.get(), "intersections", spatFrame->intersections, SetIntersectionsToObject);
+    return cJSON_PrintUnformatted(root.get());
+}
