@@ -14,6 +14,7 @@ protected:
     ~Readers() override { cJSON_Delete(json); }
     static std::vector<std::string> takeLog() {
         std::vector<std::string> lines;
+        lines.reserve(fakes::logLines.size());
         for (const fakes::LogLine& line : fakes::logLines) {
             lines.push_back(line.tag + " " + std::to_string(line.level) + " " + line.text);
         }

@@ -175,6 +175,17 @@ TEST_P(SpatDownBoth, IdentityAndStatus) {
     }
 }
 
+TEST_P(SpatDownBoth, OneStateWithTiming) {
+    start(GetParam());
+    receive(R"({"name":"Crossing 7","intersections":[{"intersectionId":{"region":1,"id":2},"status":258,"phases":[)"
+            R"({"phaseId":1,"phaseStates":[{"light":3,"timing":{"counting":{"startTime":0,"maxEndTime":200,)"
+            R"("likelyEndTime":150}}}]}]}]})");
+    EXPECT_EQ(records(), std::vector<Bytes>{GetParam() ? hex("02000100 0201 FFFFFFFF FFFF 01  01 01"
+                                                             "01 03 0000 9600 1400 FFFF FFFF FFFF FF")
+                                                       : hex("02000100 0000 FFFFFFFF FFFF 01  01 01"
+                                                             "00 00 0000 0000 0000 0000 0000 0000 00")});
+}
+
 TEST_P(SpatDownBoth, WhatCannotBeReadIsDropped) {
     const std::string bad = intersection(R"({"id":65536})", "0", "[]");
     const std::string good = intersection(R"({"id":3})", "0", "[]");

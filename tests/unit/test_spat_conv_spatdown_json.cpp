@@ -14,6 +14,26 @@ constexpr auto CORRECTED = v2xspatconv_down::corrected;
 int callocsLeft = 0;
 int reallocsLeft = 0;
 
+} // namespace
+
+// The linker sends the calls here (--wrap).
+extern "C" {
+void* realCalloc(size_t count, size_t size) __asm__("__real_calloc");
+void* realRealloc(void* memory, size_t size) __asm__("__real_realloc");
+void* wrapCalloc(size_t count, size_t size) __asm__("__wrap_calloc");
+void* wrapRealloc(void* memory, size_t size) __asm__("__wrap_realloc");
+
+void* wrapCalloc(size_t count, size_t size) {
+    return callocsLeft > 0 && --callocsLeft == 0 ? nullptr : realCalloc(count, size);
+}
+
+void* wrapRealloc(void* memory, size_t size) {
+    return reallocsLeft > 0 && --reallocsLeft == 0 ? nullptr : realRealloc(memory, size);
+}
+}
+
+namespace {
+
 struct DeleteJson {
     void operator()(cJSON* json) const { cJSON_Delete(json); }
 };
@@ -188,6 +208,7 @@ TEST(Intersections, TheLastOneDecidesAndDroppedOnesLeaveNoTrace) {
             EXPECT_EQ(v2xspatconv_GetIntersectionsFromJson(json.get(), spat.get(), mode), row.ret) << row.list;
             EXPECT_EQ(takeLog(), row.log) << row.list;
             std::vector<long> ids;
+            ids.reserve(row.ids.size());
             for (int i = 0; i < spat->intersections.list.count; i++) {
                 ids.push_back(spat->intersections.list.array[i]->intersectionId.id);
             }
@@ -231,7 +252,7 @@ std::string timingText(const TimeChangeDetails_t* timing) {
     if (timing == nullptr) {
         return "none";
     }
-    const auto join = [](const char* name, long start, long likely, std::vector<const long*> optional) {
+    const auto join = [](const char* name, long start, long likely, const std::vector<const long*>& optional) {
         std::string all = name + std::to_string(start) + " " + std::to_string(likely);
         for (const long* member : optional) {
             all += " " + text(member);
@@ -252,8 +273,9 @@ std::string timingText(const TimeChangeDetails_t* timing) {
 }
 
 TEST(Timing, IsAttachedWhenCorrectedAndSaysTheSameEitherWay) {
-    const auto missing = [](std::vector<std::string> keys) {
+    const auto missing = [](const std::vector<std::string>& keys) {
         Lines lines;
+        lines.reserve(keys.size());
         for (const std::string& key : keys) {
             lines.push_back("SCOM 2 Get " + key + " item failed!");
         }
@@ -356,18 +378,3 @@ TEST(Memory, RunsOutSomewhere) {
 }
 
 } // namespace
-
-extern "C" {
-void* __real_calloc(size_t count, size_t size);
-void* __real_realloc(void* memory, size_t size);
-void* __wrap_calloc(size_t count, size_t size);
-void* __wrap_realloc(void* memory, size_t size);
-
-void* __wrap_calloc(size_t count, size_t size) {
-    return callocsLeft > 0 && --callocsLeft == 0 ? nullptr : __real_calloc(count, size);
-}
-
-void* __wrap_realloc(void* memory, size_t size) {
-    return reallocsLeft > 0 && --reallocsLeft == 0 ? nullptr : __real_realloc(memory, size);
-}
-}

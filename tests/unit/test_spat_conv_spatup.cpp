@@ -109,7 +109,7 @@ protected:
     // The document of the frame, which stays.
     std::string text() {
         char* json = v2xspatconv_SpatStructToJson(&spat());
-        const std::string copy = json == nullptr ? "none" : json;
+        std::string copy = json == nullptr ? "none" : json;
         cJSON_free(json);
         return copy;
     }
