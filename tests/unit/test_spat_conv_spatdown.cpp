@@ -118,6 +118,14 @@ TEST_F(SpatDown, TheByteBehindAMultipleEndsTheText) {
     EXPECT_EQ(takeLog(), Lines());
 }
 
+TEST_F(SpatDown, NothingOfADocumentCompletesTheNext) {
+    start();
+    receive(GOOD);
+    receive(GOOD.substr(0, GOOD.size() - 2));
+    EXPECT_EQ(records(), std::vector<Bytes>{hex(GOOD_RECORD)});
+    EXPECT_EQ(takeLog(), NO_TEXT);
+}
+
 TEST_F(SpatDown, LengthsAndPointersThatCannotBe) {
     start();
     std::string text = GOOD;

@@ -167,9 +167,9 @@ int32_t SetIntersectionsToObject(cJSON* json, const IntersectionStateList_t* int
 // The octets up to the first that is 0, or all of them.
 void SetName(cJSON* object, const DescriptiveName_t& name) {
     const bool any = name.buf != nullptr && name.size > 0;
-    const auto* text = any ? reinterpret_cast<const char*>(name.buf) : "";
-    const std::string terminated(text, any ? strnlen(text, static_cast<size_t>(name.size)) : 0);
-    cJSON_AddStringToObject(object, "name", terminated.c_str());
+    const std::string octets(any ? reinterpret_cast<const char*>(name.buf) : "",
+                             any ? static_cast<size_t>(name.size) : 0);
+    cJSON_AddStringToObject(object, "name", octets.c_str());
 }
 
 // The frame's SPAT; null when there is no frame, or when it carries something else.
