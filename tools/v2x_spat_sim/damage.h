@@ -27,4 +27,19 @@ private:
     std::mt19937 m_random;
 };
 
+// The many ways to do one damage. By hand and not with the library's distributions: a seed means the same with every
+// standard library.
+class Chance {
+public:
+    explicit Chance(uint32_t seed) : m_random(seed) {}
+    // 0 to end - 1
+    size_t Below(size_t end) { return m_random() % end; }
+    uint8_t Byte() { return static_cast<uint8_t>(Below(256)); }
+    // The byte becomes another one.
+    void Change(uint8_t& byte) { byte ^= static_cast<uint8_t>(1 + Below(255)); }
+
+private:
+    std::minstd_rand m_random;
+};
+
 } // namespace sim

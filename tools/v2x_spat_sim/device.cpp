@@ -29,7 +29,8 @@ Device::Device(DeviceName name, const DeviceOptions& options, std::string chance
       m_source(MakeSource(options, phases, std::move(encode))) {}
 
 void Device::Run() {
-    UdpPort port(m_name.device, m_options.listen, [this](std::span<const uint8_t> datagram) { OnReceived(datagram); });
+    UdpPort port(m_name.device, m_options.listen,
+                 [this](std::span<const uint8_t> datagram, const UdpPort::Sender&) { OnReceived(datagram); });
     port.SetTarget(m_options.target);
     m_port = &port;
     Announce();

@@ -2,23 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <random>
+
+#include "damage.h"
 
 namespace sim {
 namespace {
 
 using Bytes = std::vector<uint8_t>;
-
-// By hand and not with the library's distributions: a seed means the same with every standard library.
-class Chance {
-public:
-    explicit Chance(uint32_t seed) : m_random(seed) {}
-    size_t Below(size_t end) { return m_random() % end; }
-    uint8_t Byte() { return static_cast<uint8_t>(Below(256)); }
-
-private:
-    std::minstd_rand m_random;
-};
 
 ptrdiff_t Offset(size_t at) {
     return static_cast<ptrdiff_t>(at);
@@ -52,7 +42,7 @@ bool DamageLength(Bytes& body, Chance& chance) {
 }
 
 bool DamageType(Bytes& body, Chance& chance) {
-    body[CONTROL_TYPE_AT + chance.Below(3)] ^= static_cast<uint8_t>(1 + chance.Below(255));
+    chance.Change(body[CONTROL_TYPE_AT + chance.Below(3)]);
     RenewCrc(body);
     return true;
 }

@@ -12,16 +12,34 @@ namespace {
 // Set before the receive thread starts and emptied after its end; leaked on purpose: it outlives every thread.
 UdpPort::Receive& g_receive = *new UdpPort::Receive;
 
-void OnDatagram(V2X_UDPSOCKHANDLE /*handle*/, void* data, void* /*addr*/, int16_t /*addrLen*/) {
-    const auto* head = static_cast<const v2xpub_UdpSocketDataHead_t*>(data);
-    g_receive(std::span(head->mp_data, static_cast<size_t>(head->m_curMsgLen)));
-}
-
 std::string Reason(int error) {
     return error != 0 ? std::strerror(error) : "no reason given";
 }
 
+v2xpub_UdpSocketDataHead_t Head(std::span<uint8_t> datagram) {
+    return {static_cast<int16_t>(datagram.size()), datagram.data()};
+}
+
+// Of the call that came back with this result.
+int ErrorOf(int32_t result) {
+    if (result == 0) {
+        return 0;
+    }
+    return errno != 0 ? errno : EIO;
+}
+
 } // namespace
+
+int UdpPort::Sender::Reply(std::span<uint8_t> datagram) const {
+    const v2xpub_UdpSocketDataHead_t head = Head(datagram);
+    errno = 0;
+    return ErrorOf(v2xpub_UdpSocketRespSend(m_handle, &head, m_address, m_size));
+}
+
+void UdpPort::OnDatagram(V2X_UDPSOCKHANDLE handle, void* data, void* addr, int16_t addrLen) {
+    const auto* head = static_cast<const v2xpub_UdpSocketDataHead_t*>(data);
+    g_receive(std::span(head->mp_data, static_cast<size_t>(head->m_curMsgLen)), Sender(handle, addr, addrLen));
+}
 
 UdpPort::UdpPort(const char* name, const Endpoint& local, Receive receive) {
     v2xpub_SocketInitPara_t para{};
@@ -50,12 +68,9 @@ void UdpPort::SetTarget(const Endpoint& target) {
 }
 
 int UdpPort::Send(std::span<uint8_t> datagram) {
-    const v2xpub_UdpSocketDataHead_t head{static_cast<int16_t>(datagram.size()), datagram.data()};
+    const v2xpub_UdpSocketDataHead_t head = Head(datagram);
     errno = 0;
-    if (v2xpub_UdpSocketReqSend(m_handle, &head) == 0) {
-        return 0;
-    }
-    return errno != 0 ? errno : EIO;
+    return ErrorOf(v2xpub_UdpSocketReqSend(m_handle, &head));
 }
 
 v2xpub_UdpSocketStats_t UdpPort::Stats() const {

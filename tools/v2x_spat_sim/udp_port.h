@@ -13,8 +13,23 @@ namespace sim {
 // One at a time in a process: the receive callback of the platform's sockets carries no context.
 class UdpPort {
 public:
-    // Called on the socket's receive thread; the bytes are lent for the call.
-    using Receive = std::function<void(std::span<const uint8_t> datagram)>;
+    // Who sent a datagram; lent like its bytes.
+    class Sender {
+    public:
+        // Sends one datagram back, from the port. Returns 0 or the error number of the refusal.
+        int Reply(std::span<uint8_t> datagram) const;
+
+    private:
+        friend class UdpPort;
+        Sender(V2X_UDPSOCKHANDLE handle, const void* address, int16_t size)
+            : m_handle(handle), m_address(address), m_size(size) {}
+        V2X_UDPSOCKHANDLE m_handle;
+        const void* m_address;
+        int16_t m_size;
+    };
+
+    // Called on the socket's receive thread; what is handed over is lent for the call.
+    using Receive = std::function<void(std::span<const uint8_t> datagram, const Sender& sender)>;
 
     // `name` is at most 31 characters. Throws std::runtime_error that names address and reason.
     UdpPort(const char* name, const Endpoint& local, Receive receive);
@@ -31,6 +46,8 @@ public:
     void Close();
 
 private:
+    static void OnDatagram(V2X_UDPSOCKHANDLE handle, void* data, void* addr, int16_t addrLen);
+
     V2X_UDPSOCKHANDLE m_handle = nullptr;
     v2xpub_UdpSocketStats_t m_lastStats{};
 };
