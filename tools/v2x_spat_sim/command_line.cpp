@@ -80,22 +80,28 @@ void AddSource(CLI::App& app, DeviceCommand& command, const char* rateHelp, std:
     app.add_flag("--loop", command.options.replayLoop, "Start the replay again when it is over")->needs(replay);
 }
 
-CLI::Option* AddDamage(CLI::App& app, DeviceCommand& command, const char* readings, const char* kindsHelp) {
-    CLI::Option* const damage = app.add_option("--damage", command.options.damage,
-                                               FormatText("Share of the %s that is damaged, 0 to 1", readings))
-                                    ->check(Number(0, 1))
-                                    ->type_name("SHARE");
-    app.add_option("--damage-kinds", command.damageKinds, kindsHelp)
+std::optional<uint32_t> DamageCommand::Seed() const {
+    return seedOption->count() != 0 ? std::optional(seed) : std::nullopt;
+}
+
+void AddDamage(CLI::App& app, DamageCommand& damage, const DamageTexts& texts) {
+    damage.shareOption =
+        app.add_option(texts.share, damage.share, texts.shareHelp)->check(Number(0, 1))->type_name("SHARE");
+    app.add_option(texts.kinds, damage.kinds, texts.kindsHelp)
         ->delimiter(',')
-        ->check(CLI::IsMember(command.damageKinds).description(""))
+        ->check(CLI::IsMember(damage.kinds).description(""))
         ->type_name("KIND,...")
         ->capture_default_str()
-        ->needs(damage);
-    command.seedOption =
-        app.add_option("--seed", command.seed, "Repeat what chance did in the run that printed this seed")
+        ->needs(damage.shareOption);
+    damage.seedOption =
+        app.add_option("--seed", damage.seed, "Repeat what chance did in the run that printed this seed")
             ->check(Number(0, UINT32_MAX))
             ->type_name("N");
-    return damage;
+}
+
+void AddDamage(CLI::App& app, DeviceCommand& command, const char* readings, const char* kindsHelp) {
+    const std::string shareHelp = FormatText("Share of the %s that is damaged, 0 to 1", readings);
+    AddDamage(app, command.damage, {"--damage", shareHelp.c_str(), "--damage-kinds", kindsHelp});
 }
 
 void AddDeviceRun(CLI::App& app, DeviceCommand& command, const char* readings) {
@@ -108,9 +114,8 @@ DeviceOptions OptionsOf(const DeviceCommand& command) {
     DeviceOptions options = command.options;
     options.target = ParseEndpoint(command.target, nullptr);
     options.listen = ParseEndpoint(command.listen, IsLoopback(options.target.ip) ? LOOPBACK : ANY_ADDRESS);
-    if (command.seedOption->count() != 0) {
-        options.seed = command.seed;
-    }
+    options.damage = command.damage.share;
+    options.seed = command.damage.Seed();
     return options;
 }
 

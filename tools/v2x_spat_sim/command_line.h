@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -25,14 +26,35 @@ CLI::Validator Address(const char* defaultIp);
 // --seconds, --count (of what is `counted`), --quiet and --summary.
 void AddRunOptions(CLI::App& app, RunOptions& run, const std::string& counted);
 
-// A device's options as they are typed. It stays where it is until the command line is parsed, as for all that follows.
+// Damage as it is typed. It stays where it is until the command line is parsed, as for all that follows.
+struct DamageCommand {
+    double share = 0;
+    std::vector<std::string> kinds; // all that there are, until it is parsed
+    uint32_t seed = 0;
+    CLI::Option* shareOption = nullptr;
+    CLI::Option* seedOption = nullptr;
+
+    // Empty unless it was typed.
+    std::optional<uint32_t> Seed() const;
+};
+
+// What the options of damage are called and say.
+struct DamageTexts {
+    const char* share; // "--damage"
+    const char* shareHelp;
+    const char* kinds; // "--damage-kinds"
+    const char* kindsHelp;
+};
+
+// The share, the kinds and --seed.
+void AddDamage(CLI::App& app, DamageCommand& damage, const DamageTexts& texts);
+
+// A device's options as they are typed.
 struct DeviceCommand {
     DeviceOptions options;
     std::string target;
     std::string listen;
-    std::vector<std::string> damageKinds;
-    uint32_t seed = 0;
-    CLI::Option* seedOption = nullptr;
+    DamageCommand damage;
 };
 
 // --target and --listen; what the command holds is the default.
@@ -41,8 +63,8 @@ void AddAddresses(CLI::App& app, DeviceCommand& command, const char* targetHelp,
 // --rate, --start, --replay and --loop; a replay excludes the options of the plan's shape too.
 void AddSource(CLI::App& app, DeviceCommand& command, const char* rateHelp, std::initializer_list<CLI::Option*> shape);
 
-// --damage, --damage-kinds (any of those that the command holds) and --seed. Returns --damage.
-CLI::Option* AddDamage(CLI::App& app, DeviceCommand& command, const char* readings, const char* kindsHelp);
+// --damage, --damage-kinds and --seed.
+void AddDamage(CLI::App& app, DeviceCommand& command, const char* readings, const char* kindsHelp);
 
 // Those of AddRunOptions, and --json.
 void AddDeviceRun(CLI::App& app, DeviceCommand& command, const char* readings);

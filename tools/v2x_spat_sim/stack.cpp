@@ -3,6 +3,7 @@
 #include <array>
 #include <cctype>
 #include <cinttypes>
+#include <random>
 
 #include "ipc_print.h"
 #include "ipc_record.h"
@@ -18,13 +19,14 @@ namespace {
 class Stack {
 public:
     explicit Stack(const StackOptions& options)
-        : m_options(options),
-          m_port("stack", options.listen, [this](std::span<const uint8_t> datagram) { OnDatagram(datagram); }) {}
+        : m_options(options), m_seed(options.seed ? *options.seed : std::random_device{}()),
+          m_answerer(options.answers, m_seed),
+          m_port("stack", options.listen, [this](std::span<const uint8_t> datagram, const UdpPort::Sender& sender) {
+              OnDatagram(datagram, sender);
+          }) {}
 
     void Run() {
-        if (!m_options.run.quiet) {
-            Output(m_options.run.json ? stderr : stdout).Line("stack: listening on " + EndpointText(m_options.listen));
-        }
+        Announce();
         m_loop.WaitUntil(EndOfRun(Clock::now(), m_options.run.limits.seconds));
         m_port.Close();
         ReportSummary(MakeSummary(), m_options.run.json, m_options.run.summaryFile, m_output);
@@ -32,9 +34,21 @@ public:
     }
 
 private:
+    bool IsDamaging() const { return m_options.isAnswering && m_options.answers.bad > 0; }
+
+    void Announce() const {
+        Output notes(m_options.run.json ? stderr : stdout);
+        if (!m_options.run.quiet) {
+            notes.Line("stack: listening on " + EndpointText(m_options.listen));
+        }
+        if (IsDamaging()) {
+            notes.Line(FormatText("stack: bad replies with --seed %" PRIu32, m_seed));
+        }
+    }
+
     // What follows runs on the receive thread until the port is closed.
 
-    void OnDatagram(std::span<const uint8_t> datagram) {
+    void OnDatagram(std::span<const uint8_t> datagram, const UdpPort::Sender& sender) {
         if (m_isDone) {
             return;
         }
@@ -48,12 +62,24 @@ private:
                 Show({m_options.run.json ? RefusalJson(*refusal) : RefusalLine(*refusal)});
             }
         } else {
-            ++m_requests;
+            OnRequest(sender);
+        }
+    }
+
+    void OnRequest(const UdpPort::Sender& sender) {
+        ++m_requests;
+        if (!m_options.isAnswering) {
+            return;
+        }
+        if (auto reply = m_answerer.Answer(v2xpub_CommGetCurrentTime64())) {
+            const int error = sender.Reply(*reply);
+            m_answerer.Sent(*reply, error);
         }
     }
 
     void OnRecord(const SpatRecord& record, uint64_t receiveTime) {
         ++m_records;
+        m_answerer.OnRecord(record);
         m_emptyEntries += record.emptyEntries;
         for (const Phase& phase : record.phases) {
             m_states += phase.states.size();
@@ -128,10 +154,18 @@ private:
                 summary.text += FormatText(", %" PRIu64 " %s", extra.count, extra.text);
             }
         }
+        if (m_options.isAnswering) {
+            m_answerer.AddTo(summary);
+        }
+        if (IsDamaging()) {
+            summary.numbers.emplace_back("seed", m_seed);
+        }
         return summary;
     }
 
     const StackOptions& m_options;
+    const uint32_t m_seed;
+    Answerer m_answerer;
     Output m_output{stdout};
     bool m_isDone = false;
     uint64_t m_records = 0;

@@ -8,6 +8,7 @@
 #include "controller.h"
 #include "learner.h"
 #include "stack.h"
+#include "stack_command.h"
 
 namespace {
 
@@ -26,7 +27,7 @@ CLI::App* AddLearner(CLI::App& app, LearnerCommand& command) {
     command.device.target = "127.0.0.1:8002";
     command.device.listen = "8001";
     command.device.options.rate = 2;
-    command.device.damageKinds = {"start", "length", "count"};
+    command.device.damage.kinds = {"start", "length", "count"};
     sim::AddAddresses(*learner, command.device, "Where reports go: the daemon's LearnMachine.LocalPort",
                       "Where reports leave and heartbeats arrive: the daemon's\nLearnMachine.Port.");
     CLI::Option* const phases =
@@ -42,11 +43,11 @@ CLI::App* AddLearner(CLI::App& app, LearnerCommand& command) {
             ->type_name("N")
             ->capture_default_str();
     sim::AddSource(*learner, command.device, "Reports per second", {phases, first});
-    CLI::Option* const damage = sim::AddDamage(
+    sim::AddDamage(
         *learner, command.device, "reports",
         "Kinds of damage to choose from: start (wrong start bytes),\nlength (wrong length field), count (phase "
         "count above the records\nheld, otherwise well framed)");
-    command.device.seedOption->needs(damage);
+    command.device.damage.seedOption->needs(command.device.damage.shareOption);
     sim::AddDeviceRun(*learner, command.device, "reports");
     return learner;
 }
@@ -59,7 +60,7 @@ sim::LearnerOptions OptionsOf(const LearnerCommand& command) {
     };
     return {sim::OptionsOf(command.device),
             {static_cast<uint8_t>(command.firstPhase), static_cast<uint8_t>(command.phases)},
-            sim::ChosenKinds<sim::ReportKind>(command.device.damageKinds, KINDS)};
+            sim::ChosenKinds<sim::ReportKind>(command.device.damage.kinds, KINDS)};
 }
 
 struct ControllerCommand {
@@ -110,7 +111,7 @@ CLI::App* AddController(CLI::App& app, ControllerCommand& command) {
         "controller", "Play the GA/T 1743 traffic-signal controller: light-status frames to the daemon");
     command.device.target = "127.0.0.1:9002";
     command.device.listen = "9001";
-    command.device.damageKinds = {"crc", "length", "delimiter", "escape", "type", "count"};
+    command.device.damage.kinds = {"crc", "length", "delimiter", "escape", "type", "count"};
     sim::AddAddresses(*controller, command.device, "Where frames go: the daemon's SignalMachine1743.LocalPort",
                       "Where frames leave.");
     CLI::Option* const links =
@@ -146,33 +147,8 @@ sim::ControllerOptions OptionsOf(const ControllerCommand& command) {
     };
     return {sim::OptionsOf(command.device),
             {static_cast<uint8_t>(command.links), static_cast<uint8_t>(command.groups)},
-            sim::ChosenKinds<sim::FrameKind>(command.device.damageKinds, KINDS),
+            sim::ChosenKinds<sim::FrameKind>(command.device.damage.kinds, KINDS),
             command.stream};
-}
-
-struct StackCommand {
-    sim::StackOptions options;
-    std::string listen = "127.0.0.1:20010";
-};
-
-CLI::App* AddStack(CLI::App& app, StackCommand& command) {
-    CLI::App* const stack =
-        app.add_subcommand("stack", "Play the stack application: check the daemon's frames and show what they say");
-    stack->add_option("--listen", command.listen, "Where frames arrive: ipc.app_rs_rcvport of v2x_ipc.cfg")
-        ->check(sim::Address(sim::LOOPBACK))
-        ->type_name("[IP:]PORT")
-        ->capture_default_str();
-    sim::AddRunOptions(*stack, command.options.run, "records");
-    stack->add_flag(
-        "--json", command.options.run.json,
-        "Print each record, refusal and the summary as one JSON object\nper line; times of states in 0.1 s");
-    return stack;
-}
-
-sim::StackOptions OptionsOf(const StackCommand& command) {
-    sim::StackOptions options = command.options;
-    options.listen = sim::ParseEndpoint(command.listen, sim::LOOPBACK);
-    return options;
 }
 
 int Main(int argc, char** argv) {
@@ -184,7 +160,7 @@ int Main(int argc, char** argv) {
     });
     LearnerCommand learnerCommand;
     ControllerCommand controllerCommand;
-    StackCommand stackCommand;
+    sim::StackCommand stackCommand;
     const CLI::App* const learner = AddLearner(app, learnerCommand);
     const CLI::App* const controller = AddController(app, controllerCommand);
     AddStack(app, stackCommand);
