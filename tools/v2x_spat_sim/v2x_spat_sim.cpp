@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "cloud_command.h"
 #include "command_line.h"
 #include "controller.h"
 #include "learner.h"
@@ -161,9 +162,11 @@ int Main(int argc, char** argv) {
     LearnerCommand learnerCommand;
     ControllerCommand controllerCommand;
     sim::StackCommand stackCommand;
+    sim::CloudCommand cloudCommand;
     const CLI::App* const learner = AddLearner(app, learnerCommand);
     const CLI::App* const controller = AddController(app, controllerCommand);
-    AddStack(app, stackCommand);
+    const CLI::App* const stack = AddStack(app, stackCommand);
+    AddCloud(app, cloudCommand);
     app.footer("v2x_spat_sim SUBCOMMAND --help tells the options of a subcommand."); // here: subcommands inherit it
     try {
         app.parse(argc, argv);
@@ -174,8 +177,10 @@ int Main(int argc, char** argv) {
         sim::RunLearner(OptionsOf(learnerCommand));
     } else if (controller->parsed()) {
         sim::RunController(OptionsOf(controllerCommand));
-    } else {
+    } else if (stack->parsed()) {
         sim::RunStack(OptionsOf(stackCommand));
+    } else {
+        sim::RunCloud(OptionsOf(cloudCommand));
     }
     return 0;
 }
