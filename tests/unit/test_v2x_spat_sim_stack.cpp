@@ -273,10 +273,10 @@ TEST(SpatBuild, SaysWhatTheRecordSays) {
     first.nextStart = 333;
     first.nextDuration = 65;
     first.confidence = 199;
-    full.phases[0].states[1].confidence = 0;
-    full.phases[2].states[0].mode = 0; // no timing
+    full.phases[0].states[1].confidence = 29; // 29 / 200 * 200 is a little less than 29
+    full.phases[2].states[0].mode = 0;        // no timing
     EXPECT_EQ(WithoutCount(BuildSpat(full)),
-              hex("3201FFFE00FFFFFF6E02818FF8A83E0002000F194119438E029A00828C3800E801C804650C65080001"));
+              hex("3201FFFE00FFFFFF6E02818FF8A83E0002000F194119438E029A00828C3800E801C8EC650C65080001"));
 }
 
 TEST(SpatBuild, CountsItsMessages) {
