@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "hex.h"
+#include "text.h"
 
 namespace sim {
 
@@ -17,10 +18,10 @@ std::vector<std::vector<uint8_t>> ReadFrames(std::istream& in, const std::string
         std::vector<uint8_t> frame;
         std::string problem = msg::AppendHex(std::string_view(line).substr(0, line.find('#')), frame);
         if (problem.empty() && frame.size() > most) {
-            problem = std::to_string(frame.size()) + " bytes; at most " + std::to_string(most) + " fit";
+            problem = FormatText("%zu bytes; at most %zu fit", frame.size(), most);
         }
         if (!problem.empty()) {
-            throw std::runtime_error(name + ":" + std::to_string(number) + ": " + problem);
+            throw std::runtime_error(FormatText("%s:%zu: %s", name.c_str(), number, problem.c_str()));
         }
         if (!frame.empty()) {
             frames.push_back(std::move(frame));
