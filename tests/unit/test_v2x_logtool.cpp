@@ -1,0 +1,55 @@
+// The log tool's frames, byte for byte.
+#include <gtest/gtest.h>
+
+#include "bytes.h"
+#include "log_request.h"
+
+namespace {
+
+TEST(LogTool, Requests) {
+    EXPECT_EQ(logtool::ListRequest(), hex("A55A 04 00 0000000000000000 3200 0500 00  01 0000 0000"));
+    EXPECT_EQ(logtool::SetRequest("QUOR", 7),
+              hex("A55A 04 00 0000000000000000 3200 0F00 00  02 0000 0A00  51554F5200000000 0700"));
+    EXPECT_EQ(logtool::SetRequest("12345678", 0),
+              hex("A55A 04 00 0000000000000000 3200 0F00 00  02 0000 0A00  3132333435363738 0000"));
+}
+
+TEST(LogTool, Answers) {
+    const std::string head = "A55A 04 00 0000000000000000 3300 1900 00 ";
+    const auto tags =
+        logtool::ReadAnswer(hex(head + "01 0000 1400  5350415400000000 0400  3132333435363738 FFFF"));
+    ASSERT_EQ(tags.size(), 2U);
+    EXPECT_EQ(tags[0].tag + " " + logtool::LevelText(tags[0].level), "SPAT 4 info");
+    EXPECT_EQ(tags[1].tag + " " + logtool::LevelText(tags[1].level), "12345678 -1");
+
+    const struct {
+        const char* digits;
+        const char* what;
+    } bad[] = {
+        {"A55A 04 00 0000000000000000 3300 1900", "the answer ends inside its head"},
+        {"A55A 04 00 0000000000000000 3200 0500 00 01 0000 0000", "the answer is of another kind: command 50"},
+        {"A55A 04 00 0000000000000000 3300 0500 00 01 0000 00", "the answer ends inside its payload"},
+        {"A55A 04 00 0000000000000000 3300 0500 00 02 FDFF 0000", "the answer says -3"},
+        {"A55A 04 00 0000000000000000 3300 0F00 00 01 0000 0B00 5350415400000000 0400",
+         "the answer ends inside its list of tags"},
+    };
+    for (const auto& row : bad) {
+        try {
+            logtool::ReadAnswer(hex(row.digits));
+            ADD_FAILURE() << row.what;
+        } catch (const std::runtime_error& error) {
+            EXPECT_STREQ(error.what(), row.what);
+        }
+    }
+}
+
+TEST(LogTool, LevelsAreNumbersOrNames) {
+    EXPECT_EQ(logtool::ParseLevel("0"), 0);
+    EXPECT_EQ(logtool::ParseLevel("7"), 7);
+    EXPECT_EQ(logtool::ParseLevel("warn"), 3);
+    for (const char* text : {"", "8", "-1", "07", "WARN", "warning"}) {
+        EXPECT_EQ(logtool::ParseLevel(text), std::nullopt) << text;
+    }
+}
+
+} // namespace
