@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstring>
 #include <list>
 
@@ -12,6 +13,7 @@ struct v2xipc_socket {
 
 namespace fakes {
 v2x_ipc_config_t ipcConf = {20001, 20002, 20003, 20010, "127.0.0.1"};
+std::deque<std::vector<uint8_t>> replies;
 }
 
 namespace {
@@ -57,5 +59,22 @@ int32_t v2xipc_SocketReqSend(V2X_IPCSOCKHANDLE handle, const v2x_ipc_config_t*, 
     const std::string host = handle->host + (reply != nullptr ? " (waits)" : "");
     fakes::sent.push_back(
         {handle->para.m_sockName, host, handle->port, {request->mp_data, request->mp_data + request->m_curMsgLen}});
+    if (reply == nullptr) {
+        return 0;
+    }
+    if (fakes::replies.empty()) {
+        return -4;
+    }
+    const std::vector<uint8_t> bytes = fakes::replies.front();
+    fakes::replies.pop_front();
+    const size_t size = std::min(bytes.size(), static_cast<size_t>(reply->m_curMsgLen));
+    std::copy_n(bytes.begin(), size, reply->mp_data);
+    reply->m_curMsgLen = static_cast<int16_t>(size);
+    return 0;
+}
+
+int32_t v2xipc_SocketRespSend(V2X_UDPSOCKHANDLE, const v2x_ipc_config_t*, const v2xpub_UdpSocketDataHead_t* response,
+                              const void*, int16_t) {
+    fakes::sent.push_back({"answer", "", 0, {response->mp_data, response->mp_data + response->m_curMsgLen}});
     return 0;
 }

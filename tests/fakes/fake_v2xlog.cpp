@@ -8,6 +8,7 @@
 
 namespace fakes {
 int32_t logLevel = V2XLOG_TRACE;
+std::set<std::string> unknownTags;
 std::vector<LogLine> logLines;
 std::vector<std::string> journal;
 
@@ -24,7 +25,8 @@ std::vector<LogLine> logged(const std::string& text) {
 
 namespace {
 std::list<v2xlog_tagSlot> slots;
-}
+std::vector<V2X_LOGHANDLE> added; // in the order of registration
+} // namespace
 
 int32_t v2xlog_Init(const char* path, const char* defaultTag, int32_t useFile, int32_t collapse, int32_t useStderr) {
     fakes::journal.push_back("log.Init " + std::string(path) + " " + defaultTag + " " + std::to_string(useFile) +
@@ -34,12 +36,33 @@ int32_t v2xlog_Init(const char* path, const char* defaultTag, int32_t useFile, i
 
 int32_t v2xlog_AddTag(const char* name, V2X_LOGHANDLE* handle) {
     fakes::journal.push_back(std::string("log.AddTag ") + name);
-    return v2xlog_GetTagHandle(name, handle);
+    const int32_t result = v2xlog_GetTagHandle(name, handle);
+    added.push_back(*handle);
+    return result;
+}
+
+int32_t v2xlog_GetTagNum(void) {
+    return static_cast<int32_t>(added.size());
+}
+
+int32_t v2xlog_GetTagLevelByIndex(int32_t index, uint8_t* name, int16_t* level) {
+    const v2xlog_tagSlot& slot = *added.at(static_cast<size_t>(index));
+    memcpy(name, slot.name, sizeof slot.name);
+    *level = static_cast<int16_t>(slot.level.load());
+    return 0;
+}
+
+int32_t v2xlog_SetAllTagLevel(int32_t level) {
+    fakes::journal.push_back("log.SetAllTagLevel " + std::to_string(level));
+    return level >= 0 && level <= 7 ? 0 : -3;
 }
 
 int32_t v2xlog_GetTagHandle(const char* name, V2X_LOGHANDLE* handle) {
+    if (fakes::unknownTags.contains(std::string(name, strnlen(name, V2XLOG_NAME_SIZE)))) {
+        return -3;
+    }
     for (v2xlog_tagSlot& slot : slots) {
-        if (strcmp(slot.name, name) == 0) {
+        if (strncmp(slot.name, name, sizeof slot.name) == 0) {
             *handle = &slot;
             return 0;
         }
@@ -53,7 +76,7 @@ int32_t v2xlog_GetTagHandle(const char* name, V2X_LOGHANDLE* handle) {
 
 int32_t v2xlog_SetTagLevel(V2X_LOGHANDLE handle, int32_t level) {
     fakes::journal.push_back(std::string("log.SetTagLevel ") + handle->name + " " + std::to_string(level));
-    return 0;
+    return level >= 0 && level <= 7 ? 0 : -3;
 }
 
 void v2xlog_Format(V2X_LOGHANDLE handle, int32_t level, uint32_t times, const char*, const char*, int32_t,

@@ -4,7 +4,9 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <map>
+#include <set>
 #include <string>
 #include <variant>
 #include <vector>
@@ -16,7 +18,8 @@
 
 namespace fakes {
 
-// ---- log: every tag is known
+// ---- log: every tag is known but these
+extern std::set<std::string> unknownTags;
 extern int32_t logLevel; // of tags that are looked up from now on; 7 at first
 struct LogLine {
     std::string tag;
@@ -61,6 +64,7 @@ void receive(const std::string& socketName, const std::vector<uint8_t>& bytes);
 
 // ---- ipc
 extern v2x_ipc_config_t ipcConf;
+extern std::deque<std::vector<uint8_t>> replies; // to the next requests that wait; without one they get -4
 
 // ---- dds: one participant; its calls stand in the journal with their arguments ("dds.dds_reg 200 rsu/a/spat/up
 // writer", "dds.set_history_qos rsu/a/spat/up 2 0", "dds.destroy_dds null")

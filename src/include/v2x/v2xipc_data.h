@@ -59,6 +59,24 @@ struct v2xipc_pahseState_t {
     int8_t m_opt_timeConfidence;
 };
 
+// Item of a reply; m_uper_data follows: m_uper_dataLen bytes of one MessageFrame in unaligned PER.
+struct v2xipc_pc5Data_t {
+    uint16_t m_uper_dataLen;
+};
+
+// Payload of the log tool's frames; m_logData follows: m_dataLen bytes of v2xipc_logData_t.
+struct v2xipc_logCmd_t {
+    uint8_t m_logCmd;  // V2XIPC_LOG_...
+    int16_t m_result;  // 0 in every reply
+    int16_t m_dataLen; // bytes that follow
+};
+
+// A log tag and its level.
+struct v2xipc_logData_t {
+    uint8_t m_tagName[8]; // NUL-padded
+    int16_t m_level;      // v2xlog_level
+};
+
 #pragma pack(pop)
 
 inline constexpr uint8_t V2XIPC_HEAD_FLAG[2] = {0xA5, 0x5A};
@@ -66,6 +84,12 @@ inline constexpr uint8_t V2XIPC_INC = 4;
 
 inline constexpr uint16_t V2XIPC_CMD_TO_STACK = 20;   // daemon to stack application: SPAT record, or request for SPAT
 inline constexpr uint16_t V2XIPC_CMD_FROM_STACK = 21; // stack application to daemon: SPAT as encoded messages
+
+inline constexpr uint16_t V2XIPC_CMD_LOG_REQUEST = 50; // log tool to daemon
+inline constexpr uint16_t V2XIPC_CMD_LOG_REPLY = 51;   // daemon to log tool
+
+inline constexpr uint8_t V2XIPC_LOG_REPORT = 1; // report the levels of all tags
+inline constexpr uint8_t V2XIPC_LOG_SET = 2;    // set the level of the first entry's tag, or of "ALL"
 
 inline constexpr int32_t V2XIPC_DATA_SPAT_RECORD = 1;
 inline constexpr int32_t V2XIPC_DATA_SPAT_UPER = 11;
@@ -96,6 +120,10 @@ static_assert(sizeof(v2xipc_dataHead_t) == 17 && offsetof(v2xipc_dataHead_t, m_s
               offsetof(v2xipc_dataHead_t, m_checkSum) == 16);
 static_assert(sizeof(v2xipc_rsuData_t) == 11 && offsetof(v2xipc_rsuData_t, m_dataNo) == 4 &&
               offsetof(v2xipc_rsuData_t, m_dataLen) == 8 && offsetof(v2xipc_rsuData_t, m_checkSum) == 10);
+static_assert(sizeof(v2xipc_pc5Data_t) == 2);
+static_assert(sizeof(v2xipc_logCmd_t) == 5 && offsetof(v2xipc_logCmd_t, m_result) == 1 &&
+              offsetof(v2xipc_logCmd_t, m_dataLen) == 3);
+static_assert(sizeof(v2xipc_logData_t) == 10 && offsetof(v2xipc_logData_t, m_level) == 8);
 static_assert(sizeof(v2xipc_phases_t) == 13 && offsetof(v2xipc_phases_t, m_status) == 4 &&
               offsetof(v2xipc_phases_t, m_moy) == 6 && offsetof(v2xipc_phases_t, m_secMark) == 10 &&
               offsetof(v2xipc_phases_t, m_phaseNum) == 12);

@@ -1,3 +1,4 @@
+#include "spat_conv_stack_interface_socket.h"
 #include "spat_conv_stack_interface.h"
 
 #include <cstdio>
@@ -24,14 +25,14 @@ struct SocketRow {
     const char* name;
     V2X_IPCSOCKHANDLE* handle;
     int16_t v2x_ipc_config_t::*port;
-    bool isServer;
-    const char* what; // in the message on failure
+    v2xpub_msgFunc serve; // of a server, null = a client
+    const char* what;     // in the message on failure
 };
 
 constexpr SocketRow SOCKETS[] = {
-    {"SPAT_SEND_APP", &g_udp_send_data_to_app_handle, &v2x_ipc_config_t::m_spat_conv_sndport, false, ""},
-    {"GET_SPAT_DATA", &g_udp_get_app_data_handle, &v2x_ipc_config_t::m_spat_conv_rcvport, false, ""},
-    {"SPAT_C_LOGTOOL", &g_logToolHandle, &v2x_ipc_config_t::m_spatconv_logtool_rcvport, true, " LogTool"},
+    {"SPAT_SEND_APP", &g_udp_send_data_to_app_handle, &v2x_ipc_config_t::m_spat_conv_sndport, nullptr, ""},
+    {"GET_SPAT_DATA", &g_udp_get_app_data_handle, &v2x_ipc_config_t::m_spat_conv_rcvport, nullptr, ""},
+    {"SPAT_C_LOGTOOL", &g_logToolHandle, &v2x_ipc_config_t::m_spatconv_logtool_rcvport, GetLogCtl, " LogTool"},
 };
 
 int32_t OpenSocket(const SocketRow& row) {
@@ -39,10 +40,12 @@ int32_t OpenSocket(const SocketRow& row) {
     const uint16_t port = static_cast<uint16_t>(g_ipc_conf->*row.port);
     snprintf(para.m_sockName, sizeof para.m_sockName, "%s", row.name);
     snprintf(para.m_localIP, sizeof para.m_localIP, "0.0.0.0");
-    para.m_svrEnable = row.isServer ? 1 : 0;
-    para.m_cliEnable = row.isServer ? 0 : 1;
-    para.m_svrPort = row.isServer ? port : 0;
-    para.m_cliPort = row.isServer ? 0 : port;
+    const bool isServer = row.serve != nullptr;
+    para.m_svrEnable = isServer ? 1 : 0;
+    para.m_cliEnable = isServer ? 0 : 1;
+    para.m_svrPort = isServer ? port : 0;
+    para.m_cliPort = isServer ? 0 : port;
+    para.f_msgFunc = row.serve;
     return v2xipc_SocketInit(row.handle, g_ipc_conf, &para);
 }
 
@@ -85,6 +88,17 @@ int32_t v2xspatconv_PackIpcSpatAndSendData(uint16_t opCode, const v2xipc_phases_
 }
 
 } // namespace
+
+int32_t v2xspatconv_AskStack(const v2xpub_UdpSocketDataHead_t& request, v2xpub_UdpSocketDataHead_t& reply) {
+    v2xipc_SocketSetSendAddr(g_udp_get_app_data_handle, g_ipc_conf, "RSU_RCV",
+                             g_ipc_conf != nullptr ? g_ipc_conf->m_app_rs_rcvport : int16_t{0});
+    return v2xipc_SocketReqSend(g_udp_get_app_data_handle, g_ipc_conf, REPLY_WAIT_MS, &request, &reply);
+}
+
+int32_t v2xspatconv_AnswerLogTool(V2X_UDPSOCKHANDLE handle, const v2xpub_UdpSocketDataHead_t& answer, const void* addr,
+                                  int16_t addrLen) {
+    return v2xipc_SocketRespSend(handle, g_ipc_conf, &answer, addr, addrLen);
+}
 
 int32_t v2xspatconv_StackInterfaceInit(const spat_conv_config_t* spatconv_cfg) {
     int32_t ret = 0;

@@ -1,0 +1,207 @@
+// SPAT that the stack application holds: asked for, queued, checked, decoded and sent up to the cloud.
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <utility>
+
+#include "spat_conv_config.h"
+#include "spat_conv_spatup.h"
+#include "spat_conv_stack_interface.h"
+#include "spat_conv_stack_interface_socket.h"
+#include "v2x/v2xlog.h"
+#include "v2xapp_upercodec.h"
+
+namespace {
+
+v2xlog_tag_t g_log{"SINF"};
+
+constexpr int32_t REQUEST_DATA_NO = 1;
+constexpr int32_t REPLY_MAX_PACK = 20480;
+constexpr int32_t REPLY_MAX_ITEMS = 64;
+constexpr size_t PENDING_MAX = 64;
+constexpr int16_t DATAGRAM_MAX = 32767; // what m_curMsgLen can tell
+
+// One reply that waits.
+struct spat_pc5_data_ {
+    v2xpub_UdpSocketDataHead_t m_spat_data;
+    std::unique_ptr<uint8_t[]> bytes; // what mp_data points to
+    std::unique_ptr<spat_pc5_data_> next;
+};
+
+// Replies in the order of their arrival.
+std::mutex g_spat_pc5_data_mutex;
+std::unique_ptr<spat_pc5_data_> g_spat_pc5_data;
+size_t g_pending = 0;
+
+void Append(std::unique_ptr<spat_pc5_data_> node) {
+    bool full = false;
+    {
+        const std::lock_guard<std::mutex> guard(g_spat_pc5_data_mutex);
+        full = g_pending == PENDING_MAX;
+        if (full) {
+            g_spat_pc5_data = std::move(g_spat_pc5_data->next);
+        } else {
+            g_pending++;
+        }
+        std::unique_ptr<spat_pc5_data_>* tail = &g_spat_pc5_data;
+        while (*tail != nullptr) {
+            tail = &(*tail)->next;
+        }
+        *tail = std::move(node);
+    }
+    if (full) {
+        V2XLOG(g_log, V2XLOG_WARN, "%zu replies wait, the oldest is dropped", PENDING_MAX);
+    }
+}
+
+std::unique_ptr<spat_pc5_data_> TakeAll() {
+    const std::lock_guard<std::mutex> guard(g_spat_pc5_data_mutex);
+    g_pending = 0;
+    return std::move(g_spat_pc5_data);
+}
+
+std::unique_ptr<spat_pc5_data_> NewNode(const v2xpub_UdpSocketDataHead_t& reply) {
+    std::unique_ptr<spat_pc5_data_> node(new (std::nothrow) spat_pc5_data_{});
+    const size_t size = reply.m_curMsgLen > 0 ? static_cast<size_t>(reply.m_curMsgLen) : 0;
+    if (node != nullptr) {
+        node->bytes.reset(new (std::nothrow) uint8_t[size]);
+    }
+    if (node == nullptr || node->bytes == nullptr) {
+        V2XLOG(g_log, V2XLOG_ERROR, "malloc error");
+        return nullptr;
+    }
+    memcpy(node->bytes.get(), reply.mp_data, size);
+    node->m_spat_data = {static_cast<int16_t>(size), node->bytes.get()};
+    return node;
+}
+
+// Whether an item starts where the one before it ends, or where the settled rule of the interface says.
+bool ItemsFollowEachOther() {
+    const spat_conv_config_t* config = nullptr;
+    return v2xspatconv_GetCfgData(&config) == 0 && config->m_corrections.m_reply_items;
+}
+
+// Decodes the item whose length stands at `at` and hands it on. Returns where its bytes end; 0 when it does not decode.
+size_t DealItem(uint8_t* bytes, size_t size, size_t at, uint16_t& length) {
+    if (at + sizeof length > size) {
+        return 0;
+    }
+    memcpy(&length, bytes + at, sizeof length);
+    const size_t end = at + sizeof length + length;
+    ASNSTRUCT_HANDLE frame = nullptr;
+    if (end > size || v2xcodec_uperDec(&frame, bytes + at + sizeof length, static_cast<int16_t>(length)) != 0) {
+        v2xcodec_freeStrcut(&frame);
+        return 0;
+    }
+    v2xspatconv_SpatDataUp(&frame);
+    return end;
+}
+
+} // namespace
+
+int32_t GetSpatData_fill(uint8_t* pData, uint16_t* plen) {
+    if (pData == nullptr || plen == nullptr) {
+        V2XLOG(g_log, V2XLOG_ERROR, "input param error");
+        return -2;
+    }
+    v2xipc_rsuData_t block = {};
+    block.m_dataType = V2XIPC_DATA_SPAT_UPER;
+    block.m_dataNo = REQUEST_DATA_NO;
+    memcpy(pData, &block, sizeof block);
+    *plen = sizeof block;
+    return 0;
+}
+
+void SendGetSpatDataToAPPTaskFun(void* /*arg*/) {
+    static uint8_t buffer[DATAGRAM_MAX]; // of the request task alone
+    uint8_t frame[sizeof(v2xipc_dataHead_t) + sizeof(v2xipc_rsuData_t)];
+    v2xipc_dataHead_t head = {};
+    uint16_t blockLength = 0;
+    GetSpatData_fill(frame + sizeof head, &blockLength);
+    memcpy(head.m_headFlag, V2XIPC_HEAD_FLAG, sizeof head.m_headFlag);
+    head.m_inc = V2XIPC_INC;
+    head.m_cmdType = V2XIPC_CMD_TO_STACK;
+    head.m_packLen = blockLength;
+    memcpy(frame, &head, sizeof head);
+
+    const v2xpub_UdpSocketDataHead_t request = {static_cast<int16_t>(sizeof frame), frame};
+    v2xpub_UdpSocketDataHead_t reply = {DATAGRAM_MAX, buffer};
+    if (v2xspatconv_AskStack(request, reply) != 0) {
+        V2XLOG(g_log, V2XLOG_WARN, "UDP send error:%d", -4);
+        return;
+    }
+    std::unique_ptr<spat_pc5_data_> node = NewNode(reply);
+    if (node != nullptr) {
+        Append(std::move(node));
+    }
+}
+
+void DealSpatDataRecvTaskFun(void* /*arg*/) {
+    std::unique_ptr<spat_pc5_data_> node = TakeAll();
+    if (node == nullptr) {
+        V2XLOG(g_log, V2XLOG_WARN, "NO SPAT data");
+    }
+    while (node != nullptr) {
+        v2xspatconv_GetRsuDataResp(&node->m_spat_data);
+        node = std::move(node->next);
+    }
+}
+
+int32_t v2xspatconv_GetRsuDataResp(const v2xpub_UdpSocketDataHead_t* mp_data) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_log, ret);
+    if (mp_data == nullptr || mp_data->mp_data == nullptr || mp_data->m_curMsgLen < 0) {
+        V2XLOG(g_log, V2XLOG_ERROR, "input param error");
+        return ret = -2;
+    }
+    const auto size = static_cast<size_t>(mp_data->m_curMsgLen);
+    v2xipc_dataHead_t head = {};
+    v2xipc_rsuData_t block = {};
+    memcpy(&head, mp_data->mp_data, size < sizeof head ? size : sizeof head);
+    if (memcmp(head.m_headFlag, V2XIPC_HEAD_FLAG, sizeof head.m_headFlag) != 0) {
+        V2XLOG(g_log, V2XLOG_FATAL, "v2xspatconv_GetRsuDataResp headflag error");
+        return ret = -3;
+    }
+    if (size != sizeof head + head.m_packLen || head.m_packLen > REPLY_MAX_PACK || head.m_packLen < sizeof block) {
+        V2XLOG(g_log, V2XLOG_FATAL, "v2xspatconv_GetRsuDataResp too large ; error");
+        return ret = -4;
+    }
+    if (head.m_cmdType != V2XIPC_CMD_FROM_STACK) {
+        V2XLOG(g_log, V2XLOG_WARN, "Recv cmdType error:%d", head.m_cmdType);
+        return ret = -5;
+    }
+    uint8_t* const data = mp_data->mp_data + sizeof head;
+    memcpy(&block, data, sizeof block);
+    if (block.m_dataType != V2XIPC_DATA_SPAT_UPER) {
+        V2XLOG(g_log, V2XLOG_WARN, "Recv m_dataType error:%d", block.m_dataType);
+        return ret;
+    }
+    DealSpatDataRecv(data, head.m_packLen);
+    return ret;
+}
+
+int32_t DealSpatDataRecv(uint8_t* pRsuData, size_t size) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_log, ret);
+    v2xipc_rsuData_t block;
+    if (pRsuData == nullptr || size < sizeof block) {
+        V2XLOG(g_log, V2XLOG_ERROR, "input param error");
+        return ret = -2;
+    }
+    memcpy(&block, pRsuData, sizeof block);
+    uint8_t* const items = pRsuData + sizeof block;
+    const bool following = ItemsFollowEachOther();
+    size_t at = 0;
+    for (int32_t i = 0; i < block.m_dataNo && i < REPLY_MAX_ITEMS; i++) {
+        uint16_t length = 0;
+        const size_t end = DealItem(items, size - sizeof block, at, length);
+        if (end == 0) {
+            V2XLOG(g_log, V2XLOG_ERROR, "v2xapp_GBRsiUperDecode error");
+            return ret = -2;
+        }
+        // Settled: an item's place counts the length of the item before it alone.
+        at = following ? end : sizeof length * static_cast<size_t>(i + 1) + length;
+    }
+    return ret;
+}

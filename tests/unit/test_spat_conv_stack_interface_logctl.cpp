@@ -1,0 +1,110 @@
+// Log control: what the log tool's datagrams change, and what goes back.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "fakes.h"
+#include "spat_conv_stack_interface.h"
+#include "v2x/v2xlog.h"
+
+namespace {
+
+using testing::Contains;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+const char HEAD_5[] = "A55A 01 02 1112131415161718 3200 0500 09";
+const char HEAD_15[] = "A55A 01 02 1112131415161718 3200 0F00 09";
+
+class LogControl : public testing::Test {
+protected:
+    LogControl() {
+        fakes::logLevel = V2XLOG_WARN;
+        v2xspatconv_StackInterfaceInit(nullptr);
+        fakes::sent.clear();
+    }
+    // The answer in hex digits' bytes; none = empty.
+    static std::vector<uint8_t> ask(const std::string& digits) {
+        fakes::sent.clear();
+        fakes::logLines.clear();
+        fakes::receive("SPAT_C_LOGTOOL", fakes::hex(digits));
+        if (fakes::sent.empty()) {
+            return {};
+        }
+        EXPECT_EQ(fakes::sent[0].socket, "answer");
+        return fakes::sent[0].bytes;
+    }
+    static std::string said() {
+        std::string lines;
+        for (const fakes::LogLine& line : fakes::logLines) {
+            lines += line.tag + std::to_string(line.level) + " " + line.text;
+        }
+        return lines;
+    }
+};
+
+TEST_F(LogControl, ReportsEveryTagInOrder) {
+    V2X_LOGHANDLE handle = nullptr;
+    for (const char* tag : {"SPAT", "1743"}) {
+        v2xlog_AddTag(tag, &handle);
+    }
+    handle->level = V2XLOG_TRACE;
+    EXPECT_EQ(ask(std::string(HEAD_5) + "01 FFFF 0000"),
+              fakes::hex("A55A 01 02 1112131415161718 3300 1900 09  01 0000 1400"
+                         "5350415400000000 0300  3137343300000000 0700"));
+    for (int i = 0; i < 16; i++) {
+        v2xlog_AddTag(("T" + std::to_string(i)).c_str(), &handle);
+    }
+    const std::vector<uint8_t> eighteen = ask(std::string(HEAD_5) + "01 0000 0000");
+    EXPECT_THAT(eighteen, SizeIs(202));
+    EXPECT_EQ(eighteen[14] + 256 * eighteen[15], 185);
+    EXPECT_EQ(eighteen[20] + 256 * eighteen[21], 180);
+}
+
+TEST_F(LogControl, SetsOneOrAll) {
+    EXPECT_EQ(ask(std::string(HEAD_15) + "02 0500 0A00 51554F5200000000 0700"),
+              fakes::hex("A55A 01 02 1112131415161718 3300 0F00 09 02 0000 0A00 51554F5200000000 0700"));
+    EXPECT_THAT(fakes::journal, Contains("log.SetTagLevel QUOR 7"));
+    EXPECT_THAT(ask(std::string(HEAD_15) + "02 0000 0A00 414C4C0000000000 0400"), SizeIs(32));
+    EXPECT_THAT(fakes::journal, Contains("log.SetAllTagLevel 4"));
+    ask(std::string(HEAD_15) + "02 0000 0A00 414C4C0000000001 0500"); // not quite "ALL"
+    EXPECT_THAT(fakes::journal, Not(Contains("log.SetAllTagLevel 5")));
+}
+
+TEST_F(LogControl, WhatFailsIsNotAnswered) {
+    fakes::unknownTags = {"NONE", "LONGNAME"};
+    const struct {
+        const char* what;
+        std::string request;
+        std::string said;
+    } cases[] = {
+        {"unknown tag", std::string(HEAD_15) + "02 0000 0A00 4E4F4E4500000000 0400",
+         "SINF2 exec v2xlog_GetTagHandle error ret=-3"},
+        {"a name without an end", std::string(HEAD_15) + "02 0000 0A00 4C4F4E474E414D45 0400",
+         "SINF2 exec v2xlog_GetTagHandle error ret=-3"},
+        {"level out of range", std::string(HEAD_15) + "02 0000 0A00 51554F5200000000 0800",
+         "SINF2 exec v2xlog_SetTagLevel error ret=-3"},
+        {"level out of range, all", std::string(HEAD_15) + "02 0000 0A00 414C4C0000000000 FFFF",
+         "SINF3 exec v2xlog_SetAllTagLevel error ret=-3"},
+        {"another command", "A55A 01 02 1112131415161718 1400 0500 00 01 0000 0000",
+         "SINF3 get error data,type pStr->m_cmdType=20"},
+        {"an answer", "A55A 01 02 1112131415161718 3300 0500 00 01 0000 0000",
+         "SINF3 get error data,type pStr->m_cmdType=51"},
+        {"no bytes", "", "SINF3 log tool request of 0 bytes is too short"},
+        {"half a head", "A55A 01 02", "SINF3 log tool request of 4 bytes is too short"},
+        {"no command", "A55A 01 02 1112131415161718 3200 0000 00", "SINF3 log tool request of 17 bytes is too short"},
+        {"less than it claims", std::string(HEAD_15) + "02 0000 0A00 51554F52", "SINF3 log tool request of 26 bytes is too short"},
+        {"sets nothing", std::string(HEAD_5) + "02 0000 0A00", "SINF3 log tool request of 22 bytes names no level"},
+    };
+    for (const auto& row : cases) {
+        EXPECT_THAT(ask(row.request), IsEmpty()) << row.what;
+        EXPECT_EQ(said(), row.said) << row.what;
+    }
+}
+
+TEST_F(LogControl, AnUnknownCommandComesBackAsItIs) {
+    EXPECT_EQ(ask(std::string(HEAD_5) + "09 0700 0300 AABBCC"),
+              fakes::hex("A55A 01 02 1112131415161718 3300 0500 09 09 0000 0300 AABBCC"));
+}
+
+} // namespace

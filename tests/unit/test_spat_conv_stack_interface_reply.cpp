@@ -1,0 +1,188 @@
+// The stack application's SPAT: asked for, queued, checked, decoded, and what of it goes up to the cloud.
+#include <algorithm>
+#include <gmock/gmock.h>
+#include <memory>
+
+#include "captured_frames.h"
+#include "device_test.h"
+#include "spat_conv_v2xcloud_dds.h"
+#include "v2x/v2xlog.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+// A SPAT of an independent encoder: no optional part, intersection 0, phase 0, unavailable.
+const char BARE[] = "30000000000000000000";
+const char UP_BARE[] = R"({"intersections":[{"intersectionId":{"id":0},"status":0,"phases":[)"
+                       R"({"phaseId":0,"phaseStates":[{"light":0}]}]}]})";
+
+Bytes le16(size_t value) {
+    return {static_cast<uint8_t>(value & 0xFF), static_cast<uint8_t>(value >> 8)};
+}
+
+Bytes operator+(Bytes a, const Bytes& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+Bytes item(const Bytes& frame) {
+    return le16(frame.size()) + frame;
+}
+
+// A reply datagram by hand: head, block, items.
+Bytes reply(size_t number, const Bytes& items, uint8_t command = 21, uint8_t type = 11) {
+    return hex("A55A 04 00 0000000000000000") + Bytes{command, 0} + le16(11 + items.size()) + Bytes{0, type, 0, 0, 0} +
+           le16(number) + Bytes{0, 0} + le16(items.size()) + Bytes{0} + items;
+}
+
+class StackReply : public DeviceTest {
+protected:
+    StackReply() { fakes::logLevel = V2XLOG_WARN; }
+    static void configure(bool replyItems = false) {
+        fakes::cfgTree["rsuSpatConfigInfo.Corrections.ReplyItems"] = replyItems;
+        configured();
+        v2xcloud_ddsInit("RSU0001");
+        fakes::ddsMatched["rsu/RSU0001/spat/up"] = 1;
+    }
+    // From a buffer that ends where the datagram ends.
+    static int32_t deal(const Bytes& datagram) {
+        const auto bytes = std::make_unique<uint8_t[]>(datagram.size());
+        std::copy(datagram.begin(), datagram.end(), bytes.get());
+        const v2xpub_UdpSocketDataHead_t data = {static_cast<int16_t>(datagram.size()), bytes.get()};
+        return v2xspatconv_GetRsuDataResp(&data);
+    }
+    static std::vector<std::string> up() {
+        std::vector<std::string> texts;
+        for (const fakes::DdsSample& sample : fakes::ddsSent) {
+            texts.emplace_back(sample.bytes.begin(), sample.bytes.end());
+        }
+        fakes::ddsSent.clear();
+        return texts;
+    }
+    static std::vector<std::string> log() {
+        std::vector<std::string> lines;
+        for (const fakes::LogLine& line : fakes::logLines) {
+            if (line.tag == "SINF") {
+                lines.push_back(std::to_string(line.level) + " " + line.text);
+            }
+        }
+        fakes::logLines.clear();
+        return lines;
+    }
+};
+
+TEST_F(StackReply, TheRequestIsTwentyEightBytes) {
+    configure();
+    SendGetSpatDataToAPPTaskFun(nullptr);
+    ASSERT_THAT(fakes::sent, SizeIs(1));
+    EXPECT_EQ(fakes::sent[0].socket, "GET_SPAT_DATA");
+    EXPECT_EQ(fakes::sent[0].ip, "RSU_RCV (waits)");
+    EXPECT_EQ(fakes::sent[0].port, 20010);
+    EXPECT_EQ(fakes::sent[0].bytes, hex("A55A 04 00 0000000000000000 1400 0B00 00  0B000000 01000000 0000 00"));
+    EXPECT_THAT(log(), ElementsAre("3 UDP send error:-4"));
+}
+
+TEST_F(StackReply, RepliesGoUpInTheOrderOfTheirArrival) {
+    configure();
+    fakes::replies = {reply(1, item(hex(BARE))), reply(1, item(hex(captured::spat)))};
+    DealSpatDataRecvTaskFun(nullptr);
+    EXPECT_THAT(log(), ElementsAre("3 NO SPAT data"));
+    SendGetSpatDataToAPPTaskFun(nullptr);
+    SendGetSpatDataToAPPTaskFun(nullptr);
+    EXPECT_THAT(up(), IsEmpty());
+    DealSpatDataRecvTaskFun(nullptr);
+    EXPECT_THAT(up(), ElementsAre(UP_BARE, HasSubstr(R"("intersectionId":{"region":1,"id":33},"status":1280)")));
+    EXPECT_THAT(log(), IsEmpty());
+    DealSpatDataRecvTaskFun(nullptr);
+    EXPECT_THAT(log(), ElementsAre("3 NO SPAT data"));
+}
+
+TEST_F(StackReply, OfMoreThanSixtyFourThatWaitTheOldestGo) {
+    configure();
+    for (size_t i = 0; i < 66; i++) {
+        fakes::replies.push_back(reply(1, item(hex(i < 2 ? captured::spat : BARE))));
+        SendGetSpatDataToAPPTaskFun(nullptr);
+    }
+    EXPECT_THAT(log(), ElementsAre("3 64 replies wait, the oldest is dropped", "3 64 replies wait, the oldest is dropped"));
+    DealSpatDataRecvTaskFun(nullptr);
+    EXPECT_EQ(up(), std::vector<std::string>(64, UP_BARE));
+}
+
+TEST_F(StackReply, ChecksInThisOrder) {
+    configure();
+    const Bytes good = reply(1, item(hex(BARE)));
+    const auto with = [&](size_t at, uint8_t byte) {
+        Bytes bytes = good;
+        bytes.at(at) = byte;
+        return bytes;
+    };
+    const Bytes full = reply(1, item(hex(BARE)) + Bytes(20480 - 11 - 12));
+    const struct {
+        const char* what;
+        Bytes datagram;
+        int32_t result;
+        std::vector<std::string> log;
+        size_t documents;
+    } cases[] = {
+        {"good", good, 0, {}, 1},
+        {"first flag", with(0, 0xA4), -3, {"1 v2xspatconv_GetRsuDataResp headflag error"}, 0},
+        {"second flag", with(1, 0x5B), -3, {"1 v2xspatconv_GetRsuDataResp headflag error"}, 0},
+        {"empty", {}, -3, {"1 v2xspatconv_GetRsuDataResp headflag error"}, 0},
+        {"one byte", {0xA5}, -3, {"1 v2xspatconv_GetRsuDataResp headflag error"}, 0},
+        {"length one too small", with(14, 22), -4, {"1 v2xspatconv_GetRsuDataResp too large ; error"}, 0},
+        {"length one too large", with(14, 24), -4, {"1 v2xspatconv_GetRsuDataResp too large ; error"}, 0},
+        {"ends inside the head", hex("A55A 04 00 00000000"), -4, {"1 v2xspatconv_GetRsuDataResp too large ; error"}, 0},
+        {"no room for a block", hex("A55A 04 00 0000000000000000 1500 0A00 00") + Bytes(10), -4,
+         {"1 v2xspatconv_GetRsuDataResp too large ; error"}, 0},
+        {"20480 bytes", full, 0, {}, 1},
+        {"20481 bytes", reply(1, item(hex(BARE)) + Bytes(20481 - 11 - 12)), -4,
+         {"1 v2xspatconv_GetRsuDataResp too large ; error"}, 0},
+        {"a request", reply(1, item(hex(BARE)), 20), -5, {"3 Recv cmdType error:20"}, 0},
+        {"a record", reply(1, item(hex(BARE)), 21, 1), 0, {"3 Recv m_dataType error:1"}, 0},
+        {"no items", reply(0, {}), 0, {}, 0},
+        {"an item that is not there", reply(1, {}), 0, {"2 v2xapp_GBRsiUperDecode error"}, 0},
+        {"half a length", reply(1, {10}), 0, {"2 v2xapp_GBRsiUperDecode error"}, 0},
+        {"an item past the end", reply(1, le16(11) + hex(BARE)), 0, {"2 v2xapp_GBRsiUperDecode error"}, 0},
+        {"an empty item", reply(1, le16(0)), 0, {"2 v2xapp_GBRsiUperDecode error"}, 0},
+        {"not a frame", reply(1, item(hex("36B6FA"))), 0, {"2 v2xapp_GBRsiUperDecode error"}, 0},
+        {"bytes behind the frame", reply(1, item(hex(BARE) + Bytes{0})), 0, {"2 v2xapp_GBRsiUperDecode error"}, 0},
+        {"another message", reply(1, item(hex(captured::bsm))), 0, {}, 0},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.what);
+        EXPECT_EQ(deal(row.datagram), row.result);
+        EXPECT_EQ(log(), row.log);
+        EXPECT_THAT(up(), SizeIs(row.documents));
+    }
+    EXPECT_EQ(v2xspatconv_GetRsuDataResp(nullptr), -2);
+    EXPECT_EQ(DealSpatDataRecv(nullptr, 100), -2);
+    EXPECT_EQ(GetSpatData_fill(nullptr, nullptr), -2);
+}
+
+// Settled: an item's place counts the length of the one before it alone, so the third of three is looked for inside the
+// second.
+TEST_F(StackReply, TheThirdItemIsLookedForInsideTheSecond) {
+    configure();
+    EXPECT_EQ(deal(reply(3, item(hex(BARE)) + item(hex(captured::spat)) + item(hex(BARE)))), 0);
+    EXPECT_THAT(up(), ElementsAre(UP_BARE, HasSubstr("33")));
+    EXPECT_THAT(log(), ElementsAre("2 v2xapp_GBRsiUperDecode error"));
+}
+
+TEST_F(StackReply, CorrectedItemsFollowOneAnotherAndSixtyFourAreRead) {
+    configure(true);
+    EXPECT_EQ(deal(reply(3, item(hex(BARE)) + item(hex(captured::spat)) + item(hex(BARE)))), 0);
+    EXPECT_THAT(up(), ElementsAre(UP_BARE, HasSubstr("33"), UP_BARE));
+    Bytes items;
+    for (int i = 0; i < 65; i++) {
+        items = items + item(hex(BARE));
+    }
+    EXPECT_EQ(deal(reply(65, items)), 0);
+    EXPECT_THAT(up(), SizeIs(64));
+    EXPECT_THAT(log(), IsEmpty());
+}
+
+} // namespace
