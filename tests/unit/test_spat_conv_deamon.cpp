@@ -13,6 +13,7 @@
 #include "spat_conv_deamon_service.h"
 #include "spat_conv_deamon_signals.h"
 #include "spat_conv_interface.h"
+#include "spat_conv_v2xcloud_dds.h"
 #include "sysinfo_file.h"
 
 namespace {
@@ -158,6 +159,38 @@ TEST(Loop, SeesAChangeOfTheTimeZone) {
     EXPECT_EQ(local.tm_hour, 8);
 }
 
+TEST(Loop, HandsTheCloudsLastWordToTheChannelAndClosesItAtTheEnd) {
+    v2xspatconv_signalsRegister();
+    v2xcloud_comm_ddsinfo& channel = *v2xspatconv_GetddsInfo();
+    v2xspatconv_SetCloudStatus(V2X_CONV_RUN_STATUS_AVAILABLE);
+    std::thread loop([] { v2xspatconv_exec(); });
+    for (int i = 0; i < 5000 && !channel.cloud_available; i++) {
+        usleep(1000);
+    }
+    v2xspatconv_RequestStop();
+    loop.join();
+    EXPECT_TRUE(channel.cloud_available);
+    EXPECT_EQ(fakes::journal.back(), "dds.destroy_dds null");
+}
+
+// The channel's part of the journal, between status and tasks.
+std::vector<std::string> channelJournal() {
+    std::vector<std::string> lines = {"dds.create_dds"};
+    for (const char* topic : {"/pelko/v2x/cloud/service_status writer", "/pelko/cloud/v2x/service_status reader",
+                              "rsu/RSU0001/spat/up writer", "rsu/RSU0001/spat/down reader"}) {
+        const std::string line = topic;
+        lines.push_back("dds.dds_reg 200 " + line);
+        lines.push_back("dds.set_history_qos " + line.substr(0, line.find(' ')) + " 2 0");
+    }
+    lines.insert(lines.end(), {"dds.set_white_list_iface 127.0.0.1", "dds.dds_start"});
+    return lines;
+}
+
+std::vector<std::string> operator+(std::vector<std::string> a, const std::vector<std::string>& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
 class Start : public testing::Test {
 protected:
     static int32_t init(const char* level = "4") {
@@ -181,18 +214,21 @@ std::vector<std::string> expectedJournal(const std::string& level, std::vector<s
     return journal;
 }
 
+const std::vector<std::string> TASKS = {"pub.TaskCreate spat_conv_stat", "pub.TaskCreate Get_SPAT_Data",
+                                        "pub.TaskCreate Deal_SPAT_Data", "pub.TaskCreate DIS_QUOR_SIGN",
+                                        "pub.TaskCreate DIS_1743_SIGN"};
+
 TEST_F(Start, RunsEveryStepInOrder) {
     fakes::cfgTree["rsuSpatConfigInfo.LearnMachine.IsEnable"] = true;
     fakes::cfgTree["rsuSpatConfigInfo.SignalMachine1743.IsEnable"] = true;
     EXPECT_EQ(init(), 0);
     EXPECT_EQ(fakes::journal,
-              expectedJournal("4", {"ipc.CfgInit /w", "pub.PubSubInit", "cfg.InitContext /w/conf/v2x_spat_convert.cfg",
+              expectedJournal("4", std::vector<std::string>{"ipc.CfgInit /w", "pub.PubSubInit", "cfg.InitContext /w/conf/v2x_spat_convert.cfg",
                                     "ipc.SocketInit SPAT_SEND_APP", "ipc.SocketInit GET_SPAT_DATA",
                                     "ipc.SocketInit SPAT_C_LOGTOOL", "pub.TaskCreate LM_Heart_Data",
                                     "pub.UdpSocketInit QUOR_RECV_SG", "pub.UdpSocketInit QUOR_SEND_SG",
                                     "pub.TaskCreate LM_Heart_Data", "pub.TaskCreate LM_Heart_Data",
-                                    "pub.UdpSocketInit 1743_RECV_SG", "pub.TaskCreate DIS_QUOR_SIGN",
-                                    "pub.TaskCreate DIS_1743_SIGN"}));
+                                    "pub.UdpSocketInit 1743_RECV_SG"} + channelJournal() + TASKS));
     EXPECT_TRUE(v2xspatconv_IsRunning());
     service_status_t status;
     v2xspatconv_GetSpatConvStatus(&status);
@@ -204,8 +240,9 @@ TEST_F(Start, FailuresOfLaterStepsDoNotEndIt) {
     fakes::taskResults = {{"DIS_QUOR_SIGN", -3}};
     EXPECT_EQ(init(), 0);
     EXPECT_EQ(fakes::journal,
-              expectedJournal("4", {"ipc.CfgInit /w", "pub.PubSubInit", "cfg.InitContext /w/conf/v2x_spat_convert.cfg",
-                                    "ipc.SocketInit SPAT_SEND_APP", "pub.TaskCreate DIS_QUOR_SIGN"}));
+              expectedJournal("4", std::vector<std::string>{"ipc.CfgInit /w", "pub.PubSubInit", "cfg.InitContext /w/conf/v2x_spat_convert.cfg",
+                                    "ipc.SocketInit SPAT_SEND_APP"} + channelJournal() +
+                                   std::vector<std::string>(TASKS.begin(), TASKS.begin() + 4)));
 }
 
 TEST_F(Start, AFailedConfigurationEndsItWithOneLine) {

@@ -2,6 +2,7 @@
 
 #include "fakes.h"
 #include "spat_conv_interface.h"
+#include "spat_conv_v2xcloud_dds.h"
 
 namespace {
 
@@ -32,21 +33,52 @@ TEST(TaskCreat, FailuresHaveCodes) {
 }
 
 TEST(TaskInit, CreatesTheTableAndStopsAtTheFirstFailure) {
+    const struct {
+        const char* name;
+        uint32_t intervals;
+        const char* message;
+        int32_t code;
+    } table[] = {
+        {"spat_conv_stat", 5000000, "Creat spat_conv_status error", -2},
+        {"Get_SPAT_Data", 600000, "Creat Get_SPAT_Data error", -3},
+        {"Deal_SPAT_Data", 300000, "Creat Deal_SPAT_Data error", -4},
+        {"DIS_QUOR_SIGN", 5000000, "Creat DIS_QUOR_SIGN error", -5},
+        {"DIS_1743_SIGN", 5000000, "Creat DIS_1743_SIGN error", -6},
+    };
     EXPECT_EQ(v2xspatconv_TaskInit(), 0);
-    ASSERT_EQ(fakes::tasks.size(), 2U);
-    EXPECT_STREQ(fakes::tasks[0].para.m_taskName, "DIS_QUOR_SIGN");
-    EXPECT_STREQ(fakes::tasks[1].para.m_taskName, "DIS_1743_SIGN");
-    EXPECT_EQ(fakes::tasks[0].para.m_intervals, 5000000U);
-    EXPECT_EQ(fakes::tasks[1].para.m_intervals, 5000000U);
+    ASSERT_EQ(fakes::tasks.size(), std::size(table));
+    for (size_t i = 0; i < std::size(table); i++) {
+        EXPECT_STREQ(fakes::tasks[i].para.m_taskName, table[i].name);
+        EXPECT_EQ(fakes::tasks[i].para.m_intervals, table[i].intervals);
+    }
+    for (size_t i = std::size(table); i-- > 0;) { // the first failure counts
+        fakes::tasks.clear();
+        fakes::taskResults[table[i].name] = -3;
+        EXPECT_EQ(v2xspatconv_TaskInit(), table[i].code);
+        EXPECT_EQ(fakes::logged(table[i].message).size(), 1U);
+        EXPECT_EQ(fakes::tasks.size(), i);
+    }
+}
 
-    fakes::taskResults["DIS_1743_SIGN"] = -3;
-    EXPECT_EQ(v2xspatconv_TaskInit(), -6);
-    EXPECT_EQ(fakes::logged("Creat DIS_1743_SIGN error").size(), 1U);
-    fakes::taskResults["DIS_QUOR_SIGN"] = -3;
-    fakes::tasks.clear();
-    EXPECT_EQ(v2xspatconv_TaskInit(), -5);
-    EXPECT_EQ(fakes::logged("Creat DIS_QUOR_SIGN error").size(), 1U);
-    EXPECT_TRUE(fakes::tasks.empty());
+TEST(StatusTask, PublishesTheRecordAsItLiesInMemory) {
+    SendSpatConvStatusToCommSoft(nullptr); // before the channel is open: nowhere
+    v2xcloud_ddsInit("RSU0001");
+    const service_status_t st = {.service_type = 2,
+                                 .run_status = 1,
+                                 .tx_packet_count = 0x01020304,
+                                 .tx_last_timestamp = 0x1112131415161718,
+                                 .rx_packet_count = 5,
+                                 .rx_last_timestamp = 6};
+    v2xspatconv_SetSpatConvStatus(&st);
+    SendSpatConvStatusToCommSoft(nullptr);
+    EXPECT_TRUE(fakes::ddsSent.empty());
+    EXPECT_EQ(fakes::logged("Don't match:/pelko/v2x/cloud/service_status").front().level, 3);
+    fakes::ddsMatched["/pelko/v2x/cloud/service_status"] = 1;
+    SendSpatConvStatusToCommSoft(nullptr);
+    ASSERT_EQ(fakes::ddsSent.size(), 1U);
+    EXPECT_EQ(fakes::ddsSent[0].topic, "/pelko/v2x/cloud/service_status");
+    EXPECT_EQ(fakes::ddsSent[0].bytes,
+              fakes::hex("02 01 04030201 1817161514131211 05000000 0600000000000000"));
 }
 
 TEST(Status, GettersGiveTypeAndRunStatusOnly) {

@@ -11,6 +11,7 @@
 #include "spat_conv_signal_learner_quor.h"
 #include "spat_conv_signal_machine_1743.h"
 #include "spat_conv_stack_interface.h"
+#include "spat_conv_v2xcloud_dds.h"
 #include "v2x/v2xipc.h"
 #include "v2x/v2xlog.h"
 #include "v2x/v2xpub.h"
@@ -48,6 +49,16 @@ void StartSources(const spat_conv_config_t& config) {
     }
 }
 
+void UpdateCloudAvailable(v2xcloud_comm_ddsinfo& ddsinfo) {
+    service_status_t cloud = {};
+    v2xspatconv_GetCloudStatus(&cloud);
+    const bool available = cloud.run_status == V2X_CONV_RUN_STATUS_AVAILABLE;
+    if (available != ddsinfo.cloud_available) {
+        V2XLOG(g_log, V2XLOG_INFO, "cloud %s", available ? "available" : "unavailable");
+    }
+    ddsinfo.cloud_available = available;
+}
+
 } // namespace
 
 int32_t v2xspatconv_init(int32_t argc, char** argv) {
@@ -70,6 +81,7 @@ int32_t v2xspatconv_init(int32_t argc, char** argv) {
     status.service_type = V2X_CLOUD_SERVICE_TYPE_SPAT;
     status.run_status = V2X_CONV_RUN_STATUS_AVAILABLE;
     v2xspatconv_SetSpatConvStatus(&status);
+    v2xcloud_ddsInit(config->m_sysinfo.m_device_id);
     v2xspatconv_TaskInit();
     return 0;
 }
@@ -78,13 +90,16 @@ int32_t v2xspatconv_exec(void) {
     if (v2xspatconv_IsRunning()) {
         v2xspatconv_ServiceReady();
     }
+    v2xcloud_comm_ddsinfo* const ddsinfo = v2xspatconv_GetddsInfo();
     const int32_t interval = v2xspatconv_ServiceInterval(MAIN_LOOP_MS);
     while (v2xspatconv_IsRunning()) {
         v2xspatconv_ServiceAlive();
+        UpdateCloudAvailable(*ddsinfo);
         tzset(); // the unit's time zone may change while it runs, and localtime_r alone does not look again
         v2xspatconv_SleepUnlessStopped(interval);
     }
     v2xspatconv_ServiceStopping();
+    v2xcloud_ddsExit(ddsinfo);
     V2XLOG(g_log, V2XLOG_INFO, "v2x_spat_convert stops");
     return 0;
 }

@@ -5,6 +5,8 @@
 
 #include "spat_conv_signal_learner_quor.h"
 #include "spat_conv_signal_machine_1743.h"
+#include "spat_conv_stack_interface.h"
+#include "spat_conv_v2xcloud_dds.h"
 #include "v2x/v2xlog.h"
 
 namespace {
@@ -26,6 +28,9 @@ struct TaskRow {
 };
 
 constexpr TaskRow TASKS[] = {
+    {"spat_conv_stat", 5000000, SendSpatConvStatusToCommSoft, "Creat spat_conv_status error", -2},
+    {"Get_SPAT_Data", 600000, SendGetSpatDataToAPPTaskFun, "Creat Get_SPAT_Data error", -3},
+    {"Deal_SPAT_Data", 300000, DealSpatDataRecvTaskFun, "Creat Deal_SPAT_Data error", -4},
     {"DIS_QUOR_SIGN", 5000000, v2xspatconv_DisplayQuorSignalInfo, "Creat DIS_QUOR_SIGN error", -5},
     {"DIS_1743_SIGN", 5000000, v2xspatconv_Display1743SignalInfo, "Creat DIS_1743_SIGN error", -6},
 };
@@ -64,6 +69,20 @@ int32_t v2xspatconv_TaskInit(void) {
         }
     }
     return ret;
+}
+
+void SendSpatConvStatusToCommSoft(void* /*arg*/) {
+    const v2xcloud_comm_ddsinfo* ddsinfo = v2xspatconv_GetddsInfo();
+    if (ddsinfo == nullptr) {
+        V2XLOG(g_log, V2XLOG_ERROR, "Get ddsinfo failed!");
+        return;
+    }
+    service_status_t status;
+    {
+        const std::lock_guard<std::mutex> guard(g_statusLock);
+        status = g_spatconv_st;
+    }
+    v2xcloud_ddsSend(ddsinfo->dds_object, ddsinfo->mp_spat_conv_send_topic, &status, sizeof status);
 }
 
 void v2xspatconv_SetSpatConvStatus(const service_status_t* st) {
