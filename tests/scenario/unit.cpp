@@ -103,7 +103,7 @@ std::string NotifySocket::receive(int milliseconds) const {
 
 Unit::Unit() {
     std::filesystem::create_directory(folder.path() + "/conf");
-    writeFile(folder.path() + "/conf/sysinfo.xml", "<device_id>RSU0001</device_id>");
+    writeFile(folder.path() + "/conf/sysinfo.xml", "<device_id>" + device + "</device_id>");
     writeFile(folder.path() + "/conf/v2x_ipc.cfg",
               "ipc = { spat_conv_sndport = 0; spat_conv_rcvport = 0; spatconv_logtool_rcvport = " +
                   std::to_string(logToolPort) + "; app_rs_rcvport = " + std::to_string(stack.port()) +
@@ -116,23 +116,34 @@ std::string Unit::configuration() const {
            "; Ip = \"127.0.0.1\"; Port = " + std::to_string(learner.port()) +
            "; LocalPort = " + std::to_string(reportPort) + "; };\n" +
            "SignalMachine1743 = { IsEnable = true; LocalPort = " + std::to_string(framePort) + "; };\n" +
-           "PhaseRelationship = { " + phases + " };\n" + identity + " };\n";
+           "PhaseRelationship = { " + phases + " };\nCorrections = { " + corrections + " };\n" + identity + " };\n";
 }
 
-void Unit::startStackSimulator() {
+void Unit::startSimulator(const std::string& role, std::vector<std::string> arguments) {
+    const std::string base = folder.path() + "/" + role;
+    arguments.insert(arguments.begin(), {V2X_BIN "/v2x_spat_sim", role});
+    arguments.insert(arguments.end(), {"--summary", base + ".json"});
+    m_simulators[role] = std::make_unique<Process>(arguments, std::vector<std::string>{}, base + ".out", base + ".err");
+}
+
+std::string Unit::endSimulator(const std::string& role, int sig) {
+    const std::string base = folder.path() + "/" + role;
+    m_simulators[role]->signal(sig);
+    EXPECT_EQ(m_simulators[role]->wait(20000), sig == SIGTERM ? 0 : 128 + sig) << readFile(base + ".err");
+    m_simulators.erase(role);
+    return sig == SIGTERM ? readFile(base + ".json") : "";
+}
+
+void Unit::startStackSimulator(std::vector<std::string> arguments) {
     stack.release();
-    const std::string base = folder.path() + "/stack";
-    m_stackSimulator.emplace(std::vector<std::string>{V2X_BIN "/v2x_spat_sim", "stack", "--listen",
-                                                      std::to_string(stack.port()), "--quiet", "--summary",
-                                                      base + ".json"},
-                             std::vector<std::string>{}, base + ".out", base + ".err");
+    arguments.insert(arguments.end(), {"--listen", std::to_string(stack.port()), "--quiet"});
+    startSimulator("stack", arguments);
     EXPECT_TRUE(eventually([&] { return !isFree(stack.port()); }));
 }
 
-std::string Unit::endStackSimulator() {
-    m_stackSimulator->signal(SIGTERM);
-    EXPECT_EQ(m_stackSimulator->wait(20000), 0) << readFile(folder.path() + "/stack.err");
-    return readFile(folder.path() + "/stack.json");
+void Unit::startCloudSimulator(std::vector<std::string> arguments) {
+    arguments.insert(arguments.end(), {"--device", device, "--json"});
+    startSimulator("cloud", arguments);
 }
 
 std::string Unit::simulate(const std::string& role, std::vector<std::string> arguments) const {

@@ -1,10 +1,13 @@
 // A road-side unit on the desk: a work directory, the real daemon, and plain sockets where its peers would be.
 #pragma once
 
+#include <csignal>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include "bytes.h"
@@ -62,6 +65,7 @@ public:
     std::string err() const { return readFile(folder.path() + "/err"); }
 
     TempFolder folder;
+    std::string device = "T" + std::to_string(getpid()); // keeps tests that run beside each other apart on the domain
     std::string logPath = folder.path() + "/log/spat_conv.log";
     // The daemon's ports, held until it starts, so that no peer is given one of them.
     Peer held[3];
@@ -72,19 +76,26 @@ public:
     Peer controller;
     Peer stack;
     NotifySocket notify{folder.path() + "/notify"};
-    // The stack application's place, taken by the simulator. Its summary comes with the end of it.
-    void startStackSimulator();
-    std::string endStackSimulator();
+    // v2x_spat_sim with these arguments beside the test, silent but for what --json says. The summary comes with its end.
+    void startSimulator(const std::string& role, std::vector<std::string> arguments);
+    std::string endSimulator(const std::string& role, int sig = SIGTERM);
+    std::string simulatorOutput(const std::string& role) const { return readFile(folder.path() + "/" + role + ".out"); }
+    // The stack application's place, taken by the simulator.
+    void startStackSimulator(std::vector<std::string> arguments = {});
+    std::string endStackSimulator() { return endSimulator("stack"); }
+    // The cloud's place.
+    void startCloudSimulator(std::vector<std::string> arguments);
     // v2x_spat_sim with these arguments, silent, to its end; the summary that it wrote.
     std::string simulate(const std::string& role, std::vector<std::string> arguments) const;
 
     std::string learnerEnabled = "true";
     std::string identity = "nodeId = 2; regionId = 1;";
-    std::string phases; // of PhaseRelationship
+    std::string phases;      // of PhaseRelationship
+    std::string corrections; // of Corrections
     std::string cfg;    // replaces the whole file when not empty
     std::optional<Process> daemon;
 
 private:
     std::string configuration() const;
-    std::optional<Process> m_stackSimulator;
+    std::map<std::string, std::unique_ptr<Process>> m_simulators;
 };

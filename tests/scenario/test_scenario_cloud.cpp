@@ -1,0 +1,171 @@
+// The real daemon between devices, stack application and cloud: up, down, status, log control, and peers that go away.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "unit.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+// How often `text` stands in `all`.
+size_t times(const std::string& all, const std::string& text) {
+    size_t count = 0;
+    for (size_t at = all.find(text); at != std::string::npos; at = all.find(text, at + text.size())) {
+        count++;
+    }
+    return count;
+}
+
+void learn(Unit& unit, int reports) {
+    unit.learner.release();
+    const std::string summary =
+        unit.simulate("learner", {"--target", "127.0.0.1:" + std::to_string(unit.reportPort), "--listen",
+                                  std::to_string(unit.learner.port()), "--rate", "10", "--phases", "4", "--count",
+                                  std::to_string(reports)});
+    EXPECT_EQ(counted(summary, "sent"), static_cast<uint64_t>(reports));
+}
+
+// What the learner sees goes to the stack application, is asked for there, and arrives in the cloud.
+TEST(ScenarioCloud, OnceAround) {
+    Unit unit;
+    unit.startCloudSimulator({"--rate", "0", "--status", "1", "--status-interval", "0.5"});
+    unit.startAndWaitReady();
+    unit.startStackSimulator();
+    learn(unit, 30);
+    EXPECT_TRUE(eventually([&] { return times(unit.simulatorOutput("cloud"), "\"phaseId\":4") >= 3; }))
+        << unit.simulatorOutput("cloud");
+    EXPECT_THAT(unit.simulatorOutput("cloud"), HasSubstr("\"intersectionId\":{\"region\":1,\"id\":2}"));
+    EXPECT_TRUE(eventually([&] { return unit.log().find("cloud available") != std::string::npos; })) << unit.log();
+    const std::string cloud = unit.endSimulator("cloud");
+    EXPECT_GE(counted(cloud, "upGood"), 3U);
+    EXPECT_EQ(counted(cloud, "up"), counted(cloud, "upGood"));
+    EXPECT_GE(counted(cloud, "statusRecords"), 1U);
+    const std::string stack = unit.endStackSimulator();
+    EXPECT_EQ(counted(stack, "records"), 30U);
+    EXPECT_EQ(counted(stack, "refused"), 0U);
+    unit.daemon->signal(SIGTERM);
+    EXPECT_EQ(unit.daemon->wait(20000), 0);
+    EXPECT_EQ(unit.err(), "");
+}
+
+// Documents of the cloud, in pieces and with bad ones between them: every good one is one record.
+TEST(ScenarioCloud, DocumentsBecomeRecords) {
+    for (const bool corrected : {false, true}) {
+        Unit unit;
+        unit.corrections = corrected ? "SpatDown = true;" : "";
+        unit.startAndWaitReady();
+        unit.startStackSimulator({"--no-replies"});
+        unit.startCloudSimulator({"--rate", "50", "--count", "200", "--status", "none", "--phases", "12",
+                                  "--bad-documents", "0.2", "--bad-document-kinds", "syntax,empty,missing-key",
+                                  "--seed", "7"});
+        EXPECT_TRUE(eventually([&] { return unit.simulatorOutput("cloud").find("\"summary\"") != std::string::npos; },
+                               60000));
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        const std::string cloud = unit.endSimulator("cloud");
+        const std::string stack = unit.endStackSimulator();
+        EXPECT_EQ(counted(cloud, "down"), 200U);
+        EXPECT_GT(counted(cloud, "downBad"), 20U);
+        EXPECT_EQ(counted(stack, "records") + counted(stack, "refused"), counted(cloud, "downGood"));
+        if (corrected) {
+            EXPECT_EQ(counted(stack, "refused"), 0U);
+            EXPECT_EQ(counted(stack, "phaseStates"), 12 * counted(cloud, "downGood"));
+        }
+    }
+}
+
+TEST(ScenarioCloud, BadRepliesChangeNothingForTheGoodOnes) {
+    Unit unit;
+    unit.startCloudSimulator({"--rate", "0", "--status", "none"});
+    unit.startAndWaitReady();
+    unit.startStackSimulator({"--bad-replies", "0.4", "--seed", "3"});
+    learn(unit, 60);
+    const std::string stack = unit.endStackSimulator();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500)); // the last reply waits up to 0.3 s
+    const std::string cloud = unit.endSimulator("cloud");
+    EXPECT_GT(counted(stack, "repliesBad"), 0U);
+    EXPECT_EQ(counted(cloud, "up"), counted(stack, "repliesGood"));
+    EXPECT_EQ(counted(cloud, "up"), counted(cloud, "upGood"));
+}
+
+TEST(ScenarioCloud, TrafficComesBackWithItsPeers) {
+    Unit unit;
+    unit.startCloudSimulator({"--rate", "0", "--status", "1", "--status-interval", "0.5"});
+    unit.startAndWaitReady();
+    unit.startStackSimulator();
+    learn(unit, 2);
+    const auto documentsArrive = [&] {
+        return eventually([&] { return times(unit.simulatorOutput("cloud"), "\"phaseId\":4") >= 2; }, 10000);
+    };
+    EXPECT_TRUE(documentsArrive());
+    unit.endSimulator("cloud", SIGKILL);
+    unit.startCloudSimulator({"--rate", "0", "--status", "1", "--status-interval", "0.5"});
+    EXPECT_TRUE(documentsArrive()) << "the cloud anew";
+    unit.daemon->signal(SIGKILL);
+    EXPECT_EQ(unit.daemon->wait(20000), 128 + SIGKILL);
+    const size_t before = times(unit.simulatorOutput("cloud"), "\"phaseId\":4");
+    unit.startAndWaitReady();
+    EXPECT_TRUE(eventually([&] { return times(unit.simulatorOutput("cloud"), "\"phaseId\":4") >= before + 2; }, 10000))
+        << "the daemon anew";
+    unit.endSimulator("cloud");
+    unit.endStackSimulator();
+}
+
+TEST(ScenarioCloud, AStopRequestUnderFullTrafficEndsCleanly) {
+    const char* wanted = getenv("V2X_STOP_ROUNDS");
+    const int rounds = wanted != nullptr ? atoi(wanted) : 5;
+    Unit unit;
+    unit.corrections = "SpatDown = true; ReplyItems = true;";
+    unit.learner.release();
+    unit.controller.release();
+    unit.startStackSimulator();
+    unit.startCloudSimulator({"--rate", "50", "--status", "alternate", "--status-interval", "0.05", "--quiet"});
+    unit.startSimulator("learner", {"--target", "127.0.0.1:" + std::to_string(unit.reportPort), "--listen",
+                                    std::to_string(unit.learner.port()), "--rate", "200", "--quiet"});
+    unit.startSimulator("controller", {"--target", "127.0.0.1:" + std::to_string(unit.framePort), "--listen",
+                                       std::to_string(unit.controller.port()), "--rate", "50", "--quiet"});
+    std::chrono::milliseconds longest(0);
+    for (int round = 0; round < rounds; round++) {
+        unit.startAndWaitReady({"-d", round % 2 == 0 ? "4" : "7"});
+        std::this_thread::sleep_for(std::chrono::milliseconds(500 + 73 * (round % 10))); // into all of its tasks
+        const auto asked = std::chrono::steady_clock::now();
+        unit.daemon->signal(SIGTERM);
+        const int status = unit.daemon->wait(30000);
+        longest = std::max(
+            longest, std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - asked));
+        ASSERT_EQ(status, 0) << "round " << round << "\n" << unit.err();
+        ASSERT_EQ(unit.err(), "");
+        ASSERT_EQ(unit.out(), "Caught SIGTERM (1)\n");
+        ASSERT_EQ(unit.notify.receive(), "STOPPING=1");
+    }
+    printf("%d stops, the longest took %ld ms\n", rounds, static_cast<long>(longest.count()));
+}
+
+TEST(ScenarioCloud, TheLogToolSeesAndSetsLevels) {
+    Unit unit;
+    unit.startAndWaitReady();
+    const auto tool = [&](std::vector<std::string> arguments) {
+        const std::string base = unit.folder.path() + "/tool";
+        arguments.insert(arguments.begin(), V2X_BIN "/v2x_logtool");
+        arguments.insert(arguments.end(), {"--port", std::to_string(unit.logToolPort)});
+        const int status = Process(arguments, {}, base + ".out", base + ".err").wait(20000);
+        return std::to_string(status) + "\n" + readFile(base + ".out") + readFile(base + ".err");
+    };
+    std::string tags = "0\n";
+    for (const char* tag : {"UDPA", "TASK", "MQPS", "MCFG", "SPAT", "SDDS", "SCFG", "INTF", "SINF", "SCOM", "DOWN",
+                            "SPUP", "VCFG", "UPER", "1743", "QUOR", "LSKU", "VIPC"}) {
+        tags += std::string(tag) + "     4 info\n";
+    }
+    EXPECT_EQ(tool({"list"}), tags);
+    EXPECT_EQ(tool({"set", "ALL", "7"}), "0\nALL      7 trace\n");
+    EXPECT_TRUE(eventually([&] { return unit.log().find(" T INTF ") != std::string::npos ||
+                                        unit.log().find(" T SINF ") != std::string::npos; }));
+    EXPECT_EQ(tool({"set", "ALL", "info"}), "0\nALL      4 info\n");
+    EXPECT_EQ(tool({"set", "NONE", "4", "--timeout", "0.2"}),
+              "1\nv2x_logtool: no answer from 127.0.0.1 port " + std::to_string(unit.logToolPort) +
+                  " within 0.2 s: no daemon listens there, or it has no tag \"NONE\"\n");
+    EXPECT_THAT(unit.log(), HasSubstr("exec v2xlog_GetTagHandle error ret=-3"));
+}
+
+} // namespace
