@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Shows the main job: the lights that a signal learner and a GA/T 1743 controller report arrive at the stack application
-# as SPAT records. Runs the daemon between simulators in a temporary work directory, prints the live records and ends with
-# a summary.
+# Shows the main job: the lights that a signal learner, a GA/T 1743 controller and the cloud report arrive at the stack
+# application as SPAT records, and the stack application's SPAT arrives in the cloud. Runs the daemon between simulators in a
+# temporary work directory, prints what arrives live and ends with a summary.
 # usage: demo.sh [--seconds N]    N = 0 runs until Ctrl-C
 set -euo pipefail
 
@@ -47,7 +47,8 @@ stop=0
 trap 'stop=1' INT TERM
 
 mkdir "$work/conf" "$work/log"
-cp "$root/conf/sysinfo.xml" "$work/conf/"
+device=DEMO$$ # topics of its own
+sed "s|<device_id>.*</device_id>|<device_id>$device</device_id>|" "$root/conf/sysinfo.xml" >"$work/conf/sysinfo.xml"
 sed -e "s|/opt/v2x_service|$work|" -e '/SignalMachine1743 =/,/};/s/LocalPort = [0-9]*/LocalPort = '$frame_port'/' \
   -e '/LearnMachine =/,/};/{s/192\.168\.1\.20/127.0.0.1/;s/LocalPort = [0-9]*/LocalPort = '$report_port'/;s/ Port = [0-9]*/ Port = '$learner_port'/}' \
   "$root/conf/v2x_spat_convert.cfg" >"$work/conf/v2x_spat_convert.cfg"
@@ -55,9 +56,10 @@ sed -e 's/\(_sndport\|conv_rcvport\) = [0-9]*/\1 = 0/' -e "s/logtool_rcvport = [
   -e "s/app_rs_rcvport = [0-9]*/app_rs_rcvport = $stack_port/" "$root/conf/v2x_ipc.cfg" >"$work/conf/v2x_ipc.cfg"
 
 # Sessions of their own, so that Ctrl-C reaches only this script, which stops them from the source onwards.
-start() {
-  setsid "$@" &
+start() { # NAME PROGRAM ARGUMENT...: its process id goes into the variable NAME
+  setsid "${@:2}" &
   pids+=($!)
+  printf -v "$1" %s $!
 }
 end() {
   kill -TERM "$1" 2>/dev/null || true
@@ -66,17 +68,21 @@ end() {
 failed=0
 
 echo "demo: work directory $work, log $work/log/spat_conv.log"
-start "$build/bin/v2x_spat_sim" stack --listen "127.0.0.1:$stack_port" --summary "$work/stack.json"
-start "$build/bin/v2x_spat_convert" -w "$work" -f "$work/log/spat_conv.log"
-# The daemon listens once its last socket, the controller's, is bound.
+start stack "$build/bin/v2x_spat_sim" stack --listen "127.0.0.1:$stack_port" --summary "$work/stack.json"
+start cloud "$build/bin/v2x_spat_sim" cloud --device "$device" --rate 0 --status none --summary "$work/cloud.json"
+start daemon "$build/bin/v2x_spat_convert" -w "$work" -f "$work/log/spat_conv.log"
+# The daemon listens once its last socket, the controller's, is bound; it finds the cloud's topics within two seconds.
 for _ in $(seq 500); do
   port_taken "$frame_port" && break
   sleep 0.01
 done
-start "$build/bin/v2x_spat_sim" learner --target "127.0.0.1:$report_port" --listen "$learner_port" --quiet \
+sleep 2
+start learner "$build/bin/v2x_spat_sim" learner --target "127.0.0.1:$report_port" --listen "$learner_port" --quiet \
   --rate 1 --start 20 --summary "$work/learner.json"
-start "$build/bin/v2x_spat_sim" controller --target "127.0.0.1:$frame_port" --listen "$controller_port" --quiet \
+start controller "$build/bin/v2x_spat_sim" controller --target "127.0.0.1:$frame_port" --listen "$controller_port" --quiet \
   --rate 0.5 --start 20 --summary "$work/controller.json"
+start source "$build/bin/v2x_spat_sim" cloud --device "$device" --quiet --rate 0.5 --status 1 --status-interval 2 \
+  --summary "$work/source.json"
 
 for ((tick = 0; (seconds == 0 || tick < seconds * 10) && stop == 0; tick++)); do
   sleep 0.1 || true
@@ -85,18 +91,28 @@ done
 trap '' INT TERM
 
 echo
-end "${pids[3]}"
-end "${pids[2]}"
+end "$source"
+end "$controller"
+end "$learner"
 sleep 1 # the controller's last frame waits up to half a second
-end "${pids[1]}"
-end "${pids[0]}"
+end "$stack"
+sleep 1 # the stack's last answer waits up to 0.3 s
+end "$daemon"
+end "$cloud"
 pids=()
 
 value() { sed -n "s/.*\"$2\":\([0-9]*\).*/\1/p" "$work/$1.json"; }
 reports=$(value learner sent)
 frames=$(value controller sent)
+documents=$(value source downGood)
 received=$(value stack records)
+answers=$(value stack repliesGood)
+up=$(value cloud upGood)
 echo "demo: daemon's log"
-sed 's/^/  /' "$work/log/spat_conv.log" | grep -v ' node error$' || true
-echo "demo: $reports reports and $frames frames sent, $received records received, $((reports + frames - received)) lost"
-[ "$reports" -gt 0 ] && [ "$frames" -gt 0 ] && [ $((reports + frames)) -eq "$received" ] && [ "$failed" -eq 0 ]
+sed 's/^/  /' "$work/log/spat_conv.log" | grep -vE ' node error|NO SPAT data|item failed!|utcTiming failed!' || true
+lost=$((reports + frames + documents - received))
+lost_up=$((answers - up))
+echo "demo: $reports reports, $frames frames and $documents documents sent, $received records received, $lost lost"
+echo "demo: $answers SPATs from the stack, $up documents in the cloud, $lost_up lost; $(value cloud statusRecords) status records"
+[ "$reports" -gt 0 ] && [ "$frames" -gt 0 ] && [ "$documents" -gt 0 ] && [ "$up" -gt 0 ] &&
+  [ "$lost" -eq 0 ] && [ "$lost_up" -eq 0 ] && [ "$failed" -eq 0 ]

@@ -19,7 +19,7 @@ constexpr const char* FOOTER =
     "Requests for SPAT are answered with encoded messages: those of --frames, or one that says\nwhat the last record "
     "said (its first 16 phases; not before there is one).\n"
     "Items of a reply lie one directly after another. The daemon looks for each one behind the\nitem before it alone, "
-    "and so finds the first two; a switch of its configuration makes it\nwalk over all of them.\n"
+    "and so finds the first two; Corrections.ReplyItems of its configuration\nmakes it walk over all of them.\n"
     "The summary's items are those that can be decoded, of a bad reply those in front of the\nfirst that cannot.";
 
 constexpr NamedKind<ReplyKind> KINDS[] = {
