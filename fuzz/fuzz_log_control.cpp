@@ -1,0 +1,30 @@
+// A datagram of the log tool. What comes back must hold what its lengths say.
+#include <cstdlib>
+
+#include "fakes.h"
+#include "hand_over.h"
+#include "spat_conv_stack_interface.h"
+#include "v2x/v2xlog.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    startHandOver();
+    if (v2xlog_GetTagNum() == 0) {
+        for (const char* tag : {"SPAT", "SINF", "1743"}) {
+            V2X_LOGHANDLE handle = nullptr;
+            v2xlog_AddTag(tag, &handle);
+        }
+    }
+    const std::unique_ptr<uint8_t[]> datagram = exactCopy(data, size);
+    v2xpub_UdpSocketDataHead_t message = {static_cast<int16_t>(size), datagram.get()};
+    GetLogCtl(nullptr, &message, nullptr, 0);
+    for (const fakes::Datagram& answer : fakes::sent) {
+        const std::vector<uint8_t>& bytes = answer.bytes;
+        if (bytes.at(12) != 51 || bytes.size() < 17U + bytes.at(14) + 256U * bytes.at(15)) {
+            abort();
+        }
+    }
+    fakes::sent.clear();
+    fakes::logLines.clear();
+    fakes::journal.clear();
+    return 0;
+}
