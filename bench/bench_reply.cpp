@@ -1,0 +1,148 @@
+// From a reply of the stack application to the document for the cloud: check, decoding, JSON and, with a reader on the domain,
+// the DDS send; beside the bare runtime's decoding and the bare print of an equal tree.
+#include <cjson/cJSON.h>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "compare.h"
+#include "spat_conv_config.h"
+#include "spat_conv_spatup.h"
+#include "spat_conv_stack_interface.h"
+#include "spat_conv_v2xcloud_dds.h"
+#include "spat_frame.h"
+#include "v2x/v2xdds.h"
+#include "v2x/v2xipc_data.h"
+#include "v2x/v2xlog.h"
+#include "v2xapp_upercodec.h"
+
+#include "per_decoder.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+constexpr const char* DEVICE = "BENCH";
+
+// Loads a configuration as the daemon would; the log has the daemon's tags at their usual level.
+bool start() {
+    char folder[] = "/tmp/v2x_bench.XXXXXX";
+    if (mkdtemp(folder) == nullptr) {
+        return false;
+    }
+    const std::string path = folder;
+    std::filesystem::create_directory(path + "/conf");
+    std::ofstream(path + "/conf/sysinfo.xml") << "<device_id>" << DEVICE << "</device_id>";
+    std::ofstream(path + "/conf/v2x_spat_convert.cfg")
+        << "rsuSpatConfigInfo = { Sysinfoname = \"" << path << "/conf/sysinfo.xml\"; nodeId = 2; regionId = 1; };";
+    V2X_LOGHANDLE handle = nullptr;
+    for (const char* tag : {"SINF", "SPUP", "UPER"}) {
+        v2xlog_AddTag(tag, &handle);
+    }
+    const spat_conv_config_t* config = nullptr;
+    v2xspatconv_InitCfg(path.c_str());
+    const bool loaded = v2xspatconv_GetCfgData(&config) == 0;
+    std::filesystem::remove_all(path);
+    return loaded && v2xcloud_ddsInit(DEVICE) == 0;
+}
+
+// The cloud's end of the topic.
+class Reader {
+public:
+    Reader() : m_handle(create_dds()) {
+        dds_reg(m_handle, 200, v2xspatconv_GetddsInfo()->mp_spat_up_topic, [](void*, unsigned int) {}, 0);
+        dds_start(m_handle);
+        for (int i = 0; i < 1000 && readers() < 1; i++) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
+    ~Reader() { destroy_dds(m_handle); }
+    Reader(const Reader&) = delete;
+    Reader& operator=(const Reader&) = delete;
+    static int32_t readers() {
+        const v2xcloud_comm_ddsinfo* channel = v2xspatconv_GetddsInfo();
+        return get_match_cnt(channel->dds_object, channel->mp_spat_up_topic);
+    }
+
+private:
+    void* m_handle;
+};
+
+Bytes reply(const Bytes& frame) {
+    v2xipc_dataHead_t head = {};
+    v2xipc_rsuData_t block = {};
+    const auto length = static_cast<uint16_t>(frame.size());
+    memcpy(head.m_headFlag, V2XIPC_HEAD_FLAG, sizeof head.m_headFlag);
+    head.m_cmdType = V2XIPC_CMD_FROM_STACK;
+    block.m_dataType = V2XIPC_DATA_SPAT_UPER;
+    block.m_dataNo = 1;
+    block.m_dataLen = static_cast<uint16_t>(sizeof length + length);
+    head.m_packLen = static_cast<uint16_t>(sizeof block + block.m_dataLen);
+    Bytes bytes(sizeof head + head.m_packLen);
+    memcpy(bytes.data(), &head, sizeof head);
+    memcpy(bytes.data() + sizeof head, &block, sizeof block);
+    memcpy(bytes.data() + sizeof head + sizeof block, &length, sizeof length);
+    memcpy(bytes.data() + sizeof head + sizeof block + sizeof length, frame.data(), length);
+    return bytes;
+}
+
+// The document's tree; the caller deletes it.
+cJSON* documentOf(Bytes& frame) {
+    ASNSTRUCT_HANDLE hdl = nullptr;
+    if (v2xcodec_uperDec(&hdl, frame.data(), static_cast<int16_t>(frame.size())) != 0) {
+        return nullptr;
+    }
+    char* text = v2xspatconv_SpatStructToJson(&static_cast<MessageFrame_t*>(hdl)->choice.spatFrame);
+    cJSON* tree = cJSON_Parse(text);
+    cJSON_free(text);
+    v2xcodec_freeStrcut(&hdl);
+    return tree;
+}
+
+bool measure(const char* what, int phases, int states) {
+    Bytes frame = spatFrame(phases, states);
+    Bytes datagram = reply(frame);
+    cJSON* const tree = documentOf(frame);
+    bool sound = tree != nullptr;
+    compare(what,
+            [&] {
+                void* decoded = nullptr;
+                asn_codec_ctx_t context{};
+                sound &= uper_decode_complete(&context, &asn_DEF_MessageFrame, &decoded, frame.data(), frame.size())
+                             .code == RC_OK;
+                ASN_STRUCT_FREE(asn_DEF_MessageFrame, decoded);
+                char* text = cJSON_PrintUnformatted(tree);
+                sound &= text != nullptr;
+                cJSON_free(text);
+            },
+            [&] {
+                const v2xpub_UdpSocketDataHead_t data = {static_cast<int16_t>(datagram.size()), datagram.data()};
+                sound &= v2xspatconv_GetRsuDataResp(&data) == 0;
+            });
+    cJSON_Delete(tree);
+    return sound;
+}
+
+} // namespace
+
+int main() {
+    if (!start()) {
+        fprintf(stderr, "bench_reply: no configuration or no cloud channel\n");
+        return 1;
+    }
+    compareHeading("bare", "reply");
+    bool sound = measure("1 phase, nobody reads", 1, 1) && measure("8 phases, nobody reads", 8, 1) &&
+                 measure("16 phases of 16 states, nobody reads", 16, 16);
+    {
+        const Reader reader;
+        sound = sound && Reader::readers() == 1 && measure("1 phase, sent by DDS", 1, 1) &&
+                measure("8 phases, sent by DDS", 8, 1) && measure("16 phases of 16 states, sent by DDS", 16, 16);
+    }
+    v2xcloud_ddsExit(v2xspatconv_GetddsInfo());
+    return sound ? 0 : 1;
+}

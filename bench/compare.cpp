@@ -1,0 +1,56 @@
+#include "compare.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <vector>
+
+#include "heap_calls.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double median(std::vector<double> values) {
+    std::ranges::sort(values);
+    return values[values.size() / 2];
+}
+
+double nanoseconds(const std::function<void()>& call, int times) {
+    const auto start = Clock::now();
+    for (int i = 0; i < times; i++) {
+        call();
+    }
+    return std::chrono::duration<double, std::nano>(Clock::now() - start).count() / times;
+}
+
+size_t allocations(const std::function<void()>& call) {
+    const size_t before = heapCalls();
+    call();
+    return heapCalls() - before;
+}
+
+} // namespace
+
+void compareHeading(const char* baseline, const char* candidate) {
+    printf("%-44s %10s %10s %8s %8s %8s\n", "ns, ratio, allocations a call", baseline, candidate, "ratio", baseline,
+           candidate);
+}
+
+void compare(const char* what, const std::function<void()>& baseline, const std::function<void()>& candidate) {
+    constexpr int ROUNDS = 301;
+    const int times = std::max(1, static_cast<int>(300'000 / nanoseconds(baseline, 10))); // 0.3 ms a round
+    std::vector<double> baselineTimes;
+    std::vector<double> candidateTimes;
+    std::vector<double> ratios;
+    for (int round = 0; round < ROUNDS; round++) {
+        const bool baselineFirst = round % 2 == 0;
+        const double first = nanoseconds(baselineFirst ? baseline : candidate, times);
+        const double second = nanoseconds(baselineFirst ? candidate : baseline, times);
+        baselineTimes.push_back(baselineFirst ? first : second);
+        candidateTimes.push_back(baselineFirst ? second : first);
+        ratios.push_back(candidateTimes.back() / baselineTimes.back());
+    }
+    printf("%-44s %10.0f %10.0f %8.3f %8zu %8zu\n", what, median(baselineTimes), median(candidateTimes), median(ratios),
+           allocations(baseline), allocations(candidate));
+}
