@@ -2,13 +2,24 @@
 
 #include <pthread.h>
 
+#include <exception>
 #include <functional>
 
+#include "v2xdds_log.h"
 #include "v2xdds_reader.h"
 
 namespace {
 thread_local const v2xdds_dispatch* t_running = nullptr; // whose thread this is
+
+bool HandOn(v2xdds_reader& reader) {
+    try {
+        return reader.HandOnOne();
+    } catch (const std::exception& fault) { // no memory for a sample: it is lost, the thread goes on
+        V2XLOG(g_v2xddsLog, V2XLOG_ERROR, "a sample is lost: %s", fault.what());
+        return false;
+    }
 }
+} // namespace
 
 bool v2xdds_dispatch::IsCaller() const {
     return t_running == this;
@@ -50,7 +61,7 @@ void v2xdds_dispatch::Run(const std::vector<std::unique_ptr<v2xdds_reader>>& rea
             lock.unlock();
             isMore = false;
             for (const auto& reader : readers) {
-                isMore |= reader->HandOnOne();
+                isMore |= HandOn(*reader);
             }
             lock.lock();
         }
