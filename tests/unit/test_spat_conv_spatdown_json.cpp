@@ -309,14 +309,19 @@ TEST(Timing, IsAttachedWhenCorrectedAndSaysTheSameEitherWay) {
         {"{}", "nothing chosen", {noCounting, noUtc}},
         {"5", "nothing chosen", {noCounting, noUtc}},
         {R"({"Counting":{}})", "nothing chosen", {noCounting, noUtc}},
-        {R"({"counting":{}})", "counting 0 0 - - - - -",
+        {R"({"counting":{}})", "counting 0 36001 - - - - -",
          around(missing({"startTime", "minEndTime", "maxEndTime", "likelyEndTime", "timeConfidence", "nextStartTime",
                          "nextDuration"}),
                 "", noUtc)},
         {R"({"counting":{"startTime":8589934592,"likelyEndTime":-1.5,"minEndTime":"x","timeConfidence":null}})",
-         "counting 2147483647 -1 - 0 - - 0",
+         "counting 2147483647 36001 - - - - -",
          around(missing({"maxEndTime", "nextStartTime", "nextDuration"}), "", noUtc)},
-        {R"({"utcTiming":{"maxEndTime":300}})", "utc 0 0 - - - - -",
+        {R"({"counting":null,)" + allUtc + "}", "utc 11 14 13 12 16 17 15",
+         missing({"startTime", "minEndTime", "maxEndTime", "likelyEndTime", "timeConfidence", "nextStartTime",
+                  "nextDuration"})},
+        {R"({"counting":{"startTime":0,"likelyEndTime":36002}})", "counting 0 36001 - - - - -",
+         around(missing({"minEndTime", "maxEndTime", "timeConfidence", "nextStartTime", "nextDuration"}), "", noUtc)},
+        {R"({"utcTiming":{"maxEndTime":300}})", "utc 0 36001 - - - - -",
          around(missing({"startUtcTime", "minEndUtcTime", "maxEndUtcTime", "likelyEndUtcTime", "timeConfidence",
                          "nextStartUtcTime", "nextEndUtcTime"}),
                 noCounting, "")},
@@ -332,6 +337,20 @@ TEST(Timing, IsAttachedWhenCorrectedAndSaysTheSameEitherWay) {
             ASN_STRUCT_FREE_CONTENTS_ONLY(asn_DEF_PhaseStateList, &states);
         }
     }
+}
+
+// A light that is none would be cut to another one's number.
+TEST(Timing, ALightOutOfRangeIsUnavailableWhenCorrected) {
+    for (const auto& [light, corrected] : {std::pair{8, 8}, {9, 0}, {-1, 0}, {259, 0}}) {
+        for (const auto mode : {SETTLED, CORRECTED}) {
+            PhaseStateList_t states = {};
+            const Json json = parse(R"({"phaseStates":[{"light":)" + std::to_string(light) + "}]}");
+            ASSERT_EQ(GetPhaseStatesFormJson(json.get(), &states, mode), 0);
+            EXPECT_EQ(states.list.array[0]->light, mode == CORRECTED ? corrected : light);
+            ASN_STRUCT_FREE_CONTENTS_ONLY(asn_DEF_PhaseStateList, &states);
+        }
+    }
+    takeLog();
 }
 
 TEST(Memory, RunsOutSomewhere) {

@@ -6,6 +6,7 @@
 
 #include "spat_conv_common.h"
 #include "spat_conv_timing_keys.h"
+#include "v2x/v2xipc_data.h"
 #include "v2xapp_commoncodec.h"
 
 namespace {
@@ -42,11 +43,11 @@ int32_t Append(List& list, Owned<Element>& element) {
 
 // ---- timing
 
-// Room for the optional times that the document gives; the others stay absent.
+// Room for the optional times that the document gives as numbers; the others stay absent.
 template <typename Timing, size_t N>
 void MakeRoomForTimes(const cJSON* json, const v2xspatconv_timeKey_t<Timing> (&keys)[N], Timing& timing) {
     for (const auto& row : keys) {
-        if (row.optional != nullptr && cJSON_GetObjectItemCaseSensitive(json, row.down) != nullptr) {
+        if (row.optional != nullptr && cJSON_IsNumber(cJSON_GetObjectItemCaseSensitive(json, row.down))) {
             timing.*row.optional = New<long>();
         }
     }
@@ -64,12 +65,39 @@ void MakeRoomForTiming(const cJSON* json, PhaseState_t& state) {
         V2XLOG(g_downLog, V2XLOG_ERROR, "timing calloc failed!");
         return;
     }
-    if (const cJSON* counting = cJSON_GetObjectItemCaseSensitive(timing, "counting"); counting != nullptr) {
+    // What is no object, null above all, is a way to say that there is none.
+    if (const cJSON* counting = cJSON_GetObjectItemCaseSensitive(timing, "counting"); cJSON_IsObject(counting)) {
         state.timing->present = TimeChangeDetails_PR_counting;
         MakeRoomForTimes(counting, V2XSPATCONV_COUNTING_KEYS, state.timing->choice.counting);
-    } else if (const cJSON* utc = cJSON_GetObjectItemCaseSensitive(timing, "utcTiming"); utc != nullptr) {
+    } else if (const cJSON* utc = cJSON_GetObjectItemCaseSensitive(timing, "utcTiming"); cJSON_IsObject(utc)) {
         state.timing->present = TimeChangeDetails_PR_utcTiming;
         MakeRoomForTimes(utc, V2XSPATCONV_UTC_KEYS, state.timing->choice.utcTiming);
+    }
+}
+
+// An end that the document does not give, or that is no time mark, is unknown: a 0 would say that the light ends now.
+void CorrectEnd(const cJSON* timing, const char* kind, const char* key, long& end) {
+    const cJSON* given = cJSON_GetObjectItemCaseSensitive(cJSON_GetObjectItemCaseSensitive(timing, kind), key);
+    if (!cJSON_IsNumber(given) || end < 0 || end > V2XIPC_TIME_UNKNOWN) {
+        end = V2XIPC_TIME_UNKNOWN;
+    }
+}
+
+// What was read and would mislead a driver becomes unavailable or unknown.
+void Correct(const cJSON* json, PhaseState_t& state) {
+    if (state.light < V2XIPC_LIGHT_UNAVAILABLE || state.light > V2XIPC_LIGHT_FLASHING_YELLOW) {
+        state.light = V2XIPC_LIGHT_UNAVAILABLE;
+    }
+    const cJSON* timing = cJSON_GetObjectItemCaseSensitive(json, "timing");
+    switch (state.timing != nullptr ? state.timing->present : TimeChangeDetails_PR_NOTHING) {
+    case TimeChangeDetails_PR_counting:
+        CorrectEnd(timing, "counting", "likelyEndTime", state.timing->choice.counting.likelyEndTime);
+        break;
+    case TimeChangeDetails_PR_utcTiming:
+        CorrectEnd(timing, "utcTiming", "likelyEndUtcTime", state.timing->choice.utcTiming.likelyEndUTCTime);
+        break;
+    default:
+        break;
     }
 }
 
@@ -141,6 +169,9 @@ void ReadPhaseState(const cJSON* item, PhaseState_t& state, v2xspatconv_down mod
         MakeRoomForTiming(item, state);
     }
     GetTimingFromJson(item, state.timing);
+    if (mode == v2xspatconv_down::corrected) {
+        Correct(item, state);
+    }
 }
 
 void ReadPhase(const cJSON* item, Phase_t& phase, v2xspatconv_down mode) {
