@@ -94,12 +94,33 @@ TEST_F(LogControl, WhatFailsIsNotAnswered) {
         {"half a head", "A55A 01 02", "SINF3 log tool request of 4 bytes is too short"},
         {"no command", "A55A 01 02 1112131415161718 3200 0000 00", "SINF3 log tool request of 17 bytes is too short"},
         {"less than it claims", std::string(HEAD_15) + "02 0000 0A00 51554F52", "SINF3 log tool request of 26 bytes is too short"},
-        {"sets nothing", std::string(HEAD_5) + "02 0000 0A00", "SINF3 log tool request of 22 bytes names no level"},
+        {"fewer entries than it claims", std::string(HEAD_15) + "02 0000 0B00 51554F5200000000 0700",
+         "SINF3 log tool request of 32 bytes is too short"},
+        {"less than no entries", std::string(HEAD_15) + "02 0000 FFFF 51554F5200000000 0700",
+         "SINF3 log tool request of 32 bytes is too short"},
+        {"an unknown command that claims more", std::string(HEAD_5) + "09 0000 0100",
+         "SINF3 log tool request of 22 bytes is too short"},
+        {"sets nothing", std::string(HEAD_5) + "02 0000 0000", "SINF3 log tool request of 22 bytes names no level"},
     };
     for (const auto& row : cases) {
         EXPECT_THAT(ask(row.request), IsEmpty()) << row.what;
         EXPECT_EQ(said(), row.said) << row.what;
     }
+}
+
+class LogControlTrace : public testing::Test {
+protected:
+    LogControlTrace() {
+        fakes::logLevel = V2XLOG_TRACE;
+        v2xspatconv_StackInterfaceInit(nullptr);
+    }
+};
+
+TEST_F(LogControlTrace, EntersAndExits) {
+    fakes::receive("SPAT_C_LOGTOOL", {});
+    EXPECT_THAT(fakes::logged("GetLogCtl enter"), SizeIs(1));
+    EXPECT_THAT(fakes::logged("GetLogCtl exit"), SizeIs(1));
+    EXPECT_EQ(fakes::logged("GetLogCtl exit")[0].level, 7);
 }
 
 TEST_F(LogControl, AnUnknownCommandComesBackAsItIs) {

@@ -32,7 +32,7 @@ void DealSpatDataRecvTaskFun(void* arg);
 
 // Checks one reply datagram (m_curMsgLen bytes at mp_data, which may be changed) and decodes its items. Returns 0, also
 // when an item does not decode or the data are of another type; -2 null or without bytes; -3 wrong head flag; -4 wrong
-// length, or no room for a data block; -5 wrong command.
+// length; -5 wrong command.
 int32_t v2xspatconv_GetRsuDataResp(const v2xpub_UdpSocketDataHead_t* mp_data);
 
 // Decodes the items of a data block that `size` bytes are left for, at most 64, and sends each message up to the cloud.

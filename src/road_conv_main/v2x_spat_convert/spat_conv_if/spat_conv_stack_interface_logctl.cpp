@@ -1,5 +1,6 @@
 // Log control: the local log tool reads and changes the levels of the daemon's log tags.
 #include <cstring>
+#include <new>
 #include <vector>
 
 #include "spat_conv_stack_interface.h"
@@ -87,6 +88,13 @@ bool Serve(Datagram& datagram) {
     }
 }
 
+// A report's request holds none, whatever its length says.
+bool HoldsItsEntries(const Datagram& datagram) {
+    const auto command = Read<v2xipc_logCmd_t>(datagram, COMMAND_AT);
+    return command.m_logCmd == V2XIPC_LOG_REPORT ||
+           (command.m_dataLen >= 0 && ENTRIES_AT + static_cast<size_t>(command.m_dataLen) <= datagram.size());
+}
+
 // The request when it is one and holds what it claims; else empty.
 Datagram Accept(const v2xpub_UdpSocketDataHead_t* message) {
     if (message == nullptr || message->mp_data == nullptr || message->m_curMsgLen < 0) {
@@ -103,26 +111,35 @@ Datagram Accept(const v2xpub_UdpSocketDataHead_t* message) {
         V2XLOG(g_log, V2XLOG_WARN, "get error data,type pStr->m_cmdType=%d", head.m_cmdType);
         return {};
     }
-    if (datagram.size() < ENTRIES_AT || datagram.size() < sizeof head + head.m_packLen) {
+    if (datagram.size() < ENTRIES_AT || datagram.size() < sizeof head + head.m_packLen ||
+        !HoldsItsEntries(datagram)) {
         V2XLOG(g_log, V2XLOG_WARN, "log tool request of %zu bytes is too short", datagram.size());
         return {};
     }
     return datagram;
 }
 
+void SealAnswer(Datagram& datagram) {
+    auto head = Read<v2xipc_dataHead_t>(datagram, 0);
+    auto command = Read<v2xipc_logCmd_t>(datagram, COMMAND_AT);
+    head.m_cmdType = V2XIPC_CMD_LOG_REPLY;
+    command.m_result = 0;
+    Write(datagram, 0, head);
+    Write(datagram, COMMAND_AT, command);
+}
+
 } // namespace
 
 void GetLogCtl(V2X_UDPSOCKHANDLE handle, void* p_data, void* addr, int16_t addrLen) {
     V2XLOG(g_log, V2XLOG_TRACE, "GetLogCtl enter");
-    Datagram datagram = Accept(static_cast<const v2xpub_UdpSocketDataHead_t*>(p_data));
-    if (!datagram.empty() && Serve(datagram)) {
-        auto head = Read<v2xipc_dataHead_t>(datagram, 0);
-        auto command = Read<v2xipc_logCmd_t>(datagram, COMMAND_AT);
-        head.m_cmdType = V2XIPC_CMD_LOG_REPLY;
-        command.m_result = 0;
-        Write(datagram, 0, head);
-        Write(datagram, COMMAND_AT, command);
-        v2xspatconv_AnswerLogTool(handle, {static_cast<int16_t>(datagram.size()), datagram.data()}, addr, addrLen);
+    try {
+        Datagram datagram = Accept(static_cast<const v2xpub_UdpSocketDataHead_t*>(p_data));
+        if (!datagram.empty() && Serve(datagram)) {
+            SealAnswer(datagram);
+            v2xspatconv_AnswerLogTool(handle, {static_cast<int16_t>(datagram.size()), datagram.data()}, addr, addrLen);
+        }
+    } catch (const std::bad_alloc&) {
+        V2XLOG(g_log, V2XLOG_ERROR, "malloc error");
     }
     V2XLOG(g_log, V2XLOG_TRACE, "GetLogCtl exit");
 }

@@ -26,43 +26,54 @@ constexpr int16_t DATAGRAM_MAX = 32767; // what m_curMsgLen can tell
 struct spat_pc5_data_ {
     v2xpub_UdpSocketDataHead_t m_spat_data;
     std::unique_ptr<uint8_t[]> bytes; // what mp_data points to
-    std::unique_ptr<spat_pc5_data_> next;
+    spat_pc5_data_* next;
 };
+using Reply = std::unique_ptr<spat_pc5_data_>;
 
-// Replies in the order of their arrival.
+// Replies in the order of their arrival. A plain pointer: tasks may run on while the process exits, and must not meet a
+// destructor.
 std::mutex g_spat_pc5_data_mutex;
-std::unique_ptr<spat_pc5_data_> g_spat_pc5_data;
+spat_pc5_data_* g_spat_pc5_data = nullptr;
 size_t g_pending = 0;
 
-void Append(std::unique_ptr<spat_pc5_data_> node) {
-    bool full = false;
+// The reply that waits longest; null when none does.
+Reply TakeFirst() {
+    const std::lock_guard<std::mutex> guard(g_spat_pc5_data_mutex);
+    Reply first(g_spat_pc5_data);
+    if (first != nullptr) {
+        g_spat_pc5_data = first->next;
+        g_pending--;
+    }
+    return first;
+}
+
+void Append(Reply node) {
+    Reply dropped;
     {
         const std::lock_guard<std::mutex> guard(g_spat_pc5_data_mutex);
-        full = g_pending == PENDING_MAX;
-        if (full) {
-            g_spat_pc5_data = std::move(g_spat_pc5_data->next);
-        } else {
-            g_pending++;
+        if (g_pending == PENDING_MAX) {
+            dropped.reset(std::exchange(g_spat_pc5_data, g_spat_pc5_data->next));
+            g_pending--;
         }
-        std::unique_ptr<spat_pc5_data_>* tail = &g_spat_pc5_data;
+        spat_pc5_data_** tail = &g_spat_pc5_data;
         while (*tail != nullptr) {
             tail = &(*tail)->next;
         }
-        *tail = std::move(node);
+        *tail = node.release();
+        g_pending++;
     }
-    if (full) {
+    if (dropped != nullptr) {
         V2XLOG(g_log, V2XLOG_WARN, "%zu replies wait, the oldest is dropped", PENDING_MAX);
     }
 }
 
-std::unique_ptr<spat_pc5_data_> TakeAll() {
+size_t Pending() {
     const std::lock_guard<std::mutex> guard(g_spat_pc5_data_mutex);
-    g_pending = 0;
-    return std::move(g_spat_pc5_data);
+    return g_pending;
 }
 
-std::unique_ptr<spat_pc5_data_> NewNode(const v2xpub_UdpSocketDataHead_t& reply) {
-    std::unique_ptr<spat_pc5_data_> node(new (std::nothrow) spat_pc5_data_{});
+Reply NewNode(const v2xpub_UdpSocketDataHead_t& reply) {
+    Reply node(new (std::nothrow) spat_pc5_data_{});
     const size_t size = reply.m_curMsgLen > 0 ? static_cast<size_t>(reply.m_curMsgLen) : 0;
     if (node != nullptr) {
         node->bytes.reset(new (std::nothrow) uint8_t[size]);
@@ -83,14 +94,15 @@ bool ItemsFollowEachOther() {
 }
 
 // Decodes the item whose length stands at `at` and hands it on. Returns where its bytes end; 0 when it does not decode.
-size_t DealItem(uint8_t* bytes, size_t size, size_t at, uint16_t& length) {
-    if (at + sizeof length > size) {
-        return 0;
+size_t DealItem(uint8_t* bytes, size_t size, size_t at) {
+    v2xipc_pc5Data_t item = {};
+    if (at + sizeof item <= size) {
+        memcpy(&item, bytes + at, sizeof item);
     }
-    memcpy(&length, bytes + at, sizeof length);
-    const size_t end = at + sizeof length + length;
+    const size_t end = at + sizeof item + item.m_uper_dataLen;
     ASNSTRUCT_HANDLE frame = nullptr;
-    if (end > size || v2xcodec_uperDec(&frame, bytes + at + sizeof length, static_cast<int16_t>(length)) != 0) {
+    if (end > size ||
+        v2xcodec_uperDec(&frame, bytes + at + sizeof item, static_cast<int16_t>(item.m_uper_dataLen)) != 0) {
         v2xcodec_freeStrcut(&frame);
         return 0;
     }
@@ -131,20 +143,22 @@ void SendGetSpatDataToAPPTaskFun(void* /*arg*/) {
         V2XLOG(g_log, V2XLOG_WARN, "UDP send error:%d", -4);
         return;
     }
-    std::unique_ptr<spat_pc5_data_> node = NewNode(reply);
+    Reply node = NewNode(reply);
     if (node != nullptr) {
         Append(std::move(node));
     }
 }
 
 void DealSpatDataRecvTaskFun(void* /*arg*/) {
-    std::unique_ptr<spat_pc5_data_> node = TakeAll();
-    if (node == nullptr) {
+    const size_t waiting = Pending();
+    if (waiting == 0) {
         V2XLOG(g_log, V2XLOG_WARN, "NO SPAT data");
     }
-    while (node != nullptr) {
-        v2xspatconv_GetRsuDataResp(&node->m_spat_data);
-        node = std::move(node->next);
+    for (size_t i = 0; i < waiting; i++) {
+        const Reply node = TakeFirst();
+        if (node != nullptr) {
+            v2xspatconv_GetRsuDataResp(&node->m_spat_data);
+        }
     }
 }
 
@@ -163,7 +177,7 @@ int32_t v2xspatconv_GetRsuDataResp(const v2xpub_UdpSocketDataHead_t* mp_data) {
         V2XLOG(g_log, V2XLOG_FATAL, "v2xspatconv_GetRsuDataResp headflag error");
         return ret = -3;
     }
-    if (size != sizeof head + head.m_packLen || head.m_packLen > REPLY_MAX_PACK || head.m_packLen < sizeof block) {
+    if (size != sizeof head + head.m_packLen || head.m_packLen > REPLY_MAX_PACK) {
         V2XLOG(g_log, V2XLOG_FATAL, "v2xspatconv_GetRsuDataResp too large ; error");
         return ret = -4;
     }
@@ -172,7 +186,7 @@ int32_t v2xspatconv_GetRsuDataResp(const v2xpub_UdpSocketDataHead_t* mp_data) {
         return ret = -5;
     }
     uint8_t* const data = mp_data->mp_data + sizeof head;
-    memcpy(&block, data, sizeof block);
+    memcpy(&block, data, head.m_packLen < sizeof block ? head.m_packLen : sizeof block);
     if (block.m_dataType != V2XIPC_DATA_SPAT_UPER) {
         V2XLOG(g_log, V2XLOG_WARN, "Recv m_dataType error:%d", block.m_dataType);
         return ret;
@@ -194,14 +208,14 @@ int32_t DealSpatDataRecv(uint8_t* pRsuData, size_t size) {
     const bool following = ItemsFollowEachOther();
     size_t at = 0;
     for (int32_t i = 0; i < block.m_dataNo && i < REPLY_MAX_ITEMS; i++) {
-        uint16_t length = 0;
-        const size_t end = DealItem(items, size - sizeof block, at, length);
+        const size_t end = DealItem(items, size - sizeof block, at);
         if (end == 0) {
             V2XLOG(g_log, V2XLOG_ERROR, "v2xapp_GBRsiUperDecode error");
             return ret = -2;
         }
         // Settled: an item's place counts the length of the item before it alone.
-        at = following ? end : sizeof length * static_cast<size_t>(i + 1) + length;
+        const size_t length = end - at - sizeof(v2xipc_pc5Data_t);
+        at = following ? end : sizeof(v2xipc_pc5Data_t) * static_cast<size_t>(i + 1) + length;
     }
     return ret;
 }
