@@ -167,9 +167,14 @@ TEST(Loop, HandsTheCloudsLastWordToTheChannelAndClosesItAtTheEnd) {
     for (int i = 0; i < 5000 && !channel.cloud_available; i++) {
         usleep(1000);
     }
+    EXPECT_TRUE(channel.cloud_available);
+    v2xspatconv_SetCloudStatus(V2X_CONV_RUN_STATUS_UNAVAILABLE);
+    for (int i = 0; i < 10000 && channel.cloud_available; i++) { // a pass takes five seconds
+        usleep(1000);
+    }
+    EXPECT_FALSE(channel.cloud_available);
     v2xspatconv_RequestStop();
     loop.join();
-    EXPECT_TRUE(channel.cloud_available);
     EXPECT_EQ(fakes::journal.back(), "dds.destroy_dds null");
 }
 

@@ -2,6 +2,9 @@
 
 #include "fakes.h"
 #include "spat_conv_interface.h"
+#include "spat_conv_signal_learner_quor.h"
+#include "spat_conv_signal_machine_1743.h"
+#include "spat_conv_stack_interface.h"
 #include "spat_conv_v2xcloud_dds.h"
 
 namespace {
@@ -36,20 +39,22 @@ TEST(TaskInit, CreatesTheTableAndStopsAtTheFirstFailure) {
     const struct {
         const char* name;
         uint32_t intervals;
+        v2xpub_taskFun routine;
         const char* message;
         int32_t code;
     } table[] = {
-        {"spat_conv_stat", 5000000, "Creat spat_conv_status error", -2},
-        {"Get_SPAT_Data", 600000, "Creat Get_SPAT_Data error", -3},
-        {"Deal_SPAT_Data", 300000, "Creat Deal_SPAT_Data error", -4},
-        {"DIS_QUOR_SIGN", 5000000, "Creat DIS_QUOR_SIGN error", -5},
-        {"DIS_1743_SIGN", 5000000, "Creat DIS_1743_SIGN error", -6},
+        {"spat_conv_stat", 5000000, SendSpatConvStatusToCommSoft, "Creat spat_conv_status error", -2},
+        {"Get_SPAT_Data", 600000, SendGetSpatDataToAPPTaskFun, "Creat Get_SPAT_Data error", -3},
+        {"Deal_SPAT_Data", 300000, DealSpatDataRecvTaskFun, "Creat Deal_SPAT_Data error", -4},
+        {"DIS_QUOR_SIGN", 5000000, v2xspatconv_DisplayQuorSignalInfo, "Creat DIS_QUOR_SIGN error", -5},
+        {"DIS_1743_SIGN", 5000000, v2xspatconv_Display1743SignalInfo, "Creat DIS_1743_SIGN error", -6},
     };
     EXPECT_EQ(v2xspatconv_TaskInit(), 0);
     ASSERT_EQ(fakes::tasks.size(), std::size(table));
     for (size_t i = 0; i < std::size(table); i++) {
         EXPECT_STREQ(fakes::tasks[i].para.m_taskName, table[i].name);
         EXPECT_EQ(fakes::tasks[i].para.m_intervals, table[i].intervals);
+        EXPECT_EQ(fakes::tasks[i].para.f_tskFunExec, table[i].routine);
     }
     for (size_t i = std::size(table); i-- > 0;) { // the first failure counts
         fakes::tasks.clear();
