@@ -45,7 +45,9 @@ public:
         logtool::Bytes answer(INT16_MAX);
         v2xpub_UdpSocketDataHead_t room = {INT16_MAX, answer.data()};
         if (v2xpub_UdpSocketRecv(m_socket, &room, static_cast<int32_t>(m_options.timeout * 1000)) != 0) {
-            throw std::runtime_error("no answer from " + Peer() + " within " + CLI::detail::to_string(m_options.timeout) +
+            char seconds[32];
+            snprintf(seconds, sizeof seconds, "%g", m_options.timeout);
+            throw std::runtime_error("no answer from " + Peer() + " within " + seconds +
                                      " s: no daemon listens there" + otherReason);
         }
         answer.resize(static_cast<size_t>(room.m_curMsgLen));
