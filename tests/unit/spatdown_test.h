@@ -34,8 +34,8 @@ inline const char FOUR_PHASES_RECORD[] = R"(
            00 07 0000 A18C FFFF FFFF FFFF FFFF FF
     03 02  01 08 0100 0200 FFFF FFFF FFFF FFFF FF
            00 01 0000 A18C FFFF FFFF FFFF FFFF FF
-    04 02  01 03 0700 FFFF CCCC FEFF FFFF FFFF FF
-           01 00 0000 0000 FFFF FFFF FFFF FFFF FF)";
+    04 02  01 00 0700 A18C CCCC FEFF FFFF FFFF FF
+           01 00 0000 A18C FFFF FFFF FFFF FFFF FF)";
 
 inline std::string intersection(const std::string& identity, const std::string& status, const std::string& phases) {
     return R"({"intersectionId":)" + identity + R"(,"status":)" + status + R"(,"phases":)" + phases + "}";

@@ -39,8 +39,8 @@ TEST_F(Record, SettledEntriesOverlap) {
     // Heads at 13, 15, 17, 19, each phase's states from behind its head: of earlier phases remains what no later one
     // covers. A state without timing covers nothing.
     expect(SETTLED, R"(02000100 0201 FFFFFFFF FFFF 04  01 02 02 02 03 02 04 02
-        01 03 0700 FFFF CCCC FEFF FFFF FFFF FF
-        01 00 0000 0000 FFFF FFFF FFFF FFFF FF)");
+        01 00 0700 A18C CCCC FEFF FFFF FFFF FF
+        01 00 0000 A18C FFFF FFFF FFFF FFFF FF)");
 }
 
 TEST_F(Record, SettledEntriesOverlapInPart) {
