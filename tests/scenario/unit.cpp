@@ -74,7 +74,12 @@ void Peer::sendTo(uint16_t port, const Bytes& bytes) const {
 }
 
 std::optional<Bytes> Peer::receive(int milliseconds) const {
-    return receiveFrom(m_fd, milliseconds);
+    constexpr size_t REQUEST_SIZE = 28; // for the stack application's SPAT, every 600 ms
+    std::optional<Bytes> bytes;
+    do {
+        bytes = receiveFrom(m_fd, milliseconds);
+    } while (bytes.has_value() && bytes->size() == REQUEST_SIZE);
+    return bytes;
 }
 
 bool isFree(uint16_t port) {
@@ -116,7 +121,8 @@ std::string Unit::configuration() const {
            "; Ip = \"127.0.0.1\"; Port = " + std::to_string(learner.port()) +
            "; LocalPort = " + std::to_string(reportPort) + "; };\n" +
            "SignalMachine1743 = { IsEnable = true; LocalPort = " + std::to_string(framePort) + "; };\n" +
-           "PhaseRelationship = { " + phases + " };\nCorrections = { " + corrections + " };\n" + identity + " };\n";
+           "PhaseRelationship = { " + phases + " }; Corrections = { " + corrections + " };\n" +
+           identity + " };\n";
 }
 
 void Unit::startSimulator(const std::string& role, std::vector<std::string> arguments) {

@@ -30,6 +30,7 @@ public:
     int fd() const { return m_fd; }
     void release(); // gives the port to another program
     void sendTo(uint16_t port, const Bytes& bytes) const;
+    // Requests for the stack application's SPAT are passed over.
     std::optional<Bytes> receive(int milliseconds = 10000) const;
 
 private:
