@@ -68,14 +68,15 @@ int32_t v2xlog_GetTagHandle(const char* name, V2X_LOGHANDLE* handle) {
         }
     }
     v2xlog_tagSlot& slot = slots.emplace_back();
-    snprintf(slot.name, sizeof slot.name, "%s", name);
+    memcpy(slot.name, name, strnlen(name, sizeof slot.name));
     slot.level = fakes::logLevel;
     *handle = &slot;
     return 0;
 }
 
 int32_t v2xlog_SetTagLevel(V2X_LOGHANDLE handle, int32_t level) {
-    fakes::journal.push_back(std::string("log.SetTagLevel ") + handle->name + " " + std::to_string(level));
+    const std::string name(handle->name, strnlen(handle->name, sizeof handle->name));
+    fakes::journal.push_back("log.SetTagLevel " + name + " " + std::to_string(level));
     return level >= 0 && level <= 7 ? 0 : -3;
 }
 
