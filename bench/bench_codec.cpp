@@ -31,27 +31,28 @@ int main() {
         }
         std::vector<uint8_t> out(bytes.size());
         const std::string what = std::string(row.what) + ", " + std::to_string(size) + " bytes";
-        compare((what + ": decode").c_str(),
-                [&] {
-                    void* decoded = nullptr;
-                    asn_codec_ctx_t context{};
-                    sound &= uper_decode_complete(&context, &asn_DEF_MessageFrame, &decoded, bytes.data(),
-                                                  bytes.size()).code == RC_OK;
-                    ASN_STRUCT_FREE(asn_DEF_MessageFrame, decoded);
-                },
-                [&] {
-                    ASNSTRUCT_HANDLE decoded = nullptr;
-                    sound &= v2xcodec_uperDec(&decoded, bytes.data(), size) == 0;
-                    v2xcodec_freeStrcut(&decoded);
-                });
-        compare((what + ": encode").c_str(),
-                [&] {
-                    sound &= uper_encode_to_buffer(&asn_DEF_MessageFrame, frame, out.data(), out.size()).encoded > 0;
-                },
-                [&] {
-                    int16_t length = 0;
-                    sound &= v2xcodec_uperEnc(frame, out.data(), static_cast<int32_t>(out.size()), &length) == 0;
-                });
+        compare(
+            (what + ": decode").c_str(),
+            [&] {
+                void* decoded = nullptr;
+                asn_codec_ctx_t context{};
+                sound &=
+                    uper_decode_complete(&context, &asn_DEF_MessageFrame, &decoded, bytes.data(), bytes.size()).code ==
+                    RC_OK;
+                ASN_STRUCT_FREE(asn_DEF_MessageFrame, decoded);
+            },
+            [&] {
+                ASNSTRUCT_HANDLE decoded = nullptr;
+                sound &= v2xcodec_uperDec(&decoded, bytes.data(), size) == 0;
+                v2xcodec_freeStrcut(&decoded);
+            });
+        compare(
+            (what + ": encode").c_str(),
+            [&] { sound &= uper_encode_to_buffer(&asn_DEF_MessageFrame, frame, out.data(), out.size()).encoded > 0; },
+            [&] {
+                int16_t length = 0;
+                sound &= v2xcodec_uperEnc(frame, out.data(), static_cast<int32_t>(out.size()), &length) == 0;
+            });
         v2xcodec_freeStrcut(&frame);
     }
     return sound ? 0 : 1;

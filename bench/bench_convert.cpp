@@ -1,13 +1,11 @@
 // Conversion of a phase report and framing of a record, without the kernel. Argument: number of phases.
 #include <benchmark/benchmark.h>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <vector>
 
 #include "allocations.h"
+#include "configuration.h"
 #include "spat_conv_config.h"
 #include "spat_conv_phase_table.h"
 #include "spat_conv_signal_learner_quor_report.h"
@@ -16,26 +14,10 @@
 
 namespace {
 
-// Loads a configuration as the daemon would; the log has the daemon's tags at their usual level.
 bool start() {
-    char folder[] = "/tmp/v2x_bench.XXXXXX";
-    if (mkdtemp(folder) == nullptr) {
-        return false;
-    }
-    const std::string path = folder;
-    std::filesystem::create_directory(path + "/conf");
-    std::ofstream(path + "/conf/sysinfo.xml") << "<device_id>RSU0001</device_id>";
-    std::ofstream(path + "/conf/v2x_spat_convert.cfg")
-        << "rsuSpatConfigInfo = { Sysinfoname = \"" << path << "/conf/sysinfo.xml\"; nodeId = 2; regionId = 1; };";
-    for (const char* tag : {"QUOR", "SINF"}) {
-        V2X_LOGHANDLE handle = nullptr;
-        v2xlog_AddTag(tag, &handle);
-    }
     const spat_conv_config_t* config = nullptr;
-    v2xspatconv_InitCfg(path.c_str());
-    const bool loaded = v2xspatconv_GetCfgData(&config) == 0 && v2xspatconv_StackInterfaceInit(config) == 0;
-    std::filesystem::remove_all(path);
-    return loaded;
+    return loadConfiguration("RSU0001", {"QUOR", "SINF"}) && v2xspatconv_GetCfgData(&config) == 0 &&
+           v2xspatconv_StackInterfaceInit(config) == 0;
 }
 
 std::vector<uint8_t> report(size_t phases) {

@@ -1,24 +1,20 @@
-// From a reply of the stack application to the document for the cloud: check, decoding, JSON and, with a reader on the domain,
-// the DDS send; beside the bare runtime's decoding and the bare print of an equal tree.
+// From a reply of the stack application to the document for the cloud: check, decoding, JSON and, with a reader on the
+// domain, the DDS send; beside the bare runtime's decoding and the bare print of an equal tree.
+#include <chrono>
 #include <cjson/cJSON.h>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <string>
 #include <thread>
 #include <vector>
 
 #include "compare.h"
-#include "spat_conv_config.h"
+#include "configuration.h"
 #include "spat_conv_spatup.h"
 #include "spat_conv_stack_interface.h"
 #include "spat_conv_v2xcloud_dds.h"
 #include "spat_frame.h"
 #include "v2x/v2xdds.h"
 #include "v2x/v2xipc_data.h"
-#include "v2x/v2xlog.h"
 #include "v2xapp_upercodec.h"
 
 #include "per_decoder.h"
@@ -29,33 +25,12 @@ using Bytes = std::vector<uint8_t>;
 
 constexpr const char* DEVICE = "BENCH";
 
-// Loads a configuration as the daemon would; the log has the daemon's tags at their usual level.
-bool start() {
-    char folder[] = "/tmp/v2x_bench.XXXXXX";
-    if (mkdtemp(folder) == nullptr) {
-        return false;
-    }
-    const std::string path = folder;
-    std::filesystem::create_directory(path + "/conf");
-    std::ofstream(path + "/conf/sysinfo.xml") << "<device_id>" << DEVICE << "</device_id>";
-    std::ofstream(path + "/conf/v2x_spat_convert.cfg")
-        << "rsuSpatConfigInfo = { Sysinfoname = \"" << path << "/conf/sysinfo.xml\"; nodeId = 2; regionId = 1; };";
-    V2X_LOGHANDLE handle = nullptr;
-    for (const char* tag : {"SINF", "SPUP", "UPER"}) {
-        v2xlog_AddTag(tag, &handle);
-    }
-    const spat_conv_config_t* config = nullptr;
-    v2xspatconv_InitCfg(path.c_str());
-    const bool loaded = v2xspatconv_GetCfgData(&config) == 0;
-    std::filesystem::remove_all(path);
-    return loaded && v2xcloud_ddsInit(DEVICE) == 0;
-}
-
 // The cloud's end of the topic.
 class Reader {
 public:
     Reader() : m_handle(create_dds()) {
-        dds_reg(m_handle, 200, v2xspatconv_GetddsInfo()->mp_spat_up_topic, [](void*, unsigned int) {}, 0);
+        dds_reg(
+            m_handle, 200, v2xspatconv_GetddsInfo()->mp_spat_up_topic, [](void*, unsigned int) {}, 0);
         dds_start(m_handle);
         for (int i = 0; i < 1000 && readers() < 1; i++) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
@@ -109,21 +84,22 @@ bool measure(const char* what, int phases, int states) {
     Bytes datagram = reply(frame);
     cJSON* const tree = documentOf(frame);
     bool sound = tree != nullptr;
-    compare(what,
-            [&] {
-                void* decoded = nullptr;
-                asn_codec_ctx_t context{};
-                sound &= uper_decode_complete(&context, &asn_DEF_MessageFrame, &decoded, frame.data(), frame.size())
-                             .code == RC_OK;
-                ASN_STRUCT_FREE(asn_DEF_MessageFrame, decoded);
-                char* text = cJSON_PrintUnformatted(tree);
-                sound &= text != nullptr;
-                cJSON_free(text);
-            },
-            [&] {
-                const v2xpub_UdpSocketDataHead_t data = {static_cast<int16_t>(datagram.size()), datagram.data()};
-                sound &= v2xspatconv_GetRsuDataResp(&data) == 0;
-            });
+    compare(
+        what,
+        [&] {
+            void* decoded = nullptr;
+            asn_codec_ctx_t context{};
+            sound &= uper_decode_complete(&context, &asn_DEF_MessageFrame, &decoded, frame.data(), frame.size()).code ==
+                     RC_OK;
+            ASN_STRUCT_FREE(asn_DEF_MessageFrame, decoded);
+            char* text = cJSON_PrintUnformatted(tree);
+            sound &= text != nullptr;
+            cJSON_free(text);
+        },
+        [&] {
+            const v2xpub_UdpSocketDataHead_t data = {static_cast<int16_t>(datagram.size()), datagram.data()};
+            sound &= v2xspatconv_GetRsuDataResp(&data) == 0;
+        });
     cJSON_Delete(tree);
     return sound;
 }
@@ -131,7 +107,7 @@ bool measure(const char* what, int phases, int states) {
 } // namespace
 
 int main() {
-    if (!start()) {
+    if (!loadConfiguration(DEVICE, {"SINF", "SPUP", "UPER"}) || v2xcloud_ddsInit(DEVICE) != 0) {
         fprintf(stderr, "bench_reply: no configuration or no cloud channel\n");
         return 1;
     }

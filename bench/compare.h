@@ -1,5 +1,5 @@
-// Two calls measured side by side: they take turns round by round, so that what else the machine does meets both; the ratio is
-// the median of the rounds' ratios.
+// Two calls measured side by side: they take turns round by round, so that what else the machine does meets both; the
+// ratio is the median of the rounds' ratios.
 #pragma once
 
 #include <functional>

@@ -31,7 +31,7 @@ int32_t v2xipc_SocketReqSend(V2X_IPCSOCKHANDLE, const v2x_ipc_config_t*, int32_t
     return 0;
 }
 
-int32_t v2xipc_SocketRespSend(V2X_UDPSOCKHANDLE, const v2x_ipc_config_t*, const v2xpub_UdpSocketDataHead_t*, const void*,
-                              int16_t) {
+int32_t v2xipc_SocketRespSend(V2X_UDPSOCKHANDLE, const v2x_ipc_config_t*, const v2xpub_UdpSocketDataHead_t*,
+                              const void*, int16_t) {
     return 0;
 }
