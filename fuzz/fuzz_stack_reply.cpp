@@ -1,6 +1,6 @@
-// A reply datagram of the stack application: check, items, decoding, and the document for the cloud, whose text must parse.
-// The first byte chooses how items are found. What decides whether anything is looked at is set, so that the rest is
-// reached: flag, length and command always, the block's type in most cases.
+// A reply datagram of the stack application: check, items, decoding, and the document for the cloud, whose text must
+// parse. The first byte chooses how items are found. What decides whether anything is looked at is set, so that the
+// rest is reached: flag, length and command always, the block's type in most cases.
 #include <cjson/cJSON.h>
 
 #include <cstdlib>

@@ -14,7 +14,7 @@ struct v2xipc_socket {
 namespace fakes {
 v2x_ipc_config_t ipcConf = {20001, 20002, 20003, 20010, "127.0.0.1"};
 std::deque<std::vector<uint8_t>> replies;
-}
+} // namespace fakes
 
 namespace {
 std::list<v2xipc_socket> open;

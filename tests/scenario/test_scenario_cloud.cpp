@@ -20,10 +20,9 @@ size_t times(const std::string& all, const std::string& text) {
 
 void learn(Unit& unit, int reports) {
     unit.learner.release();
-    const std::string summary =
-        unit.simulate("learner", {"--target", "127.0.0.1:" + std::to_string(unit.reportPort), "--listen",
-                                  std::to_string(unit.learner.port()), "--rate", "10", "--phases", "4", "--count",
-                                  std::to_string(reports)});
+    const std::string summary = unit.simulate("learner", {"--target", "127.0.0.1:" + std::to_string(unit.reportPort),
+                                                          "--listen", std::to_string(unit.learner.port()), "--rate",
+                                                          "10", "--phases", "4", "--count", std::to_string(reports)});
     EXPECT_EQ(counted(summary, "sent"), static_cast<uint64_t>(reports));
 }
 
@@ -60,8 +59,8 @@ TEST(ScenarioCloud, DocumentsBecomeRecords) {
         unit.startCloudSimulator({"--rate", "50", "--count", "200", "--status", "none", "--phases", "12",
                                   "--bad-documents", "0.2", "--bad-document-kinds", "syntax,empty,missing-key",
                                   "--seed", "7"});
-        EXPECT_TRUE(eventually([&] { return unit.simulatorOutput("cloud").find("\"summary\"") != std::string::npos; },
-                               60000));
+        EXPECT_TRUE(
+            eventually([&] { return unit.simulatorOutput("cloud").find("\"summary\"") != std::string::npos; }, 60000));
         std::this_thread::sleep_for(std::chrono::milliseconds(500));
         const std::string cloud = unit.endSimulator("cloud");
         const std::string stack = unit.endStackSimulator();
@@ -159,8 +158,9 @@ TEST(ScenarioCloud, TheLogToolSeesAndSetsLevels) {
     }
     EXPECT_EQ(tool({"list"}), tags);
     EXPECT_EQ(tool({"set", "ALL", "7"}), "0\nALL      7 trace\n");
-    EXPECT_TRUE(eventually([&] { return unit.log().find(" T INTF ") != std::string::npos ||
-                                        unit.log().find(" T SINF ") != std::string::npos; }));
+    EXPECT_TRUE(eventually([&] {
+        return unit.log().find(" T INTF ") != std::string::npos || unit.log().find(" T SINF ") != std::string::npos;
+    }));
     EXPECT_EQ(tool({"set", "ALL", "info"}), "0\nALL      4 info\n");
     EXPECT_EQ(tool({"set", "NONE", "4", "--timeout", "0.2"}),
               "1\nv2x_logtool: no answer from 127.0.0.1 port " + std::to_string(unit.logToolPort) +

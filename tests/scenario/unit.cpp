@@ -121,8 +121,7 @@ std::string Unit::configuration() const {
            "; Ip = \"127.0.0.1\"; Port = " + std::to_string(learner.port()) +
            "; LocalPort = " + std::to_string(reportPort) + "; };\n" +
            "SignalMachine1743 = { IsEnable = true; LocalPort = " + std::to_string(framePort) + "; };\n" +
-           "PhaseRelationship = { " + phases + " }; Corrections = { " + corrections + " };\n" +
-           identity + " };\n";
+           "PhaseRelationship = { " + phases + " }; Corrections = { " + corrections + " };\n" + identity + " };\n";
 }
 
 void Unit::startSimulator(const std::string& role, std::vector<std::string> arguments) {

@@ -77,7 +77,8 @@ public:
     Peer controller;
     Peer stack;
     NotifySocket notify{folder.path() + "/notify"};
-    // v2x_spat_sim with these arguments beside the test, silent but for what --json says. The summary comes with its end.
+    // v2x_spat_sim with these arguments beside the test, silent but for what --json says. The summary comes with its
+    // end.
     void startSimulator(const std::string& role, std::vector<std::string> arguments);
     std::string endSimulator(const std::string& role, int sig = SIGTERM);
     std::string simulatorOutput(const std::string& role) const { return readFile(folder.path() + "/" + role + ".out"); }
@@ -93,7 +94,7 @@ public:
     std::string identity = "nodeId = 2; regionId = 1;";
     std::string phases;      // of PhaseRelationship
     std::string corrections; // of Corrections
-    std::string cfg;    // replaces the whole file when not empty
+    std::string cfg;         // replaces the whole file when not empty
     std::optional<Process> daemon;
 
 private:

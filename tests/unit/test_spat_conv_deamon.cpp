@@ -228,12 +228,15 @@ TEST_F(Start, RunsEveryStepInOrder) {
     fakes::cfgTree["rsuSpatConfigInfo.SignalMachine1743.IsEnable"] = true;
     EXPECT_EQ(init(), 0);
     EXPECT_EQ(fakes::journal,
-              expectedJournal("4", std::vector<std::string>{"ipc.CfgInit /w", "pub.PubSubInit", "cfg.InitContext /w/conf/v2x_spat_convert.cfg",
-                                    "ipc.SocketInit SPAT_SEND_APP", "ipc.SocketInit GET_SPAT_DATA",
-                                    "ipc.SocketInit SPAT_C_LOGTOOL", "pub.TaskCreate LM_Heart_Data",
-                                    "pub.UdpSocketInit QUOR_RECV_SG", "pub.UdpSocketInit QUOR_SEND_SG",
-                                    "pub.TaskCreate LM_Heart_Data", "pub.TaskCreate LM_Heart_Data",
-                                    "pub.UdpSocketInit 1743_RECV_SG"} + channelJournal() + TASKS));
+              expectedJournal(
+                  "4", std::vector<std::string>{"ipc.CfgInit /w", "pub.PubSubInit",
+                                                "cfg.InitContext /w/conf/v2x_spat_convert.cfg",
+                                                "ipc.SocketInit SPAT_SEND_APP", "ipc.SocketInit GET_SPAT_DATA",
+                                                "ipc.SocketInit SPAT_C_LOGTOOL", "pub.TaskCreate LM_Heart_Data",
+                                                "pub.UdpSocketInit QUOR_RECV_SG", "pub.UdpSocketInit QUOR_SEND_SG",
+                                                "pub.TaskCreate LM_Heart_Data", "pub.TaskCreate LM_Heart_Data",
+                                                "pub.UdpSocketInit 1743_RECV_SG"} +
+                           channelJournal() + TASKS));
     EXPECT_TRUE(v2xspatconv_IsRunning());
     service_status_t status;
     v2xspatconv_GetSpatConvStatus(&status);
@@ -245,9 +248,10 @@ TEST_F(Start, FailuresOfLaterStepsDoNotEndIt) {
     fakes::taskResults = {{"DIS_QUOR_SIGN", -3}};
     EXPECT_EQ(init(), 0);
     EXPECT_EQ(fakes::journal,
-              expectedJournal("4", std::vector<std::string>{"ipc.CfgInit /w", "pub.PubSubInit", "cfg.InitContext /w/conf/v2x_spat_convert.cfg",
-                                    "ipc.SocketInit SPAT_SEND_APP"} + channelJournal() +
-                                   std::vector<std::string>(TASKS.begin(), TASKS.begin() + 4)));
+              expectedJournal("4", std::vector<std::string>{"ipc.CfgInit /w", "pub.PubSubInit",
+                                                            "cfg.InitContext /w/conf/v2x_spat_convert.cfg",
+                                                            "ipc.SocketInit SPAT_SEND_APP"} +
+                                       channelJournal() + std::vector<std::string>(TASKS.begin(), TASKS.begin() + 4)));
 }
 
 TEST_F(Start, AFailedConfigurationEndsItWithOneLine) {

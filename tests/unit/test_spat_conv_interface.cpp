@@ -82,8 +82,7 @@ TEST(StatusTask, PublishesTheRecordAsItLiesInMemory) {
     SendSpatConvStatusToCommSoft(nullptr);
     ASSERT_EQ(fakes::ddsSent.size(), 1U);
     EXPECT_EQ(fakes::ddsSent[0].topic, "/pelko/v2x/cloud/service_status");
-    EXPECT_EQ(fakes::ddsSent[0].bytes,
-              fakes::hex("02 01 04030201 1817161514131211 05000000 0600000000000000"));
+    EXPECT_EQ(fakes::ddsSent[0].bytes, fakes::hex("02 01 04030201 1817161514131211 05000000 0600000000000000"));
 }
 
 TEST(Status, GettersGiveTypeAndRunStatusOnly) {

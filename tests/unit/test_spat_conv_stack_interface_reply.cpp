@@ -107,7 +107,8 @@ TEST_F(StackReply, OfMoreThanSixtyFourThatWaitTheOldestGo) {
         fakes::replies.push_back(reply(1, item(hex(i < 2 ? captured::spat : BARE))));
         SendGetSpatDataToAPPTaskFun(nullptr);
     }
-    EXPECT_THAT(log(), ElementsAre("3 64 replies wait, the oldest is dropped", "3 64 replies wait, the oldest is dropped"));
+    EXPECT_THAT(log(),
+                ElementsAre("3 64 replies wait, the oldest is dropped", "3 64 replies wait, the oldest is dropped"));
     DealSpatDataRecvTaskFun(nullptr);
     EXPECT_EQ(up(), std::vector<std::string>(64, UP_BARE));
 }
@@ -136,16 +137,24 @@ TEST_F(StackReply, ChecksInThisOrder) {
         {"length one too small", with(14, 22), -4, {"1 v2xspatconv_GetRsuDataResp too large ; error"}, 0},
         {"length one too large", with(14, 24), -4, {"1 v2xspatconv_GetRsuDataResp too large ; error"}, 0},
         {"ends inside the head", hex("A55A 04 00 00000000"), -4, {"1 v2xspatconv_GetRsuDataResp too large ; error"}, 0},
-        {"a request without anything", hex("A55A 04 00 0000000000000000 1400 0000 00"), -5,
-         {"3 Recv cmdType error:20"}, 0},
+        {"a request without anything",
+         hex("A55A 04 00 0000000000000000 1400 0000 00"),
+         -5,
+         {"3 Recv cmdType error:20"},
+         0},
         {"nothing", hex("A55A 04 00 0000000000000000 1500 0000 00"), 0, {"3 Recv m_dataType error:0"}, 0},
-        {"a type alone", hex("A55A 04 00 0000000000000000 1500 0400 00 01000000"), 0,
-         {"3 Recv m_dataType error:1"}, 0},
-        {"no room for a block", hex("A55A 04 00 0000000000000000 1500 0A00 00 0B000000 01000000 0000"), 0,
-         {"2 input param error"}, 0},
+        {"a type alone", hex("A55A 04 00 0000000000000000 1500 0400 00 01000000"), 0, {"3 Recv m_dataType error:1"}, 0},
+        {"no room for a block",
+         hex("A55A 04 00 0000000000000000 1500 0A00 00 0B000000 01000000 0000"),
+         0,
+         {"2 input param error"},
+         0},
         {"20480 bytes", full, 0, {}, 1},
-        {"20481 bytes", reply(1, item(hex(BARE)) + Bytes(20481 - 11 - 12)), -4,
-         {"1 v2xspatconv_GetRsuDataResp too large ; error"}, 0},
+        {"20481 bytes",
+         reply(1, item(hex(BARE)) + Bytes(20481 - 11 - 12)),
+         -4,
+         {"1 v2xspatconv_GetRsuDataResp too large ; error"},
+         0},
         {"a request", reply(1, item(hex(BARE)), 20), -5, {"3 Recv cmdType error:20"}, 0},
         {"a record", reply(1, item(hex(BARE)), 21, 1), 0, {"3 Recv m_dataType error:1"}, 0},
         {"no items", reply(0, {}), 0, {}, 0},

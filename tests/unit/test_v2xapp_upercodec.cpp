@@ -51,7 +51,8 @@ std::vector<std::string> texts() {
 }
 
 TEST_F(Codec, CapturedFramesDecodeAndEncodeToTheSameBytes) {
-    for (const auto& [digits, type] : {std::pair{captured::spat, V2XCODEC_MSG_SPAT}, {captured::bsm, V2XCODEC_MSG_BSM}}) {
+    for (const auto& [digits, type] :
+         {std::pair{captured::spat, V2XCODEC_MSG_SPAT}, {captured::bsm, V2XCODEC_MSG_BSM}}) {
         const Bytes bytes = hex(digits);
         ASSERT_EQ(decode(bytes), 0);
         EXPECT_EQ(v2xcodec_getMsgType(&m_hdl, nullptr), type);
@@ -145,7 +146,8 @@ TEST_F(Codec, Every202ndFailureIsLogged) {
         EXPECT_EQ(decode(cut), -2);
         EXPECT_THAT(fakes::logLines, SizeIs(static_cast<size_t>(round) + 1));
     }
-    EXPECT_THAT(texts(), ElementsAre("2 uper decode error p_msgF->present=4!", "2 uper decode error p_msgF->present=4!"));
+    EXPECT_THAT(texts(),
+                ElementsAre("2 uper decode error p_msgF->present=4!", "2 uper decode error p_msgF->present=4!"));
 }
 
 TEST_F(Codec, FailuresOfSeveralThreadsAreCountedTogether) {
@@ -245,7 +247,8 @@ TEST_F(Codec, SaysAtLevelFiveWhatItHandsOutAndFrees) {
     fakes::logLevel = V2XLOG_DEBUG;
     // A codec that has run before keeps its level; each case runs in a process of its own.
     ASSERT_EQ(decodeXer("<MessageFrame><msgFrameExt><messageId>9</messageId><value>0A</value></msgFrameExt>"
-                        "</MessageFrame>"), 0);
+                        "</MessageFrame>"),
+              0);
     EXPECT_EQ(v2xcodec_getMsgType(&m_hdl, nullptr), 6);
     v2xcodec_freeStrcut(&m_hdl);
     EXPECT_THAT(texts(), ElementsAre(HasSubstr("5 p_msgF=0x"), "5 free ASN MessageFrame struct"));
@@ -282,8 +285,8 @@ TEST_F(Codec, ThreadsDecodeCheckEncodeAndFreeAtOnce) {
                     auto size = static_cast<uint32_t>(text.size());
                     EXPECT_EQ(v2xcodec_xerEnc(hdl, reinterpret_cast<uint8_t*>(text.data()), &size), 0);
                     v2xcodec_freeStrcut(&hdl);
-                    EXPECT_EQ(v2xcodec_xerDec(&hdl, reinterpret_cast<uint8_t*>(text.data()),
-                                              static_cast<int32_t>(size)), 0);
+                    EXPECT_EQ(
+                        v2xcodec_xerDec(&hdl, reinterpret_cast<uint8_t*>(text.data()), static_cast<int32_t>(size)), 0);
                     v2xcodec_freeStrcut(&hdl);
                 }
             }

@@ -23,8 +23,8 @@
 #include <unistd.h>
 #include <vector>
 
-// Looking for leaks at exit while threads run on can hang, and takes what they hold in registers for lost: the leak sanitizer,
-// where there is one, asks this first.
+// Looking for leaks at exit while threads run on can hang, and takes what they hold in registers for lost: the leak
+// sanitizer, where there is one, asks this first.
 static std::atomic<bool> g_threadsRunOn{false};
 extern "C" int __lsan_is_turned_off() {
     return g_threadsRunOn ? 1 : 0;

@@ -31,7 +31,8 @@ Bytes bytesOf(const std::string& text) {
 std::string spatText(const std::string& light, const std::string& name = "x") {
     return "<MessageFrame><spatFrame><msgCnt>1</msgCnt><name>" + name +
            "</name><intersections><IntersectionState><intersectionId><id>5</id></intersectionId>"
-           "<status>0000000000000000</status><phases><Phase><id>1</id><phaseStates><PhaseState><light>" + light +
+           "<status>0000000000000000</status><phases><Phase><id>1</id><phaseStates><PhaseState><light>" +
+           light +
            "</light></PhaseState></phaseStates></Phase></phases></IntersectionState></intersections></spatFrame>"
            "</MessageFrame>";
 }
@@ -57,11 +58,14 @@ TEST(MsgSet, SyntaxesAndSizes) {
         }
         const auto size = static_cast<size_t>(full.encoded);
         Bytes exact(size);
-        EXPECT_EQ(asn_encode_to_buffer(nullptr, row.syntax, &asn_DEF_MessageFrame, decoded.frame, exact.data(), size)
-                      .encoded, full.encoded);
+        EXPECT_EQ(
+            asn_encode_to_buffer(nullptr, row.syntax, &asn_DEF_MessageFrame, decoded.frame, exact.data(), size).encoded,
+            full.encoded);
         Bytes shorter(size - 1); // the address sanitizer sees a byte too many
-        EXPECT_EQ(asn_encode_to_buffer(nullptr, row.syntax, &asn_DEF_MessageFrame, decoded.frame, shorter.data(),
-                                       size - 1).encoded, full.encoded);
+        EXPECT_EQ(
+            asn_encode_to_buffer(nullptr, row.syntax, &asn_DEF_MessageFrame, decoded.frame, shorter.data(), size - 1)
+                .encoded,
+            full.encoded);
         const Decoded again(row.syntax, exact);
         EXPECT_EQ(again.result.code, RC_OK);
         EXPECT_EQ(again.result.consumed, size - (row.syntax == ATS_BASIC_XER ? 1 : 0)) << "but for the last line's end";

@@ -47,8 +47,8 @@ public:
         if (v2xpub_UdpSocketRecv(m_socket, &room, static_cast<int32_t>(m_options.timeout * 1000)) != 0) {
             char seconds[32];
             snprintf(seconds, sizeof seconds, "%g", m_options.timeout);
-            throw std::runtime_error("no answer from " + Peer() + " within " + seconds +
-                                     " s: no daemon listens there" + otherReason);
+            throw std::runtime_error("no answer from " + Peer() + " within " + seconds + " s: no daemon listens there" +
+                                     otherReason);
         }
         answer.resize(static_cast<size_t>(room.m_curMsgLen));
         return answer;
@@ -101,9 +101,10 @@ int Main(int argc, char** argv) {
         ->check([](const std::string& tag) {
             return tag.empty() || tag.size() > logtool::MAX_TAG_SIZE ? "a tag has 1 to 8 characters" : std::string();
         });
-    set->add_option("LEVEL", options.level,
-                    "0 to 7, or undo, fatal, error, warn, info, debug, verbose, trace; a tag at one\nlevel writes what is of "
-                    "that level and those before it")
+    set->add_option(
+           "LEVEL", options.level,
+           "0 to 7, or undo, fatal, error, warn, info, debug, verbose, trace; a tag at one\nlevel writes what is of "
+           "that level and those before it")
         ->required()
         ->check([](const std::string& level) {
             return logtool::ParseLevel(level).has_value() ? std::string() : "\"" + level + "\" is no level";

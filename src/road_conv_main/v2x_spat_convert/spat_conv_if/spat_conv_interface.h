@@ -43,7 +43,8 @@ int32_t v2xspatconv_TaskCreat(const char* taskname, uint32_t intervals, v2xpub_t
 // its row and leaves the later tasks uncreated. Returns 0 on success.
 int32_t v2xspatconv_TaskInit(void);
 
-// Task routine, every 5 s: publishes the daemon's status record, 26 bytes, to the communication software. `arg` is not used.
+// Task routine, every 5 s: publishes the daemon's status record, 26 bytes, to the communication software. `arg` is not
+// used.
 void SendSpatConvStatusToCommSoft(void* arg);
 
 // The status records may be set and read by any thread. Null arguments are ignored.

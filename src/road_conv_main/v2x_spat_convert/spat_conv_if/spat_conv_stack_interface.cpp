@@ -1,5 +1,5 @@
-#include "spat_conv_stack_interface_socket.h"
 #include "spat_conv_stack_interface.h"
+#include "spat_conv_stack_interface_socket.h"
 
 #include <cstdio>
 #include <cstring>

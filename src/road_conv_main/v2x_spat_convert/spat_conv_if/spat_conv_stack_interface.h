@@ -1,5 +1,5 @@
-// The daemon's side of the stack application: its sockets, the hand-over of every reading as an IPC SPAT record, and the
-// SPAT that the stack application holds on its way to the cloud.
+// The daemon's side of the stack application: its sockets, the hand-over of every reading as an IPC SPAT record, and
+// the SPAT that the stack application holds on its way to the cloud.
 #pragma once
 
 #include <cstdint>
@@ -22,12 +22,12 @@ int32_t v2xspatconv_SpatNotify(const v2xipc_phases_t* spat_ipc);
 // Returns 0; -2 for a null argument; -3 when the record claims more than its V2XIPC_RECORD_SIZE bytes.
 int32_t spat_fill(uint8_t* pData, const v2xipc_phases_t* spat_ipc, uint16_t* plen);
 
-// Task routine, every 600 ms: asks the stack application for its SPAT, waits up to two seconds for the reply and queues it.
-// At most 64 replies wait; the oldest goes then, with a warning. `arg` is not used. One thread.
+// Task routine, every 600 ms: asks the stack application for its SPAT, waits up to two seconds for the reply and queues
+// it. At most 64 replies wait; the oldest goes then, with a warning. `arg` is not used. One thread.
 void SendGetSpatDataToAPPTaskFun(void* arg);
 
-// Task routine, every 300 ms: checks and decodes the queued replies in the order of their arrival and sends what they hold up
-// to the cloud. `arg` is not used. One thread, another one than the requests' or the same.
+// Task routine, every 300 ms: checks and decodes the queued replies in the order of their arrival and sends what they
+// hold up to the cloud. `arg` is not used. One thread, another one than the requests' or the same.
 void DealSpatDataRecvTaskFun(void* arg);
 
 // Checks one reply datagram (m_curMsgLen bytes at mp_data, which may be changed) and decodes its items. Returns 0, also
@@ -36,12 +36,14 @@ void DealSpatDataRecvTaskFun(void* arg);
 int32_t v2xspatconv_GetRsuDataResp(const v2xpub_UdpSocketDataHead_t* mp_data);
 
 // Decodes the items of a data block that `size` bytes are left for, at most 64, and sends each message up to the cloud.
-// Returns 0; -2 for null, too few bytes for a block, or at the first item that does not decode or runs past the bytes (the
-// rest is skipped).
+// Returns 0; -2 for null, too few bytes for a block, or at the first item that does not decode or runs past the bytes
+// (the rest is skipped).
 int32_t DealSpatDataRecv(uint8_t* pRsuData, size_t size);
 
-// Writes the request's data block (type 11, number 1, no data: 11 bytes) at pData and 11 to plen. Returns 0; -2 for null.
+// Writes the request's data block (type 11, number 1, no data: 11 bytes) at pData and 11 to plen. Returns 0; -2 for
+// null.
 int32_t GetSpatData_fill(uint8_t* pData, uint16_t* plen);
 
-// Receive callback of the log tool's socket: reports or sets log levels and answers the sender. Runs on the socket's thread.
+// Receive callback of the log tool's socket: reports or sets log levels and answers the sender. Runs on the socket's
+// thread.
 void GetLogCtl(V2X_UDPSOCKHANDLE handle, void* p_data, void* addr, int16_t addrLen);

@@ -111,8 +111,7 @@ Datagram Accept(const v2xpub_UdpSocketDataHead_t* message) {
         V2XLOG(g_log, V2XLOG_WARN, "get error data,type pStr->m_cmdType=%d", head.m_cmdType);
         return {};
     }
-    if (datagram.size() < ENTRIES_AT || datagram.size() < sizeof head + head.m_packLen ||
-        !HoldsItsEntries(datagram)) {
+    if (datagram.size() < ENTRIES_AT || datagram.size() < sizeof head + head.m_packLen || !HoldsItsEntries(datagram)) {
         V2XLOG(g_log, V2XLOG_WARN, "log tool request of %zu bytes is too short", datagram.size());
         return {};
     }

@@ -1,7 +1,8 @@
 // SPAT down, writing: from the message set's SPAT to the IPC SPAT record of its first intersection.
 //
 // Mandatory times are carried raw (0.1 s), optional ones in whole seconds, the confidence in whole percent of 0.5 %
-// steps; an absent one is all ones, and so is one above what 32 bits hold (one below is 0). Any thread; nothing is allocated.
+// steps; an absent one is all ones, and so is one above what 32 bits hold (one below is 0). Any thread; nothing is
+// allocated.
 #pragma once
 
 #include <cstdint>

@@ -84,9 +84,9 @@ int32_t prasePosOffsetLLV(const PositionOffsetLLV_t* p_posOftllv, const c_pos3D_
 
 // Decoding into whole units. Tags outside 1 to 7 leave lat and Long alone. The result has an elevation when the message
 // has an offsetV and the reference an elevation; with a tag of offsetV outside 1 to 7 it is 0. Sums that a long cannot
-// hold stop at its end. Where reference and result are one object its elevation is changed in place, or freed; else what
-// outPos3D->elevation points to on entry is not looked at: release it before where it is the result's own. Returns 0; -1
-// for a null argument ("input param error").
+// hold stop at its end. Where reference and result are one object its elevation is changed in place, or freed; else
+// what outPos3D->elevation points to on entry is not looked at: release it before where it is the result's own. Returns
+// 0; -1 for a null argument ("input param error").
 int32_t prasePosOffsetLLVOriginal(const PositionOffsetLLV_t* p_posOftllv, const Position3D_t* initPos3D,
                                   Position3D_t* outPos3D);
 

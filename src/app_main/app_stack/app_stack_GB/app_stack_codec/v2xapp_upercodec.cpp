@@ -31,8 +31,8 @@ const char* Name(const asn_TYPE_descriptor_t* type) {
 // Whether this failure is one to log.
 bool CountFailure() {
     int32_t count = printCount.load(std::memory_order_relaxed);
-    while (!printCount.compare_exchange_weak(count, count > QUIET_FAILURES ? 0 : count + 1,
-                                             std::memory_order_relaxed)) {
+    while (
+        !printCount.compare_exchange_weak(count, count > QUIET_FAILURES ? 0 : count + 1, std::memory_order_relaxed)) {
     }
     return count > QUIET_FAILURES;
 }
@@ -93,8 +93,8 @@ int32_t v2xcodec_xerEnc(ASNSTRUCT_HANDLE hdl, uint8_t* enc_buf, uint32_t* enc_bu
     const asn_enc_rval_t result =
         asn_encode_to_buffer(nullptr, ATS_BASIC_XER, &asn_DEF_MessageFrame, hdl, enc_buf, *enc_bufLen);
     if (result.encoded < 0) {
-        V2XLOG(g_tag, V2XLOG_ERROR, "Coubld not encode MessageFrame at %s; ec.encoded = %ld",
-               Name(result.failed_type), static_cast<long>(result.encoded));
+        V2XLOG(g_tag, V2XLOG_ERROR, "Coubld not encode MessageFrame at %s; ec.encoded = %ld", Name(result.failed_type),
+               static_cast<long>(result.encoded));
         return -2;
     }
     *enc_bufLen = static_cast<uint32_t>(result.encoded);
