@@ -1,0 +1,100 @@
+// The daemon as it stands: time from its start to the first record, and what it takes when nothing comes in.
+// usage: bench_daemon [SECONDS]    how long to watch it idle, default 30
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <sstream>
+#include <thread>
+#include <unistd.h>
+
+#include "unit.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int STARTS = 15;
+constexpr double FIRST_RECORD_LIMIT_MS = 300;
+constexpr double IDLE_LIMIT_PERCENT = 0.5;
+constexpr double RSS_LIMIT_MIB = 40;
+
+const Bytes REPORT = hex("FEFE10 000A 00 01 00 03 01 0F 00000000");
+
+// Milliseconds from the start of the process to the first record, the learner reporting all the while; below 0: none
+// came.
+double firstRecord() {
+    Unit unit;
+    const auto start = Clock::now();
+    unit.start();
+    std::optional<Bytes> record;
+    while (!record.has_value() && Clock::now() - start < std::chrono::seconds(10)) {
+        unit.learner.sendTo(unit.reportPort, REPORT);
+        record = unit.stack.receive(1);
+    }
+    const double taken = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+    return record.has_value() ? taken : -1;
+}
+
+struct Usage {
+    uint64_t ticks = 0;    // of processor time
+    uint64_t switches = 0; // voluntary, of all threads: how often one was woken
+    uint64_t rssKiB = 0;
+};
+
+Usage usageOf(pid_t pid) {
+    const std::string process = "/proc/" + std::to_string(pid);
+    Usage usage;
+    std::istringstream stat(readFile(process + "/stat"));
+    std::string field;
+    for (int i = 1; i <= 15 && stat >> field; i++) {
+        usage.ticks += i >= 14 ? strtoull(field.c_str(), nullptr, 10) : 0; // utime and stime
+    }
+    const auto number = [](const std::string& text, const std::string& name) {
+        const size_t at = text.find(name + ":");
+        return at == std::string::npos ? 0 : strtoull(text.c_str() + at + name.size() + 1, nullptr, 10);
+    };
+    usage.rssKiB = number(readFile(process + "/status"), "VmRSS");
+    for (const auto& thread : std::filesystem::directory_iterator(process + "/task")) {
+        usage.switches += number(readFile(thread.path().string() + "/status"), "\nvoluntary_ctxt_switches");
+    }
+    return usage;
+}
+
+bool row(const char* what, double value, const char* unit, double limit) {
+    printf("%-44s %10.2f %-4s limit %g\n", what, value, unit, limit);
+    return value <= limit;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const int seconds = std::max(1, argc > 1 ? atoi(argv[1]) : 30);
+    std::vector<double> starts;
+    for (int i = 0; i < STARTS; i++) {
+        starts.push_back(firstRecord());
+    }
+    std::ranges::sort(starts);
+    bool within = starts.front() > 0;
+    within &= row("start to first record, median", starts[STARTS / 2], "ms", FIRST_RECORD_LIMIT_MS);
+    within &= row("start to first record, longest", starts.back(), "ms", FIRST_RECORD_LIMIT_MS);
+
+    Unit unit;
+    unit.start();
+    if (unit.notify.receive() != "READY=1") {
+        fprintf(stderr, "bench_daemon: the daemon does not start: %s\n", unit.err().c_str());
+        return 1;
+    }
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    const Usage before = usageOf(unit.daemon->pid());
+    std::this_thread::sleep_for(std::chrono::seconds(seconds));
+    const Usage after = usageOf(unit.daemon->pid());
+    const double cpu =
+        100.0 * static_cast<double>(after.ticks - before.ticks) / static_cast<double>(sysconf(_SC_CLK_TCK)) / seconds;
+    within &= row("idle, share of one processor", cpu, "%", IDLE_LIMIT_PERCENT);
+    within &= row("idle, resident memory", static_cast<double>(after.rssKiB) / 1024, "MiB", RSS_LIMIT_MIB);
+    printf("%-44s %10.2f /s\n", "idle, times that a thread is woken",
+           static_cast<double>(after.switches - before.switches) / seconds);
+    return within ? 0 : 1;
+}
