@@ -1,5 +1,6 @@
 # What every target of the project is compiled with. Usage: v2x_options(target)
 set(V2X_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them; empty for none")
+option(V2X_COVERAGE "Count which lines and branches the tests reach (gcc only)" OFF)
 option(V2X_FUZZ "Build the fuzz targets for libFuzzer (clang only)" OFF)
 
 find_program(V2X_CCACHE ccache)
@@ -22,7 +23,10 @@ add_library(v2x_flags INTERFACE)
 target_compile_options(v2x_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wformat=2 -Werror
   -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
-if(V2X_SANITIZE)
+if(V2X_COVERAGE)
+  target_compile_options(v2x_flags INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(v2x_flags INTERFACE --coverage)
+elseif(V2X_SANITIZE)
   target_compile_options(v2x_flags INTERFACE
     -fsanitize=${V2X_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(v2x_flags INTERFACE -fsanitize=${V2X_SANITIZE})

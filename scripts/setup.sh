@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the project needs; does nothing where they are there.
-# usage: setup.sh [build|all]    build = to build and run the programs; all (default) = tests, benchmarks and fuzzing too
+# usage: setup.sh [build|all|coverage]    build = to build and run the programs; all (default) = tests, benchmarks and
+#                                         fuzzing too; coverage = all, and what scripts/coverage.sh needs
 set -euo pipefail
 
 build_packages=(
@@ -17,8 +18,9 @@ develop_packages=(
 case "${1:-all}" in
   build) wanted=("${build_packages[@]}") ;;
   all) wanted=("${build_packages[@]}" "${develop_packages[@]}") ;;
+  coverage) wanted=("${build_packages[@]}" "${develop_packages[@]}" gcovr) ;;
   *)
-    echo "usage: $0 [build|all]" >&2
+    echo "usage: $0 [build|all|coverage]" >&2
     exit 2
     ;;
 esac
