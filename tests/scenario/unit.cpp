@@ -1,6 +1,7 @@
 #include "unit.h"
 
 #include <arpa/inet.h>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -75,9 +76,11 @@ void Peer::sendTo(uint16_t port, const Bytes& bytes) const {
 
 std::optional<Bytes> Peer::receive(int milliseconds) const {
     constexpr size_t REQUEST_SIZE = 28; // for the stack application's SPAT, every 600 ms
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
     std::optional<Bytes> bytes;
     do {
-        bytes = receiveFrom(m_fd, milliseconds);
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now()).count();
+        bytes = receiveFrom(m_fd, left > 0 ? static_cast<int>(left) : 0);
     } while (bytes.has_value() && bytes->size() == REQUEST_SIZE);
     return bytes;
 }
