@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstring>
 #include <list>
+#include <mutex>
 
 #include "fakes.h"
 #include "v2x/v2xlog.h"
@@ -24,6 +25,8 @@ std::vector<LogLine> logged(const std::string& text) {
 } // namespace fakes
 
 namespace {
+// Tested code logs from several threads; a test reads the lines when they have ended.
+std::mutex lock;
 std::list<v2xlog_tagSlot> slots;
 std::vector<V2X_LOGHANDLE> added; // in the order of registration
 } // namespace
@@ -61,6 +64,7 @@ int32_t v2xlog_GetTagHandle(const char* name, V2X_LOGHANDLE* handle) {
     if (fakes::unknownTags.contains(std::string(name, strnlen(name, V2XLOG_NAME_SIZE)))) {
         return -3;
     }
+    const std::lock_guard guard(lock);
     for (v2xlog_tagSlot& slot : slots) {
         if (strncmp(slot.name, name, sizeof slot.name) == 0) {
             *handle = &slot;
@@ -87,10 +91,12 @@ void v2xlog_Format(V2X_LOGHANDLE handle, int32_t level, uint32_t times, const ch
     va_start(arguments, format);
     vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
+    const std::lock_guard guard(lock);
     fakes::logLines.insert(fakes::logLines.end(), times, {handle->name, level, text});
 }
 
 void v2xlog_HexDump(V2X_LOGHANDLE handle, int32_t level, const uint8_t* data, int32_t len) {
+    const std::lock_guard guard(lock);
     fakes::logLines.push_back({handle->name, level, "hexdump of " + std::to_string(len)});
     for (int32_t i = 0; i < len; i++) {
         [[maybe_unused]] const volatile uint8_t byte = data[i]; // as the real one reads it
