@@ -14,8 +14,10 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <linux/fs.h>
 #include <sstream>
 #include <string>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -471,6 +473,44 @@ TEST_F(V2xLog, OutageTellsOnceGoesToStderrAndComesBack) {
             EXPECT_EQ(Count(text, "I MAIN still\n"), 1U);
         }
     });
+}
+
+// Root is stopped by no mode, but by this flag.
+bool SetImmutable(const fs::path& at, bool on) {
+    const int fd = ::open(at.c_str(), O_RDONLY | O_CLOEXEC);
+    int flags = 0;
+    const bool known = fd >= 0 && ::ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0;
+    flags = on ? flags | FS_IMMUTABLE_FL : flags & ~FS_IMMUTABLE_FL;
+    const bool done = known && ::ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0;
+    ::close(fd);
+    return done;
+}
+
+// A file that could not be renamed would be wiped when it is full.
+TEST_F(V2xLog, ImmutableFolderIsAnOutageAndKeepsTheFile) {
+    const fs::path at = path.parent_path();
+    fs::create_directories(at);
+    if (!SetImmutable(at, true)) {
+        GTEST_SKIP() << "no right to make a folder immutable";
+    }
+    SetImmutable(at, false);
+    InChild([&] {
+        Start(0);
+        v2xlog_Print(tag, V2XLOG_INFO, "before");
+        const std::string before = ReadAll(path);
+        ASSERT_TRUE(SetImmutable(at, true));
+        EXPECT_TRUE(Eventually([&] {
+            v2xlog_Print(tag, V2XLOG_INFO, "meanwhile");
+            return !ReadAll(errors).empty();
+        }));
+        EXPECT_THAT(ReadAll(errors), testing::StartsWith("v2xlog: cannot write " + path.string() +
+                                                         ": the folder cannot be written, the file could not be "
+                                                         "rotated; logging to standard error"));
+        ASSERT_TRUE(SetImmutable(at, false));
+        EXPECT_TRUE(LineArrives("after"));
+        EXPECT_THAT(ReadAll(path), testing::StartsWith(before));
+    });
+    SetImmutable(at, false);
 }
 
 TEST_F(V2xLog, StartWithoutAFileTellsWhy) {

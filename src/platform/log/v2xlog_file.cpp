@@ -56,8 +56,9 @@ std::string AbsolutePath(const char* path) {
     return error ? std::string(path) : absolute.string();
 }
 
+// EPERM: the folder bears the immutable flag, which root meets, too.
 bool CanRename(const std::filesystem::path& folder) {
-    return ::access(folder.c_str(), W_OK | X_OK) == 0 || (errno != EACCES && errno != EROFS);
+    return ::access(folder.c_str(), W_OK | X_OK) == 0 || (errno != EACCES && errno != EROFS && errno != EPERM);
 }
 
 } // namespace

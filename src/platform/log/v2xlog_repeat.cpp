@@ -75,13 +75,14 @@ size_t v2xlog_repeat::Find(const v2xlog_line& line, size_t hash, Clock::time_poi
     return kNone;
 }
 
-// The entry to give up for a new key: one that is free or over, else the one least used, so that many lines that come
-// once do not push out the few that come in floods; the oldest of equals.
+// The entry to give up for a new key: the first that is free or over, so that few keys touch little memory, else the
+// one least used, so that many lines that come once do not push out the few that come in floods; the oldest of equals.
 size_t v2xlog_repeat::Victim(Clock::time_point now) const {
     const auto rank = [this, now](size_t index) {
         const Entry& entry = m_entries[index];
         const bool idle = m_hashes[index] == 0 || Over(index, now);
-        return std::pair(idle ? 0 : entry.passed + entry.counted, entry.start);
+        return idle ? std::pair(uint64_t{0}, Clock::time_point::min())
+                    : std::pair(entry.passed + entry.counted, entry.start);
     };
     size_t victim = 0;
     for (size_t i = 1; i < kEntries; ++i) {
