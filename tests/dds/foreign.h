@@ -29,7 +29,7 @@ namespace rtps = eprosima::fastrtps::rtps;
 class RawWriter {
 public:
     RawWriter(int32_t domain, const std::string& topic)
-        : m_history({rtps::PREALLOCATED_WITH_REALLOC_MEMORY_MODE, 1024, 1, 1000}),
+        : m_number("127.0.0.1", domain), m_history({rtps::PREALLOCATED_WITH_REALLOC_MEMORY_MODE, 1024, 1, 1000}),
           m_participant(rtps::RTPSDomain::createParticipant(static_cast<uint32_t>(domain),
                                                             v2xdds_ParticipantAttributes("127.0.0.1", m_number))) {
         rtps::WriterAttributes attributes;

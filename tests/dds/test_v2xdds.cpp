@@ -1,5 +1,8 @@
 // The DDS library within one process: calls, pieces, order, life.
 #include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -11,6 +14,7 @@
 
 #include "dds/dds_test.h"
 #include "v2xdds_cdr.h"
+#include "v2xdds_reader.h"
 
 namespace {
 
@@ -54,6 +58,30 @@ TEST(Cdr, DecodesWhatIsWithinTheSampleOnly) {
         if (octets) {
             EXPECT_EQ(Bytes(octets->begin(), octets->end()), *row.octets) << row.what;
         }
+    }
+}
+
+// 1024 samples and four payloads of the greatest length wait at most.
+TEST(Queue, KeepsRoomForWhatIsMissing) {
+    const struct {
+        uint32_t size;
+        size_t missing; // samples in front of this one that have not come
+        bool isTaken;
+        bool isNever;
+    } cases[] = {
+        {1032, 0, true, false},       {1032, 1023, true, false}, {1032, 1024, false, false},
+        {1048587, 0, true, false},    {1048588, 0, false, true}, {1048587, 1023, true, false},
+        {1048588, 1024, false, true},
+    };
+    const v2xdds_queue queue;
+    eprosima::fastrtps::rtps::GUID_t writer;
+    writer.guidPrefix.value[0] = 1;
+    writer.entityId = 0x103;
+    for (const auto& row : cases) {
+        bool isNever = false;
+        EXPECT_EQ(queue.can_change_be_added_nts(writer, row.size, row.missing, isNever), row.isTaken)
+            << row.size << " " << row.missing;
+        EXPECT_EQ(isNever, row.isNever) << row.size << " " << row.missing;
     }
 }
 
@@ -364,6 +392,45 @@ TEST(Life, GivesBackItsFilesAndPorts) {
             before = openFiles();
         }
         EXPECT_EQ(openFiles(), before) << round;
+    }
+}
+
+// A socket at this port of loop-back; -1 when it is taken.
+int socketAt(int32_t port) {
+    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    if (bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+        return fd;
+    }
+    close(fd);
+    return -1;
+}
+
+TEST(Life, ListensAtAFreePairOfPortsOrDoesNotStart) {
+    constexpr int32_t PAIRS = 32;
+    constexpr int32_t FREE = 5;
+    const int32_t first = 7400 + 250 * testDomain() + 10;
+    std::vector<int> taken;
+    for (int32_t pair = 0; pair < PAIRS; pair++) { // one port of a pair is enough
+        taken.push_back(socketAt(first + 2 * pair + pair % 2));
+        ASSERT_GE(taken.back(), 0) << pair;
+    }
+    Participant none;
+    none.writes("t");
+    EXPECT_FALSE(dds_start(none.handle()));
+    close(taken[FREE]);
+    Participant one;
+    one.writes("t");
+    one.start();
+    EXPECT_EQ(socketAt(first + 2 * FREE), -1);
+    EXPECT_EQ(socketAt(first + 2 * FREE + 1), -1);
+    for (int32_t pair = 0; pair < PAIRS; pair++) {
+        if (pair != FREE) {
+            close(taken[static_cast<size_t>(pair)]);
+        }
     }
 }
 

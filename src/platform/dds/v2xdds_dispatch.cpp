@@ -5,16 +5,21 @@
 #include <exception>
 #include <functional>
 
+#include "v2x/v2xcount.h"
 #include "v2xdds_log.h"
 #include "v2xdds_reader.h"
 
 namespace {
+
+v2x_counter g_noMemory{"dds", "no_memory"};
+
 thread_local const v2xdds_dispatch* t_running = nullptr; // whose thread this is
 
 bool HandOn(v2xdds_reader& reader) {
     try {
         return reader.HandOnOne();
     } catch (const std::exception& fault) { // no memory for a sample: it is lost, the thread goes on
+        g_noMemory.Add();
         V2XLOG(g_v2xddsLog, V2XLOG_ERROR, "a sample is lost: %s", fault.what());
         return false;
     }

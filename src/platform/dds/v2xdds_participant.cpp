@@ -100,7 +100,7 @@ void v2xdds_participant::Open() {
     }
     const v2xdds_signalsBlocked blocked;
     v2xdds_PrepareLibrary();
-    m_number.emplace();
+    m_number.emplace(m_address, m_domain);
     m_participant.reset(rtps::RTPSDomain::createParticipant(static_cast<uint32_t>(m_domain),
                                                             v2xdds_ParticipantAttributes(m_address, *m_number)));
     if (m_participant == nullptr) {

@@ -8,17 +8,22 @@
 #include <mutex>
 #include <utility>
 
+#include "v2x/v2xcount.h"
 #include "v2xdds_cdr.h"
 #include "v2xdds_dispatch.h"
 #include "v2xdds_qos.h"
 
 namespace {
 
+v2x_counter g_samples{"dds", "samples"};
+v2x_counter g_refused{"dds", "refused"};
+v2x_counter g_lost{"dds", "lost"}; // a writer has given them up before they arrived
+
 namespace rtps = eprosima::fastrtps::rtps;
 
 // Samples that wait for the callback: one payload of the greatest length in pieces. What a late or slow reader loses is
 // settled by the writer's history, not here.
-constexpr int32_t QUEUED = V2XDDS_PAYLOAD_MAX / V2XDDS_PIECE_MAX;
+constexpr size_t QUEUED = V2XDDS_PAYLOAD_MAX / V2XDDS_PIECE_MAX;
 constexpr uint32_t QUEUED_BYTES = 4 * V2XDDS_PAYLOAD_MAX;
 // A sample's encoding ends on a multiple of four.
 constexpr uint32_t SAMPLE_USUAL = V2XDDS_CDR_HEAD + V2XDDS_PIECE_MAX;
@@ -26,7 +31,8 @@ constexpr uint32_t SAMPLE_MAX = V2XDDS_CDR_HEAD + V2XDDS_PAYLOAD_MAX + 3;
 
 } // namespace
 
-v2xdds_queue::v2xdds_queue() : ReaderHistory({rtps::DYNAMIC_RESERVE_MEMORY_MODE, SAMPLE_USUAL, 0, QUEUED}) {}
+v2xdds_queue::v2xdds_queue()
+    : ReaderHistory({rtps::DYNAMIC_RESERVE_MEMORY_MODE, SAMPLE_USUAL, 0, static_cast<int32_t>(QUEUED)}) {}
 
 bool v2xdds_queue::can_change_be_added_nts(const rtps::GUID_t& writer_guid, uint32_t total_payload_size,
                                            size_t unknown_missing_changes_up_to, bool& will_never_be_accepted) const {
@@ -35,7 +41,11 @@ bool v2xdds_queue::can_change_be_added_nts(const rtps::GUID_t& writer_guid, uint
     for (const rtps::CacheChange_t* change : m_changes) {
         bytes += change->serializedPayload.length;
     }
-    if (will_never_be_accepted || bytes > QUEUED_BYTES) {
+    // What is ahead of a lost sample leaves room for it: no sample behind the gap is handed on, so the queue would stay
+    // full for good.
+    const bool isNext = unknown_missing_changes_up_to == 0;
+    if (will_never_be_accepted || m_changes.size() + unknown_missing_changes_up_to >= QUEUED ||
+        bytes > (isNext ? QUEUED_BYTES : QUEUED_BYTES - SAMPLE_MAX)) {
         return false;
     }
     return ReaderHistory::can_change_be_added_nts(writer_guid, total_payload_size, unknown_missing_changes_up_to,
@@ -99,9 +109,13 @@ bool v2xdds_reader::TakeSample() {
         return false;
     }
     if (const auto octets = v2xdds_Decode(m_sample)) {
+        g_samples.Add();
         m_next = V2XDDS_CDR_HEAD;
         m_end = m_next + octets->size();
-    } else if (m_refused.Add()) {
+        return true;
+    }
+    g_refused.Add();
+    if (m_refused.Add()) {
         V2XLOG(g_v2xddsLog, V2XLOG_WARN,
                "topic %s: refused a sample of %zu bytes that is not of type %s (%" PRIu64 " so far)", m_topic.c_str(),
                m_sample.size(), V2XDDS_TYPE_NAME, m_refused.Count());
@@ -117,6 +131,10 @@ void v2xdds_reader::onReaderMatched(rtps::RTPSReader* /*reader*/,
 
 void v2xdds_reader::onNewCacheChangeAdded(rtps::RTPSReader* /*reader*/, const rtps::CacheChange_t* /*change*/) {
     m_dispatch.Wake();
+}
+
+void v2xdds_reader::on_sample_lost(rtps::RTPSReader* /*reader*/, int32_t count) {
+    g_lost.Add(static_cast<uint64_t>(std::max(count, 0)));
 }
 
 void v2xdds_reader::on_requested_incompatible_qos(rtps::RTPSReader* /*reader*/,

@@ -46,6 +46,7 @@ private:
                          const eprosima::fastdds::dds::SubscriptionMatchedStatus& status) override;
     void onNewCacheChangeAdded(eprosima::fastrtps::rtps::RTPSReader* reader,
                                const eprosima::fastrtps::rtps::CacheChange_t* change) override;
+    void on_sample_lost(eprosima::fastrtps::rtps::RTPSReader* reader, int32_t count) override;
     void on_requested_incompatible_qos(eprosima::fastrtps::rtps::RTPSReader* reader,
                                        eprosima::fastdds::dds::PolicyMask qos) override;
 

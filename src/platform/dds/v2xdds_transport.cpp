@@ -5,10 +5,12 @@
 #include <net/if.h>
 #include <netinet/in.h>
 #include <sys/random.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
-#include <bit>
+#include <cerrno>
 #include <cstring>
 #include <fastdds/rtps/transport/UDPv4TransportDescriptor.h>
 #include <fastrtps/utils/IPLocator.h>
@@ -26,8 +28,8 @@ using eprosima::fastrtps::rtps::RTPSParticipantAttributes;
 
 // Participants of one domain that find each other: so many ports are probed.
 constexpr int32_t PEERS = 32;
-// A pair of ports in use makes way for the next one up so often; from the 32nd pair on that ends at 65535 in domain
-// 232.
+// A port that another participant took since it was found free makes way for the next one up so often; from the 32nd
+// pair on that ends at 65535 in domain 232.
 constexpr uint32_t PORT_TRIES = 31;
 // The kernel gives what it allows (net.core.rmem_max).
 constexpr uint32_t SOCKET_BUFFER = 1048576;
@@ -65,6 +67,31 @@ std::shared_ptr<UDPv4TransportDescriptor> UdpOn(const std::string& address) {
     return udp;
 }
 
+bool IsFree(const std::string& address, int32_t port) {
+    sockaddr_in local{};
+    local.sin_family = AF_INET;
+    local.sin_port = htons(static_cast<uint16_t>(port));
+    inet_pton(AF_INET, address.c_str(), &local.sin_addr);
+    const int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (fd < 0) {
+        throw std::runtime_error(std::string("no socket: ") + std::strerror(errno));
+    }
+    const bool isFree = ::bind(fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0;
+    ::close(fd);
+    return isFree;
+}
+
+// RTPS 2.3, 9.6.1: one port for discovery and the next one for samples.
+bool HasFreePorts(const std::string& address, int32_t domain, int32_t number) {
+    const int32_t discovery = 7400 + 250 * domain + 10 + 2 * number;
+    return IsFree(address, discovery) && IsFree(address, discovery + 1);
+}
+
+bool Claim(int32_t number) {
+    const uint32_t bit = 1U << number;
+    return (g_numbers.fetch_or(bit) & bit) == 0;
+}
+
 } // namespace
 
 bool v2xdds_IsLoopback(const char* address) {
@@ -88,14 +115,13 @@ bool v2xdds_IsLoopback(const char* address) {
     return false;
 }
 
-v2xdds_number::v2xdds_number() : m_value(0) {
-    uint32_t taken = g_numbers.load();
-    do {
-        m_value = std::countr_one(taken);
-        if (m_value == PEERS) {
-            throw std::runtime_error("this process has 32 participants already");
-        }
-    } while (!g_numbers.compare_exchange_weak(taken, taken | 1U << m_value));
+v2xdds_number::v2xdds_number(const std::string& address, int32_t domain) : m_value(0) {
+    while (m_value < PEERS && !(HasFreePorts(address, domain, m_value) && Claim(m_value))) {
+        m_value++;
+    }
+    if (m_value == PEERS) {
+        throw std::runtime_error("no free participant of 32: their ports on " + address + " are taken");
+    }
 }
 
 v2xdds_number::~v2xdds_number() {

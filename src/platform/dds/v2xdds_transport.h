@@ -11,12 +11,13 @@ inline constexpr int32_t V2XDDS_DOMAIN_MAX = 232;
 // Whether it is the IPv4 address of a loop-back interface of this machine.
 bool v2xdds_IsLoopback(const char* address);
 
-// The number of a participant among those of this process, 0 to 31, which says at which pair of ports it starts to look
-// for a free one. The library by itself goes on counting, and would leave the ports that peers look at. Given back at
-// the end.
+// The number of a participant, 0 to 31, which says at which pair of ports it listens: the lowest whose pair is free and
+// that no other participant of this process has. The library by itself goes on counting, and would leave the ports that
+// peers look at; where it finds no port it runs without, and nobody hears of it. Given back at the end.
 class v2xdds_number {
 public:
-    v2xdds_number(); // throws std::runtime_error when all are taken
+    // Throws std::runtime_error when all are taken, or no socket can be had to look.
+    v2xdds_number(const std::string& address, int32_t domain);
     ~v2xdds_number();
     v2xdds_number(const v2xdds_number&) = delete;
     v2xdds_number& operator=(const v2xdds_number&) = delete;
