@@ -15,7 +15,8 @@ enum e_v2xcfg_type : int32_t {
 
 // Reads and parses the file `path`. On success stores a context, to be closed with v2xcfg_ExitContext.
 // Returns 0; -2 for a null argument; -3 when the file cannot be read (missing, no regular file, over 1 MiB); -4 when it
-// is not understood. Refused with the line besides syntax errors: @include, and integers that need more than 32 bits.
+// is not understood; -5 without memory. Refused with the line besides syntax errors: @include, and integers that need
+// more than 32 bits.
 int32_t v2xcfg_InitContext(V2X_CFGHANDLE* root, const char* path);
 
 // Reads the value under `key` ("group.name"). For a string *length is the greatest number of characters taken, the

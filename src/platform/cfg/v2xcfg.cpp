@@ -8,9 +8,9 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <exception>
 #include <fcntl.h>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <sys/stat.h>
@@ -112,6 +112,25 @@ std::string ReadFile(const char* path, std::string& text) {
     return got < 0 ? std::generic_category().message(errno) : "";
 }
 
+// How many settings the tree names; throws where one is without its name or text.
+int32_t Named(const config_setting_t* setting) {
+    const bool isGroup = config_setting_is_group(setting) == CONFIG_TRUE;
+    const bool isText = config_setting_type(setting) == CONFIG_TYPE_STRING;
+    if (isText && config_setting_get_string(setting) == nullptr) {
+        throw std::bad_alloc();
+    }
+    int32_t count = 0;
+    const int length = config_setting_is_aggregate(setting) == CONFIG_TRUE ? config_setting_length(setting) : 0;
+    for (int i = 0; i < length; i++) {
+        const config_setting_t* const member = config_setting_get_elem(setting, static_cast<unsigned>(i));
+        if (member == nullptr || (isGroup && config_setting_name(member) == nullptr)) {
+            throw std::bad_alloc();
+        }
+        count += (isGroup ? 1 : 0) + Named(member);
+    }
+    return count;
+}
+
 int32_t Load(v2xcfg_context& context) {
     const char* const path = context.path.c_str();
     std::string text;
@@ -120,13 +139,18 @@ int32_t Load(v2xcfg_context& context) {
         return Fail(-3, {path, 0, nullptr}, "%s", reason.c_str());
     }
     v2xcfg_fault fault{};
-    if (!v2xcfg_Scan(text, fault)) {
+    int32_t settings = 0;
+    if (!v2xcfg_Scan(text, fault, settings)) {
         return Fail(-4, {path, fault.line, nullptr}, "%s", fault.reason);
     }
     text += '\n'; // libconfig takes a line comment for an error when the text ends with it
     if (config_read_string(&context.config, text.c_str()) != CONFIG_TRUE) {
         const auto line = static_cast<unsigned>(config_error_line(&context.config));
         return Fail(-4, {path, line, nullptr}, "%s", config_error_text(&context.config));
+    }
+    // libconfig goes on without what it has no memory for.
+    if (Named(config_root_setting(&context.config)) != settings) {
+        throw std::bad_alloc();
     }
     return 0;
 }
@@ -142,8 +166,8 @@ int32_t Open(V2X_CFGHANDLE* root, const char* path) {
             *root = context.release();
         }
         return ret;
-    } catch (const std::exception& failure) {
-        return Fail(-3, {path, 0, nullptr}, "%s", failure.what());
+    } catch (const std::bad_alloc&) {
+        return Fail(-5, {path, 0, nullptr}, "no memory");
     }
 }
 

@@ -91,6 +91,8 @@ public:
         return m_depth == 0 || Refuse(m_open[m_depth - 1].line, "'%c' has no end", m_open[m_depth - 1].bracket);
     }
 
+    int32_t Settings() const { return m_settings; }
+
 private:
     struct Bracket {
         char bracket;
@@ -116,7 +118,7 @@ private:
     v2xcfg_fault& m_fault;
     size_t m_at = 0;
     unsigned m_line = 1;
-    int m_settings = 0;
+    int32_t m_settings = 0;
     char m_before = ';'; // the token before: its character, '"' for a string, 'x' for a name or a number
     size_t m_depth = 0;
     std::array<Bracket, kMaxDepth> m_open{};
@@ -283,7 +285,7 @@ bool Scanner::Close(char bracket, char opening) {
 
 } // namespace
 
-bool v2xcfg_Scan(std::string_view text, v2xcfg_fault& fault) {
+bool v2xcfg_Scan(std::string_view text, v2xcfg_fault& fault, int32_t& settings) {
     // libconfig takes its text as a C string.
     const size_t nul = text.find('\0');
     if (nul != std::string_view::npos) {
@@ -291,5 +293,8 @@ bool v2xcfg_Scan(std::string_view text, v2xcfg_fault& fault) {
         fault = {1 + static_cast<unsigned>(std::count(text.begin(), end, '\n')), "NUL byte"};
         return false;
     }
-    return Scanner(text, fault).ScanAll();
+    Scanner scanner(text, fault);
+    const bool isTaken = scanner.ScanAll();
+    settings = scanner.Settings();
+    return isTaken;
 }

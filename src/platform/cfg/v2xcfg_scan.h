@@ -2,6 +2,7 @@
 // can end the process on others; what is let through here it takes as written.
 #pragma once
 
+#include <cstdint>
 #include <string_view>
 
 struct v2xcfg_fault {
@@ -18,5 +19,5 @@ struct v2xcfg_fault {
 //   - brackets that do not match or are nested more than 32 deep, names over 64 characters, more than 1000 settings:
 //     libconfig's time grows with the square of the settings;
 //   - bytes that belong to no token.
-// Anything else that is wrong is libconfig's to find.
-bool v2xcfg_Scan(std::string_view text, v2xcfg_fault& fault);
+// Anything else that is wrong is libconfig's to find. Else `settings` is how many the text names.
+bool v2xcfg_Scan(std::string_view text, v2xcfg_fault& fault, int32_t& settings);
