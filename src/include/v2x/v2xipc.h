@@ -19,8 +19,8 @@ using V2X_IPCSOCKHANDLE = struct v2xipc_socket*;
 
 // Reads the port table from `workDir`/conf/v2x_ipc.cfg (relative to the current directory when workDir is empty). An
 // absent file leaves the defaults; a broken file or value is logged and leaves the default of what it concerns.
-// Returns 0; -2 for a null argument; -3 when the file is there but not understood. Call it before the sockets are used;
-// not beside other calls.
+// Returns 0; -2 for a null argument; -3 when the file is there but not understood; -5 without memory. Call it before
+// the sockets are used; not beside other calls.
 int32_t v2xipc_CfgInit(const char* workDir);
 
 // Stores the address of the process's port table (the defaults before v2xipc_CfgInit). Returns 0, -2 for null.

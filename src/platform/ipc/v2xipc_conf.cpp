@@ -113,7 +113,11 @@ int32_t v2xipc_CfgInit(const char* workDir) {
         return 0;
     }
     ConfFile file{path.c_str(), nullptr};
-    if (v2xcfg_InitContext(&file.tree, file.path) != 0) {
+    const int32_t ret = v2xcfg_InitContext(&file.tree, file.path);
+    if (ret == -5) {
+        return ret;
+    }
+    if (ret != 0) {
         V2XLOG(g_log, V2XLOG_ERROR, "%s; all ports and hosts have their defaults", v2xcfg_GetErrorText());
         return -3;
     }

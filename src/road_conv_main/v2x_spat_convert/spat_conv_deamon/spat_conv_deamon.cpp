@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <ctime>
+#include <new>
 
 #include "spat_conv_config.h"
 #include "spat_conv_deamon_options.h"
@@ -59,12 +60,12 @@ void UpdateCloudAvailable(v2xcloud_comm_ddsinfo& ddsinfo) {
     ddsinfo.cloud_available = available;
 }
 
-} // namespace
-
-int32_t v2xspatconv_init(int32_t argc, char** argv) {
+int32_t Start(int32_t argc, char** argv) {
     const v2xspatconv_options_t options = v2xspatconv_ParseOptions(argc, argv);
     OpenLog(options);
-    v2xipc_CfgInit(options.g_workDir);
+    if (v2xipc_CfgInit(options.g_workDir) == -5) {
+        throw std::bad_alloc();
+    }
     v2xspatconv_signalsRegister();
     v2xspatconv_InitCfg(options.g_workDir);
     v2xpub_PubSubInit();
@@ -84,6 +85,18 @@ int32_t v2xspatconv_init(int32_t argc, char** argv) {
     v2xcloud_ddsInit(config->m_sysinfo.m_device_id);
     v2xspatconv_TaskInit();
     return 0;
+}
+
+} // namespace
+
+int32_t v2xspatconv_init(int32_t argc, char** argv) {
+    try {
+        return Start(argc, argv);
+    } catch (const std::bad_alloc&) { // with a part missing it would run on without that for good
+        fputs("v2x_spat_convert: no memory for the start\n", stderr);
+        v2xspatconv_RequestStop();
+        return -2;
+    }
 }
 
 int32_t v2xspatconv_exec(void) {
