@@ -2,12 +2,15 @@
 
 #include <cerrno>
 #include <csignal>
+#include <ctime>
 
 #include "v2x/v2xlog.h"
 
 namespace {
 
 constexpr size_t STACK_SIZE = size_t{512} * 1024;
+constexpr int CREATE_TRIES = 10;
+constexpr timespec CREATE_PAUSE{0, 20'000'000};
 
 v2xlog_tag_t g_log{"TASK"};
 
@@ -48,6 +51,10 @@ int v2xpub_CreateThread(pthread_t* thread, const v2xpub_scheduling& scheduling, 
     {
         const StopSignalsBlocked blocked;
         error = pthread_create(thread, &attributes, routine, arg);
+        for (int tries = 1; error == EAGAIN && tries < CREATE_TRIES; tries++) { // no memory, or too many threads
+            nanosleep(&CREATE_PAUSE, nullptr);
+            error = pthread_create(thread, &attributes, routine, arg);
+        }
     }
     pthread_attr_destroy(&attributes);
     return error;
