@@ -3,7 +3,7 @@
 #include <cjson/cJSON.h>
 #include <cstring>
 #include <memory>
-#include <string>
+#include <new>
 #include <utility>
 
 #include "spat_conv_timing_keys.h"
@@ -166,10 +166,14 @@ int32_t SetIntersectionsToObject(cJSON* json, const IntersectionStateList_t* int
 
 // The octets up to the first that is 0, or all of them.
 void SetName(cJSON* object, const DescriptiveName_t& name) {
-    const bool any = name.buf != nullptr && name.size > 0;
-    const std::string octets(any ? reinterpret_cast<const char*>(name.buf) : "",
-                             any ? static_cast<size_t>(name.size) : 0);
-    cJSON_AddStringToObject(object, "name", octets.c_str());
+    const size_t size = name.buf != nullptr && name.size > 0 ? static_cast<size_t>(name.size) : 0;
+    const std::unique_ptr<char[]> text(new (std::nothrow) char[size + 1]);
+    if (text == nullptr) { // left out, as what cJSON has no memory for
+        return;
+    }
+    memcpy(text.get(), size > 0 ? reinterpret_cast<const char*>(name.buf) : "", size);
+    text[size] = '\0';
+    cJSON_AddStringToObject(object, "name", text.get());
 }
 
 // The frame's SPAT; null when there is no frame, or when it carries something else.
