@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <thread>
 
+#include "counts.h"
 #include "dds/dds_test.h"
 #include "dds/foreign.h"
 #include "v2x/v2xlog.h"
@@ -410,6 +411,7 @@ TEST(Foreign, HostileSamplesAreRefused) {
     for (const std::string& piece : Inbox::of().all()) {
         EXPECT_TRUE(piece == describe(&first, 1) || piece == describe(&last, 1)) << piece;
     }
+    EXPECT_EQ(countsOf("dds")["refused"], 60U);
     const std::string log = readFile(folder.path() + "/log");
     EXPECT_THAT(log, HasSubstr("topic t: refused a sample"));
     EXPECT_LT(std::count(log.begin(), log.end(), '\n'), 20);

@@ -20,6 +20,7 @@ size_t taskRoom = SIZE_MAX;
 std::vector<Datagram> sent;
 std::vector<v2xpub_SocketInitPara_t> sockets;
 std::map<std::string, int32_t> socketResults;
+std::map<std::string, v2xpub_UdpSocketStats_t> socketStats;
 
 void receive(const std::string& socketName, const std::vector<uint8_t>& bytes) {
     std::vector<uint8_t> exact(bytes); // heap memory of just this size, so that a sanitizer sees a read behind it
@@ -82,4 +83,10 @@ int32_t v2xpub_UdpSocketReqSend(V2X_UDPSOCKHANDLE handle, const v2xpub_UdpSocket
     fakes::sent.push_back(
         {handle->para.m_sockName, handle->ip, handle->port, {data->mp_data, data->mp_data + data->m_curMsgLen}});
     return 0;
+}
+
+void v2xpub_UdpSocketVisitStats(v2xpub_statsFun visit, void* arg) {
+    for (const auto& [name, stats] : fakes::socketStats) {
+        visit(arg, name.c_str(), &stats);
+    }
 }

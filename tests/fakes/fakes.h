@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "bytes.h"
+#include "counts.h"
 #include "v2x/v2xdds.h"
 #include "v2x/v2xipc.h"
 #include "v2x/v2xpub.h"
@@ -57,7 +58,9 @@ struct Datagram {
 };
 extern std::vector<Datagram> sent;
 extern std::vector<v2xpub_SocketInitPara_t> sockets; // opened, in order
-extern std::map<std::string, int32_t> socketResults; // by socket name; 0 where absent
+extern std::map<std::string, int32_t> socketResults;
+extern std::map<std::string, v2xpub_UdpSocketStats_t>
+    socketStats; // what is told of open sockets, by name // by socket name; 0 where absent
 
 // Hands bytes to the receive callback of the socket of this name, from a buffer that ends where they end.
 void receive(const std::string& socketName, const std::vector<uint8_t>& bytes);

@@ -9,17 +9,21 @@
 
 #include "fakes.h"
 #include "spat_conv_deamon.h"
+#include "spat_conv_deamon_counters.h"
 #include "spat_conv_deamon_options.h"
 #include "spat_conv_deamon_service.h"
 #include "spat_conv_deamon_signals.h"
 #include "spat_conv_interface.h"
 #include "spat_conv_v2xcloud_dds.h"
 #include "sysinfo_file.h"
+#include "v2x/v2xlog.h"
 
 namespace {
 
+using testing::AnyOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 v2xspatconv_options_t parse(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "v2x_spat_convert");
@@ -176,6 +180,35 @@ TEST(Loop, HandsTheCloudsLastWordToTheChannelAndClosesItAtTheEnd) {
     v2xspatconv_RequestStop();
     loop.join();
     EXPECT_EQ(fakes::journal.back(), "dds.destroy_dds null");
+}
+
+std::vector<std::string> counterLines(bool all) {
+    fakes::logLines.clear();
+    v2xspatconv_LogCounters(all);
+    std::vector<std::string> lines;
+    for (const fakes::LogLine& line : fakes::logLines) {
+        EXPECT_EQ(line.tag + std::to_string(line.level), "SPAT4");
+        lines.push_back(line.text);
+    }
+    return lines;
+}
+
+TEST(Counters, AreLoggedWhereOneChangedAndAtTheEndAll) {
+    static v2x_counter taken("path", "taken");
+    static v2x_counter refused("path", "refused");
+    static v2x_counter other("other", "taken");
+    fakes::logLevel = V2XLOG_INFO;
+    EXPECT_THAT(counterLines(false), ElementsAre());
+    taken.Add();
+    refused.Add(2);
+    EXPECT_THAT(counterLines(false),
+                ElementsAre(AnyOf("counters path: taken 1, refused 2", "counters path: refused 2, taken 1")));
+    EXPECT_THAT(counterLines(false), ElementsAre());
+    other.Add(7);
+    fakes::socketStats["SOCK"] = {.received = 5, .tooLong = 0, .kernelDrops = 4, .sent = 0, .sendErrors = 3};
+    const char socket[] = "counters SOCK: received 5, kernel_drops 4, send_errors 3";
+    EXPECT_THAT(counterLines(false), ElementsAre(socket, "counters other: taken 7"));
+    EXPECT_THAT(counterLines(true), ElementsAre(socket, "counters other: taken 7", StartsWith("counters path: ")));
 }
 
 // The channel's part of the journal, between status and tasks.

@@ -144,6 +144,7 @@ TEST_F(Learner, WhatIsNoPhaseReportChangesNothing) {
     }
     EXPECT_THAT(fakes::sent, IsEmpty());
     EXPECT_THAT(displayed(), testing::Contains("Recv count:0"));
+    EXPECT_EQ(countsOf("learner"), (PathCounts{{"invalid", 5}, {"wrong_length", 4}}));
 }
 
 struct Identity {
@@ -166,6 +167,7 @@ TEST_P(LearnerIdentity, OutOfRangeSendsNothingAndCounts) {
     // The region is looked at first.
     const std::string code = GetParam().region == 1 ? "-3" : "-4";
     EXPECT_EQ(fakes::logged("v2xspatconv_LearnMachineToIpcSpat end ret=" + code).size(), 1U);
+    EXPECT_EQ(countsOf("learner"), (PathCounts{{"not_converted", 1}}));
     EXPECT_EQ(runStatus(), 1);
 }
 

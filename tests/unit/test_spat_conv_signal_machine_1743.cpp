@@ -191,6 +191,9 @@ TEST_F(Controller, RefusedPayloadsSendNothingAndCountAsTheySay) {
         EXPECT_EQ(messages(), row.messages);
         EXPECT_EQ(runStatus(), row.alive ? 1 : 2);
     }
+    PathCounts counts = countsOf("1743");
+    counts.erase("bytes_framed");
+    EXPECT_EQ(counts, (PathCounts{{"other_type", 3}, {"not_converted", 8}}));
 }
 
 // ---- byte stream
@@ -233,6 +236,15 @@ TEST_F(Controller, FrameLengths) {
         raw = frame(escapes);
     }
     EXPECT_THAT(recordsOf(raw), ElementsAre("0;"));
+
+    PathCounts counts = countsOf("1743");
+    counts.erase("bytes_framed");
+    EXPECT_EQ(counts, (PathCounts{{"accepted", 3},
+                                  {"bytes_skipped", 100},
+                                  {"not_unescaped", 1},
+                                  {"other_type", 1},
+                                  {"too_long", 1},
+                                  {"too_short", 2}}));
 }
 
 TEST_F(Controller, EscapesInBodyAndChecksum) {
@@ -263,6 +275,7 @@ TEST_F(Controller, AWrongChecksumIsShownAndRefused) {
     char expected[64];
     snprintf(expected, sizeof expected, "2 crc error,calc:%04X,recv:%04X", right, static_cast<uint16_t>(right + 1));
     EXPECT_THAT(messages(), ElementsAre(expected));
+    EXPECT_EQ(countsOf("1743")["wrong_crc"], 1U);
 }
 
 TEST_F(Controller, FramesAndDatagramsAreIndependent) {
@@ -285,6 +298,11 @@ TEST_F(Controller, FramesAndDatagramsAreIndependent) {
     EXPECT_THAT(recordsOf(Bytes(one.begin() + 20, one.end()) + two + three), ElementsAre());
     EXPECT_THAT(messages(), ElementsAre("3 GetOneCompleteDataPacket error", "3 GetOneCompleteDataPacket error"));
     EXPECT_THAT(recordsOf(one), ElementsAre("1; 1:3:10")) << "the run ended between two frames";
+
+    PathCounts counts = countsOf("1743");
+    EXPECT_EQ(counts["bytes_cut"], 20 + 1U) << "the first half, and the closing delimiter of the last";
+    EXPECT_EQ(counts["bytes_framed"] + counts["bytes_skipped"] + counts["bytes_cut"],
+              5 * one.size() + 3 * two.size() + three.size() + 53);
 }
 
 TEST_F(Controller, AFullRingDropsByteByByte) {
@@ -295,6 +313,7 @@ TEST_F(Controller, AFullRingDropsByteByByte) {
     EXPECT_EQ(messages(), std::vector<std::string>(3, "2 enqueue signal machine data error"));
     EXPECT_THAT(recordsOf({}), IsEmpty()) << "the frame lost its end";
     EXPECT_THAT(recordsOf(one), ElementsAre("1; 1:5:250"));
+    EXPECT_EQ(countsOf("1743")["bytes_dropped"], 3U);
 }
 
 // ---- link

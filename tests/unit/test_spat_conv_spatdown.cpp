@@ -223,6 +223,9 @@ TEST_P(SpatDownBoth, WhatCannotBeReadIsDropped) {
         const std::vector<Bytes> expected(row.record.empty() ? 0 : 1, hex(row.record));
         EXPECT_EQ(records(), expected) << row.text;
     }
+    PathCounts counts = countsOf("down");
+    EXPECT_EQ(counts["accepted"], 3U);
+    EXPECT_EQ(counts["no_spat"] + counts["not_converted"], std::size(cases) - 3);
 }
 
 TEST_P(SpatDownBoth, ManyEntries) {

@@ -176,6 +176,7 @@ TEST_F(SpatUp, FailuresReleaseTheFrame) {
     EXPECT_EQ(v2xspatconv_SpatDataUp(&frame), -4);
     EXPECT_EQ(frame, nullptr);
     EXPECT_THAT(takeLog(), ElementsAre("SPUP 2 v2xspatconv_SpatStructToJson error!"));
+    EXPECT_EQ(countsOf("up"), (PathCounts{{"no_document", 2}}));
 
     channelGiven = nullptr;
     decode(FULL);

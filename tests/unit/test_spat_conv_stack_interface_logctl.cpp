@@ -107,6 +107,7 @@ TEST_F(LogControl, WhatFailsIsNotAnswered) {
         EXPECT_THAT(ask(row.request), IsEmpty()) << row.what;
         EXPECT_EQ(said(), row.said) << row.what;
     }
+    EXPECT_EQ(countsOf("log_tool"), (PathCounts{{"not_served", 5}, {"too_short", 7}, {"wrong_command", 2}}));
 }
 
 class LogControlTrace : public testing::Test {

@@ -111,6 +111,7 @@ TEST_F(StackReply, OfMoreThanSixtyFourThatWaitTheOldestGo) {
                 ElementsAre("3 64 replies wait, the oldest is dropped", "3 64 replies wait, the oldest is dropped"));
     DealSpatDataRecvTaskFun(nullptr);
     EXPECT_EQ(up(), std::vector<std::string>(64, UP_BARE));
+    EXPECT_EQ(countsOf("reply"), (PathCounts{{"received", 66}, {"overrun", 2}, {"accepted", 64}, {"items", 64}}));
 }
 
 TEST_F(StackReply, ChecksInThisOrder) {
@@ -172,6 +173,14 @@ TEST_F(StackReply, ChecksInThisOrder) {
         EXPECT_EQ(log(), row.log);
         EXPECT_THAT(up(), SizeIs(row.documents));
     }
+    EXPECT_EQ(countsOf("reply"), (PathCounts{{"accepted", 4},
+                                             {"bad_item", 6},
+                                             {"items", 3},
+                                             {"no_block", 1},
+                                             {"other_type", 3},
+                                             {"wrong_command", 2},
+                                             {"wrong_head", 4},
+                                             {"wrong_length", 4}}));
     EXPECT_EQ(v2xspatconv_GetRsuDataResp(nullptr), -2);
     EXPECT_EQ(DealSpatDataRecv(nullptr, 100), -2);
     EXPECT_EQ(GetSpatData_fill(nullptr, nullptr), -2);

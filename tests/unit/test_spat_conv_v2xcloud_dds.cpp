@@ -147,6 +147,7 @@ TEST_F(Cloud, WithoutAReaderNothingIsSent) {
     EXPECT_EQ(fakes::logged("Don't match:broken")[0].tag, "SDDS");
     EXPECT_EQ(send(info->mp_spat_conv_send_topic, {1}), 0);
     EXPECT_EQ(fakes::ddsSent.size(), 1U);
+    EXPECT_EQ(countsOf("cloud"), (PathCounts{{"sent", 1}, {"unmatched", 2}}));
 }
 
 TEST_F(Cloud, SendingNothingIsRefused) {
@@ -195,6 +196,7 @@ TEST_F(Cloud, TheCloudsStatusIsTaken) {
         EXPECT_EQ(cloudStatus(), step.status) << step.sample;
     }
     v2xcloud_ddsRecvCommSoft(nullptr, 26);
+    EXPECT_EQ(countsOf("cloud_status"), (PathCounts{{"accepted", 3}, {"other_service", 1}, {"too_short", 3}}));
     EXPECT_EQ(cloudStatus(), 255);
     EXPECT_EQ(fakes::logged("v2xcloud_ddsRecvCommSoft start recv:26").size(), 3U);
     EXPECT_EQ(fakes::logged("v2xcloud_ddsRecvCommSoft start recv:26")[0].level, 7);

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "counts.h"
 #include "platform_util.h"
 #include "v2x/v2xipc.h"
 
@@ -156,6 +157,7 @@ TEST_F(IpcSocket, LateReplyIsNotTakenForTheNextOne) {
     EXPECT_EQ(Request(m_client, "second", 60'000, result), "in time");
     EXPECT_EQ(result, 0);
     answering.join();
+    EXPECT_EQ(countsOf("ipc"), (PathCounts{{"late_replies", 3}}));
 }
 
 // Answers with what it got.

@@ -75,7 +75,7 @@ struct v2xpub_SocketInitPara_t {
 struct v2xpub_UdpSocketStats_t {
     uint64_t received;    // datagrams handed to the callback or to v2xpub_UdpSocketRecv
     uint64_t tooLong;     // dropped: longer than 32767 bytes, or than the buffer of v2xpub_UdpSocketRecv
-    uint64_t kernelDrops; // dropped by the kernel, the socket's buffer being full; as of the last datagram received
+    uint64_t kernelDrops; // dropped by the kernel, the socket's buffer being full
     uint64_t sent;
     uint64_t sendErrors;
 };
@@ -110,6 +110,11 @@ int32_t v2xpub_UdpSocketRecv(V2X_UDPSOCKHANDLE handle, v2xpub_UdpSocketDataHead_
 
 // Copies the counters. Returns 0, -2 for a null argument. Any thread.
 int32_t v2xpub_UdpSocketGetStats(V2X_UDPSOCKHANDLE handle, v2xpub_UdpSocketStats_t* stats);
+
+// Calls `visit` with the name and the counters of every open socket, newest first; no socket opens or closes meanwhile,
+// so `visit` must not do that. Any thread.
+using v2xpub_statsFun = void (*)(void* arg, const char* sockName, const v2xpub_UdpSocketStats_t* stats);
+void v2xpub_UdpSocketVisitStats(v2xpub_statsFun visit, void* arg);
 
 // ---- checksums -----------------------------------------------------------------------------------------------------
 

@@ -3,10 +3,13 @@
 #include <memory>
 #include <mutex>
 
+#include "v2x/v2xcount.h"
 #include "v2x/v2xipc.h"
 #include "v2xipc_conf.h"
 
 namespace {
+
+v2x_counter g_late{"ipc", "late_replies"};
 
 // Late replies thrown away before one request, so that a flood of them cannot hold it.
 constexpr int32_t LATE_REPLIES_MAX = 1024;
@@ -29,6 +32,7 @@ int32_t DropLateReplies(v2xipc_socket& socket) {
         if (result != 0) {
             return result == -2 ? -2 : 0;
         }
+        g_late.Add();
     }
     return 0;
 }

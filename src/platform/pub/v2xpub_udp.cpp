@@ -2,10 +2,12 @@
 #include "v2xpub_udp.h"
 
 #include <arpa/inet.h>
+#include <linux/sock_diag.h>
 #include <sys/socket.h>
 
 #include <cerrno>
 #include <cstring>
+#include <mutex>
 
 #include "v2x/v2xlog.h"
 #include "v2xpub_thread.h"
@@ -15,6 +17,10 @@ namespace {
 constexpr int32_t SERVER_RECEIVE_BUFFER = 4 * 1024 * 1024;
 
 v2xlog_tag_t g_log{"UDPA"};
+
+// The open sockets, newest first. Plain pointers: threads may count on while the process exits.
+constinit std::mutex g_openLock;
+constinit v2xpub_udpSocket* g_open = nullptr;
 
 // Where and how a socket is opened, taken out of the caller's parameters.
 struct Endpoint {
@@ -103,6 +109,32 @@ int StartReceiving(v2xpub_udpSocket& socket, v2xpub_msgFunc callback) {
                               &socket);
 }
 
+void Enlist(v2xpub_udpSocket& socket) {
+    const std::lock_guard lock(g_openLock);
+    socket.next = g_open;
+    g_open = &socket;
+}
+
+void Strike(const v2xpub_udpSocket& socket) {
+    const std::lock_guard lock(g_openLock);
+    v2xpub_udpSocket** place = &g_open;
+    while (*place != nullptr && *place != &socket) {
+        place = &(*place)->next;
+    }
+    if (*place != nullptr) {
+        *place = socket.next;
+    }
+}
+
+// What was dropped after the last datagram that was taken has come with none.
+void FetchKernelDrops(v2xpub_udpSocket& socket) {
+    uint32_t values[SK_MEMINFO_VARS]{};
+    socklen_t size = sizeof values;
+    if (getsockopt(socket.fd, SOL_SOCKET, SO_MEMINFO, values, &size) == 0 && size > SK_MEMINFO_DROPS * sizeof *values) {
+        v2xpub_CountKernelDrops(socket, values[SK_MEMINFO_DROPS]);
+    }
+}
+
 } // namespace
 
 int32_t v2xpub_UdpSocketInit(V2X_UDPSOCKHANDLE* handle, const v2xpub_SocketInitPara_t* para, int32_t rcvBufBytes) {
@@ -135,7 +167,7 @@ int32_t v2xpub_UdpSocketInit(V2X_UDPSOCKHANDLE* handle, const v2xpub_SocketInitP
         V2XLOG(g_log, V2XLOG_INFO, "socket %s: receives at %s:%u", socket->name.c_str(), endpoint.ip.c_str(),
                unsigned{endpoint.port});
     }
-    static_cast<void>(socket.release()); // v2xpub_UdpSocketExit frees it
+    Enlist(*socket.release()); // v2xpub_UdpSocketExit frees it
     return 0;
 }
 
@@ -151,6 +183,7 @@ int32_t v2xpub_UdpSocketExit(V2X_UDPSOCKHANDLE handle) {
             return -2; // called from the callback, whose thread still needs the socket: it ends and is not freed
         }
     }
+    Strike(*handle);
     delete handle;
     return 0;
 }
@@ -159,10 +192,20 @@ int32_t v2xpub_UdpSocketGetStats(V2X_UDPSOCKHANDLE handle, v2xpub_UdpSocketStats
     if (handle == nullptr || stats == nullptr) {
         return -2;
     }
+    FetchKernelDrops(*handle);
     stats->received = handle->received.load(std::memory_order_relaxed);
     stats->tooLong = handle->tooLong.load(std::memory_order_relaxed);
     stats->kernelDrops = handle->kernelDrops.load(std::memory_order_relaxed);
     stats->sent = handle->sent.load(std::memory_order_relaxed);
     stats->sendErrors = handle->sendErrors.load(std::memory_order_relaxed);
     return 0;
+}
+
+void v2xpub_UdpSocketVisitStats(v2xpub_statsFun visit, void* arg) {
+    const std::lock_guard lock(g_openLock);
+    for (v2xpub_udpSocket* socket = g_open; socket != nullptr; socket = socket->next) {
+        v2xpub_UdpSocketStats_t stats{};
+        v2xpub_UdpSocketGetStats(socket, &stats);
+        visit(arg, socket->name.c_str(), &stats);
+    }
 }

@@ -53,6 +53,8 @@ struct v2xpub_udpSocket {
     // Where requests go, as one word so that senders need no lock; 0 = not set.
     std::atomic<uint64_t> destination{0};
 
+    v2xpub_udpSocket* next = nullptr; // of the open sockets
+
     std::atomic<uint64_t> received{0};
     std::atomic<uint64_t> tooLong{0};
     std::atomic<uint64_t> kernelDrops{0};
@@ -71,6 +73,9 @@ struct v2xpub_udpSocket {
 inline uint64_t v2xpub_Count(std::atomic<uint64_t>& counter) {
     return counter.fetch_add(1, std::memory_order_relaxed) + 1;
 }
+
+// Takes over the kernel's own count of what it dropped; it wraps.
+void v2xpub_CountKernelDrops(v2xpub_udpSocket& socket, uint32_t total);
 
 // The receive thread; `socket` is the v2xpub_udpSocket. Ends once stop is set and the socket is shut down.
 void* v2xpub_UdpReceiveThread(void* socket);

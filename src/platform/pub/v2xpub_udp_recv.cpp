@@ -29,17 +29,6 @@ struct Target {
     sockaddr_in* sender; // may be null
 };
 
-void CountKernelDrops(v2xpub_udpSocket& socket, uint32_t total) {
-    // The kernel's counter wraps; another receiving thread may have seen a newer value already.
-    uint32_t seen = socket.kernelDropsSeen.load(std::memory_order_relaxed);
-    while (static_cast<int32_t>(total - seen) > 0) {
-        if (socket.kernelDropsSeen.compare_exchange_weak(seen, total, std::memory_order_relaxed)) {
-            socket.kernelDrops.fetch_add(total - seen, std::memory_order_relaxed);
-            break;
-        }
-    }
-}
-
 // What was dropped while the log paused follows with the first datagram after the pause.
 void LogKernelDrops(v2xpub_udpSocket& socket) {
     const uint64_t count = socket.kernelDrops.load(std::memory_order_relaxed);
@@ -67,7 +56,7 @@ ssize_t Receive(v2xpub_udpSocket& socket, const Target& target, int flags) {
     if (header != nullptr && header->cmsg_level == SOL_SOCKET && header->cmsg_type == SO_RXQ_OVFL) {
         uint32_t total = 0;
         std::memcpy(&total, CMSG_DATA(header), sizeof total);
-        CountKernelDrops(socket, total);
+        v2xpub_CountKernelDrops(socket, total);
         LogKernelDrops(socket);
     }
     return length;
@@ -135,6 +124,17 @@ int32_t ReceiveUntil(v2xpub_udpSocket& socket, const Target& target, Clock::time
 }
 
 } // namespace
+
+void v2xpub_CountKernelDrops(v2xpub_udpSocket& socket, uint32_t total) {
+    // Another thread may have seen a newer value already.
+    uint32_t seen = socket.kernelDropsSeen.load(std::memory_order_relaxed);
+    while (static_cast<int32_t>(total - seen) > 0) {
+        if (socket.kernelDropsSeen.compare_exchange_weak(seen, total, std::memory_order_relaxed)) {
+            socket.kernelDrops.fetch_add(total - seen, std::memory_order_relaxed);
+            break;
+        }
+    }
+}
 
 void* v2xpub_UdpReceiveThread(void* arg) {
     v2xpub_udpSocket& socket = *static_cast<v2xpub_udpSocket*>(arg);

@@ -7,11 +7,19 @@
 
 #include "spat_conv_interface.h"
 #include "spat_conv_spatdown.h"
+#include "v2x/v2xcount.h"
 #include "v2x/v2xlog.h"
 
 namespace {
 
 v2xlog_tag_t g_log{"SDDS"};
+
+v2x_counter g_sent{"cloud", "sent"};
+v2x_counter g_unmatched{"cloud", "unmatched"};
+v2x_counter g_notSent{"cloud", "not_sent"};
+v2x_counter g_status{"cloud_status", "accepted"};
+v2x_counter g_shortStatus{"cloud_status", "too_short"};
+v2x_counter g_otherStatus{"cloud_status", "other_service"};
 
 constexpr int32_t DOMAIN_ID = 200;
 constexpr int32_t DATA_TYPE_BYTES = 0;
@@ -132,14 +140,16 @@ int32_t v2xcloud_ddsSend(void* dds_handle, const char* topic, const void* data, 
     }
     const int32_t matched = get_match_cnt(dds_handle, topic);
     if (matched <= 0) {
+        g_unmatched.Add();
         V2XLOG(g_log, V2XLOG_WARN, "Don't match:%s", topic);
         return ret = matched;
     }
-    dds_send(dds_handle, topic, data, data_len);
+    bool sent = dds_send(dds_handle, topic, data, data_len) == 0;
     if (data_len % FRAGMENT_SIZE == 0) {
         const uint8_t end = 0;
-        dds_send(dds_handle, topic, &end, sizeof end);
+        sent = dds_send(dds_handle, topic, &end, sizeof end) == 0 && sent;
     }
+    (sent ? g_sent : g_notSent).Add();
     return ret;
 }
 
@@ -157,10 +167,13 @@ void v2xcloud_ddsRecvCommSoft(void* data, unsigned int len) {
     V2XLOG(g_log, V2XLOG_TRACE, "%s start recv:%d", __func__, static_cast<int>(len));
     uint8_t status[offsetof(service_status_t, run_status) + 1]; // service type and run status
     if (data == nullptr || len < sizeof status) {
+        g_shortStatus.Add();
         return;
     }
     memcpy(status, data, sizeof status);
-    if (status[0] == V2X_CLOUD_SERVICE_TYPE_CLOUD) {
+    const bool isCloud = status[0] == V2X_CLOUD_SERVICE_TYPE_CLOUD;
+    (isCloud ? g_status : g_otherStatus).Add();
+    if (isCloud) {
         v2xspatconv_SetCloudStatus(status[1]);
     }
 }

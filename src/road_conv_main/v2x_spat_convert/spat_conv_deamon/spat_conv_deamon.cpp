@@ -5,6 +5,7 @@
 #include <new>
 
 #include "spat_conv_config.h"
+#include "spat_conv_deamon_counters.h"
 #include "spat_conv_deamon_options.h"
 #include "spat_conv_deamon_service.h"
 #include "spat_conv_deamon_signals.h"
@@ -22,6 +23,7 @@ namespace {
 v2xlog_tag_t g_log{"SPAT"};
 
 constexpr int32_t MAIN_LOOP_MS = 5000;
+constexpr int32_t COUNTERS_MS = 60000;
 
 // In the order in which the log tool lists them.
 constexpr const char* LOG_TAGS[] = {"UDPA", "TASK", "MQPS", "MCFG", "SPAT", "SDDS", "SCFG", "INTF", "SINF",
@@ -105,14 +107,21 @@ int32_t v2xspatconv_exec(void) {
     }
     v2xcloud_comm_ddsinfo* const ddsinfo = v2xspatconv_GetddsInfo();
     const int32_t interval = v2xspatconv_ServiceInterval(MAIN_LOOP_MS);
+    int32_t counted = 0; // milliseconds since the counters were written
     while (v2xspatconv_IsRunning()) {
         v2xspatconv_ServiceAlive();
         UpdateCloudAvailable(*ddsinfo);
         tzset(); // the unit's time zone may change while it runs, and localtime_r alone does not look again
         v2xspatconv_SleepUnlessStopped(interval);
+        counted += interval;
+        if (counted >= COUNTERS_MS) {
+            v2xspatconv_LogCounters(false);
+            counted = 0;
+        }
     }
     v2xspatconv_ServiceStopping();
     v2xcloud_ddsExit(ddsinfo);
+    v2xspatconv_LogCounters(true);
     V2XLOG(g_log, V2XLOG_INFO, "v2x_spat_convert stops");
     return 0;
 }

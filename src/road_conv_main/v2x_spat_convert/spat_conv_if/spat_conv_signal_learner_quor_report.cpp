@@ -5,9 +5,15 @@
 
 #include "spat_conv_phase_table.h"
 #include "spat_conv_stack_interface.h"
+#include "v2x/v2xcount.h"
 #include "v2x/v2xipc_data.h"
 
 namespace {
+
+v2x_counter g_accepted{"learner", "accepted"};
+v2x_counter g_notConverted{"learner", "not_converted"};
+v2x_counter g_invalid{"learner", "invalid"};
+v2x_counter g_wrongLength{"learner", "wrong_length"};
 
 constexpr uint8_t REPORT_START[3] = {0xFE, 0xFE, 0x10}; // start bytes and the type of a phase report
 constexpr int32_t REPORT_HEAD_LENGTH = 5;               // start, type, body length (big-endian)
@@ -102,8 +108,10 @@ int32_t DealLearnMachineData(std::span<const uint8_t> body) {
     v2xipc_phases_t* spat_ipc = reinterpret_cast<v2xipc_phases_t*>(record);
     ret = v2xspatconv_LearnMachineToIpcSpat(phases, phase_num, spat_ipc);
     if (ret != 0) {
+        g_notConverted.Add();
         V2XLOG(g_quorLog, V2XLOG_WARN, "v2xspatconv_LearnMachineToIpcSpat error");
     } else {
+        g_accepted.Add();
         v2xspatconv_SpatNotify(spat_ipc);
     }
     v2xspatconv_LinkAccepted(g_quorLink);
@@ -111,6 +119,7 @@ int32_t DealLearnMachineData(std::span<const uint8_t> body) {
 }
 
 void RefuseData(const v2xpub_UdpSocketDataHead_t& datagram) {
+    g_invalid.Add();
     V2XLOG(g_quorLog, V2XLOG_ERROR, "Invalid LearnMachine Data");
     V2XLOG(g_quorLog, V2XLOG_VERBOSE, "len=%d Invalid LearnMachine Data:", datagram.m_curMsgLen);
     if (v2xlog_Enabled(g_quorLog, V2XLOG_VERBOSE)) {
@@ -138,6 +147,7 @@ void v2xspatconv_GetLearnMachineDataRcv(V2X_UDPSOCKHANDLE /*handle*/, void* p_da
     const int16_t bodyLength = static_cast<int16_t>(bytes[3] << 8 | bytes[4]);
     const int32_t length = bodyLength + REPORT_HEAD_LENGTH;
     if (length != received) {
+        g_wrongLength.Add();
         V2XLOG(g_quorLog, V2XLOG_ERROR, "Invalid Length, [recv len:%d] , [calc len:%d]", received, length);
         return;
     }

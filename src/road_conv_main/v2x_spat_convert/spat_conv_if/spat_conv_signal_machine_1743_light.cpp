@@ -5,9 +5,14 @@
 
 #include "spat_conv_phase_table.h"
 #include "spat_conv_stack_interface.h"
+#include "v2x/v2xcount.h"
 #include "v2x/v2xipc_data.h"
 
 namespace {
+
+v2x_counter g_accepted{"1743", "accepted"};
+v2x_counter g_notConverted{"1743", "not_converted"};
+v2x_counter g_otherType{"1743", "other_type"};
 
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the records are copied as they lie on the wire");
 
@@ -264,14 +269,17 @@ int32_t DealSignalMachineDataTable(std::span<const uint8_t> data) {
     V2XLOG_TRACE_SCOPE(g_1743Log, ret);
     dataHead_1743_t head;
     if (!Take(data, head) || head.m_ctlType != LIGHT_STATUS_CTL_TYPE || head.m_objID != LIGHT_STATUS_OBJ_ID) {
+        g_otherType.Add();
         return ret = -1;
     }
     alignas(8) uint8_t record[V2XIPC_RECORD_SIZE] = {};
     v2xipc_phases_t* spat_ipc = reinterpret_cast<v2xipc_phases_t*>(record);
     ret = DealSignalMachineToIpcSpat(data, spat_ipc);
     if (ret != 0) {
+        g_notConverted.Add();
         V2XLOG(g_1743Log, V2XLOG_WARN, "DealSignalMachineToIpcSpat error");
     } else {
+        g_accepted.Add();
         v2xspatconv_SpatNotify(spat_ipc);
     }
     UpdateStatisticalInfo();

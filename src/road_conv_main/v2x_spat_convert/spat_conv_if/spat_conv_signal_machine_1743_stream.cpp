@@ -4,9 +4,21 @@
 #include <span>
 
 #include "spat_conv_signal_machine_1743_light.h"
+#include "v2x/v2xcount.h"
 #include "v2x/v2xlog.h"
 
 namespace {
+
+// Every byte that comes is one of these, or waits in the ring.
+v2x_counter g_framedBytes{"1743", "bytes_framed"};
+v2x_counter g_skippedBytes{"1743", "bytes_skipped"}; // in front of a frame
+v2x_counter g_cutBytes{"1743", "bytes_cut"};         // of a frame whose end did not come in time
+v2x_counter g_droppedBytes{"1743", "bytes_dropped"}; // the ring being full
+// Every frame is one of these, or counted where its content is read.
+v2x_counter g_tooShort{"1743", "too_short"};
+v2x_counter g_tooLong{"1743", "too_long"};
+v2x_counter g_notUnescaped{"1743", "not_unescaped"};
+v2x_counter g_wrongCrc{"1743", "wrong_crc"};
 
 constexpr uint8_t DELIMITER = 0xC0;
 constexpr uint8_t ESCAPE = 0xDB;
@@ -70,6 +82,7 @@ void ProcessFrames() {
             return;
         }
         if (got != 0 || length < FRAME_LENGTH_MIN) {
+            (got != 0 ? g_tooLong : g_tooShort).Add();
             V2XLOG(g_1743Log, V2XLOG_WARN, "GetOneCompleteDataPacket error");
             continue;
         }
@@ -127,15 +140,22 @@ int32_t GetOneCompleteDataPacket(SerialBuffer_t* p_seria_buffer, uint8_t* data, 
     uint16_t index = 0;
     while (index < V2X_1743_FRAME_SIZE) {
         if (dequeue(p_seria_buffer, &data[index]) != 0) {
+            g_cutBytes.Add(index);
             return ret = -3;
         }
         if (index > 0 && data[index] == DELIMITER) {
+            g_framedBytes.Add(index + uint64_t{1});
             *data_len = static_cast<uint16_t>(index + 1);
             return ret;
         }
         // Up to an opening delimiter every byte is overwritten by the next.
-        index = data[0] == DELIMITER ? static_cast<uint16_t>(index + 1) : index;
+        if (data[0] == DELIMITER) {
+            index++;
+        } else {
+            g_skippedBytes.Add();
+        }
     }
+    g_framedBytes.Add(index);
     return ret = -4;
 }
 
@@ -169,6 +189,7 @@ int32_t DealSignalMachineRecvData(const uint8_t* data, uint16_t data_len) {
         ConvertDecodeData(data, data_len, unescaped, &length);
     }
     if (length < FRAME_OVERHEAD || length >= sizeof unescaped) {
+        g_notUnescaped.Add();
         V2XLOG(g_1743Log, V2XLOG_ERROR, "ConvertDecodeData error");
         return ret = -3;
     }
@@ -181,6 +202,7 @@ int32_t DealSignalMachineRecvData(const uint8_t* data, uint16_t data_len) {
     }
     const uint16_t received = static_cast<uint16_t>(payload[payloadLength] | payload[payloadLength + 1] << 8);
     if (calculated != received) {
+        g_wrongCrc.Add();
         V2XLOG(g_1743Log, V2XLOG_ERROR, "crc error,calc:%04X,recv:%04X", calculated, received);
         return ret = -6;
     }
@@ -208,6 +230,7 @@ void v2xspatconv_GetSignalMachine1743DataRcv(V2X_UDPSOCKHANDLE /*handle*/, void*
     if (datagram->m_curMsgLen > 0) {
         const size_t length = static_cast<size_t>(datagram->m_curMsgLen);
         const uint32_t dropped = PutAll(g_seria_buffer, {datagram->mp_data, length});
+        g_droppedBytes.Add(dropped);
         V2XLOG_TIMES(g_1743Log, V2XLOG_ERROR, dropped, "enqueue signal machine data error");
     }
 }

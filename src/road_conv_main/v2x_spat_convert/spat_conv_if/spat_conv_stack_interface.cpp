@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "v2x/v2xcount.h"
 #include "v2x/v2xipc.h"
 #include "v2x/v2xlog.h"
 #include "v2x/v2xpub.h"
@@ -11,6 +12,10 @@
 namespace {
 
 v2xlog_tag_t g_log{"SINF"};
+
+v2x_counter g_sent{"record", "sent"};
+v2x_counter g_notSent{"record", "not_sent"};
+v2x_counter g_tooLong{"record", "too_long"};
 
 // Set once by the main thread before any source starts.
 const v2x_ipc_config_t* g_ipc_conf = nullptr;
@@ -83,7 +88,9 @@ int32_t v2xspatconv_PackIpcSpatAndSendData(uint16_t opCode, const v2xipc_phases_
     const v2xpub_UdpSocketDataHead_t request = {static_cast<int16_t>(sizeof head + blockLength), frame};
     v2xipc_SocketSetSendAddr(g_udp_send_data_to_app_handle, g_ipc_conf, "RSU_RCV",
                              g_ipc_conf != nullptr ? g_ipc_conf->m_app_rs_rcvport : int16_t{0});
-    v2xipc_SocketReqSend(g_udp_send_data_to_app_handle, g_ipc_conf, REPLY_WAIT_MS, &request, nullptr);
+    const int32_t sent =
+        v2xipc_SocketReqSend(g_udp_send_data_to_app_handle, g_ipc_conf, REPLY_WAIT_MS, &request, nullptr);
+    (sent == 0 ? g_sent : g_notSent).Add();
     return ret;
 }
 
@@ -130,6 +137,7 @@ int32_t spat_fill(uint8_t* pData, const v2xipc_phases_t* spat_ipc, uint16_t* ple
     const uint8_t* record = reinterpret_cast<const uint8_t*>(spat_ipc);
     const int32_t length = RecordLength(record, spat_ipc->m_phaseNum);
     if (length < 0) {
+        g_tooLong.Add();
         V2XLOG(g_log, V2XLOG_ERROR, "SPAT record with %d phases runs past its %d bytes, not sent", spat_ipc->m_phaseNum,
                V2XIPC_RECORD_SIZE);
         return length;

@@ -5,11 +5,19 @@
 
 #include "spat_conv_stack_interface.h"
 #include "spat_conv_stack_interface_socket.h"
+#include "v2x/v2xcount.h"
 #include "v2x/v2xlog.h"
 
 namespace {
 
 v2xlog_tag_t g_log{"SINF"};
+
+v2x_counter g_answered{"log_tool", "answered"};
+v2x_counter g_notAnswered{"log_tool", "not_answered"};
+v2x_counter g_tooShort{"log_tool", "too_short"};
+v2x_counter g_wrongCommand{"log_tool", "wrong_command"};
+v2x_counter g_notServed{"log_tool", "not_served"};
+v2x_counter g_noMemory{"log_tool", "no_memory"};
 
 constexpr char ALL_TAGS[V2XLOG_NAME_SIZE] = "ALL";
 
@@ -103,15 +111,18 @@ Datagram Accept(const v2xpub_UdpSocketDataHead_t* message) {
     }
     Datagram datagram(message->mp_data, message->mp_data + message->m_curMsgLen);
     if (datagram.size() < sizeof(v2xipc_dataHead_t)) {
+        g_tooShort.Add();
         V2XLOG(g_log, V2XLOG_WARN, "log tool request of %zu bytes is too short", datagram.size());
         return {};
     }
     const auto head = Read<v2xipc_dataHead_t>(datagram, 0);
     if (head.m_cmdType != V2XIPC_CMD_LOG_REQUEST) {
+        g_wrongCommand.Add();
         V2XLOG(g_log, V2XLOG_WARN, "get error data,type pStr->m_cmdType=%d", head.m_cmdType);
         return {};
     }
     if (datagram.size() < ENTRIES_AT || datagram.size() < sizeof head + head.m_packLen || !HoldsItsEntries(datagram)) {
+        g_tooShort.Add();
         V2XLOG(g_log, V2XLOG_WARN, "log tool request of %zu bytes is too short", datagram.size());
         return {};
     }
@@ -133,11 +144,18 @@ void GetLogCtl(V2X_UDPSOCKHANDLE handle, void* p_data, void* addr, int16_t addrL
     V2XLOG(g_log, V2XLOG_TRACE, "GetLogCtl enter");
     try {
         Datagram datagram = Accept(static_cast<const v2xpub_UdpSocketDataHead_t*>(p_data));
-        if (!datagram.empty() && Serve(datagram)) {
+        if (datagram.empty()) {
+            // said and counted
+        } else if (!Serve(datagram)) {
+            g_notServed.Add();
+        } else {
             SealAnswer(datagram);
-            v2xspatconv_AnswerLogTool(handle, {static_cast<int16_t>(datagram.size()), datagram.data()}, addr, addrLen);
+            const int32_t sent = v2xspatconv_AnswerLogTool(
+                handle, {static_cast<int16_t>(datagram.size()), datagram.data()}, addr, addrLen);
+            (sent == 0 ? g_answered : g_notAnswered).Add();
         }
     } catch (const std::bad_alloc&) {
+        g_noMemory.Add();
         V2XLOG(g_log, V2XLOG_ERROR, "malloc error");
     }
     V2XLOG(g_log, V2XLOG_TRACE, "GetLogCtl exit");

@@ -9,12 +9,29 @@
 #include "spat_conv_spatup.h"
 #include "spat_conv_stack_interface.h"
 #include "spat_conv_stack_interface_socket.h"
+#include "v2x/v2xcount.h"
 #include "v2x/v2xlog.h"
 #include "v2xapp_upercodec.h"
 
 namespace {
 
 v2xlog_tag_t g_log{"SINF"};
+
+// Every request is one of these, ...
+v2x_counter g_unanswered{"reply", "unanswered"};
+v2x_counter g_noMemory{"reply", "no_memory"};
+v2x_counter g_received{"reply", "received"};
+// ... every reply received one of these, or waits, ...
+v2x_counter g_overrun{"reply", "overrun"};
+v2x_counter g_wrongHead{"reply", "wrong_head"};
+v2x_counter g_wrongLength{"reply", "wrong_length"};
+v2x_counter g_wrongCommand{"reply", "wrong_command"};
+v2x_counter g_otherType{"reply", "other_type"};
+v2x_counter g_noBlock{"reply", "no_block"};
+v2x_counter g_badItem{"reply", "bad_item"}; // the items in front of it are taken
+v2x_counter g_accepted{"reply", "accepted"};
+// ... and every item that is taken this.
+v2x_counter g_items{"reply", "items"};
 
 constexpr int32_t REQUEST_DATA_NO = 1;
 constexpr int32_t REPLY_MAX_PACK = 20480;
@@ -63,6 +80,7 @@ void Append(Reply node) {
         g_pending++;
     }
     if (dropped != nullptr) {
+        g_overrun.Add();
         V2XLOG(g_log, V2XLOG_WARN, "%zu replies wait, the oldest is dropped", PENDING_MAX);
     }
 }
@@ -79,6 +97,7 @@ Reply NewNode(const v2xpub_UdpSocketDataHead_t& reply) {
         node->bytes.reset(new (std::nothrow) uint8_t[size]);
     }
     if (node == nullptr || node->bytes == nullptr) {
+        g_noMemory.Add();
         V2XLOG(g_log, V2XLOG_ERROR, "malloc error");
         return nullptr;
     }
@@ -106,6 +125,7 @@ size_t DealItem(uint8_t* bytes, size_t size, size_t at) {
         v2xcodec_freeStrcut(&frame);
         return 0;
     }
+    g_items.Add();
     v2xspatconv_SpatDataUp(&frame);
     return end;
 }
@@ -140,11 +160,13 @@ void SendGetSpatDataToAPPTaskFun(void* /*arg*/) {
     const v2xpub_UdpSocketDataHead_t request = {static_cast<int16_t>(sizeof frame), frame};
     v2xpub_UdpSocketDataHead_t reply = {DATAGRAM_MAX, buffer};
     if (v2xspatconv_AskStack(request, reply) != 0) {
+        g_unanswered.Add();
         V2XLOG(g_log, V2XLOG_WARN, "UDP send error:%d", -4);
         return;
     }
     Reply node = NewNode(reply);
     if (node != nullptr) {
+        g_received.Add();
         Append(std::move(node));
     }
 }
@@ -174,20 +196,24 @@ int32_t v2xspatconv_GetRsuDataResp(const v2xpub_UdpSocketDataHead_t* mp_data) {
     v2xipc_rsuData_t block = {};
     memcpy(&head, mp_data->mp_data, size < sizeof head ? size : sizeof head);
     if (memcmp(head.m_headFlag, V2XIPC_HEAD_FLAG, sizeof head.m_headFlag) != 0) {
+        g_wrongHead.Add();
         V2XLOG(g_log, V2XLOG_FATAL, "v2xspatconv_GetRsuDataResp headflag error");
         return ret = -3;
     }
     if (size != sizeof head + head.m_packLen || head.m_packLen > REPLY_MAX_PACK) {
+        g_wrongLength.Add();
         V2XLOG(g_log, V2XLOG_FATAL, "v2xspatconv_GetRsuDataResp too large ; error");
         return ret = -4;
     }
     if (head.m_cmdType != V2XIPC_CMD_FROM_STACK) {
+        g_wrongCommand.Add();
         V2XLOG(g_log, V2XLOG_WARN, "Recv cmdType error:%d", head.m_cmdType);
         return ret = -5;
     }
     uint8_t* const data = mp_data->mp_data + sizeof head;
     memcpy(&block, data, head.m_packLen < sizeof block ? head.m_packLen : sizeof block);
     if (block.m_dataType != V2XIPC_DATA_SPAT_UPER) {
+        g_otherType.Add();
         V2XLOG(g_log, V2XLOG_WARN, "Recv m_dataType error:%d", block.m_dataType);
         return ret;
     }
@@ -200,6 +226,7 @@ int32_t DealSpatDataRecv(uint8_t* pRsuData, size_t size) {
     V2XLOG_TRACE_SCOPE(g_log, ret);
     v2xipc_rsuData_t block;
     if (pRsuData == nullptr || size < sizeof block) {
+        g_noBlock.Add();
         V2XLOG(g_log, V2XLOG_ERROR, "input param error");
         return ret = -2;
     }
@@ -210,6 +237,7 @@ int32_t DealSpatDataRecv(uint8_t* pRsuData, size_t size) {
     for (int32_t i = 0; i < block.m_dataNo && i < REPLY_MAX_ITEMS; i++) {
         const size_t end = DealItem(items, size - sizeof block, at);
         if (end == 0) {
+            g_badItem.Add();
             V2XLOG(g_log, V2XLOG_ERROR, "v2xapp_GBRsiUperDecode error");
             return ret = -2;
         }
@@ -217,5 +245,6 @@ int32_t DealSpatDataRecv(uint8_t* pRsuData, size_t size) {
         const size_t length = end - at - sizeof(v2xipc_pc5Data_t);
         at = following ? end : sizeof(v2xipc_pc5Data_t) * static_cast<size_t>(i + 1) + length;
     }
+    g_accepted.Add();
     return ret;
 }

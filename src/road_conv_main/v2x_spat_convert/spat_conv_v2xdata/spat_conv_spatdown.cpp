@@ -10,9 +10,19 @@
 #include "spat_conv_spatdown_ipc.h"
 #include "spat_conv_spatdown_json.h"
 #include "spat_conv_stack_interface.h"
+#include "v2x/v2xcount.h"
 #include "v2x/v2xmsgset.h"
 
 namespace {
+
+v2x_counter g_fragments{"down", "fragments"};
+// Every document is one of these. One that is too long counts as often as it fills the room for it, and its rest as no
+// SPAT.
+v2x_counter g_accepted{"down", "accepted"};
+v2x_counter g_tooLong{"down", "too_long"};
+v2x_counter g_noMemory{"down", "no_memory"};
+v2x_counter g_noSpat{"down", "no_spat"};
+v2x_counter g_notConverted{"down", "not_converted"};
 
 constexpr uint32_t DOCUMENT_MAX = 20479; // the byte behind it stays 0
 constexpr uint32_t FRAGMENT_MAX = 1024;  // a shorter one is a document's last
@@ -32,6 +42,7 @@ void ClearDocument() {
 // Adds a fragment to the document, or drops both when they are too long together.
 void Collect(const void* data, uint32_t len) {
     if (len > DOCUMENT_MAX - dds_len) {
+        g_tooLong.Add();
         V2XLOG(g_downLog, V2XLOG_WARN, "Msg data is too long");
         ClearDocument();
     } else if (len > 0) {
@@ -50,15 +61,18 @@ v2xspatconv_down Mode() {
 void Convert(SPAT_t& spat) {
     const v2xspatconv_down mode = Mode();
     if (v2xspatconv_SpatJsonToStruct(dds_data, &spat, mode) != 0) {
+        g_noSpat.Add();
         V2XLOG(g_downLog, V2XLOG_ERROR, "v2xspatconv_SpatJsonToStruct error");
         return;
     }
     alignas(8) uint8_t record[V2XIPC_RECORD_SIZE] = {};
     auto* spat_ipc = reinterpret_cast<v2xipc_phases_t*>(record);
     if (v2xspatconv_GbSpatToIpcSpat(&spat, spat_ipc, mode) != 0) {
+        g_notConverted.Add();
         V2XLOG(g_downLog, V2XLOG_ERROR, "v2xspatconv_GbSpatToIpcSpat error");
         return;
     }
+    g_accepted.Add();
     v2xspatconv_SpatNotify(spat_ipc);
 }
 
@@ -71,6 +85,7 @@ void v2xspatconv_ddsRecvSpatDown(void* data, unsigned int len) {
         V2XLOG(g_downLog, V2XLOG_ERROR, "input param error");
         return;
     }
+    g_fragments.Add();
     Collect(data, len);
     if (len >= FRAGMENT_MAX) {
         return;
@@ -79,6 +94,7 @@ void v2xspatconv_ddsRecvSpatDown(void* data, unsigned int len) {
     const std::unique_ptr<MessageFrame_t, Release> msgFrame(
         static_cast<MessageFrame_t*>(std::calloc(1, sizeof(MessageFrame_t))));
     if (msgFrame == nullptr) {
+        g_noMemory.Add();
         V2XLOG(g_downLog, V2XLOG_ERROR, "msgFrame calloc error");
         return;
     }

@@ -8,12 +8,16 @@
 
 #include "spat_conv_timing_keys.h"
 #include "spat_conv_v2xcloud_dds.h"
+#include "v2x/v2xcount.h"
 #include "v2x/v2xlog.h"
 #include "v2xapp_commoncodec.h"
 
 namespace {
 
 v2xlog_tag_t g_log{"SPUP"};
+
+v2x_counter g_documents{"up", "documents"};
+v2x_counter g_noDocument{"up", "no_document"}; // another message than SPAT, or no memory
 
 struct DeleteJson {
     void operator()(cJSON* json) const { cJSON_Delete(json); }
@@ -185,6 +189,7 @@ const SPAT_t* Spat(ASNSTRUCT_HANDLE* p_handle) {
 
 int32_t Publish(const SPAT_t* spat) {
     const std::unique_ptr<char, FreeText> text(v2xspatconv_SpatStructToJson(spat));
+    (text != nullptr ? g_documents : g_noDocument).Add();
     if (text == nullptr) {
         V2XLOG(g_log, V2XLOG_ERROR, "v2xspatconv_SpatStructToJson error!");
         return -4;
