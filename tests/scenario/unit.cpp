@@ -127,18 +127,20 @@ std::string Unit::configuration() const {
            "PhaseRelationship = { " + phases + " }; Corrections = { " + corrections + " };\n" + identity + " };\n";
 }
 
-void Unit::startSimulator(const std::string& role, std::vector<std::string> arguments) {
-    const std::string base = folder.path() + "/" + role;
+void Unit::startSimulator(const std::string& role, std::vector<std::string> arguments, const std::string& name) {
+    const std::string key = name.empty() ? role : name;
+    const std::string base = folder.path() + "/" + key;
     arguments.insert(arguments.begin(), {V2X_BIN "/v2x_spat_sim", role});
     arguments.insert(arguments.end(), {"--summary", base + ".json"});
-    m_simulators[role] = std::make_unique<Process>(arguments, std::vector<std::string>{}, base + ".out", base + ".err");
+    writeFile(base + ".out", ""); // of one that ran before
+    m_simulators[key] = std::make_unique<Process>(arguments, std::vector<std::string>{}, base + ".out", base + ".err");
 }
 
-std::string Unit::endSimulator(const std::string& role, int sig) {
-    const std::string base = folder.path() + "/" + role;
-    m_simulators[role]->signal(sig);
-    EXPECT_EQ(m_simulators[role]->wait(20000), sig == SIGTERM ? 0 : 128 + sig) << readFile(base + ".err");
-    m_simulators.erase(role);
+std::string Unit::endSimulator(const std::string& name, int sig) {
+    const std::string base = folder.path() + "/" + name;
+    m_simulators[name]->signal(sig);
+    EXPECT_EQ(m_simulators[name]->wait(20000), sig == SIGTERM ? 0 : 128 + sig) << readFile(base + ".err");
+    m_simulators.erase(name);
     return sig == SIGTERM ? readFile(base + ".json") : "";
 }
 

@@ -77,11 +77,12 @@ public:
     Peer controller;
     Peer stack;
     NotifySocket notify{folder.path() + "/notify"};
-    // v2x_spat_sim with these arguments beside the test, silent but for what --json says. The summary comes with its
-    // end.
-    void startSimulator(const std::string& role, std::vector<std::string> arguments);
-    std::string endSimulator(const std::string& role, int sig = SIGTERM);
-    std::string simulatorOutput(const std::string& role) const { return readFile(folder.path() + "/" + role + ".out"); }
+    // v2x_spat_sim with these arguments beside the test, silent but for what --json says; a second one of its role has
+    // a name of its own. The summary comes with its end.
+    void startSimulator(const std::string& role, std::vector<std::string> arguments, const std::string& name = "");
+    std::string endSimulator(const std::string& name, int sig = SIGTERM);
+    pid_t simulatorPid(const std::string& name) const { return m_simulators.at(name)->pid(); }
+    std::string simulatorOutput(const std::string& name) const { return readFile(folder.path() + "/" + name + ".out"); }
     // The stack application's place, taken by the simulator.
     void startStackSimulator(std::vector<std::string> arguments = {});
     std::string endStackSimulator() { return endSimulator("stack"); }

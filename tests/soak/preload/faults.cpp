@@ -1,0 +1,168 @@
+// Preloaded into a program: lets a chosen call fail, and counts calls. See control.h.
+#include <cerrno>
+#include <cstdarg>
+#include <cstddef>
+#include <cstring>
+#include <ctime>
+#include <dlfcn.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/types.h>
+
+#include "control.h"
+#include "frames.h"
+#include "map_control.h"
+
+extern "C" {
+void* __libc_malloc(size_t size);
+void* __libc_calloc(size_t count, size_t size);
+void* __libc_realloc(void* old, size_t size);
+void* __libc_memalign(size_t alignment, size_t size);
+}
+
+namespace {
+
+// The first call comes from the loader, before any constructor has run and before there are threads.
+fault_control* control() {
+    static constinit fault_control* mapped = nullptr;
+    static constinit bool isKnown = false;
+    if (!isKnown && environ != nullptr) {
+        isKnown = true;
+        mapped = mapControl<fault_control>();
+        if (mapped != nullptr) {
+            watchCrashes(getenv(fault_control::VARIABLE));
+        }
+    }
+    return mapped;
+}
+
+// Whether this call is to fail; errno is set then.
+bool fails(fault_call call) {
+    fault_control* const faults = control();
+    if (faults == nullptr) {
+        return false;
+    }
+    const uint64_t number = faults->counts[call].fetch_add(1) + 1;
+    if (faults->call.load() != call || number < faults->first.load() || number > faults->last.load()) {
+        return false;
+    }
+    faults->fired.fetch_add(1);
+    errno = faults->error.load();
+    return true;
+}
+
+// Threads of libraries are called as the main thread is.
+bool isOnOwnThread() {
+    char name[16] = "";
+    return prctl(PR_GET_NAME, name) == 0 && strncmp(name, program_invocation_short_name, sizeof name - 1) != 0;
+}
+
+bool allocationFails() {
+    return control() != nullptr && (fails(FAULT_ALLOCATION) || (isOnOwnThread() && fails(FAULT_ALLOCATION_OWN)));
+}
+
+template <typename... Arguments>
+long callKernel(fault_call call, long number, Arguments... arguments) {
+    return fails(call) ? -1 : syscall(number, arguments...);
+}
+
+int openFile(const char* path, int flags, unsigned mode) {
+    return static_cast<int>(callKernel(FAULT_OPEN, SYS_openat, AT_FDCWD, path, flags, mode));
+}
+
+int pollUntil(fault_call call, pollfd* entries, nfds_t count, const timespec* wait, const sigset_t* mask) {
+    constexpr size_t MASK_BYTES = 8;
+    timespec left = wait != nullptr ? *wait : timespec{}; // the kernel writes to it
+    return static_cast<int>(
+        callKernel(call, SYS_ppoll, entries, count, wait != nullptr ? &left : nullptr, mask, MASK_BYTES));
+}
+
+using Entry = int(int, char**, char**);
+Entry* g_entry = nullptr;
+
+// Stands in for main.
+int enter(int argc, char** argv, char** variables) {
+    if (fault_control* const faults = control(); faults != nullptr) {
+        faults->beforeMain = faults->counts[FAULT_ALLOCATION].load();
+    }
+    return g_entry(argc, argv, variables);
+}
+
+} // namespace
+
+extern "C" {
+
+int __libc_start_main(Entry* entry, int argc, char** argv, void (*init)(), void (*fini)(), void (*loaderFini)(),
+                      void* stackEnd) {
+    const auto next = reinterpret_cast<decltype(&__libc_start_main)>(dlsym(RTLD_NEXT, "__libc_start_main"));
+    g_entry = entry;
+    return next(enter, argc, argv, init, fini, loaderFini, stackEnd);
+}
+
+void* malloc(size_t size) {
+    return allocationFails() ? nullptr : __libc_malloc(size);
+}
+
+void* calloc(size_t count, size_t size) {
+    return allocationFails() ? nullptr : __libc_calloc(count, size);
+}
+
+void* realloc(void* old, size_t size) {
+    return allocationFails() ? nullptr : __libc_realloc(old, size);
+}
+
+void* memalign(size_t alignment, size_t size) {
+    return allocationFails() ? nullptr : __libc_memalign(alignment, size);
+}
+
+void* aligned_alloc(size_t alignment, size_t size) {
+    return memalign(alignment, size);
+}
+
+int posix_memalign(void** result, size_t alignment, size_t size) {
+    void* const memory = memalign(alignment, size);
+    if (memory == nullptr) {
+        return ENOMEM;
+    }
+    *result = memory;
+    return 0;
+}
+
+ssize_t recvmsg(int fd, msghdr* message, int flags) {
+    return callKernel(FAULT_RECVMSG, SYS_recvmsg, fd, message, flags);
+}
+
+ssize_t recvfrom(int fd, void* data, size_t size, int flags, sockaddr* from, socklen_t* length) {
+    return callKernel(FAULT_RECVFROM, SYS_recvfrom, fd, data, size, flags, from, length);
+}
+
+ssize_t sendto(int fd, const void* data, size_t size, int flags, const sockaddr* to, socklen_t length) {
+    return callKernel(FAULT_SENDTO, SYS_sendto, fd, data, size, flags, to, length);
+}
+
+ssize_t sendmsg(int fd, const msghdr* message, int flags) {
+    return callKernel(FAULT_SENDMSG, SYS_sendmsg, fd, message, flags);
+}
+
+int poll(pollfd* entries, nfds_t count, int milliseconds) {
+    const timespec wait = {milliseconds / 1000, milliseconds % 1000 * 1000000L};
+    return pollUntil(FAULT_POLL, entries, count, milliseconds < 0 ? nullptr : &wait, nullptr);
+}
+
+int ppoll(pollfd* entries, nfds_t count, const timespec* wait, const sigset_t* mask) {
+    return pollUntil(FAULT_PPOLL, entries, count, wait, mask);
+}
+
+ssize_t write(int fd, const void* data, size_t size) {
+    return callKernel(FAULT_WRITE, SYS_write, fd, data, size);
+}
+
+int open(const char* path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    const unsigned mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, unsigned) : 0;
+    va_end(arguments);
+    return openFile(path, flags, mode);
+}
+}

@@ -1,0 +1,82 @@
+// v2x_spat_soak: the real daemon with the simulators for a chosen time and plan, watched from outside. Prints one
+// table; exit status 0 when every line of it passed.
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <gtest/gtest.h>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "plans.h"
+
+namespace {
+
+struct Row {
+    const char* name;
+    Plan run;
+    const char* what;
+};
+
+constexpr Row PLANS[] = {
+    {"steady", planSteady, "all paths at --scale times their nominal rates for --minutes; nothing grows or is lost"},
+    {"flood", planFlood,
+     "each port and topic at 10, 100 and 1000 times its rate, good, damaged and random; malformed input"},
+    {"peers", planPeers, "every peer killed, stopped and continued under traffic"},
+    {"restarts", planRestarts, "the daemon killed and started again under traffic"},
+    {"ports", planPorts, "ports taken, those of the loopback DDS too"},
+    {"log", planLog, "the log's disk full, its folder gone or not writable, no descriptors left while it rotates"},
+    {"clock", planClock, "the wall clock set forward and back, and to 1970"},
+    {"memory", planMemory, "the n-th allocation fails, over start-up and a message of each kind"},
+    {"calls", planCalls, "the n-th system call of a kind fails"},
+    {"signals", planSignals, "signals by the thousand"},
+};
+
+std::string planList() {
+    std::string list = "Plans to run (default: steady), or all:";
+    for (const Row& row : PLANS) {
+        list += std::string("\n  ") + row.name + ": " + row.what;
+    }
+    return list;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    Options options;
+    std::vector<std::string> wanted;
+    CLI::App app("Runs v2x_spat_convert under load and faults, watched from outside");
+    app.option_defaults()->always_capture_default();
+    app.add_option("plan", wanted, planList());
+    app.add_option("--minutes", options.minutes, "Length of the steady plan")->check(CLI::PositiveNumber);
+    app.add_option("--scale", options.scale, "Traffic of the steady plan, to the nominal rates")
+        ->check(CLI::PositiveNumber);
+    app.add_option("--times", options.times, "How often each fault is done over")->check(CLI::PositiveNumber);
+    app.add_option("--malformed", options.malformed, "Malformed inputs per interface");
+    app.add_option("--seed", options.seed, "Of what is random");
+    CLI11_PARSE(app, argc, argv);
+    if (wanted.empty()) {
+        wanted = {"steady"};
+    }
+    const auto isWanted = [&](const char* name) {
+        return std::find(wanted.begin(), wanted.end(), name) != wanted.end() || wanted.front() == "all";
+    };
+    for (const std::string& name : wanted) {
+        if (name != "all" &&
+            std::none_of(std::begin(PLANS), std::end(PLANS), [&](const Row& row) { return row.name == name; })) {
+            fprintf(stderr, "v2x_spat_soak: no plan \"%s\"; --help lists them\n", name.c_str());
+            return 2;
+        }
+    }
+    Table table;
+    for (const Row& row : PLANS) {
+        if (isWanted(row.name)) {
+            table.plan(row.name);
+            row.run(options, table);
+        }
+    }
+    // What the desk of the scenario tests expects of its own doing.
+    table.check("the desk itself", !testing::UnitTest::GetInstance()->Failed(), "", "no fault");
+    table.print(stdout);
+    return table.failed() == 0 ? 0 : 1;
+}
