@@ -8,6 +8,7 @@
 
 #include "captured_frames.h"
 #include "frame_1743.h"
+#include "messages.h"
 #include "v2x/v2xdds.h"
 
 namespace {
@@ -16,22 +17,6 @@ constexpr int32_t DOMAIN_ID = 200;
 constexpr const char* STATUS_TOPIC = "/pelko/cloud/v2x/service_status";
 constexpr size_t RANDOM_MAX = 1000; // below a fragment that another follows
 constexpr size_t REQUEST_SIZE = 28;
-
-Bytes operator+(Bytes left, const Bytes& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
-
-Bytes le16(size_t value) {
-    return {static_cast<uint8_t>(value & 0xFF), static_cast<uint8_t>(value >> 8)};
-}
-
-// A reply of the stack application that carries one frame: head, block, item.
-Bytes reply(const Bytes& frame) {
-    const Bytes item = le16(frame.size()) + frame;
-    return hex("A55A 04 00 0000000000000000 1500") + le16(11 + item.size()) + hex("00 0B 00 0000 0100 0000") +
-           le16(item.size()) + hex("00") + item;
-}
 
 // A document with one phase.
 Bytes document(int phase) {
@@ -76,7 +61,7 @@ const std::vector<Inlet> INLETS = {
      {"1743.bytes_framed", "1743.bytes_skipped", "1743.bytes_cut", "1743.bytes_dropped"}},
     {"log tool's port",
      1,
-     hex("A55A 04 00 0000000000000000 3200 0500 00  01 0000 0000"),
+     LOG_REQUEST,
      [](FloodDesk& desk, const Bytes& input) { desk.flooder.sendTo(desk.unit.logToolPort, input); },
      Inlet::NONE,
      {"SPAT_C_LOGTOOL.received", "SPAT_C_LOGTOOL.kernel_drops"},
@@ -86,7 +71,7 @@ const std::vector<Inlet> INLETS = {
      {}},
     {"port for replies",
      1 / 0.6,
-     reply(hex(captured::spat)),
+     replyWith(hex(captured::spat)),
      [](FloodDesk& desk, const Bytes& input) { desk.flooder.sendTo(desk.records.requestPort(), input); },
      Inlet::NONE,
      {"GET_SPAT_DATA.received", "GET_SPAT_DATA.kernel_drops"},

@@ -2,6 +2,8 @@
 
 #include <sstream>
 
+#include "messages.h"
+
 namespace {
 
 using namespace std::chrono_literals;
@@ -50,7 +52,7 @@ uint64_t documentsUp(const Unit& unit) {
 
 bool logToolAnswered(const Unit& unit) {
     const Peer tool;
-    tool.sendTo(unit.logToolPort, hex("A55A0400 0000000000000000 3200 0500 00  01 0000 0000"));
+    tool.sendTo(unit.logToolPort, LOG_REQUEST);
     const std::optional<Bytes> answer = tool.receive(500);
     return answer.has_value() && answer->size() > 22 && answer->at(12) == 51;
 }

@@ -140,9 +140,8 @@ std::string Flood::account() const {
 }
 
 // Damaged and random bytes between frames cost the frames behind them, by the nature of a byte stream.
-bool mayLose(const Inlet& inlet, Kind kind, int scale, size_t stream) {
-    return scale > LOSSLESS_SCALE ||
-           (!inlet.bytes.empty() && kind != Kind::good && inlet.stream == static_cast<int>(stream));
+bool isCostly(const Inlet& inlet, Kind kind, size_t stream) {
+    return !inlet.bytes.empty() && kind != Kind::good && inlet.stream == static_cast<int>(stream);
 }
 
 void floodWith(const Cloud& cloud, const Inlet& inlet, Kind kind, int scale, uint32_t seed, Table& table) {
@@ -156,14 +155,19 @@ void floodWith(const Cloud& cloud, const Inlet& inlet, Kind kind, int scale, uin
     flood.end();
     table.check(what, flood.isAccounted(), flood.account(), "all of it accounted for");
     std::string losses;
+    std::string asked = "none";
     bool isLossless = true;
     for (size_t i = 0; i < STREAMS; i++) {
         losses +=
             (losses.empty() ? "" : ", ") + std::string(GOOD_STREAMS[i].name) + " " + std::to_string(flood.lost(i));
-        isLossless = isLossless && (mayLose(inlet, kind, scale, i) || flood.lost(i) == 0);
+        if (isCostly(inlet, kind, i)) {
+            asked += std::string(", but for ") + GOOD_STREAMS[i].name;
+        } else {
+            isLossless = isLossless && flood.lost(i) == 0;
+        }
     }
     if (scale <= LOSSLESS_SCALE) {
-        table.check(what + ": good input lost beside it", isLossless, losses, "none");
+        table.check(what + ": good input lost beside it", isLossless, losses, asked);
     } else {
         table.note(what + ": good input lost beside it", losses);
     }

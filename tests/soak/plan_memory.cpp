@@ -9,6 +9,7 @@
 #include <sstream>
 #include <thread>
 
+#include "messages.h"
 #include "plans.h"
 #include "work.h"
 
@@ -146,9 +147,6 @@ void tryStarts(const std::string& what, uint64_t first, uint64_t last, uint64_t 
     }
     show(what + " (" + std::to_string(all) + " allocations)", tally, table);
 }
-
-// The log tool's request for all levels.
-const Bytes LOG_REQUEST = hex("A55A04 00 0000000000000000 3200 0500 00 01 0000 0000");
 
 // A kind of message: sent here, or by the cloud's simulator with these arguments, or asked for by the daemon.
 struct Message {

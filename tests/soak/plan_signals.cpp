@@ -5,8 +5,8 @@
 #include <string>
 #include <thread>
 
+#include "paths.h"
 #include "plans.h"
-#include "unit.h"
 
 namespace {
 
@@ -39,10 +39,6 @@ int64_t sendMany(pid_t pid, int number, int64_t count) {
     return taken;
 }
 
-std::string loopback(uint16_t port) {
-    return "127.0.0.1:" + std::to_string(port);
-}
-
 } // namespace
 
 void planSignals(const Options& options, Table& table) {
@@ -50,12 +46,8 @@ void planSignals(const Options& options, Table& table) {
     Unit unit;
     unit.startAndWaitReady();
     unit.startStackSimulator({"--no-replies"});
-    unit.learner.release();
-    unit.controller.release();
-    unit.startSimulator("learner", {"--target", loopback(unit.reportPort), "--listen",
-                                    std::to_string(unit.learner.port()), "--rate", "200", "--quiet"});
-    unit.startSimulator("controller", {"--target", loopback(unit.framePort), "--listen",
-                                       std::to_string(unit.controller.port()), "--rate", "20", "--quiet"});
+    startLearner(unit, 200);
+    startController(unit, 20);
     const pid_t pid = unit.daemon->pid();
     for (const Signal& signal : SIGNALS) {
         const bool ignores = (signalSet(pid, "SigIgn") >> (signal.number - 1) & 1) != 0;

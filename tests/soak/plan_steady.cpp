@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "encoded_frames.h"
+#include "paths.h"
 #include "plans.h"
-#include "unit.h"
 #include "watch.h"
 
 namespace {
@@ -34,10 +34,6 @@ constexpr const char* GOOD[] = {"received", "sent",      "accepted", "samples", 
 // Before the peers are there.
 constexpr const char* AT_START[] = {"reply.unanswered", "cloud.unmatched", "GET_SPAT_DATA.send_errors"};
 
-std::string perSecond(double rate) {
-    return std::to_string(rate);
-}
-
 void startTraffic(Unit& unit, double scale) {
     const std::string frames = unit.folder.path() + "/frames.txt";
     writeFile(frames, encoded::spat);
@@ -46,19 +42,13 @@ void startTraffic(Unit& unit, double scale) {
     unit.startAndWaitReady();
     // A status record tells that the two have found each other.
     eventually([&] { return unit.log().find("/spat/up: 1 readers") != std::string::npos; });
-    unit.learner.release();
-    unit.controller.release();
     unit.startStackSimulator({"--frames", frames, "--items", std::to_string(items)});
     unit.startSimulator("cloud",
-                        {"--device", unit.device, "--quiet", "--rate", perSecond(DOCUMENTS * scale), "--phases", "12",
-                         "--status-interval", perSecond(CLOUD_STATUS_INTERVAL / scale)},
+                        {"--device", unit.device, "--quiet", "--rate", std::to_string(DOCUMENTS * scale), "--phases",
+                         "12", "--status-interval", std::to_string(CLOUD_STATUS_INTERVAL / scale)},
                         "source");
-    unit.startSimulator("learner",
-                        {"--target", "127.0.0.1:" + std::to_string(unit.reportPort), "--listen",
-                         std::to_string(unit.learner.port()), "--quiet", "--rate", perSecond(REPORTS * scale)});
-    unit.startSimulator("controller",
-                        {"--target", "127.0.0.1:" + std::to_string(unit.framePort), "--listen",
-                         std::to_string(unit.controller.port()), "--quiet", "--rate", perSecond(FRAMES * scale)});
+    startLearner(unit, REPORTS * scale);
+    startController(unit, FRAMES * scale);
 }
 
 // A sample each second until the time is over; ends early when the daemon does.

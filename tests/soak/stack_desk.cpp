@@ -11,6 +11,7 @@
 #include <sys/socket.h>
 
 #include "encoded_frames.h"
+#include "messages.h"
 
 namespace {
 
@@ -35,20 +36,6 @@ Source sourceOf(const uint8_t* frame, size_t size) {
     }
     const int phases = frame[PHASE_NUM_AT];
     return phases == LEARNER_PHASES ? LEARNER : phases == CONTROLLER_LINKS * CONTROLLER_GROUPS ? CONTROLLER : SOURCES;
-}
-
-uint8_t low(size_t number) {
-    return static_cast<uint8_t>(number & 0xFF);
-}
-
-Bytes replyWith(const Bytes& message) {
-    const size_t items = 2 + message.size();
-    Bytes reply = hex("A55A0400 0000000000000000 1500");
-    reply.insert(reply.end(), {low(11 + items), low((11 + items) >> 8), 0});
-    reply.insert(reply.end(), {TYPE_REQUEST, 0, 0, 0, 1, 0, 0, 0, low(items), low(items >> 8), 0});
-    reply.insert(reply.end(), {low(message.size()), low(message.size() >> 8)});
-    reply.insert(reply.end(), message.begin(), message.end());
-    return reply;
 }
 
 } // namespace

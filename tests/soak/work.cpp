@@ -8,6 +8,7 @@
 
 #include "encoded_frames.h"
 #include "frame_1743.h"
+#include "messages.h"
 
 namespace {
 
@@ -16,18 +17,6 @@ constexpr size_t MOY_AT = 34;
 constexpr size_t PHASE_AT = 41;
 constexpr size_t END_TIME_AT = 47;
 constexpr uint8_t PHASE = 3;
-
-// The stack application's reply: frame head, data block, one item.
-Bytes reply() {
-    Bytes bytes = hex(std::string("A55A04 00 0000000000000000 1500 0000 00"
-                                  "0B000000 01000000 0000 00 0000") +
-                      encoded::spat);
-    constexpr size_t PACK_LENGTH_AT = 14;
-    constexpr size_t ITEM_LENGTH_AT = 28;
-    bytes[PACK_LENGTH_AT] = static_cast<uint8_t>(bytes.size() - 17);
-    bytes[ITEM_LENGTH_AT] = static_cast<uint8_t>(bytes.size() - ITEM_LENGTH_AT - 2);
-    return bytes;
-}
 
 bool isFromCloud(const Bytes& frame) {
     return frame.size() > MOY_AT + 4 && frame[MOY_AT] == 0xFF && frame[MOY_AT + 1] == 0xFF &&
@@ -120,7 +109,7 @@ void Work::run() {
 }
 
 void Work::takeFromStack() {
-    static const Bytes REPLY = reply();
+    static const Bytes REPLY = replyWith(hex(encoded::spat));
     Bytes bytes(65536);
     sockaddr_in sender = {};
     socklen_t length = sizeof sender;
