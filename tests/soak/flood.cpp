@@ -155,18 +155,18 @@ void Cloud::sendStatus(const Bytes& bytes) const {
     send(STATUS_TOPIC, bytes);
 }
 
-Records::Records(const Peer& stack) : m_fd(stack.fd()) {
+ArrivedRecords::ArrivedRecords(const Peer& stack) : m_fd(stack.fd()) {
     const int size = 16 * 1024 * 1024;
     setsockopt(m_fd, SOL_SOCKET, SO_RCVBUFFORCE, &size, sizeof size); // as far as this user may
-    m_thread = std::thread(&Records::run, this);
+    m_thread = std::thread(&ArrivedRecords::run, this);
 }
 
-Records::~Records() {
+ArrivedRecords::~ArrivedRecords() {
     m_stop = true;
     m_thread.join();
 }
 
-void Records::run() {
+void ArrivedRecords::run() {
     Bytes bytes(65536);
     while (!m_stop) {
         pollfd in = {m_fd, POLLIN, 0};

@@ -44,12 +44,12 @@ private:
 };
 
 // Reads the stack application's socket: records by their content, and where requests come from.
-class Records {
+class ArrivedRecords {
 public:
-    explicit Records(const Peer& stack);
-    ~Records();
-    Records(const Records&) = delete;
-    Records& operator=(const Records&) = delete;
+    explicit ArrivedRecords(const Peer& stack);
+    ~ArrivedRecords();
+    ArrivedRecords(const ArrivedRecords&) = delete;
+    ArrivedRecords& operator=(const ArrivedRecords&) = delete;
     uint64_t all() const { return m_all; }
     uint64_t good(size_t stream) const { return m_good[stream]; }
     uint16_t requestPort() const { return m_requestPort; } // 0 until one has come
@@ -70,7 +70,7 @@ struct FloodDesk {
     const Cloud& cloud;
     Unit unit;
     Peer flooder;
-    Records records{unit.stack};
+    ArrivedRecords records{unit.stack};
 };
 
 // Where a flood goes in.
