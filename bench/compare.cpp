@@ -39,16 +39,23 @@ void compareHeading(const char* baseline, const char* candidate) {
 
 void compare(const char* what, const std::function<void()>& baseline, const std::function<void()>& candidate) {
     constexpr int ROUNDS = 301;
-    const int times = std::max(1, static_cast<int>(300'000 / nanoseconds(baseline, 10))); // 0.3 ms a round
+    const auto timesOf = [](const std::function<void()>& call) { // 0.3 ms a round
+        return std::max(1, static_cast<int>(300'000 / nanoseconds(call, 10)));
+    };
+    const int baselineCalls = timesOf(baseline);
+    const int candidateCalls = timesOf(candidate);
     std::vector<double> baselineTimes;
     std::vector<double> candidateTimes;
     std::vector<double> ratios;
     for (int round = 0; round < ROUNDS; round++) {
         const bool baselineFirst = round % 2 == 0;
-        const double first = nanoseconds(baselineFirst ? baseline : candidate, times);
-        const double second = nanoseconds(baselineFirst ? candidate : baseline, times);
-        baselineTimes.push_back(baselineFirst ? first : second);
-        candidateTimes.push_back(baselineFirst ? second : first);
+        if (baselineFirst) {
+            baselineTimes.push_back(nanoseconds(baseline, baselineCalls));
+        }
+        candidateTimes.push_back(nanoseconds(candidate, candidateCalls));
+        if (!baselineFirst) {
+            baselineTimes.push_back(nanoseconds(baseline, baselineCalls));
+        }
         ratios.push_back(candidateTimes.back() / baselineTimes.back());
     }
     printf("%-44s %10.0f %10.0f %8.3f %8zu %8zu\n", what, median(baselineTimes), median(candidateTimes), median(ratios),
