@@ -3,7 +3,7 @@
 #include <cstdlib>
 
 namespace {
-size_t g_count = 0;
+thread_local size_t g_count = 0;
 }
 
 size_t heapCalls() {

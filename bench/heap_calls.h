@@ -1,4 +1,4 @@
-// Counts the calls of malloc, calloc and realloc of a benchmark program of one thread.
+// Counts the calls of malloc, calloc and realloc in a benchmark program's own code, each thread for itself.
 #pragma once
 
 #include <cstddef>
