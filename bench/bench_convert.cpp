@@ -1,14 +1,13 @@
-// Conversion of a phase report and framing of a record, without the kernel. Argument: number of phases.
+// Framing of a record without the kernel (argument: number of phases), and the store of the controller's byte ring
+// (argument: number of bytes).
 #include <benchmark/benchmark.h>
 #include <cstdio>
-#include <cstring>
 #include <vector>
 
 #include "allocations.h"
 #include "configuration.h"
 #include "spat_conv_config.h"
 #include "spat_conv_phase_table.h"
-#include "spat_conv_signal_learner_quor_report.h"
 #include "spat_conv_signal_machine_1743_stream.h"
 #include "spat_conv_stack_interface.h"
 
@@ -16,31 +15,9 @@ namespace {
 
 bool start() {
     const spat_conv_config_t* config = nullptr;
-    return loadConfiguration("RSU0001", {"QUOR", "SINF"}) && v2xspatconv_GetCfgData(&config) == 0 &&
+    return loadConfiguration("RSU0001", {"SINF"}) && v2xspatconv_GetCfgData(&config) == 0 &&
            v2xspatconv_StackInterfaceInit(config) == 0;
 }
-
-std::vector<uint8_t> report(size_t phases) {
-    std::vector<uint8_t> bytes = {0xFE, 0xFE, 0x10, 0, 0, 0, static_cast<uint8_t>(phases), 0};
-    for (size_t i = 0; i < phases; i++) {
-        bytes.insert(bytes.end(), {static_cast<uint8_t>(i + 1), static_cast<uint8_t>(i % 3 + 1), 15, 0, 0, 0, 0});
-    }
-    const size_t body = bytes.size() - 5;
-    bytes[3] = static_cast<uint8_t>(body >> 8);
-    bytes[4] = static_cast<uint8_t>(body & 0xFF);
-    return bytes;
-}
-
-void reportToFrame(benchmark::State& state) {
-    std::vector<uint8_t> bytes = report(static_cast<size_t>(state.range(0)));
-    v2xpub_UdpSocketDataHead_t datagram = {static_cast<int16_t>(bytes.size()), bytes.data()};
-    const size_t before = allocations();
-    for (auto _ : state) {
-        v2xspatconv_GetLearnMachineDataRcv(nullptr, &datagram, nullptr, 0);
-    }
-    state.counters["allocations"] = static_cast<double>(allocations() - before);
-}
-BENCHMARK(reportToFrame)->Arg(1)->Arg(8)->Arg(32);
 
 void recordToFrame(benchmark::State& state) {
     uint8_t record[V2XIPC_RECORD_SIZE] = {};
