@@ -1,7 +1,6 @@
 #include "compare.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <vector>
 
@@ -9,19 +8,23 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 double median(std::vector<double> values) {
     std::ranges::sort(values);
     return values[values.size() / 2];
 }
 
-double nanoseconds(const std::function<void()>& call, int times) {
-    const auto start = Clock::now();
+double now(clockid_t clock) {
+    timespec time{};
+    clock_gettime(clock, &time);
+    return static_cast<double>(time.tv_sec) * 1e9 + static_cast<double>(time.tv_nsec);
+}
+
+double nanoseconds(clockid_t clock, const std::function<void()>& call, int times) {
+    const double start = now(clock);
     for (int i = 0; i < times; i++) {
         call();
     }
-    return std::chrono::duration<double, std::nano>(Clock::now() - start).count() / times;
+    return (now(clock) - start) / times;
 }
 
 size_t allocations(const std::function<void()>& call) {
@@ -37,10 +40,11 @@ void compareHeading(const char* baseline, const char* candidate) {
            candidate);
 }
 
-void compare(const char* what, const std::function<void()>& baseline, const std::function<void()>& candidate) {
+void compare(const char* what, const std::function<void()>& baseline, const std::function<void()>& candidate,
+             clockid_t clock) {
     constexpr int ROUNDS = 301;
-    const auto timesOf = [](const std::function<void()>& call) { // 0.3 ms a round
-        return std::max(1, static_cast<int>(300'000 / nanoseconds(call, 10)));
+    const auto timesOf = [clock](const std::function<void()>& call) { // 0.3 ms a round
+        return std::max(1, static_cast<int>(300'000 / nanoseconds(clock, call, 10)));
     };
     const int baselineCalls = timesOf(baseline);
     const int candidateCalls = timesOf(candidate);
@@ -50,11 +54,11 @@ void compare(const char* what, const std::function<void()>& baseline, const std:
     for (int round = 0; round < ROUNDS; round++) {
         const bool baselineFirst = round % 2 == 0;
         if (baselineFirst) {
-            baselineTimes.push_back(nanoseconds(baseline, baselineCalls));
+            baselineTimes.push_back(nanoseconds(clock, baseline, baselineCalls));
         }
-        candidateTimes.push_back(nanoseconds(candidate, candidateCalls));
+        candidateTimes.push_back(nanoseconds(clock, candidate, candidateCalls));
         if (!baselineFirst) {
-            baselineTimes.push_back(nanoseconds(baseline, baselineCalls));
+            baselineTimes.push_back(nanoseconds(clock, baseline, baselineCalls));
         }
         ratios.push_back(candidateTimes.back() / baselineTimes.back());
     }
