@@ -1,0 +1,71 @@
+// A writer and a reader of the bare DDS library, set as the unit's DDS library sets its own for real-time topics.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <fastdds/rtps/RTPSDomain.h>
+#include <fastdds/rtps/history/ReaderHistory.h>
+#include <fastdds/rtps/history/WriterHistory.h>
+#include <fastdds/rtps/participant/RTPSParticipant.h>
+#include <fastdds/rtps/reader/RTPSReader.h>
+#include <fastdds/rtps/reader/ReaderListener.h>
+#include <fastdds/rtps/writer/RTPSWriter.h>
+#include <fastdds/rtps/writer/WriterListener.h>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "v2xdds_transport.h"
+
+namespace rtps = eprosima::fastrtps::rtps;
+
+// A sample of so many octets, encoded.
+std::vector<uint8_t> bareSample(size_t octets);
+
+// A participant on 127.0.0.1. Delivery within the process is off once the unit's library has started one of its own.
+class BareParticipant {
+public:
+    explicit BareParticipant(int32_t domain);
+    ~BareParticipant();
+    BareParticipant(const BareParticipant&) = delete;
+    BareParticipant& operator=(const BareParticipant&) = delete;
+    rtps::RTPSParticipant& get() const { return *m_participant; }
+
+private:
+    const v2xdds_number m_number;
+    rtps::RTPSParticipant* const m_participant;
+};
+
+class BareWriter : private rtps::WriterListener {
+public:
+    BareWriter(int32_t domain, const std::string& topic);
+    ~BareWriter() override;
+    bool send(std::span<const uint8_t> sample);
+    int32_t readers() const { return m_readers; }
+
+private:
+    using WriterListener::onWriterMatched;
+    void onWriterMatched(rtps::RTPSWriter* writer,
+                         const eprosima::fastdds::dds::PublicationMatchedStatus& status) override;
+
+    std::atomic<int32_t> m_readers{0};
+    const BareParticipant m_participant;
+    rtps::WriterHistory m_history;
+    rtps::RTPSWriter* const m_writer;
+};
+
+class BareReader : private rtps::ReaderListener {
+public:
+    BareReader(int32_t domain, const std::string& topic);
+    ~BareReader() override;
+    const std::atomic<size_t>& received() const { return m_received; } // octets
+
+private:
+    void onNewCacheChangeAdded(rtps::RTPSReader* reader, const rtps::CacheChange_t* change) override;
+
+    std::atomic<size_t> m_received{0};
+    const BareParticipant m_participant;
+    rtps::ReaderHistory m_history;
+    rtps::RTPSReader* const m_reader;
+};
