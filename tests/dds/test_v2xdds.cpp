@@ -12,6 +12,7 @@
 #include <optional>
 #include <thread>
 
+#include "counts.h"
 #include "dds/dds_test.h"
 #include "v2xdds_cdr.h"
 #include "v2xdds_reader.h"
@@ -61,28 +62,61 @@ TEST(Cdr, DecodesWhatIsWithinTheSampleOnly) {
     }
 }
 
-// 1024 samples and four payloads of the greatest length wait at most.
+// A queue that holds samples of one writer.
+class FilledQueue : public v2xdds_queue {
+public:
+    FilledQueue(size_t count, uint32_t size) : m_samples(count) {
+        for (eprosima::fastrtps::rtps::CacheChange_t& sample : m_samples) {
+            sample.serializedPayload.length = size;
+            m_changes.push_back(&sample);
+        }
+    }
+    ~FilledQueue() override { m_changes.clear(); }
+    // The last one is the writer's, and not all of its fragments have come.
+    void begin(const eprosima::fastrtps::rtps::GUID_t& writer, uint32_t size) {
+        m_samples.back().writerGUID = writer;
+        m_samples.back().serializedPayload.length = size;
+        m_samples.back().setFragmentSize(60000);
+    }
+
+private:
+    std::vector<eprosima::fastrtps::rtps::CacheChange_t> m_samples;
+};
+
+// 1024 samples and four payloads of the greatest length wait at most, and what is ahead of a gap leaves room for it.
 TEST(Queue, KeepsRoomForWhatIsMissing) {
+    constexpr uint32_t LARGEST = 1048587;
     const struct {
+        size_t held;
+        uint32_t heldSize;
         uint32_t size;
         size_t missing; // samples in front of this one that have not come
+        bool isBegun;
         bool isTaken;
         bool isNever;
     } cases[] = {
-        {1032, 0, true, false},       {1032, 1023, true, false}, {1032, 1024, false, false},
-        {1048587, 0, true, false},    {1048588, 0, false, true}, {1048587, 1023, true, false},
-        {1048588, 1024, false, true},
+        {0, 0, 1032, 0, false, true, false},         {0, 0, 1032, 1023, false, true, false},
+        {0, 0, 1032, 1024, false, false, false},     {1022, 1032, 1032, 1, false, true, false},
+        {1023, 1032, 1032, 1, false, false, false},  {1023, 1032, 1032, 0, false, true, false},
+        {1024, 1032, 1032, 0, false, false, false},  {0, 0, LARGEST, 0, false, true, false},
+        {0, 0, LARGEST + 1, 0, false, false, true},  {52, 60000, 60000, 1, false, false, false},
+        {52, 60000, LARGEST, 0, false, true, false}, {53, 60000, LARGEST, 0, true, true, false},
+        {1024, 1032, LARGEST, 0, true, true, false}, {1024, 1032, LARGEST, 1, true, false, false},
     };
-    const v2xdds_queue queue;
     eprosima::fastrtps::rtps::GUID_t writer;
     writer.guidPrefix.value[0] = 1;
     writer.entityId = 0x103;
     for (const auto& row : cases) {
+        FilledQueue queue(row.held, row.heldSize);
+        if (row.isBegun) {
+            queue.begin(writer, row.size);
+        }
         bool isNever = false;
         EXPECT_EQ(queue.can_change_be_added_nts(writer, row.size, row.missing, isNever), row.isTaken)
-            << row.size << " " << row.missing;
+            << row.held << " " << row.size << " " << row.missing;
         EXPECT_EQ(isNever, row.isNever) << row.size << " " << row.missing;
     }
+    EXPECT_EQ(countsOf("dds")["too_long"], 1U);
 }
 
 TEST(Calls, RefuseWhatCannotBeDeclared) {

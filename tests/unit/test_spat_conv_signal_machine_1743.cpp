@@ -193,7 +193,7 @@ TEST_F(Controller, RefusedPayloadsSendNothingAndCountAsTheySay) {
     }
     PathCounts counts = countsOf("1743");
     counts.erase("bytes_framed");
-    EXPECT_EQ(counts, (PathCounts{{"other_type", 3}, {"not_converted", 8}}));
+    EXPECT_EQ(counts, (PathCounts{{"frames", 11}, {"other_type", 3}, {"not_converted", 8}}));
 }
 
 // ---- byte stream
@@ -241,6 +241,7 @@ TEST_F(Controller, FrameLengths) {
     counts.erase("bytes_framed");
     EXPECT_EQ(counts, (PathCounts{{"accepted", 3},
                                   {"bytes_skipped", 100},
+                                  {"frames", 8},
                                   {"not_unescaped", 1},
                                   {"other_type", 1},
                                   {"too_long", 1},

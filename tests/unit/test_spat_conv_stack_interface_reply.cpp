@@ -206,6 +206,7 @@ TEST_F(StackReply, CorrectedItemsFollowOneAnotherAndSixtyFourAreRead) {
     EXPECT_EQ(deal(reply(65, items)), 0);
     EXPECT_THAT(up(), SizeIs(64));
     EXPECT_THAT(log(), IsEmpty());
+    EXPECT_EQ(countsOf("reply")["items_over"], 1U);
 }
 
 } // namespace

@@ -21,7 +21,7 @@ bool HandOn(v2xdds_reader& reader) {
     } catch (const std::exception& fault) { // no memory for a sample: it is lost, the thread goes on
         g_noMemory.Add();
         V2XLOG(g_v2xddsLog, V2XLOG_ERROR, "a sample is lost: %s", fault.what());
-        return false;
+        return true;
     }
 }
 } // namespace

@@ -17,6 +17,8 @@ namespace {
 
 v2x_counter g_samples{"dds", "samples"};
 v2x_counter g_refused{"dds", "refused"};
+v2x_counter g_tooLong{"dds", "too_long"};
+v2x_counter g_unfit{"dds", "unfit_writers"};
 v2x_counter g_lost{"dds", "lost"}; // a writer has given them up before they arrived
 
 namespace rtps = eprosima::fastrtps::rtps;
@@ -31,24 +33,34 @@ constexpr uint32_t SAMPLE_MAX = V2XDDS_CDR_HEAD + V2XDDS_PAYLOAD_MAX + 3;
 
 } // namespace
 
+// The library's own limit comes after the one below and takes no notice of gaps.
 v2xdds_queue::v2xdds_queue()
-    : ReaderHistory({rtps::DYNAMIC_RESERVE_MEMORY_MODE, SAMPLE_USUAL, 0, static_cast<int32_t>(QUEUED)}) {}
+    : ReaderHistory({rtps::DYNAMIC_RESERVE_MEMORY_MODE, SAMPLE_USUAL, 0, static_cast<int32_t>(2 * QUEUED)}) {}
 
+// Asked for every sample, and for every fragment of one.
 bool v2xdds_queue::can_change_be_added_nts(const rtps::GUID_t& writer_guid, uint32_t total_payload_size,
                                            size_t unknown_missing_changes_up_to, bool& will_never_be_accepted) const {
     will_never_be_accepted = total_payload_size > SAMPLE_MAX;
-    uint64_t bytes = total_payload_size;
-    for (const rtps::CacheChange_t* change : m_changes) {
-        bytes += change->serializedPayload.length;
+    if (will_never_be_accepted) {
+        g_tooLong.Add();
+        V2XLOG(g_v2xddsLog, V2XLOG_WARN, "refused a sample of %u bytes, at most %u taken", total_payload_size,
+               SAMPLE_MAX);
+        return false;
     }
+    uint64_t bytes = 0;
+    bool isBegun = false; // some of its fragments are here, and its place and its bytes are counted
+    for (rtps::CacheChange_t* change : m_changes) {
+        bytes += change->serializedPayload.length;
+        isBegun = isBegun || (!change->is_fully_assembled() && change->writerGUID == writer_guid &&
+                              change->serializedPayload.length == total_payload_size);
+    }
+    const size_t ahead = m_changes.size() - (isBegun ? 1 : 0) + unknown_missing_changes_up_to;
+    bytes += isBegun ? 0 : total_payload_size;
     // What is ahead of a lost sample leaves room for it: no sample behind the gap is handed on, so the queue would stay
     // full for good.
     const bool isNext = unknown_missing_changes_up_to == 0;
-    if (will_never_be_accepted || m_changes.size() + unknown_missing_changes_up_to >= QUEUED ||
-        bytes > (isNext ? QUEUED_BYTES : QUEUED_BYTES - SAMPLE_MAX)) {
-        return false;
-    }
-    return ReaderHistory::can_change_be_added_nts(writer_guid, total_payload_size, unknown_missing_changes_up_to,
+    return ahead < QUEUED && bytes <= (isNext ? QUEUED_BYTES : QUEUED_BYTES - SAMPLE_MAX) &&
+           ReaderHistory::can_change_be_added_nts(writer_guid, total_payload_size, unknown_missing_changes_up_to,
                                                   will_never_be_accepted);
 }
 
@@ -59,9 +71,14 @@ bool v2xdds_queue::Take(rtps::RTPSReader& reader, std::vector<uint8_t>& sample) 
     if (!reader.nextUntakenCache(&change, &writer)) {
         return false;
     }
+    // Also when there is no memory for it: it is lost then.
+    const struct Removal {
+        v2xdds_queue& queue;
+        rtps::CacheChange_t* change;
+        ~Removal() { queue.remove_change(change); }
+    } removal{*this, change};
     const rtps::SerializedPayload_t& payload = change->serializedPayload;
     sample.assign(payload.data, payload.data + (payload.data != nullptr ? payload.length : 0));
-    remove_change(change);
     return true;
 }
 
@@ -139,6 +156,7 @@ void v2xdds_reader::on_sample_lost(rtps::RTPSReader* /*reader*/, int32_t count) 
 
 void v2xdds_reader::on_requested_incompatible_qos(rtps::RTPSReader* /*reader*/,
                                                   eprosima::fastdds::dds::PolicyMask /*qos*/) {
+    g_unfit.Add();
     if (m_unfit.Add()) {
         V2XLOG(g_v2xddsLog, V2XLOG_WARN, "topic %s: a writer offers less than is asked for (%" PRIu64 " so far)",
                m_topic.c_str(), m_unfit.Count());

@@ -76,9 +76,12 @@ bool IsFree(const std::string& address, int32_t port) {
     if (fd < 0) {
         throw std::runtime_error(std::string("no socket: ") + std::strerror(errno));
     }
-    const bool isFree = ::bind(fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0;
+    const int error = ::bind(fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0 ? 0 : errno;
     ::close(fd);
-    return isFree;
+    if (error != 0 && error != EADDRINUSE) {
+        throw std::runtime_error("port " + std::to_string(port) + ": " + std::strerror(error));
+    }
+    return error == 0;
 }
 
 // RTPS 2.3, 9.6.1: one port for discovery and the next one for samples.

@@ -8,10 +8,14 @@
 #include <fastrtps/qos/WriterQos.h>
 #include <utility>
 
+#include "v2x/v2xcount.h"
 #include "v2xdds_cdr.h"
 #include "v2xdds_qos.h"
 
 namespace {
+
+v2x_counter g_overwritten{"dds", "overwritten"}; // before every reader had them
+v2x_counter g_unfit{"dds", "unfit_readers"};
 
 namespace rtps = eprosima::fastrtps::rtps;
 
@@ -84,8 +88,20 @@ bool v2xdds_writer::MakeRoom(size_t samples) {
     return true;
 }
 
+// Makes room for one sample, whoever lacks the oldest.
+bool v2xdds_writer::Overwrite() {
+    rtps::CacheChange_t* oldest = nullptr;
+    if (m_history.getHistorySize() < KEPT[m_setting]) {
+        return true;
+    }
+    if (m_history.get_min_change(&oldest) && !m_writer->is_acked_by_all(oldest)) {
+        g_overwritten.Add();
+    }
+    return m_history.remove_min_change();
+}
+
 bool v2xdds_writer::SendPiece(std::span<const uint8_t> piece) {
-    if (m_history.getHistorySize() >= KEPT[m_setting] && !m_history.remove_min_change()) {
+    if (!Overwrite()) {
         return false;
     }
     const auto size = static_cast<uint32_t>(V2XDDS_CDR_HEAD + piece.size());
@@ -123,6 +139,7 @@ void v2xdds_writer::onWriterMatched(rtps::RTPSWriter* /*writer*/,
 
 void v2xdds_writer::on_offered_incompatible_qos(rtps::RTPSWriter* /*writer*/,
                                                 eprosima::fastdds::dds::PolicyMask /*qos*/) {
+    g_unfit.Add();
     if (m_unfit.Add()) {
         V2XLOG(g_v2xddsLog, V2XLOG_WARN, "topic %s: a reader asks for more than is offered (%" PRIu64 " so far)",
                m_topic.c_str(), m_unfit.Count());

@@ -38,6 +38,7 @@ private:
                                      eprosima::fastdds::dds::PolicyMask qos) override;
 
     bool MakeRoom(size_t samples);
+    bool Overwrite();
     bool SendPiece(std::span<const uint8_t> piece);
 
     const std::string m_topic;

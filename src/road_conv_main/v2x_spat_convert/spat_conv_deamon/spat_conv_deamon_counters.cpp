@@ -44,7 +44,10 @@ void AddSocket(void* paths, const char* sockName, const v2xpub_UdpSocketStats_t*
 } // namespace
 
 void v2xspatconv_LogCounters(bool all) {
-    static std::map<std::string, uint64_t> logged; // sums, by path
+    static auto& logged = *new std::map<std::string, uint64_t>; // sums, by path; it outlives every thread
+    if (!v2xlog_Enabled(g_log, V2XLOG_INFO)) {
+        return;
+    }
     try {
         Paths paths;
         for (const v2x_counter* counter = v2x_counter::First(); counter != nullptr; counter = counter->Next()) {

@@ -15,6 +15,7 @@ v2x_counter g_skippedBytes{"1743", "bytes_skipped"}; // in front of a frame
 v2x_counter g_cutBytes{"1743", "bytes_cut"};         // of a frame whose end did not come in time
 v2x_counter g_droppedBytes{"1743", "bytes_dropped"}; // the ring being full
 // Every frame is one of these, or counted where its content is read.
+v2x_counter g_frames{"1743", "frames"}; // all
 v2x_counter g_tooShort{"1743", "too_short"};
 v2x_counter g_tooLong{"1743", "too_long"};
 v2x_counter g_notUnescaped{"1743", "not_unescaped"};
@@ -81,6 +82,7 @@ void ProcessFrames() {
         if (got == -3) {
             return;
         }
+        g_frames.Add();
         if (got != 0 || length < FRAME_LENGTH_MIN) {
             (got != 0 ? g_tooLong : g_tooShort).Add();
             V2XLOG(g_1743Log, V2XLOG_WARN, "GetOneCompleteDataPacket error");

@@ -1,4 +1,5 @@
 // SPAT that the stack application holds: asked for, queued, checked, decoded and sent up to the cloud.
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -30,8 +31,9 @@ v2x_counter g_otherType{"reply", "other_type"};
 v2x_counter g_noBlock{"reply", "no_block"};
 v2x_counter g_badItem{"reply", "bad_item"}; // the items in front of it are taken
 v2x_counter g_accepted{"reply", "accepted"};
-// ... and every item that is taken this.
+// ... and every item that is taken or not looked at one of these.
 v2x_counter g_items{"reply", "items"};
+v2x_counter g_itemsOver{"reply", "items_over"};
 
 constexpr int32_t REQUEST_DATA_NO = 1;
 constexpr int32_t REPLY_MAX_PACK = 20480;
@@ -246,5 +248,6 @@ int32_t DealSpatDataRecv(uint8_t* pRsuData, size_t size) {
         at = following ? end : sizeof(v2xipc_pc5Data_t) * static_cast<size_t>(i + 1) + length;
     }
     g_accepted.Add();
+    g_itemsOver.Add(static_cast<uint64_t>(std::max(block.m_dataNo - REPLY_MAX_ITEMS, 0)));
     return ret;
 }
