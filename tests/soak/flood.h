@@ -80,12 +80,13 @@ struct Inlet {
     Bytes good;
     void (*send)(FloodDesk& desk, const Bytes& input);
     int stream;                    // the good stream that goes in here, too; NONE
-    std::vector<std::string> came; // counts that together are what was sent
+    std::vector<std::string> came; // counts that together are what was sent; of a socket, the last is the kernel's
     // Counts of which the ones on the left and those on the right are equal in sum.
     std::vector<std::pair<std::vector<std::string>, std::vector<std::string>>> balances;
     std::vector<std::string> bytes; // counts that together are the bytes that were sent, where there are such
 
     static constexpr int NONE = -1;
+    bool isSocket() const { return came.back().ends_with(".kernel_drops"); }
 };
 extern const std::vector<Inlet> INLETS;
 

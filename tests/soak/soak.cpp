@@ -48,7 +48,7 @@ int main(int argc, char** argv) {
     CLI::App app("Runs v2x_spat_convert under load and faults, watched from outside");
     app.option_defaults()->always_capture_default();
     app.add_option("plan", wanted, planList());
-    app.add_option("--minutes", options.minutes, "Length of the steady plan")->check(CLI::PositiveNumber);
+    app.add_option("--minutes", options.minutes, "Length of the steady plan")->check(CLI::Range(0.2, 1e6));
     app.add_option("--scale", options.scale, "Traffic of the steady plan, to the nominal rates")
         ->check(CLI::PositiveNumber);
     app.add_option("--times", options.times, "How often each fault is done over")->check(CLI::PositiveNumber);

@@ -1,5 +1,6 @@
 #include "watch.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -63,6 +64,9 @@ Sample sample(pid_t pid, const std::string& logPath) {
     const std::string status = wholeFile(proc + "/status");
     std::error_code error;
     Sample now;
+    now.atMs =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch())
+            .count();
     now.rssKib = statusField(status, "VmRSS");
     now.threads = statusField(status, "Threads");
     now.descriptors = std::distance(fs::directory_iterator(proc + "/fd", error), fs::directory_iterator());

@@ -7,6 +7,7 @@
 #include <sys/types.h>
 
 struct Sample {
+    int64_t atMs = 0; // on the monotonic clock
     int64_t rssKib = 0;
     int64_t threads = 0;
     int64_t descriptors = 0;
