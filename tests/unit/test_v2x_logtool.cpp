@@ -6,14 +6,6 @@
 
 namespace {
 
-TEST(LogTool, Requests) {
-    EXPECT_EQ(logtool::ListRequest(), hex("A55A 04 00 0000000000000000 3200 0500 00  01 0000 0000"));
-    EXPECT_EQ(logtool::SetRequest("QUOR", 7),
-              hex("A55A 04 00 0000000000000000 3200 0F00 00  02 0000 0A00  51554F5200000000 0700"));
-    EXPECT_EQ(logtool::SetRequest("12345678", 0),
-              hex("A55A 04 00 0000000000000000 3200 0F00 00  02 0000 0A00  3132333435363738 0000"));
-}
-
 TEST(LogTool, Answers) {
     const std::string head = "A55A 04 00 0000000000000000 3300 1900 00 ";
     const auto tags = logtool::ReadAnswer(hex(head + "01 0000 1400  5350415400000000 0400  3132333435363738 FFFF"));
@@ -39,15 +31,6 @@ TEST(LogTool, Answers) {
         } catch (const std::runtime_error& error) {
             EXPECT_STREQ(error.what(), row.what);
         }
-    }
-}
-
-TEST(LogTool, LevelsAreNumbersOrNames) {
-    EXPECT_EQ(logtool::ParseLevel("0"), 0);
-    EXPECT_EQ(logtool::ParseLevel("7"), 7);
-    EXPECT_EQ(logtool::ParseLevel("warn"), 3);
-    for (const char* text : {"", "8", "-1", "07", "WARN", "warning"}) {
-        EXPECT_EQ(logtool::ParseLevel(text), std::nullopt) << text;
     }
 }
 
