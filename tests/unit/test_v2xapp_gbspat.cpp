@@ -52,15 +52,6 @@ protected:
     GBSPATISPHASESTATE_HANDLE state = nullptr;
 };
 
-TEST_F(Builder, HandlesPointIntoTheFrame) {
-    EXPECT_EQ(v2xcodec_getMsgType(&frame, nullptr), V2XCODEC_MSG_SPAT);
-    EXPECT_EQ(spatHdl, &spat());
-    EXPECT_EQ(section, &intersection());
-    EXPECT_EQ(phase, &onlyPhase());
-    EXPECT_EQ(state, &onlyState());
-    EXPECT_EQ(takeLog(), Lines());
-}
-
 TEST_F(Builder, MessageCountStartsOverAfter127) {
     EXPECT_EQ(getSPATMsgCnt(nullptr), -1); // counts nothing
     for (int round = 0; round < 2; round++) {
@@ -119,19 +110,11 @@ TEST_F(Builder, Name) {
         int32_t len;
         std::optional<std::string> stored;
     } steps[] = {
-        {nullptr, 0, std::nullopt},
-        {nullptr, 5, std::nullopt},
-        {crossing, 8, "Crossing"},
-        {nullptr, 1, "Crossing"},
-        {nullptr, 63, "Crossing"},
-        {crossing, 10, "Crossing 7"},
-        {nullptr, 64, std::nullopt},
-        {crossing, -1, crossing},
-        {nullptr, -1, std::nullopt},
-        {crossing, -9, crossing},
-        {crossing, 64, std::string(crossing, 64)},
-        {crossing, 0, ""},
-        {nullptr, 0, std::nullopt},
+        {nullptr, 5, std::nullopt},  {crossing, 8, "Crossing"},
+        {nullptr, 63, "Crossing"},   {crossing, 10, "Crossing 7"},
+        {nullptr, 64, std::nullopt}, {crossing, -1, crossing},
+        {nullptr, -1, std::nullopt}, {crossing, 64, std::string(crossing, 64)},
+        {crossing, 0, ""},           {nullptr, 0, std::nullopt},
     };
     for (const auto& step : steps) {
         EXPECT_EQ(v2xapp_GBMsgSPATName(spatHdl, step.text, step.len), 0);
@@ -149,12 +132,9 @@ TEST_F(Builder, TimeStampFromAClock) {
         std::string stored;
     } cases[] = {
         {0, "0"},
-        {61500000, "1500"},
         {999, "0"},
-        {1000, "1"},
         {59999999, "59999"},
         {60000000, "0"},
-        {1772714096789000, "56789"},
         {UINT64_MAX, "49551"}, // 307445734561 minutes and this
     };
     for (const auto& row : cases) {
@@ -174,8 +154,6 @@ TEST_F(Builder, TimeStampAsGiven) {
         std::string stored;
         Lines log;
     } cases[] = {
-        {0, "0", {}},
-        {60000, "60000", {}},
         {65535, "65535", {}},
         {65536, "60000", {outOfRange + "65536"}},
         {UINT64_MAX, "60000", {outOfRange + "-1"}},
@@ -188,20 +166,6 @@ TEST_F(Builder, TimeStampAsGiven) {
         EXPECT_EQ(text(spat().timeStamp), row.stored);
         EXPECT_EQ(text(intersection().timeStamp), row.stored);
     }
-}
-
-TEST_F(Builder, IntersectionId) {
-    const struct {
-        uint32_t value;
-        std::string region;
-        long id;
-    } cases[] = {{0x00010002, "1", 2}, {0, "0", 0}, {0xFFFF0000, "65535", 0}, {0xFFFFFFFF, "65535", 65535}};
-    for (const auto& row : cases) {
-        EXPECT_EQ(v2xapp_GBMsgSPATSectionId(section, row.value), 0);
-        EXPECT_EQ(text(intersection().intersectionId.region), row.region);
-        EXPECT_EQ(intersection().intersectionId.id, row.id);
-    }
-    EXPECT_EQ(takeLog(), Lines());
 }
 
 TEST_F(Builder, Status) {
@@ -438,20 +402,6 @@ Bytes encode(GBMSG_HANDLE frame) {
     EXPECT_EQ(v2xcodec_uperEnc(frame, bytes.data(), static_cast<int32_t>(bytes.size()), &size), 0);
     bytes.resize(static_cast<size_t>(size));
     return bytes;
-}
-
-// One intersection without what is optional: 65535/65535, time stamp 60000, phase 0 with a state without timing.
-TEST(Message, SmallestEncodes) {
-    GBMSG_HANDLE frame = nullptr;
-    GBSPAT_HANDLE spat = nullptr;
-    ASSERT_EQ(v2xapp_GBMsgSPATInit(&frame, &spat), 0);
-    getSPATMsgCnt(spat); // 1
-    const GBSPATIS_HANDLE section = addSection(spat, 0xFFFFFFFF, 0);
-    v2xapp_GBMsgSPATSectionSecmark2(section, 70000);
-    addState(addPhase(section, 0), 0, input(3, {}));
-    EXPECT_EQ(encode(frame), hex("300202FFFFFFFF80007530000000"));
-    v2xcodec_freeStrcut(&frame);
-    EXPECT_EQ(frame, nullptr);
 }
 
 // SPAT 1, minute 527040, ms 59999, "Crossing 7"; the intersection 1/2 with status 8104, minute 91474, ms 1500,

@@ -50,40 +50,6 @@ std::vector<std::string> texts() {
     return texts;
 }
 
-TEST_F(Codec, CapturedFramesDecodeAndEncodeToTheSameBytes) {
-    for (const auto& [digits, type] :
-         {std::pair{captured::spat, V2XCODEC_MSG_SPAT}, {captured::bsm, V2XCODEC_MSG_BSM}}) {
-        const Bytes bytes = hex(digits);
-        ASSERT_EQ(decode(bytes), 0);
-        EXPECT_EQ(v2xcodec_getMsgType(&m_hdl, nullptr), type);
-        Bytes out(bytes.size());
-        int16_t length = -1;
-        EXPECT_EQ(v2xcodec_uperEnc(m_hdl, out.data(), static_cast<int32_t>(out.size()), &length), 0);
-        EXPECT_EQ(length, static_cast<int16_t>(bytes.size()));
-        EXPECT_EQ(out, bytes);
-        v2xcodec_freeStrcut(&m_hdl);
-        EXPECT_EQ(m_hdl, nullptr);
-    }
-    EXPECT_THAT(texts(), IsEmpty());
-}
-
-TEST_F(Codec, ADecodedSpatHoldsWhatWasCaptured) {
-    ASSERT_EQ(decode(hex(captured::spat)), 0);
-    const SPAT_t& spat = frame()->choice.spatFrame;
-    EXPECT_EQ(spat.msgCnt, 91);
-    EXPECT_EQ(*spat.moy, 513261);
-    EXPECT_EQ(*spat.timeStamp, 50998);
-    ASSERT_EQ(spat.intersections.list.count, 1);
-    const IntersectionState_t& crossing = *spat.intersections.list.array[0];
-    EXPECT_EQ(*crossing.intersectionId.region, 1);
-    EXPECT_EQ(crossing.intersectionId.id, 33);
-    ASSERT_EQ(crossing.phases.list.count, 12);
-    const Phase_t& phase = *crossing.phases.list.array[3];
-    EXPECT_EQ(phase.id, 5);
-    EXPECT_EQ(phase.phaseStates.list.array[0]->light, LightState_red);
-    EXPECT_EQ(phase.phaseStates.list.array[0]->timing->choice.counting.likelyEndTime, 530);
-}
-
 TEST_F(Codec, BadArgumentsAreRefusedAndTouchNothing) {
     Bytes bytes = hex(captured::bsm);
     int16_t length = 7;
@@ -209,21 +175,11 @@ TEST_F(Codec, WhatCannotBeEncodedIsNamed) {
                                      "2 Coubld not encode MessageFrame at MessageFrame"));
 }
 
-TEST_F(Codec, XerGoesBothWays) {
-    const Bytes bytes = hex(captured::bsm);
-    ASSERT_EQ(decode(bytes), 0);
-    std::string text(8192, '\0');
-    auto size = static_cast<uint32_t>(text.size());
-    ASSERT_EQ(v2xcodec_xerEnc(m_hdl, reinterpret_cast<uint8_t*>(text.data()), &size), 0);
-    text.resize(size);
-    EXPECT_THAT(text, HasSubstr("<secMark>47091</secMark>"));
-    v2xcodec_freeStrcut(&m_hdl);
-    fakes::logLevel = V2XLOG_DEBUG;
-    ASSERT_EQ(decodeXer(text + "and what follows is not looked at"), 0);
-    Bytes out(bytes.size());
-    int16_t length = 0;
-    EXPECT_EQ(v2xcodec_uperEnc(m_hdl, out.data(), static_cast<int32_t>(out.size()), &length), 0);
-    EXPECT_EQ(out, bytes);
+TEST_F(Codec, WhatFollowsTheTextIsNotLookedAt) {
+    ASSERT_EQ(decodeXer("<MessageFrame><msgFrameExt><messageId>9</messageId><value>0A</value></msgFrameExt>"
+                        "</MessageFrame>and more"),
+              0);
+    EXPECT_EQ(v2xcodec_getMsgType(&m_hdl, nullptr), 6);
 }
 
 TEST_F(Codec, TextThatIsNoFrameIsRefused) {
@@ -243,19 +199,9 @@ TEST_F(Codec, ReleasingNothingIsSaid) {
     EXPECT_THAT(texts(), ElementsAre("2 struct is null", "2 struct is null"));
 }
 
-TEST_F(Codec, SaysAtLevelFiveWhatItHandsOutAndFrees) {
-    fakes::logLevel = V2XLOG_DEBUG;
-    // A codec that has run before keeps its level; each case runs in a process of its own.
-    ASSERT_EQ(decodeXer("<MessageFrame><msgFrameExt><messageId>9</messageId><value>0A</value></msgFrameExt>"
-                        "</MessageFrame>"),
-              0);
-    EXPECT_EQ(v2xcodec_getMsgType(&m_hdl, nullptr), 6);
-    v2xcodec_freeStrcut(&m_hdl);
-    EXPECT_THAT(texts(), ElementsAre(HasSubstr("5 p_msgF=0x"), "5 free ASN MessageFrame struct"));
-}
-
 TEST_F(Codec, PrintsToStandardErrorAndReturnsMinusOne) {
     ASSERT_EQ(decode(hex(captured::spat)), 0);
+    EXPECT_EQ(v2xcodec_getMsgType(&m_hdl, nullptr), V2XCODEC_MSG_SPAT);
     testing::internal::CaptureStderr();
     EXPECT_EQ(v2xcodec_print(m_hdl), -1);
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("<msgCnt>91</msgCnt>"));
