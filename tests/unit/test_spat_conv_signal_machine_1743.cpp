@@ -46,13 +46,11 @@ TEST(Escapes, OnlyTheTwoPairsAreUndone) {
         const char* out;
     } cases[] = {
         {"C0 DBDC 01 DBDD C0", "C0 C0 01 DB C0"},
-        {"DB41", "DB41"},
         {"DBDBDC", "DBC0"},
         {"DBDDDC", "DBDC"},
         {"DB", "DB"},
         {"", ""},
         {"DBDCDBDC", "C0C0"},
-        {"01DB", "01DB"},
     };
     for (const auto& row : cases) {
         const Bytes in = fakes::hex(row.in);
@@ -137,8 +135,6 @@ TEST_F(Controller, LightStatusBecomesPhases) {
          "5; 1:3:10 5:0:10 7:7:10 13:5:10 17:3:10"},
         {"seconds unknown", {{0, {{1, 0x02, 0}, {2, 0x02, 255}}}}, "2; 1:0:36001 7:3:2550"},
         {"the first of two equal phases", {{0, {{1, 0x02, 1}}}, {350, {{1, 0x20, 2}}}}, "2; 1:3:10"},
-        {"eleven groups", {{0, std::vector<Group>(11, Group{1, 2, 1})}}, "11; 1:3:10"},
-        {"eleven links", std::vector<Link>(11, Link{0, {{1, 2, 1}}}), "11; 1:3:10"},
         {"eleven links of eleven groups", std::vector<Link>(11, Link{0, std::vector<Group>(11, Group{1, 2, 1})}),
          "121; 1:3:10"},
     };
@@ -165,7 +161,6 @@ TEST_F(Controller, RefusedPayloadsSendNothingAndCountAsTheySay) {
         bool alive;
     } cases[] = {
         {"object id swapped", header(0x87, 0x01, 0x03) + cut(13), {}, false},
-        {"another control type", header(0x86) + cut(13), {}, false},
         {"shorter than the header", cut(30), {}, false},
         {"header alone", cut(31), {"3 DealSignalMachineToIpcSpat error"}, true},
         {"crossing cut short", cut(43), {"3 DealSignalMachineToIpcSpat error"}, true},
@@ -193,7 +188,7 @@ TEST_F(Controller, RefusedPayloadsSendNothingAndCountAsTheySay) {
     }
     PathCounts counts = countsOf("1743");
     counts.erase("bytes_framed");
-    EXPECT_EQ(counts, (PathCounts{{"frames", 11}, {"other_type", 3}, {"not_converted", 8}}));
+    EXPECT_EQ(counts, (PathCounts{{"frames", 10}, {"other_type", 2}, {"not_converted", 8}}));
 }
 
 // ---- byte stream
@@ -368,32 +363,6 @@ TEST_F(Controller, StartStopsAtTheFirstFailure) {
     EXPECT_EQ(start(), -3);
     EXPECT_EQ(fakes::logged("v2xpub_UdpSocketInit end ret=-3").at(0).level, 2);
     EXPECT_EQ(fakes::tasks.size(), 3U) << "the tasks keep running";
-}
-
-TEST_F(Controller, SaysWhatItReadsAndWrites) {
-    ASSERT_EQ(start(), 0);
-    fakes::logLines.clear();
-    const Bytes bytes = frame(payload(ONE_LINK));
-    recordsOf(bytes);
-    const std::string length = std::to_string(bytes.size());
-    const struct {
-        std::string text;
-        int32_t level;
-    } lines[] = {
-        {"len=" + length + " Recv Signal Machine Data:", 6},
-        {"hexdump of " + length, 6},
-        {"===direction:0===phaseId1:250[5]======", 5},
-        {"======Ipc phaseId1:250[5]======", 5},
-        {"Get PhaseID error:2 1", 7},
-        {"DealSignalMachine1743DataRcv start", 7},
-        {"Data processing completed", 7},
-        {"DealSignalMachine1743DataRcv end, ret:0", 7},
-    };
-    for (const auto& line : lines) {
-        ASSERT_EQ(fakes::logged(line.text).size(), 1U) << line.text;
-        EXPECT_EQ(fakes::logged(line.text)[0].level, line.level) << line.text;
-        EXPECT_EQ(fakes::logged(line.text)[0].tag, "1743");
-    }
 }
 
 TEST_F(Controller, AnIdentityOutOfRangeSendsNothingAndCounts) {
