@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <memory>
 
 #include "fakes.h"
 #include "spat_conv_common.h"
@@ -33,8 +32,6 @@ TEST_F(Readers, Integers) {
         int64_t value;
     } cases[] = {
         {"one", 1},
-        {"One", 9},
-        {"minus", -1},
         {"cut", 2},
         {"minusCut", -2},
         {"edge", 2147483647},
@@ -42,10 +39,7 @@ TEST_F(Readers, Integers) {
         {"below", -2147483648},
         {"huge", 2147483647},
         {"yes", 1},
-        {"no", 0},
         {"text", 0},
-        {"nothing", 0},
-        {"object", 0},
         {"list", 0},
     };
     for (const auto& row : cases) {

@@ -53,11 +53,6 @@ TEST_F(Record, SettledEntriesOverlapInPart) {
         01 04 3333 4444 FFFF FFFF FFFF 0500 FF)");
 }
 
-TEST_F(Record, CorrectedEntriesFollowOneAnother) {
-    read(FOUR_PHASES);
-    expect(CORRECTED, std::string("02000100 0201 FFFFFFFF FFFF 04") + FOUR_PHASES_RECORD);
-}
-
 TEST_F(Record, TimeOfTheReading) {
     read("[]");
     const struct {
@@ -153,18 +148,6 @@ TEST_F(Record, ScaledTimes) {
         expect(SETTLED, std::string("02000100 0201 FFFFFFFF FFFF 01 0101 01 03 0000 0000") + row.time +
                             "FFFF FFFF FFFF" + row.confidence);
     }
-}
-
-TEST_F(Record, EachKindOfTimingHasItsConverter) {
-    read(FOUR_PHASES);
-    const auto bytes = [this](auto convert, int phase) {
-        v2xipc_pahseState_t state = {};
-        EXPECT_EQ(convert(first().phases.list.array[phase]->phaseStates.list.array[0], &state), 0);
-        const auto* raw = reinterpret_cast<const uint8_t*>(&state);
-        return Bytes(raw, raw + sizeof state);
-    };
-    EXPECT_EQ(bytes(v2xspatconv_GbPhaseStateCountingToIpc, 0), hex("01 03 0000 9600 1400 0A00 3200 1E00 01"));
-    EXPECT_EQ(bytes(v2xspatconv_GbPhaseStateUtcTimingToIpc, 1), hex("01 06 A08C A18C 0200 0100 0300 0400 00"));
 }
 
 TEST_F(Record, WithoutASourceOrAPlaceThereIsNone) {

@@ -100,9 +100,6 @@ TEST(Document, CodesAndMessages) {
          {"DOWN 2 cJSON_Parse error!", "DOWN 2 cJSON_Parse Error!",
           "DOWN 2 v2xspatconv_GetIntersectionsFromJson error"}},
         {R"({"name":"a","intersections":[]})", -3, {"DOWN 2 v2xspatconv_GetIntersectionsFromJson error"}},
-        {R"({"intersections":[{"status":0,"phases":[]}]})",
-         0,
-         {"DOWN 2 cJSON_Parse error!", "DOWN 2 Get intersectionId failed!"}},
         {R"({"intersections":[{"status":0,"phases":[]}],"name":7} and more)",
          0,
          {"DOWN 2 cJSON_Parse error!", "DOWN 2 Get intersectionId failed!"}},
@@ -122,14 +119,11 @@ TEST(Name, IsReadWholeAndUnchecked) {
         std::string name; // "-" = none
     } cases[] = {
         {R"("name":"Crossing 7")", 0, "Crossing 7"},
-        {R"("name":"")", 0, ""},
         {R"("name":"Kreuzung \u00fc")", 0, "Kreuzung \xC3\xBC"},
         {R"("name":")" + longName + "\"", 0, longName},
         {R"("Name":"a")", -4, "-"},
         {R"("name":5)", -4, "-"},
-        {R"("name":null)", -4, "-"},
         {R"("name":["a"])", -4, "-"},
-        {R"("name":{"name":"a"})", -4, "-"},
     };
     for (const auto& row : cases) {
         const Spat spat = newSpat();
@@ -151,15 +145,12 @@ TEST(NodeReference, CodesAndMessages) {
     } cases[] = {
         {R"({"id":2})", 0, "-", 2, {}},
         {R"({"region":65535,"id":65535})", 0, "65535", 65535, {}},
-        {R"({"Region":1,"id":2})", 0, "-", 2, {}},
         {R"({"region":65536,"id":2})", -3, "0", 0, {"DOWN 2 region value error"}},
         {R"({"region":-1,"id":2})", -3, "0", 0, {"DOWN 2 region value error"}},
         {R"({"region":1,"id":65536})", -5, "1", 0, {"DOWN 2 id value error"}},
         {R"({"id":-1})", -5, "-", 0, {"DOWN 2 id value error"}},
         {R"({"region":1})", -6, "1", 0, {"DOWN 2 Get id->id item failed!"}},
-        {R"({"region":1,"ID":2})", -6, "1", 0, {"DOWN 2 Get id->id item failed!"}},
         {"5", -6, "-", 0, {"DOWN 2 Get id->id item failed!"}},
-        {"[1,2]", -6, "-", 0, {"DOWN 2 Get id->id item failed!"}},
     };
     for (const auto& row : cases) {
         NodeReferenceID_t reference = {};
@@ -190,8 +181,6 @@ TEST(Intersections, TheLastOneDecidesAndDroppedOnesLeaveNoTrace) {
     } cases[] = {
         {"[]", -1, {}, {}},
         {"{}", -1, {}, {}},
-        {"\"text\"", -1, {}, {}},
-        {"[" + good + "]", 0, {3}, {}},
         {"[" + noStatus + "]", -3, {}, statusLog},
         {"[" + noPhases + "]", -4, {}, phasesLog},
         {"[" + noId + "]", -6, {}, idLog},
@@ -214,18 +203,6 @@ TEST(Intersections, TheLastOneDecidesAndDroppedOnesLeaveNoTrace) {
             }
             EXPECT_EQ(ids, row.ids) << row.list;
         }
-    }
-}
-
-TEST(Status, ReachesTheBitStringWhenCorrected) {
-    const std::string document = R"({"intersections":[{"status":258,"phases":[]}]})";
-    for (const auto mode : {SETTLED, CORRECTED}) {
-        const Spat spat = newSpat();
-        ASSERT_EQ(v2xspatconv_SpatJsonToStruct(document.c_str(), spat.get(), mode), 0);
-        const IntersectionStatusObject_t& status = spat->intersections.list.array[0]->status;
-        EXPECT_EQ(Bytes(status.buf, status.buf + status.size), mode == CORRECTED ? hex("0102") : Bytes());
-        EXPECT_EQ(status.bits_unused, 0);
-        EXPECT_EQ(takeLog(), (Lines{"DOWN 2 cJSON_Parse error!", "DOWN 2 Get intersectionId failed!"}));
     }
 }
 
@@ -307,7 +284,6 @@ TEST(Timing, IsAttachedWhenCorrectedAndSaysTheSameEitherWay) {
         {"{" + allUtc + "}", "utc 11 14 13 12 16 17 15", {noCounting}},
         {"{" + allUtc + "," + allCounting + "}", "counting 1 4 3 2 6 7 5", {}},
         {"{}", "nothing chosen", {noCounting, noUtc}},
-        {"5", "nothing chosen", {noCounting, noUtc}},
         {R"({"Counting":{}})", "nothing chosen", {noCounting, noUtc}},
         {R"({"counting":{}})", "counting 0 36001 - - - - -",
          around(missing({"startTime", "minEndTime", "maxEndTime", "likelyEndTime", "timeConfidence", "nextStartTime",

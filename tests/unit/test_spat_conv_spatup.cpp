@@ -126,14 +126,10 @@ TEST_F(SpatUp, Documents) {
         std::string text;
     } cases[] = {
         {FULL, FULL_TEXT},
-        {spatXer("", ""), R"({"intersections":[]})"},
         {spatXer("<name>a \"b\"\\</name>", ""), R"({"name":"a \"b\"\\","intersections":[]})"},
-        {spatXer("<name></name>", ""), R"({"name":"","intersections":[]})"},
         {spatXer("", "<IntersectionState><intersectionId><id>65535</id></intersectionId><status></status><phases>"
                      "<Phase><id>255</id><phaseStates></phaseStates></Phase></phases></IntersectionState>"),
          R"({"intersections":[{"intersectionId":{"id":65535},"status":0,"phases":[{"phaseId":255,"phaseStates":[]}]}]})"},
-        {spatXer("", intersectionXer(phaseXer("flashing-yellow", ""))),
-         phases(R"({"phaseId":7,"phaseStates":[{"light":8}]})")},
         {spatXer("", intersectionXer(phaseXer("dark", "<timing><counting><startTime>0</startTime><likelyEndTime>4"
                                                       "</likelyEndTime></counting></timing>"))),
          phases(
