@@ -1,13 +1,10 @@
 #include <cstring>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "fakes.h"
 #include "spat_conv_stack_interface.h"
 
 namespace {
-
-using testing::ElementsAre;
 
 // A record in the 5120-byte buffer that every source uses.
 class Record {
@@ -21,25 +18,6 @@ public:
 };
 
 const char HEAD_NO_PHASES[] = "02000100 0000 52650100 D5DD 00";
-
-TEST(Init, OpensThreeSocketsInOrder) {
-    EXPECT_EQ(v2xspatconv_StackInterfaceInit(nullptr), 0);
-    const struct {
-        const char* name;
-        uint16_t svrPort;
-        uint16_t cliPort;
-    } cases[] = {{"SPAT_SEND_APP", 0, 20001}, {"GET_SPAT_DATA", 0, 20002}, {"SPAT_C_LOGTOOL", 20003, 0}};
-    ASSERT_EQ(fakes::sockets.size(), std::size(cases));
-    for (size_t i = 0; i < std::size(cases); i++) {
-        const v2xpub_SocketInitPara_t& para = fakes::sockets[i];
-        EXPECT_STREQ(para.m_sockName, cases[i].name);
-        EXPECT_STREQ(para.m_localIP, "0.0.0.0");
-        EXPECT_EQ(para.m_svrPort, cases[i].svrPort);
-        EXPECT_EQ(para.m_cliPort, cases[i].cliPort);
-        EXPECT_EQ(para.m_svrEnable, cases[i].svrPort != 0);
-        EXPECT_EQ(para.m_cliEnable, cases[i].cliPort != 0);
-    }
-}
 
 TEST(Init, TheFirstSocketThatFailsEndsTheStep) {
     fakes::socketResults["GET_SPAT_DATA"] = -3;

@@ -110,21 +110,6 @@ TEST_F(LogControl, WhatFailsIsNotAnswered) {
     EXPECT_EQ(countsOf("log_tool"), (PathCounts{{"not_served", 5}, {"too_short", 7}, {"wrong_command", 2}}));
 }
 
-class LogControlTrace : public testing::Test {
-protected:
-    LogControlTrace() {
-        fakes::logLevel = V2XLOG_TRACE;
-        v2xspatconv_StackInterfaceInit(nullptr);
-    }
-};
-
-TEST_F(LogControlTrace, EntersAndExits) {
-    fakes::receive("SPAT_C_LOGTOOL", {});
-    EXPECT_THAT(fakes::logged("GetLogCtl enter"), SizeIs(1));
-    EXPECT_THAT(fakes::logged("GetLogCtl exit"), SizeIs(1));
-    EXPECT_EQ(fakes::logged("GetLogCtl exit")[0].level, 7);
-}
-
 TEST_F(LogControl, AnUnknownCommandComesBackAsItIs) {
     EXPECT_EQ(ask(std::string(HEAD_5) + "09 0700 0300 AABBCC"),
               fakes::hex("A55A 01 02 1112131415161718 3300 0500 09 09 0000 0300 AABBCC"));
