@@ -195,21 +195,6 @@ TEST(Calls, SendWhatIsDeclaredAndStartedOnly) {
     EXPECT_FALSE(set_history_qos(one.handle(), "t", 1, 0));
 }
 
-TEST(Topic, CarriesPayloadsOfEverySizeInPieces) {
-    const std::vector<size_t> sizes = {1, 1023, 1024, 1025, 2048, 20479};
-    Participant both; // a topic of one's own is read like any other
-    both.writes("t");
-    both.reads("t", Inbox::take<>);
-    both.start();
-    ASSERT_TRUE(both.awaits("t", 1));
-    for (size_t i = 0; i < sizes.size(); i++) {
-        EXPECT_EQ(both.send("t", payload(sizes[i], static_cast<uint8_t>(i))), 0);
-    }
-    const auto expected = piecesOfSizes(sizes);
-    EXPECT_TRUE(Inbox::of().holds(expected.size()));
-    EXPECT_THAT(Inbox::of().all(), ElementsAreArray(expected));
-}
-
 TEST(Topic, LosesNothingOfTheLongestPayloadWhenAllIsKept) {
     Participant writer;
     Participant reader;
@@ -302,20 +287,28 @@ struct Gate {
 };
 Gate g_gate;
 
-TEST(Callback, RunsAloneAndHoldsUpNoSender) {
+// Fifty samples, and the reader's callback held in the first.
+class HeldCallback : public testing::Test {
+protected:
+    void SetUp() override {
+        writer.writes("t", DDS_HISTORY_ALL);
+        const auto pass = [](void*, unsigned int) { g_gate.pass(); };
+        reader.reads("t", pass, DDS_HISTORY_ALL);
+        reader.writes("other");
+        writer.start();
+        reader.start();
+        ASSERT_TRUE(writer.awaits("t", 1));
+        for (int i = 0; i < 50; i++) {
+            ASSERT_EQ(writer.send("t", Bytes(10)), 0);
+        }
+        ASSERT_TRUE(eventually([] { return g_gate.calls == 1; }));
+    }
+
     Participant writer;
     Participant reader;
-    writer.writes("t", DDS_HISTORY_ALL);
-    reader.reads(
-        "t", [](void*, unsigned int) { g_gate.pass(); }, DDS_HISTORY_ALL);
-    reader.writes("other");
-    writer.start();
-    reader.start();
-    ASSERT_TRUE(writer.awaits("t", 1));
-    for (int i = 0; i < 50; i++) {
-        ASSERT_EQ(writer.send("t", Bytes(10)), 0);
-    }
-    ASSERT_TRUE(eventually([] { return g_gate.calls == 1; }));
+};
+
+TEST_F(HeldCallback, RunsAloneAndHoldsUpNoSender) {
     EXPECT_EQ(writer.send("t", Bytes(10)), 0);
     EXPECT_EQ(reader.send("other", Bytes(10)), 0);
     EXPECT_EQ(get_match_cnt(writer.handle(), "t"), 1);
@@ -325,19 +318,7 @@ TEST(Callback, RunsAloneAndHoldsUpNoSender) {
     EXPECT_EQ(g_gate.most, 1);
 }
 
-TEST(Callback, IsWaitedForByTheEnd) {
-    Participant writer;
-    Participant reader;
-    writer.writes("t", DDS_HISTORY_ALL);
-    reader.reads(
-        "t", [](void*, unsigned int) { g_gate.pass(); }, DDS_HISTORY_ALL);
-    writer.start();
-    reader.start();
-    ASSERT_TRUE(writer.awaits("t", 1));
-    for (int i = 0; i < 50; i++) {
-        ASSERT_EQ(writer.send("t", Bytes(10)), 0);
-    }
-    ASSERT_TRUE(eventually([] { return g_gate.calls == 1; }));
+TEST_F(HeldCallback, IsWaitedForByTheEnd) {
     std::atomic<bool> isEnded{false};
     std::thread destroyer([&] {
         destroy_dds(reader.handle());

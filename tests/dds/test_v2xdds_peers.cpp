@@ -49,28 +49,6 @@ TEST(Peers, EchoEveryPieceInOrder) {
     EXPECT_THAT(peer.lines(), ElementsAreArray(expected));
 }
 
-TEST(Peers, KilledAndStartedAgainAreMatchedAgain) {
-    Participant here;
-    here.writes("t");
-    here.start();
-    for (uint8_t round = 0; round < 3; round++) {
-        const auto start = Clock::now();
-        Peer peer("dds_peer", {REAL_TIME, "read", "t"});
-        // The one that was killed may still count until its lease is over.
-        ASSERT_TRUE(eventually([&] {
-            here.send("t", Bytes{round});
-            return !peer.lines().empty();
-        })) << int{round};
-        const int64_t up = since(start);
-        peer.process().signal(SIGKILL);
-        ASSERT_EQ(peer.process().wait(5000), 128 + SIGKILL);
-        std::printf("served %lld ms after its start\n", static_cast<long long>(up));
-        EXPECT_LT(up, 10000);
-        EXPECT_THAT(peer.lines()[0], describe(&round, 1));
-    }
-    EXPECT_TRUE(here.awaits("t", 0));
-}
-
 // Sanitizers keep what is freed.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool IS_SANITIZED = true;
