@@ -75,8 +75,9 @@ public:
     // The last one is the writer's, and not all of its fragments have come.
     void begin(const eprosima::fastrtps::rtps::GUID_t& writer, uint32_t size) {
         m_samples.back().writerGUID = writer;
+        m_samples.back().serializedPayload.reserve(size); // the library notes in it what is missing
         m_samples.back().serializedPayload.length = size;
-        m_samples.back().setFragmentSize(60000);
+        m_samples.back().setFragmentSize(60000, true);
     }
 
 private:
