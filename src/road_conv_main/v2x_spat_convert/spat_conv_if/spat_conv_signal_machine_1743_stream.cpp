@@ -64,6 +64,21 @@ int32_t Put(SerialBuffer_t& buffer, uint8_t item) {
     return 0;
 }
 
+// With m_mutex held: one byte out.
+int32_t Pop(SerialBuffer_t& buffer, uint8_t& item) {
+    if (isEmpty(&buffer) != 0) {
+        return -1;
+    }
+    item = buffer.m_data[buffer.m_front];
+    if (buffer.m_front == buffer.m_rear) {
+        buffer.m_front = -1;
+        buffer.m_rear = -1;
+    } else {
+        buffer.m_front = (buffer.m_front + 1) % V2X_1743_RING_SIZE;
+    }
+    return 0;
+}
+
 // Puts in what there is room for, and tells how many bytes there was none for.
 uint32_t PutAll(SerialBuffer_t& buffer, std::span<const uint8_t> bytes) {
     const std::lock_guard<std::mutex> guard(buffer.m_mutex);
@@ -119,17 +134,7 @@ int32_t enqueue(SerialBuffer_t* buffer, uint8_t item) {
 
 int32_t dequeue(SerialBuffer_t* buffer, uint8_t* item_out) {
     const std::lock_guard<std::mutex> guard(buffer->m_mutex);
-    if (isEmpty(buffer) != 0) {
-        return -1;
-    }
-    *item_out = buffer->m_data[buffer->m_front];
-    if (buffer->m_front == buffer->m_rear) {
-        buffer->m_front = -1;
-        buffer->m_rear = -1;
-    } else {
-        buffer->m_front = (buffer->m_front + 1) % V2X_1743_RING_SIZE;
-    }
-    return 0;
+    return Pop(*buffer, *item_out);
 }
 
 int32_t GetOneCompleteDataPacket(SerialBuffer_t* p_seria_buffer, uint8_t* data, uint16_t* data_len) {
@@ -139,9 +144,10 @@ int32_t GetOneCompleteDataPacket(SerialBuffer_t* p_seria_buffer, uint8_t* data, 
         V2XLOG(g_1743Log, V2XLOG_ERROR, "input param error");
         return ret = -2;
     }
+    const std::lock_guard<std::mutex> guard(p_seria_buffer->m_mutex);
     uint16_t index = 0;
     while (index < V2X_1743_FRAME_SIZE) {
-        if (dequeue(p_seria_buffer, &data[index]) != 0) {
+        if (Pop(*p_seria_buffer, data[index]) != 0) {
             g_cutBytes.Add(index);
             return ret = -3;
         }
