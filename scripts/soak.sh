@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Builds and runs v2x_spat_soak: the real daemon under load and faults, watched from outside. Ends with its table; exit status 0
-# when every line passed. The DDS domain of the machine should be nobody else's meanwhile.
+# when every line passed, 1 when one failed, 3 when something could not be looked at (with --allow-missing: 0). The DDS domain of
+# the machine should be nobody else's meanwhile.
 # usage: soak.sh [--preset release|asan|tsan] [PLAN]... [--minutes N] [--scale X] [--times N] [--malformed N] [--seed N]
+#   [--allow-missing]
 #   soak.sh --minutes 60    all paths at ten times their nominal rates for an hour
 #   soak.sh all             every plan, one minute of load
 #   soak.sh --help          the plans

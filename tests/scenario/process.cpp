@@ -51,7 +51,9 @@ int Process::wait(int milliseconds) {
     return WIFEXITED(m_status) ? WEXITSTATUS(m_status) : 128 + WTERMSIG(m_status);
 }
 
-TempFolder::TempFolder() : m_path("/tmp/v2x_scenario.XXXXXX") {
+TempFolder::TempFolder() {
+    const char* const place = getenv("TMPDIR");
+    m_path = std::string(place != nullptr && *place != '\0' ? place : "/tmp") + "/v2x_scenario.XXXXXX";
     if (mkdtemp(m_path.data()) == nullptr) {
         abort();
     }

@@ -26,7 +26,7 @@ private:
     int m_status = 0;
 };
 
-// A folder in /tmp, removed with all it holds when it goes out of scope.
+// A folder in TMPDIR or else /tmp, removed with all it holds when it goes out of scope.
 class TempFolder {
 public:
     TempFolder();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
@@ -16,20 +17,19 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string mountSmall(const std::string& folder) {
-    const auto attempt = [&] { return mount("soak", folder.c_str(), "tmpfs", 0, "size=1m") == 0; };
+std::string enterMountSpace() {
     const uid_t user = geteuid();
     const gid_t group = getegid();
-    if (attempt()) {
-        return "";
+    if (unshare(CLONE_NEWNS) != 0) {
+        if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) { // as one with threads may not
+            return std::string("no name space for a mount: ") + strerror(errno);
+        }
+        writeFile("/proc/self/setgroups", "deny");
+        writeFile("/proc/self/uid_map", std::to_string(user) + " " + std::to_string(user) + " 1");
+        writeFile("/proc/self/gid_map", std::to_string(group) + " " + std::to_string(group) + " 1");
     }
-    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
-        return std::string("may not mount: ") + strerror(errno);
-    }
-    writeFile("/proc/self/setgroups", "deny");
-    writeFile("/proc/self/uid_map", std::to_string(user) + " " + std::to_string(user) + " 1");
-    writeFile("/proc/self/gid_map", std::to_string(group) + " " + std::to_string(group) + " 1");
-    return attempt() ? "" : std::string("may not mount: ") + strerror(errno);
+    const bool isApart = mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+    return isApart ? "" : std::string("mounts are not to be had apart: ") + strerror(errno);
 }
 
 // Of root, for whom a folder without write permission is writable: the immutable flag.
@@ -49,9 +49,17 @@ std::string folderOf(const Unit& unit) {
     return fs::path(unit.logPath).parent_path().string();
 }
 
-Mounted::Mounted(const std::string& path) : m_folder(path) {
-    fs::create_directories(m_folder);
-    m_why = mountSmall(m_folder);
+const std::string& ownMounts() {
+    static const std::string why = enterMountSpace();
+    return why;
+}
+
+Mounted::Mounted(const std::string& path) : m_folder(path), m_why(ownMounts()) {
+    std::error_code error;
+    fs::create_directories(m_folder, error);
+    if (m_why.empty() && mount("soak", m_folder.c_str(), "tmpfs", 0, "size=1m") != 0) {
+        m_why = std::string("may not mount: ") + strerror(errno);
+    }
 }
 
 Mounted::~Mounted() {
@@ -74,6 +82,19 @@ bool setWritable(const std::string& folder, bool on) {
     return geteuid() == 0 ? setImmutable(folder, !on) : chmod(folder.c_str(), on ? 0755 : 0555) == 0;
 }
 
+void setAllWritable(const std::string& path) {
+    struct stat entry = {};
+    if (lstat(path.c_str(), &entry) != 0 || !S_ISDIR(entry.st_mode)) {
+        return;
+    }
+    setImmutable(path, false);
+    chmod(path.c_str(), 0755);
+    std::error_code error;
+    for (fs::directory_iterator at(path, error); !error && at != fs::directory_iterator(); at.increment(error)) {
+        setAllWritable(at->path().string());
+    }
+}
+
 std::string whyAlwaysWritable() {
     const TempFolder folder;
     const std::string why =
@@ -86,9 +107,10 @@ rlim_t numbersInUse(const Unit& unit) {
     const std::string folder = "/proc/" + std::to_string(unit.daemon->pid()) + "/fd";
     std::set<rlim_t> used;
     std::error_code error;
-    for (const auto& entry : fs::directory_iterator(folder, error)) {
-        if (fs::read_symlink(entry.path(), error) != unit.logPath) {
-            used.insert(std::stoul(entry.path().filename().string()));
+    for (fs::directory_iterator at(folder, error); !error && at != fs::directory_iterator(); at.increment(error)) {
+        std::error_code isClosed;
+        if (fs::read_symlink(at->path(), isClosed) != unit.logPath) {
+            used.insert(strtoul(at->path().filename().c_str(), nullptr, 10));
         }
     }
     rlim_t first = 0;
@@ -115,7 +137,8 @@ void traceAll(const Unit& unit) {
 void fillLog(const Unit& unit) {
     constexpr size_t ROTATED_AT = size_t{10} * 1024 * 1024;
     constexpr size_t ROOM = 80000; // for the start of the daemon, about 50000
-    fs::create_directories(folderOf(unit));
+    std::error_code error;
+    fs::create_directories(folderOf(unit), error);
     const std::string line(99, '-');
     std::string text;
     while (text.size() + ROOM < ROTATED_AT) {

@@ -8,7 +8,11 @@
 
 std::string folderOf(const Unit& unit);
 
-// A small file system at a folder for the life of this; in a name space of this process where mounting needs that.
+// From the first call on, which is best made before there is a thread: what is mounted is seen by this process and
+// those that it starts, and is gone with them. Why that is not so; "" when it is.
+const std::string& ownMounts();
+
+// A small file system at a folder for the life of this.
 class Mounted {
 public:
     explicit Mounted(const std::string& path);
@@ -27,7 +31,8 @@ void fill(const std::string& path);
 
 // By its mode, of root by the immutable flag. Whether it was done.
 bool setWritable(const std::string& folder, bool on);
-std::string whyAlwaysWritable(); // why it cannot be done; "" when it can
+void setAllWritable(const std::string& path); // with every folder in it
+std::string whyAlwaysWritable();              // why it cannot be done; "" when it can
 
 // As many descriptors of the daemon that no number below is free, but for the log file's own.
 rlim_t numbersInUse(const Unit& unit);

@@ -103,7 +103,7 @@ void tryCall(Unit& unit, Work& work, const Faults& faults, const Call& call, uin
 
 void planCalls(const Options& options, Table& table) {
     if (V2X_SANITIZED) {
-        table.note("not run: sanitizer build", "");
+        table.notRun("all of it", "sanitizer build");
         return;
     }
     Unit unit;
@@ -118,7 +118,7 @@ void planCalls(const Options& options, Table& table) {
     }
     for (const Call& call : CALLS) {
         if (faults->counts[call.call] == 0) {
-            table.note(std::string("not run: ") + call.name, "the daemon does not call it");
+            table.notRun(call.name, "the daemon does not call it");
             continue;
         }
         tryCall(unit, work, faults, call, std::clamp<uint32_t>(options.times / 5, 1, 10), table);

@@ -90,7 +90,7 @@ std::string look(Work& work, const Shared<clock_control>& clock, std::string& se
 
 void planClock(const Options& /*options*/, Table& table) {
     if (V2X_SANITIZED) {
-        table.note("not run: sanitizer build", "");
+        table.notRun("all of it", "sanitizer build");
         return;
     }
     Unit unit;

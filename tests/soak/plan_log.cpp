@@ -48,6 +48,11 @@ bool hasLineSince(const Unit& unit, const fs::file_time_type& since) {
     return !error && written > since && fs::file_size(unit.logPath, error) > 0;
 }
 
+bool isThere(const std::string& path) {
+    std::error_code error;
+    return fs::exists(path, error);
+}
+
 struct Seen {
     uint32_t rounds = 0;
     uint32_t met = 0;
@@ -102,14 +107,21 @@ const Fault FULL = {
         fill(folderOf(unit) + "/filler");
         return toldOf(unit, DISK_FULL, before);
     },
-    [](Unit& unit) { return fs::remove(folderOf(unit) + "/filler"); },
+    [](Unit& unit) {
+        std::error_code error;
+        return fs::remove(folderOf(unit) + "/filler", error);
+    },
 };
 
 // The daemon makes it anew: that it is gone is the fault's end.
 const Fault REMOVED = {
     "folder removed",
-    [](Unit& unit) { return fs::exists(unit.logPath); },
-    [](Unit& unit) { return fs::remove_all(folderOf(unit)) > 1; },
+    [](Unit& unit) { return isThere(unit.logPath); },
+    [](Unit& unit) {
+        // Again when the daemon has opened its file meanwhile.
+        std::error_code error;
+        return eventually([&] { return fs::remove_all(folderOf(unit), error) > 1 && !error; }, 1000);
+    },
 };
 
 const Fault NOT_WRITABLE = {
@@ -128,7 +140,7 @@ const Fault DESCRIPTORS = {
         traceAll(unit);
         return limited && toldOf(unit, NO_DESCRIPTORS, 0);
     },
-    [](Unit& unit) { return limitDescriptors(unit, RLIM_INFINITY) && fs::exists(folderOf(unit) + "/spat_conv.1.log"); },
+    [](Unit& unit) { return limitDescriptors(unit, RLIM_INFINITY) && isThere(folderOf(unit) + "/spat_conv.1.log"); },
 };
 
 void overAndOver(Unit& unit, const Fault& fault, uint32_t rounds, Table& table) {
@@ -151,7 +163,7 @@ void planLog(const Options& options, Table& table) {
         if (disk.why().empty()) {
             overAndOver(unit, FULL, rounds, table);
         } else {
-            table.note(FULL.what, "not run: " + disk.why());
+            table.notRun(FULL.what, disk.why());
         }
         unit.daemon.reset();
     }
@@ -165,7 +177,7 @@ void planLog(const Options& options, Table& table) {
         table.note("folder not writable by", geteuid() == 0 ? "the immutable flag" : "its mode");
         setWritable(folderOf(unit), true);
     } else {
-        table.note(NOT_WRITABLE.what, "not run: " + why);
+        table.notRun(NOT_WRITABLE.what, why);
     }
     Seen seen;
     for (uint32_t round = 0; round < rounds; round++) {

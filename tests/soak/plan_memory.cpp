@@ -251,7 +251,7 @@ void tryMessage(const Message& message, fault_call call, uint64_t upTo, Table& t
 
 void planMemory(const Options& options, Table& table) {
     if (V2X_SANITIZED) {
-        table.note("not run: sanitizer build", "");
+        table.notRun("all of it", "sanitizer build");
         return;
     }
     const Start start = countAStart();

@@ -199,7 +199,7 @@ void stackAway(Unit& unit, const Options& options, Table& table) {
                   static_cast<int64_t>(counted(summaries["learner"], "heartbeats")),
                   std::max<int64_t>(1, seconds * 8 / 10 - 3));
     if (!wire.fault().empty()) {
-        table.note("stack away: records on the wire", "not run: " + wire.fault());
+        table.notRun("stack away: records on the wire", wire.fault());
         return;
     }
     for (const Row& row : ROWS) {

@@ -29,6 +29,11 @@ bool Table::equal(const std::string& what, int64_t seen, int64_t asked, const st
     return check(what, seen == asked, with(seen, unit), with(asked, unit));
 }
 
+void Table::notRun(const std::string& what, const std::string& why) {
+    m_notRun++;
+    add({m_plan, what, why, "", "not run"});
+}
+
 void Table::note(const std::string& what, const std::string& seen) {
     add({m_plan, what, seen, "", ""});
 }
@@ -59,5 +64,5 @@ void Table::print(FILE* file) const {
         text.erase(text.find_last_not_of(' ') + 1);
         fprintf(file, "%s\n", text.c_str());
     }
-    fprintf(file, "%d passed, %d failed\n", m_passed, m_failed);
+    fprintf(file, "%d passed, %d failed, %d not run\n", m_passed, m_failed, m_notRun);
 }

@@ -16,12 +16,15 @@ public:
     bool atMost(const std::string& what, int64_t seen, int64_t limit, const std::string& unit = "");
     bool atLeast(const std::string& what, int64_t seen, int64_t limit, const std::string& unit = "");
     bool equal(const std::string& what, int64_t seen, int64_t asked, const std::string& unit = "");
+    // What could not be looked at, and why.
+    void notRun(const std::string& what, const std::string& why);
     // A line without a verdict.
     void note(const std::string& what, const std::string& seen);
 
     void print(FILE* file) const;
     int passed() const { return m_passed; }
     int failed() const { return m_failed; }
+    int notRun() const { return m_notRun; }
 
 private:
     struct Line {
@@ -33,4 +36,5 @@ private:
     std::vector<Line> m_lines;
     int m_passed = 0;
     int m_failed = 0;
+    int m_notRun = 0;
 };
