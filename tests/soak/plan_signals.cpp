@@ -1,4 +1,5 @@
-// Signals that the daemon ignores, by the thousand, under traffic.
+// Signals by the thousand, under traffic: those that the daemon ignores, and those that end it.
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -18,6 +19,13 @@ struct Signal {
 // Without those that end or stop it.
 constexpr Signal SIGNALS[] = {{SIGPIPE, "SIGPIPE", true},  {SIGXFSZ, "SIGXFSZ", true}, {SIGCHLD, "SIGCHLD", false},
                               {SIGCONT, "SIGCONT", false}, {SIGURG, "SIGURG", false},  {SIGWINCH, "SIGWINCH", false}};
+
+// It ends itself.
+constexpr struct {
+    int number;
+    const char* name;
+} STOPS[] = {{SIGINT, "SIGINT"}, {SIGQUIT, "SIGQUIT"}, {SIGTERM, "SIGTERM"}};
+constexpr int64_t STOP_MS = 2000;
 
 // The set of signals behind `key` in /proc/PID/status.
 uint64_t signalSet(pid_t pid, const std::string& key) {
@@ -39,10 +47,7 @@ int64_t sendMany(pid_t pid, int number, int64_t count) {
     return taken;
 }
 
-} // namespace
-
-void planSignals(const Options& options, Table& table) {
-    const int64_t count = std::max<int64_t>(int64_t{500} * options.times, 100); // 10,000 by default
+void ignored(int64_t count, Table& table) {
     Unit unit;
     unit.startAndWaitReady();
     unit.startStackSimulator({"--no-replies"});
@@ -67,4 +72,44 @@ void planSignals(const Options& options, Table& table) {
     table.equal("records of them", static_cast<int64_t>(counted(stack, "records")),
                 static_cast<int64_t>(counted(reports, "good") + counted(frames, "good")));
     table.equal("records refused", static_cast<int64_t>(counted(stack, "refused")), 0);
+}
+
+// As fast as they can be sent; the first ones meet a daemon at work, the later ones its end.
+void stopped(int number, const std::string& name, int64_t count, Table& table) {
+    Unit unit;
+    unit.corrections = "SpatDown = true; ReplyItems = true;";
+    unit.startAndWaitReady();
+    const StackDesk desk(unit.stack);
+    startLearner(unit, 200);
+    startController(unit, 20);
+    startCloud(unit);
+    table.check(name + ": traffic before", eventually([&] {
+                    return desk.of(LEARNER) > 0 && desk.of(CONTROLLER) > 0 && desk.of(CLOUD) > 0 &&
+                           documentsUp(unit) > 0;
+                }),
+                "records and documents", "on each path");
+    const auto start = std::chrono::steady_clock::now();
+    int64_t taken = 0;
+    for (int64_t i = 0; i < count; i++) {
+        taken += kill(unit.daemon->pid(), number) == 0 ? 1 : 0;
+    }
+    const int status = unit.daemon->wait(20000);
+    const auto took = std::chrono::steady_clock::now() - start;
+    const std::string out = unit.out();
+    table.equal(name + " sent", taken, count);
+    table.equal(name + ": exit status (-1: runs)", status, 0);
+    table.atMost(name + ": end after the first", std::chrono::duration_cast<std::chrono::milliseconds>(took).count(),
+                 STOP_MS, "ms");
+    table.atLeast(name + ": caught", std::count(out.begin(), out.end(), '\n'), 1, "times");
+    table.check(name + ": standard error", unit.err().empty(), unit.err().substr(0, 200), "empty");
+}
+
+} // namespace
+
+void planSignals(const Options& options, Table& table) {
+    const int64_t count = std::max<int64_t>(int64_t{500} * options.times, 100); // 10,000 by default
+    ignored(count, table);
+    for (const auto& stop : STOPS) {
+        stopped(stop.number, stop.name, count, table);
+    }
 }
