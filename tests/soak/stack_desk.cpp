@@ -87,6 +87,7 @@ void StackDesk::onReadable(int fd) {
     if (size == REQUEST_SIZE && frame[TYPE_AT] == TYPE_REQUEST) {
         if (m_answers && sendto(fd, m_reply.data(), m_reply.size(), 0, reinterpret_cast<const sockaddr*>(&sender),
                                 length) == static_cast<ssize_t>(m_reply.size())) {
+            m_repliedAt = std::chrono::steady_clock::now();
             m_replies++;
         }
     } else if (size > 0) {

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <string>
 #include <thread>
@@ -49,12 +50,15 @@ public:
     ~StackDesk() override { stop(); }
     void answer(bool on) { m_answers = on; }
     uint64_t replies() const { return m_replies; }
+    // Of the last one; the next request comes 0.6 s after that of its reply.
+    std::chrono::steady_clock::time_point repliedAt() const { return m_repliedAt; }
 
 private:
     void onReadable(int fd) override;
     Bytes m_reply;
     std::atomic<bool> m_answers{true};
     std::atomic<uint64_t> m_replies{0};
+    std::atomic<std::chrono::steady_clock::time_point> m_repliedAt{};
 };
 
 // On the loop-back interface, for one UDP port. Needs CAP_NET_RAW.
