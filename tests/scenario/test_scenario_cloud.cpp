@@ -20,9 +20,9 @@ size_t times(const std::string& all, const std::string& text) {
 
 void learn(Unit& unit, int reports) {
     unit.learner.release();
-    const std::string summary = unit.simulate("learner", {"--target", "127.0.0.1:" + std::to_string(unit.reportPort),
-                                                          "--listen", std::to_string(unit.learner.port()), "--rate",
-                                                          "10", "--phases", "4", "--count", std::to_string(reports)});
+    const std::string summary = unit.simulate("learner", {"--target", addressOf(unit.reportPort), "--listen",
+                                                          std::to_string(unit.learner.port()), "--rate", "10",
+                                                          "--phases", "4", "--count", std::to_string(reports)});
     EXPECT_EQ(counted(summary, "sent"), static_cast<uint64_t>(reports));
 }
 
@@ -120,9 +120,9 @@ TEST(ScenarioCloud, AStopRequestUnderFullTrafficEndsCleanly) {
     unit.controller.release();
     unit.startStackSimulator();
     unit.startCloudSimulator({"--rate", "50", "--status", "alternate", "--status-interval", "0.05", "--quiet"});
-    unit.startSimulator("learner", {"--target", "127.0.0.1:" + std::to_string(unit.reportPort), "--listen",
+    unit.startSimulator("learner", {"--target", addressOf(unit.reportPort), "--listen",
                                     std::to_string(unit.learner.port()), "--rate", "200", "--quiet"});
-    unit.startSimulator("controller", {"--target", "127.0.0.1:" + std::to_string(unit.framePort), "--listen",
+    unit.startSimulator("controller", {"--target", addressOf(unit.framePort), "--listen",
                                        std::to_string(unit.controller.port()), "--rate", "50", "--quiet"});
     std::chrono::milliseconds longest(0);
     for (int round = 0; round < rounds; round++) {

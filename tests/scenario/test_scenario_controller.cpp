@@ -57,14 +57,14 @@ TEST(ScenarioController, TheSimulatorsCountsAgree) {
     unit.learner.release();
     std::string reports;
     std::thread learner([&] {
-        reports = unit.simulate("learner", {"--target", "127.0.0.1:" + std::to_string(unit.reportPort), "--listen",
+        reports = unit.simulate("learner", {"--target", addressOf(unit.reportPort), "--listen",
                                             std::to_string(unit.learner.port()), "--rate", "100", "--count", "300"});
     });
     // The kinds of damage that leave the neighbours alone: what arrives is exactly what is good.
     const std::string frames = unit.simulate(
-        "controller", {"--target", "127.0.0.1:" + std::to_string(unit.framePort), "--listen",
-                       std::to_string(unit.controller.port()), "--rate", "100", "--count", "300", "--damage", "0.2",
-                       "--damage-kinds", "crc,length,type,count", "--garbage", "0.2", "--seed", "5"});
+        "controller", {"--target", addressOf(unit.framePort), "--listen", std::to_string(unit.controller.port()),
+                       "--rate", "100", "--count", "300", "--damage", "0.2", "--damage-kinds", "crc,length,type,count",
+                       "--garbage", "0.2", "--seed", "5"});
     learner.join();
     const uint64_t good = counted(frames, "good");
     EXPECT_GT(good, 200U);

@@ -147,9 +147,9 @@ TEST(Scenario, TheSimulatorsCountsAgree) {
     unit.startAndWaitReady();
     unit.startStackSimulator();
     unit.learner.release();
-    const std::string sent = unit.simulate("learner", {"--target", "127.0.0.1:" + std::to_string(unit.reportPort),
-                                                       "--listen", std::to_string(unit.learner.port()), "--rate", "400",
-                                                       "--count", "1000", "--damage", "0.2", "--seed", "7"});
+    const std::string sent = unit.simulate("learner", {"--target", addressOf(unit.reportPort), "--listen",
+                                                       std::to_string(unit.learner.port()), "--rate", "400", "--count",
+                                                       "1000", "--damage", "0.2", "--seed", "7"});
     const uint64_t framed = counted(sent, "good") + counted(sent, "countTooHigh");
     EXPECT_EQ(counted(sent, "sent"), 1000U);
     EXPECT_GT(framed, 700U);

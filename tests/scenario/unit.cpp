@@ -93,6 +93,10 @@ bool isFree(uint16_t port) {
     return free;
 }
 
+std::string addressOf(uint16_t port) {
+    return "127.0.0.1:" + std::to_string(port);
+}
+
 NotifySocket::NotifySocket(const std::string& path) : m_fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;

@@ -39,6 +39,7 @@ private:
 };
 
 bool isFree(uint16_t port);
+std::string addressOf(uint16_t port); // as the simulators take it
 
 // The service manager's end of NOTIFY_SOCKET.
 class NotifySocket {

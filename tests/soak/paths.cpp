@@ -16,23 +16,20 @@ std::string text(double number) {
     return out.str();
 }
 
-std::string at(uint16_t port) {
-    return "127.0.0.1:" + std::to_string(port);
-}
-
 } // namespace
 
 void startLearner(Unit& unit, double rate) {
     unit.learner.release();
-    unit.startSimulator("learner", {"--target", at(unit.reportPort), "--listen", std::to_string(unit.learner.port()),
-                                    "--rate", text(rate), "--phases", std::to_string(LEARNER_PHASES), "--quiet"});
+    unit.startSimulator("learner",
+                        {"--target", addressOf(unit.reportPort), "--listen", std::to_string(unit.learner.port()),
+                         "--rate", text(rate), "--phases", std::to_string(LEARNER_PHASES), "--quiet"});
 }
 
 void startController(Unit& unit, double rate) {
     unit.controller.release();
     unit.startSimulator("controller",
-                        {"--target", at(unit.framePort), "--listen", std::to_string(unit.controller.port()), "--rate",
-                         text(rate), "--links", std::to_string(CONTROLLER_LINKS), "--groups",
+                        {"--target", addressOf(unit.framePort), "--listen", std::to_string(unit.controller.port()),
+                         "--rate", text(rate), "--links", std::to_string(CONTROLLER_LINKS), "--groups",
                          std::to_string(CONTROLLER_GROUPS), "--quiet"});
 }
 

@@ -5,12 +5,11 @@
 #include <filesystem>
 #include <thread>
 
+#include "faults.h"
 #include "plans.h"
 #include "work.h"
 
 namespace {
-
-constexpr uint64_t FOR_GOOD = UINT64_MAX;
 
 struct Call {
     fault_call call;
@@ -26,18 +25,6 @@ struct Error {
     const char* name;
 };
 constexpr Error ERRORS[] = {{EINTR, "EINTR"}, {EAGAIN, "EAGAIN"}, {ENOBUFS, "ENOBUFS"}, {ECONNREFUSED, "ECONNREFUSED"}};
-
-using Faults = Shared<fault_control>;
-
-void arm(const Faults& faults, fault_call call, int error, uint64_t nth, uint64_t last) {
-    const uint64_t made = faults->counts[call];
-    faults->call = FAULT_NONE;
-    faults->fired = 0;
-    faults->error = error;
-    faults->first = made + nth;
-    faults->last = last == FOR_GOOD ? FOR_GOOD : made + last;
-    faults->call = call;
-}
 
 // Something of each kind; the cloud's documents and the requests to the stack application come by themselves.
 void traffic(const Unit& unit, Work& work, fault_call call) {

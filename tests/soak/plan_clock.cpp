@@ -4,6 +4,7 @@
 #include <ctime>
 #include <thread>
 
+#include "faults.h"
 #include "plans.h"
 #include "work.h"
 

@@ -2,91 +2,19 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <filesystem>
 #include <gtest/gtest.h>
-#include <map>
 #include <optional>
-#include <sstream>
 #include <thread>
 
+#include "endings.h"
 #include "messages.h"
 #include "plans.h"
 #include "work.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-using Faults = Shared<fault_control>;
-
-void arm(const Faults& faults, fault_call call, uint64_t nth) {
-    faults->call = FAULT_NONE;
-    faults->fired = 0;
-    faults->error = ENOMEM;
-    faults->first = faults->last = faults->counts[call] + nth;
-    faults->call = call;
-}
-
-// The program or library of a frame, as "PATH(...) [...]" names it.
-std::string moduleOf(const std::string& frame) {
-    const std::string path = frame.substr(0, frame.find('('));
-    return path.substr(path.rfind('/') + 1);
-}
-
-// Who ended the process, by the frames of its end: the first below those of the C and C++ libraries.
-std::string enderOf(const std::string& frames) {
-    constexpr const char* PASSED[] = {"v2x_soak_faults", "libc.so", "libstdc++", "libgcc_s", "ld-linux"};
-    std::istringstream lines(frames);
-    for (std::string line; std::getline(lines, line);) {
-        const std::string name = moduleOf(line);
-        if (std::none_of(std::begin(PASSED), std::end(PASSED),
-                         [&](const char* start) { return name.starts_with(start); })) {
-            return name;
-        }
-    }
-    return "unknown";
-}
-
-// How tries ended.
-struct Tally {
-    int64_t tried = 0;
-    int64_t ranOn = 0;
-    int64_t ended = 0;                        // in order: it said why
-    std::map<std::string, int64_t> byLibrary; // ended by it
-    std::vector<std::string> faults;          // what was not to be
-};
-
-std::string firstOf(const std::vector<std::string>& faults) {
-    return faults.empty() ? "none" : std::to_string(faults.size()) + ", first " + faults.front();
-}
-
-void show(const std::string& what, const Tally& tally, Table& table) {
-    table.atLeast(what + ": failures", tally.tried, 1);
-    table.note(what + ": runs on", std::to_string(tally.ranOn));
-    if (tally.ended > 0) {
-        table.note(what + ": ended in order", std::to_string(tally.ended));
-    }
-    for (const auto& [library, count] : tally.byLibrary) {
-        table.note(what + ": ended by " + library, std::to_string(count) + " of " + std::to_string(tally.tried));
-    }
-    table.check(what + ": crashed, or did not work after", tally.faults.empty(), firstOf(tally.faults), "none");
-}
-
-// Enters how the daemon ended that a failure has ended.
-void enterEnd(Unit& unit, const Faults& faults, uint64_t nth, Tally& tally) {
-    constexpr const char* PROGRAM = "v2x_spat_convert";
-    const int status = unit.daemon->wait(20000);
-    const std::string frames = readFile(faults.path() + ".frames");
-    const std::string ender = enderOf(frames);
-    if (status < 128 && !unit.err().empty()) {
-        tally.ended++;
-    } else if (status >= 128 && !frames.empty() && (ender != PROGRAM || faults->beforeMain == 0)) {
-        tally.byLibrary[faults->beforeMain == 0 ? ender + " before main" : ender]++;
-    } else {
-        tally.faults.push_back("allocation " + std::to_string(nth) + ": status " + std::to_string(status) + " in " +
-                               ender);
-    }
-    std::error_code error;
-    std::filesystem::remove(faults.path() + ".frames", error);
+void armOne(const Faults& faults, fault_call call, uint64_t nth) {
+    arm(faults, call, ENOMEM, nth, nth);
 }
 
 // Until it says so, or is gone.
@@ -103,49 +31,72 @@ bool givesRecord(Unit& unit) {
     return arrived;
 }
 
-// One start-up whose n-th allocation fails. False when it has not so many.
-bool tryStart(uint64_t nth, Tally& tally) {
-    Unit unit;
-    const Faults faults(unit.folder);
-    arm(faults, FAULT_ALLOCATION, nth);
-    unit.start({}, faults.environment("v2x_soak_faults"));
-    const bool ready = isReady(unit);
-    const bool fired = faults->fired > 0;
-    tally.tried += fired ? 1 : 0;
-    if (!ready) {
-        enterEnd(unit, faults, nth, tally);
-    } else if (!givesRecord(unit)) {
-        if (unit.daemon->wait(0) != -1) {
-            enterEnd(unit, faults, nth, tally);
-        } else {
-            tally.faults.push_back("allocation " + std::to_string(nth) + ": no record");
-        }
-    } else {
-        tally.ranOn += fired ? 1 : 0;
-    }
-    return fired;
+// Whether the daemon is gone; the end of a process that ends takes its time.
+bool isGone(Unit& unit) {
+    constexpr int ENDING_MS = 50;
+    return unit.daemon->wait(ENDING_MS) != -1;
 }
 
+// A start in which nothing fails.
 struct Start {
     uint64_t beforeMain;
     uint64_t all;
+    Parts whole;
 };
 
 Start countAStart() {
+    constexpr int SETTLED_MS = 500;
     Unit unit;
     const Faults faults(unit.folder);
     unit.startAndWaitReady({}, faults.environment("v2x_soak_faults"));
-    return {faults->beforeMain, faults->counts[FAULT_ALLOCATION]};
+    const uint64_t all = faults->counts[FAULT_ALLOCATION];
+    std::this_thread::sleep_for(std::chrono::milliseconds(SETTLED_MS));
+    return {faults->beforeMain, all, partsOf(unit)};
 }
 
-// From the first to the last, so many tries.
-void tryStarts(const std::string& what, uint64_t first, uint64_t last, uint64_t tries, Table& table) {
-    const uint64_t all = last - first + 1;
-    const uint64_t stride = std::max<uint64_t>(all / tries, 1);
-    Tally tally;
-    for (uint64_t nth = first; nth <= last && tryStart(nth, tally); nth += stride) {
+// One start-up whose n-th allocation fails.
+void tryStart(const Start& start, uint64_t nth, Tally& tally) {
+    constexpr int LATE_MS = 3000;
+    Unit unit;
+    const Faults faults(unit.folder);
+    armOne(faults, FAULT_ALLOCATION, nth);
+    unit.start({}, faults.environment("v2x_soak_faults"));
+    const bool ready = isReady(unit);
+    // The last ones may be made just after it said so.
+    eventually([&] { return faults->fired > 0 || unit.daemon->wait(0) != -1; }, LATE_MS);
+    if (ready && givesRecord(unit)) {
+        enterRunning(unit, start.whole, nth, tally);
+    } else if (ready && !isGone(unit)) {
+        tally.faults.push_back("allocation " + std::to_string(nth) + ": no record");
+    } else {
+        enterEnd(unit, faults, nth, tally);
     }
-    show(what + " (" + std::to_string(all) + " allocations)", tally, table);
+    tally.tried += faults->fired > 0 ? 1 : 0;
+}
+
+// How many of so many allocations are made to fail, at most so often; and after which the next.
+uint64_t strideOf(uint64_t all, uint64_t atMost) {
+    return (all + atMost - 1) / atMost;
+}
+
+void showFired(const std::string& what, const Tally& tally, uint64_t all, uint64_t stride, Table& table) {
+    const std::string of = " of " + std::to_string(all);
+    const auto asked = static_cast<int64_t>((all + stride - 1) / stride);
+    table.check(what + ": allocations that failed", tally.tried == asked, std::to_string(tally.tried) + of,
+                std::to_string(asked) + of);
+}
+
+// From the first to the last, at most so many tries.
+void tryStarts(const std::string& what, const Start& start, uint64_t first, uint64_t last, uint64_t atMost,
+               Table& table) {
+    const uint64_t all = last - first + 1;
+    const uint64_t stride = strideOf(all, atMost);
+    Tally tally;
+    for (uint64_t nth = first; nth <= last; nth += stride) {
+        tryStart(start, nth, tally);
+    }
+    showFired(what, tally, all, stride, table);
+    show(what, tally, table);
 }
 
 // A kind of message: sent here, or by the cloud's simulator with these arguments, or asked for by the daemon.
@@ -153,16 +104,25 @@ struct Message {
     const char* name;
     void (*send)(const Unit& unit, Work& work);
     std::vector<std::string> cloud;
+    uint64_t (*passed)(Work& work) = nullptr; // so many until now, where it is not sent here
 };
+
+constexpr const char* STATUS_INTERVAL = "0.02"; // seconds
 
 const Message MESSAGES[] = {
     {"report", [](const Unit&, Work& work) { work.sendReport(); }, {}},
     {"frame", [](const Unit&, Work& work) { work.sendFrame(); }, {}},
     {"log request", [](const Unit& unit, Work&) { unit.controller.sendTo(unit.logToolPort, LOG_REQUEST); }, {}},
-    {"reply", nullptr, {"--rate", "0", "--status", "none"}},
-    {"document", nullptr, {"--rate", "100", "--phases", "2", "--status", "none"}},
-    {"document in pieces", nullptr, {"--rate", "100", "--phases", "24", "--status", "none"}},
-    {"cloud status", nullptr, {"--rate", "0", "--status-interval", "0.02"}},
+    {"reply", nullptr, {"--rate", "0", "--status", "none"}, [](Work& work) { return work.documentsUp(); }},
+    {"document",
+     nullptr,
+     {"--rate", "100", "--phases", "2", "--status", "none"},
+     [](Work& work) { return work.documents(); }},
+    {"document in pieces",
+     nullptr,
+     {"--rate", "100", "--phases", "24", "--status", "none"},
+     [](Work& work) { return work.documents(); }},
+    {"cloud status", nullptr, {"--rate", "0", "--status-interval", STATUS_INTERVAL}},
 };
 
 // A daemon at work.
@@ -180,10 +140,45 @@ struct Session {
     std::optional<Work> work;
 };
 
+// Allocations while one message of a kind passes, of all that are made meanwhile.
+struct Counted {
+    uint64_t own;
+    uint64_t all;
+};
+
+Counted countMessage(const Message& message) {
+    constexpr uint64_t SENT = 20;
+    constexpr auto PAUSE = std::chrono::milliseconds(25);
+    constexpr auto LAST = std::chrono::milliseconds(700); // until the last has passed
+    constexpr auto LOOK = std::chrono::milliseconds(3100);
+    Session session(message);
+    Work& work = *session.work;
+    const uint64_t own = session.faults->counts[FAULT_ALLOCATION_OWN];
+    const uint64_t all = session.faults->counts[FAULT_ALLOCATION];
+    uint64_t messages = SENT;
+    if (message.send != nullptr) {
+        for (uint64_t i = 0; i < SENT; i++) {
+            message.send(session.unit, work);
+            std::this_thread::sleep_for(PAUSE);
+        }
+        std::this_thread::sleep_for(LAST);
+    } else {
+        const uint64_t before = message.passed != nullptr ? message.passed(work) : 0;
+        std::this_thread::sleep_for(LOOK);
+        messages =
+            message.passed != nullptr
+                ? message.passed(work) - before
+                : static_cast<uint64_t>(std::chrono::duration<double>(LOOK).count() / std::stod(STATUS_INTERVAL));
+    }
+    const auto each = [&](uint64_t count) { return (count + messages - 1) / std::max<uint64_t>(messages, 1); };
+    return {each(session.faults->counts[FAULT_ALLOCATION_OWN] - own),
+            each(session.faults->counts[FAULT_ALLOCATION] - all)};
+}
+
 // One failure while such messages come; false when there was none.
 bool failDuring(const Message& message, Session& session, fault_call call, uint64_t nth) {
-    constexpr int NONE_MS = 3000; // so long without an allocation: there are no more
-    arm(session.faults, call, nth);
+    constexpr int NONE_MS = 5000;
+    armOne(session.faults, call, nth);
     const bool fired = eventually(
         [&] {
             if (message.send != nullptr) {
@@ -194,12 +189,6 @@ bool failDuring(const Message& message, Session& session, fault_call call, uint6
         NONE_MS);
     session.faults->call = FAULT_NONE;
     return fired;
-}
-
-// Whether the daemon is gone; the end of a process that ends takes its time.
-bool isGone(Unit& unit) {
-    constexpr int ENDING_MS = 50;
-    return unit.daemon->wait(ENDING_MS) != -1;
 }
 
 // After the n-th failure; false when a new daemon is needed.
@@ -217,15 +206,18 @@ bool enterOutcome(Session& session, uint64_t nth, Tally& tally) {
     return true;
 }
 
-// The n-th of the allocations while such messages come, n from 1 on.
-void tryMessage(const Message& message, fault_call call, uint64_t upTo, Table& table) {
-    constexpr auto LONGEST = std::chrono::seconds(6); // where allocations are rare
+// Of the allocations while such a message passes, at most so many.
+void tryMessage(const Message& message, fault_call call, uint64_t all, uint64_t atMost, Table& table) {
     const std::string what =
         std::string(message.name) + (call == FAULT_ALLOCATION_OWN ? ", own threads" : ", all threads");
+    if (all == 0) {
+        table.note(what, "allocates nothing");
+        return;
+    }
+    const uint64_t stride = strideOf(all, atMost);
     Tally tally;
     std::optional<Session> session;
-    const auto end = Clock::now() + LONGEST;
-    for (uint64_t nth = 1; nth <= upTo && Clock::now() < end; nth++) {
+    for (uint64_t nth = 1; nth <= all; nth += stride) {
         if (!session) {
             session.emplace(message);
         }
@@ -240,10 +232,7 @@ void tryMessage(const Message& message, fault_call call, uint64_t upTo, Table& t
     if (session && !message.cloud.empty() && !session->work->replyArrives()) {
         tally.faults.emplace_back("at the end: no reply");
     }
-    if (tally.tried == 0) {
-        table.note("not run: " + what, "allocates nothing");
-        return;
-    }
+    showFired(what, tally, all, stride, table);
     show(what, tally, table);
 }
 
@@ -256,10 +245,11 @@ void planMemory(const Options& options, Table& table) {
     }
     const Start start = countAStart();
     const uint64_t tries = options.times;
-    tryStarts("libraries before main", 1, start.beforeMain, tries * 2, table);
+    tryStarts("libraries before main", start, 1, start.beforeMain, tries * 2, table);
     for (const Message& message : MESSAGES) {
-        tryMessage(message, FAULT_ALLOCATION_OWN, tries * 5, table);
-        tryMessage(message, FAULT_ALLOCATION, tries / 4 + 1, table);
+        const Counted counted = countMessage(message);
+        tryMessage(message, FAULT_ALLOCATION_OWN, counted.own, tries * 5, table);
+        tryMessage(message, FAULT_ALLOCATION, counted.all, tries / 4 + 1, table);
     }
-    tryStarts("start-up", start.beforeMain + 1, start.all + 50, tries * 40, table);
+    tryStarts("start-up", start, start.beforeMain + 1, start.all, tries * 30, table);
 }

@@ -3,44 +3,11 @@
 #pragma once
 
 #include <atomic>
-#include <fcntl.h>
 #include <mutex>
-#include <new>
 #include <string>
-#include <sys/mman.h>
 #include <thread>
-#include <unistd.h>
 
-#include "preload/control.h"
 #include "unit.h"
-
-// The file that a plan shares with a preloaded library, in a unit's work folder.
-template <typename Control>
-class Shared {
-public:
-    explicit Shared(const TempFolder& folder) : m_path(folder.path() + "/" + Control::VARIABLE) {
-        const int fd = open(m_path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-        const bool sized = ftruncate(fd, sizeof(Control)) == 0;
-        m_place = sized ? mmap(nullptr, sizeof(Control), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0) : MAP_FAILED;
-        close(fd);
-        if (m_place == MAP_FAILED) {
-            throw std::bad_alloc();
-        }
-    }
-    ~Shared() { munmap(m_place, sizeof(Control)); }
-    Shared(const Shared&) = delete;
-    Shared& operator=(const Shared&) = delete;
-    Control* operator->() const { return static_cast<Control*>(m_place); }
-    const std::string& path() const { return m_path; }
-    // For Unit::start(): `library` looks at this file.
-    std::vector<std::string> environment(const std::string& library) const {
-        return {"LD_PRELOAD=" V2X_PRELOAD "/" + library + ".so", std::string(Control::VARIABLE) + "=" + m_path};
-    }
-
-private:
-    std::string m_path;
-    void* m_place;
-};
 
 // Holds the learner's and the stack application's places, and answers the daemon's requests.
 class Work {
