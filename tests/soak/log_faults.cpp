@@ -27,6 +27,9 @@ std::string enterMountSpace() {
         writeFile("/proc/self/setgroups", "deny");
         writeFile("/proc/self/uid_map", std::to_string(user) + " " + std::to_string(user) + " 1");
         writeFile("/proc/self/gid_map", std::to_string(group) + " " + std::to_string(group) + " 1");
+        if (geteuid() != user || getegid() != group) {
+            return "no name space for a mount: the user may not be taken over into it";
+        }
     }
     const bool isApart = mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
     return isApart ? "" : std::string("mounts are not to be had apart: ") + strerror(errno);
