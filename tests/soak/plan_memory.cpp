@@ -127,12 +127,17 @@ const Message MESSAGES[] = {
 
 // A daemon at work.
 struct Session {
+    static constexpr int FOUND_MS = 20000;
     explicit Session(const Message& message) : faults(unit.folder) {
         unit.startAndWaitReady({}, faults.environment("v2x_soak_faults"));
         work.emplace(unit);
         if (!message.cloud.empty()) {
             work->startCloud(message.cloud);
-            EXPECT_TRUE(work->replyArrives(20000));
+            EXPECT_TRUE(work->replyArrives(FOUND_MS));
+        }
+        if (message.passed != nullptr) {
+            const uint64_t before = message.passed(*work);
+            EXPECT_TRUE(eventually([&] { return message.passed(*work) > before; }, FOUND_MS));
         }
     }
     Unit unit;
@@ -183,6 +188,9 @@ bool failDuring(const Message& message, Session& session, fault_call call, uint6
         [&] {
             if (message.send != nullptr) {
                 message.send(session.unit, *session.work);
+            }
+            if (session.faults->fired == 0 && session.faults->counts[call] > session.faults->last) {
+                armOne(session.faults, call, nth); // it was made while this one was armed
             }
             return session.faults->fired > 0;
         },
