@@ -25,9 +25,13 @@ constexpr int NO_SCANNER_STATUS = 2;
 constexpr struct {
     const char* line;
     const char* part;
-} SAID[] = {{"cannot join domain", "the cloud"},     {"cannot declare", "the cloud"},
-            {"malloc failed!", "the cloud"},         {"a call failed", "the cloud"},
-            {"cannot start its thread", "a thread"}, {"Cannot allocate memory", "a socket"}};
+} SAID[] = {{"cannot join domain", "the cloud"},
+            {"cannot declare", "the cloud"},
+            {"no memory for a participant", "the cloud"},
+            {"malloc failed!", "the cloud"},
+            {"a call failed", "the cloud"},
+            {"cannot start its thread", "a thread"},
+            {"Cannot allocate memory", "a socket"}};
 
 // The program or library of a frame, as "PATH(...) [...]" names it.
 std::string moduleOf(const std::string& frame) {

@@ -44,7 +44,8 @@ using V2X_LOGHANDLE = v2xlog_tagSlot*;
 // is over and at exit(), not at _exit() or a signal's end; lines after those of exit() are dropped. useStderr: 1 =
 // every line goes to standard error as well. Returns 0; -2 for a null path or tag; -3 when the file cannot be opened
 // (reported on standard error; the library goes on there and tries the file again every 2 s) or is none: a folder, a
-// device, a symbolic link. A second call changes nothing and returns -4.
+// device, a symbolic link; -5 when there is no memory for a log, and then there is none. A second call changes nothing
+// and returns -4.
 int32_t v2xlog_Init(const char* path, const char* defaultTag, int32_t useFile, int32_t collapse, int32_t useStderr);
 
 // Registers a tag (1 to 7 characters) at level 4 and stores its handle; a name that is registered already gives the

@@ -45,7 +45,9 @@ Result Guarded(Result failed, Call call) {
 
 void* create_dds() {
     Entry* const entry = new (std::nothrow) Entry;
-    if (entry != nullptr) {
+    if (entry == nullptr) {
+        V2XLOG(g_v2xddsLog, V2XLOG_ERROR, "no memory for a participant");
+    } else {
         entry->next = g_entries.load(std::memory_order_relaxed);
         while (!g_entries.compare_exchange_weak(entry->next, entry, std::memory_order_release)) {
         }

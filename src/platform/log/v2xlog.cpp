@@ -89,7 +89,7 @@ int32_t v2xlog_Init(const char* path, const char* defaultTag, int32_t useFile, i
         std::atexit(CloseAtExit);
         return open ? 0 : -3;
     } catch (const std::exception&) { // no memory for a log
-        return -3;
+        return -5;
     }
 }
 

@@ -30,7 +30,9 @@ constexpr const char* LOG_TAGS[] = {"UDPA", "TASK", "MQPS", "MCFG", "SPAT", "SDD
                                     "SCOM", "DOWN", "SPUP", "VCFG", "UPER", "1743", "QUOR", "LSKU", "VIPC"};
 
 void OpenLog(const v2xspatconv_options_t& options) {
-    v2xlog_Init(options.g_logfilePath, "SPAT", 1, 1, 0);
+    if (v2xlog_Init(options.g_logfilePath, "SPAT", 1, 1, 0) == -5) {
+        throw std::bad_alloc();
+    }
     for (const char* name : LOG_TAGS) {
         V2X_LOGHANDLE handle = nullptr;
         v2xlog_AddTag(name, &handle);
