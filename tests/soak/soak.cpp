@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <exception>
 #include <gtest/gtest.h>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -74,8 +73,9 @@ int run(int argc, char** argv) {
     if (wanted.empty()) {
         wanted = {"steady"};
     }
-    const auto isWanted = [&](const char* name) {
-        return std::find(wanted.begin(), wanted.end(), name) != wanted.end() || wanted.front() == "all";
+    const auto isWanted = [&](const std::string& name) {
+        return std::any_of(wanted.begin(), wanted.end(),
+                           [&](const std::string& one) { return one == name || one == "all"; });
     };
     for (const std::string& name : wanted) {
         if (name != "all" &&
