@@ -31,6 +31,8 @@ for preset in "${presets[@]}"; do
     failed=$((failed + 1))
   elif [ "$preset" = tsan ]; then
     run_ctest "$preset" -L threads
+  elif [ "$preset" = fuzz ]; then
+    run_ctest "$preset" -j2 # each for itself, and by the clock
   else
     run_ctest "$preset"
   fi
