@@ -92,8 +92,9 @@ uint64_t strideOf(uint64_t all, uint64_t atMost) {
 void showFired(const std::string& what, const Tally& tally, uint64_t all, uint64_t stride, Table& table) {
     const std::string of = " of " + std::to_string(all);
     const auto asked = static_cast<int64_t>((all + stride - 1) / stride);
-    table.check(what + ": allocations that failed", tally.tried == asked, std::to_string(tally.tried) + of,
-                std::to_string(asked) + of);
+    // A run that needs fewer allocations than the one they were counted in does not come to the last.
+    table.check(what + ": allocations that failed", tally.tried <= asked && tally.tried * 20 >= asked * 19,
+                std::to_string(tally.tried) + of, std::to_string(asked) + of + ", or 1 in 20 less");
 }
 
 // From the first to the last, at most so many tries.

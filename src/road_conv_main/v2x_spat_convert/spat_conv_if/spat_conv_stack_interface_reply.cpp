@@ -1,5 +1,4 @@
 // SPAT that the stack application holds: asked for, queued, checked, decoded and sent up to the cloud.
-#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -248,6 +247,8 @@ int32_t DealSpatDataRecv(uint8_t* pRsuData, size_t size) {
         at = following ? end : sizeof(v2xipc_pc5Data_t) * static_cast<size_t>(i + 1) + length;
     }
     g_accepted.Add();
-    g_itemsOver.Add(static_cast<uint64_t>(std::max(block.m_dataNo - REPLY_MAX_ITEMS, 0)));
+    if (block.m_dataNo > REPLY_MAX_ITEMS) {
+        g_itemsOver.Add(static_cast<uint64_t>(block.m_dataNo - REPLY_MAX_ITEMS));
+    }
     return ret;
 }
