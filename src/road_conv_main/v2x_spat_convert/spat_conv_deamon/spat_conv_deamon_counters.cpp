@@ -44,11 +44,11 @@ void AddSocket(void* paths, const char* sockName, const v2xpub_UdpSocketStats_t*
 } // namespace
 
 void v2xspatconv_LogCounters(bool all) {
-    static auto& logged = *new std::map<std::string, uint64_t>; // sums, by path; it outlives every thread
     if (!v2xlog_Enabled(g_log, V2XLOG_INFO)) {
         return;
     }
     try {
+        static auto& logged = *new std::map<std::string, uint64_t>; // sums, by path; it outlives every thread
         Paths paths;
         for (const v2x_counter* counter = v2x_counter::First(); counter != nullptr; counter = counter->Next()) {
             Add(paths, counter->Path(), counter->Name(), counter->Count());
