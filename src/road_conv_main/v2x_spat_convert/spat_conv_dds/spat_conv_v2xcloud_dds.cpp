@@ -136,6 +136,7 @@ int32_t v2xcloud_ddsSend(void* dds_handle, const char* topic, const void* data, 
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_log, ret);
     if (dds_handle == nullptr || topic == nullptr || data == nullptr || data_len == 0) {
+        g_notSent.Add();
         return ret = -2;
     }
     const int32_t matched = get_match_cnt(dds_handle, topic);
