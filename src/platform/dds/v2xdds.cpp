@@ -19,13 +19,6 @@ struct Entry {
 };
 constinit std::atomic<Entry*> g_entries{nullptr};
 
-// The library's own objects are destroyed when the process ends, and its threads must be gone by then.
-void DestroyAllAtExit() {
-    for (Entry* entry = g_entries.load(std::memory_order_acquire); entry != nullptr; entry = entry->next) {
-        entry->participant.Destroy(true);
-    }
-}
-
 v2xdds_participant* ParticipantOf(void* handle) {
     return handle != nullptr ? &static_cast<Entry*>(handle)->participant : nullptr;
 }
@@ -38,6 +31,20 @@ Result Guarded(Result failed, Call call) {
     } catch (const std::exception& error) {
         V2XLOG(g_v2xddsLog, V2XLOG_ERROR, "a call failed: %s", error.what());
         return failed;
+    }
+}
+
+void Destroy(Entry& entry, bool isExit) {
+    Guarded(0, [&] {
+        entry.participant.Destroy(isExit);
+        return 0;
+    });
+}
+
+// The library's own objects are destroyed when the process ends, and its threads must be gone by then.
+void DestroyAllAtExit() {
+    for (Entry* entry = g_entries.load(std::memory_order_acquire); entry != nullptr; entry = entry->next) {
+        Destroy(*entry, true);
     }
 }
 
@@ -99,7 +106,7 @@ int32_t dds_send(void* handle, const char* topic, const void* data, uint32_t len
 }
 
 void destroy_dds(void* handle) {
-    if (v2xdds_participant* const participant = ParticipantOf(handle)) {
-        participant->Destroy(false);
+    if (handle != nullptr) {
+        Destroy(*static_cast<Entry*>(handle), false);
     }
 }
