@@ -96,13 +96,14 @@ TEST(Queue, KeepsRoomForWhatIsMissing) {
         bool isTaken;
         bool isNever;
     } cases[] = {
-        {0, 0, 1032, 0, false, true, false},         {0, 0, 1032, 1023, false, true, false},
-        {0, 0, 1032, 1024, false, false, false},     {1022, 1032, 1032, 1, false, true, false},
-        {1023, 1032, 1032, 1, false, false, false},  {1023, 1032, 1032, 0, false, true, false},
+        {0, 0, 1032, 0, false, true, false},         {0, 0, 1032, 1022, false, true, false},
+        {0, 0, 1032, 1023, false, false, false},     {1021, 1032, 1032, 1, false, true, false},
+        {1022, 1032, 1032, 1, false, false, false},  {1023, 1032, 1032, 0, false, true, false},
         {1024, 1032, 1032, 0, false, false, false},  {0, 0, LARGEST, 0, false, true, false},
-        {0, 0, LARGEST + 1, 0, false, false, true},  {52, 60000, 60000, 1, false, false, false},
+        {0, 0, LARGEST + 1, 0, false, false, true},  {34, 60000, 60000, 1, false, false, false},
         {52, 60000, LARGEST, 0, false, true, false}, {53, 60000, LARGEST, 0, true, true, false},
         {1024, 1032, LARGEST, 0, true, true, false}, {1024, 1032, LARGEST, 1, true, false, false},
+        {1, 1032, LARGEST, 1, true, true, false},    {2, LARGEST, LARGEST, 1, true, false, false},
     };
     eprosima::fastrtps::rtps::GUID_t writer;
     writer.guidPrefix.value[0] = 1;

@@ -57,9 +57,9 @@ bool v2xdds_queue::can_change_be_added_nts(const rtps::GUID_t& writer_guid, uint
     const size_t ahead = m_changes.size() - (isBegun ? 1 : 0) + unknown_missing_changes_up_to;
     bytes += isBegun ? 0 : total_payload_size;
     // What is ahead of a lost sample leaves room for it: no sample behind the gap is handed on, so the queue would stay
-    // full for good.
+    // full for good. Twice the room, since one sample may pass for another of its size that has begun.
     const bool isNext = unknown_missing_changes_up_to == 0;
-    return ahead < QUEUED && bytes <= (isNext ? QUEUED_BYTES : QUEUED_BYTES - SAMPLE_MAX) &&
+    return ahead < (isNext ? QUEUED : QUEUED - 1) && bytes <= (isNext ? QUEUED_BYTES : QUEUED_BYTES - 2 * SAMPLE_MAX) &&
            ReaderHistory::can_change_be_added_nts(writer_guid, total_payload_size, unknown_missing_changes_up_to,
                                                   will_never_be_accepted);
 }
