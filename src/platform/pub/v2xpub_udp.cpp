@@ -104,7 +104,6 @@ int OpenAndBind(v2xpub_udpSocket& socket, const Endpoint& endpoint) {
 // Returns 0 or the error number.
 int StartReceiving(v2xpub_udpSocket& socket, v2xpub_msgFunc callback) {
     socket.callback = callback;
-    socket.buffer = std::make_unique_for_overwrite<uint8_t[]>(V2XPUB_RECEIVE_BUFFER);
     return v2xpub_StartThread(&socket.thread, socket.name.c_str(), v2xpub_scheduling{}, v2xpub_UdpReceiveThread,
                               &socket);
 }
@@ -148,12 +147,16 @@ int32_t v2xpub_UdpSocketInit(V2X_UDPSOCKHANDLE* handle, const v2xpub_SocketInitP
         LogFailure(*socket, endpoint, fault);
         return -2;
     }
+    const bool calls = endpoint.isServer && para->f_msgFunc != nullptr;
+    if (calls) {
+        socket->buffer = std::make_unique_for_overwrite<uint8_t[]>(V2XPUB_RECEIVE_BUFFER);
+    }
     // The callback may look at the caller's handle as soon as the thread runs.
     auto* const before = *handle;
     int error = OpenAndBind(*socket, endpoint);
     if (error == 0) {
         *handle = socket.get();
-        if (endpoint.isServer && para->f_msgFunc != nullptr) {
+        if (calls) {
             error = StartReceiving(*socket, para->f_msgFunc);
         }
     }
