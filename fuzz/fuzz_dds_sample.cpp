@@ -1,14 +1,12 @@
 // One sample of a topic, as a peer encoded it.
 #include <algorithm>
-#include <cstdint>
 #include <cstdlib>
-#include <memory>
 
+#include "exact_copy.h"
 #include "v2xdds_cdr.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const auto sample = std::make_unique<uint8_t[]>(size); // ends where it ends
-    std::copy_n(data, size, sample.get());
+    const auto sample = exactCopy(data, size);
     const auto octets = v2xdds_Decode({sample.get(), size});
     if (!octets) {
         return 0;

@@ -1,12 +1,9 @@
 // One frame as text.
-#include <algorithm>
-#include <memory>
-
+#include "exact_copy.h"
 #include "frame_check.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::unique_ptr<uint8_t[]> bytes = std::make_unique<uint8_t[]>(size);
-    std::copy_n(data, size, bytes.get());
+    const std::unique_ptr<uint8_t[]> bytes = exactCopy(data, size);
     ASNSTRUCT_HANDLE hdl = nullptr;
     if (v2xcodec_xerDec(&hdl, bytes.get(), static_cast<int32_t>(size)) == 0) {
         checkFrame(&hdl);

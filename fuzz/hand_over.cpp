@@ -1,6 +1,5 @@
 #include "hand_over.h"
 
-#include <algorithm>
 #include <cstdlib>
 
 #include "fakes.h"
@@ -27,12 +26,6 @@ void checkFrame(const std::vector<uint8_t>& frame) {
 }
 
 } // namespace
-
-std::unique_ptr<uint8_t[]> exactCopy(const uint8_t* data, size_t size) {
-    std::unique_ptr<uint8_t[]> copy(new uint8_t[size]);
-    std::copy_n(data, size, copy.get());
-    return copy;
-}
 
 void startHandOver() {
     static const bool started = load();
