@@ -22,6 +22,17 @@ std::vector<LogLine> logged(const std::string& text) {
     }
     return lines;
 }
+
+std::vector<std::string> takeLog() {
+    std::vector<std::string> lines;
+    for (const LogLine& line : logLines) {
+        if (line.level <= V2XLOG_WARN) {
+            lines.push_back(line.tag + " " + std::to_string(line.level) + " " + line.text);
+        }
+    }
+    logLines.clear();
+    return lines;
+}
 } // namespace fakes
 
 namespace {

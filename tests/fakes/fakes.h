@@ -30,6 +30,8 @@ struct LogLine {
 extern std::vector<LogLine> logLines;
 // Lines with this text, under whatever tag.
 std::vector<LogLine> logged(const std::string& text);
+// Errors and warnings logged since the last call, each as "TAG level text".
+std::vector<std::string> takeLog();
 
 // ---- all calls that start something, in order, as short texts ("log.AddTag UDPA", "pub.UdpSocketInit QUOR_RECV_SG")
 extern std::vector<std::string> journal;

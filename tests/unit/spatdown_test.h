@@ -1,4 +1,4 @@
-// What the tests of SPAT down share: documents, and a look at what came out.
+// What the tests of SPAT down share: documents, and what becomes of them.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -45,15 +45,5 @@ inline std::string document(const std::string& intersections) {
     return R"({"name":"Crossing 7","intersections":[)" + intersections + "]}";
 }
 
-// Errors and warnings logged since the last call, as "tag level text".
-inline std::vector<std::string> takeLog() {
-    std::vector<std::string> lines;
-    for (const fakes::LogLine& line : fakes::logLines) {
-        if (line.level <= 3) {
-            lines.push_back(line.tag + " " + std::to_string(line.level) + " " + line.text);
-        }
-    }
-    fakes::logLines.clear();
-    return lines;
-}
 using Lines = std::vector<std::string>;
+using fakes::takeLog;

@@ -99,6 +99,7 @@ TEST_F(SpatDown, FragmentsMakeADocument) {
         EXPECT_EQ(records(), std::vector<Bytes>{hex(GOOD_RECORD)}) << "a good document right after";
         EXPECT_EQ(takeLog(), Lines());
     }
+    EXPECT_EQ(countsOf("down"), (PathCounts{{"accepted", 18}, {"fragments", 70}, {"no_spat", 4}, {"too_long", 4}}));
 }
 
 TEST_F(SpatDown, TheByteBehindAMultipleEndsTheText) {
@@ -141,9 +142,9 @@ TEST_F(SpatDown, LengthsAndPointersThatCannotBe) {
     EXPECT_EQ(records(), std::vector<Bytes>{hex(GOOD_RECORD)});
 }
 
-class SpatDownBoth : public SpatDown, public testing::WithParamInterface<bool> {};
+class SpatDownModes : public SpatDown, public testing::WithParamInterface<bool> {};
 
-TEST_P(SpatDownBoth, OnlyTheFirstIntersection) {
+TEST_P(SpatDownModes, OnlyTheFirstIntersection) {
     start(GetParam());
     deliver(document(intersection(R"({"region":1,"id":2})", "258", FOUR_PHASES) + "," +
                      intersection(R"({"id":9})", "1", FOUR_PHASES)));
@@ -154,59 +155,7 @@ TEST_P(SpatDownBoth, OnlyTheFirstIntersection) {
     EXPECT_EQ(records(), std::vector<Bytes>{GetParam() ? corrected : settled});
 }
 
-TEST_P(SpatDownBoth, IdentityAndStatus) {
-    const struct {
-        std::string identity;
-        std::string status;
-        std::string id; // in the record
-        std::string correctedStatus;
-    } cases[] = {
-        {R"({"id":2})", "258", "02000000", "0201"},
-        {R"({"region":65535,"id":65535})", "65535", "FFFFFFFF", "FFFF"},
-        {R"({"region":0,"id":0})", "65536", "00000000", "0000"},
-        {R"({"region":0.9,"id":7.9})", "-1", "07000000", "FFFF"},
-        {R"({"region":"1","id":true})", "\"258\"", "01000000", "0000"},
-    };
-    start(GetParam());
-    for (const auto& row : cases) {
-        receive(document(intersection(row.identity, row.status, "[]")));
-        const std::string status = GetParam() ? row.correctedStatus : "0000";
-        EXPECT_EQ(records(), std::vector<Bytes>{hex(row.id + status + "FFFFFFFF FFFF 00")}) << row.identity;
-    }
-}
-
-TEST_P(SpatDownBoth, WhatCannotBeReadIsDropped) {
-    const std::string bad = intersection(R"({"id":65536})", "0", "[]");
-    const std::string good = intersection(R"({"id":3})", "0", "[]");
-    const std::string other = intersection(R"({"id":4})", "0", "[]");
-    const struct {
-        std::string text;
-        std::string record; // empty: none is sent
-    } cases[] = {
-        {"", ""},
-        {"[]", ""},
-        {R"({"Intersections":[{"status":0,"phases":[]}]})", ""},
-        {R"({"intersections":5})", ""},
-        {document(""), ""},
-        {document(bad), ""},
-        {document(bad + "," + good + "," + other), "03000000 0000 FFFFFFFF FFFF 00"},
-        {document(good + "," + bad), ""},
-        {document(good + "," + bad + "," + other), "03000000 0000 FFFFFFFF FFFF 00"},
-        {std::string(1001, '['), ""},
-        {R"({"intersections":)" + std::string(5000, '['), ""},
-    };
-    start(GetParam());
-    for (const auto& row : cases) {
-        deliver(row.text);
-        const std::vector<Bytes> expected(row.record.empty() ? 0 : 1, hex(row.record));
-        EXPECT_EQ(records(), expected) << row.text;
-    }
-    PathCounts counts = countsOf("down");
-    EXPECT_EQ(counts["accepted"], 2U);
-    EXPECT_EQ(counts["no_spat"] + counts["not_converted"], std::size(cases) - 2);
-}
-
-INSTANTIATE_TEST_SUITE_P(Modes, SpatDownBoth, testing::Bool(),
+INSTANTIATE_TEST_SUITE_P(Modes, SpatDownModes, testing::Bool(),
                          [](const auto& mode) { return mode.param ? "Corrected" : "Settled"; });
 
 } // namespace

@@ -2,37 +2,16 @@
 #include <gtest/gtest.h>
 #include <memory>
 
+#include "no_memory.h"
 #include "spat_conv_spatdown_json.h"
 #include "spatdown_test.h"
+#include "timing_text.h"
+#include "v2xapp_commoncodec.h"
 
 namespace {
 
 constexpr auto SETTLED = v2xspatconv_down::settled;
 constexpr auto CORRECTED = v2xspatconv_down::corrected;
-
-// Memory runs out at the n-th of the calls to calloc, or of those to realloc, from now on; 0: never.
-int callocsLeft = 0;
-int reallocsLeft = 0;
-
-} // namespace
-
-// The linker sends the calls here (--wrap).
-extern "C" {
-void* realCalloc(size_t count, size_t size) __asm__("__real_calloc");
-void* realRealloc(void* memory, size_t size) __asm__("__real_realloc");
-void* wrapCalloc(size_t count, size_t size) __asm__("__wrap_calloc");
-void* wrapRealloc(void* memory, size_t size) __asm__("__wrap_realloc");
-
-void* wrapCalloc(size_t count, size_t size) {
-    return callocsLeft > 0 && --callocsLeft == 0 ? nullptr : realCalloc(count, size);
-}
-
-void* wrapRealloc(void* memory, size_t size) {
-    return reallocsLeft > 0 && --reallocsLeft == 0 ? nullptr : realRealloc(memory, size);
-}
-}
-
-namespace {
 
 struct DeleteJson {
     void operator()(cJSON* json) const { cJSON_Delete(json); }
@@ -52,10 +31,6 @@ Json parse(const std::string& text) {
 
 Spat newSpat() {
     return Spat(static_cast<SPAT_t*>(calloc(1, sizeof(SPAT_t))));
-}
-
-std::string text(const long* member) {
-    return member == nullptr ? "-" : std::to_string(*member);
 }
 
 TEST(Document, NullArguments) {
@@ -88,120 +63,98 @@ TEST(Document, NullArguments) {
 }
 
 TEST(Document, CodesAndMessages) {
+    const std::string noName = "DOWN 2 cJSON_Parse error!";
+    const std::string noDocument = "DOWN 2 cJSON_Parse Error!";
+    const std::string noIntersections = "DOWN 2 v2xspatconv_GetIntersectionsFromJson error";
+    const std::string longName(300, 'n');
     const struct {
-        const char* text;
+        std::string text;
         int32_t ret;
+        std::string name; // "-" = none
         Lines log;
     } cases[] = {
-        {"", -2, {"DOWN 2 cJSON_Parse Error!"}},
-        {R"({"name":"a)", -2, {"DOWN 2 cJSON_Parse Error!"}},
-        {"{}",
-         -3,
-         {"DOWN 2 cJSON_Parse error!", "DOWN 2 cJSON_Parse Error!",
-          "DOWN 2 v2xspatconv_GetIntersectionsFromJson error"}},
-        {R"({"name":"a","intersections":[]})", -3, {"DOWN 2 v2xspatconv_GetIntersectionsFromJson error"}},
+        {"", -2, "-", {noDocument}},
+        {R"({"name":"a)", -2, "-", {noDocument}},
+        {std::string(1001, '['), -2, "-", {noDocument}},
+        {"[]", -3, "-", {noName, noDocument, noIntersections}},
+        {R"({"name":"Kreuzung \u00fc","intersections":[]})", -3, "Kreuzung \xC3\xBC", {noIntersections}},
         {R"({"intersections":[{"status":0,"phases":[]}],"name":7} and more)",
          0,
-         {"DOWN 2 cJSON_Parse error!", "DOWN 2 Get intersectionId failed!"}},
+         "-",
+         {noName, "DOWN 2 Get intersectionId failed!"}},
+        {R"({"Name":"a","intersections":5})", -3, "-", {noName, noIntersections}},
+        {R"({"name":")" + longName + R"(","intersections":[]})", -3, longName, {noIntersections}},
     };
     for (const auto& row : cases) {
         const Spat spat = newSpat();
-        EXPECT_EQ(v2xspatconv_SpatJsonToStruct(row.text, spat.get()), row.ret) << row.text;
+        EXPECT_EQ(v2xspatconv_SpatJsonToStruct(row.text.c_str(), spat.get()), row.ret) << row.text;
+        const DescriptiveName_t* name = spat->name;
+        EXPECT_EQ(name == nullptr ? "-" : std::string(name->buf, name->buf + name->size), row.name);
         EXPECT_EQ(takeLog(), row.log) << row.text;
     }
 }
 
-TEST(Name, IsReadWholeAndUnchecked) {
-    const std::string longName(300, 'n');
-    const struct {
-        std::string member;
-        int32_t ret;
-        std::string name; // "-" = none
-    } cases[] = {
-        {R"("name":"Crossing 7")", 0, "Crossing 7"},
-        {R"("name":"Kreuzung \u00fc")", 0, "Kreuzung \xC3\xBC"},
-        {R"("name":")" + longName + "\"", 0, longName},
-        {R"("Name":"a")", -4, "-"},
-        {R"("name":5)", -4, "-"},
-        {R"("name":["a"])", -4, "-"},
-    };
-    for (const auto& row : cases) {
-        const Spat spat = newSpat();
-        const Json json = parse("{" + row.member + "}");
-        EXPECT_EQ(v2xspatconv_GetNameFromJson(json.get(), spat.get()), row.ret) << row.member;
-        const DescriptiveName_t* name = spat->name;
-        EXPECT_EQ(name == nullptr ? "-" : std::string(name->buf, name->buf + name->size), row.name);
-        EXPECT_EQ(takeLog(), row.ret == 0 ? Lines() : Lines{"DOWN 2 cJSON_Parse error!"}) << row.member;
+// Those in the list, as "region/id status".
+Lines shown(const SPAT_t& spat) {
+    Lines all;
+    for (int i = 0; i < spat.intersections.list.count; i++) {
+        const IntersectionState_t& one = *spat.intersections.list.array[i];
+        int64_t status = 0;
+        v2xcodec_bitString2Long(const_cast<IntersectionStatusObject_t*>(&one.status), &status);
+        all.push_back(text(one.intersectionId.region) + "/" + std::to_string(one.intersectionId.id) + " " +
+                      std::to_string(status));
     }
-}
-
-TEST(NodeReference, CodesAndMessages) {
-    const struct {
-        const char* object;
-        int32_t ret;
-        std::string region;
-        long id;
-        Lines log;
-    } cases[] = {
-        {R"({"id":2})", 0, "-", 2, {}},
-        {R"({"region":65535,"id":65535})", 0, "65535", 65535, {}},
-        {R"({"region":65536,"id":2})", -3, "0", 0, {"DOWN 2 region value error"}},
-        {R"({"region":-1,"id":2})", -3, "0", 0, {"DOWN 2 region value error"}},
-        {R"({"region":1,"id":65536})", -5, "1", 0, {"DOWN 2 id value error"}},
-        {R"({"id":-1})", -5, "-", 0, {"DOWN 2 id value error"}},
-        {R"({"region":1})", -6, "1", 0, {"DOWN 2 Get id->id item failed!"}},
-        {"5", -6, "-", 0, {"DOWN 2 Get id->id item failed!"}},
-    };
-    for (const auto& row : cases) {
-        NodeReferenceID_t reference = {};
-        const Json json = parse(std::string(R"({"here":)") + row.object + "}");
-        EXPECT_EQ(GetNodeReferenceIDFromJson(json.get(), "here", &reference), row.ret) << row.object;
-        EXPECT_EQ(text(reference.region), row.region) << row.object;
-        EXPECT_EQ(reference.id, row.id) << row.object;
-        EXPECT_EQ(takeLog(), row.log) << row.object;
-        EXPECT_EQ(GetNodeReferenceIDFromJson(json.get(), "there", &reference), 0);
-        EXPECT_EQ(takeLog(), Lines{"DOWN 2 Get there failed!"});
-        free(reference.region);
-    }
+    return all;
 }
 
 TEST(Intersections, TheLastOneDecidesAndDroppedOnesLeaveNoTrace) {
-    const std::string good = R"({"intersectionId":{"id":3},"status":0,"phases":[]})";
+    const auto with = [](const std::string& identity, const std::string& status = "0") {
+        return intersection(identity, status, "[]");
+    };
+    const std::string good = with(R"({"id":3})");
     const std::string noStatus = R"({"intersectionId":{"id":4},"phases":[]})";
     const std::string noPhases = R"({"intersectionId":{"id":5},"status":0,"Phases":[]})";
-    const std::string noId = R"({"intersectionId":{},"status":0,"phases":[]})";
     const Lines statusLog = {"SCOM 2 Get status item failed!", "DOWN 2 get status error"};
     const Lines phasesLog = {"DOWN 2 cJSON_Parse Error!", "DOWN 2 GetPhasesFromJson error"};
-    const Lines idLog = {"DOWN 2 Get id->id item failed!", "DOWN 2 GetNodeReferenceIDFromJson error"};
+    const auto idLog = [](const std::string& line) {
+        return Lines{"DOWN 2 " + line, "DOWN 2 GetNodeReferenceIDFromJson error"};
+    };
+    const Lines noId = idLog("Get id->id item failed!");
     const struct {
         std::string list;
         int32_t ret;
-        std::vector<long> ids; // of those in the list
+        Lines corrected; // settled, each status is 0
         Lines log;
     } cases[] = {
-        {"[]", -1, {}, {}},
-        {"{}", -1, {}, {}},
-        {"[" + noStatus + "]", -3, {}, statusLog},
-        {"[" + noPhases + "]", -4, {}, phasesLog},
-        {"[" + noId + "]", -6, {}, idLog},
-        {"[" + good + "," + noStatus + "]", -3, {3}, statusLog},
-        {"[" + noId + "," + good + "," + good + "]", 0, {3, 3}, idLog},
-        {"[" + good + "," + noPhases + "," + good + "]", 0, {3, 3}, phasesLog},
-        {"{\"a\":" + good + "}", 0, {3}, {}},
-        {"[7]", -3, {}, {"DOWN 2 Get intersectionId failed!", statusLog[0], statusLog[1]}},
+        {"", -1, {}, {}},
+        {good, 0, {"-/3 0"}, {}},
+        {with(R"({"region":65535,"id":65535})", "65535"), 0, {"65535/65535 65535"}, {}},
+        {with(R"({"region":0.9,"id":7.9})", "65536"), 0, {"0/7 0"}, {}},
+        {with(R"({"region":"1","id":true})", "\"258\""), 0, {"0/1 0"}, {}},
+        {with(R"({"id":2})", "-1"), 0, {"-/2 65535"}, {}},
+        {with(R"({"region":65536,"id":2})"), -3, {}, idLog("region value error")},
+        {with(R"({"region":-1,"id":2})"), -3, {}, idLog("region value error")},
+        {with(R"({"region":1,"id":65536})"), -5, {}, idLog("id value error")},
+        {with(R"({"id":-1})"), -5, {}, idLog("id value error")},
+        {with(R"({"region":1})"), -6, {}, noId},
+        {with("5"), -6, {}, noId},
+        {noStatus, -3, {}, statusLog},
+        {noPhases, -4, {}, phasesLog},
+        {good + "," + noStatus, -3, {"-/3 0"}, statusLog},
+        {with("{}") + "," + good + "," + good, 0, {"-/3 0", "-/3 0"}, noId},
+        {"7", -3, {}, {"DOWN 2 Get intersectionId failed!", statusLog[0], statusLog[1]}},
     };
     for (const auto mode : {SETTLED, CORRECTED}) {
         for (const auto& row : cases) {
             const Spat spat = newSpat();
-            const Json json = parse(R"({"intersections":)" + row.list + "}");
+            const Json json = parse(R"({"intersections":[)" + row.list + "]}");
             EXPECT_EQ(v2xspatconv_GetIntersectionsFromJson(json.get(), spat.get(), mode), row.ret) << row.list;
             EXPECT_EQ(takeLog(), row.log) << row.list;
-            std::vector<long> ids;
-            ids.reserve(row.ids.size());
-            for (int i = 0; i < spat->intersections.list.count; i++) {
-                ids.push_back(spat->intersections.list.array[i]->intersectionId.id);
+            Lines expected = row.corrected;
+            for (std::string& one : expected) {
+                one = mode == CORRECTED ? one : one.substr(0, one.find(' ')) + " 0";
             }
-            EXPECT_EQ(ids, row.ids) << row.list;
+            EXPECT_EQ(shown(*spat), expected) << row.list;
         }
     }
 }
@@ -224,151 +177,106 @@ TEST(Phases, MissingMembersLeaveZeroAndGoOn) {
     ASN_STRUCT_FREE_CONTENTS_ONLY(asn_DEF_PhaseList, &phases);
 }
 
-// A phase state's timing by name and value, in the record's order.
-std::string timingText(const TimeChangeDetails_t* timing) {
-    if (timing == nullptr) {
-        return "none";
+// "Get KEY item failed!" for each of the keys, between other lines.
+Lines missing(const std::vector<std::string>& keys, const Lines& before, const Lines& behind) {
+    Lines lines = before;
+    for (const std::string& key : keys) {
+        lines.push_back("SCOM 2 Get " + key + " item failed!");
     }
-    const auto join = [](const char* name, long start, long likely, const std::vector<const long*>& optional) {
-        std::string all = name + std::to_string(start) + " " + std::to_string(likely);
-        for (const long* member : optional) {
-            all += " " + text(member);
-        }
-        return all;
-    };
-    if (timing->present == TimeChangeDetails_PR_counting) {
-        const auto& c = timing->choice.counting;
-        return join("counting ", c.startTime, c.likelyEndTime,
-                    {c.maxEndTime, c.minEndTime, c.nextStartTime, c.nextDuration, c.timeConfidence});
-    }
-    if (timing->present == TimeChangeDetails_PR_utcTiming) {
-        const auto& u = timing->choice.utcTiming;
-        return join("utc ", u.startUTCTime, u.likelyEndUTCTime,
-                    {u.maxEndUTCTime, u.minEndUTCTime, u.nextStartUTCTime, u.nextEndUTCTime, u.timeConfidence});
-    }
-    return "nothing chosen";
+    lines.insert(lines.end(), behind.begin(), behind.end());
+    return lines;
 }
 
-TEST(Timing, IsAttachedWhenCorrectedAndSaysTheSameEitherWay) {
-    const auto missing = [](const std::vector<std::string>& keys) {
-        Lines lines;
-        lines.reserve(keys.size());
-        for (const std::string& key : keys) {
-            lines.push_back("SCOM 2 Get " + key + " item failed!");
-        }
-        return lines;
-    };
+TEST(PhaseState, TimingIsAttachedWhenCorrectedAndSaysTheSameEitherWay) {
     const std::string noCounting = "DOWN 3 cJSON_Parse counting failed!";
     const std::string noUtc = "DOWN 3 cJSON_Parse utcTiming failed!";
-    const auto around = [](Lines lines, const std::string& before, const std::string& behind) {
-        if (!before.empty()) {
-            lines.insert(lines.begin(), before);
-        }
-        if (!behind.empty()) {
-            lines.push_back(behind);
-        }
-        return lines;
-    };
+    const std::string noTiming = "DOWN 3 cJSON_Parse timing failed!";
     const std::string allCounting =
         R"("counting":{"startTime":1,"minEndTime":2,"maxEndTime":3,"likelyEndTime":4,"timeConfidence":5,)"
         R"("nextStartTime":6,"nextDuration":7})";
     const std::string allUtc =
         R"("utcTiming":{"startUtcTime":11,"minEndUtcTime":12,"maxEndUtcTime":13,"likelyEndUtcTime":14,)"
         R"("timeConfidence":15,"nextStartUtcTime":16,"nextEndUtcTime":17})";
+    const std::vector<std::string> countingKeys = {"startTime",      "minEndTime",    "maxEndTime",  "likelyEndTime",
+                                                   "timeConfidence", "nextStartTime", "nextDuration"};
     const struct {
-        std::string timing;
+        long light;
+        std::string more; // members
         std::string corrected;
         Lines log;
     } cases[] = {
-        {"{" + allCounting + "}", "counting 1 4 3 2 6 7 5", {noUtc}},
-        {"{" + allUtc + "}", "utc 11 14 13 12 16 17 15", {noCounting}},
-        {"{" + allUtc + "," + allCounting + "}", "counting 1 4 3 2 6 7 5", {}},
-        {"{}", "nothing chosen", {noCounting, noUtc}},
-        {R"({"Counting":{}})", "nothing chosen", {noCounting, noUtc}},
-        {R"({"counting":{}})", "counting 0 36001 - - - - -",
-         around(missing({"startTime", "minEndTime", "maxEndTime", "likelyEndTime", "timeConfidence", "nextStartTime",
-                         "nextDuration"}),
-                "", noUtc)},
-        {R"({"counting":{"startTime":8589934592,"likelyEndTime":-1.5,"minEndTime":"x","timeConfidence":null}})",
-         "counting 2147483647 36001 - - - - -",
-         around(missing({"maxEndTime", "nextStartTime", "nextDuration"}), "", noUtc)},
-        {R"({"counting":null,)" + allUtc + "}", "utc 11 14 13 12 16 17 15",
-         missing({"startTime", "minEndTime", "maxEndTime", "likelyEndTime", "timeConfidence", "nextStartTime",
-                  "nextDuration"})},
-        {R"({"counting":{"startTime":0,"likelyEndTime":36002}})", "counting 0 36001 - - - - -",
-         around(missing({"minEndTime", "maxEndTime", "timeConfidence", "nextStartTime", "nextDuration"}), "", noUtc)},
-        {R"({"utcTiming":{"maxEndTime":300}})", "utc 0 36001 - - - - -",
-         around(missing({"startUtcTime", "minEndUtcTime", "maxEndUtcTime", "likelyEndUtcTime", "timeConfidence",
-                         "nextStartUtcTime", "nextEndUtcTime"}),
-                noCounting, "")},
+        {3, R"("timing":{)" + allCounting + "}", "3 counting 1 4 3 2 6 7 5", {noUtc}},
+        {3, R"("timing":{)" + allUtc + "}", "3 utc 11 14 13 12 16 17 15", {noCounting}},
+        {3, R"("timing":{)" + allUtc + "," + allCounting + "}", "3 counting 1 4 3 2 6 7 5", {}},
+        {3, R"("timing":{"Counting":{}})", "3 nothing chosen", {noCounting, noUtc}},
+        {3, R"("timing":{"counting":{}})", "3 counting 0 36001 - - - - -", missing(countingKeys, {}, {noUtc})},
+        {3,
+         R"("timing":{"counting":{"startTime":8589934592,"likelyEndTime":-1.5,"minEndTime":"x",)"
+         R"("timeConfidence":null}})",
+         "3 counting 2147483647 36001 - - - - -",
+         missing({"maxEndTime", "nextStartTime", "nextDuration"}, {}, {noUtc})},
+        {3, R"("timing":{"counting":null,)" + allUtc + "}", "3 utc 11 14 13 12 16 17 15",
+         missing(countingKeys, {}, {})},
+        {3, R"("timing":{"counting":{"startTime":0,"likelyEndTime":36002}})", "3 counting 0 36001 - - - - -",
+         missing({"minEndTime", "maxEndTime", "timeConfidence", "nextStartTime", "nextDuration"}, {}, {noUtc})},
+        {3, R"("timing":{"utcTiming":{"maxEndTime":300}})", "3 utc 0 36001 - - - - -",
+         missing({"startUtcTime", "minEndUtcTime", "maxEndUtcTime", "likelyEndUtcTime", "timeConfidence",
+                  "nextStartUtcTime", "nextEndUtcTime"},
+                 {noCounting}, {})},
+        // A light that is none would be cut to another one's number.
+        {8, R"("Timing":{})", "8 none", {noTiming}},
+        {9, R"("Timing":{})", "0 none", {noTiming}},
+        {-1, R"("Timing":{})", "0 none", {noTiming}},
     };
     for (const auto mode : {SETTLED, CORRECTED}) {
         for (const auto& row : cases) {
             PhaseStateList_t states = {};
-            const Json json = parse(R"({"phaseStates":[{"light":3,"timing":)" + row.timing + "}]}");
+            const std::string light = std::to_string(row.light);
+            const Json json = parse(R"({"phaseStates":[{"light":)" + light + "," + row.more + "}]}");
             ASSERT_EQ(GetPhaseStatesFormJson(json.get(), &states, mode), 0);
-            EXPECT_EQ(timingText(states.list.array[0]->timing), mode == CORRECTED ? row.corrected : "none")
-                << row.timing;
-            EXPECT_EQ(takeLog(), row.log) << row.timing;
+            const PhaseState_t& state = *states.list.array[0];
+            EXPECT_EQ(std::to_string(state.light) + " " + timingText(state.timing),
+                      mode == CORRECTED ? row.corrected : light + " none");
+            EXPECT_EQ(takeLog(), row.log) << row.more;
             ASN_STRUCT_FREE_CONTENTS_ONLY(asn_DEF_PhaseStateList, &states);
         }
     }
 }
 
-// A light that is none would be cut to another one's number.
-TEST(Timing, ALightOutOfRangeIsUnavailableWhenCorrected) {
-    for (const auto& [light, corrected] : {std::pair{8, 8}, {9, 0}, {-1, 0}, {259, 0}}) {
-        for (const auto mode : {SETTLED, CORRECTED}) {
-            PhaseStateList_t states = {};
-            const Json json = parse(R"({"phaseStates":[{"light":)" + std::to_string(light) + "}]}");
-            ASSERT_EQ(GetPhaseStatesFormJson(json.get(), &states, mode), 0);
-            EXPECT_EQ(states.list.array[0]->light, mode == CORRECTED ? corrected : light);
-            ASN_STRUCT_FREE_CONTENTS_ONLY(asn_DEF_PhaseStateList, &states);
-        }
-    }
-    takeLog();
-}
-
-TEST(Memory, RunsOutSomewhere) {
+// A document is dropped, or what has no memory left out; and always said.
+TEST(Document, WithoutMemory) {
     const std::string text =
         document(intersection(R"({"region":1,"id":2})", "258",
                               R"([{"phaseId":1,"phaseStates":[{"light":3,"timing":{"counting":{"startTime":1,)"
                               R"("minEndTime":2,"maxEndTime":3,"likelyEndTime":4,"timeConfidence":5,)"
-                              R"("nextStartTime":6,"nextDuration":7},"utcTiming":{"startUtcTime":11,)"
-                              R"("minEndUtcTime":12,"maxEndUtcTime":13,"likelyEndUtcTime":14,)"
-                              R"("timeConfidence":15,"nextStartUtcTime":16,"nextEndUtcTime":17}}}]}])"));
+                              R"("nextStartTime":6,"nextDuration":7}}}]}])"));
     const std::string dropped = "DOWN 2 v2xspatconv_GetIntersectionsFromJson error";
+    const std::string noPhases = "DOWN 2 GetPhasesFromJson error";
+    const std::string noTimings = "DOWN 3 cJSON_Parse utcTiming failed!";
     const std::string full = "DOWN 2 ASN_SEQUENCE_ADD faild \n";
-    const struct {
-        int callocs;
-        int reallocs;
-        v2xspatconv_down mode;
-        int32_t ret;
-        Lines log;
-    } cases[] = {
-        {1, 0, SETTLED, 0, {"DOWN 2 Calloc error!"}},
-        {2, 0, SETTLED, -3, {"DOWN 2 IntersectionState_t calloc failed!", dropped}},
-        {3, 0, SETTLED, -3, {"DOWN 2 id->region calloc error", "DOWN 2 GetNodeReferenceIDFromJson error", dropped}},
-        {4, 0, SETTLED, -3, {"DOWN 2 Phase_t calloc failed!", "DOWN 2 GetPhasesFromJson error", dropped}},
-        {5, 0, SETTLED, 0, {"DOWN 2 PhaseState_t calloc failed!"}},
-        {6, 0, SETTLED, 0, {}},
-        {0, 1, SETTLED, 0, {full}},
-        {0, 2, SETTLED, -3, {full, "DOWN 2 GetPhasesFromJson error", dropped}},
-        {0, 3, SETTLED, -3, {full, dropped}},
-        {4, 0, CORRECTED, 0, {}}, // the status
-        {7, 0, CORRECTED, 0, {"DOWN 2 timing calloc failed!"}},
-        {8, 0, CORRECTED, 0, {}}, // an optional time
-        {12, 0, CORRECTED, 0, {}},
-        {0, 1, CORRECTED, 0, {full}},
+    const std::vector<std::pair<int32_t, Lines>> callocs = {
+        {0, {"DOWN 2 Calloc error!", noTimings}},
+        {-3, {"DOWN 2 IntersectionState_t calloc failed!", dropped}},
+        {-3, {"DOWN 2 id->region calloc error", "DOWN 2 GetNodeReferenceIDFromJson error", dropped}},
+        {0, {noTimings}}, // the status
+        {-3, {"DOWN 2 Phase_t calloc failed!", noPhases, dropped}},
+        {0, {"DOWN 2 PhaseState_t calloc failed!"}},
+        {0, {"DOWN 2 timing calloc failed!", noTimings}},
+        {0, {noTimings}}, // an optional time
     };
-    for (const auto& row : cases) {
-        const Spat spat = newSpat();
-        callocsLeft = row.callocs;
-        reallocsLeft = row.reallocs;
-        EXPECT_EQ(v2xspatconv_SpatJsonToStruct(text.c_str(), spat.get(), row.mode), row.ret) << row.callocs;
-        EXPECT_EQ(takeLog(), row.log) << row.callocs << " " << row.reallocs;
-        callocsLeft = 0;
-        reallocsLeft = 0;
+    const std::vector<std::pair<int32_t, Lines>> reallocs = {
+        {0, {noTimings, full}},
+        {-3, {noTimings, full, noPhases, dropped}},
+        {-3, {noTimings, full, dropped}},
+    };
+    for (auto& [counter, outcomes] : {std::pair{&no_memory::callocs, callocs}, {&no_memory::reallocs, reallocs}}) {
+        for (size_t i = 0; i < outcomes.size(); i++) {
+            const Spat spat = newSpat();
+            counter->left = static_cast<int>(i) + 1;
+            EXPECT_EQ(v2xspatconv_SpatJsonToStruct(text.c_str(), spat.get(), CORRECTED), outcomes[i].first) << i;
+            EXPECT_EQ(counter->left, 0);
+            EXPECT_EQ(takeLog(), outcomes[i].second) << i;
+        }
     }
 }
 

@@ -4,8 +4,11 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <optional>
+#include <string>
+#include <utility>
 
 #include "fakes.h"
+#include "no_memory.h"
 #include "v2x/v2xmsgset.h"
 #include "v2xapp_commoncodec.h"
 
@@ -84,319 +87,193 @@ TEST(BitString, NullArguments) {
     EXPECT_EQ(value, 0);
 }
 
-// An offset and its members by tag.
-class Position : public testing::Test {
-protected:
-    ~Position() override {
-        ASN_STRUCT_FREE_CONTENTS_ONLY(asn_DEF_PositionOffsetLLV, &offset);
-        ASN_STRUCT_FREE_CONTENTS_ONLY(asn_DEF_Position3D, &current);
-        ASN_STRUCT_FREE_CONTENTS_ONLY(asn_DEF_Position3D, &reference);
+// An offset whose members are found by the number of their tag; before anything is set it holds rubbish, as an output
+// may.
+struct Offset : PositionOffsetLLV_t {
+    Offset() { memset(static_cast<PositionOffsetLLV_t*>(this), 0xA5, sizeof(PositionOffsetLLV_t)); }
+    // With a tag for both parts, also one that the enumerations cannot hold.
+    Offset(int tag, long lat, long lon, long elevation) : PositionOffsetLLV_t() {
+        offsetV = static_cast<VerticalOffset_t*>(calloc(1, sizeof(VerticalOffset_t)));
+        memcpy(&offsetLL.present, &tag, sizeof tag);
+        memcpy(&offsetV->present, &tag, sizeof tag);
+        if (tag >= 1 && tag <= 7) {
+            *horizontal(tag).lat = lat;
+            *horizontal(tag).lon = lon;
+            vertical(tag) = elevation;
+        }
     }
-    long& lon(int tag) {
-        auto& c = offset.offsetLL.choice;
-        long* const members[] = {&c.position_LL1.lon, &c.position_LL2.lon, &c.position_LL3.lon,   &c.position_LL4.lon,
-                                 &c.position_LL5.lon, &c.position_LL6.lon, &c.position_LatLon.lon};
-        return *members[tag - 1];
+    Offset(const Offset&) = delete;
+    Offset& operator=(const Offset&) = delete;
+    ~Offset() {
+        int none = 0;
+        memcpy(&offsetLL.present, &none, sizeof none);
+        ASN_STRUCT_FREE_CONTENTS_ONLY(asn_DEF_PositionOffsetLLV, static_cast<PositionOffsetLLV_t*>(this));
     }
-    long& lat(int tag) {
-        auto& c = offset.offsetLL.choice;
-        long* const members[] = {&c.position_LL1.lat, &c.position_LL2.lat, &c.position_LL3.lat,   &c.position_LL4.lat,
-                                 &c.position_LL5.lat, &c.position_LL6.lat, &c.position_LatLon.lat};
-        return *members[tag - 1];
+
+    struct LatLon {
+        long* lat;
+        long* lon;
+    };
+    LatLon horizontal(int tag) {
+        auto& c = offsetLL.choice;
+        const auto of = [](auto& alternative) { return LatLon{&alternative.lat, &alternative.lon}; };
+        const LatLon members[] = {of(c.position_LL1), of(c.position_LL2), of(c.position_LL3),   of(c.position_LL4),
+                                  of(c.position_LL5), of(c.position_LL6), of(c.position_LatLon)};
+        return members[tag - 1];
     }
     long& vertical(int tag) {
-        if (offset.offsetV == nullptr) {
-            offset.offsetV = static_cast<VerticalOffset_t*>(calloc(1, sizeof(VerticalOffset_t)));
-        }
-        auto& c = offset.offsetV->choice;
+        auto& c = offsetV->choice;
         long* const members[] = {&c.offset1, &c.offset2, &c.offset3, &c.offset4, &c.offset5, &c.offset6, &c.elevation};
         return *members[tag - 1];
     }
-    template <typename Choice>
-    static void setTag(Choice& choice, int tag) {
-        memcpy(&choice.present, &tag, sizeof tag); // also one that the enumeration cannot hold
-    }
-    int tagV() const { return offset.offsetV == nullptr ? 0 : offset.offsetV->present; }
-    // Size of the encoding in bytes, -1 when a value is outside its width.
-    ssize_t encoded() const {
-        uint8_t bytes[64];
-        return asn_encode_to_buffer(nullptr, ATS_UNALIGNED_CANONICAL_PER, &asn_DEF_PositionOffsetLLV, &offset, bytes,
-                                    sizeof bytes)
-            .encoded;
-    }
-    static void setElevation(Position3D_t& position, std::optional<long> value) {
-        free(position.elevation);
-        position.elevation = nullptr;
-        if (value.has_value()) {
-            position.elevation = static_cast<Elevation_t*>(malloc(sizeof(Elevation_t)));
-            *position.elevation = *value;
+    // Both parts as "tag: value...", with a mark behind what cannot be encoded.
+    std::string shown() {
+        const LatLon place = horizontal(offsetLL.present);
+        std::string text =
+            std::to_string(offsetLL.present) + ": " + std::to_string(*place.lat) + " " + std::to_string(*place.lon);
+        if (offsetV != nullptr) {
+            text += "; " + std::to_string(offsetV->present) + ": " + std::to_string(vertical(offsetV->present));
         }
+        uint8_t bytes[64];
+        const auto result = asn_encode_to_buffer(nullptr, ATS_UNALIGNED_CANONICAL_PER, &asn_DEF_PositionOffsetLLV,
+                                                 static_cast<PositionOffsetLLV_t*>(this), bytes, sizeof bytes);
+        return text + (result.encoded < 0 ? " !" : "");
     }
-
-    // Outputs are not looked at: they hold anything.
-    void freshOffset() {
-        ASN_STRUCT_FREE_CONTENTS_ONLY(asn_DEF_PositionOffsetLLV, &offset);
-        memset(&offset, 0xA5, sizeof offset);
-    }
-    void freshCurrent() {
-        free(current.elevation);
-        memset(&current.elevation, 0xA5, sizeof current.elevation);
-    }
-
-    PositionOffsetLLV_t offset = {};
-    Position3D_t current = {};
-    Position3D_t reference = {};
 };
 
-TEST_F(Position, HorizontalDifferenceInDegreesSelectsTheWidth) {
-    const struct {
-        double lat;
-        double lon;
-        int tag;
-        long units[2]; // lat, lon
-    } cases[] = {
-        {0.00020465, -0.0001, 1, {2046, -1000}},
-        {0.0002047, -0.0001, 2, {2046, -1000}}, // in binary the product stays below 2047
-        {-0.0001, -0.00081905, 2, {-1000, -8190}},
-        {-0.0001, -0.0008191, 3, {-1000, -8191}},
-        {0.0001, 0.00327665, 3, {1000, 32766}},
-        {0.0001, 0.0032767, 4, {1000, 32767}},
-        {-0.01310705, 0.0001, 4, {-131070, 1000}},
-        {-0.0131071, 0.0001, 5, {-131071, 1000}},
-        {0.20971505, 0, 5, {2097150, 0}},
-        {0.2097151, 0, 6, {2097150, 0}}, // likewise
-        {0, -0.83886065, 6, {0, -8388606}},
-        {0, -0.8388607, 7, {0, -8388607}},
-    };
-    for (const auto& row : cases) {
-        const c_pos3D_t position = {true, 0, row.lat, row.lon, false, 0, {}};
-        const c_pos3D_t origin = {};
-        freshOffset();
-        EXPECT_EQ(setPosOffsetLLV(&position, &origin, &offset), 0);
-        ASSERT_EQ(offset.offsetLL.present, row.tag) << row.lat << " " << row.lon;
-        EXPECT_EQ(lat(row.tag), row.units[0]) << row.lat;
-        EXPECT_EQ(lon(row.tag), row.units[1]) << row.lon;
-        EXPECT_EQ(offset.offsetV, nullptr);
-        EXPECT_GT(encoded(), 0) << row.tag;
-    }
-}
-
-TEST_F(Position, AbsolutePositionIsTheCurrentOne) {
-    const c_pos3D_t position = {true, 0, 39.90625, -116.375, false, 0, {}};
-    const c_pos3D_t far = {true, 0, 39.90625, 116.5, false, 0, {}};
-    freshOffset();
-    EXPECT_EQ(setPosOffsetLLV(&position, &far, &offset), 0);
-    ASSERT_EQ(offset.offsetLL.present, 7);
-    EXPECT_EQ(lat(7), 399062500);
-    EXPECT_EQ(lon(7), -1163750000);
-}
-
-TEST_F(Position, VerticalDifferenceInMetresSelectsTheWidth) {
-    // A number and its double differ by exactly that number, in binary too.
-    const struct {
-        double current;
-        double reference;
-        int tag;
-        long value;
-    } cases[] = {
-        {6.25, 12.5, 1, -62},
-        {6.3, 12.6, 2, -63},
-        {25.3, 12.65, 2, 126},
-        {25.4, 12.7, 3, 127},
-        {25.45, 50.9, 3, -254},
-        {25.5, 51, 4, -255},
-        {102.1, 51.05, 4, 510},
-        {102.2, 51.1, 5, 511},
-        {102.25, 204.5, 5, -1022},
-        {102.3, 204.6, 6, -1023},
-        {409.3, 204.65, 6, 2046},
-        {409.4, 204.7, 7, 4094},
-        {204.7, 409.4, 7, 2047},
-        {0, 5, 0, 0},
-        {5, 0, 0, 0},
-        {-0.0, 5, 0, 0},
-        {6000.06, -400, 7, 60000},
-        {0.05, 0.0625, 1, 0}, // -0.0125 m
-    };
-    for (const auto& row : cases) {
-        const c_pos3D_t position = {true, 0, 0, 0, false, row.current, {}};
-        const c_pos3D_t origin = {true, 0, 0, 0, false, row.reference, {}};
-        freshOffset();
-        EXPECT_EQ(setPosOffsetLLV(&position, &origin, &offset), 0);
-        ASSERT_EQ(tagV(), row.tag) << row.current << " " << row.reference;
-        if (row.tag != 0) {
-            EXPECT_EQ(vertical(row.tag), row.value) << row.current << " " << row.reference;
-        }
-        EXPECT_GT(encoded(), 0) << row.tag;
-    }
-}
-
-TEST_F(Position, WhatIsNoNumberOrTooLargeDoesNotEncode) {
+TEST(Position, DifferencesInDegreesAndMetresSelectTheWidths) {
     const double nan = std::nan("");
+    const std::string lowest = std::to_string(LOWEST);
+    const std::string longest = std::to_string(LONGEST);
+    // Of elevations a number and its double differ by exactly that number, in binary too.
     const struct {
-        c_pos3D_t position;
-        int tags[2]; // horizontal, vertical
-        long value[3];
+        double here[3]; // lat, lon, elevation
+        double from[3];
+        std::string offset;
     } cases[] = {
-        {{true, 0, nan, 0, false, 0, {}}, {1, 0}, {LOWEST, 0, 0}},
-        {{true, 0, 0, nan, false, 0, {}}, {7, 0}, {0, LOWEST, 0}},
-        {{true, 0, HUGE_VAL, -1e300, false, 0, {}}, {7, 0}, {LONGEST, LOWEST, 0}},
-        {{true, 0, 0, 0, false, nan, {}}, {1, 7}, {0, 0, LOWEST}},
-        {{true, 0, 0, 0, false, 1e300, {}}, {1, 7}, {0, 0, LONGEST}},
+        {{0.00020465, -0.0001, 6.25}, {0, 0, 12.5}, "1: 2046 -1000; 1: -62"},
+        {{0.0002047, -0.0001, 6.3}, {0, 0, 12.6}, "2: 2046 -1000; 2: -63"}, // in binary the product stays below 2047
+        {{-0.0001, -0.00081905, 25.3}, {0, 0, 12.65}, "2: -1000 -8190; 2: 126"},
+        {{-0.0001, -0.0008191, 25.4}, {0, 0, 12.7}, "3: -1000 -8191; 3: 127"},
+        {{0.0001, 0.00327665, 25.45}, {0, 0, 50.9}, "3: 1000 32766; 3: -254"},
+        {{0.0001, 0.0032767, 25.5}, {0, 0, 51}, "4: 1000 32767; 4: -255"},
+        {{-0.01310705, 0.0001, 102.1}, {0, 0, 51.05}, "4: -131070 1000; 4: 510"},
+        {{-0.0131071, 0.0001, 102.2}, {0, 0, 51.1}, "5: -131071 1000; 5: 511"},
+        {{0.20971505, 0, 102.25}, {0, 0, 204.5}, "5: 2097150 0; 5: -1022"},
+        {{0.2097151, 0, 102.3}, {0, 0, 204.6}, "6: 2097150 0; 6: -1023"}, // likewise
+        {{0, -0.83886065, 409.3}, {0, 0, 204.65}, "6: 0 -8388606; 6: 2046"},
+        {{0, -0.8388607, 409.4}, {0, 0, 204.7}, "7: 0 -8388607; 7: 4094"},
+        {{39.90625, -116.375, 204.7}, {39.90625, 116.5, 409.4}, "7: 399062500 -1163750000; 7: 2047"},
+        {{0, 0, -0.0}, {0, 0, 5}, "1: 0 0"},
+        {{0, 0, 5}, {0, 0, 0}, "1: 0 0"},
+        {{0, 0, 6000.06}, {0, 0, -400}, "1: 0 0; 7: 60000"},
+        {{0, 0, 0.05}, {0, 0, 0.0625}, "1: 0 0; 1: 0"}, // -0.0125 m
+        {{nan, 0, nan}, {0, 0, 1}, "1: " + lowest + " 0; 7: " + lowest + " !"},
+        {{0, nan, 0}, {0, 0, 1}, "7: 0 " + lowest + " !"},
+        {{HUGE_VAL, -1e300, 1e300}, {0, 0, 1}, "7: " + longest + " " + lowest + "; 7: " + longest + " !"},
     };
-    const c_pos3D_t origin = {true, 0, 0, 0, false, 1, {}};
     for (const auto& row : cases) {
-        freshOffset();
-        EXPECT_EQ(setPosOffsetLLV(&row.position, &origin, &offset), 0);
-        ASSERT_EQ(offset.offsetLL.present, row.tags[0]);
-        EXPECT_EQ(lat(row.tags[0]), row.value[0]);
-        EXPECT_EQ(lon(row.tags[0]), row.value[1]);
-        ASSERT_EQ(tagV(), row.tags[1]);
-        if (row.tags[1] != 0) {
-            EXPECT_EQ(vertical(row.tags[1]), row.value[2]);
-        }
-        EXPECT_EQ(encoded(), -1);
+        const c_pos3D_t here = {true, 0, row.here[0], row.here[1], false, row.here[2], {}};
+        const c_pos3D_t from = {true, 0, row.from[0], row.from[1], false, row.from[2], {}};
+        Offset offset;
+        EXPECT_EQ(setPosOffsetLLV(&here, &from, &offset), 0);
+        EXPECT_EQ(offset.shown(), row.offset);
     }
 }
 
-TEST_F(Position, HorizontalDifferenceInUnitsSelectsTheWidth) {
-    const struct {
-        long current[2]; // lat, Long
-        long reference[2];
-        int tag;
-        long value[2];
-    } cases[] = {
-        {{399002047, 1163000000}, {399000000, 1163000001}, 1, {2047, -1}},
-        {{399002048, 1163000000}, {399000000, 1163000001}, 2, {2048, -1}},
-        {{10, 0}, {0, 8191}, 2, {10, -8191}},
-        {{10, 0}, {0, 8192}, 3, {10, -8192}},
-        {{0, 32767}, {10, 0}, 3, {-10, 32767}},
-        {{0, 32768}, {10, 0}, 4, {-10, 32768}},
-        {{0, 0}, {131071, 131071}, 4, {-131071, -131071}},
-        {{0, 0}, {131072, 131071}, 5, {-131072, -131071}},
-        {{2097151, 0}, {0, 0}, 5, {2097151, 0}},
-        {{2097152, 0}, {0, 0}, 6, {2097152, 0}},
-        {{0, 8388607}, {0, 0}, 6, {0, 8388607}},
-        {{0, 8388608}, {0, 0}, 7, {0, 8388608}},
-        {{5, 0}, {5, 8388608}, 7, {5, 0}},
-        {{LOWEST, 3}, {LONGEST, 3}, 7, {LOWEST, 3}},
-        {{3, LONGEST}, {3, LOWEST}, 7, {3, LONGEST}},
-        {{0, -1 - LONGEST / 2}, {0, LONGEST / 2 + 1}, 7, {0, -1 - LONGEST / 2}}, // 2^63 apart
+TEST(Position, WithoutMemoryTheOffsetHasNoElevation) {
+    const c_pos3D_t here = {true, 0, 1, 1, true, 5, {}};
+    Offset offset;
+    no_memory::callocs.left = 1;
+    EXPECT_EQ(setPosOffsetLLV(&here, &here, &offset), 0);
+    EXPECT_EQ(offset.shown(), "1: 0 0");
+    EXPECT_EQ(fakes::logged("calloc err").size(), 1U);
+}
+
+struct Place {
+    long lat;
+    long lon;
+    std::optional<long> elevation;
+};
+
+Position3D_t positionAt(Place& place) {
+    Position3D_t position = {};
+    position.lat = place.lat;
+    position.Long = place.lon;
+    position.elevation = place.elevation.has_value() ? &*place.elevation : nullptr;
+    return position;
+}
+
+TEST(Position, DifferencesInUnitsSelectTheWidths) {
+    const std::string lowest = std::to_string(LOWEST);
+    const std::string longest = std::to_string(LONGEST);
+    struct Row {
+        Place here;
+        Place from;
+        std::string offset;
     };
-    for (const auto& row : cases) {
-        current.lat = row.current[0];
-        current.Long = row.current[1];
-        reference.lat = row.reference[0];
-        reference.Long = row.reference[1];
-        freshOffset();
-        EXPECT_EQ(setPosOffsetLLVOriginal(&current, &reference, &offset), 0);
-        ASSERT_EQ(offset.offsetLL.present, row.tag) << row.current[0] << " " << row.current[1];
-        EXPECT_EQ(lat(row.tag), row.value[0]) << row.current[0];
-        EXPECT_EQ(lon(row.tag), row.value[1]) << row.current[1];
-        EXPECT_EQ(offset.offsetV, nullptr);
+    Row cases[] = {
+        {{399002047, 1163000000, 1062}, {399000000, 1163000001, 1000}, "1: 2047 -1; 1: 62"},
+        {{399002048, 1163000000, 1063}, {399000000, 1163000001, 1000}, "2: 2048 -1; 2: 63"},
+        {{10, 0, 0}, {0, 8191, 126}, "2: 10 -8191; 2: -126"},
+        {{10, 0, 0}, {0, 8192, 127}, "3: 10 -8192; 3: -127"},
+        {{0, 32767, 354}, {10, 0, 100}, "3: -10 32767; 3: 254"},
+        {{0, 32768, 355}, {10, 0, 100}, "4: -10 32768; 4: 255"},
+        {{0, 0, -510}, {131071, 131071, 0}, "4: -131071 -131071; 4: -510"},
+        {{0, 0, -511}, {131072, 131071, 0}, "5: -131072 -131071; 5: -511"},
+        {{2097151, 0, 1022}, {0, 0, 0}, "5: 2097151 0; 5: 1022"},
+        {{2097152, 0, 1023}, {0, 0, 0}, "6: 2097152 0; 6: 1023"},
+        {{0, 8388607, 3046}, {0, 0, 1000}, "6: 0 8388607; 6: 2046"},
+        {{0, 8388608, 3047}, {0, 0, 1000}, "7: 0 8388608; 7: 3047"},
+        {{5, 0, std::nullopt}, {5, 8388608, 10}, "7: 5 0"},
+        {{LOWEST, 3, 10}, {LONGEST, 3, std::nullopt}, "7: " + lowest + " 3 !"},
+        {{3, LONGEST, LOWEST}, {3, LOWEST, LONGEST}, "7: 3 " + longest + "; 7: " + lowest + " !"},
+        {{0, LOWEST / 2, LONGEST}, {0, -(LOWEST / 2), LOWEST}, "7: 0 -4611686018427387904; 7: " + longest + " !"},
+    };
+    for (Row& row : cases) {
+        const Position3D_t here = positionAt(row.here);
+        const Position3D_t from = positionAt(row.from);
+        Offset offset;
+        EXPECT_EQ(setPosOffsetLLVOriginal(&here, &from, &offset), 0);
+        EXPECT_EQ(offset.shown(), row.offset);
     }
 }
 
-TEST_F(Position, VerticalDifferenceInUnitsSelectsTheWidth) {
-    const struct {
-        std::optional<long> current;
-        std::optional<long> reference;
-        int tag;
-        long value;
-    } cases[] = {
-        {1062, 1000, 1, 62},
-        {1063, 1000, 2, 63},
-        {0, 126, 2, -126},
-        {0, 127, 3, -127},
-        {354, 100, 3, 254},
-        {355, 100, 4, 255},
-        {-510, 0, 4, -510},
-        {-511, 0, 5, -511},
-        {1022, 0, 5, 1022},
-        {1023, 0, 6, 1023},
-        {3046, 1000, 6, 2046},
-        {3047, 1000, 7, 3047},
-        {std::nullopt, 10, 0, 0},
-        {10, std::nullopt, 0, 0},
-        {LOWEST, LONGEST, 7, LOWEST},
-        {LONGEST, LOWEST, 7, LONGEST},
-    };
-    for (const auto& row : cases) {
-        setElevation(current, row.current);
-        setElevation(reference, row.reference);
-        freshOffset();
-        EXPECT_EQ(setPosOffsetLLVOriginal(&current, &reference, &offset), 0);
-        ASSERT_EQ(tagV(), row.tag) << row.current.value_or(-1);
-        if (row.tag != 0) {
-            EXPECT_EQ(vertical(row.tag), row.value) << row.value;
-        }
-    }
-}
-
-TEST_F(Position, EveryWidthIsReadBack) {
+TEST(Position, EveryWidthIsReadBackAndUnknownTagsLeaveTheResultAlone) {
     const c_pos3D_t origin = {true, 3, 40, 116, true, 50, {}};
-    reference.lat = 400000000;
-    reference.Long = 1160000000;
-    setElevation(reference, 500);
-    for (int tag = 1; tag <= 7; tag++) {
-        setTag(offset.offsetLL, tag);
-        lon(tag) = -1250;
-        lat(tag) = 2000 + tag;
-        vertical(tag) = -60 - tag;
-        setTag(*offset.offsetV, tag);
-        const bool absolute = tag == 7;
-
+    Place place = {400000000, 1160000000, 500};
+    const Position3D_t reference = positionAt(place);
+    for (const int tag : {-1, 0, 1, 2, 3, 4, 5, 6, 7, 8}) {
+        SCOPED_TRACE(tag);
+        const Offset offset(tag, 2000 + tag, -1250, -60 - tag);
+        const bool isOffset = tag >= 1 && tag <= 6;
         c_pos3D_t out = {false, 9, 1, 2, false, 3, {4, 5}};
         EXPECT_EQ(prasePosOffsetLLV(&offset, &origin, &out), 0);
         EXPECT_TRUE(out.posIsValid && out.elevIsValid);
-        EXPECT_DOUBLE_EQ(out.lon, absolute ? -0.000125 : 115.999875) << tag;
-        EXPECT_DOUBLE_EQ(out.lat, (absolute ? 0 : 40) + 0.0002 + 0.0000001 * tag) << tag;
-        EXPECT_DOUBLE_EQ(out.elevation, absolute ? -6.7 : 44 - 0.1 * tag) << tag;
+        EXPECT_DOUBLE_EQ(out.lat, tag == 7 ? 0.0002007 : isOffset ? 40.0002 + 0.0000001 * tag : 1);
+        EXPECT_DOUBLE_EQ(out.lon, tag == 7 ? -0.000125 : isOffset ? 115.999875 : 2);
+        EXPECT_DOUBLE_EQ(out.elevation, tag == 7 ? -6.7 : isOffset ? 44 - 0.1 * tag : 3);
         EXPECT_EQ(out.m_pos3DSrc, 9);
         EXPECT_EQ(out.m_posToXY.x + out.m_posToXY.y, 9);
 
-        freshCurrent();
-        EXPECT_EQ(prasePosOffsetLLVOriginal(&offset, &reference, &current), 0);
-        EXPECT_EQ(current.Long, absolute ? -1250 : 1159998750);
-        EXPECT_EQ(current.lat, absolute ? 2007 : 400002000 + tag);
-        ASSERT_NE(current.elevation, nullptr);
-        EXPECT_EQ(*current.elevation, absolute ? -67 : 440 - tag);
-    }
-}
-
-TEST_F(Position, UnknownTagsLeaveTheResultAlone) {
-    const c_pos3D_t origin = {true, 0, 40, 116, true, 50, {}};
-    setElevation(reference, 500);
-    for (const int tag : {0, 8, -1}) {
-        vertical(1) = 5;
-        setTag(offset.offsetLL, tag);
-        setTag(*offset.offsetV, tag);
-        c_pos3D_t out = {false, 0, 1, 2, false, 3, {}};
-        EXPECT_EQ(prasePosOffsetLLV(&offset, &origin, &out), 0);
-        EXPECT_TRUE(out.posIsValid && out.elevIsValid);
-        EXPECT_EQ(out.lat, 1);
-        EXPECT_EQ(out.lon, 2);
-        EXPECT_EQ(out.elevation, 3);
-
+        Position3D_t current;
+        memset(&current, 0xA5, sizeof current);
         current.lat = 1;
         current.Long = 2;
-        setElevation(current, 3);
-        freshCurrent();
         EXPECT_EQ(prasePosOffsetLLVOriginal(&offset, &reference, &current), 0);
-        EXPECT_EQ(current.lat, 1);
-        EXPECT_EQ(current.Long, 2);
+        EXPECT_EQ(current.lat, tag == 7 ? 2007 : isOffset ? 400002000 + tag : 1);
+        EXPECT_EQ(current.Long, tag == 7 ? -1250 : isOffset ? 1159998750 : 2);
         ASSERT_NE(current.elevation, nullptr);
-        EXPECT_EQ(*current.elevation, 0);
-        setTag(offset.offsetLL, 0);
-        setTag(*offset.offsetV, 0);
+        EXPECT_EQ(*current.elevation, tag == 7 ? -67 : isOffset ? 440 - tag : 0);
+        free(current.elevation);
     }
 }
 
-TEST_F(Position, WithoutAnElevationThereIsNone) {
+TEST(Position, WithoutAnElevationThereIsNone) {
     for (const bool hasOffset : {false, true}) {
-        if (hasOffset) {
-            vertical(7) = 100; // an absolute one, too, needs the reference's
-            setTag(*offset.offsetV, 7);
+        Offset offset(7, 0, 0, 100); // an absolute one, too, needs the reference's
+        if (!hasOffset) {
+            free(std::exchange(offset.offsetV, nullptr));
         }
         const c_pos3D_t origin = {true, 0, 40, 116, !hasOffset, 50, {}};
         c_pos3D_t out = {false, 0, 0, 0, true, 3, {}};
@@ -404,45 +281,43 @@ TEST_F(Position, WithoutAnElevationThereIsNone) {
         EXPECT_FALSE(out.elevIsValid);
         EXPECT_EQ(out.elevation, 3);
 
-        setElevation(reference, hasOffset ? std::nullopt : std::optional<long>(500));
-        setElevation(current, 3);
-        freshCurrent();
+        Place place = {0, 0, hasOffset ? std::nullopt : std::optional<long>(500)};
+        const Position3D_t reference = positionAt(place);
+        Position3D_t current;
+        memset(&current, 0xA5, sizeof current);
         EXPECT_EQ(prasePosOffsetLLVOriginal(&offset, &reference, &current), 0);
         EXPECT_EQ(current.elevation, nullptr);
     }
 }
 
-TEST_F(Position, SumsInUnitsStopAtTheEnds) {
-    setTag(offset.offsetLL, 6);
-    lon(6) = LONGEST;
-    lat(6) = LOWEST;
-    vertical(6) = 1;
-    setTag(*offset.offsetV, 6);
-    reference.Long = 1;
-    reference.lat = -1;
-    setElevation(reference, LONGEST);
-    freshCurrent();
+TEST(Position, SumsInUnitsStopAtTheEnds) {
+    const Offset offset(6, LOWEST, LONGEST, 1);
+    Place place = {-1, 1, LONGEST};
+    const Position3D_t reference = positionAt(place);
+    Position3D_t current = {};
     EXPECT_EQ(prasePosOffsetLLVOriginal(&offset, &reference, &current), 0);
-    EXPECT_EQ(current.Long, LONGEST);
     EXPECT_EQ(current.lat, LOWEST);
+    EXPECT_EQ(current.Long, LONGEST);
     ASSERT_NE(current.elevation, nullptr);
     EXPECT_EQ(*current.elevation, LONGEST);
+    free(current.elevation);
 }
 
-TEST_F(Position, TheResultMayBeTheReferenceOrACopyOfIt) {
-    setTag(offset.offsetLL, 1);
-    vertical(1) = 5;
-    setTag(*offset.offsetV, 1);
-    setElevation(reference, 500);
+TEST(Position, TheResultMayBeTheReferenceOrACopyOfIt) {
+    const Offset offset(1, 0, 0, 5);
+    Place place = {0, 0, 500};
+    Position3D_t reference = positionAt(place);
     EXPECT_EQ(prasePosOffsetLLVOriginal(&offset, &reference, &reference), 0);
-    EXPECT_EQ(*reference.elevation, 505);
-    current = reference; // both with one elevation
-    EXPECT_EQ(prasePosOffsetLLVOriginal(&offset, &reference, &current), 0);
-    EXPECT_EQ(*current.elevation, 510);
-    EXPECT_EQ(*reference.elevation, 505);
+    EXPECT_EQ(reference.elevation, &*place.elevation);
+    EXPECT_EQ(*place.elevation, 505);
+    Position3D_t copy = reference; // both with one elevation
+    EXPECT_EQ(prasePosOffsetLLVOriginal(&offset, &reference, &copy), 0);
+    EXPECT_EQ(*copy.elevation, 510);
+    EXPECT_EQ(*place.elevation, 505);
+    free(copy.elevation);
 }
 
-TEST_F(Position, RawMessagePosition) {
+TEST(Position, RawMessagePosition) {
     const c_pos3D_t origin = {true, 0, 40, 116, false, 50, {}};
     const struct {
         v2xapp_gbMsg_PosStr_t message;
@@ -468,9 +343,12 @@ TEST_F(Position, RawMessagePosition) {
     }
 }
 
-TEST_F(Position, NullArguments) {
+TEST(Position, NullArguments) {
     const v2xapp_gbMsg_PosStr_t raw = {7, 1, 2, true, 7, 3};
     c_pos3D_t out = {};
+    PositionOffsetLLV_t offset = {};
+    Position3D_t current = {};
+    const Position3D_t reference = {};
     const c_pos3D_t in = {};
     const struct {
         int32_t result;
