@@ -3,12 +3,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "encoded_frames.h"
 #include "fakes.h"
 #include "spat_conv_spatup.h"
 #include "spat_conv_v2xcloud_dds.h"
 
 namespace {
 
+using fakes::takeLog;
 using testing::AnyOf;
 using testing::Contains;
 using testing::Each;
@@ -20,7 +22,6 @@ char upTopic[] = "rsu/RSU0001/spat/up";
 int participant;
 v2xcloud_comm_ddsinfo channel;
 v2xcloud_comm_ddsinfo* channelGiven = &channel;
-int32_t sendResult = 0;
 
 struct Sent {
     void* handle;
@@ -37,58 +38,21 @@ v2xcloud_comm_ddsinfo* v2xspatconv_GetddsInfo() {
 
 int32_t v2xcloud_ddsSend(void* dds_handle, const char* topic, const void* data, unsigned int data_len) {
     sent.push_back({dds_handle, topic, {static_cast<const char*>(data), data_len}});
-    return sendResult;
+    return -2; // which nobody examines
 }
 
 namespace {
 
-// Errors and warnings logged since the last call, as "tag level text".
 using Lines = std::vector<std::string>;
-Lines takeLog() {
-    Lines lines;
-    for (const fakes::LogLine& line : fakes::logLines) {
-        if (line.level <= 3) {
-            lines.push_back(line.tag + " " + std::to_string(line.level) + " " + line.text);
-        }
-    }
-    fakes::logLines.clear();
-    return lines;
-}
 
-std::string spatXer(const std::string& name, const std::string& intersections) {
-    return "<MessageFrame><spatFrame><msgCnt>5</msgCnt><moy>7</moy><timeStamp>9</timeStamp>" + name +
-           "<intersections>" + intersections + "</intersections></spatFrame></MessageFrame>";
-}
-
-std::string intersectionXer(const std::string& phases) {
-    return "<IntersectionState><intersectionId><region>1</region><id>2</id></intersectionId>"
-           "<status>0000000100000010</status><moy>7</moy><timeStamp>9</timeStamp><phases>" +
-           phases + "</phases></IntersectionState>";
-}
-
-std::string phaseXer(const std::string& light, const std::string& timing) {
-    return "<Phase><id>7</id><phaseStates><PhaseState><light><" + light + "/></light>" + timing +
-           "</PhaseState></phaseStates></Phase>";
-}
-
-const std::string COUNTING = "<timing><counting><startTime>1</startTime><minEndTime>2</minEndTime>"
-                             "<maxEndTime>3</maxEndTime><likelyEndTime>4</likelyEndTime>"
-                             "<timeConfidence>5</timeConfidence><nextStartTime>6</nextStartTime>"
-                             "<nextDuration>36001</nextDuration></counting></timing>";
-const std::string UTC = "<timing><utcTiming><startUTCTime>11</startUTCTime><minEndUTCTime>12</minEndUTCTime>"
-                        "<maxEndUTCTime>300</maxEndUTCTime><likelyEndUTCTime>14</likelyEndUTCTime>"
-                        "<timeConfidence>15</timeConfidence><nextStartUTCTime>16</nextStartUTCTime>"
-                        "<nextEndUTCTime>17</nextEndUTCTime></utcTiming></timing>";
-const std::string FULL =
-    spatXer("<name>Crossing 7</name>",
-            intersectionXer(phaseXer("red", COUNTING) + phaseXer("yellow", UTC)) + intersectionXer(""));
+// The document of encoded::spat.
 const char FULL_TEXT[] =
-    R"({"name":"Crossing 7","intersections":[{"intersectionId":{"region":1,"id":2},"status":258,"phases":[)"
-    R"({"phaseId":7,"phaseStates":[{"light":3,"timing":{"counting":{"startTime":1,"minEndTime":2,"maxEndTime":3,)"
-    R"("likelyEndTime":4,"timeConfidence":5,"nextStartTime":6,"nextDuration":36001}}}]},)"
-    R"({"phaseId":7,"phaseStates":[{"light":7,"timing":{"utcTiming":{"startUtcTime":11,"minEndUtcTime":12,)"
-    R"("maxEndTime":300,"likelyEndUtcTime":14,"timeConfidence":15,"nextStartUtcTime":16,"nextEndUtcTime":17}}}]}]},)"
-    R"({"intersectionId":{"region":1,"id":2},"status":258,"phases":[]}]})";
+    R"({"name":"Main St","intersections":[{"intersectionId":{"id":65535},"status":32772,"phases":[)"
+    R"({"phaseId":255,"phaseStates":[{"light":8,"timing":{"utcTiming":{"startUtcTime":36001,"minEndUtcTime":0,)"
+    R"("maxEndTime":36000,"likelyEndUtcTime":12345,"timeConfidence":200,"nextStartUtcTime":1,"nextEndUtcTime":35999}}},)"
+    R"({"light":1}]},{"phaseId":0,"phaseStates":[{"light":7,"timing":{"counting":{"startTime":5,"minEndTime":10,)"
+    R"("maxEndTime":36001,"likelyEndTime":15,"timeConfidence":1,"nextStartTime":20,"nextDuration":300}}}]}]},)"
+    R"({"intersectionId":{"region":7,"id":0},"status":0,"phases":[{"phaseId":9,"phaseStates":[{"light":0}]}]}]})";
 
 class SpatUp : public testing::Test {
 protected:
@@ -101,9 +65,9 @@ protected:
             v2xcodec_freeStrcut(&frame);
         }
     }
-    void decode(std::string xer) {
-        const auto size = static_cast<int32_t>(xer.size());
-        ASSERT_EQ(v2xcodec_xerDec(&frame, reinterpret_cast<uint8_t*>(xer.data()), size), 0) << xer;
+    void decode(const char* digits) {
+        Bytes bytes = hex(digits);
+        ASSERT_EQ(v2xcodec_uperDec(&frame, bytes.data(), static_cast<int16_t>(bytes.size())), 0) << digits;
     }
     SPAT_t& spat() { return static_cast<MessageFrame_t*>(frame)->choice.spatFrame; }
     // The document of the frame, which stays.
@@ -117,47 +81,15 @@ protected:
     ASNSTRUCT_HANDLE frame = nullptr;
 };
 
-TEST_F(SpatUp, Documents) {
-    const auto phases = [](const std::string& phase) {
-        return R"({"intersections":[{"intersectionId":{"region":1,"id":2},"status":258,"phases":[)" + phase + "]}]}";
-    };
-    const struct {
-        std::string xer;
-        std::string text;
-    } cases[] = {
-        {FULL, FULL_TEXT},
-        {spatXer("<name>a \"b\"\\</name>", ""), R"({"name":"a \"b\"\\","intersections":[]})"},
-        {spatXer("", "<IntersectionState><intersectionId><id>65535</id></intersectionId><status></status><phases>"
-                     "<Phase><id>255</id><phaseStates></phaseStates></Phase></phases></IntersectionState>"),
-         R"({"intersections":[{"intersectionId":{"id":65535},"status":0,"phases":[{"phaseId":255,"phaseStates":[]}]}]})"},
-        {spatXer("", intersectionXer(phaseXer("dark", "<timing><counting><startTime>0</startTime><likelyEndTime>4"
-                                                      "</likelyEndTime></counting></timing>"))),
-         phases(
-             R"({"phaseId":7,"phaseStates":[{"light":1,"timing":{"counting":{"startTime":0,"likelyEndTime":4}}}]})")},
-        {spatXer("", intersectionXer(phaseXer("dark", "<timing><utcTiming><startUTCTime>0</startUTCTime>"
-                                                      "<likelyEndUTCTime>-4</likelyEndUTCTime></utcTiming></timing>"))),
-         phases(R"({"phaseId":7,"phaseStates":[{"light":1,"timing":{"utcTiming":{"startUtcTime":0,)"
-                R"("likelyEndUtcTime":-4}}}]})")},
-    };
-    for (const auto& row : cases) {
-        decode(row.xer);
-        EXPECT_EQ(text(), row.text);
-        EXPECT_EQ(v2xspatconv_SpatDataUp(&frame), 0);
-        EXPECT_EQ(frame, nullptr);
-        ASSERT_EQ(sent.size(), 1U);
-        EXPECT_EQ(sent[0].handle, &participant);
-        EXPECT_EQ(sent[0].topic, "rsu/RSU0001/spat/up");
-        EXPECT_EQ(sent[0].text, row.text);
-        EXPECT_THAT(takeLog(), IsEmpty());
-        sent.clear();
-    }
-}
-
-TEST_F(SpatUp, TheResultOfSendingIsNotExamined) {
-    sendResult = -2;
-    decode(FULL);
+TEST_F(SpatUp, GoesToTheCloudAndIsReleased) {
+    decode(encoded::spat);
     EXPECT_EQ(v2xspatconv_SpatDataUp(&frame), 0);
-    EXPECT_EQ(sent.size(), 1U);
+    EXPECT_EQ(frame, nullptr);
+    ASSERT_EQ(sent.size(), 1U);
+    EXPECT_EQ(sent[0].handle, &participant);
+    EXPECT_EQ(sent[0].topic, "rsu/RSU0001/spat/up");
+    EXPECT_EQ(sent[0].text, FULL_TEXT);
+    EXPECT_THAT(takeLog(), IsEmpty());
 }
 
 TEST_F(SpatUp, FailuresReleaseTheFrame) {
@@ -167,15 +99,14 @@ TEST_F(SpatUp, FailuresReleaseTheFrame) {
     EXPECT_EQ(v2xspatconv_SpatDataUp(&frame), -4);
     EXPECT_THAT(takeLog(), ElementsAre("SPUP 2 v2xspatconv_SpatStructToJson error!", "UPER 2 struct is null"));
 
-    decode("<MessageFrame><rsiFrame><msgCnt>5</msgCnt><id>3031323334353637</id><refPos><lat>0</lat><long>0</long>"
-           "</refPos></rsiFrame></MessageFrame>");
+    decode(encoded::rsi);
     EXPECT_EQ(v2xspatconv_SpatDataUp(&frame), -4);
     EXPECT_EQ(frame, nullptr);
     EXPECT_THAT(takeLog(), ElementsAre("SPUP 2 v2xspatconv_SpatStructToJson error!"));
     EXPECT_EQ(countsOf("up"), (PathCounts{{"no_document", 2}}));
 
     channelGiven = nullptr;
-    decode(FULL);
+    decode(encoded::spat);
     EXPECT_EQ(v2xspatconv_SpatDataUp(&frame), -3);
     EXPECT_EQ(frame, nullptr);
     EXPECT_THAT(takeLog(), ElementsAre("SPUP 2 Get ddsinfo error!"));
@@ -185,43 +116,41 @@ TEST_F(SpatUp, FailuresReleaseTheFrame) {
     EXPECT_THAT(takeLog(), IsEmpty());
 }
 
-TEST_F(SpatUp, ValuesThatNoDecoderMakes) {
-    decode(FULL);
+TEST_F(SpatUp, ValuesThatNoDecoderMakesAndThoseLeftOut) {
+    const std::string head = R"("intersections":[{"intersectionId":{"id":65535},"status":32772,"phases":[)"
+                             R"({"phaseId":0,"phaseStates":[)";
+    decode(encoded::spat);
     auto& intersections = spat().intersections.list;
     auto& phases = intersections.array[0]->phases.list;
-    auto& states = phases.array[0]->phaseStates.list;
-    auto* const timing = states.array[0]->timing;
-
-    IntersectionState_t* const second = std::exchange(intersections.array[1], nullptr);
-    Phase_t* const phase = std::exchange(phases.array[1], nullptr);
-    spat().name->size = 3; // ends in the middle of its memory
-    for (const auto present : {TimeChangeDetails_PR_NOTHING, static_cast<TimeChangeDetails_PR>(3)}) {
-        timing->present = present;
-        EXPECT_EQ(text(), R"({"name":"Cro","intersections":[{"intersectionId":{"region":1,"id":2},"status":258,)"
-                          R"("phases":[{"phaseId":7,"phaseStates":[{"light":3,"timing":{}}]}]}]})");
+    PhaseState_t*& state = phases.array[1]->phaseStates.list.array[0];
+    TimeCountingDown_t& counting = state->timing->choice.counting;
+    ASN_STRUCT_FREE(asn_DEF_IntersectionState, std::exchange(intersections.array[1], nullptr));
+    ASN_STRUCT_FREE(asn_DEF_Phase, std::exchange(phases.array[0], nullptr));
+    for (long** time : {&counting.minEndTime, &counting.maxEndTime, &counting.timeConfidence, &counting.nextStartTime,
+                        &counting.nextDuration}) {
+        free(std::exchange(*time, nullptr));
     }
-    timing->present = TimeChangeDetails_PR_counting;
-    timing->choice.counting.startTime = INT64_MAX;
-    timing->choice.counting.likelyEndTime = -5000000000;
+
+    counting.startTime = INT64_MAX;
+    counting.likelyEndTime = -5000000000;
+    spat().name->buf[1] = '"';
+    spat().name->size = 3; // ends in the middle of its memory
+    EXPECT_EQ(text(), R"({"name":"M\"i",)" + head +
+                          R"({"light":7,"timing":{"counting":{"startTime":9.2233720368547758e+18,)"
+                          R"("likelyEndTime":-5000000000}}}]}]}]})");
     spat().name->buf[1] = 0;
-    EXPECT_EQ(text(), R"({"name":"C","intersections":[{"intersectionId":{"region":1,"id":2},"status":258,)"
-                      R"("phases":[{"phaseId":7,"phaseStates":[{"light":3,"timing":{"counting":{)"
-                      R"("startTime":9.2233720368547758e+18,"minEndTime":2,"maxEndTime":3,"likelyEndTime":-5000000000,)"
-                      R"("timeConfidence":5,"nextStartTime":6,"nextDuration":36001}}}]}]}]})");
-    uint8_t* const name = std::exchange(spat().name->buf, nullptr);
-    PhaseState_t* const state = std::exchange(states.array[0], nullptr);
-    EXPECT_EQ(text(), R"({"name":"","intersections":[{"intersectionId":{"region":1,"id":2},"status":258,)"
-                      R"("phases":[{"phaseId":7,"phaseStates":[]}]}]})");
+    for (const auto present : {TimeChangeDetails_PR_NOTHING, static_cast<TimeChangeDetails_PR>(3)}) {
+        const auto known = std::exchange(state->timing->present, present);
+        EXPECT_EQ(text(), R"({"name":"M",)" + head + R"({"light":7,"timing":{}}]}]}]})");
+        state->timing->present = known;
+    }
+    free(std::exchange(spat().name->buf, nullptr));
+    ASN_STRUCT_FREE(asn_DEF_PhaseState, std::exchange(state, nullptr));
+    EXPECT_EQ(text(), R"({"name":"",)" + head + "]}]}]}");
     auto* const array = std::exchange(intersections.array, nullptr);
     EXPECT_EQ(text(), R"({"name":"","intersections":[]})");
-    EXPECT_THAT(takeLog(), IsEmpty());
-
     intersections.array = array;
-    intersections.array[1] = second;
-    phases.array[1] = phase;
-    states.array[0] = state;
-    spat().name->buf = name;
-    timing->present = TimeChangeDetails_PR_counting;
+    EXPECT_THAT(takeLog(), IsEmpty());
 }
 
 // Memory runs out at the n-th allocation for the document, and is there again afterwards.
@@ -233,7 +162,7 @@ void* allocate(size_t size) {
 TEST_F(SpatUp, WithoutMemoryTheDocumentIsShorterOrNone) {
     cJSON_Hooks hooks = {allocate, free};
     cJSON_InitHooks(&hooks);
-    decode(FULL);
+    decode(encoded::spat);
     int none = 0;
     int shorter = 0;
     Lines allLogs;
