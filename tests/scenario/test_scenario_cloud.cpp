@@ -1,4 +1,5 @@
-// The real daemon between devices, stack application and cloud: up, down, status, log control, and peers that go away.
+// The real daemon between devices, stack application and cloud: bad documents, peers that go away, its own end, and log
+// control.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -7,7 +8,6 @@
 namespace {
 
 using testing::HasSubstr;
-using testing::Not;
 
 // How often `text` stands in `all`.
 size_t times(const std::string& all, const std::string& text) {
@@ -18,74 +18,24 @@ size_t times(const std::string& all, const std::string& text) {
     return count;
 }
 
-void learn(Unit& unit, int reports) {
-    unit.learner.release();
-    const std::string summary = unit.simulate("learner", {"--target", addressOf(unit.reportPort), "--listen",
-                                                          std::to_string(unit.learner.port()), "--rate", "10",
-                                                          "--phases", "4", "--count", std::to_string(reports)});
-    EXPECT_EQ(counted(summary, "sent"), static_cast<uint64_t>(reports));
-}
-
-// What the learner sees goes to the stack application, is asked for there, and arrives in the cloud.
-TEST(ScenarioCloud, OnceAround) {
-    Unit unit;
-    unit.startCloudSimulator({"--rate", "0", "--status", "1", "--status-interval", "0.5"});
-    unit.startAndWaitReady();
-    unit.startStackSimulator();
-    learn(unit, 30);
-    EXPECT_TRUE(eventually([&] { return times(unit.simulatorOutput("cloud"), "\"phaseId\":4") >= 3; }))
-        << unit.simulatorOutput("cloud");
-    EXPECT_THAT(unit.simulatorOutput("cloud"), HasSubstr("\"intersectionId\":{\"region\":1,\"id\":2}"));
-    EXPECT_TRUE(eventually([&] { return unit.log().find("cloud available") != std::string::npos; })) << unit.log();
-    const std::string cloud = unit.endSimulator("cloud");
-    EXPECT_GE(counted(cloud, "upGood"), 3U);
-    EXPECT_EQ(counted(cloud, "up"), counted(cloud, "upGood"));
-    EXPECT_GE(counted(cloud, "statusRecords"), 1U);
-    const std::string stack = unit.endStackSimulator();
-    EXPECT_EQ(counted(stack, "records"), 30U);
-    EXPECT_EQ(counted(stack, "refused"), 0U);
-    unit.daemon->signal(SIGTERM);
-    EXPECT_EQ(unit.daemon->wait(20000), 0);
-    EXPECT_EQ(unit.err(), "");
-}
-
 // Documents of the cloud, in pieces and with bad ones between them: every good one is one record.
 TEST(ScenarioCloud, DocumentsBecomeRecords) {
-    for (const bool corrected : {false, true}) {
-        Unit unit;
-        unit.corrections = corrected ? "SpatDown = true;" : "";
-        unit.startAndWaitReady();
-        unit.startStackSimulator({"--no-replies"});
-        unit.startCloudSimulator({"--rate", "50", "--count", "200", "--status", "none", "--phases", "12",
-                                  "--bad-documents", "0.2", "--bad-document-kinds", "syntax,empty,missing-key",
-                                  "--seed", "7"});
-        EXPECT_TRUE(
-            eventually([&] { return unit.simulatorOutput("cloud").find("\"summary\"") != std::string::npos; }, 60000));
-        std::this_thread::sleep_for(std::chrono::milliseconds(500));
-        const std::string cloud = unit.endSimulator("cloud");
-        const std::string stack = unit.endStackSimulator();
-        EXPECT_EQ(counted(cloud, "down"), 200U);
-        EXPECT_GT(counted(cloud, "downBad"), 20U);
-        EXPECT_EQ(counted(stack, "records") + counted(stack, "refused"), counted(cloud, "downGood"));
-        if (corrected) {
-            EXPECT_EQ(counted(stack, "refused"), 0U);
-            EXPECT_EQ(counted(stack, "phaseStates"), 12 * counted(cloud, "downGood"));
-        }
-    }
-}
-
-TEST(ScenarioCloud, BadRepliesChangeNothingForTheGoodOnes) {
     Unit unit;
-    unit.startCloudSimulator({"--rate", "0", "--status", "none"});
+    unit.corrections = "SpatDown = true;";
     unit.startAndWaitReady();
-    unit.startStackSimulator({"--bad-replies", "0.4", "--seed", "3"});
-    learn(unit, 60);
-    const std::string stack = unit.endStackSimulator();
-    std::this_thread::sleep_for(std::chrono::milliseconds(1500)); // the last reply waits up to 0.3 s
+    unit.startStackSimulator({"--no-replies"});
+    unit.startCloudSimulator({"--rate", "50", "--count", "200", "--status", "none", "--phases", "12", "--bad-documents",
+                              "0.2", "--bad-document-kinds", "syntax,empty,missing-key", "--seed", "7"});
+    EXPECT_TRUE(
+        eventually([&] { return unit.simulatorOutput("cloud").find("\"summary\"") != std::string::npos; }, 60000));
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
     const std::string cloud = unit.endSimulator("cloud");
-    EXPECT_GT(counted(stack, "repliesBad"), 0U);
-    EXPECT_EQ(counted(cloud, "up"), counted(stack, "repliesGood"));
-    EXPECT_EQ(counted(cloud, "up"), counted(cloud, "upGood"));
+    const std::string stack = unit.endStackSimulator();
+    EXPECT_EQ(counted(cloud, "down"), 200U);
+    EXPECT_GT(counted(cloud, "downBad"), 20U);
+    EXPECT_EQ(counted(stack, "records"), counted(cloud, "downGood"));
+    EXPECT_EQ(counted(stack, "refused"), 0U);
+    EXPECT_EQ(counted(stack, "phaseStates"), 12 * counted(cloud, "downGood"));
 }
 
 TEST(ScenarioCloud, TrafficComesBackWithItsPeers) {
@@ -93,11 +43,15 @@ TEST(ScenarioCloud, TrafficComesBackWithItsPeers) {
     unit.startCloudSimulator({"--rate", "0", "--status", "1", "--status-interval", "0.5"});
     unit.startAndWaitReady();
     unit.startStackSimulator();
-    learn(unit, 2);
+    unit.learner.release();
+    unit.simulate("learner", {"--target", addressOf(unit.reportPort), "--listen", std::to_string(unit.learner.port()),
+                              "--rate", "10", "--phases", "4", "--count", "2"});
     const auto documentsArrive = [&] {
         return eventually([&] { return times(unit.simulatorOutput("cloud"), "\"phaseId\":4") >= 2; }, 10000);
     };
     EXPECT_TRUE(documentsArrive());
+    EXPECT_THAT(unit.simulatorOutput("cloud"), HasSubstr(R"("intersectionId":{"region":1,"id":2})"));
+    EXPECT_TRUE(eventually([&] { return unit.log().find("cloud available") != std::string::npos; })) << unit.log();
     unit.endSimulator("cloud", SIGKILL);
     unit.startCloudSimulator({"--rate", "0", "--status", "1", "--status-interval", "0.5"});
     EXPECT_TRUE(documentsArrive()) << "the cloud anew";

@@ -17,7 +17,7 @@
 #include "input.h"
 
 using namespace msg;
-using testing::HasSubstr;
+using testing::EndsWith;
 using testing::IsEmpty;
 using testing::StartsWith;
 
@@ -136,7 +136,7 @@ TEST(DocumentSource, CutsTheInputWhereDocumentsEnd) {
     const struct {
         const char* what;
         std::string input;
-        std::vector<std::string> documents; // line: text
+        std::vector<std::string> documents; // line: text, or that it is too long
     } cases[] = {
         {"two, with what may stand between",
          "<?xml?>\n<!-- -> > -->\n<MessageFrame>a</MessageFrame>\n\n<!-- --><MessageFrame >b</MessageFrame\n>\n<!--x",
@@ -152,6 +152,9 @@ TEST(DocumentSource, CutsTheInputWhereDocumentsEnd) {
          "<MessageFrame><MessageFrameExt></MessageFrameExt></MessageFrame>",
          {"1: <MessageFrame><MessageFrameExt></MessageFrameExt></MessageFrame>"}},
         {"words", " words", {"1:  words"}},
+        {"one that is too long",
+         "<MessageFrame><!--" + std::string(MAX_DOCUMENT, '-') + "--></MessageFrame>\n<MessageFrame>",
+         {"1 too long", "2: <MessageFrame>"}},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.what);
@@ -160,23 +163,12 @@ TEST(DocumentSource, CutsTheInputWhereDocumentsEnd) {
         Document document;
         for (const std::string& expected : row.documents) {
             ASSERT_TRUE(source.Next(document));
-            EXPECT_EQ(std::to_string(document.line) + ": " + document.text, expected);
+            EXPECT_EQ(std::to_string(document.line) + (document.isTooLong ? " too long" : ": " + document.text),
+                      expected);
+            EXPECT_LE(document.text.size(), MAX_DOCUMENT);
         }
         EXPECT_FALSE(source.Next(document));
     }
-}
-
-TEST(DocumentSource, GoesOnBehindADocumentThatIsTooLong) {
-    TextInput input("<MessageFrame><!--" + std::string(MAX_DOCUMENT, '-') + "--></MessageFrame>\n<MessageFrame>");
-    DocumentSource source(*input);
-    Document document;
-    ASSERT_TRUE(source.Next(document));
-    EXPECT_TRUE(document.isTooLong);
-    EXPECT_LE(document.text.size(), MAX_DOCUMENT);
-    ASSERT_TRUE(source.Next(document));
-    EXPECT_FALSE(document.isTooLong);
-    EXPECT_EQ(document.line, 2U);
-    EXPECT_EQ(document.text, "<MessageFrame>");
 }
 
 // ---- frames
@@ -230,8 +222,9 @@ TEST(DecodeFrame, NamesTheEndOfEveryFrameThatIsCutShort) {
 
 // ---- commands
 
-TEST(Describe, TellsAbsentAndUnknownApart) {
-    EXPECT_EQ(Described(encoded::spat).output, R"(frame 1: SPAT, 68 bytes, msgCnt 127
+TEST(Describe, TellsAbsentUnknownAndNewerApart) {
+    const Written written = Described(std::string(encoded::spat) + "\n" + encoded::newerSpat);
+    EXPECT_THAT(written.output, StartsWith(R"(frame 1: SPAT, 68 bytes, msgCnt 127
 moy 527040 (invalid)  timeStamp 65.535 s  name "Main St"
 intersection -/65535  moy 0 (day 1, 00:00)  timeStamp 59.999 s
   status: manualControlIsEnabled, noValidSPATisAvailableAtThisTime
@@ -243,17 +236,13 @@ intersection 7/0  moy -  timeStamp -
   status: none
   phase  light             timing      start   minEnd   maxEnd  likelyEnd  confidence%  nextStart  nextEnd/Dur
       9  unavailable       -               -        -        -          -            -          -            -
-)");
-}
-
-TEST(Describe, ShowsWhatItKnowsOfANewerEdition) {
-    const Written written = Described(encoded::newerSpat);
-    EXPECT_FALSE(written.isGood);
-    EXPECT_EQ(written.errors, "in:1: frame 1: TimeChangeDetails: an alternative that is not known here\n");
-    EXPECT_THAT(written.output, HasSubstr(R"(
+frame 2: SPAT, 19 bytes, msgCnt)"));
+    EXPECT_THAT(written.output, EndsWith(R"(
       4  red               unknown         -        -        -          -            -          -            -
          dark              counting      0.0        -        -        3.0            -          -            -
 )"));
+    EXPECT_EQ(written.errors, "in:2: frame 2: TimeChangeDetails: an alternative that is not known here\n"
+                              "2 frames, 1 bad\n");
 }
 
 TEST(Describe, NamesEveryMessageAndGoesOnBehindABadFrame) {
