@@ -42,7 +42,7 @@ TEST(ScenarioCloud, TrafficComesBackWithItsPeers) {
     Unit unit;
     unit.startCloudSimulator({"--rate", "0", "--status", "1", "--status-interval", "0.5"});
     unit.startAndWaitReady();
-    unit.startStackSimulator();
+    unit.startStackSimulator({"--bad-replies", "0.4", "--seed", "3"}); // which keep back none of the good ones
     unit.learner.release();
     unit.simulate("learner", {"--target", addressOf(unit.reportPort), "--listen", std::to_string(unit.learner.port()),
                               "--rate", "10", "--phases", "4", "--count", "2"});
