@@ -19,16 +19,13 @@ protected:
         ASSERT_EQ(v2xspatconv_SpatJsonToStruct(text.c_str(), &spat, CORRECTED), 0);
     }
     IntersectionState_t& first() { return *spat.intersections.list.array[0]; }
-    // The record's first bytes, as many as expected, behind which everything must be 0.
-    Bytes written(v2xspatconv_down mode, size_t length) {
+    // The record's first bytes; everything behind them must be 0.
+    void expect(v2xspatconv_down mode, const std::string& digits) {
+        Bytes expected = hex(digits);
+        expected.resize(V2XIPC_RECORD_SIZE);
         alignas(8) uint8_t record[V2XIPC_RECORD_SIZE] = {};
         EXPECT_EQ(v2xspatconv_GbSpatToIpcSpat(&spat, reinterpret_cast<v2xipc_phases_t*>(record), mode), 0);
-        EXPECT_EQ(Bytes(record + length, std::end(record)), Bytes(V2XIPC_RECORD_SIZE - length));
-        return {record, record + length};
-    }
-    void expect(v2xspatconv_down mode, const std::string& record) {
-        const Bytes bytes = hex(record);
-        EXPECT_EQ(written(mode, bytes.size()), bytes);
+        EXPECT_EQ(Bytes(record, std::end(record)), expected) << digits;
     }
 
     SPAT_t spat = {};
