@@ -1,5 +1,5 @@
 // Memory that runs out, for a test program whose calls to malloc, calloc and realloc the linker sends here: one that is
-// made with NO_MEMORY and includes this in one of its files.
+// made with NO_MEMORY and includes this.
 #pragma once
 
 #include <cstddef>
@@ -25,15 +25,15 @@ void* wrapMalloc(size_t size) __asm__("__wrap_malloc");
 void* wrapCalloc(size_t count, size_t size) __asm__("__wrap_calloc");
 void* wrapRealloc(void* memory, size_t size) __asm__("__wrap_realloc");
 
-void* wrapMalloc(size_t size) {
+[[gnu::used]] inline void* wrapMalloc(size_t size) {
     return no_memory::calls.ends() ? nullptr : realMalloc(size);
 }
 
-void* wrapCalloc(size_t count, size_t size) {
+[[gnu::used]] inline void* wrapCalloc(size_t count, size_t size) {
     return no_memory::calls.ends() || no_memory::callocs.ends() ? nullptr : realCalloc(count, size);
 }
 
-void* wrapRealloc(void* memory, size_t size) {
+[[gnu::used]] inline void* wrapRealloc(void* memory, size_t size) {
     return no_memory::calls.ends() || no_memory::reallocs.ends() ? nullptr : realRealloc(memory, size);
 }
 }
