@@ -24,3 +24,12 @@ inline Bytes hex(const std::string& digits) {
     }
     return bytes;
 }
+
+// Bytes that show a cut, a mix-up or a stale byte.
+inline Bytes pattern(size_t size, uint8_t seed) {
+    Bytes bytes(size);
+    for (size_t i = 0; i < size; i++) {
+        bytes[i] = static_cast<uint8_t>(seed + i * 7 + i / 251);
+    }
+    return bytes;
+}

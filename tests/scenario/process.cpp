@@ -3,9 +3,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -49,26 +46,4 @@ int Process::wait(int milliseconds) {
         return -1;
     }
     return WIFEXITED(m_status) ? WEXITSTATUS(m_status) : 128 + WTERMSIG(m_status);
-}
-
-TempFolder::TempFolder() {
-    const char* const place = getenv("TMPDIR");
-    m_path = std::string(place != nullptr && *place != '\0' ? place : "/tmp") + "/v2x_scenario.XXXXXX";
-    if (mkdtemp(m_path.data()) == nullptr) {
-        abort();
-    }
-}
-
-TempFolder::~TempFolder() {
-    std::error_code error;
-    std::filesystem::remove_all(m_path, error);
-}
-
-std::string readFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void writeFile(const std::string& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary) << text;
 }

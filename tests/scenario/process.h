@@ -5,6 +5,8 @@
 #include <sys/types.h>
 #include <vector>
 
+#include "temp_folder.h"
+
 // A started program; standard output and error go to files. Killed when it goes out of scope.
 class Process {
 public:
@@ -25,39 +27,3 @@ private:
     bool m_ended = false;
     int m_status = 0;
 };
-
-// A folder in TMPDIR or else /tmp, removed with all it holds when it goes out of scope.
-class TempFolder {
-public:
-    TempFolder();
-    ~TempFolder();
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-    const std::string& path() const { return m_path; }
-
-private:
-    std::string m_path;
-};
-
-std::string readFile(const std::string& path);
-void writeFile(const std::string& path, const std::string& text);
-
-// Asks again until it is so, at most so long.
-template <typename Condition>
-bool eventually(Condition condition, int milliseconds = 20000);
-
-// ---- template
-#include <chrono>
-#include <thread>
-
-template <typename Condition>
-bool eventually(Condition condition, int milliseconds) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
-}

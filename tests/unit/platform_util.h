@@ -1,4 +1,4 @@
-// What the tests of the platform libraries share: a plain UDP peer on loopback, log lines, waiting with a deadline.
+// What the tests of the platform libraries share: a plain UDP peer on loopback, log lines.
 #pragma once
 
 #include <arpa/inet.h>
@@ -7,43 +7,19 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <initializer_list>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <thread>
-#include <vector>
 
+#include "bytes.h"
+#include "temp_folder.h"
 #include "v2x/v2xlog.h"
 #include "v2x/v2xpub.h"
-
-using Bytes = std::vector<uint8_t>;
-
-// Polls until `done` holds; false when it does not within a minute.
-template <typename Predicate>
-bool WaitUntil(Predicate done) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
-
-// A datagram's content that shows a cut, a mix-up or a stale byte.
-inline Bytes Pattern(size_t size, uint8_t seed) {
-    Bytes bytes(size);
-    for (size_t i = 0; i < size; ++i) {
-        bytes[i] = static_cast<uint8_t>(seed + i * 7 + i / 251);
-    }
-    return bytes;
-}
 
 // A socket of the operating system's own on 127.0.0.1, at a port that the kernel chose.
 class Peer {
@@ -104,47 +80,25 @@ inline v2xpub_SocketInitPara_t SocketPara(const char* name, bool isServer, uint1
     return para;
 }
 
-// Opens a socket at a port that was free a moment ago, by `open(para)`, until no other program was faster. Returns the
-// port, or 0.
-template <typename Open>
-uint16_t OpenAtFreePort(const char* name, bool isServer, v2xpub_msgFunc callback, Open open) {
-    for (int attempt = 0; attempt < 20; ++attempt) {
-        const uint16_t port = Peer().Port();
-        if (open(SocketPara(name, isServer, port, callback)) == 0) {
-            return port;
-        }
-    }
-    return 0;
-}
-
 // The process's log, in a file of its own folder that goes with the process. Every line is kept.
 class LogFile {
 public:
     explicit LogFile(std::initializer_list<const char*> tags) {
-        char folder[] = "/tmp/v2x_test_XXXXXX";
-        m_folder = mkdtemp(folder) != nullptr ? folder : "";
-        v2xlog_Init((m_folder + "/test.log").c_str(), "TEST", 1, 0, 0);
+        v2xlog_Init(Path().c_str(), "TEST", 1, 0, 0);
         for (const char* tag : tags) {
             V2X_LOGHANDLE handle = nullptr;
             v2xlog_AddTag(tag, &handle);
         }
     }
-    ~LogFile() {
-        std::remove((m_folder + "/test.log").c_str());
-        rmdir(m_folder.c_str());
-    }
-    LogFile(const LogFile&) = delete;
-    LogFile& operator=(const LogFile&) = delete;
 
     // Lines written so far count no more.
-    void Forget() { m_start = std::ifstream(m_folder + "/test.log", std::ios::ate).tellg(); }
+    void Forget() { m_start = readFile(Path()).size(); }
 
     // Lines that contain every one of the words.
     int Count(std::initializer_list<std::string> words) const {
-        std::ifstream file(m_folder + "/test.log");
-        file.seekg(m_start);
+        std::istringstream lines(readFile(Path()).substr(m_start));
         int count = 0;
-        for (std::string line; std::getline(file, line);) {
+        for (std::string line; std::getline(lines, line);) {
             const auto contains = [&line](const std::string& word) { return line.find(word) != std::string::npos; };
             count += std::all_of(words.begin(), words.end(), contains) ? 1 : 0;
         }
@@ -152,6 +106,8 @@ public:
     }
 
 private:
-    std::string m_folder;
-    std::streampos m_start = 0;
+    std::string Path() const { return m_folder.path() + "/test.log"; }
+
+    TempFolder m_folder;
+    size_t m_start = 0;
 };

@@ -5,13 +5,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <sys/stat.h>
-#include <vector>
+
+#include "temp_folder.h"
 
 namespace {
 
@@ -20,29 +20,15 @@ using testing::HasSubstr;
 
 class V2xCfg : public testing::Test {
 protected:
-    void SetUp() override {
-        std::string name = fs::temp_directory_path() / "v2xcfg.XXXXXX";
-        ASSERT_NE(::mkdtemp(name.data()), nullptr);
-        folder = name;
-        path = folder / "unit.cfg";
-    }
-    void TearDown() override { fs::remove_all(folder); }
-
     int32_t Open(const std::string& text, V2X_CFGHANDLE& root) const {
-        std::ofstream(path, std::ios::binary) << text;
+        writeFile(path, text);
         return v2xcfg_InitContext(&root, path.c_str());
     }
 
-    fs::path folder, path;
+    TempFolder temp;
+    const fs::path folder = temp.path();
+    const fs::path path = folder / "unit.cfg";
 };
-
-std::string Repeated(const std::string& what, int count) {
-    std::string text;
-    for (int i = 0; i < count; ++i) {
-        text += what;
-    }
-    return text;
-}
 
 std::string Settings(int count) {
     std::string text;
@@ -63,34 +49,26 @@ TEST_F(V2xCfg, RefusedTexts) {
         {"a = [1, \"x\"];", ":1: mismatched element type in array"},
         {"a = 1;\n  @include \"other.cfg\"\n", ":2: @include is not supported"},
         {"a = 2147483647;\nb = 2147483648;", ":2: 2147483648 is out of range, it needs more than 32 bits"},
-        {"a = -2147483649;", ":1: -2147483649 is out of range"},
-        {"\n\na = 0x100000000;", ":3: 0x100000000 is out of range"},
         {"//\n/**/a = 0x100000000;", ":2: 0x100000000 is out of range"},
-        {"a = 0xFFFFFFFF;", ":1: 0xFFFFFFFF is out of range"},
-        {"a = [1, 99999999999];", ":1: 99999999999 is out of range"},
+        {"a = -2147483649;", ":1: -2147483649 is out of range"},
         {"a = 9223372036854775808L;", ":1: 9223372036854775808L is out of range, it needs more than 64 bits"},
         {"a = 1e400;", ":1: 1e400 is out of range"},
         {"a = .;", ":1: '.' is not a number"},
         {"a = +-1;", ":1: '+-1' is not a number"},
         {"a = 0x-1;", ":1: '0x-1' is not a number"},
-        {"a = -0x1;", ":1: '-0x1' is not a number"},
         {"a = \"1\n2\";\nb = \"3\n", ":3: string has no end"},
-        {"a = 1; \"", ":1: a string is no value here"},
         {"a = { b = 1, \"x\" };", ":1: a string is no value here"},
         {"a = \"\\\"", ":1: string has no end"},
         {"a = \"\n\\x00\";", ":2: a string cannot hold \\x00"},
         {"a = 1;\n/* b = 2;\n", ":2: comment has no end"},
-        {"a = 1; /*/", ":1: comment has no end"},
         {"a = 1;\n\0b = 2;"s, ":2: NUL byte"},
-        {"# \0"s, ":1: NUL byte"},
         {"a = 1;\n!", ":2: unexpected character '!'"},
         {"\xef\xbb\xbf"
          "a = 1;",
          ":1: unexpected byte 0xef"},
         {"a = {\nb = (1, 2;\n};", ":3: '}' has no '{' before it"},
         {"a = {\nb = 1;\n", ":1: '{' has no end"},
-        {"a = 1; }", ":1: '}' has no '{' before it"},
-        {"a = " + Repeated("(", 33), ":1: nested more than 32 deep"},
+        {"a = " + std::string(33, '('), ":1: nested more than 32 deep"},
         {std::string(65, 'n') + " = 1;",
          ":1: name 'nnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnn...' has more than 64 characters"},
         {Settings(1001), ":1001: more than 1000 settings"},
@@ -108,16 +86,15 @@ TEST_F(V2xCfg, Files) {
     const fs::path pipe = folder / "pipe";
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0644), 0);
     const std::string limit(size_t{1024} * 1024, ' ');
-    std::ofstream(folder / "limit") << limit;
-    std::ofstream(folder / "over") << limit << ' ';
-    std::ofstream(folder / "empty") << "";
+    writeFile(folder / "limit", limit);
+    writeFile(folder / "over", limit + ' ');
+    writeFile(folder / "empty", "");
     const struct {
         fs::path path;
         int32_t code;
         const char* reason;
     } rows[] = {
         {folder / "absent", -3, "No such file or directory"},
-        {folder, -3, "not a regular file"},
         {pipe, -3, "not a regular file"},
         {"/dev/zero", -3, "not a regular file"},
         {folder / "over", -3, "larger than 1 MiB"},
@@ -159,7 +136,6 @@ TEST_F(V2xCfg, Values) {
         int32_t code;
         std::string expected; // the value, or what the error text ends with
     } rows[] = {
-        {"no", kBool, 0, "0"},
         {"zero", kBool, 0, "0"},
         {"two", kBool, -3, ":2: two: expected true, false, 0 or 1, found 2"},
         {"real", kBool, -3, ":5: real: expected a boolean, found a floating-point number"},
@@ -167,8 +143,6 @@ TEST_F(V2xCfg, Values) {
         {"most", kInt, 0, "2147483647"},
         {"octal", kInt, 0, "10"},
         {"wide", kInt, -3, ":4: wide: 5000000000 is out of range, it needs more than 32 bits"},
-        {"negative", kInt, -3, ":4: negative: -5000000000 is out of range, it needs more than 32 bits"},
-        {"group", kInt, -3, ":6: group: expected an integer, found a group"},
         {"list", kString, -3, ":5: list: expected a string, found a list"},
         {"group.inner.port", kInt, 0, "8001"},
         {"group.inner.port.x", kInt, -1, ": group.inner.port.x: not found"},
@@ -178,7 +152,6 @@ TEST_F(V2xCfg, Values) {
         {"empty", kString, 0, ""},
         {"many", kString, 0, "first\nsecond"},
         {"last", kInt, 0, "3"},
-        {"many2", kInt, 0, "4"},
         {"", kInt, -2, ": : empty key"},
         {"one", static_cast<e_v2xcfg_type>(4), -2, ": one: unknown type 4"},
     };
@@ -207,7 +180,7 @@ TEST_F(V2xCfg, Values) {
     v2xcfg_ExitContext(root);
 }
 
-TEST_F(V2xCfg, StringsFitWholeOrNotAtAll) {
+TEST_F(V2xCfg, StringsFitWholeOrNotAtAllAndNullIsRefused) {
     V2X_CFGHANDLE root = nullptr;
     ASSERT_EQ(Open("s = \"12345\";", root), 0);
     char text[6] = "old";
@@ -222,21 +195,15 @@ TEST_F(V2xCfg, StringsFitWholeOrNotAtAll) {
     length = -1;
     EXPECT_EQ(v2xcfg_GetNodeValue(root, V2XCFG_TYPE_STRING, "s", text, &length), -2);
     EXPECT_EQ(v2xcfg_GetNodeValue(root, V2XCFG_TYPE_STRING, "s", text, nullptr), -2);
-    v2xcfg_ExitContext(root);
-}
 
-TEST_F(V2xCfg, NullArguments) {
-    V2X_CFGHANDLE root = nullptr;
+    EXPECT_EQ(v2xcfg_GetNodeValue(nullptr, V2XCFG_TYPE_STRING, "s", text, &length), -2);
+    EXPECT_EQ(v2xcfg_GetNodeValue(root, V2XCFG_TYPE_STRING, nullptr, text, &length), -2);
+    EXPECT_EQ(v2xcfg_GetNodeValue(root, V2XCFG_TYPE_STRING, "s", nullptr, &length), -2);
+    EXPECT_EQ(v2xcfg_ExitContext(root), 0);
+    EXPECT_EQ(v2xcfg_ExitContext(nullptr), 0);
     EXPECT_EQ(v2xcfg_InitContext(nullptr, path.c_str()), -2);
     EXPECT_EQ(v2xcfg_InitContext(&root, nullptr), -2);
     EXPECT_THAT(v2xcfg_GetErrorText(), HasSubstr("null argument"));
-    ASSERT_EQ(Open("a = 1;", root), 0);
-    int32_t value = 0;
-    EXPECT_EQ(v2xcfg_GetNodeValue(nullptr, V2XCFG_TYPE_INT32, "a", &value, nullptr), -2);
-    EXPECT_EQ(v2xcfg_GetNodeValue(root, V2XCFG_TYPE_INT32, nullptr, &value, nullptr), -2);
-    EXPECT_EQ(v2xcfg_GetNodeValue(root, V2XCFG_TYPE_INT32, "a", nullptr, nullptr), -2);
-    EXPECT_EQ(v2xcfg_ExitContext(root), 0);
-    EXPECT_EQ(v2xcfg_ExitContext(nullptr), 0);
 }
 
 TEST_F(V2xCfg, RefusalsAreLoggedButNotMissingKeys) {
