@@ -124,11 +124,10 @@ Unit::Unit() {
 
 std::string Unit::configuration() const {
     return "rsuSpatConfigInfo = { Sysinfoname = \"" + folder.path() + "/conf/sysinfo.xml\";\n" +
-           "LearnMachine = { IsEnable = " + learnerEnabled +
-           "; Ip = \"127.0.0.1\"; Port = " + std::to_string(learner.port()) +
+           "LearnMachine = { IsEnable = true; Ip = \"127.0.0.1\"; Port = " + std::to_string(learner.port()) +
            "; LocalPort = " + std::to_string(reportPort) + "; };\n" +
            "SignalMachine1743 = { IsEnable = true; LocalPort = " + std::to_string(framePort) + "; };\n" +
-           "PhaseRelationship = { " + phases + " }; Corrections = { " + corrections + " };\n" + identity + " };\n";
+           "Corrections = { " + corrections + " };\nnodeId = 2; regionId = 1; };\n";
 }
 
 void Unit::startSimulator(const std::string& role, std::vector<std::string> arguments, const std::string& name) {

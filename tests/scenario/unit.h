@@ -92,9 +92,6 @@ public:
     // v2x_spat_sim with these arguments, silent, to its end; the summary that it wrote.
     std::string simulate(const std::string& role, std::vector<std::string> arguments) const;
 
-    std::string learnerEnabled = "true";
-    std::string identity = "nodeId = 2; regionId = 1;";
-    std::string phases;      // of PhaseRelationship
     std::string corrections; // of Corrections
     std::string cfg;         // replaces the whole file when not empty
     std::optional<Process> daemon;
