@@ -1,5 +1,5 @@
 /* A foreign peer: the unit's topic type on Eclipse Cyclone DDS, which reads its settings from CYCLONEDDS_URI.
- * usage: cyclone_peer DOMAIN read|write real-time|last TOPIC [SIZE...]
+ * usage: cyclone_peer DOMAIN read|write TOPIC [SIZE...]
  * read prints "LENGTH HASH" for each sample; write sends a sample of each size once a reader is there. */
 #include <dds/dds.h>
 #include <inttypes.h>
@@ -9,7 +9,7 @@
 
 #include "byte_buffer.h"
 
-static void check(dds_return_t result, const char *what) {
+static void check(dds_return_t result, const char* what) {
     if (result < 0) {
         fprintf(stderr, "%s: %s\n", what, dds_strretcode(result));
         exit(3);
@@ -17,7 +17,7 @@ static void check(dds_return_t result, const char *what) {
 }
 
 /* As payload.h has it. */
-static void print_sample(const v2x_ByteBuffer *sample) {
+static void print_sample(const v2x_ByteBuffer* sample) {
     uint64_t hash = UINT64_C(14695981039346656037);
     for (uint32_t i = 0; i < sample->data._length; i++) {
         hash = (hash ^ sample->data._buffer[i]) * UINT64_C(1099511628211);
@@ -26,11 +26,11 @@ static void print_sample(const v2x_ByteBuffer *sample) {
     fflush(stdout);
 }
 
-static void read_all(dds_entity_t participant, dds_entity_t topic, const dds_qos_t *qos) {
+static void read_all(dds_entity_t participant, dds_entity_t topic, const dds_qos_t* qos) {
     const dds_entity_t reader = dds_create_reader(participant, topic, qos, NULL);
     check(reader, "reader");
     for (;;) {
-        void *samples[1] = {NULL};
+        void* samples[1] = {NULL};
         dds_sample_info_t info;
         while (dds_take(reader, samples, &info, 1, 1) > 0) {
             if (info.valid_data) {
@@ -42,7 +42,7 @@ static void read_all(dds_entity_t participant, dds_entity_t topic, const dds_qos
     }
 }
 
-static void write_all(dds_entity_t participant, dds_entity_t topic, const dds_qos_t *qos, char **sizes) {
+static void write_all(dds_entity_t participant, dds_entity_t topic, const dds_qos_t* qos, char** sizes) {
     const dds_entity_t writer = dds_create_writer(participant, topic, qos, NULL);
     check(writer, "writer");
     dds_publication_matched_status_t status = {0};
@@ -52,7 +52,7 @@ static void write_all(dds_entity_t participant, dds_entity_t topic, const dds_qo
     }
     for (unsigned seed = 0; *sizes != NULL; sizes++, seed++) {
         const size_t size = strtoul(*sizes, NULL, 10);
-        uint8_t *bytes = malloc(size + 1);
+        uint8_t* bytes = malloc(size + 1);
         for (size_t i = 0; bytes != NULL && i < size; i++) {
             bytes[i] = (uint8_t)(seed + i * 7 + i / 251);
         }
@@ -67,20 +67,20 @@ static void write_all(dds_entity_t participant, dds_entity_t topic, const dds_qo
     }
 }
 
-int main(int argc, char **argv) {
-    if (argc < 5) {
+int main(int argc, char** argv) {
+    if (argc < 4) {
         return 2;
     }
     const dds_entity_t participant = dds_create_participant((dds_domainid_t)atoi(argv[1]), NULL, NULL);
     check(participant, "participant");
-    const dds_entity_t topic = dds_create_topic(participant, &v2x_ByteBuffer_desc, argv[4], NULL, NULL);
+    const dds_entity_t topic = dds_create_topic(participant, &v2x_ByteBuffer_desc, argv[3], NULL, NULL);
     check(topic, "topic");
-    dds_qos_t *qos = dds_create_qos();
+    dds_qos_t* qos = dds_create_qos();
     dds_qset_reliability(qos, DDS_RELIABILITY_RELIABLE, DDS_SECS(10));
-    dds_qset_durability(qos, strcmp(argv[3], "last") == 0 ? DDS_DURABILITY_TRANSIENT_LOCAL : DDS_DURABILITY_VOLATILE);
+    dds_qset_durability(qos, DDS_DURABILITY_VOLATILE);
     dds_qset_history(qos, DDS_HISTORY_KEEP_ALL, 0);
     if (strcmp(argv[2], "read") == 0) {
         read_all(participant, topic, qos);
     }
-    write_all(participant, topic, qos, argv + 5);
+    write_all(participant, topic, qos, argv + 4);
 }

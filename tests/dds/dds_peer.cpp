@@ -1,11 +1,8 @@
 // A process that takes part in a topic, for the tests of the DDS library. What it takes it prints a piece a line, in
 // the order of its callback: "LENGTH HASH". Ends with status 0 on SIGTERM. usage: dds_peer DOMAIN SETTING read TOPIC
 //        dds_peer DOMAIN SETTING echo FROM TO              sends on what it takes, from within the callback
-//        dds_peer DOMAIN SETTING write TOPIC SIZE...       one payload of each size, once a reader is there; then waits
-//        dds_peer DOMAIN SETTING flood TOPIC THREADS       sends without end on so many threads
-//        dds_peer DOMAIN SETTING leave TOPIC               calls exit(7) from its first callback
-//        dds_peer DOMAIN SETTING exit TOPIC FROM           floods, reads and leaves main after a while without
-//        destroying
+//        dds_peer DOMAIN SETTING exit TO FROM              floods, reads and leaves main after a while without
+//        destroying dds_peer DOMAIN SETTING leave TO FROM             floods, and calls exit(7) from its first callback
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -37,7 +34,8 @@ void echo(void* data, unsigned int len) {
     dds_send(g_participant, g_echoTopic.c_str(), data, len);
 }
 
-void leave(void*, unsigned int) {
+void leave(void* data, unsigned int len) {
+    print(data, len);
     exit(7);
 }
 
@@ -54,29 +52,11 @@ void start() {
     }
 }
 
-void awaitReader(const std::string& topic) {
-    while (get_match_cnt(g_participant, topic.c_str()) < 1) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-}
-
 void flood(const std::string& topic) {
-    const std::vector<uint8_t> bytes = payload(3000, 1);
+    const Bytes bytes(3000);
     while (true) {
         dds_send(g_participant, topic.c_str(), bytes.data(), 3000);
         std::this_thread::sleep_for(std::chrono::milliseconds(1)); // else it is all that the library does
-    }
-}
-
-void writeAll(const std::string& topic, char** sizes) {
-    awaitReader(topic);
-    uint8_t seed = 0;
-    for (; *sizes != nullptr; sizes++) {
-        const auto size = static_cast<uint32_t>(strtoul(*sizes, nullptr, 10));
-        const std::vector<uint8_t> bytes = payload(size, seed++);
-        if (dds_send(g_participant, topic.c_str(), bytes.data(), size) != 0) {
-            exit(5);
-        }
     }
 }
 
@@ -102,35 +82,23 @@ int main(int argc, char** argv) {
     if (role == "read") {
         declare(domain, topic, print, setting);
         start();
-    } else if (role == "leave") {
-        declare(domain, topic, leave, setting);
-        start();
     } else if (role == "echo") {
         g_echoTopic = argv[5];
         declare(domain, topic, echo, setting);
         declare(domain, g_echoTopic, nullptr, setting);
         start();
-    } else if (role == "write") {
+    } else if (role == "exit" || role == "leave") {
         declare(domain, topic, nullptr, setting);
+        declare(domain, argv[5], role == "exit" ? print : leave, setting);
         start();
-        writeAll(topic, argv + 5);
-    } else if (role == "flood" || role == "exit") {
-        declare(domain, topic, nullptr, setting);
-        if (role == "exit") {
-            declare(domain, argv[5], print, setting);
-        }
-        start();
-        for (int i = 0; i < (role == "exit" ? 2 : atoi(argv[5])); i++) {
+        for (int i = 0; i < 2; i++) {
             std::thread(flood, topic).detach();
         }
-        if (role == "exit") {
-            awaitReader(topic);
-            while (!g_isReading) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(5));
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(100));
-            return 0;
+        while (!g_isReading || get_match_cnt(g_participant, topic.c_str()) < 1) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        return 0;
     } else {
         return 2;
     }

@@ -92,7 +92,7 @@ public:
     bool awaits(const char* topic, int32_t readers) {
         return eventually([&] { return get_match_cnt(m_handle, topic) == readers; });
     }
-    int32_t send(const char* topic, const std::vector<uint8_t>& bytes) {
+    int32_t send(const char* topic, const Bytes& bytes) {
         return dds_send(m_handle, topic, bytes.data(), static_cast<uint32_t>(bytes.size()));
     }
     void* handle() const { return m_handle; }
@@ -131,13 +131,3 @@ private:
     TempFolder m_folder;
     std::unique_ptr<Process> m_process;
 };
-
-// The pieces of one payload of each size, as the peer programs send them.
-inline std::vector<std::string> piecesOfSizes(const std::vector<size_t>& sizes) {
-    std::vector<std::string> all;
-    for (size_t i = 0; i < sizes.size(); i++) {
-        const auto pieces = piecesOf(payload(sizes[i], static_cast<uint8_t>(i)));
-        all.insert(all.end(), pieces.begin(), pieces.end());
-    }
-    return all;
-}

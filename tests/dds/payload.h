@@ -1,19 +1,12 @@
-// Payloads that show a cut, a mix-up or a stale byte, and what they look like in a line of text.
+// What payloads look like in a line of text.
 #pragma once
 
 #include <cinttypes>
-#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <vector>
 
-inline std::vector<uint8_t> payload(size_t size, uint8_t seed) {
-    std::vector<uint8_t> bytes(size);
-    for (size_t i = 0; i < size; i++) {
-        bytes[i] = static_cast<uint8_t>(seed + i * 7 + i / 251);
-    }
-    return bytes;
-}
+#include "bytes.h"
 
 // "LENGTH HASH" (FNV-1a, 64 bits)
 inline std::string describe(const void* data, size_t length) {
@@ -27,7 +20,7 @@ inline std::string describe(const void* data, size_t length) {
 }
 
 // The pieces that a payload arrives in.
-inline std::vector<std::string> piecesOf(const std::vector<uint8_t>& bytes) {
+inline std::vector<std::string> piecesOf(const Bytes& bytes) {
     std::vector<std::string> pieces;
     for (size_t at = 0; at < bytes.size(); at += 1024) {
         pieces.push_back(describe(&bytes[at], bytes.size() - at < 1024 ? bytes.size() - at : 1024));
