@@ -8,7 +8,6 @@ struct v2xcfg_context {};
 namespace fakes {
 std::map<std::string, std::variant<bool, int32_t, std::string>> cfgTree;
 int32_t cfgInitResult = 0;
-std::vector<std::string> cfgFiles;
 int32_t cfgOpenTrees = 0;
 } // namespace fakes
 
@@ -40,7 +39,6 @@ int32_t giveString(const std::variant<bool, int32_t, std::string>& value, void* 
 
 int32_t v2xcfg_InitContext(V2X_CFGHANDLE* root, const char* path) {
     fakes::journal.push_back(std::string("cfg.InitContext ") + path);
-    fakes::cfgFiles.emplace_back(path);
     if (fakes::cfgInitResult == 0) {
         *root = &context;
         fakes::cfgOpenTrees++;

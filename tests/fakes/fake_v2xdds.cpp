@@ -55,7 +55,7 @@ bool dds_reg(void* handle, int32_t domain, const char* topic, dds_RecvCallback c
     if (fakes::ddsRegFails[topic]) {
         return false;
     }
-    fakes::ddsTopics.push_back({topic, domain, callback, data_type});
+    fakes::ddsTopics.push_back({topic, callback, data_type});
     return true;
 }
 

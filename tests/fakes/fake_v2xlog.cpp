@@ -9,6 +9,7 @@
 
 namespace fakes {
 int32_t logLevel = V2XLOG_TRACE;
+int32_t logInitResult = 0;
 std::set<std::string> unknownTags;
 std::vector<LogLine> logLines;
 std::vector<std::string> journal;
@@ -45,7 +46,7 @@ std::vector<V2X_LOGHANDLE> added; // in the order of registration
 int32_t v2xlog_Init(const char* path, const char* defaultTag, int32_t useFile, int32_t collapse, int32_t useStderr) {
     fakes::journal.push_back("log.Init " + std::string(path) + " " + defaultTag + " " + std::to_string(useFile) +
                              std::to_string(collapse) + std::to_string(useStderr));
-    return 0;
+    return fakes::logInitResult;
 }
 
 int32_t v2xlog_AddTag(const char* name, V2X_LOGHANDLE* handle) {

@@ -21,6 +21,7 @@ namespace fakes {
 
 // ---- log: every tag is known but these
 extern std::set<std::string> unknownTags;
+extern int32_t logInitResult;
 extern int32_t logLevel; // of tags that are looked up from now on; 7 at first
 struct LogLine {
     std::string tag;
@@ -39,7 +40,6 @@ extern std::vector<std::string> journal;
 // ---- cfg: the tree that every file holds
 extern std::map<std::string, std::variant<bool, int32_t, std::string>> cfgTree;
 extern int32_t cfgInitResult;
-extern std::vector<std::string> cfgFiles; // opened so far
 extern int32_t cfgOpenTrees;
 
 // ---- pub
@@ -59,10 +59,9 @@ struct Datagram {
     std::vector<uint8_t> bytes;
 };
 extern std::vector<Datagram> sent;
-extern std::vector<v2xpub_SocketInitPara_t> sockets; // opened, in order
-extern std::map<std::string, int32_t> socketResults;
-extern std::map<std::string, v2xpub_UdpSocketStats_t>
-    socketStats; // what is told of open sockets, by name // by socket name; 0 where absent
+extern std::vector<v2xpub_SocketInitPara_t> sockets;               // opened, in order
+extern std::map<std::string, int32_t> socketResults;               // by socket name; 0 where absent
+extern std::map<std::string, v2xpub_UdpSocketStats_t> socketStats; // what is told of open sockets, by name
 
 // Hands bytes to the receive callback of the socket of this name, from a buffer that ends where they end.
 void receive(const std::string& socketName, const std::vector<uint8_t>& bytes);
@@ -78,7 +77,6 @@ extern std::map<std::string, bool> ddsRegFails;   // by topic; false where absen
 extern std::map<std::string, int32_t> ddsMatched; // readers matched once started, by topic; 0 where absent
 struct DdsTopic {
     std::string name;
-    int32_t domain;
     dds_RecvCallback callback; // null for a writer
     int32_t dataType;
 };

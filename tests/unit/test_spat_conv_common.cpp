@@ -21,32 +21,20 @@ protected:
         return lines;
     }
 
-    cJSON* json = cJSON_Parse(R"({"one":1,"minus":-1,"cut":2.9,"minusCut":-2.9,"edge":2147483647,"above":2147483648,
-        "below":-2147483649,"huge":1e300,"text":"lamp","empty":"","yes":true,"no":false,"nothing":null,
-        "object":{"one":5},"list":[7],"One":9})");
+    cJSON* json = cJSON_Parse(R"({"one":1,"cut":2.9,"minusCut":-2.9,"above":2147483648,"below":-2147483649,
+        "text":"lamp","empty":"","yes":true,"no":false,"nothing":null,"object":{"one":5},"list":[7],"One":9})");
 };
 
 TEST_F(Readers, Integers) {
-    const struct {
-        const char* key;
-        int64_t value;
-    } cases[] = {
-        {"one", 1},
-        {"cut", 2},
-        {"minusCut", -2},
-        {"edge", 2147483647},
-        {"above", 2147483647},
-        {"below", -2147483648},
-        {"huge", 2147483647},
-        {"yes", 1},
-        {"text", 0},
-        {"list", 0},
+    const std::pair<const char*, int64_t> cases[] = {
+        {"one", 1}, {"cut", 2},  {"minusCut", -2}, {"above", 2147483647}, {"below", -2147483648},
+        {"yes", 1}, {"text", 0}, {"list", 0},
     };
-    for (const auto& row : cases) {
+    for (const auto& [key, expected] : cases) {
         int64_t value = 77;
-        EXPECT_EQ(GetIntDataFromJson(json, row.key, &value), 0) << row.key;
-        EXPECT_EQ(value, row.value) << row.key;
-        EXPECT_EQ(GetIntDataFromJson(json, row.key, nullptr), 0) << row.key;
+        EXPECT_EQ(GetIntDataFromJson(json, key, &value), 0) << key;
+        EXPECT_EQ(value, expected) << key;
+        EXPECT_EQ(GetIntDataFromJson(json, key, nullptr), 0) << key;
     }
     EXPECT_THAT(takeLog(), ElementsAre());
 }

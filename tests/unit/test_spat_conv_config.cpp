@@ -1,12 +1,9 @@
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include "fakes.h"
 #include "spat_conv_config.h"
+#include "sysinfo_file.h"
 
 namespace {
 
@@ -18,19 +15,9 @@ std::string text(char c, size_t count) {
 
 class Config : public testing::Test {
 protected:
-    Config() {
-        char folder[] = "/tmp/v2x_config.XXXXXX";
-        m_folder = mkdtemp(folder);
-        writeSysinfo("<device_id>RSU0001</device_id>");
-        fakes::cfgTree["rsuSpatConfigInfo.Sysinfoname"] = m_folder + "/sysinfo.xml";
-    }
-    ~Config() override { std::filesystem::remove_all(m_folder); }
-
-    void writeSysinfo(const std::string& content) { std::ofstream(m_folder + "/sysinfo.xml") << content; }
-
     int32_t load() { return v2xspatconv_GetCfgData(&m_config); }
 
-    std::string m_folder;
+    SysinfoFile m_sysinfo;
     const spat_conv_config_t* m_config = nullptr;
 };
 
@@ -43,7 +30,6 @@ TEST(ParseXml, FindsTheFirstElementOfAName) {
     } cases[] = {
         {"<a><device_id>abc</device_id></a>", "device_id", 0, "abc"},
         {"<n></n>", "n", 0, ""},
-        {"</n><n>late</n>", "n", 0, "late"},
         {"<n>" + text('x', 31) + "</n>", "n", 0, text('x', 31)},
         {"<n>" + text('x', 32) + "</n>", "n", -5, "kept"},
         {"<n attribute=\"1\">x</n>", "n", -3, "kept"},
@@ -71,9 +57,9 @@ TEST(ParseXml, RefusesNullAndCutsALongTagName) {
 }
 
 TEST_F(Config, ReadsEveryKeyOnceAndKeepsTheRecord) {
-    writeSysinfo("<s><device_id>RSU7</device_id><device_name>first</device_name><device_name>second</device_name>"
-                 "<module_hardware_version>" +
-                 text('9', 32) + "</module_hardware_version></s>");
+    m_sysinfo.write("<s><device_id>RSU7</device_id><device_name>first</device_name><device_name>second</device_name>"
+                    "<module_hardware_version>" +
+                    text('9', 32) + "</module_hardware_version></s>");
     fakes::cfgTree["rsuSpatConfigInfo.LearnMachine.IsEnable"] = true;
     fakes::cfgTree["rsuSpatConfigInfo.LearnMachine.Ip"] = "127.0.0.9";
     fakes::cfgTree["rsuSpatConfigInfo.LearnMachine.Port"] = 1;
@@ -119,18 +105,8 @@ TEST_F(Config, ReadsEveryKeyOnceAndKeepsTheRecord) {
     const spat_conv_config_t* again = nullptr;
     EXPECT_EQ(v2xspatconv_GetCfgData(&again), 0);
     EXPECT_EQ(again, m_config);
-    EXPECT_THAT(fakes::cfgFiles, ElementsAre("/opt/unit/conf/v2x_spat_convert.cfg"));
+    EXPECT_THAT(fakes::journal, ElementsAre("cfg.InitContext /opt/unit/conf/v2x_spat_convert.cfg"));
     EXPECT_EQ(fakes::cfgOpenTrees, 0);
-}
-
-TEST_F(Config, CorrectionsAreOffWithoutTheirKeys) {
-    fakes::cfgTree["rsuSpatConfigInfo.Corrections.ReplyItems"] = true;
-    ASSERT_EQ(load(), 0);
-    EXPECT_FALSE(m_config->m_corrections.m_spat_down);
-    EXPECT_TRUE(m_config->m_corrections.m_reply_items);
-    for (const fakes::LogLine& line : fakes::logLines) {
-        EXPECT_EQ(line.text.find("Corrections"), std::string::npos) << line.text;
-    }
 }
 
 // Every failed load says why, leaves nothing open, and lets the next one succeed.
@@ -148,12 +124,12 @@ TEST_F(Config, AFailedLoadCanBeTriedAgain) {
     EXPECT_EQ(fakes::logged("rsuSpatConfigInfo.Sysinfoname node error ").front().level, 3);
     fakes::cfgTree["rsuSpatConfigInfo.Sysinfoname"] = name.mapped();
 
-    writeSysinfo("<device_id>" + text('x', 32) + "</device_id>");
+    m_sysinfo.write("<device_id>" + text('x', 32) + "</device_id>");
     EXPECT_EQ(load(), -4);
     EXPECT_EQ(v2xspatconv_GetCfgErrorText(),
-              m_folder + "/sysinfo.xml: device_id: missing, empty or longer than 31 characters");
+              m_sysinfo.path() + ": device_id: missing, empty or longer than 31 characters");
 
-    for (const std::string& path : {m_folder, m_folder + "/absent"}) {
+    for (const std::string& path : {std::string("/tmp"), m_sysinfo.path() + "/absent"}) {
         fakes::cfgTree["rsuSpatConfigInfo.Sysinfoname"] = path;
         EXPECT_EQ(load(), -4);
         EXPECT_EQ(fakes::logged("open " + path + " error").front().level, 2);
@@ -162,11 +138,15 @@ TEST_F(Config, AFailedLoadCanBeTriedAgain) {
     EXPECT_EQ(m_config, nullptr);
     EXPECT_EQ(fakes::cfgOpenTrees, 0);
 
-    fakes::cfgTree["rsuSpatConfigInfo.Sysinfoname"] = m_folder + "/sysinfo.xml";
-    writeSysinfo("<device_id>" + text('x', 31) + "</device_id>");
+    fakes::cfgTree["rsuSpatConfigInfo.Sysinfoname"] = m_sysinfo.path();
+    m_sysinfo.write("<device_id>" + text('x', 31) + "</device_id>");
     EXPECT_EQ(load(), 0);
     ASSERT_NE(m_config, nullptr);
     EXPECT_EQ(m_config->m_sysinfo.m_device_id, text('x', 31));
+    EXPECT_FALSE(m_config->m_corrections.m_spat_down || m_config->m_corrections.m_reply_items) << "without their keys";
+    for (const fakes::LogLine& line : fakes::logLines) {
+        EXPECT_EQ(line.text.find("Corrections"), std::string::npos) << line.text;
+    }
 }
 
 TEST_F(Config, PathsAreBounded) {

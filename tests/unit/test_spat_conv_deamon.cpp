@@ -73,7 +73,6 @@ TEST(Options, AreReadInOrderOverTheirDefaults) {
         {{}, 4, defaultLog, "/opt/v2x_service", ""},
         {{"-d", "7", "-f", "a", "-w", "b"}, 7, "a", "b", ""},
         {{"--loglevel", "7", "--logfile=a", "--workdir", "b"}, 7, "a", "b", ""},
-        {{"-d", "none"}, 0, defaultLog, "/opt/v2x_service", ""},
         {{"-d", "-12x"}, -12, defaultLog, "/opt/v2x_service", ""},
         {{"-x", "-d", "5"}, 5, defaultLog, "/opt/v2x_service", "this param error\n"},
         {{"--nothing", "-d"}, 4, defaultLog, "/opt/v2x_service", "this param error\nthis param error\n"},
@@ -90,26 +89,19 @@ TEST(Options, AreReadInOrderOverTheirDefaults) {
 }
 
 TEST(Options, HelpAndVersionArePrintedAndEndTheProcess) {
-    const struct {
-        std::vector<std::string> arguments;
-        std::string printed;
-    } cases[] = {
-        {{"-v"}, "version:rsu_cloud_v230522.001\n"},
-        {{"--version", "-h"}, "version:rsu_cloud_v230522.001\n"},
-        {{"-h"},
-         " -h             print Help;\n"
-         " -v version     v2x_spat_convert version;\n"
-         " -d loglevel    start with debug log level <level>,eg: \n"
-         "                <v2x_spat_convert -l 7>, start with all log level 7; \n"
-         " -f logfile     start with debug log file <logfile>,eg: \n"
-         "                <v2x_spat_convert -f /opt/v2x_service/log/spat_conv.log>; \n"
-         " -w workdir     start with workdir,eg: \n"
-         "                <v2x_spat_convert -w /opt/v2x_service>;\n"},
-    };
-    for (const auto& row : cases) {
-        EXPECT_EQ(printed([&] { parse(row.arguments); }), row.printed + "status 0");
+    EXPECT_EQ(printed([] { parse({"--version", "-h"}); }), "version:rsu_cloud_v230522.001\nstatus 0");
+    for (const char* option : {"-h", "--help"}) {
+        EXPECT_EQ(printed([option] { parse({option}); }),
+                  " -h             print Help;\n"
+                  " -v version     v2x_spat_convert version;\n"
+                  " -d loglevel    start with debug log level <level>,eg: \n"
+                  "                <v2x_spat_convert -l 7>, start with all log level 7; \n"
+                  " -f logfile     start with debug log file <logfile>,eg: \n"
+                  "                <v2x_spat_convert -f /opt/v2x_service/log/spat_conv.log>; \n"
+                  " -w workdir     start with workdir,eg: \n"
+                  "                <v2x_spat_convert -w /opt/v2x_service>;\n"
+                  "status 0");
     }
-    EXPECT_EQ(printed([] { parse({"--help"}); }), printed([] { parse({"-h"}); }));
 }
 
 // What the handler prints; status 0 = it asked for a stop.
@@ -196,12 +188,11 @@ TEST(Counters, AreLoggedWhereOneChangedAndAtTheEndAll) {
 
 class Start : public testing::Test {
 protected:
-    static int32_t init(const char* level = "4") {
-        std::string arguments[] = {"v2x_spat_convert", "-w", "/w", "-d", level};
-        char* argv[] = {arguments[0].data(), arguments[1].data(), arguments[2].data(),
-                        arguments[3].data(), arguments[4].data(), nullptr};
+    static int32_t init() {
+        std::string arguments[] = {"v2x_spat_convert", "-w/w", "-d7"};
+        char* argv[] = {arguments[0].data(), arguments[1].data(), arguments[2].data(), nullptr};
         optind = 0;
-        return v2xspatconv_init(5, argv);
+        return v2xspatconv_init(3, argv);
     }
     SysinfoFile m_sysinfo;
 };
@@ -232,13 +223,15 @@ TEST_F(Start, RunsEveryStepInOrder) {
                             "pub.UdpSocketInit 1743_RECV_SG", "dds.create_dds", "pub.TaskCreate spat_conv_stat",
                             "pub.TaskCreate Get_SPAT_Data", "pub.TaskCreate Deal_SPAT_Data",
                             "pub.TaskCreate DIS_QUOR_SIGN", "pub.TaskCreate DIS_1743_SIGN"));
+    EXPECT_THAT(fakes::journal, testing::Contains("log.SetTagLevel VIPC 7"));
     EXPECT_TRUE(v2xspatconv_IsRunning());
     service_status_t status;
     v2xspatconv_GetSpatConvStatus(&status);
     EXPECT_EQ(status.run_status, V2X_CONV_RUN_STATUS_AVAILABLE);
 }
 
-TEST_F(Start, FailuresOfLaterStepsDoNotEndIt) {
+TEST_F(Start, FailuresOfOtherStepsDoNotEndIt) {
+    fakes::logInitResult = -3;
     fakes::socketResults = {{"SPAT_SEND_APP", -3}};
     fakes::taskResults = {{"DIS_QUOR_SIGN", -3}};
     EXPECT_EQ(init(), 0);
@@ -247,23 +240,11 @@ TEST_F(Start, FailuresOfLaterStepsDoNotEndIt) {
                                        "pub.TaskCreate Deal_SPAT_Data", "pub.TaskCreate DIS_QUOR_SIGN"));
 }
 
-TEST_F(Start, AFailedConfigurationEndsItWithOneLine) {
-    fakes::cfgInitResult = -4;
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(init("7"), 1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "v2x_spat_convert: the tree's own reason\n");
-    EXPECT_THAT(started(), ElementsAre(LOG, "ipc.CfgInit /w"));
-    EXPECT_THAT(fakes::journal, testing::Contains("log.SetTagLevel VIPC 7"));
-    EXPECT_EQ(v2xspatconv_exec(), 0); // returns at once
-}
-
 TEST(Service, TheWatchdogHalvesThePause) {
     unsetenv("WATCHDOG_USEC");
     EXPECT_EQ(v2xspatconv_ServiceInterval(5000), 5000);
     setenv("WATCHDOG_USEC", "3000000", 1);
     EXPECT_EQ(v2xspatconv_ServiceInterval(5000), 1500);
-    setenv("WATCHDOG_USEC", "60000000", 1);
-    EXPECT_EQ(v2xspatconv_ServiceInterval(5000), 5000);
     setenv("WATCHDOG_USEC", "1", 1);
     EXPECT_EQ(v2xspatconv_ServiceInterval(5000), 1);
 }

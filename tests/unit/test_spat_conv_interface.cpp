@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <tuple>
 
 #include "fakes.h"
 #include "spat_conv_interface.h"
@@ -24,9 +25,7 @@ TEST(TaskCreat, HandsTheTaskServiceWhatItNeeds) {
     EXPECT_EQ(para.f_tskFunExec, routine);
     EXPECT_TRUE(para.f_tskFunEnter == nullptr && para.f_tskFunExit == nullptr && para.mp_arg == nullptr);
     EXPECT_FALSE(para.m_isOneShot || para.m_eventTrigFlag);
-}
 
-TEST(TaskCreat, FailuresHaveCodes) {
     EXPECT_EQ(v2xspatconv_TaskCreat(nullptr, 1, routine, nullptr), -2);
     EXPECT_EQ(v2xspatconv_TaskCreat("a", 1, nullptr, nullptr), -2);
     EXPECT_EQ(fakes::logged("input param error").size(), 2U);
@@ -37,17 +36,16 @@ TEST(TaskCreat, FailuresHaveCodes) {
 
 TEST(TaskInit, CreatesTheTableAndStopsAtTheFirstFailure) {
     EXPECT_EQ(v2xspatconv_TaskInit(), 0);
-    std::vector<std::string> made;
-    std::vector<v2xpub_taskFun> routines;
+    std::vector<std::tuple<std::string, uint32_t, v2xpub_taskFun>> made;
     for (const fakes::Task& task : fakes::tasks) {
-        made.push_back(task.para.m_taskName + (" " + std::to_string(task.para.m_intervals)));
-        routines.push_back(task.para.f_tskFunExec);
+        made.emplace_back(task.para.m_taskName, task.para.m_intervals, task.para.f_tskFunExec);
     }
-    EXPECT_EQ(routines, (std::vector<v2xpub_taskFun>{SendSpatConvStatusToCommSoft, SendGetSpatDataToAPPTaskFun,
-                                                     DealSpatDataRecvTaskFun, v2xspatconv_DisplayQuorSignalInfo,
-                                                     v2xspatconv_Display1743SignalInfo}));
-    EXPECT_EQ(made, (std::vector<std::string>{"spat_conv_stat 5000000", "Get_SPAT_Data 600000", "Deal_SPAT_Data 300000",
-                                              "DIS_QUOR_SIGN 5000000", "DIS_1743_SIGN 5000000"}));
+    const decltype(made) expected = {{"spat_conv_stat", 5000000, SendSpatConvStatusToCommSoft},
+                                     {"Get_SPAT_Data", 600000, SendGetSpatDataToAPPTaskFun},
+                                     {"Deal_SPAT_Data", 300000, DealSpatDataRecvTaskFun},
+                                     {"DIS_QUOR_SIGN", 5000000, v2xspatconv_DisplayQuorSignalInfo},
+                                     {"DIS_1743_SIGN", 5000000, v2xspatconv_Display1743SignalInfo}};
+    EXPECT_TRUE(made == expected);
     fakes::tasks.clear();
     int32_t code = -7;
     for (const char* name : {"DIS_1743_SIGN", "DIS_QUOR_SIGN", "Deal_SPAT_Data", "Get_SPAT_Data", "spat_conv_stat"}) {

@@ -24,13 +24,10 @@ TEST(Ring, HoldsEverySlotAndDropsTheNextByte) {
             ASSERT_EQ(enqueue(&ring, static_cast<uint8_t>(i * 7 + round)), 0);
         }
         EXPECT_EQ(enqueue(&ring, 1), -1);
-        EXPECT_EQ(dequeue(&ring, &byte), 0);
-        EXPECT_EQ(byte, static_cast<uint8_t>(round));
-        EXPECT_EQ(enqueue(&ring, 0xEE), 0);
-        EXPECT_EQ(enqueue(&ring, 1), -1);
-        for (int i = 1; i < V2X_1743_RING_SIZE; i++) {
+        for (int i = 0; i < V2X_1743_RING_SIZE; i++) {
             ASSERT_EQ(dequeue(&ring, &byte), 0);
             ASSERT_EQ(byte, static_cast<uint8_t>(i * 7 + round));
+            ASSERT_EQ(i == 0 ? enqueue(&ring, 0xEE) : 0, 0);
         }
         EXPECT_EQ(dequeue(&ring, &byte), 0);
         EXPECT_EQ(byte, 0xEE);
@@ -41,29 +38,21 @@ TEST(Ring, HoldsEverySlotAndDropsTheNextByte) {
 // ---- escapes
 
 TEST(Escapes, OnlyTheTwoPairsAreUndone) {
-    const struct {
-        const char* in;
-        const char* out;
-    } cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {"C0 DBDC 01 DBDD C0", "C0 C0 01 DB C0"},
         {"DBDBDC", "DBC0"},
         {"DBDDDC", "DBDC"},
         {"DB", "DB"},
-        {"", ""},
-        {"DBDCDBDC", "C0C0"},
     };
-    for (const auto& row : cases) {
-        const Bytes in = fakes::hex(row.in);
-        Bytes out(in.size() + 1, 0x77);
-        uint16_t length = 0;
-        EXPECT_EQ(ConvertDecodeData(in.data() != nullptr ? in.data() : out.data(), static_cast<uint16_t>(in.size()),
-                                    out.data(), &length),
-                  0);
-        EXPECT_EQ(out[in.size()], 0x77);
-        out.resize(length);
-        EXPECT_EQ(out, fakes::hex(row.out)) << row.in;
-    }
     uint16_t length = 0;
+    for (const auto& [in, expected] : cases) {
+        Bytes bytes = hex(in);
+        bytes.shrink_to_fit(); // ends where it ends, so that a sanitizer sees a read behind it
+        Bytes out(bytes.size());
+        EXPECT_EQ(ConvertDecodeData(bytes.data(), static_cast<uint16_t>(bytes.size()), out.data(), &length), 0);
+        out.resize(length);
+        EXPECT_EQ(out, hex(expected)) << in;
+    }
     EXPECT_EQ(ConvertDecodeData(nullptr, 0, nullptr, &length), -2);
 }
 
@@ -149,34 +138,25 @@ TEST_F(Controller, RefusedPayloadsSendNothingAndCountAsTheySay) {
     ASSERT_EQ(start(), 0);
     const Bytes good = payload({{0, {{1, 2, 1}}}});
     const auto cut = [&](size_t length) { return Bytes(good.begin(), good.begin() + static_cast<ptrdiff_t>(length)); };
-    const std::vector<std::string> group = {"2 Deal light group color info error",
-                                            "2 Deal into link light color status info error",
-                                            "3 DealSignalMachineToIpcSpat error"};
-    const std::vector<std::string> link = {"2 Deal into link light color status info error",
-                                           "3 DealSignalMachineToIpcSpat error"};
+    const std::string record = "3 DealSignalMachineToIpcSpat error";
+    const std::string link = "2 Deal into link light color status info error";
+    const std::string group = "2 Deal light group color info error";
     const struct {
         const char* what;
         Bytes payload;
-        std::vector<std::string> messages;
-        bool alive;
+        std::vector<std::string> messages; // none: no sign of life either
     } cases[] = {
-        {"object id swapped", header(0x87, 0x01, 0x03) + cut(13), {}, false},
-        {"shorter than the header", cut(30), {}, false},
-        {"header alone", cut(31), {"3 DealSignalMachineToIpcSpat error"}, true},
-        {"crossing cut short", cut(43), {"3 DealSignalMachineToIpcSpat error"}, true},
-        {"link missing", cut(44), link, true},
-        {"link cut short", cut(46), link, true},
-        {"group missing", cut(47), group, true},
-        {"group cut short", cut(50), group, true},
+        {"object id swapped", header(0x87, 0x01, 0x03) + cut(13), {}},
+        {"shorter than the header", cut(30), {}},
+        {"crossing cut short", cut(43), {record}},
+        {"link cut short", cut(46), {link, record}},
+        {"group cut short", cut(50), {group, link, record}},
         {"twelve groups",
          payload({{0, std::vector<Group>(12, Group{1, 2, 1})}}),
-         {"2 into light group count is too much", "2 Deal into link light color status info error",
-          "3 DealSignalMachineToIpcSpat error"},
-         true},
+         {"2 into light group count is too much", link, record}},
         {"twelve links",
          payload(std::vector<Link>(12, Link{0, {{1, 2, 1}}})),
-         {"2 into link count is too much", "3 DealSignalMachineToIpcSpat error"},
-         true},
+         {"2 into link count is too much", record}},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.what);
@@ -184,11 +164,11 @@ TEST_F(Controller, RefusedPayloadsSendNothingAndCountAsTheySay) {
         v2xspatconv_SetSpatConvStatus(&silent);
         EXPECT_THAT(recordsOf(frame(row.payload)), IsEmpty());
         EXPECT_EQ(messages(), row.messages);
-        EXPECT_EQ(runStatus(), row.alive ? 1 : 2);
+        EXPECT_EQ(runStatus(), row.messages.empty() ? 2 : 1);
     }
     PathCounts counts = countsOf("1743");
     counts.erase("bytes_framed");
-    EXPECT_EQ(counts, (PathCounts{{"frames", 10}, {"other_type", 2}, {"not_converted", 8}}));
+    EXPECT_EQ(counts, (PathCounts{{"frames", 7}, {"other_type", 2}, {"not_converted", 5}}));
 }
 
 // ---- byte stream
@@ -245,21 +225,14 @@ TEST_F(Controller, FrameLengths) {
 
 TEST_F(Controller, EscapesInBodyAndChecksum) {
     ASSERT_EQ(start(), 0);
-    // Seconds 0xC0 and 0xDB; then filler until the checksum holds both special bytes once.
-    Bytes bytes = payload({{0, {{1, 2, 0xC0}, {2, 2, 0xDB}}}});
-    EXPECT_THAT(recordsOf(frame(bytes)), ElementsAre("2; 1:3:1920 7:3:2190"));
-    int seen = 0;
-    for (uint32_t filler = 0; filler < 0x20000 && seen != 3; filler++) {
-        Bytes longer = bytes + Bytes{static_cast<uint8_t>(filler), static_cast<uint8_t>(filler >> 8),
-                                     static_cast<uint8_t>(filler >> 16)};
-        const uint16_t value = crc(longer);
-        const int kind = (value & 0xFF) == 0xC0 ? 1 : (value >> 8) == 0xDB ? 2 : 0;
-        if (kind != 0 && (seen & kind) == 0) {
-            seen |= kind;
-            EXPECT_THAT(recordsOf(frame(longer)), ElementsAre("2; 1:3:1920 7:3:2190"));
-        }
+    // Seconds 0xC0 and 0xDB; two bytes more can give any checksum, and here give one of both.
+    const Bytes bytes = payload({{0, {{1, 2, 0xC0}, {2, 2, 0xDB}}}});
+    uint32_t filler = 0;
+    const auto filled = [&] { return bytes + Bytes{static_cast<uint8_t>(filler), static_cast<uint8_t>(filler >> 8)}; };
+    while (crc(filled()) != 0xC0DB) {
+        ASSERT_LT(++filler, 0x10000U);
     }
-    EXPECT_EQ(seen, 3);
+    EXPECT_THAT(recordsOf(frame(filled())), ElementsAre("2; 1:3:1920 7:3:2190"));
     EXPECT_THAT(messages(), IsEmpty());
 }
 
@@ -330,21 +303,19 @@ TEST_F(Controller, TheEleventhSilentTickEndsTheWork) {
     }
     tick();
     EXPECT_EQ(runStatus(), 2);
-    for (int round = 0; round < 2; round++) {
-        recordsOf(frame(payload(ONE_LINK)));
-        for (int beat = 1; beat <= 10; beat++) {
-            tick();
-            EXPECT_EQ(runStatus(), 1);
-            recordsOf(frame(header(0x80))); // of another kind: no sign of life
-            recordsOf(frame(payload(ONE_LINK), 1));
-        }
+    recordsOf(frame(payload(ONE_LINK)));
+    for (int beat = 1; beat <= 10; beat++) {
         tick();
-        EXPECT_EQ(runStatus(), 2);
+        EXPECT_EQ(runStatus(), 1);
+        recordsOf(frame(header(0x80))); // of another kind: no sign of life
+        recordsOf(frame(payload(ONE_LINK), 1));
     }
+    tick();
+    EXPECT_EQ(runStatus(), 2);
     EXPECT_THAT(fakes::sent, IsEmpty());
     EXPECT_THAT(displayed(v2xspatconv_Display1743SignalInfo),
                 ElementsAre("v2xspatconv_Display1743SignalInfo start", "Signal machine(1743) works abnormally",
-                            "Send count:0", "Send last time:0", "Recv count:2", "Recv last time:1772714096789000",
+                            "Send count:0", "Send last time:0", "Recv count:1", "Recv last time:1772714096789000",
                             "v2xspatconv_Display1743SignalInfo end"));
 }
 
@@ -363,14 +334,6 @@ TEST_F(Controller, StartStopsAtTheFirstFailure) {
     EXPECT_EQ(start(), -3);
     EXPECT_EQ(fakes::logged("v2xpub_UdpSocketInit end ret=-3").at(0).level, 2);
     EXPECT_EQ(fakes::tasks.size(), 3U) << "the tasks keep running";
-}
-
-TEST_F(Controller, AnIdentityOutOfRangeSendsNothingAndCounts) {
-    fakes::cfgTree["rsuSpatConfigInfo.regionId"] = 70000;
-    ASSERT_EQ(start(), 0);
-    EXPECT_THAT(recordsOf(frame(payload(ONE_LINK))), IsEmpty());
-    EXPECT_THAT(messages(), ElementsAre("2 asn param error", "3 DealSignalMachineToIpcSpat error"));
-    EXPECT_EQ(runStatus(), 1);
 }
 
 TEST_F(Controller, NothingIsReadFromNull) {

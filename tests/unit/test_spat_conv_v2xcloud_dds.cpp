@@ -79,6 +79,15 @@ TEST_F(Cloud, NullArguments) {
     EXPECT_EQ(topic, nullptr);
     EXPECT_EQ(context.mp_spat_up_topic, nullptr);
     EXPECT_THAT(fakes::journal, IsEmpty());
+
+    v2xcloud_ddsInit("RSU0001");
+    fakes::ddsMatched[STATUS_OUT] = 1;
+    const uint8_t byte = 1;
+    EXPECT_EQ(v2xcloud_ddsSend(nullptr, STATUS_OUT, &byte, 1), -2);
+    EXPECT_EQ(v2xcloud_ddsSend(info->dds_object, nullptr, &byte, 1), -2);
+    EXPECT_EQ(v2xcloud_ddsSend(info->dds_object, STATUS_OUT, nullptr, 1), -2);
+    EXPECT_EQ(v2xcloud_ddsSend(info->dds_object, STATUS_OUT, &byte, 0), -2);
+    EXPECT_THAT(fakes::ddsSent, IsEmpty());
 }
 
 TEST_F(Cloud, TopicNames) {
@@ -89,10 +98,8 @@ TEST_F(Cloud, TopicNames) {
         const char* end;
         std::string name;
     } cases[] = {
-        {"rsu/", "RSU0001", "/spat/up", "rsu/RSU0001/spat/up"},
         {"rsu/", "", "/spat/up", "rsu//spat/up"},
         {"/status", nullptr, "/spat/up", "/status"},
-        {"/status", "RSU0001", nullptr, "/status"},
         {"rsu/", longIdentity.c_str(), "/spat/up", "rsu/" + std::string(123, 'x')},
         {longIdentity.c_str(), nullptr, nullptr, std::string(127, 'x')},
     };
@@ -110,20 +117,20 @@ TEST_F(Cloud, TopicNames) {
 TEST_F(Cloud, AMultipleOf1024IsFollowedByAByte) {
     v2xcloud_ddsInit("RSU0001");
     fakes::ddsMatched[info->mp_spat_up_topic] = 1;
-    const struct {
-        size_t length;
-        bool end;
-    } cases[] = {{1023, false}, {1024, true}, {1025, false}, {20480, true}};
-    for (const auto& row : cases) {
+    for (const size_t length : {1023, 1024, 1025, 20480}) {
         fakes::ddsSent.clear();
-        const Bytes payload(row.length, 7);
+        const Bytes payload(length, 7);
         EXPECT_EQ(send(info->mp_spat_up_topic, payload), 0);
-        ASSERT_EQ(fakes::ddsSent.size(), row.end ? 2U : 1U) << row.length;
-        EXPECT_EQ(fakes::ddsSent[0].bytes, payload);
-        EXPECT_EQ(fakes::ddsSent.back().topic, "rsu/RSU0001/spat/up");
-        if (row.end) {
-            EXPECT_EQ(fakes::ddsSent[1].bytes, Bytes{0});
+        std::vector<Bytes> expected = {payload};
+        if (length % 1024 == 0) {
+            expected.push_back({0});
         }
+        std::vector<Bytes> sent;
+        for (const fakes::DdsSample& sample : fakes::ddsSent) {
+            EXPECT_EQ(sample.topic, "rsu/RSU0001/spat/up");
+            sent.push_back(sample.bytes);
+        }
+        EXPECT_EQ(sent, expected) << length;
     }
 }
 
@@ -140,17 +147,6 @@ TEST_F(Cloud, WithoutAReaderNothingIsSent) {
     EXPECT_EQ(send(info->mp_spat_conv_send_topic, {1}), 0);
     EXPECT_EQ(fakes::ddsSent.size(), 1U);
     EXPECT_EQ(countsOf("cloud"), (PathCounts{{"sent", 1}, {"unmatched", 2}}));
-}
-
-TEST_F(Cloud, SendingNothingIsRefused) {
-    v2xcloud_ddsInit("RSU0001");
-    fakes::ddsMatched[STATUS_OUT] = 1;
-    const uint8_t byte = 1;
-    EXPECT_EQ(v2xcloud_ddsSend(nullptr, STATUS_OUT, &byte, 1), -2);
-    EXPECT_EQ(v2xcloud_ddsSend(info->dds_object, nullptr, &byte, 1), -2);
-    EXPECT_EQ(v2xcloud_ddsSend(info->dds_object, STATUS_OUT, nullptr, 1), -2);
-    EXPECT_EQ(v2xcloud_ddsSend(info->dds_object, STATUS_OUT, &byte, 0), -2);
-    EXPECT_THAT(fakes::ddsSent, IsEmpty());
 }
 
 TEST_F(Cloud, ASenderMayOutliveTheChannel) {
