@@ -1,16 +1,14 @@
 // A process that takes part in a topic, for the tests of the DDS library. What it takes it prints a piece a line, in
-// the order of its callback: "LENGTH HASH". Ends with status 0 on SIGTERM. usage: dds_peer DOMAIN SETTING read TOPIC
-//        dds_peer DOMAIN SETTING echo FROM TO              sends on what it takes, from within the callback
-//        dds_peer DOMAIN SETTING exit TO FROM              floods, reads and leaves main after a while without
-//        destroying dds_peer DOMAIN SETTING leave TO FROM             floods, and calls exit(7) from its first callback
+// the order of its callback: "LENGTH HASH". No role destroys its participant.
+// usage: dds_peer DOMAIN SETTING read TOPIC
+//        dds_peer DOMAIN SETTING exit FROM TO    reads and floods, and leaves main after a while
+//        dds_peer DOMAIN SETTING leave FROM TO   the same, but calls exit(7) from its first callback
 #include <atomic>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "dds/payload.h"
 #include "v2x/v2xdds.h"
@@ -19,8 +17,6 @@
 namespace {
 
 void* g_participant = nullptr;
-std::string g_echoTopic;
-
 std::atomic<bool> g_isReading{false};
 
 void print(void* data, unsigned int len) {
@@ -29,38 +25,29 @@ void print(void* data, unsigned int len) {
     fflush(stdout);
 }
 
-void echo(void* data, unsigned int len) {
-    print(data, len);
-    dds_send(g_participant, g_echoTopic.c_str(), data, len);
-}
-
 void leave(void* data, unsigned int len) {
     print(data, len);
     exit(7);
 }
 
-void declare(int32_t domain, const std::string& topic, dds_RecvCallback callback, int32_t setting) {
-    if (!dds_reg(g_participant, domain, topic.c_str(), callback, 0) ||
-        !set_history_qos(g_participant, topic.c_str(), setting, 0)) {
+void wait(int milliseconds) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+void declare(char** arguments, const char* topic, dds_RecvCallback callback) {
+    if (!dds_reg(g_participant, atoi(arguments[1]), topic, callback, 0) ||
+        !set_history_qos(g_participant, topic, atoi(arguments[2]), 0)) {
         exit(3);
     }
 }
 
-void start() {
-    if (!set_white_list_iface(g_participant, "127.0.0.1") || !dds_start(g_participant)) {
-        exit(4);
-    }
-}
-
-void flood(const std::string& topic) {
+void flood(const char* topic) {
     const Bytes bytes(3000);
     while (true) {
-        dds_send(g_participant, topic.c_str(), bytes.data(), 3000);
-        std::this_thread::sleep_for(std::chrono::milliseconds(1)); // else it is all that the library does
+        dds_send(g_participant, topic, bytes.data(), 3000);
+        wait(1); // else it is all that the library does
     }
 }
-
-std::atomic<bool> g_isOver{false};
 
 } // namespace
 
@@ -68,43 +55,28 @@ int main(int argc, char** argv) {
     if (argc < 5) {
         return 2;
     }
-    signal(SIGTERM, [](int) { g_isOver = true; });
-    const int32_t domain = atoi(argv[1]);
-    const int32_t setting = atoi(argv[2]);
-    const std::string role = argv[3];
-    const std::string topic = argv[4];
     if (const char* path = getenv("DDS_PEER_LOG")) {
         V2X_LOGHANDLE tag = nullptr;
         v2xlog_Init(path, "SDDS", 1, 0, 0);
         v2xlog_AddTag("SDDS", &tag);
     }
     g_participant = create_dds();
-    if (role == "read") {
-        declare(domain, topic, print, setting);
-        start();
-    } else if (role == "echo") {
-        g_echoTopic = argv[5];
-        declare(domain, topic, echo, setting);
-        declare(domain, g_echoTopic, nullptr, setting);
-        start();
-    } else if (role == "exit" || role == "leave") {
-        declare(domain, topic, nullptr, setting);
-        declare(domain, argv[5], role == "exit" ? print : leave, setting);
-        start();
-        for (int i = 0; i < 2; i++) {
-            std::thread(flood, topic).detach();
-        }
-        while (!g_isReading || get_match_cnt(g_participant, topic.c_str()) < 1) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        return 0;
-    } else {
-        return 2;
+    declare(argv, argv[4], argv[3] == std::string("leave") ? leave : print);
+    const char* const to = argc > 5 ? argv[5] : nullptr;
+    if (to != nullptr) {
+        declare(argv, to, nullptr);
     }
-    while (!g_isOver) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    if (!set_white_list_iface(g_participant, "127.0.0.1") || !dds_start(g_participant)) {
+        return 4;
     }
-    destroy_dds(g_participant);
+    while (to == nullptr) {
+        wait(1000);
+    }
+    std::thread(flood, to).detach();
+    std::thread(flood, to).detach();
+    while (!g_isReading || get_match_cnt(g_participant, to) < 1) {
+        wait(5);
+    }
+    wait(100);
     return 0;
 }

@@ -401,6 +401,21 @@ TEST(Life, GivesBackItsFilesAndPorts) {
     }
 }
 
+// The library itself would look for four.
+TEST(Life, TwentyTakePartInOneDomain) {
+    Participant writer;
+    writer.writes("t");
+    writer.start();
+    std::deque<Participant> readers(19);
+    for (Participant& reader : readers) {
+        reader.reads("t", Inbox::take<>);
+        reader.start();
+    }
+    ASSERT_TRUE(writer.awaits("t", 19));
+    ASSERT_EQ(writer.send("t", Bytes(1)), 0);
+    EXPECT_TRUE(Inbox::of().holds(19));
+}
+
 // Holds a port of loop-back, or says that it is taken.
 class Holder {
 public:

@@ -1,4 +1,3 @@
-#include <cstring>
 #include <gtest/gtest.h>
 
 #include "fakes.h"
@@ -19,25 +18,19 @@ public:
 
 const char HEAD_NO_PHASES[] = "02000100 0000 52650100 D5DD 00";
 
-TEST(Init, TheFirstSocketThatFailsEndsTheStep) {
+TEST(Init, EndsWithTheFirstSocketThatFailsAndWithoutTheLogToolSpatStillGoesOut) {
+    EXPECT_EQ(Record(HEAD_NO_PHASES).notify(), 0);
+    EXPECT_EQ(v2xspatconv_SpatNotify(nullptr), -2);
     fakes::socketResults["GET_SPAT_DATA"] = -3;
     EXPECT_EQ(v2xspatconv_StackInterfaceInit(nullptr), -3);
     EXPECT_EQ(fakes::logged("SocketInit error ret=-3").front().level, 2);
     EXPECT_EQ(fakes::sockets.size(), 1U);
-}
-
-TEST(Init, WithoutTheLogToolSpatStillGoesOut) {
-    fakes::socketResults["SPAT_C_LOGTOOL"] = -3;
+    EXPECT_TRUE(fakes::sent.empty());
+    fakes::socketResults = {{"SPAT_C_LOGTOOL", -3}};
     EXPECT_EQ(v2xspatconv_StackInterfaceInit(nullptr), -3);
     EXPECT_EQ(fakes::logged("SocketInit LogTool error ret=-3").front().level, 2);
     EXPECT_EQ(Record(HEAD_NO_PHASES).notify(), 0);
     EXPECT_EQ(fakes::sent.size(), 1U);
-}
-
-TEST(Notify, BeforeTheSocketsAreOpenNothingIsSent) {
-    EXPECT_EQ(Record(HEAD_NO_PHASES).notify(), 0);
-    EXPECT_EQ(v2xspatconv_SpatNotify(nullptr), -2);
-    EXPECT_TRUE(fakes::sent.empty());
 }
 
 TEST(Notify, FramesAreByteForByteWhatTheStackApplicationReads) {
