@@ -118,9 +118,6 @@ public:
         }
         return all;
     }
-    bool printed(size_t count) const {
-        return eventually([&] { return lines().size() >= count; });
-    }
     std::string errors() const { return readFile(m_folder.path() + "/err"); }
     std::string log() const { return m_folder.path() + "/peer.log"; }
     Process& process() { return *m_process; }

@@ -12,13 +12,13 @@ struct v2xipc_socket {
 };
 
 namespace fakes {
-v2x_ipc_config_t ipcConf = {20001, 20002, 20003, 20010, "127.0.0.1"};
 std::deque<std::vector<uint8_t>> replies;
 } // namespace fakes
 
 namespace {
 std::list<v2xipc_socket> open;
-}
+const v2x_ipc_config_t ipcConf = {20001, 20002, 20003, 20010, "127.0.0.1"};
+} // namespace
 
 int32_t v2xipc_CfgInit(const char* workDir) {
     fakes::journal.push_back(std::string("ipc.CfgInit ") + workDir);
@@ -26,7 +26,7 @@ int32_t v2xipc_CfgInit(const char* workDir) {
 }
 
 int32_t v2xipc_GetIpcConfValue(const v2x_ipc_config_t** conf) {
-    *conf = &fakes::ipcConf;
+    *conf = &ipcConf;
     return 0;
 }
 

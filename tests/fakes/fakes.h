@@ -67,7 +67,6 @@ extern std::map<std::string, v2xpub_UdpSocketStats_t> socketStats; // what is to
 void receive(const std::string& socketName, const std::vector<uint8_t>& bytes);
 
 // ---- ipc
-extern v2x_ipc_config_t ipcConf;
 extern std::deque<std::vector<uint8_t>> replies; // to the next requests that wait; without one they get -4
 
 // ---- dds: one participant; its calls stand in the journal with their arguments ("dds.dds_reg 200 rsu/a/spat/up
@@ -86,7 +85,6 @@ struct DdsSample {
     std::vector<uint8_t> bytes;
 };
 extern std::vector<DdsSample> ddsSent; // whole, as they were handed to dds_send
-extern int32_t ddsSendResult;          // what dds_send says to a sample that it records
 
 // Hands bytes to the topic's callback, from a buffer that ends where they end.
 void ddsReceive(const std::string& topic, const std::vector<uint8_t>& bytes);

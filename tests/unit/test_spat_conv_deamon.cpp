@@ -89,7 +89,9 @@ TEST(Options, AreReadInOrderOverTheirDefaults) {
 }
 
 TEST(Options, HelpAndVersionArePrintedAndEndTheProcess) {
-    EXPECT_EQ(printed([] { parse({"--version", "-h"}); }), "version:rsu_cloud_v230522.001\nstatus 0");
+    for (const char* option : {"-v", "--version"}) {
+        EXPECT_EQ(printed([option] { parse({option, "-h"}); }), "version:rsu_cloud_v230522.001\nstatus 0");
+    }
     for (const char* option : {"-h", "--help"}) {
         EXPECT_EQ(printed([option] { parse({option}); }),
                   " -h             print Help;\n"
