@@ -1,11 +1,8 @@
 // Faults in a preloaded library, and what it counts.
 #pragma once
 
-#include <fcntl.h>
 #include <new>
 #include <string>
-#include <sys/mman.h>
-#include <unistd.h>
 #include <vector>
 
 #include "preload/control.h"
@@ -16,18 +13,16 @@ template <typename Control>
 class Shared {
 public:
     explicit Shared(const TempFolder& folder) : m_path(folder.path() + "/" + Control::VARIABLE) {
-        const int fd = open(m_path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-        const bool sized = ftruncate(fd, sizeof(Control)) == 0;
-        m_place = sized ? mmap(nullptr, sizeof(Control), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0) : MAP_FAILED;
-        close(fd);
-        if (m_place == MAP_FAILED) {
+        writeFile(m_path, std::string(sizeof(Control), '\0'));
+        m_control = mapControl<Control>(m_path.c_str());
+        if (m_control == nullptr) {
             throw std::bad_alloc();
         }
     }
-    ~Shared() { munmap(m_place, sizeof(Control)); }
+    ~Shared() { munmap(m_control, sizeof(Control)); }
     Shared(const Shared&) = delete;
     Shared& operator=(const Shared&) = delete;
-    Control* operator->() const { return static_cast<Control*>(m_place); }
+    Control* operator->() const { return m_control; }
     const std::string& path() const { return m_path; }
     // For Unit::start(): `library` looks at this file.
     std::vector<std::string> environment(const std::string& library) const {
@@ -36,7 +31,7 @@ public:
 
 private:
     std::string m_path;
-    void* m_place;
+    Control* m_control;
 };
 
 using Faults = Shared<fault_control>;

@@ -1,18 +1,14 @@
 // Preloaded into a program: its wall clock is ahead by what control.h says, and steps when that changes. The monotonic
-// clock stays alone.
-#include <algorithm>
-#include <cerrno>
+// clock stays alone, and waits for a time of the wall clock are counted: they do not see the step.
 #include <ctime>
 #include <pthread.h>
 #include <sys/time.h>
 
 #include "control.h"
-#include "map_control.h"
 
 namespace {
 
 constexpr int64_t SECOND = 1000000000;
-constexpr int64_t STEP_SEEN = 50000000; // after so long a waiting thread sees a step, as the kernel would wake it
 
 clock_control* const g_control = mapControl<clock_control>();
 
@@ -28,29 +24,16 @@ int64_t offset() {
     return g_control != nullptr ? g_control->offset.load() : 0;
 }
 
-int64_t kernelTime(clockid_t clock) {
+int64_t wallTime() {
     timespec now{};
-    syscall(SYS_clock_gettime, clock, &now);
-    return nanoseconds(now);
+    syscall(SYS_clock_gettime, CLOCK_REALTIME, &now);
+    return nanoseconds(now) + offset();
 }
 
-int64_t wallTime(clockid_t clock = CLOCK_REALTIME) {
-    if (g_control != nullptr) {
-        g_control->asked.fetch_add(1);
+void countWait(bool isForWall) {
+    if (g_control != nullptr && isForWall) {
+        g_control->waits++;
     }
-    return kernelTime(clock) + offset();
-}
-
-bool isWall(clockid_t clock) {
-    return clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE;
-}
-
-// The wall clock's `time` for the kernel.
-int64_t kernelDeadline(const timespec* time) {
-    if (g_control != nullptr) {
-        g_control->waits.fetch_add(1);
-    }
-    return std::max<int64_t>(nanoseconds(*time) - offset(), 0);
 }
 
 } // namespace
@@ -58,11 +41,12 @@ int64_t kernelDeadline(const timespec* time) {
 extern "C" {
 
 int clock_gettime(clockid_t clock, timespec* result) noexcept {
-    if (!isWall(clock)) {
-        return static_cast<int>(syscall(SYS_clock_gettime, clock, result));
+    const bool isWall = clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE;
+    const auto status = static_cast<int>(syscall(SYS_clock_gettime, clock, result));
+    if (status == 0 && isWall) {
+        *result = asTime(nanoseconds(*result) + offset());
     }
-    *result = asTime(wallTime(clock));
-    return 0;
+    return status;
 }
 
 int gettimeofday(timeval* result, void* /*zone*/) noexcept {
@@ -79,26 +63,15 @@ time_t time(time_t* result) noexcept {
     return now;
 }
 
-int timespec_get(timespec* result, int base) noexcept {
-    *result = asTime(wallTime());
-    return base;
-}
-
-// Wakes up early, as it may, to look for a step.
 int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* time) {
     constexpr unsigned MONOTONIC = 2; // where the C library keeps the condition's clock
-    if ((condition->__data.__wrefs & MONOTONIC) != 0) {
-        return pthread_cond_clockwait(condition, mutex, CLOCK_MONOTONIC, time);
-    }
-    const int64_t soon = kernelTime(CLOCK_REALTIME) + STEP_SEEN;
-    const int64_t deadline = kernelDeadline(time);
-    const timespec until = asTime(std::min(deadline, soon));
-    const int result = pthread_cond_clockwait(condition, mutex, CLOCK_REALTIME, &until);
-    return result == ETIMEDOUT && deadline > soon ? 0 : result;
+    const bool isWall = (condition->__data.__wrefs & MONOTONIC) == 0;
+    countWait(isWall);
+    return pthread_cond_clockwait(condition, mutex, isWall ? CLOCK_REALTIME : CLOCK_MONOTONIC, time);
 }
 
 int pthread_mutex_timedlock(pthread_mutex_t* mutex, const timespec* time) noexcept {
-    const timespec until = asTime(kernelDeadline(time));
-    return pthread_mutex_clocklock(mutex, CLOCK_REALTIME, &until);
+    countWait(true);
+    return pthread_mutex_clocklock(mutex, CLOCK_REALTIME, time);
 }
 }

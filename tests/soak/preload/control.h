@@ -4,6 +4,11 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 // The calls that can fail.
 enum fault_call : uint32_t {
@@ -35,8 +40,17 @@ struct fault_control {
 struct clock_control {
     static constexpr const char* VARIABLE = "V2X_CLOCK";
     std::atomic<int64_t> offset; // nanoseconds that the wall clock is ahead
-    std::atomic<uint64_t> asked; // readings of the wall clock
     std::atomic<uint64_t> waits; // waits for a time of the wall clock
 };
 
 static_assert(std::atomic<uint64_t>::is_always_lock_free, "shared between processes");
+
+// The file at `path`, in a library without one that of the variable; null when it cannot be had. System calls are made
+// directly, since a library may stand in for their functions, and nothing is allocated.
+template <typename Control>
+Control* mapControl(const char* path = getenv(Control::VARIABLE)) {
+    const int fd = path != nullptr ? static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, O_RDWR | O_CLOEXEC, 0)) : -1;
+    void* const place = mmap(nullptr, sizeof(Control), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    syscall(SYS_close, fd);
+    return place == MAP_FAILED ? nullptr : static_cast<Control*>(place);
+}

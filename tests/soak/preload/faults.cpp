@@ -1,18 +1,20 @@
 // Preloaded into a program: lets a chosen call fail, and counts calls. See control.h.
+#include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstddef>
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <dlfcn.h>
+#include <execinfo.h>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/types.h>
 
 #include "control.h"
-#include "frames.h"
-#include "map_control.h"
 
 extern "C" {
 void* __libc_malloc(size_t size);
@@ -22,6 +24,37 @@ void* __libc_memalign(size_t alignment, size_t size);
 }
 
 namespace {
+
+// Where a program is when it crashes goes to a file beside the control file, a frame a line.
+constexpr int DEPTH = 64;
+constexpr int CRASHES[] = {SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL};
+char g_path[512];
+std::atomic<bool> g_isWritten{false};
+
+// Of the first thread that crashes: others wait for the end.
+void writeFrames(int sig) {
+    while (g_isWritten.exchange(true)) {
+        pause();
+    }
+    void* frames[DEPTH];
+    const int count = backtrace(frames, DEPTH);
+    const auto fd =
+        static_cast<int>(syscall(SYS_openat, AT_FDCWD, g_path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+    if (fd >= 0) {
+        backtrace_symbols_fd(frames, count, fd);
+    }
+    signal(sig, SIG_DFL);
+    raise(sig);
+}
+
+void watchCrashes(const char* controlPath) {
+    snprintf(g_path, sizeof g_path, "%s.frames", controlPath);
+    for (const int sig : CRASHES) {
+        struct sigaction action = {};
+        action.sa_handler = writeFrames;
+        sigaction(sig, &action, nullptr);
+    }
+}
 
 // The first call comes from the loader, before any constructor has run and before there are threads.
 fault_control* control() {
@@ -67,10 +100,6 @@ long callKernel(fault_call call, long number, Arguments... arguments) {
     return fails(call) ? -1 : syscall(number, arguments...);
 }
 
-int openFile(const char* path, int flags, unsigned mode) {
-    return static_cast<int>(callKernel(FAULT_OPEN, SYS_openat, AT_FDCWD, path, flags, mode));
-}
-
 int pollUntil(fault_call call, pollfd* entries, nfds_t count, const timespec* wait, const sigset_t* mask) {
     constexpr size_t MASK_BYTES = 8;
     timespec left = wait != nullptr ? *wait : timespec{}; // the kernel writes to it
@@ -112,21 +141,8 @@ void* realloc(void* old, size_t size) {
     return allocationFails() ? nullptr : __libc_realloc(old, size);
 }
 
-void* memalign(size_t alignment, size_t size) {
-    return allocationFails() ? nullptr : __libc_memalign(alignment, size);
-}
-
 void* aligned_alloc(size_t alignment, size_t size) {
-    return memalign(alignment, size);
-}
-
-int posix_memalign(void** result, size_t alignment, size_t size) {
-    void* const memory = memalign(alignment, size);
-    if (memory == nullptr) {
-        return ENOMEM;
-    }
-    *result = memory;
-    return 0;
+    return allocationFails() ? nullptr : __libc_memalign(alignment, size);
 }
 
 ssize_t recvmsg(int fd, msghdr* message, int flags) {
@@ -163,6 +179,6 @@ int open(const char* path, int flags, ...) {
     va_start(arguments, flags);
     const unsigned mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, unsigned) : 0;
     va_end(arguments);
-    return openFile(path, flags, mode);
+    return static_cast<int>(callKernel(FAULT_OPEN, SYS_openat, AT_FDCWD, path, flags, mode));
 }
 }
