@@ -14,15 +14,5 @@ struct Options {
     uint32_t malformed = 100000; // inputs of a kind per interface
 };
 
-using Plan = void (*)(const Options& options, Table& table);
-
-void planSteady(const Options& options, Table& table);
-void planPeers(const Options& options, Table& table);
-void planRestarts(const Options& options, Table& table);
-void planPorts(const Options& options, Table& table);
-void planLog(const Options& options, Table& table);
-void planClock(const Options& options, Table& table);
-void planMemory(const Options& options, Table& table);
-void planCalls(const Options& options, Table& table);
-void planSignals(const Options& options, Table& table);
-void planFlood(const Options& options, Table& table);
+using Plan = void(const Options& options, Table& table);
+Plan planSteady, planFlood, planPeers, planRestarts, planPorts, planLog, planClock, planMemory, planCalls, planSignals;
