@@ -1,11 +1,16 @@
 // The log's disk full, its folder gone or not writable, and no descriptors left while it rotates.
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
 #include <filesystem>
-#include <functional>
+#include <sys/mount.h>
+#include <sys/resource.h>
 
 #include "log_faults.h"
 #include "paths.h"
 #include "plans.h"
+#include "watch.h"
 
 namespace {
 
@@ -22,36 +27,128 @@ constexpr const char* OUTAGE = "v2xlog: cannot write";
 constexpr const char* DISK_FULL = "No space left on device";
 constexpr const char* NO_DESCRIPTORS = "Too many open files";
 
-size_t times(const std::string& all, const std::string& text) {
-    size_t count = 0;
-    for (size_t at = all.find(text); at != std::string::npos; at = all.find(text, at + text.size())) {
-        count++;
-    }
-    return count;
+std::string folderOf(const Unit& unit) {
+    return fs::path(unit.logPath).parent_path().string();
 }
 
-// A fault that can be done over. Each step tells whether it took place; begin() when the daemon has met it.
-struct Fault {
-    const char* what;
-    bool (*begin)(Unit& unit);
-    bool (*end)(Unit& unit);
-};
+// A small file system at a folder, for the life of this process. Why it is not there; "" when it is.
+std::string mountDisk(const std::string& folder) {
+    std::error_code error;
+    fs::create_directories(folder, error);
+    const bool isMounted = ownMounts().empty() && mount("soak", folder.c_str(), "tmpfs", 0, "size=1m") == 0;
+    return isMounted || !ownMounts().empty() ? ownMounts() : std::string("may not mount: ") + strerror(errno);
+}
+
+// Writes a file until nothing more finds room.
+void fill(const std::string& path) {
+    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+    const std::string block(4096, 'x');
+    for (size_t size = block.size(); size > 0; size /= 2) {
+        while (write(fd, block.data(), size) > 0) {
+        }
+    }
+    close(fd);
+}
+
+// As many descriptors of the daemon that no number below is free, but for the log file's own.
+rlim_t numbersInUse(const Unit& unit) {
+    std::map<int, std::string> used = descriptorsOf(unit.daemon->pid());
+    std::erase_if(used, [&](const auto& entry) { return entry.second == unit.logPath; });
+    int first = 0;
+    while (used.contains(first)) {
+        first++;
+    }
+    return static_cast<rlim_t>(first);
+}
+
+bool limitDescriptors(const Unit& unit, rlim_t soft) {
+    rlimit limit = {};
+    if (prlimit(unit.daemon->pid(), RLIMIT_NOFILE, nullptr, &limit) != 0) {
+        return false;
+    }
+    limit.rlim_cur = std::min(soft, limit.rlim_max);
+    return prlimit(unit.daemon->pid(), RLIMIT_NOFILE, &limit, nullptr) == 0;
+}
+
+// Level 7.
+void traceAll(const Unit& unit) {
+    const Peer tool;
+    tool.sendTo(unit.logToolPort, hex("A55A0400 0000000000000000 3200 0F00 00  02 0000 0A00  414C4C0000000000 0700"));
+}
+
+// A log that is to rotate after a few lines more than the daemon writes at its start.
+void fillLog(const Unit& unit) {
+    constexpr size_t ROTATED_AT = size_t{10} * 1024 * 1024;
+    constexpr size_t ROOM = 80000; // for the start of the daemon, about 50000
+    std::error_code error;
+    fs::create_directories(folderOf(unit), error);
+    std::string text(ROTATED_AT - ROOM, '-');
+    for (size_t at = 99; at < text.size(); at += 100) {
+        text[at] = '\n';
+    }
+    writeFile(unit.logPath, text);
+}
 
 // Whether the daemon told of one more outage with this reason since there were `before`.
 bool toldOf(const Unit& unit, const std::string& reason, size_t before) {
     return eventually([&] { return times(unit.err(), reason) > before; }, SEEN_MS);
 }
 
-bool hasLineSince(const Unit& unit, const fs::file_time_type& since) {
-    std::error_code error;
-    const auto written = fs::last_write_time(unit.logPath, error);
-    return !error && written > since && fs::file_size(unit.logPath, error) > 0;
-}
-
 bool isThere(const std::string& path) {
     std::error_code error;
     return fs::exists(path, error);
 }
+
+const struct Fault {
+    const char* what;
+    const char* level;
+    bool isOverAndOver; // else with a daemon for each
+    // Before the daemon starts: why the fault cannot be had, or "". The other two tell whether it took place; begin()
+    // when the daemon has met it.
+    std::string (*prepare)(const Unit& unit);
+    bool (*begin)(const Unit& unit);
+    bool (*end)(const Unit& unit);
+} FAULTS[] = {
+    {"disk full", DEBUG, true, [](const Unit& unit) { return mountDisk(folderOf(unit)); },
+     [](const Unit& unit) {
+         const size_t before = times(unit.err(), DISK_FULL);
+         fill(folderOf(unit) + "/filler");
+         return toldOf(unit, DISK_FULL, before);
+     },
+     [](const Unit& unit) {
+         std::error_code error;
+         return fs::remove(folderOf(unit) + "/filler", error);
+     }},
+    // The daemon makes it anew: that it is gone is the fault's end.
+    {"folder removed", DEBUG, true, [](const Unit&) { return std::string(); },
+     [](const Unit& unit) { return isThere(unit.logPath); },
+     [](const Unit& unit) {
+         // Again when the daemon has opened its file meanwhile.
+         std::error_code error;
+         return eventually([&] { return fs::remove_all(folderOf(unit), error) > 1 && !error; }, 1000);
+     }},
+    {"folder not writable", DEBUG, true,
+     [](const Unit& unit) {
+         const bool isDone = setWritable(unit.folder.path(), false);
+         std::string why = isDone ? "" : std::string("may not make a folder immutable: ") + strerror(errno);
+         setWritable(unit.folder.path(), true);
+         return why;
+     },
+     [](const Unit& unit) {
+         const size_t before = times(unit.err(), OUTAGE);
+         return setWritable(folderOf(unit), false) && toldOf(unit, OUTAGE, before);
+     },
+     [](const Unit& unit) { return setWritable(folderOf(unit), true); }},
+    {"no descriptors while it rotates", INFO, false, [](const Unit& unit) { return fillLog(unit), std::string(); },
+     [](const Unit& unit) {
+         const bool limited = limitDescriptors(unit, numbersInUse(unit));
+         traceAll(unit);
+         return limited && toldOf(unit, NO_DESCRIPTORS, 0);
+     },
+     [](const Unit& unit) {
+         return limitDescriptors(unit, RLIM_INFINITY) && isThere(folderOf(unit) + "/spat_conv.1.log");
+     }},
+};
 
 struct Seen {
     uint32_t rounds = 0;
@@ -63,31 +160,41 @@ struct Seen {
     bool lives = true;
 };
 
-void once(Unit& unit, const Fault& fault, Seen& seen) {
-    seen.rounds++;
+void once(const Unit& unit, const Fault& fault, Seen& seen) {
     const bool begun = fault.begin(unit);
     std::this_thread::sleep_for(500ms);
-    const auto end = std::chrono::steady_clock::now();
+    const Stopwatch end;
     const auto since = fs::file_time_type::clock::now();
+    const auto hasNewLine = [&] {
+        std::error_code error;
+        const auto written = fs::last_write_time(unit.logPath, error);
+        return !error && written > since && fs::file_size(unit.logPath, error) > 0;
+    };
     const bool ended = fault.end(unit);
+    seen.rounds++;
     seen.met += begun && ended ? 1 : 0;
-    seen.back += eventually([&] { return hasLineSince(unit, since); }, BACK_MS) ? 1 : 0;
-    const auto took = std::chrono::steady_clock::now() - end;
-    seen.worstMs = std::max<int64_t>(seen.worstMs, std::chrono::duration_cast<std::chrono::milliseconds>(took).count());
+    seen.back += eventually(hasNewLine, BACK_MS) ? 1 : 0;
+    seen.worstMs = std::max(seen.worstMs, end.ms());
 }
 
-// A stream of reports while `rounds` runs: each is to come out as a record.
-void underReports(Unit& unit, const char* level, Seen& seen, const std::function<void()>& rounds) {
+// Under a stream of reports, each of which is to come out as a record. Returns why it cannot be done, or "".
+std::string rounds(const Fault& fault, uint32_t count, Seen& seen) {
+    Unit unit;
+    if (std::string why = fault.prepare(unit); !why.empty()) {
+        return why;
+    }
     const StackDesk desk(unit.stack);
-    unit.startAndWaitReady({"-d", level});
-    startLearner(unit, REPORTS);
+    unit.startAndWaitReady({"-d", fault.level});
+    startSource(unit, LEARNER, REPORTS);
     eventually([&] { return desk.of(LEARNER) > 0; });
-    rounds();
-    const uint64_t sent = counted(unit.endSimulator("learner"), "sent");
+    for (uint32_t round = 0; round < count; round++) {
+        once(unit, fault, seen);
+    }
+    seen.sent += endSource(unit, LEARNER);
     std::this_thread::sleep_for(500ms);
-    seen.sent += sent;
     seen.records += desk.of(LEARNER);
     seen.lives = seen.lives && unit.daemon->wait(0) == -1;
+    return "";
 }
 
 void show(const std::string& what, const Seen& seen, Table& table) {
@@ -100,90 +207,20 @@ void show(const std::string& what, const Seen& seen, Table& table) {
                 std::to_string(seen.rounds) + " times within " + std::to_string(BACK_MS) + " ms");
 }
 
-const Fault FULL = {
-    "disk full",
-    [](Unit& unit) {
-        const size_t before = times(unit.err(), DISK_FULL);
-        fill(folderOf(unit) + "/filler");
-        return toldOf(unit, DISK_FULL, before);
-    },
-    [](Unit& unit) {
-        std::error_code error;
-        return fs::remove(folderOf(unit) + "/filler", error);
-    },
-};
-
-// The daemon makes it anew: that it is gone is the fault's end.
-const Fault REMOVED = {
-    "folder removed",
-    [](Unit& unit) { return isThere(unit.logPath); },
-    [](Unit& unit) {
-        // Again when the daemon has opened its file meanwhile.
-        std::error_code error;
-        return eventually([&] { return fs::remove_all(folderOf(unit), error) > 1 && !error; }, 1000);
-    },
-};
-
-const Fault NOT_WRITABLE = {
-    "folder not writable",
-    [](Unit& unit) {
-        const size_t before = times(unit.err(), OUTAGE);
-        return setWritable(folderOf(unit), false) && toldOf(unit, OUTAGE, before);
-    },
-    [](Unit& unit) { return setWritable(folderOf(unit), true); },
-};
-
-const Fault DESCRIPTORS = {
-    "no descriptors while it rotates",
-    [](Unit& unit) {
-        const bool limited = limitDescriptors(unit, numbersInUse(unit));
-        traceAll(unit);
-        return limited && toldOf(unit, NO_DESCRIPTORS, 0);
-    },
-    [](Unit& unit) { return limitDescriptors(unit, RLIM_INFINITY) && isThere(folderOf(unit) + "/spat_conv.1.log"); },
-};
-
-void overAndOver(Unit& unit, const Fault& fault, uint32_t rounds, Table& table) {
-    Seen seen;
-    underReports(unit, DEBUG, seen, [&] {
-        for (uint32_t round = 0; round < rounds; round++) {
-            once(unit, fault, seen);
-        }
-    });
-    show(fault.what, seen, table);
-}
-
 } // namespace
 
 void planLog(const Options& options, Table& table) {
-    const uint32_t rounds = std::max(1U, options.times / SHARE);
-    {
-        Unit unit;
-        const Mounted disk(folderOf(unit));
-        if (disk.why().empty()) {
-            overAndOver(unit, FULL, rounds, table);
-        } else {
-            table.notRun(FULL.what, disk.why());
+    const uint32_t count = std::max(1U, options.times / SHARE);
+    for (const Fault& fault : FAULTS) {
+        Seen seen;
+        std::string why;
+        for (uint32_t done = 0; done < count && why.empty(); done += fault.isOverAndOver ? count : 1) {
+            why = rounds(fault, fault.isOverAndOver ? count : 1, seen);
         }
-        unit.daemon.reset();
+        if (why.empty()) {
+            show(fault.what, seen, table);
+        } else {
+            table.notRun(fault.what, why);
+        }
     }
-    {
-        Unit unit;
-        overAndOver(unit, REMOVED, rounds, table);
-    }
-    if (const std::string why = whyAlwaysWritable(); why.empty()) {
-        Unit unit;
-        overAndOver(unit, NOT_WRITABLE, rounds, table);
-        table.note("folder not writable by", geteuid() == 0 ? "the immutable flag" : "its mode");
-        setWritable(folderOf(unit), true);
-    } else {
-        table.notRun(NOT_WRITABLE.what, why);
-    }
-    Seen seen;
-    for (uint32_t round = 0; round < rounds; round++) {
-        Unit unit;
-        fillLog(unit);
-        underReports(unit, INFO, seen, [&] { once(unit, DESCRIPTORS, seen); });
-    }
-    show(DESCRIPTORS.what, seen, table);
 }

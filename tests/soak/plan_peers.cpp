@@ -1,5 +1,5 @@
 // Each peer killed, stopped and continued under traffic on all paths.
-#include <chrono>
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <functional>
@@ -14,214 +14,149 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr int BACK_MS = 10000;
-constexpr auto DRAIN = 1500ms;  // a reply waits up to 0.3 s, a frame 0.5 s
-constexpr auto LEASE_OVER = 4s; // of a DDS peer: 3 s
+constexpr auto DRAIN = 1500ms;   // a frame waits up to 0.5 s
+constexpr auto UP_DRAIN = 700ms; // a reply waits up to 0.3 s
+constexpr auto LEASE_OVER = 4s;  // of a DDS peer: 3 s
 constexpr auto KILLED = 100ms;
-constexpr int STOPPED_MS = 100;    // and up to twice as much more
-constexpr uint64_t ON_THE_WAY = 1; // a document whose sender ends at that moment
+constexpr int STOPPED_MS = 100; // and up to twice as much more
 
-// The peers but the stack application; each row is a path that is to lose nothing while another peer is away.
-const struct Row {
-    const char* role;
-    Source source;
-    void (*start)(Unit& unit, double rate);
-    double rate;
-    const char* sent; // in its summary
-    uint64_t mayLose;
-} ROWS[] = {{"learner", LEARNER, startLearner, LEARNER_RATE, "sent", 0},
-            {"controller", CONTROLLER, startController, CONTROLLER_RATE, "sent", 0},
-            {"cloud", CLOUD, startCloud, CLOUD_RATE, "downGood", ON_THE_WAY}};
+// Of the cloud a document whose sender ends at that moment.
+constexpr Records MAY_LOSE = {0, 0, 1};
 
-// One peer's faults: how it is started, and whether it works again since the fault before.
+// One peer's faults: how it is started, and counts that all grow when it works.
 struct Victim {
-    const char* role;
+    std::string role;
     std::function<void()> start;
-    std::function<void()> mark;
-    std::function<bool()> isBack;
-    std::function<void()> whileThere = [] {};
+    std::function<std::vector<uint64_t>()> progress;
+    std::function<void()> whileThere = [] {}; // between a fault and the next
 };
 
-struct Faults {
-    uint32_t kills = 0;
-    uint32_t stops = 0;
-    uint32_t back = 0;
-};
-
-bool isStopped(pid_t pid) {
-    const std::string stat = readFile("/proc/" + std::to_string(pid) + "/stat");
-    return stat.find(") T ") != std::string::npos;
-}
-
-void breakAndMend(Unit& unit, const Victim& victim, uint32_t round, std::mt19937& random, Faults& faults) {
-    if (round % 2 == 0) {
-        unit.endSimulator(victim.role, SIGKILL);
-        std::this_thread::sleep_for(KILLED);
-        victim.mark();
-        victim.start();
-        faults.kills++;
-    } else {
-        const bool isLong = round == 1 && std::string(victim.role) == "cloud";
-        const pid_t pid = unit.simulatorPid(victim.role);
-        kill(pid, SIGSTOP);
-        std::this_thread::sleep_for(isLong ? LEASE_OVER
-                                           : std::chrono::milliseconds(STOPPED_MS + random() % (2 * STOPPED_MS + 1)));
-        victim.mark();
-        faults.stops += isStopped(pid) ? 1 : 0;
-        kill(pid, SIGCONT);
-    }
-    faults.back += eventually(victim.isBack, BACK_MS) ? 1 : 0;
-    victim.whileThere();
+// Whether each count grows again.
+bool isBack(const Victim& victim, const std::vector<uint64_t>& before) {
+    return eventually(
+        [&] {
+            const std::vector<uint64_t> now = victim.progress();
+            return std::equal(now.begin(), now.end(), before.begin(), std::greater());
+        },
+        BACK_MS);
 }
 
 void faultsOf(Unit& unit, const Victim& victim, const Options& options, Table& table) {
     std::mt19937 random(options.seed);
-    Faults faults;
+    uint32_t stopped = 0;
+    uint32_t back = 0;
     for (uint32_t round = 0; round < 2 * options.times; round++) {
-        breakAndMend(unit, victim, round, random, faults);
+        if (round % 2 == 0) {
+            unit.endSimulator(victim.role, SIGKILL);
+            std::this_thread::sleep_for(KILLED);
+            victim.start();
+            back += isBack(victim, victim.progress()) ? 1 : 0;
+        } else {
+            const bool isLong = round == 1 && victim.role == ROLES[CLOUD];
+            const pid_t pid = unit.simulatorPid(victim.role);
+            kill(pid, SIGSTOP);
+            std::this_thread::sleep_for(
+                isLong ? LEASE_OVER : std::chrono::milliseconds(STOPPED_MS + random() % (2 * STOPPED_MS + 1)));
+            const std::vector<uint64_t> before = victim.progress();
+            const std::string stat = readFile("/proc/" + std::to_string(pid) + "/stat");
+            stopped += stat.find(") T ") != std::string::npos ? 1 : 0;
+            kill(pid, SIGCONT);
+            back += isBack(victim, before) ? 1 : 0;
+        }
+        victim.whileThere();
     }
-    const std::string role = victim.role;
-    table.equal(role + ": killed", faults.kills, options.times, "times");
-    table.equal(role + ": stopped", faults.stops, options.times, "times");
-    table.equal(role + ": back after it", faults.back, int64_t{2} * options.times, "times");
+    table.equal(victim.role + ": stopped", stopped, options.times, "times");
+    table.equal(victim.role + ": back after each kill and stop", back, int64_t{2} * options.times, "times");
 }
 
-void nothingLost(const std::string& what, uint64_t sent, uint64_t arrived, uint64_t mayLose, Table& table) {
+void checkNothingLost(const std::string& what, uint64_t sent, uint64_t arrived, uint64_t mayLose, Table& table) {
     table.check(what, sent > 0 && arrived <= sent && arrived + mayLose >= sent,
                 std::to_string(arrived) + " of " + std::to_string(sent), mayLose == 0 ? "all" : "all but 1 at the end");
 }
 
-// Replies of the application, and documents of them in the cloud.
+void checkRecords(const std::string& who, const std::string& where, const Records& sent, const Records& arrived,
+                  Source but, Table& table) {
+    const std::string what = who + " away: records of the ";
+    for (const Source source : {LEARNER, CONTROLLER, CLOUD}) {
+        if (source != but) {
+            checkNothingLost(std::string(what).append(ROLES[source]).append(where), sent[source], arrived[source],
+                             MAY_LOSE[source], table);
+        }
+    }
+}
+
+// Replies of the application, and documents of them in the cloud, from one moment at which none is under way to
+// another.
 class Up {
 public:
     Up(const Unit& unit, StackDesk& desk) : m_unit(unit), m_desk(desk) {}
     void begin() {
         eventually([&] { return documentsUp(m_unit) > 0; }, BACK_MS);
         pause();
-        m_replies = m_desk.replies();
-        m_documents = documentsUp(m_unit);
+        m_repliesBefore = m_desk.replies();
+        m_documentsBefore = documentsUp(m_unit);
         m_desk.answer(true);
     }
     void end() {
-        eventually([&] { return documents() > 0; }, BACK_MS); // the faults may have been over before the first
+        eventually([&] { return documentsUp(m_unit) > m_documentsBefore; }, BACK_MS);
         pause();
+        m_replies += m_desk.replies() - m_repliesBefore;
+        m_documents += documentsUp(m_unit) - m_documentsBefore;
+        m_desk.answer(true);
     }
-    uint64_t replies() const { return m_desk.replies() - m_replies; }
-    uint64_t documents() const { return documentsUp(m_unit) - m_documents; }
+    void check(const std::string& what, Table& table) const {
+        checkNothingLost(what, m_replies, m_documents, 0, table);
+    }
 
 private:
     void pause() {
         m_desk.answer(false);
-        std::this_thread::sleep_for(DRAIN);
+        std::this_thread::sleep_for(UP_DRAIN);
     }
 
     const Unit& m_unit;
     StackDesk& m_desk;
+    uint64_t m_repliesBefore = 0;
+    uint64_t m_documentsBefore = 0;
     uint64_t m_replies = 0;
     uint64_t m_documents = 0;
 };
 
-// Documents up while the cloud is there, between a fault and the next.
-class There {
-public:
-    There(const Unit& unit, const StackDesk& desk) : m_unit(unit), m_desk(desk) {}
-    // From a moment at which no document is under way to another one, at least a reply later.
-    void look() {
-        waitQuiet();
-        const uint64_t replies = m_desk.replies();
-        const uint64_t documents = documentsUp(m_unit);
-        eventually([&] { return m_desk.replies() > replies; }, BACK_MS);
-        waitQuiet();
-        m_replies += m_desk.replies() - replies;
-        m_documents += documentsUp(m_unit) - documents;
-    }
-    uint64_t replies() const { return m_replies; }
-    uint64_t documents() const { return m_documents; }
-
-private:
-    void waitQuiet() const {
-        eventually(
-            [&] {
-                const auto age = std::chrono::steady_clock::now() - m_desk.repliedAt();
-                return age > 450ms && age < 580ms;
-            },
-            BACK_MS);
-    }
-
-    const Unit& m_unit;
-    const StackDesk& m_desk;
-    uint64_t m_replies = 0;
-    uint64_t m_documents = 0;
-};
-
-// Ends the simulators; the other paths are looked at from the stack application's place.
-void othersLostNothing(Unit& unit, const StackDesk& desk, const Row& away, const Records& before, Table& table) {
-    std::map<std::string, std::string> summaries;
-    for (const Row& row : ROWS) {
-        summaries[row.role] = unit.endSimulator(row.role);
-    }
-    std::this_thread::sleep_for(DRAIN);
-    for (const Row& row : ROWS) {
-        if (row.source != away.source) {
-            nothingLost(std::string(away.role) + " away: records of the " + row.role,
-                        counted(summaries[row.role], row.sent), desk.of(row.source) - before[row.source], row.mayLose,
-                        table);
-        }
-    }
-}
-
-void deviceAway(Unit& unit, StackDesk& desk, const Row& away, const Options& options, Table& table) {
+// One source away; the other paths are looked at from the stack application's place. Documents go up as long as the
+// cloud is there.
+void sourceAway(Unit& unit, StackDesk& desk, Source away, const Options& options, Table& table) {
+    const std::string role = ROLES[away];
     const Records before = desk.records();
-    for (const Row& row : ROWS) {
-        row.start(unit, row.rate);
-    }
+    startSources(unit);
     Up up(unit, desk);
-    up.begin();
-    uint64_t records = 0;
-    faultsOf(unit,
-             {away.role, [&] { away.start(unit, away.rate); }, [&] { records = desk.of(away.source); },
-              [&] { return desk.of(away.source) > records; }},
-             options, table);
-    up.end();
-    nothingLost(std::string(away.role) + " away: documents up", up.replies(), up.documents(), 0, table);
-    othersLostNothing(unit, desk, away, before, table);
-    desk.answer(true);
-}
-
-void cloudAway(Unit& unit, const StackDesk& desk, const Options& options, Table& table) {
-    const Row& away = ROWS[CLOUD];
-    const Records before = desk.records();
-    for (const Row& row : ROWS) {
-        row.start(unit, row.rate);
+    Victim victim = {role, [&] { startSource(unit, away, RATES[away]); }, [&] { return std::vector{desk.of(away)}; }};
+    if (away == CLOUD) {
+        victim.progress = [&] { return std::vector{desk.of(CLOUD), documentsUp(unit)}; };
+        victim.whileThere = [&] {
+            up.begin();
+            up.end();
+        };
+        eventually([&] { return documentsUp(unit) > 0; }, BACK_MS);
+        faultsOf(unit, victim, options, table);
+    } else {
+        up.begin();
+        faultsOf(unit, victim, options, table);
+        up.end();
     }
-    eventually([&] { return documentsUp(unit) > 0; }, BACK_MS);
-    There there(unit, desk);
-    uint64_t records = 0;
-    uint64_t documents = 0;
-    faultsOf(unit,
-             {away.role,
-              [&] {
-                  away.start(unit, away.rate);
-                  documents = 0;
-              },
-              [&] {
-                  records = desk.of(CLOUD);
-                  documents = documentsUp(unit);
-              },
-              [&] { return desk.of(CLOUD) > records && documentsUp(unit) > documents; }, [&] { there.look(); }},
-             options, table);
-    nothingLost("cloud: documents up while it was there", there.replies(), there.documents(), 0, table);
-    othersLostNothing(unit, desk, away, before, table);
+    up.check(away == CLOUD ? "cloud: documents up while it was there" : role + " away: documents up", table);
+    const Records sent = endSources(unit);
+    std::this_thread::sleep_for(DRAIN);
+    const Records now = desk.records();
+    checkRecords(role, "", sent, {now[0] - before[0], now[1] - before[1], now[2] - before[2]}, away, table);
 }
 
 // Ends the daemon: every reply of its life is a document, and every document is in its counts.
-void accountForDocuments(Unit& unit, StackDesk& desk, std::chrono::steady_clock::time_point start, Table& table) {
-    constexpr int64_t STATUS_S = 5; // a status record goes to the cloud, too
+void accountForDocuments(Unit& unit, StackDesk& desk, const Stopwatch& life, Table& table) {
+    constexpr int64_t STATUS_MS = 5000; // a status record goes to the cloud, too
     desk.answer(false);
     std::this_thread::sleep_for(DRAIN);
-    unit.daemon->signal(SIGTERM);
-    const auto life = std::chrono::steady_clock::now() - start;
-    const int64_t statuses = std::chrono::floor<std::chrono::seconds>(life).count() / STATUS_S;
-    table.equal("cloud away: status of the daemon at SIGTERM", unit.daemon->wait(20000), 0);
+    const int64_t statuses = life.ms() / STATUS_MS;
+    checkEnds(unit, "cloud away: ends when asked to", table);
     const Counts seen = counts(unit.logPath);
     const auto count = [&](const char* name) { return static_cast<int64_t>(of(seen, name)); };
     const auto replies = static_cast<int64_t>(desk.replies());
@@ -236,105 +171,73 @@ void accountForDocuments(Unit& unit, StackDesk& desk, std::chrono::steady_clock:
 
 // The stack application away: what the daemon sends it is looked at on the wire.
 void stackAway(Unit& unit, const Options& options, Table& table) {
-    const auto begin = std::chrono::steady_clock::now();
+    const Stopwatch watch;
     const Wire wire(unit.stack.port());
     const auto startStack = [&] {
         unit.startSimulator("stack", {"--listen", std::to_string(unit.stack.port()), "--json"});
     };
     unit.stack.release();
     startStack();
-    for (const Row& row : ROWS) {
-        row.start(unit, row.rate);
-    }
+    startSources(unit);
     eventually([&] { return documentsUp(unit) > 0; }, BACK_MS);
-    size_t shown = 0;
-    uint64_t documents = 0;
-    const auto has = [&](const char* what) {
-        return unit.simulatorOutput("stack").find(what, shown) != std::string::npos;
+    const auto progress = [&] {
+        const std::string shown = unit.simulatorOutput("stack");
+        return std::vector<uint64_t>{times(shown, "\"phaseNum\":3,"), times(shown, "\"phaseNum\":20,"),
+                                     times(shown, "\"node\":77,"), documentsUp(unit)};
     };
-    const Victim victim = {"stack",
-                           [&] {
-                               startStack();
-                               shown = 0;
-                           },
-                           [&] {
-                               shown = unit.simulatorOutput("stack").size();
-                               documents = documentsUp(unit);
-                           },
-                           [&] {
-                               return has("\"phaseNum\":3,") && has("\"phaseNum\":20,") && has("\"node\":77,") &&
-                                      documentsUp(unit) > documents;
-                           }};
-    faultsOf(unit, victim, options, table);
-    std::map<std::string, std::string> summaries;
-    for (const Row& row : ROWS) {
-        summaries[row.role] = unit.endSimulator(row.role);
-    }
+    faultsOf(unit, {"stack", startStack, progress}, options, table);
+    const Records sent = endSources(unit);
     std::this_thread::sleep_for(DRAIN);
     unit.endStackSimulator();
-    const int64_t seconds = std::chrono::floor<std::chrono::seconds>(std::chrono::steady_clock::now() - begin).count();
+    const int64_t seconds = watch.ms() / 1000;
     table.atLeast("stack away: heartbeats at the learner in " + std::to_string(seconds) + " s",
-                  static_cast<int64_t>(counted(summaries["learner"], "heartbeats")),
-                  std::max<int64_t>(1, seconds * 8 / 10 - 3));
+                  static_cast<int64_t>(heartbeats(unit)), std::max<int64_t>(1, seconds * 8 / 10 - 3));
     if (!wire.fault().empty()) {
         table.notRun("stack away: records on the wire", wire.fault());
-        return;
-    }
-    for (const Row& row : ROWS) {
-        nothingLost(std::string("stack away: records of the ") + row.role + " on the wire",
-                    counted(summaries[row.role], row.sent), wire.of(row.source), row.mayLose, table);
+    } else {
+        checkRecords("stack", " on the wire", sent, wire.records(), SOURCES, table);
     }
 }
 
 // Of a daemon at rest, after all its paths have worked.
-Sample lookBefore(Unit& unit, const StackDesk& desk, const std::string& who, Table& table) {
-    const std::string working = pathsAtWork(unit, desk, ALL_PATHS);
-    table.check(who + ": all paths before", working == ALL_PATHS, working, ALL_PATHS);
+Sample lookAtRest(Unit& unit, const StackDesk& desk, const std::string& what, Table& table) {
+    checkPaths(unit, desk, what, table);
     std::this_thread::sleep_for(LEASE_OVER);
     return sample(unit.daemon->pid(), unit.logPath);
 }
 
-void lookAfter(Unit& unit, const StackDesk& desk, const Sample& before, const std::string& who, Table& table) {
-    const std::string working = pathsAtWork(unit, desk, ALL_PATHS);
-    table.check(who + ": all paths after", working == ALL_PATHS, working, ALL_PATHS);
-    std::this_thread::sleep_for(LEASE_OVER);
-    const Sample after = sample(unit.daemon->pid(), unit.logPath);
-    table.check(who + ": the daemon lives", unit.daemon->wait(0) == -1 && after.threads > 0,
-                "pid " + std::to_string(unit.daemon->pid()), "the same pid");
+void checkAfter(Unit& unit, const StackDesk& desk, const Sample& before, const std::string& who, Table& table) {
+    const Sample after = lookAtRest(unit, desk, who + ": all paths after", table);
+    checkLives(unit, who, table);
     table.atMost(who + ": threads, " + std::to_string(before.threads) + " before", after.threads, before.threads);
     table.atMost(who + ": descriptors, " + std::to_string(before.descriptors) + " before", after.descriptors,
                  before.descriptors);
 }
 
 void devicesAndStack(const Options& options, Table& table) {
-    constexpr const char* WHO = "devices, stack";
-    Unit unit;
-    unit.corrections = "SpatDown = true; ReplyItems = true;";
+    const std::string who = "devices, stack";
+    Site unit;
     unit.startAndWaitReady();
-    Sample before;
-    {
-        StackDesk desk(unit.stack);
-        before = lookBefore(unit, desk, WHO, table);
-        deviceAway(unit, desk, ROWS[LEARNER], options, table);
-        deviceAway(unit, desk, ROWS[CONTROLLER], options, table);
-    }
+    std::optional<StackDesk> desk(unit.stack);
+    const Sample before = lookAtRest(unit, *desk, who + ": all paths before", table);
+    sourceAway(unit, *desk, LEARNER, options, table);
+    sourceAway(unit, *desk, CONTROLLER, options, table);
+    desk.reset();
     stackAway(unit, options, table);
     const Peer stack(unit.stack.port());
-    const StackDesk desk(stack);
-    lookAfter(unit, desk, before, WHO, table);
+    checkAfter(unit, StackDesk(stack), before, who, table);
 }
 
 // Another daemon, since every reply of its life is counted.
 void cloud(const Options& options, Table& table) {
-    Unit unit;
-    unit.corrections = "SpatDown = true; ReplyItems = true;";
+    Site unit;
     StackDesk desk(unit.stack);
     unit.startAndWaitReady();
-    const auto start = std::chrono::steady_clock::now();
-    const Sample before = lookBefore(unit, desk, "cloud", table);
-    cloudAway(unit, desk, options, table);
-    lookAfter(unit, desk, before, "cloud", table);
-    accountForDocuments(unit, desk, start, table);
+    const Stopwatch life;
+    const Sample before = lookAtRest(unit, desk, "cloud: all paths before", table);
+    sourceAway(unit, desk, CLOUD, options, table);
+    checkAfter(unit, desk, before, "cloud", table);
+    accountForDocuments(unit, desk, life, table);
 }
 
 } // namespace

@@ -1,9 +1,5 @@
 // All paths at a multiple of their nominal rates for a long time: nothing is lost, and nothing grows.
 #include <algorithm>
-#include <chrono>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "encoded_frames.h"
 #include "paths.h"
@@ -11,8 +7,6 @@
 #include "watch.h"
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 // A second, as the simulators do by themselves.
 constexpr double REPORTS = 2;
@@ -55,34 +49,28 @@ void startTraffic(Unit& unit, double scale) {
                         {"--device", unit.device, "--quiet", "--rate", std::to_string(DOCUMENTS * scale), "--phases",
                          "12", "--status-interval", std::to_string(CLOUD_STATUS_INTERVAL / scale)},
                         "source");
-    startLearner(unit, REPORTS * scale);
-    startController(unit, FRAMES * scale);
+    startSource(unit, LEARNER, REPORTS * scale);
+    startSource(unit, CONTROLLER, FRAMES * scale);
 }
 
 // A sample each second until the time is over; ends early when the daemon does.
 std::vector<Sample> watch(Unit& unit, double minutes) {
     std::vector<Sample> samples;
-    const auto end = Clock::now() + std::chrono::duration<double, std::ratio<60>>(minutes);
-    while (Clock::now() < end && unit.daemon->wait(1000) == -1) {
+    const Stopwatch watch;
+    while (static_cast<double>(watch.ms()) < minutes * 60000 && unit.daemon->wait(1000) == -1) {
         samples.push_back(sample(unit.daemon->pid(), unit.logPath));
     }
     return samples;
 }
 
-struct Range {
-    int64_t least = INT64_MAX;
-    int64_t most = INT64_MIN;
-    std::string text() const { return std::to_string(least) + " to " + std::to_string(most); }
-};
-
-// Of the samples of one quarter, or of several.
-Range range(const std::vector<Sample>& samples, size_t firstQuarter, size_t lastQuarter, int64_t Sample::*field) {
-    Range range;
-    for (size_t i = samples.size() * (firstQuarter - 1) / 4; i < samples.size() * lastQuarter / 4; i++) {
-        range.least = std::min(range.least, samples[i].*field);
-        range.most = std::max(range.most, samples[i].*field);
-    }
-    return range;
+// The least and the most from the quarter `first` on, up to the quarter `last`.
+std::pair<int64_t, int64_t> range(const std::vector<Sample>& samples, size_t first, size_t last,
+                                  int64_t Sample::*field) {
+    const auto [least, most] =
+        std::minmax_element(samples.begin() + static_cast<ptrdiff_t>(samples.size() * (first - 1) / 4),
+                            samples.begin() + static_cast<ptrdiff_t>(samples.size() * last / 4),
+                            [&](const Sample& left, const Sample& right) { return left.*field < right.*field; });
+    return {(*least).*field, (*most).*field};
 }
 
 void judgeSamples(const std::vector<Sample>& samples, double minutes, double scale, Table& table) {
@@ -90,12 +78,12 @@ void judgeSamples(const std::vector<Sample>& samples, double minutes, double sca
         return;
     }
     for (const auto& [what, field] : {std::pair{"threads", &Sample::threads}, {"descriptors", &Sample::descriptors}}) {
-        const Range seen = range(samples, 2, 4, field);
-        table.check(std::string(what) + " from the second quarter on", seen.least == seen.most && seen.most > 0,
-                    seen.text(), "level");
+        const auto [least, most] = range(samples, 2, 4, field);
+        table.check(std::string(what) + " from the second quarter on", least == most && most > 0,
+                    std::to_string(least) + " to " + std::to_string(most), "level");
     }
-    const int64_t second = range(samples, 2, 2, &Sample::rssKib).most;
-    const int64_t last = range(samples, 4, 4, &Sample::rssKib).most;
+    const int64_t second = range(samples, 2, 2, &Sample::rssKib).second;
+    const int64_t last = range(samples, 4, 4, &Sample::rssKib).second;
     const std::string rss =
         "most RSS, second quarter and last: " + std::to_string(second) + " and " + std::to_string(last) + " KiB";
     if (minutes >= RSS_MINUTES && !SANITIZED) {
@@ -129,10 +117,6 @@ void judgeCounts(const Counts& counts, Table& table) {
     }
 }
 
-int64_t number(const std::string& summary, const std::string& name) {
-    return static_cast<int64_t>(counted(summary, name));
-}
-
 } // namespace
 
 void planSteady(const Options& options, Table& table) {
@@ -142,31 +126,35 @@ void planSteady(const Options& options, Table& table) {
     const std::vector<Sample> samples = watch(unit, options.minutes);
     const bool isAnswered = logToolAnswered(unit);
     // From the sources to the sinks, each when what came before it has passed.
-    const std::string learner = unit.endSimulator("learner");
-    const std::string controller = unit.endSimulator("controller");
-    std::this_thread::sleep_for(std::chrono::seconds(2));
-    const std::string source = unit.endSimulator("source");
-    std::this_thread::sleep_for(std::chrono::seconds(1));
-    const std::string stack = unit.endStackSimulator();
-    std::this_thread::sleep_for(std::chrono::seconds(2));
-    unit.daemon->signal(SIGTERM);
-    const int status = unit.daemon->wait(20000);
-    const std::string cloud = unit.endSimulator("cloud");
-
+    std::map<std::string, std::string> summaries;
+    constexpr std::pair<const char*, int> ENDS[] = {{"learner", 0}, {"controller", 2}, {"source", 1}, {"stack", 2}};
+    for (const auto& [role, seconds] : ENDS) {
+        summaries[role] = unit.endSimulator(role);
+        std::this_thread::sleep_for(std::chrono::seconds(seconds));
+    }
     judgeSamples(samples, options.minutes, options.scale, table);
-    table.equal("status at SIGTERM", status, 0);
+    checkEnds(unit, "ends when asked to", table);
+    summaries["cloud"] = unit.endSimulator("cloud");
     table.check("standard error", unit.err().empty(), unit.err().substr(0, 200), "empty");
     const Counts seen = counts(unit.logPath);
     judgeCounts(seen, table);
+
     const auto counter = [&](const char* name) { return static_cast<int64_t>(of(seen, name)); };
-    table.equal("reports sent, and accepted", counter("learner.accepted"), number(learner, "sent"));
-    table.equal("frames sent, and accepted", counter("1743.accepted"), number(controller, "sent"));
-    table.equal("documents sent, and accepted", counter("down.accepted"), number(source, "down"));
-    table.atLeast("cloud status sent, and accepted", counter("cloud_status.accepted"), number(source, "statusSent"));
-    table.equal("records of all sources, and at the stack application", number(stack, "records"),
-                number(learner, "sent") + number(controller, "sent") + number(source, "down"));
-    table.equal("replies sent, and accepted", counter("reply.accepted"), number(stack, "replies"));
-    table.equal("SPAT in the replies, and documents at the cloud", number(cloud, "upGood"), number(stack, "items"));
+    const auto said = [&](const char* role, const char* name) {
+        return static_cast<int64_t>(counted(summaries[role], name));
+    };
+    const int64_t reports = said("learner", "sent");
+    const int64_t frames = said("controller", "sent");
+    const int64_t documents = said("source", "down");
+    const int64_t statuses = said("source", "statusSent");
+    table.equal("reports sent, and accepted", counter("learner.accepted"), reports);
+    table.equal("frames sent, and accepted", counter("1743.accepted"), frames);
+    table.equal("documents sent, and accepted", counter("down.accepted"), documents);
+    table.atLeast("cloud status sent, and accepted", counter("cloud_status.accepted"), statuses);
+    table.equal("records of all sources, and at the stack application", said("stack", "records"),
+                reports + frames + documents);
+    table.equal("replies sent, and accepted", counter("reply.accepted"), said("stack", "replies"));
+    table.equal("SPAT in the replies, and documents at the cloud", said("cloud", "upGood"), said("stack", "items"));
     table.check("the log tool's request at the end", isAnswered, isAnswered ? "answered" : "not", "answered");
     // That it was a run at all.
     const double seconds =
@@ -176,14 +164,14 @@ void planSteady(const Options& options, Table& table) {
         int64_t seen;
         double perSecond;
     } paces[] = {
-        {"pace: reports", number(learner, "sent"), REPORTS * options.scale},
-        {"pace: frames", number(controller, "sent"), FRAMES * options.scale},
-        {"pace: documents", number(source, "down"), DOCUMENTS * options.scale},
-        {"pace: cloud status", number(source, "statusSent"), options.scale / CLOUD_STATUS_INTERVAL},
-        {"pace: heartbeats", number(learner, "heartbeats"), 1},
+        {"pace: reports", reports, REPORTS * options.scale},
+        {"pace: frames", frames, FRAMES * options.scale},
+        {"pace: documents", documents, DOCUMENTS * options.scale},
+        {"pace: cloud status", statuses, options.scale / CLOUD_STATUS_INTERVAL},
+        {"pace: heartbeats", said("learner", "heartbeats"), 1},
         {"pace: requests", counter("GET_SPAT_DATA.sent"), 1 / REQUEST_INTERVAL},
         {"pace: replies", counter("reply.accepted"), 1 / REQUEST_INTERVAL},
-        {"pace: the daemon's status", number(cloud, "statusRecords"), 1 / STATUS_INTERVAL},
+        {"pace: the daemon's status", said("cloud", "statusRecords"), 1 / STATUS_INTERVAL},
     };
     for (const auto& pace : paces) {
         table.atLeast(pace.what, pace.seen, static_cast<int64_t>(seconds * pace.perSecond));

@@ -3,10 +3,6 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstring>
-#include <linux/filter.h>
-#include <linux/if_ether.h>
-#include <linux/if_packet.h>
-#include <net/if.h>
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -23,113 +19,96 @@ constexpr size_t REQUEST_SIZE = 28;
 constexpr uint8_t COMMAND = 20;
 constexpr uint8_t TYPE_RECORD = 1;
 constexpr uint8_t TYPE_REQUEST = 11;
-constexpr int BUFFER = 8 * 1024 * 1024;
-constexpr int LOOK_MS = 50;
 
-// SOURCES: none of them.
-Source sourceOf(const uint8_t* frame, size_t size) {
-    if (size <= PHASE_NUM_AT || frame[COMMAND_AT] != COMMAND || frame[TYPE_AT] != TYPE_RECORD) {
-        return SOURCES;
-    }
-    if (frame[NODE_AT] == CLOUD_NODE) {
-        return CLOUD;
-    }
-    const int phases = frame[PHASE_NUM_AT];
-    return phases == LEARNER_PHASES ? LEARNER : phases == CONTROLLER_LINKS * CONTROLLER_GROUPS ? CONTROLLER : SOURCES;
+void makeRoom(int fd) {
+    const int size = 16 * 1024 * 1024;
+    setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &size, sizeof size); // as far as this user may
 }
 
 } // namespace
 
-Watcher::~Watcher() {
-    stop();
+Source sourceOf(const Bytes& record) {
+    if (record.size() <= PHASE_NUM_AT || record[COMMAND_AT] != COMMAND || record[TYPE_AT] != TYPE_RECORD) {
+        return SOURCES;
+    }
+    if (record[NODE_AT] == CLOUD_NODE) {
+        return CLOUD;
+    }
+    const int phases = record[PHASE_NUM_AT];
+    return phases == LEARNER_PHASES ? LEARNER : phases == CONTROLLER_LINKS * CONTROLLER_GROUPS ? CONTROLLER : SOURCES;
 }
 
-void Watcher::run(int fd) {
-    m_thread = std::thread([this, fd] {
-        while (!m_isEnding) {
+Reader::Reader(int fd, Take take) {
+    m_thread = std::thread([this, fd, take = std::move(take)] {
+        constexpr int LOOK_MS = 50; // for the end
+        Bytes buffer(65536);
+        while (!m_ends) {
             pollfd in = {fd, POLLIN, 0};
-            if (poll(&in, 1, LOOK_MS) == 1) {
-                onReadable(fd);
+            if (poll(&in, 1, LOOK_MS) != 1) {
+                continue;
+            }
+            sockaddr_in sender = {};
+            socklen_t length = sizeof sender;
+            const ssize_t size =
+                recvfrom(fd, buffer.data(), buffer.size(), MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&sender), &length);
+            if (size > 0) {
+                take({buffer.begin(), buffer.begin() + size}, sender);
             }
         }
     });
 }
 
-void Watcher::stop() {
-    m_isEnding = true;
-    if (m_thread.joinable()) {
-        m_thread.join();
+Reader::~Reader() {
+    m_ends = true;
+    m_thread.join();
+}
+
+StackDesk::StackDesk(const Peer& stack, Tell tell)
+    : m_fd(stack.fd()), m_tell(tell),
+      m_reader(m_fd, [this](const Bytes& datagram, const sockaddr_in& sender) { take(datagram, sender); }) {
+    makeRoom(m_fd);
+}
+
+Bytes StackDesk::last(Source source) const {
+    const std::lock_guard lock(m_mutex);
+    return m_last[source];
+}
+
+void StackDesk::take(const Bytes& datagram, const sockaddr_in& sender) {
+    static const Bytes REPLY = replyWith(hex(encoded::spat));
+    if (datagram.size() != REQUEST_SIZE || datagram[TYPE_AT] != TYPE_REQUEST) {
+        const std::lock_guard lock(m_mutex);
+        const Source source = datagram.size() > PHASE_NUM_AT ? m_tell(datagram) : SOURCES;
+        m_last[source] = datagram;
+        m_counts[source]++;
+        return;
+    }
+    m_requestPort = ntohs(sender.sin_port);
+    m_requests++;
+    if (m_answers && sendto(m_fd, REPLY.data(), REPLY.size(), 0, reinterpret_cast<const sockaddr*>(&sender),
+                            sizeof sender) == static_cast<ssize_t>(REPLY.size())) {
+        m_replies++;
     }
 }
 
-void Watcher::count(const uint8_t* frame, size_t size) {
-    const Source source = sourceOf(frame, size);
-    if (source != SOURCES) {
-        m_records[source]++;
-    }
-}
-
-Records Watcher::records() const {
-    Records now;
-    std::copy(m_records.begin(), m_records.end(), now.begin());
-    return now;
-}
-
-StackDesk::StackDesk(const Peer& stack) : m_reply(replyWith(hex(encoded::spat))) {
-    run(stack.fd());
-}
-
-void StackDesk::onReadable(int fd) {
-    uint8_t frame[65536];
-    sockaddr_in sender = {};
-    socklen_t length = sizeof sender;
-    const ssize_t size = recvfrom(fd, frame, sizeof frame, 0, reinterpret_cast<sockaddr*>(&sender), &length);
-    if (size == REQUEST_SIZE && frame[TYPE_AT] == TYPE_REQUEST) {
-        if (m_answers && sendto(fd, m_reply.data(), m_reply.size(), 0, reinterpret_cast<const sockaddr*>(&sender),
-                                length) == static_cast<ssize_t>(m_reply.size())) {
-            m_repliedAt = std::chrono::steady_clock::now();
-            m_replies++;
-        }
-    } else if (size > 0) {
-        count(frame, static_cast<size_t>(size));
-    }
-}
-
-Wire::Wire(uint16_t port) : m_fd(socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-    // A packet starts with its IP header of 20 bytes: protocol at 9, destination port at 22.
-    sock_filter code[] = {
-        BPF_STMT(BPF_LD | BPF_B | BPF_ABS, 9),  BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, IPPROTO_UDP, 0, 3),
-        BPF_STMT(BPF_LD | BPF_H | BPF_ABS, 22), BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, port, 0, 1),
-        BPF_STMT(BPF_RET | BPF_K, 65535),       BPF_STMT(BPF_RET | BPF_K, 0)};
-    const sock_fprog filter = {std::size(code), code};
-    sockaddr_ll address = {};
-    address.sll_family = AF_PACKET;
-    address.sll_protocol = htons(ETH_P_IP);
-    address.sll_ifindex = static_cast<int>(if_nametoindex("lo"));
-    if (m_fd < 0 || setsockopt(m_fd, SOL_SOCKET, SO_ATTACH_FILTER, &filter, sizeof filter) != 0 ||
-        bind(m_fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+Wire::Wire(uint16_t port) : m_fd(socket(AF_INET, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_UDP)) {
+    constexpr size_t PORT_AT = 22; // behind the head of IP and the sender's port
+    constexpr size_t HEADS = 28;
+    if (m_fd < 0) {
         m_fault = strerror(errno);
         return;
     }
-    setsockopt(m_fd, SOL_SOCKET, SO_RCVBUF, &BUFFER, sizeof BUFFER);
-    run(m_fd);
+    makeRoom(m_fd);
+    m_reader.emplace(m_fd, [this, port](const Bytes& packet, const sockaddr_in& /*sender*/) {
+        if (packet.size() > HEADS && packet[PORT_AT] * 256 + packet[PORT_AT + 1] == port) {
+            m_counts[sourceOf({packet.begin() + HEADS, packet.end()})]++;
+        }
+    });
 }
 
 Wire::~Wire() {
-    stop();
+    m_reader.reset();
     if (m_fd >= 0) {
         close(m_fd);
-    }
-}
-
-// A packet on the loop-back interface is seen on its way out and on its way in.
-void Wire::onReadable(int fd) {
-    constexpr size_t HEADERS = 28; // IP and UDP
-    uint8_t packet[65536];
-    sockaddr_ll from = {};
-    socklen_t length = sizeof from;
-    const ssize_t size = recvfrom(fd, packet, sizeof packet, 0, reinterpret_cast<sockaddr*>(&from), &length);
-    if (size > static_cast<ssize_t>(HEADERS) && from.sll_pkttype != PACKET_OUTGOING) {
-        count(packet + HEADERS, static_cast<size_t>(size) - HEADERS);
     }
 }

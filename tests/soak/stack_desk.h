@@ -4,8 +4,10 @@
 
 #include <array>
 #include <atomic>
-#include <chrono>
-#include <memory>
+#include <functional>
+#include <mutex>
+#include <netinet/in.h>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -20,56 +22,70 @@ constexpr int CONTROLLER_LINKS = 4;
 constexpr int CONTROLLER_GROUPS = 5;
 constexpr int CLOUD_NODE = 77;
 
-// Counts what a descriptor receives, on a thread of its own.
-class Watcher {
+// Records that have come, by source.
+class Arrived {
 public:
-    Watcher() = default;
-    virtual ~Watcher();
-    Watcher(const Watcher&) = delete;
-    Watcher& operator=(const Watcher&) = delete;
-    Records records() const;
-    uint64_t of(Source source) const { return m_records[source]; }
+    uint64_t of(Source source) const { return m_counts[source]; }
+    Records records() const { return {of(LEARNER), of(CONTROLLER), of(CLOUD)}; }
+    uint64_t all() const { return of(LEARNER) + of(CONTROLLER) + of(CLOUD) + of(SOURCES); }
 
 protected:
-    void run(int fd);
-    void stop(); // in each destructor, before what onFrame() uses is gone
-    void count(const uint8_t* frame, size_t size);
+    std::atomic<uint64_t> m_counts[SOURCES + 1]{}; // the last: of none
+};
+
+// Where a record comes from; SOURCES: from none of them.
+using Tell = Source (*)(const Bytes& record);
+Source sourceOf(const Bytes& record);
+
+// Hands each datagram of a socket to a function, on a thread of its own, for the life of this.
+class Reader {
+public:
+    using Take = std::function<void(const Bytes& datagram, const sockaddr_in& sender)>;
+    Reader(int fd, Take take);
+    ~Reader();
+    Reader(const Reader&) = delete;
+    Reader& operator=(const Reader&) = delete;
 
 private:
-    // Takes one datagram.
-    virtual void onReadable(int fd) = 0;
-    std::array<std::atomic<uint64_t>, SOURCES> m_records{};
-    std::atomic<bool> m_isEnding{false};
+    std::atomic<bool> m_ends{false};
     std::thread m_thread;
 };
 
-// At the stack application's socket. A request is answered with a message of two intersections once answer() said so.
-class StackDesk : public Watcher {
+// At the stack application's socket. A request is answered with a message of two intersections, unless answer() says
+// no.
+class StackDesk : public Arrived {
 public:
-    explicit StackDesk(const Peer& stack);
-    ~StackDesk() override { stop(); }
+    explicit StackDesk(const Peer& stack, Tell tell = sourceOf);
+    Bytes last(Source source) const; // record of it
     void answer(bool on) { m_answers = on; }
+    uint64_t requests() const { return m_requests; }
     uint64_t replies() const { return m_replies; }
-    // Of the last one; the next request comes 0.6 s after that of its reply.
-    std::chrono::steady_clock::time_point repliedAt() const { return m_repliedAt; }
+    uint16_t requestPort() const { return m_requestPort; } // where they come from; 0 until one has come
 
 private:
-    void onReadable(int fd) override;
-    Bytes m_reply;
+    void take(const Bytes& datagram, const sockaddr_in& sender);
+    const int m_fd;
+    const Tell m_tell;
     std::atomic<bool> m_answers{true};
+    std::atomic<uint64_t> m_requests{0};
     std::atomic<uint64_t> m_replies{0};
-    std::atomic<std::chrono::steady_clock::time_point> m_repliedAt{};
+    std::atomic<uint16_t> m_requestPort{0};
+    mutable std::mutex m_mutex;
+    Bytes m_last[SOURCES + 1]; // guarded by it
+    Reader m_reader;
 };
 
 // On the loop-back interface, for one UDP port. Needs CAP_NET_RAW.
-class Wire : public Watcher {
+class Wire : public Arrived {
 public:
     explicit Wire(uint16_t port);
-    ~Wire() override;
+    ~Wire();
+    Wire(const Wire&) = delete;
+    Wire& operator=(const Wire&) = delete;
     const std::string& fault() const { return m_fault; } // why it cannot look; "" when it can
 
 private:
-    void onReadable(int fd) override;
-    int m_fd;
+    const int m_fd;
     std::string m_fault;
+    std::optional<Reader> m_reader;
 };

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "log_faults.h"
+#include "process.h"
 
 namespace {
 

@@ -1,78 +1,65 @@
 #include "watch.h"
 
-#include <chrono>
+#include <algorithm>
 #include <cstdlib>
-#include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <unistd.h>
 #include <vector>
 
+#include "process.h"
+
 namespace {
 
 namespace fs = std::filesystem;
 
-// The number behind `key` in /proc/PID/status.
-int64_t statusField(const std::string& status, const std::string& key) {
-    const size_t at = status.find("\n" + key + ":");
-    return at == std::string::npos ? 0 : strtoll(status.c_str() + at + key.size() + 2, nullptr, 10);
+int64_t cpuMs(pid_t pid) {
+    clockid_t clock = {};
+    timespec used = {};
+    return clock_getcpuclockid(pid, &clock) == 0 && clock_gettime(clock, &used) == 0
+               ? used.tv_sec * 1000 + used.tv_nsec / 1000000
+               : 0;
 }
 
-std::string wholeFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-int64_t cpuMs(const std::string& proc) {
-    constexpr int UTIME = 14; // field of proc(5), counted from 1; the system's time follows
-    const std::string stat = wholeFile(proc + "/stat");
-    const size_t end = stat.rfind(')'); // the name before it may hold blanks
-    if (end == std::string::npos) {
-        return 0;
-    }
-    std::istringstream fields(stat.substr(end + 1));
-    std::string skipped;
-    for (int field = 3; field < UTIME; field++) {
-        fields >> skipped;
-    }
-    int64_t user = 0;
-    int64_t system = 0;
-    fields >> user >> system;
-    return (user + system) * 1000 / sysconf(_SC_CLK_TCK);
-}
-
-// The log file and its older ones, oldest first: "NAME.5.EXT" to "NAME.1.EXT", then "NAME.EXT".
-std::vector<fs::path> logFiles(const std::string& logPath) {
-    constexpr int OLDER = 5;
-    const fs::path path(logPath);
-    std::vector<fs::path> files;
-    for (int i = OLDER; i > 0; i--) {
-        files.push_back(path.parent_path() /
-                        (path.stem().string() + "." + std::to_string(i) + path.extension().string()));
-    }
-    files.push_back(path);
-    return files;
+// The log file and its older ones.
+fs::directory_iterator logFiles(const std::string& logPath) {
+    std::error_code error;
+    return fs::directory_iterator(fs::path(logPath).parent_path(), error);
 }
 
 } // namespace
 
+uint64_t statusField(pid_t pid, const std::string& key, int base) {
+    const std::string status = readFile("/proc/" + std::to_string(pid) + "/status");
+    const size_t at = status.find("\n" + key + ":");
+    return at == std::string::npos ? 0 : strtoull(status.c_str() + at + key.size() + 2, nullptr, base);
+}
+
+std::map<int, std::string> descriptorsOf(pid_t pid) {
+    std::map<int, std::string> found;
+    std::error_code error;
+    for (fs::directory_iterator at("/proc/" + std::to_string(pid) + "/fd", error);
+         !error && at != fs::directory_iterator(); at.increment(error)) {
+        std::error_code isClosed;
+        found[std::stoi(at->path().filename())] = fs::read_symlink(at->path(), isClosed).string();
+    }
+    return found;
+}
+
 Sample sample(pid_t pid, const std::string& logPath) {
-    const std::string proc = "/proc/" + std::to_string(pid);
-    const std::string status = wholeFile(proc + "/status");
     std::error_code error;
     Sample now;
     now.atMs =
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch())
             .count();
-    now.rssKib = statusField(status, "VmRSS");
-    now.threads = statusField(status, "Threads");
-    now.descriptors = std::distance(fs::directory_iterator(proc + "/fd", error), fs::directory_iterator());
-    now.cpuMs = cpuMs(proc);
-    for (const fs::path& file : logFiles(logPath)) {
-        const auto size = fs::file_size(file, error);
+    now.rssKib = static_cast<int64_t>(statusField(pid, "VmRSS"));
+    now.threads = static_cast<int64_t>(statusField(pid, "Threads"));
+    now.descriptors = static_cast<int64_t>(descriptorsOf(pid).size());
+    now.cpuMs = cpuMs(pid);
+    for (const fs::directory_entry& file : logFiles(logPath)) {
+        const auto size = file.file_size(error);
         now.logBytes += error ? 0 : static_cast<int64_t>(size);
     }
     return now;
@@ -82,18 +69,19 @@ Sample sample(pid_t pid, const std::string& logPath) {
 Counts counts(const std::string& logPath) {
     const std::string START = ":counters ";
     Counts found;
-    for (const fs::path& file : logFiles(logPath)) {
-        std::ifstream in(file);
+    for (const fs::directory_entry& file : logFiles(logPath)) {
+        std::ifstream in(file.path());
         for (std::string line; std::getline(in, line);) {
             const size_t at = line.find(START);
             const size_t colon = line.find(": ", at + START.size());
             if (at == std::string::npos || colon == std::string::npos) {
                 continue;
             }
-            const std::string path = line.substr(at + START.size(), colon - at - START.size());
+            const std::string path = line.substr(at + START.size(), colon - at - START.size()) + ".";
             std::istringstream parts(line.substr(colon + 2));
             for (std::string name, number; parts >> name >> number;) {
-                found[path + "." + name] = strtoull(number.c_str(), nullptr, 10);
+                uint64_t& count = found[path + name]; // they only grow
+                count = std::max<uint64_t>(count, strtoull(number.c_str(), nullptr, 10));
             }
         }
     }

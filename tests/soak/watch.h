@@ -1,10 +1,23 @@
 // The daemon seen from outside: what the kernel says of its process, and the counts in its log.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <string>
 #include <sys/types.h>
+
+// The number behind `key` in /proc/PID/status; 0 where there is none.
+uint64_t statusField(pid_t pid, const std::string& key, int base = 10);
+
+// Its descriptors, and what each is: a path, or "socket:" and more.
+std::map<int, std::string> descriptorsOf(pid_t pid);
+
+struct Stopwatch {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point start = Clock::now();
+    int64_t ms() const { return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count(); }
+};
 
 struct Sample {
     int64_t atMs = 0; // on the monotonic clock

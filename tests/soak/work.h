@@ -2,20 +2,15 @@
 // become documents.
 #pragma once
 
-#include <atomic>
-#include <mutex>
 #include <string>
-#include <thread>
 
-#include "unit.h"
+#include "faults.h"
+#include "stack_desk.h"
 
-// Holds the learner's and the stack application's places, and answers the daemon's requests.
+// Holds the places of the learner, the controller and the stack application. The counts are since the start.
 class Work {
 public:
-    explicit Work(Unit& unit);
-    ~Work();
-    Work(const Work&) = delete;
-    Work& operator=(const Work&) = delete;
+    explicit Work(Unit& unit) : m_unit(unit), m_desk(unit.stack) {}
 
     // The simulator in the cloud's place, anew.
     void startCloud(std::vector<std::string> arguments);
@@ -23,45 +18,30 @@ public:
 
     // One more of each comes through; a report is sent for it. False at once when the daemon is gone.
     bool reportArrives(int milliseconds = 10000);
-    bool documentArrives(int milliseconds = 10000);
-    bool replyArrives(int milliseconds = 10000);
+    bool documentArrives(int milliseconds = 10000) const;
+    bool replyArrives(int milliseconds = 10000) const;
     // "" when all three do, else which do not.
     std::string missing(int milliseconds = 10000);
 
-    // Since the start. Documents and status records are those that the cloud's simulator has seen since its own; the
-    // topic of the latter is everybody's, and those of this daemon are told by their counts.
-    uint64_t documents() const { return m_documents; }
-    uint64_t requests() const { return m_requests; }
-    uint64_t heartbeats() const { return m_heartbeats; }
-    uint64_t documentsUp() { return (readCloud(), m_documentsUp); }
-    uint64_t available() { return (readCloud(), m_available); }
-    uint64_t unavailable() { return (readCloud(), m_unavailable); }
-    // The last record of a report.
-    Bytes lastRecord() const;
+    uint64_t documents() const { return m_desk.of(CLOUD); }
+    uint64_t requests() const { return m_desk.requests(); }
+    uint64_t heartbeats();
+    Bytes lastRecord() const { return m_desk.last(LEARNER); } // of a report
     void sendReport();
-    void sendFrame(); // of the controller
+    void sendFrame() const; // of the controller
 
 private:
-    void run();
-    void takeFromStack();
-    void takeRecord(const Bytes& frame);
-    void readCloud();
-    bool isOwnStatus(const std::string& line) const;
-
+    bool wait(int milliseconds, const std::function<bool()>& condition) const;
     Unit& m_unit;
-    std::atomic<bool> m_ends{false};
-    std::atomic<uint64_t> m_documents{0};
-    std::atomic<uint64_t> m_requests{0};
-    std::atomic<uint64_t> m_heartbeats{0};
-    uint64_t m_documentsUp = 0;
-    uint64_t m_available = 0;
-    uint64_t m_unavailable = 0;
-    size_t m_cloudRead = 0;
+    StackDesk m_desk;
+    uint64_t m_heartbeats = 0;
     bool m_hasCloud = false;
     uint8_t m_seconds = 0; // of the last report
-    uint64_t m_reportsSent = 0;
-    uint64_t m_framesSent = 0;
-    mutable std::mutex m_mutex;
-    Bytes m_lastRecord; // guarded by it
-    std::thread m_thread;
+};
+
+// A daemon whose calls can fail.
+struct Bench {
+    Unit unit;
+    Faults faults{unit.folder};
+    Work work{unit};
 };
