@@ -57,7 +57,7 @@ void look(const std::string& name, Unit& unit, Work& work, int64_t offset, Table
     constexpr int LOOK_MS = 6000;
     constexpr int64_t BEATS_MS = 1000;
     constexpr int64_t REQUESTS_MS = 600;
-    constexpr int64_t OFF_MS = 2500;
+    constexpr int64_t OFF_MS = 500;
     const Stopwatch watch;
     work.startCloud({"--rate", "5", "--status", "1", "--status-interval", "1"});
     const uint64_t beats = work.heartbeats();
