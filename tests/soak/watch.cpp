@@ -65,7 +65,7 @@ Sample sample(pid_t pid, const std::string& logPath) {
     return now;
 }
 
-// A counter line: "... counters PATH: NAME COUNT, NAME COUNT".
+// A counter line: "... counters PATH: NAME COUNT, NAME COUNT", and " [repeated ..." where it came again.
 Counts counts(const std::string& logPath) {
     const std::string START = ":counters ";
     Counts found;
@@ -78,7 +78,7 @@ Counts counts(const std::string& logPath) {
                 continue;
             }
             const std::string path = line.substr(at + START.size(), colon - at - START.size()) + ".";
-            std::istringstream parts(line.substr(colon + 2));
+            std::istringstream parts(line.substr(colon + 2, line.find(" [", colon) - colon - 2));
             for (std::string name, number; parts >> name >> number;) {
                 uint64_t& count = found[path + name]; // they only grow
                 count = std::max<uint64_t>(count, strtoull(number.c_str(), nullptr, 10));
