@@ -75,7 +75,7 @@ int run(int argc, char** argv) {
     app.add_option("--scale", options.scale, "Traffic of the steady plan, to the nominal rates")
         ->check(CLI::PositiveNumber);
     app.add_option("--times", options.times, "How often each fault is done over")->check(CLI::PositiveNumber);
-    app.add_option("--malformed", options.malformed, "Malformed inputs per interface");
+    app.add_option("--malformed", options.malformed, "Malformed inputs per interface")->check(CLI::PositiveNumber);
     app.add_option("--seed", options.seed, "Of what is random");
     app.add_flag("--allow-missing", allowMissing, "Exit status 0 also when something could not be looked at");
     CLI11_PARSE(app, argc, argv);
