@@ -12,9 +12,10 @@
 
 // How tries ended.
 struct Tally {
+    bool isTakenDown = false; // the DDS library, without memory: what it throws then ends the process
     int64_t tried = 0;
-    std::map<std::string, int64_t> endings; // that may be
-    std::vector<std::string> faults;        // what was not to be
+    std::map<std::string, int64_t> endings{}; // that may be
+    std::vector<std::string> faults{};        // what was not to be
     void fault(uint64_t nth, const std::string& what) {
         faults.push_back("allocation " + std::to_string(nth) + ": " + what);
     }

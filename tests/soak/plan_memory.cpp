@@ -12,8 +12,10 @@
 
 namespace {
 
-void armOne(const Faults& faults, fault_call call, uint64_t nth) {
-    arm(faults, call, ENOMEM, nth, nth);
+enum Extent { ONE, FROM_THERE_ON };
+
+void armOne(const Faults& faults, fault_call call, uint64_t nth, Extent extent = ONE) {
+    arm(faults, call, ENOMEM, nth, extent == ONE ? nth : FOR_GOOD);
 }
 
 // Until it says so, or is gone.
@@ -46,15 +48,16 @@ Start countStarts() {
     return least;
 }
 
-// One start-up whose n-th allocation fails.
-void tryStart(const Start& start, uint64_t nth, Tally& tally) {
+// One start-up whose n-th allocation fails, or all from there on until it says that it is ready.
+void tryStart(const Start& start, uint64_t nth, Extent extent, Tally& tally) {
     constexpr int LATE_MS = 3000;
     Bench bench;
-    armOne(bench.faults, FAULT_ALLOCATION, nth);
+    armOne(bench.faults, FAULT_ALLOCATION, nth, extent);
     bench.unit.start({}, bench.faults.environment("v2x_soak_faults"));
     const bool ready = isReady(bench.unit);
     // The last ones may be made just after it said so.
     eventually([&] { return bench.faults->fired > 0 || bench.unit.daemon->wait(0) != -1; }, LATE_MS);
+    bench.faults->call = FAULT_NONE;
     if (!ready) {
         enterEnd(bench, nth, tally);
     } else if (isAtWork(bench, nth, tally)) {
@@ -69,13 +72,52 @@ uint64_t strideOf(uint64_t all, uint64_t atMost) {
 }
 
 // From the first to the last, at most so many tries.
-void tryStarts(const std::string& what, const Start& start, uint64_t first, uint64_t last, uint64_t atMost,
-               Table& table) {
+void tryStarts(const std::string& what, const Start& start, uint64_t first, uint64_t last, Extent extent,
+               uint64_t atMost, Table& table) {
+    if (last < first) {
+        table.atLeast(what + ": allocations counted", 0, 1);
+        return;
+    }
     const uint64_t all = last - first + 1;
     const uint64_t stride = strideOf(all, atMost);
-    Tally tally;
+    Tally tally{.isTakenDown = extent == FROM_THERE_ON};
     for (uint64_t nth = first; nth <= last; nth += stride) {
-        tryStart(start, nth, tally);
+        tryStart(start, nth, extent, tally);
+    }
+    show(what, tally, all, stride, table);
+}
+
+// Stops whose n-th allocation fails, or all from there on.
+void tryStops(const std::string& what, Extent extent, uint64_t atMost, Table& table) {
+    constexpr int END_MS = 10000;
+    const auto stop = [](Bench& bench, const std::function<void()>& prepare) {
+        bench.unit.startAndWaitReady({}, bench.faults.environment("v2x_soak_faults"));
+        EXPECT_TRUE(bench.work.reportArrives());
+        prepare();
+        bench.unit.daemon->signal(SIGTERM);
+        return bench.unit.daemon->wait(END_MS);
+    };
+    uint64_t all = 0;
+    {
+        Bench bench;
+        uint64_t before = 0;
+        EXPECT_EQ(stop(bench, [&] { before = bench.faults->counts[FAULT_ALLOCATION]; }), 0);
+        all = bench.faults->counts[FAULT_ALLOCATION] - before;
+    }
+    if (all == 0) {
+        table.atLeast(what + ": allocations counted", 0, 1);
+        return;
+    }
+    const uint64_t stride = strideOf(all, atMost);
+    Tally tally{.isTakenDown = true};
+    for (uint64_t nth = 1; nth <= all; nth += stride) {
+        Bench bench;
+        if (stop(bench, [&] { armOne(bench.faults, FAULT_ALLOCATION, nth, extent); }) == 0) {
+            tally.endings["ended with status 0"]++;
+        } else {
+            enterEnd(bench, nth, tally);
+        }
+        tally.tried += bench.faults->fired > 0 ? 1 : 0;
     }
     show(what, tally, all, stride, table);
 }
@@ -84,7 +126,8 @@ void tryStarts(const std::string& what, const Start& start, uint64_t first, uint
 // latter come by themselves, so many until now.
 struct Message {
     const char* name;
-    void (*send)(const Unit& unit, Work& work);
+    bool (*arrives)(const Unit& unit, Work& work); // one more comes through
+    void (*send)(const Unit& unit, Work& work) = nullptr;
     std::vector<std::string> cloud{};
     uint64_t (*passed)(const Unit& unit, const Work& work) = nullptr;
 };
@@ -100,17 +143,40 @@ uint64_t statuses(const Unit& /*unit*/, const Work& /*work*/) {
     return static_cast<uint64_t>(watch.ms() / STATUS_MS);
 }
 
+bool reportArrives(const Unit& /*unit*/, Work& work) {
+    return work.reportArrives();
+}
+bool frameArrives(const Unit& /*unit*/, Work& work) {
+    return work.frameArrives();
+}
+bool answerArrives(const Unit& unit, Work& /*work*/) {
+    return eventually([&] { return logToolAnswered(unit); });
+}
+bool replyArrives(const Unit& /*unit*/, Work& work) {
+    return work.replyArrives();
+}
+bool documentArrives(const Unit& /*unit*/, Work& work) {
+    return work.documentArrives();
+}
+
+// The status shows nowhere at once: the documents beside it come on the same thread.
 const Message MESSAGES[] = {
-    {"report", [](const Unit&, Work& work) { work.sendReport(); }},
-    {"frame", [](const Unit&, Work& work) { work.sendFrame(); }},
-    {"log request", [](const Unit& unit, Work&) { unit.controller.sendTo(unit.logToolPort, LOG_REQUEST); }},
+    {"report", reportArrives, [](const Unit&, Work& work) { work.sendReport(); }},
+    {"frame", frameArrives, [](const Unit&, Work& work) { work.sendFrame(); }},
+    {"log request", answerArrives,
+     [](const Unit& unit, Work&) { unit.controller.sendTo(unit.logToolPort, LOG_REQUEST); }},
     {"reply",
+     replyArrives,
      nullptr,
      {"--rate", "0", "--status", "none"},
      [](const Unit& unit, const Work&) { return documentsUp(unit); }},
-    {"document", nullptr, {"--rate", "100", "--phases", "2", "--status", "none"}, documentsDown},
-    {"document in pieces", nullptr, {"--rate", "100", "--phases", "24", "--status", "none"}, documentsDown},
-    {"cloud status", nullptr, {"--rate", "0", "--status-interval", "0.02"}, statuses},
+    {"document", documentArrives, nullptr, {"--rate", "100", "--phases", "2", "--status", "none"}, documentsDown},
+    {"document in pieces",
+     documentArrives,
+     nullptr,
+     {"--rate", "100", "--phases", "24", "--status", "none"},
+     documentsDown},
+    {"cloud status", documentArrives, nullptr, {"--rate", "2", "--phases", "2", "--status-interval", "0.02"}, statuses},
 };
 
 // A daemon at work.
@@ -122,10 +188,7 @@ struct Session : Bench {
             work.startCloud(message.cloud);
             EXPECT_TRUE(work.replyArrives(FOUND_MS));
         }
-        if (message.passed != nullptr) {
-            const uint64_t before = message.passed(unit, work);
-            EXPECT_TRUE(eventually([&] { return message.passed(unit, work) > before; }, FOUND_MS));
-        }
+        EXPECT_TRUE(message.arrives(unit, work)) << message.name;
     }
 };
 
@@ -184,7 +247,7 @@ void tryMessage(const Message& message, fault_call call, uint64_t all, uint64_t 
     const std::string what =
         std::string(message.name) + (call == FAULT_ALLOCATION_OWN ? ", own threads" : ", all threads");
     if (all == 0) {
-        table.note(what, "allocates nothing");
+        table.atLeast(what + ": allocations counted", 0, 1);
         return;
     }
     const uint64_t stride = strideOf(all, atMost);
@@ -198,10 +261,13 @@ void tryMessage(const Message& message, fault_call call, uint64_t all, uint64_t 
             break;
         }
         tally.tried++;
-        if (isAtWork(*session, nth, tally)) {
-            tally.endings["runs on"]++;
-        } else {
+        if (!isAtWork(*session, nth, tally)) {
             session.reset();
+        } else if (!message.arrives(session->unit, session->work)) {
+            tally.fault(nth, "none comes through any more");
+            session.reset();
+        } else {
+            tally.endings["runs on"]++;
         }
     }
     if (session && !message.cloud.empty() && !session->work.replyArrives()) {
@@ -215,11 +281,14 @@ void tryMessage(const Message& message, fault_call call, uint64_t all, uint64_t 
 void planMemory(const Options& options, Table& table) {
     const Start start = countStarts();
     const uint64_t tries = options.times;
-    tryStarts("libraries before main", start, 1, start.beforeMain, tries * 2, table);
+    tryStarts("libraries before main", start, 1, start.beforeMain, ONE, tries * 2, table);
+    tryStops("stop", ONE, tries * 3, table);
+    tryStops("stop, from there on", FROM_THERE_ON, tries, table);
     for (const Message& message : MESSAGES) {
         const Counted counted = countMessage(message);
         tryMessage(message, FAULT_ALLOCATION_OWN, counted.own, tries * 5, table);
         tryMessage(message, FAULT_ALLOCATION, counted.all, tries / 4 + 1, table);
     }
-    tryStarts("start-up", start, start.beforeMain + 1, start.all, tries * 30, table);
+    tryStarts("start-up", start, start.beforeMain + 1, start.all, ONE, tries * 30, table);
+    tryStarts("start-up, from there on", start, start.beforeMain + 1, start.all, FROM_THERE_ON, tries * 3, table);
 }

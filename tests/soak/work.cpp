@@ -36,6 +36,12 @@ bool Work::reportArrives(int milliseconds) {
     return arrived();
 }
 
+bool Work::frameArrives(int milliseconds) const {
+    const uint64_t before = m_desk.of(SOURCES); // it is smaller than those of the traffic
+    sendFrame();
+    return wait(milliseconds, [&] { return m_desk.of(SOURCES) > before; });
+}
+
 bool Work::documentArrives(int milliseconds) const {
     return wait(milliseconds, [&, before = documents()] { return documents() > before; });
 }

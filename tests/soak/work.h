@@ -16,8 +16,9 @@ public:
     void startCloud(std::vector<std::string> arguments);
     void endCloud();
 
-    // One more of each comes through; a report is sent for it. False at once when the daemon is gone.
+    // One more of each comes through; a report or a frame is sent for it. False at once when the daemon is gone.
     bool reportArrives(int milliseconds = 10000);
+    bool frameArrives(int milliseconds = 10000) const;
     bool documentArrives(int milliseconds = 10000) const;
     bool replyArrives(int milliseconds = 10000) const;
     // "" when all three do, else which do not.

@@ -91,8 +91,11 @@ bool isOnOwnThread() {
     return prctl(PR_GET_NAME, name) == 0 && strncmp(name, program_invocation_short_name, sizeof name - 1) != 0;
 }
 
+std::atomic<bool> g_isUncounted{false}; // what this library allocates itself
+
 bool allocationFails() {
-    return control() != nullptr && (fails(FAULT_ALLOCATION) || (isOnOwnThread() && fails(FAULT_ALLOCATION_OWN)));
+    return !g_isUncounted && control() != nullptr &&
+           (fails(FAULT_ALLOCATION) || (isOnOwnThread() && fails(FAULT_ALLOCATION_OWN)));
 }
 
 template <typename... Arguments>
@@ -107,6 +110,14 @@ int pollUntil(fault_call call, pollfd* entries, nfds_t count, const timespec* wa
         callKernel(call, SYS_ppoll, entries, count, wait != nullptr ? &left : nullptr, mask, MASK_BYTES));
 }
 
+// Made ready for a crash, in which it could not load what it needs.
+void prepareBacktrace() {
+    void* frame = nullptr;
+    g_isUncounted = true;
+    backtrace(&frame, 1);
+    g_isUncounted = false;
+}
+
 using Entry = int(int, char**, char**);
 Entry* g_entry = nullptr;
 
@@ -114,6 +125,7 @@ Entry* g_entry = nullptr;
 int enter(int argc, char** argv, char** variables) {
     if (fault_control* const faults = control(); faults != nullptr) {
         faults->beforeMain = faults->counts[FAULT_ALLOCATION].load();
+        prepareBacktrace();
     }
     return g_entry(argc, argv, variables);
 }
