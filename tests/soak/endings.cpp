@@ -141,7 +141,8 @@ void enterEnd(Bench& bench, uint64_t nth, Tally& tally) {
         tally.endings["ended in order"]++;
     } else if (status == NO_SCANNER_STATUS && bench.unit.err().find(NO_SCANNER) != std::string::npos) {
         tally.endings["ended by libconfig, status 2"]++;
-    } else if (status >= 128 && startsWithOne(ender.name, ENDERS) && (!ender.isCaughtByNone || tally.isTakenDown)) {
+    } else if (status >= 128 && startsWithOne(ender.name, ENDERS) &&
+               (!ender.isCaughtByNone || tally.isMadeOrTakenDown)) {
         tally.endings["ended by " + ender.name]++;
     } else {
         tally.fault(nth, (status == -1 ? "hangs" : "status " + std::to_string(status)) + " in " + ender.name +

@@ -12,7 +12,7 @@
 
 // How tries ended.
 struct Tally {
-    bool isTakenDown = false; // the DDS library, without memory: what it throws then ends the process
+    bool isMadeOrTakenDown = false; // the DDS library: what it throws then may meet destructors of its own
     int64_t tried = 0;
     std::map<std::string, int64_t> endings{}; // that may be
     std::vector<std::string> faults{};        // what was not to be

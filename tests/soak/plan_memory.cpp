@@ -80,7 +80,7 @@ void tryStarts(const std::string& what, const Start& start, uint64_t first, uint
     }
     const uint64_t all = last - first + 1;
     const uint64_t stride = strideOf(all, atMost);
-    Tally tally{.isTakenDown = extent == FROM_THERE_ON};
+    Tally tally{.isMadeOrTakenDown = true};
     for (uint64_t nth = first; nth <= last; nth += stride) {
         tryStart(start, nth, extent, tally);
     }
@@ -109,7 +109,7 @@ void tryStops(const std::string& what, Extent extent, uint64_t atMost, Table& ta
         return;
     }
     const uint64_t stride = strideOf(all, atMost);
-    Tally tally{.isTakenDown = true};
+    Tally tally{.isMadeOrTakenDown = true};
     for (uint64_t nth = 1; nth <= all; nth += stride) {
         Bench bench;
         if (stop(bench, [&] { armOne(bench.faults, FAULT_ALLOCATION, nth, extent); }) == 0) {
