@@ -245,6 +245,8 @@ TEST_F(Start, FailuresOfOtherStepsDoNotEndIt) {
 TEST(Service, TheWatchdogHalvesThePause) {
     unsetenv("WATCHDOG_USEC");
     EXPECT_EQ(v2xspatconv_ServiceInterval(5000), 5000);
+    setenv("WATCHDOG_USEC", "60000000", 1);
+    EXPECT_EQ(v2xspatconv_ServiceInterval(5000), 5000);
     setenv("WATCHDOG_USEC", "3000000", 1);
     EXPECT_EQ(v2xspatconv_ServiceInterval(5000), 1500);
     setenv("WATCHDOG_USEC", "1", 1);

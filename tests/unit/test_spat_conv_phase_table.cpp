@@ -73,13 +73,13 @@ TEST(Lookup, StaysInsideTheTable) {
     EXPECT_EQ(found(v2xspatconv_match::last, table, 2), 3827);
 }
 
-// What is copied of a table whose first entry is mapped to SPAT phase 2 as well.
+// What is copied of a table whose first entry is mapped to SPAT phase 4 as well.
 TEST(Copy, LeavesOutWhatDoesNotFitTheRecordAndKeepsTheCount) {
     spat_conv_config_t config = {};
-    config.m_phase_relationship.m_phaseid[2] = 1;
-    config.m_phase_relationship.m_phaseid[4] = 300; // matches nothing
+    config.m_phase_relationship.m_phaseid[2] = 300; // matches nothing
+    config.m_phase_relationship.m_phaseid[4] = 1;
     Table table;
-    table.add(1, 255).add(4, 1); // 2 x 3827 bytes are more than the record holds
+    table.add(1, 255).add(5, 1); // 2 x 3827 bytes are more than the record holds
     uint8_t record[V2XIPC_RECORD_SIZE] = {};
     auto* head = reinterpret_cast<v2xipc_phases_t*>(record);
     head->m_phaseNum = 77;
@@ -87,7 +87,8 @@ TEST(Copy, LeavesOutWhatDoesNotFitTheRecordAndKeepsTheCount) {
     EXPECT_EQ(head->m_phaseNum, 77) << "the count stays as the device reported it";
     EXPECT_EQ(record[13] * 256 + record[14], 256 + 255);
     EXPECT_EQ(record[13 + 3827], 0);
-    EXPECT_EQ(fakes::logged("phase 2 does not fit the SPAT record").size(), 1U);
+    EXPECT_EQ(fakes::logged("Get PhaseID error:300 77").front().level, 7);
+    EXPECT_EQ(fakes::logged("phase 4 does not fit the SPAT record").size(), 1U);
     EXPECT_EQ(fakes::logged("======Ipc phaseId1:0[0]======").front().level, 5);
 }
 

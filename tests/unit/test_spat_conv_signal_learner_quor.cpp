@@ -27,6 +27,7 @@ const char PHASE_3_GREEN_15_S[] = "FEFE10 000A 000100 03010F00000000";
 
 TEST_F(Learner, ReportsBecomeRecords) {
     fakes::cfgTree["rsuSpatConfigInfo.PhaseRelationship.PhaseID13"] = 17;
+    fakes::cfgTree["rsuSpatConfigInfo.PhaseRelationship.PhaseID14"] = 44;
     ASSERT_EQ(start(), 0);
     std::string thirtyThree = "FEFE10 00EA 002100";
     for (int i = 0; i < 32; i++) {
@@ -41,6 +42,9 @@ TEST_F(Learner, ReportsBecomeRecords) {
          "5; 1:5:0 2:3:10 3:7:2540 4:0:50 5:0:50"},
         {"a phase above 32 counts but does not travel", "FEFE10 0011 000200 28010F00000000 01011000000000",
          "2; 1:5:160"},
+        {"0 and 33 do not travel, 32 does", "FEFE10 0018 000300 00010100000000 20020200000000 21030300000000",
+         "3; 32:3:20"},
+        {"a device phase above 32 that is mapped", "FEFE10 000A 000100 2C020200000000", "1; 14:3:20"},
         {"the last of two equal phases", "FEFE10 0011 000200 05010F00000000 05021000000000", "2; 5:3:160"},
         {"SPAT phase 13 shows device phase 17, phase 17 too",
          "FEFE10 0018 000300 0D010100000000 11020200000000 01030300000000", "3; 1:7:30 13:3:20 17:3:20"},

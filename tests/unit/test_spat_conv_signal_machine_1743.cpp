@@ -336,6 +336,14 @@ TEST_F(Controller, StartStopsAtTheFirstFailure) {
     EXPECT_EQ(fakes::tasks.size(), 3U) << "the tasks keep running";
 }
 
+TEST_F(Controller, AnIdentityOutOfRangeSendsNothingAndCounts) {
+    fakes::cfgTree["rsuSpatConfigInfo.regionId"] = 70000;
+    ASSERT_EQ(start(), 0);
+    EXPECT_THAT(recordsOf(frame(payload(ONE_LINK))), IsEmpty());
+    EXPECT_THAT(messages(), ElementsAre("2 asn param error", "3 DealSignalMachineToIpcSpat error"));
+    EXPECT_EQ(runStatus(), 1);
+}
+
 TEST_F(Controller, NothingIsReadFromNull) {
     ASSERT_EQ(start(), 0);
     static SerialBuffer_t ring;

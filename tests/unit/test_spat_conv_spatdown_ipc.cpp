@@ -1,6 +1,8 @@
 // What the record of a SPAT holds, byte by byte.
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "spat_conv_spatdown_ipc.h"
 #include "spat_conv_spatdown_json.h"
 #include "spatdown_test.h"
@@ -72,7 +74,7 @@ TEST_F(Record, IdentityAndTimeOfTheReading) {
     first().timeStamp = nullptr;
 }
 
-TEST_F(Record, CountsBeyondTheirFieldsAndListsWithGaps) {
+TEST_F(Record, CountsBeyondTheirFields) {
     read(R"([{"phaseId":7,"phaseStates":[]}])");
     const struct {
         int phases;
@@ -107,6 +109,24 @@ TEST_F(Record, CountsBeyondTheirFieldsAndListsWithGaps) {
     stateList.count = 0;
     list.array = ownArray;
     list.count = 1;
+}
+
+TEST_F(Record, ListsWithGaps) {
+    read(FOUR_PHASES);
+    auto& phases = first().phases.list;
+    auto& states = phases.array[1]->phaseStates.list;
+    std::swap(phases.array[0], phases.array[3]);
+    Phase_t* const lost = std::exchange(phases.array[0], nullptr);
+    PhaseState_t* const lostState = std::exchange(states.array[0], nullptr);
+    phases.count = 2;
+    expect(CORRECTED, R"(02000100 0201 FFFFFFFF FFFF 02
+        00 00
+        02 02  00 00 0000 A18C FFFF FFFF FFFF FFFF FF
+               00 07 0000 A18C FFFF FFFF FFFF FFFF FF)");
+    expect(SETTLED, "02000100 0201 FFFFFFFF FFFF 02  00 00 02 02");
+    phases.count = 4;
+    phases.array[0] = lost;
+    states.array[0] = lostState;
 }
 
 TEST_F(Record, ScaledTimes) {

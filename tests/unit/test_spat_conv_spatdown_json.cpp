@@ -278,6 +278,21 @@ TEST(Document, WithoutMemory) {
             EXPECT_EQ(takeLog(), outcomes[i].second) << i;
         }
     }
+    // Read the settled way, every failure is survived, and told where it costs the document.
+    for (auto* const counter : {&no_memory::callocs, &no_memory::reallocs}) {
+        bool hasFailed = true;
+        for (int nth = 1; hasFailed; nth++) {
+            const Spat spat = newSpat();
+            counter->left = nth;
+            const int32_t ret = v2xspatconv_SpatJsonToStruct(text.c_str(), spat.get(), SETTLED);
+            hasFailed = counter->left == 0;
+            counter->left = 0;
+            const Lines lines = takeLog();
+            const bool isDropped = !lines.empty() && lines.back() == dropped;
+            EXPECT_EQ(ret, isDropped ? -3 : 0) << nth;
+            EXPECT_TRUE(hasFailed || !isDropped);
+        }
+    }
 }
 
 } // namespace

@@ -100,6 +100,7 @@ TEST_F(Cloud, TopicNames) {
     } cases[] = {
         {"rsu/", "", "/spat/up", "rsu//spat/up"},
         {"/status", nullptr, "/spat/up", "/status"},
+        {"/status", "RSU0001", nullptr, "/status"},
         {"rsu/", longIdentity.c_str(), "/spat/up", "rsu/" + std::string(123, 'x')},
         {longIdentity.c_str(), nullptr, nullptr, std::string(127, 'x')},
     };

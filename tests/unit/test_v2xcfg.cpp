@@ -50,6 +50,7 @@ TEST_F(V2xCfg, RefusedTexts) {
         {"a = 1;\n  @include \"other.cfg\"\n", ":2: @include is not supported"},
         {"a = 2147483647;\nb = 2147483648;", ":2: 2147483648 is out of range, it needs more than 32 bits"},
         {"//\n/**/a = 0x100000000;", ":2: 0x100000000 is out of range"},
+        {"a = 0xFFFFFFFF;", ":1: 0xFFFFFFFF is out of range"},
         {"a = -2147483649;", ":1: -2147483649 is out of range"},
         {"a = 9223372036854775808L;", ":1: 9223372036854775808L is out of range, it needs more than 64 bits"},
         {"a = 1e400;", ":1: 1e400 is out of range"},
@@ -61,6 +62,8 @@ TEST_F(V2xCfg, RefusedTexts) {
         {"a = \"\\\"", ":1: string has no end"},
         {"a = \"\n\\x00\";", ":2: a string cannot hold \\x00"},
         {"a = 1;\n/* b = 2;\n", ":2: comment has no end"},
+        {"a = 1; /*/", ":1: comment has no end"},
+        {"# \0"s, ":1: NUL byte"},
         {"a = 1;\n\0b = 2;"s, ":2: NUL byte"},
         {"a = 1;\n!", ":2: unexpected character '!'"},
         {"\xef\xbb\xbf"

@@ -55,6 +55,7 @@ TEST(IpcConf, IsWhatTheFileSaysAndDefaultsElse) {
          0,
          {7, 20002, 20003, 20010, "127.0.0.1"},
          "ipc.spatconv_logtool_rcvport: port 0 out of range"},
+        {"ipc = { spat_conv_rcvport = -1; };", 0, {}, "ipc.spat_conv_rcvport: port -1 out of range"},
         {"ipc = { app_rs_rcvport = 65536; };", 0, {}, "ipc.app_rs_rcvport: port 65536 out of range"},
         {"ipc = { hosts = { RSU_RCV = \"localhost\"; }; };", 0, {}, "\"localhost\" is not a dotted IPv4 address"},
         {"ipc = { hosts = { RSU_RCV = \"127.0.0.1.127.0.0.1.127.0.0.1.127.0.0.1\"; }; };", 0, {}, "ipc.hosts.RSU_RCV"},

@@ -391,28 +391,29 @@ TEST_F(V2xLog, OutageTellsOnceGoesToStderrAndComesBack) {
     const struct {
         const char* reason;
         bool keepsFile;
+        bool needsImmutable;
         std::function<void()> begin;
         std::function<void()> end;
     } rows[] = {
-        {"File too large", true, [this] { SetLimit(RLIMIT_FSIZE, fs::file_size(path) + 10); },
+        {"File too large", true, false, [this] { SetLimit(RLIMIT_FSIZE, fs::file_size(path) + 10); },
          [] { SetLimit(RLIMIT_FSIZE, RLIM_INFINITY); }},
         // A file that could not be renamed would be wiped when it is full.
-        {"the folder cannot be written, the file could not be rotated", true, [&] { SetImmutable(parent, true); },
+        {"the folder cannot be written, the file could not be rotated", true, true, [&] { SetImmutable(parent, true); },
          [&] { SetImmutable(parent, false); }},
-        {"not a regular file", false,
+        {"not a regular file", false, false,
          [this] {
              fs::remove(path);
              fs::create_directory(path);
          },
          [this] { fs::remove(path); }},
-        {"Not a directory", false,
+        {"Not a directory", false, false,
          [this] {
              fs::remove_all(folder / "a");
              std::ofstream(folder / "a") << "in the way";
          },
          [this] { fs::remove(folder / "a"); }},
         // Last, as the sanitizers need descriptors of their own for the first look at a class.
-        {"Too many open files", false,
+        {"Too many open files", false, false,
          [this] {
              fs::remove(path);
              SetLimit(RLIMIT_NOFILE, 3);
@@ -424,7 +425,7 @@ TEST_F(V2xLog, OutageTellsOnceGoesToStderrAndComesBack) {
         Start(0);
         v2xlog_Print(tag, V2XLOG_INFO, std::string(4000, 'f').c_str()); // more than standard error will hold
         for (const auto& row : rows) {
-            if (&row == &rows[1] && !hasImmutable) {
+            if (row.needsImmutable && !hasImmutable) {
                 continue; // no right to, or another file system
             }
             SCOPED_TRACE(row.reason);
@@ -454,6 +455,9 @@ TEST_F(V2xLog, OutageTellsOnceGoesToStderrAndComesBack) {
         }
     });
     SetImmutable(parent, false);
+    if (!hasImmutable) {
+        GTEST_SKIP() << "all but the folder that cannot be written was looked at";
+    }
 }
 
 TEST_F(V2xLog, StartWithoutAFileTellsWhy) {

@@ -206,6 +206,7 @@ TEST(Task, RefusesUnfitParameters) {
         {"no routine", [](v2xpub_TaskInitPara_t& para) { para.f_tskFunExec = nullptr; }},
         {"event", [](v2xpub_TaskInitPara_t& para) { para.m_eventTrigFlag = true; }},
         {"short period", [](v2xpub_TaskInitPara_t& para) { para.m_intervals = 999; }},
+        {"type below", [](v2xpub_TaskInitPara_t& para) { para.m_tskType = e_v2xtask_type{-1}; }},
         {"type above", [](v2xpub_TaskInitPara_t& para) { para.m_tskType = e_v2xtask_type{4}; }},
         {"priority 0", [](v2xpub_TaskInitPara_t& para) { para.m_priority = 0; }},
         {"priority 100", [](v2xpub_TaskInitPara_t& para) { para.m_priority = 100; }},

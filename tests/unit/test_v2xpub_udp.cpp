@@ -73,8 +73,8 @@ protected:
 
     Inbox m_inbox;
     V2X_UDPSOCKHANDLE m_socket = nullptr;
-    uint16_t m_port = Peer().Port(); // free a moment ago
     Peer m_peer;
+    uint16_t m_port = Peer().Port(); // free a moment ago
 };
 
 TEST_F(Udp, DatagramsArriveWholeAndAreAnsweredAndTooLongOnesAreDropped) {
