@@ -2,7 +2,7 @@
 // the order of its callback: "LENGTH HASH". No role destroys its participant.
 // usage: dds_peer DOMAIN SETTING read TOPIC
 //        dds_peer DOMAIN SETTING exit FROM TO    reads and floods, and leaves main after a while
-//        dds_peer DOMAIN SETTING leave FROM TO   the same, but calls exit(7) from its first callback
+//        dds_peer DOMAIN SETTING leave FROM TO   the same, but calls exit(7) from its first callback, and main stays
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -61,7 +61,8 @@ int main(int argc, char** argv) {
         v2xlog_AddTag("SDDS", &tag);
     }
     g_participant = create_dds();
-    declare(argv, argv[4], argv[3] == std::string("leave") ? leave : print);
+    const bool isLeaving = argv[3] == std::string("leave");
+    declare(argv, argv[4], isLeaving ? leave : print);
     const char* const to = argc > 5 ? argv[5] : nullptr;
     if (to != nullptr) {
         declare(argv, to, nullptr);
@@ -74,7 +75,7 @@ int main(int argc, char** argv) {
     }
     std::thread(flood, to).detach();
     std::thread(flood, to).detach();
-    while (!g_isReading || get_match_cnt(g_participant, to) < 1) {
+    while (isLeaving || !g_isReading || get_match_cnt(g_participant, to) < 1) {
         wait(5);
     }
     wait(100);

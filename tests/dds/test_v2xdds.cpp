@@ -1,12 +1,13 @@
 // The DDS library within one process: calls, pieces, order, life, and what the process shows of it.
 #include <gmock/gmock.h>
 #include <netinet/in.h>
+#include <sys/inotify.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <climits>
 #include <csignal>
 #include <deque>
 #include <filesystem>
@@ -503,12 +504,14 @@ TEST_F(Pair, LeavesSignalsToTheMainThreadAndStandardOutputAlone) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
-// A profile file that is a pipe without a writer: whoever opens it waits for ever.
+// The folder tells of every file in it that is opened.
 TEST(Profiles, AreNotLoaded) {
     const TempFolder folder;
     for (const char* name : {"/DEFAULT_FASTRTPS_PROFILES.xml", "/profiles.xml", "/environment.json"}) {
-        ASSERT_EQ(mkfifo((folder.path() + name).c_str(), 0600), 0);
+        writeFile(folder.path() + name, "{}");
     }
+    const int opened = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    ASSERT_GE(inotify_add_watch(opened, folder.path().c_str(), IN_OPEN), 0);
     ASSERT_EQ(chdir(folder.path().c_str()), 0);
     setenv("FASTRTPS_DEFAULT_PROFILES_FILE", "profiles.xml", 1);
     setenv("FASTDDS_ENVIRONMENT_FILE", "environment.json", 1);
@@ -521,6 +524,11 @@ TEST(Profiles, AreNotLoaded) {
     ASSERT_TRUE(both.awaits("t", 1));
     ASSERT_EQ(both.send("t", Bytes(1)), 0);
     EXPECT_TRUE(Inbox::of().holds(1));
+    alignas(inotify_event) char event[sizeof(inotify_event) + NAME_MAX + 1] = {};
+    EXPECT_EQ(read(opened, event, sizeof event), -1) << event + sizeof(inotify_event);
+    readFile("profiles.xml"); // the watch sees it
+    EXPECT_GT(read(opened, event, sizeof event), 0);
+    close(opened);
 }
 
 } // namespace

@@ -1,12 +1,22 @@
 // The DDS library between processes: peers that stop, end or are foreign.
+#include <fastdds/rtps/RTPSDomain.h>
+#include <fastdds/rtps/attributes/WriterAttributes.h>
+#include <fastdds/rtps/history/WriterHistory.h>
+#include <fastdds/rtps/participant/RTPSParticipant.h>
+#include <fastdds/rtps/writer/RTPSWriter.h>
+#include <fastrtps/qos/WriterQos.h>
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <csignal>
 #include <thread>
 
+#include "counts.h"
 #include "dds/dds_test.h"
+#include "v2xdds_qos.h"
+#include "v2xdds_transport.h"
 
 namespace {
 
@@ -17,7 +27,9 @@ const std::string CYCLONE_ON_LOOPBACK =
     "<ParticipantIndex>auto</ParticipantIndex><MaxAutoParticipantIndex>31</MaxAutoParticipantIndex>"
     "<Peers><Peer address=\"127.0.0.1\"/></Peers></Discovery></Domain></CycloneDDS>";
 
+using testing::ElementsAre;
 using testing::ElementsAreArray;
+namespace rtps = eprosima::fastrtps::rtps;
 using Clock = std::chrono::steady_clock;
 
 const std::string REAL_TIME = "2";
@@ -63,6 +75,24 @@ TEST(Peers, StoppedReaderDelaysNoSender) {
         const auto lines = now.lines();
         return !lines.empty() && lines.back() == describe("", 1);
     }));
+}
+
+TEST(Peers, ShortlyStoppedReaderLosesNothingThatIsKept) {
+    Participant here;
+    here.writes("all", DDS_HISTORY_ALL);
+    here.start();
+    Peer peer("dds_peer", {"0", "read", "all"});
+    ASSERT_TRUE(here.awaits("all", 1));
+    peer.process().signal(SIGSTOP);
+    std::vector<std::string> expected;
+    for (uint8_t seed = 0; seed < 200; seed++) {
+        const auto pieces = piecesOf(pattern(10240, seed));
+        expected.insert(expected.end(), pieces.begin(), pieces.end());
+        ASSERT_EQ(here.send("all", pattern(10240, seed)), 0);
+    }
+    peer.process().signal(SIGCONT);
+    EXPECT_TRUE(eventually([&] { return peer.lines().size() >= expected.size(); }));
+    EXPECT_THAT(peer.lines(), ElementsAreArray(expected));
 }
 
 // From main, and from a callback.
@@ -127,6 +157,53 @@ TEST(Foreign, CycloneSamplesArriveInPieces) {
     Peer peer("cyclone_peer", arguments, {CYCLONE_ON_LOOPBACK});
     EXPECT_TRUE(Inbox::of().holds(expected.size())) << peer.errors();
     EXPECT_THAT(Inbox::of().all(), ElementsAreArray(expected));
+}
+
+// A writer below the types: a sample is what it is given.
+class RawWriter {
+public:
+    explicit RawWriter(const char* topic)
+        : m_participant(rtps::RTPSDomain::createParticipant(static_cast<uint32_t>(testDomain()),
+                                                            v2xdds_ParticipantAttributes("127.0.0.1", m_number))) {
+        rtps::WriterAttributes attributes; // which keep what was sent for a reader that comes
+        attributes.endpoint.durabilityKind = rtps::TRANSIENT_LOCAL;
+        attributes.times.heartbeatPeriod = {0, 100'000'000};
+        m_writer = rtps::RTPSDomain::createRTPSWriter(m_participant, attributes, &m_history);
+        eprosima::fastrtps::WriterQos qos;
+        qos.m_durability.kind = eprosima::fastrtps::TRANSIENT_LOCAL_DURABILITY_QOS;
+        m_participant->registerWriter(m_writer, v2xdds_TopicAttributes(topic), qos);
+    }
+    ~RawWriter() { rtps::RTPSDomain::removeRTPSParticipant(m_participant); }
+    RawWriter(const RawWriter&) = delete;
+    RawWriter& operator=(const RawWriter&) = delete;
+
+    void send(const Bytes& sample) {
+        const auto size = static_cast<uint32_t>(sample.size());
+        rtps::CacheChange_t* const change = m_writer->new_change([size] { return size; }, rtps::ALIVE);
+        std::copy(sample.begin(), sample.end(), change->serializedPayload.data);
+        change->serializedPayload.length = size;
+        m_history.add_change(change);
+    }
+
+private:
+    const v2xdds_number m_number{"127.0.0.1", testDomain()};
+    rtps::WriterHistory m_history{{rtps::PREALLOCATED_WITH_REALLOC_MEMORY_MODE, 64, 1, 100}};
+    rtps::RTPSParticipant* const m_participant;
+    rtps::RTPSWriter* m_writer = nullptr;
+};
+
+TEST(Foreign, SamplesOfAnotherEncodingAreRefusedAndTheNextOnesTaken) {
+    Participant here;
+    here.reads("t", Inbox::take<>, DDS_HISTORY_ALL);
+    here.start();
+    RawWriter foreign("t");
+    for (const Bytes& sample : {Bytes{0, 3, 0, 0, 1, 0, 0, 0, 1}, Bytes{0, 1, 0, 0, 1, 0, 0, 0, 42},
+                                Bytes{0, 1, 0, 0, 255, 255, 255, 255, 1}, Bytes{0, 0, 0, 0, 0, 0, 0, 1, 43}}) {
+        foreign.send(sample);
+    }
+    EXPECT_TRUE(Inbox::of().holds(2));
+    EXPECT_THAT(Inbox::of().all(), ElementsAre(describe("*", 1), describe("+", 1)));
+    EXPECT_EQ(countsOf("dds")["refused"], 2U);
 }
 
 } // namespace
