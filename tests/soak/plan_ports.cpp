@@ -1,8 +1,14 @@
 // Ports that somebody else has: each of the daemon's own, and those of the loop-back DDS.
+#include <fstream>
+#include <functional>
+#include <iterator>
 #include <memory>
+#include <set>
+#include <sstream>
 
 #include "paths.h"
 #include "plans.h"
+#include "watch.h"
 
 namespace {
 
@@ -23,14 +29,34 @@ Ports ddsPorts(int numbers, const Ports& kinds) {
     return ports;
 }
 
-// The number of the first DDS port of this kind that is taken; -1 when none is.
-int numberOf(uint16_t first) {
-    for (int number = 0; number < DDS_NUMBERS; number++) {
-        if (!isFree(static_cast<uint16_t>(first + 2 * number))) {
-            return number;
+// The UDP ports that a process has.
+std::set<uint16_t> portsOf(pid_t pid) {
+    std::set<std::string> sockets;
+    for (const auto& [descriptor, target] : descriptorsOf(pid)) {
+        sockets.insert(target);
+    }
+    std::set<uint16_t> ports;
+    std::ifstream table("/proc/" + std::to_string(pid) + "/net/udp");
+    std::string line;
+    for (std::getline(table, line); std::getline(table, line);) {
+        std::istringstream words(line);
+        const std::vector<std::string> fields{std::istream_iterator<std::string>(words), {}};
+        if (fields.size() > 9 && sockets.count("socket:[" + fields[9] + "]") > 0) {
+            ports.insert(static_cast<uint16_t>(std::stoi(fields[1].substr(fields[1].find(':') + 1), nullptr, 16)));
         }
     }
-    return -1;
+    return ports;
+}
+
+// The first number whose two DDS ports are both so; "none" when there is no such number.
+std::string numberOf(const std::function<bool(uint16_t port)>& isSo) {
+    for (int number = 0; number < DDS_NUMBERS; number++) {
+        if (isSo(static_cast<uint16_t>(DDS_DISCOVERY + 2 * number)) &&
+            isSo(static_cast<uint16_t>(DDS_SAMPLES + 2 * number))) {
+            return std::to_string(number);
+        }
+    }
+    return "none";
 }
 
 std::string lineWith(const std::string& log, const std::string& text) {
@@ -59,12 +85,11 @@ const struct Row {
     Ports (*taken)(const FixedUnit& unit);
     const char* said; // in the log, of what; null: nothing
     const char* working;
-    int number = 0;    // of the DDS ports it has, at least; -1: none
     bool beats = true; // heartbeats reach the learner
 } ROWS[] = {
     {"taken: none", [](const FixedUnit&) { return Ports{}; }, nullptr, ALL_PATHS},
     {"taken: the learner's", [](const FixedUnit& unit) { return Ports{unit.reportPort}; }, "socket QUOR_RECV_SG",
-     "controller down up logtool", 0, false},
+     "controller down up logtool", false},
     {"taken: the controller's", [](const FixedUnit& unit) { return Ports{unit.framePort}; }, "socket 1743_RECV_SG",
      "learner down up logtool"},
     {"taken: the log tool's", [](const FixedUnit& unit) { return Ports{unit.logToolPort}; }, "socket SPAT_C_LOGTOOL",
@@ -77,26 +102,17 @@ const struct Row {
      [](const FixedUnit&) {
          return ddsPorts(FIRST, {DDS_DISCOVERY, DDS_SAMPLES});
      },
-     nullptr, ALL_PATHS, FIRST},
+     nullptr, ALL_PATHS},
     {"DDS ports of the first 3, discovery", [](const FixedUnit&) { return ddsPorts(FIRST, {DDS_DISCOVERY}); }, nullptr,
-     ALL_PATHS, FIRST},
+     ALL_PATHS},
     {"DDS ports of the first 3, samples", [](const FixedUnit&) { return ddsPorts(FIRST, {DDS_SAMPLES}); }, nullptr,
-     ALL_PATHS, FIRST},
+     ALL_PATHS},
     {"DDS ports all taken",
      [](const FixedUnit&) {
          return ddsPorts(DDS_NUMBERS, {DDS_DISCOVERY, DDS_SAMPLES});
      },
-     "cannot join domain 200", "learner controller logtool", -1},
+     "cannot join domain 200", "learner controller logtool"},
 };
-
-void checkNumber(const Row& row, Table& table) {
-    const int discovery = numberOf(DDS_DISCOVERY);
-    const int samples = numberOf(DDS_SAMPLES);
-    const bool isRight = row.number < 0 ? discovery == row.number : discovery >= row.number;
-    table.check(std::string(row.what) + ": the daemon's number", isRight && samples == discovery,
-                std::to_string(discovery) + ", samples " + std::to_string(samples),
-                row.number < 0 ? "none" : ">= " + std::to_string(row.number) + ", both the same");
-}
 
 // The ports are held until the daemon is ready: everything on this machine that speaks DDS shares some of them.
 void tryRow(const Row& row, Table& table) {
@@ -106,11 +122,13 @@ void tryRow(const Row& row, Table& table) {
     for (Peer* peer : {&unit.recordPort, &unit.requestPort, &unit.held[0], &unit.held[1], &unit.held[2]}) {
         peer->release();
     }
+    std::string number;
     {
         std::vector<std::unique_ptr<Peer>> holds;
         for (const uint16_t port : taken) {
             holds.push_back(isFree(port) ? std::make_unique<Peer>(port) : nullptr); // else somebody has it
         }
+        number = numberOf(isFree);
         unit.startAndWaitReady();
     }
     const std::string what = row.what;
@@ -121,9 +139,9 @@ void tryRow(const Row& row, Table& table) {
             said.starts_with("socket") ? " at 0.0.0.0:" + std::to_string(taken[0]) + ": Address already in use" : "";
         table.check(what + ": the log", seen.starts_with(said + port), seen, said + port);
     }
-    if (row.number != 0) {
-        checkNumber(row, table);
-    }
+    const std::set<uint16_t> ports = portsOf(unit.daemon->pid());
+    const std::string has = numberOf([&](uint16_t port) { return ports.count(port) > 0; });
+    table.check(what + ": the daemon's number", has == number, has, number);
     checkPaths(unit, desk, what + ": at work", table, row.working);
     const uint64_t beats = heartbeats(unit);
     table.check(what + ": heartbeats", row.beats ? beats > 0 && beats != UINT64_MAX : beats == 0, std::to_string(beats),
