@@ -42,7 +42,7 @@ inline void writeFile(const std::string& path, const std::string& text) {
 
 // Asks again until it is so, at most so long.
 template <typename Condition>
-bool eventually(Condition condition, int milliseconds = 60000) {
+bool eventually(Condition condition, int milliseconds = 20000) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end) {

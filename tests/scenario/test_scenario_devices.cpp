@@ -18,7 +18,7 @@ uint64_t number(const Bytes& bytes, size_t at, size_t size) {
 
 TEST(ScenarioDevices, TheExampleReportArrivesByteForByte) {
     Unit unit;
-    unit.startAndWaitReady();
+    unit.startAndWaitReady({}, {"WATCHDOG_USEC="});
     const uint64_t before = static_cast<uint64_t>(time(nullptr));
     unit.learner.sendTo(unit.reportPort, hex("FEFE10 000A 000100 03010F00000000"));
     Bytes frame = unit.stack.receive().value();
@@ -37,6 +37,7 @@ TEST(ScenarioDevices, TheExampleReportArrivesByteForByte) {
                          "02000100 0000 00000000 0000 01  03 01 01 05 0000 9600 FFFF FFFF FFFF FFFF FF"));
     unit.daemon->signal(SIGTERM);
     EXPECT_EQ(unit.notify.receive(), "STOPPING=1") << "and no sign of life for a manager that asked for none";
+    EXPECT_EQ(unit.daemon->wait(20000), 0);
 }
 
 // Both devices and the stack application played by the simulators: every report that is framed well and every good

@@ -1,10 +1,27 @@
 // Start-up, configuration errors and the service manager's view, with the real daemon.
 #include <csignal>
+#include <filesystem>
 #include <gtest/gtest.h>
 
 #include "unit.h"
 
 namespace {
+
+void expectStopSignalsAtMainAlone(pid_t pid) {
+    const uint64_t stopSignals = 1U << (SIGINT - 1) | 1U << (SIGQUIT - 1) | 1U << (SIGTERM - 1);
+    int others = 0;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {
+        const std::string status = readFile(task.path().string() + "/status");
+        if (status.empty()) {
+            continue; // it has ended meanwhile
+        }
+        const uint64_t blocked = std::stoull(status.substr(status.find("SigBlk:") + 7), nullptr, 16);
+        const bool isMain = task.path().filename() == std::to_string(pid);
+        others += isMain ? 0 : 1;
+        EXPECT_EQ(blocked & stopSignals, isMain ? 0 : stopSignals) << status;
+    }
+    EXPECT_GE(others, 10);
+}
 
 TEST(ScenarioStart, TheServiceManagerIsToldAndItsWatchdogServed) {
     Unit unit;
@@ -12,6 +29,7 @@ TEST(ScenarioStart, TheServiceManagerIsToldAndItsWatchdogServed) {
     for (int i = 0; i < 3; i++) {
         EXPECT_EQ(unit.notify.receive(), "WATCHDOG=1");
     }
+    expectStopSignalsAtMainAlone(unit.daemon->pid());
     unit.daemon->signal(SIGINT);
     std::string told;
     while ((told = unit.notify.receive()) == "WATCHDOG=1") {
