@@ -3,6 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+
+#include "frame_1743.h"
 #include "unit.h"
 
 namespace {
@@ -42,14 +46,23 @@ TEST(ScenarioCloud, TrafficComesBackWithItsPeers) {
     Unit unit;
     unit.startCloudSimulator({"--rate", "0", "--status", "1", "--status-interval", "0.5"});
     unit.startAndWaitReady();
-    unit.startStackSimulator({"--bad-replies", "0.4", "--seed", "3"}); // which keep back none of the good ones
+    EXPECT_TRUE(eventually([&] { return unit.log().find("/spat/up: 1 readers") != std::string::npos; }));
     unit.learner.release();
-    unit.simulate("learner", {"--target", addressOf(unit.reportPort), "--listen", std::to_string(unit.learner.port()),
-                              "--rate", "10", "--phases", "4", "--count", "2"});
-    const auto documentsArrive = [&] {
-        return eventually([&] { return times(unit.simulatorOutput("cloud"), "\"phaseId\":4") >= 2; }, 10000);
+    const auto startReplies = [&](const std::vector<std::string>& options) {
+        unit.startStackSimulator(options);
+        unit.simulate("learner",
+                      {"--target", addressOf(unit.reportPort), "--listen", std::to_string(unit.learner.port()),
+                       "--rate", "10", "--phases", "4", "--count", "2"});
     };
-    EXPECT_TRUE(documentsArrive());
+    const auto documents = [&] { return times(unit.simulatorOutput("cloud"), "\"phaseId\":4"); };
+    const auto documentsArrive = [&](size_t count = 2) { return eventually([&] { return documents() >= count; }); };
+    startReplies({"--bad-replies", "0.4", "--seed", "3"});
+    EXPECT_TRUE(documentsArrive(4));
+    const std::string replies = unit.endStackSimulator();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500)); // the last reply waits up to 0.3 s
+    EXPECT_GT(counted(replies, "repliesBad"), 0U);
+    EXPECT_EQ(documents(), counted(replies, "repliesGood")) << "the bad ones keep back none of the good ones";
+    startReplies({});
     EXPECT_THAT(unit.simulatorOutput("cloud"), HasSubstr(R"("intersectionId":{"region":1,"id":2})"));
     EXPECT_TRUE(eventually([&] { return unit.log().find("cloud available") != std::string::npos; })) << unit.log();
     unit.endSimulator("cloud", SIGKILL);
@@ -57,13 +70,40 @@ TEST(ScenarioCloud, TrafficComesBackWithItsPeers) {
     EXPECT_TRUE(documentsArrive()) << "the cloud anew";
     unit.daemon->signal(SIGKILL);
     EXPECT_EQ(unit.daemon->wait(20000), 128 + SIGKILL);
-    const size_t before = times(unit.simulatorOutput("cloud"), "\"phaseId\":4");
+    const size_t before = documents();
     unit.startAndWaitReady();
-    EXPECT_TRUE(eventually([&] { return times(unit.simulatorOutput("cloud"), "\"phaseId\":4") >= before + 2; }, 10000))
-        << "the daemon anew";
+    EXPECT_TRUE(documentsArrive(before + 2)) << "the daemon anew";
     unit.endSimulator("cloud");
     unit.endStackSimulator();
 }
+
+// Sends without a pause while it lives: long frames of the controller, more than the ring between the daemon's threads
+// holds, and reports that are refused.
+class Flood {
+public:
+    explicit Flood(const Unit& unit) : m_thread([this, &unit] { run(unit); }) {}
+    ~Flood() {
+        m_isOver = true;
+        m_thread.join();
+    }
+    Flood(const Flood&) = delete;
+    Flood& operator=(const Flood&) = delete;
+
+private:
+    void run(const Unit& unit) const {
+        using namespace frame_1743;
+        const Bytes longFrame = frame(payload(std::vector<Link>(11, Link{0, std::vector<Group>(11, Group{1, 2, 1})})));
+        const Bytes cutReport = hex("FEFE10 000A 0001");
+        while (!m_isOver) {
+            m_sender.sendTo(unit.framePort, longFrame);
+            m_sender.sendTo(unit.reportPort, cutReport);
+        }
+    }
+
+    const Peer m_sender;
+    std::atomic<bool> m_isOver{false};
+    std::thread m_thread;
+};
 
 TEST(ScenarioCloud, AStopRequestUnderFullTrafficEndsCleanly) {
     const char* wanted = getenv("V2X_STOP_ROUNDS");
@@ -78,10 +118,15 @@ TEST(ScenarioCloud, AStopRequestUnderFullTrafficEndsCleanly) {
                                     std::to_string(unit.learner.port()), "--rate", "200", "--quiet"});
     unit.startSimulator("controller", {"--target", addressOf(unit.framePort), "--listen",
                                        std::to_string(unit.controller.port()), "--rate", "50", "--quiet"});
+    const Flood flood(unit);
     std::chrono::milliseconds longest(0);
     for (int round = 0; round < rounds; round++) {
         unit.startAndWaitReady({"-d", round % 2 == 0 ? "4" : "7"});
         std::this_thread::sleep_for(std::chrono::milliseconds(500 + 73 * (round % 10))); // into all of its tasks
+        if (round == 0) {
+            ASSERT_TRUE(
+                eventually([&] { return unit.log().find("enqueue signal machine data error") != std::string::npos; }));
+        }
         const auto asked = std::chrono::steady_clock::now();
         unit.daemon->signal(SIGTERM);
         const int status = unit.daemon->wait(30000);
