@@ -187,7 +187,7 @@ Parts partsOf(const Unit& unit) {
 }
 
 void enterRunning(Bench& bench, const Parts& whole, uint64_t nth, Tally& tally) {
-    constexpr int NAMED_MS = 300; // a thread gives itself its name
+    constexpr int NAMED_MS = 2000; // a thread gives itself its name, on a busy machine late
     const std::string log = bench.unit.log();
     const std::string err = bench.unit.err();
     const Said said = saidIn(log.empty() ? err : log);
