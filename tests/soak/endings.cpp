@@ -143,7 +143,8 @@ void enterEnd(Bench& bench, uint64_t nth, Tally& tally) {
         tally.endings["ended by libconfig, status 2"]++;
     } else if (status >= 128 && startsWithOne(ender.name, ENDERS) &&
                (!ender.isCaughtByNone || tally.isMadeOrTakenDown)) {
-        tally.endings["ended by " + ender.name]++;
+        // It may have met a destructor of the library or one of the daemon's: the frames do not tell.
+        tally.endings["ended by " + ender.name + (ender.isCaughtByNone ? ", thrown through the daemon's code" : "")]++;
     } else {
         tally.fault(nth, (status == -1 ? "hangs" : "status " + std::to_string(status)) + " in " + ender.name +
                              (ender.isCaughtByNone ? ", which was not caught, \"" : " \"") +
