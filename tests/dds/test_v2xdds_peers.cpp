@@ -42,8 +42,9 @@ TEST(Peers, StoppedReaderDelaysNoSender) {
     Peer all("dds_peer", {"0", "read", "all"});
     Peer now("dds_peer", {REAL_TIME, "read", "now"});
     ASSERT_TRUE(here.awaits("all", 1) && here.awaits("now", 1));
-    all.process().signal(SIGSTOP);
-    now.process().signal(SIGSTOP);
+    // The library may not find a peer again that is stopped before every participant has acknowledged its topics.
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    ASSERT_TRUE(all.process().stop() && now.process().stop());
     // "All" keeps 4096 samples for a reader that is still matched, and then takes none.
     for (int i = 0; i < 4; i++) {
         ASSERT_EQ(here.send("all", pattern(1048576, 1)), 0);
@@ -83,7 +84,7 @@ TEST(Peers, ShortlyStoppedReaderLosesNothingThatIsKept) {
     here.start();
     Peer peer("dds_peer", {"0", "read", "all"});
     ASSERT_TRUE(here.awaits("all", 1));
-    peer.process().signal(SIGSTOP);
+    ASSERT_TRUE(peer.process().stop());
     std::vector<std::string> expected;
     for (uint8_t seed = 0; seed < 200; seed++) {
         const auto pieces = piecesOf(pattern(10240, seed));

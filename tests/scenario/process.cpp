@@ -40,6 +40,13 @@ void Process::signal(int sig) const {
     }
 }
 
+bool Process::stop() {
+    signal(SIGSTOP);
+    const bool isTold = eventually([&] { return waitpid(m_pid, &m_status, WNOHANG | WUNTRACED) == m_pid; });
+    m_ended = isTold && !WIFSTOPPED(m_status);
+    return isTold && !m_ended;
+}
+
 int Process::wait(int milliseconds) {
     m_ended = m_ended || eventually([&] { return waitpid(m_pid, &m_status, WNOHANG) == m_pid; }, milliseconds);
     if (!m_ended) {

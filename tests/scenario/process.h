@@ -18,6 +18,8 @@ public:
     Process& operator=(const Process&) = delete;
 
     void signal(int sig) const;
+    // Stops it (SIGSTOP), and waits until every thread of it stands. False when it has ended.
+    bool stop();
     // Waits for the end, at most so long. Exit status, 128 + signal when one ended it, -1 when it still runs.
     int wait(int milliseconds);
     pid_t pid() const { return m_pid; }
