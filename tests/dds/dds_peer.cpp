@@ -2,7 +2,8 @@
 // the order of its callback: "LENGTH HASH". No role destroys its participant.
 // usage: dds_peer DOMAIN SETTING read TOPIC
 //        dds_peer DOMAIN SETTING exit FROM TO    reads and floods, and leaves main after a while
-//        dds_peer DOMAIN SETTING leave FROM TO   the same, but calls exit(7) from its first callback, and main stays
+//        dds_peer DOMAIN SETTING leave FROM TO   the same, but calls exit(7) from its first callback, and main stays;
+//                                                what is to run at exit takes its time to be registered
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -18,6 +19,7 @@ namespace {
 
 void* g_participant = nullptr;
 std::atomic<bool> g_isReading{false};
+bool g_isLeaving = false;
 
 void print(void* data, unsigned int len) {
     g_isReading = true;
@@ -51,6 +53,15 @@ void flood(const char* topic) {
 
 } // namespace
 
+// The linker puts this in the place of atexit.
+extern "C" int __real_atexit(void (*function)());
+extern "C" int __wrap_atexit(void (*function)()) {
+    if (g_isLeaving) {
+        wait(300); // long enough for a first sample
+    }
+    return __real_atexit(function);
+}
+
 int main(int argc, char** argv) {
     if (argc < 5) {
         return 2;
@@ -61,8 +72,8 @@ int main(int argc, char** argv) {
         v2xlog_AddTag("SDDS", &tag);
     }
     g_participant = create_dds();
-    const bool isLeaving = argv[3] == std::string("leave");
-    declare(argv, argv[4], isLeaving ? leave : print);
+    g_isLeaving = argv[3] == std::string("leave");
+    declare(argv, argv[4], g_isLeaving ? leave : print);
     const char* const to = argc > 5 ? argv[5] : nullptr;
     if (to != nullptr) {
         declare(argv, to, nullptr);
@@ -75,7 +86,7 @@ int main(int argc, char** argv) {
     }
     std::thread(flood, to).detach();
     std::thread(flood, to).detach();
-    while (isLeaving || !g_isReading || get_match_cnt(g_participant, to) < 1) {
+    while (g_isLeaving || !g_isReading || get_match_cnt(g_participant, to) < 1) {
         wait(5);
     }
     wait(100);

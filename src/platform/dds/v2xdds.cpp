@@ -2,7 +2,6 @@
 #include "v2x/v2xdds.h"
 
 #include <atomic>
-#include <cstdlib>
 #include <exception>
 #include <new>
 
@@ -84,12 +83,7 @@ bool set_white_list_iface(void* handle, const char* address) {
 
 bool dds_start(void* handle) {
     v2xdds_participant* const participant = ParticipantOf(handle);
-    if (participant == nullptr || !participant->Start()) {
-        return false;
-    }
-    // What the library made for this participant is destroyed after what is registered now has run.
-    std::atexit(DestroyAllAtExit);
-    return true;
+    return participant != nullptr && participant->Start(DestroyAllAtExit);
 }
 
 int32_t get_match_cnt(void* handle, const char* topic) {

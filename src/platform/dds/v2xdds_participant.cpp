@@ -1,6 +1,7 @@
 #include "v2xdds_participant.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <exception>
 #include <fastdds/rtps/RTPSDomain.h>
 #include <stdexcept>
@@ -78,13 +79,13 @@ bool v2xdds_participant::SetAddress(const char* address) {
     return true;
 }
 
-bool v2xdds_participant::Start() {
+bool v2xdds_participant::Start(void (*atExit)()) {
     const std::unique_lock lock(m_use);
     if (m_state != State::DECLARED || m_isEnding) {
         return false;
     }
     try {
-        Open();
+        Open(atExit);
         m_state = State::RUNNING;
         return true;
     } catch (const std::exception& error) {
@@ -94,7 +95,7 @@ bool v2xdds_participant::Start() {
     }
 }
 
-void v2xdds_participant::Open() {
+void v2xdds_participant::Open(void (*atExit)()) {
     if (!v2xdds_IsLoopback(m_address.c_str())) {
         throw std::runtime_error("no loop-back interface has the address " + m_address);
     }
@@ -110,6 +111,11 @@ void v2xdds_participant::Open() {
         if (!OpenTopic(topic)) {
             throw std::runtime_error("Fast DDS refuses topic " + topic.name);
         }
+    }
+    // What the library has made so far is destroyed after what is registered now has run, and a callback may end the
+    // process before this call returns.
+    if (std::atexit(atExit) != 0) {
+        throw std::runtime_error("no memory for what runs at exit");
     }
     m_dispatch.Start(m_readers);
 }

@@ -23,7 +23,8 @@ public:
     bool Declare(int32_t domain, const char* topic, dds_RecvCallback callback, int32_t dataType);
     bool SetHistory(const char* topic, int32_t setting);
     bool SetAddress(const char* address);
-    bool Start();
+    // atExit: what must run before the library's own objects are destroyed; registered ahead of the first callback.
+    bool Start(void (*atExit)());
     int32_t Matched(const char* topic);
     int32_t Send(const char* topic, std::span<const uint8_t> payload);
     // isExit: the process ends, and the call may come from a callback.
@@ -37,7 +38,7 @@ private:
         dds_historySetting setting;
     };
 
-    void Open();
+    void Open(void (*atExit)());
     bool OpenTopic(const Topic& topic);
     void Close();
     v2xdds_writer* FindWriter(const char* topic) const;
