@@ -32,7 +32,7 @@ TEST(ScenarioCloud, DocumentsBecomeRecords) {
                               "0.2", "--bad-document-kinds", "syntax,empty,missing-key", "--seed", "7"});
     EXPECT_TRUE(
         eventually([&] { return unit.simulatorOutput("cloud").find("\"summary\"") != std::string::npos; }, 60000));
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    std::this_thread::sleep_for(std::chrono::milliseconds(2000));
     const std::string cloud = unit.endSimulator("cloud");
     const std::string stack = unit.endStackSimulator();
     EXPECT_EQ(counted(cloud, "down"), 200U);
