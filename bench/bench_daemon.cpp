@@ -31,7 +31,7 @@ double firstRecord() {
     std::optional<Bytes> record;
     while (!record.has_value() && Clock::now() - start < std::chrono::seconds(10)) {
         unit.learner.sendTo(unit.reportPort, REPORT);
-        record = unit.stack.receive(1);
+        record = unit.receiveRecord(1);
     }
     const double taken = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
     return record.has_value() ? taken : -1;

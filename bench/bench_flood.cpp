@@ -37,9 +37,9 @@ uintmax_t logBytes(const Unit& unit) {
 }
 
 // Waits for the record whose first phase is this one; the milliseconds since `start`, or -1.
-double arrival(const Unit& unit, uint8_t phaseId, Clock::time_point start) {
+double arrival(Unit& unit, uint8_t phaseId, Clock::time_point start) {
     for (;;) {
-        const auto bytes = unit.stack.receive(2000);
+        const auto bytes = unit.receiveRecord(2000);
         if (!bytes) {
             return -1;
         }
@@ -49,7 +49,7 @@ double arrival(const Unit& unit, uint8_t phaseId, Clock::time_point start) {
     }
 }
 
-void measure(const Unit& unit, const char* name, int seconds) {
+void measure(Unit& unit, const char* name, int seconds) {
     std::vector<double> latencies;
     int lost = 0;
     const auto begin = Clock::now();
@@ -95,9 +95,9 @@ int main(int argc, char** argv) {
     measure(unit, "flood", seconds);
     controller.join();
     const auto over = Clock::now();
-    while (unit.stack.receive(600).has_value()) { // what one processing run still takes out of the ring
+    while (unit.receiveRecord(600).has_value()) { // what one processing run still takes out of the ring
     }
-    const Peer other;
+    const UdpPeer other;
     const auto sent = Clock::now();
     other.sendTo(unit.framePort, frame_1743::frame(frame_1743::payload({{90, {{1, 0x20, 9}}}})));
     const double recovery = arrival(unit, 2, sent);

@@ -166,7 +166,7 @@ int main(int argc, char** argv) {
     const timeval patience = {2, 0};
     setsockopt(unit.stack.fd(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     unit.learner.sendTo(unit.reportPort, report());
-    const size_t length = unit.stack.receive().value_or(Bytes(1)).size();
+    const size_t length = unit.receiveRecord().value_or(Bytes(1)).size();
 
     uint16_t barePort = 0;
     const int fd = boundSocket(&barePort);

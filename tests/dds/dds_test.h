@@ -41,6 +41,12 @@ inline int32_t testDomain() {
     return domain;
 }
 
+// Where the participant of that number listens for others (RTPS 2.3, 9.6.1: 250 ports a domain, 2 a participant); the
+// next port is for samples.
+inline uint16_t discoveryPort(int32_t number) {
+    return static_cast<uint16_t>(7400 + 250 * testDomain() + 10 + 2 * number);
+}
+
 // What the callbacks of this process got, in the order of their calls.
 class Inbox {
 public:

@@ -18,6 +18,7 @@
 
 #include "counts.h"
 #include "dds/dds_test.h"
+#include "udp_peer.h"
 #include "v2xdds_cdr.h"
 #include "v2xdds_reader.h"
 
@@ -321,6 +322,7 @@ TEST_F(HeldCallback, IsWaitedForByTheEnd) {
         destroy_dds(reader.handle());
         isEnded = true;
     });
+    EXPECT_TRUE(eventually([&] { return reader.send("other", Bytes(10)) == -1; })) << "the end has begun";
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_FALSE(isEnded);
     g_gate.isHeld = false;
@@ -418,33 +420,10 @@ TEST(Life, TwentyTakePartInOneDomain) {
     EXPECT_TRUE(Inbox::of().holds(19));
 }
 
-// Holds a port of loop-back, or says that it is taken.
-class Holder {
-public:
-    explicit Holder(int32_t port) : m_fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        address.sin_port = htons(static_cast<uint16_t>(port));
-        isHeld = bind(m_fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    }
-    ~Holder() { close(m_fd); }
-    Holder(const Holder&) = delete;
-    Holder& operator=(const Holder&) = delete;
-    bool isHeld = false;
-
-private:
-    int m_fd;
-};
-
-int32_t firstPort() {
-    return 7400 + 250 * testDomain() + 10;
-}
-
 TEST(Life, ListensAtAFreePairOfPortsOrDoesNotStart) {
-    std::deque<Holder> taken;
+    std::deque<UdpPeer> taken;
     for (int32_t pair = 0; pair < 32; pair++) { // one port of a pair is enough
-        ASSERT_TRUE(taken.emplace_back(firstPort() + 2 * pair + pair % 2).isHeld) << pair;
+        ASSERT_TRUE(taken.emplace_back(discoveryPort(pair) + pair % 2).isBound()) << pair;
     }
     Participant none;
     none.writes("t");
@@ -453,14 +432,14 @@ TEST(Life, ListensAtAFreePairOfPortsOrDoesNotStart) {
     Participant one;
     one.writes("t");
     one.start();
-    EXPECT_FALSE(Holder(firstPort() + 2 * 31).isHeld);
-    EXPECT_FALSE(Holder(firstPort() + 2 * 31 + 1).isHeld);
+    EXPECT_FALSE(UdpPeer(discoveryPort(31)).isBound());
+    EXPECT_FALSE(UdpPeer(discoveryPort(31) + 1).isBound());
 }
 
 // ---- what the process shows of it
 
 TEST_F(Pair, HasSocketsOnLoopbackAloneAndNoSharedMemory) {
-    const int32_t first = firstPort();
+    const int32_t first = discoveryPort(0);
     bool isInherited[1024] = {};
     for (int fd = 0; fd < 1024; fd++) {
         isInherited[fd] = fcntl(fd, F_GETFD) >= 0;

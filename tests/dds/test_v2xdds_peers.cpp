@@ -6,10 +6,8 @@
 #include <fastdds/rtps/writer/RTPSWriter.h>
 #include <fastrtps/qos/WriterQos.h>
 #include <gmock/gmock.h>
-#include <netinet/in.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -17,6 +15,7 @@
 
 #include "counts.h"
 #include "dds/dds_test.h"
+#include "udp_peer.h"
 #include "v2xdds_qos.h"
 #include "v2xdds_transport.h"
 
@@ -98,41 +97,21 @@ TEST(Peers, ShortlyStoppedReaderLosesNothingThatIsKept) {
     EXPECT_THAT(peer.lines(), ElementsAreArray(expected));
 }
 
-// What participants announce to the last of the 32 numbers at which they look for peers.
-class Discovery {
-public:
-    Discovery() {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        // RTPS 2.3, 9.6.1: 250 ports a domain, 2 a participant; the first for discovery.
-        address.sin_port = htons(static_cast<uint16_t>(7400 + 250 * testDomain() + 10 + 2 * 31));
-        EXPECT_EQ(bind(m_fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+// Those that have come since the last call, at one of the ports at which participants look for peers.
+int goodByes(UdpPeer& discovery) {
+    // RTPS 2.3, 9.6.3: PID_STATUS_INFO, 4 bytes, unregistered and disposed of.
+    const Bytes status = hex("7100 0400 00000003");
+    int count = 0;
+    while (const std::optional<Bytes> bytes = discovery.receive(0)) {
+        count += std::search(bytes->begin(), bytes->end(), status.begin(), status.end()) != bytes->end() ? 1 : 0;
     }
-    ~Discovery() { close(m_fd); }
-    Discovery(const Discovery&) = delete;
-    Discovery& operator=(const Discovery&) = delete;
-
-    // Those that have come since the last call.
-    int goodByes() {
-        // RTPS 2.3, 9.6.3: PID_STATUS_INFO, 4 bytes, unregistered and disposed of.
-        const std::array<uint8_t, 8> status = {0x71, 0x00, 0x04, 0x00, 0x00, 0x00, 0x00, 0x03};
-        std::array<uint8_t, 2048> datagram{};
-        int count = 0;
-        for (ssize_t size = 0; (size = recv(m_fd, datagram.data(), datagram.size(), MSG_DONTWAIT)) > 0;) {
-            const auto end = datagram.begin() + size;
-            count += std::search(datagram.begin(), end, status.begin(), status.end()) != end ? 1 : 0;
-        }
-        return count;
-    }
-
-private:
-    const int m_fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-};
+    return count;
+}
 
 // From main, and from a callback.
 TEST(Process, ExitsCleanlyWhileItSendsAndReceives) {
-    Discovery discovery;
+    UdpPeer discovery(discoveryPort(31));
+    ASSERT_TRUE(discovery.isBound());
     Participant here;
     here.reads("flood", [](void*, unsigned int) {});
     here.writes("in");
@@ -149,7 +128,7 @@ TEST(Process, ExitsCleanlyWhileItSendsAndReceives) {
         EXPECT_EQ(peer.process().wait(20000), round % 2 == 0 ? 0 : 7);
         EXPECT_EQ(peer.errors(), "");
         EXPECT_FALSE(peer.lines().empty());
-        EXPECT_EQ(discovery.goodByes(), 1); // without, its peers would miss it when its lease is over
+        EXPECT_EQ(goodByes(discovery), 1); // without, its peers would miss it when its lease is over
     }
     isOver = true;
     sender.join();

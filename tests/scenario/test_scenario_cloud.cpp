@@ -100,7 +100,7 @@ private:
         }
     }
 
-    const Peer m_sender;
+    const UdpPeer m_sender;
     std::atomic<bool> m_isOver{false};
     std::thread m_thread;
 };

@@ -21,7 +21,7 @@ TEST(ScenarioDevices, TheExampleReportArrivesByteForByte) {
     unit.startAndWaitReady({}, {"WATCHDOG_USEC="});
     const uint64_t before = static_cast<uint64_t>(time(nullptr));
     unit.learner.sendTo(unit.reportPort, hex("FEFE10 000A 000100 03010F00000000"));
-    Bytes frame = unit.stack.receive().value();
+    Bytes frame = unit.receiveRecord().value();
     ASSERT_EQ(frame.size(), 58U);
     // The three time fields first, then the rest with these blanked.
     const uint64_t seconds = number(frame, 4, 8) / 1000000;

@@ -1,6 +1,6 @@
 #include "unit.h"
 
-#include <arpa/inet.h>
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -10,29 +10,6 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
-
-namespace {
-
-sockaddr_in loopback(uint16_t port) {
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    return address;
-}
-
-std::optional<Bytes> receiveFrom(int fd, int milliseconds) {
-    pollfd in = {fd, POLLIN, 0};
-    if (poll(&in, 1, milliseconds) != 1) {
-        return std::nullopt;
-    }
-    Bytes bytes(65536);
-    const ssize_t length = recv(fd, bytes.data(), bytes.size(), 0);
-    bytes.resize(length < 0 ? 0 : static_cast<size_t>(length));
-    return bytes;
-}
-
-} // namespace
 
 std::vector<std::string> recordOf(const Bytes& frame) {
     std::vector<std::string> parts = {std::to_string(static_cast<int8_t>(frame.at(40)))};
@@ -48,49 +25,8 @@ uint64_t counted(const std::string& summary, const std::string& name) {
     return at == std::string::npos ? UINT64_MAX : strtoull(summary.c_str() + at + name.size() + 3, nullptr, 10);
 }
 
-Peer::Peer(uint16_t port) : m_fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address = loopback(port);
-    EXPECT_EQ(bind(m_fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    const int size = 4 * 1024 * 1024;
-    setsockopt(m_fd, SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
-    socklen_t length = sizeof address;
-    getsockname(m_fd, reinterpret_cast<sockaddr*>(&address), &length);
-    m_port = ntohs(address.sin_port);
-}
-
-Peer::~Peer() {
-    release();
-}
-
-void Peer::release() {
-    if (m_fd >= 0) {
-        close(m_fd);
-        m_fd = -1;
-    }
-}
-
-void Peer::sendTo(uint16_t port, const Bytes& bytes) const {
-    const sockaddr_in address = loopback(port);
-    sendto(m_fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&address), sizeof address);
-}
-
-std::optional<Bytes> Peer::receive(int milliseconds) const {
-    constexpr size_t REQUEST_SIZE = 28; // for the stack application's SPAT, every 600 ms
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
-    std::optional<Bytes> bytes;
-    do {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now()).count();
-        bytes = receiveFrom(m_fd, left > 0 ? static_cast<int>(left) : 0);
-    } while (bytes.has_value() && bytes->size() == REQUEST_SIZE);
-    return bytes;
-}
-
 bool isFree(uint16_t port) {
-    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const sockaddr_in address = loopback(port);
-    const bool free = bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    close(fd);
-    return free;
+    return UdpPeer(port).isBound();
 }
 
 std::string addressOf(uint16_t port) {
@@ -109,8 +45,10 @@ NotifySocket::~NotifySocket() {
 }
 
 std::string NotifySocket::receive(int milliseconds) const {
-    const Bytes bytes = receiveFrom(m_fd, milliseconds).value_or(Bytes());
-    return {bytes.begin(), bytes.end()};
+    pollfd in{m_fd, POLLIN, 0};
+    char text[4096];
+    const ssize_t length = poll(&in, 1, milliseconds) == 1 ? recv(m_fd, text, sizeof text, 0) : 0;
+    return {text, static_cast<size_t>(std::max<ssize_t>(length, 0))};
 }
 
 Unit::Unit() {
@@ -147,6 +85,17 @@ std::string Unit::endSimulator(const std::string& name, int sig) {
     return sig == SIGTERM ? readFile(base + ".json") : "";
 }
 
+std::optional<Bytes> Unit::receiveRecord(int milliseconds) {
+    constexpr size_t REQUEST_SIZE = 28; // every 600 ms
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    std::optional<Bytes> bytes;
+    do {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now()).count();
+        bytes = stack.receive(left > 0 ? static_cast<int>(left) : 0);
+    } while (bytes.has_value() && bytes->size() == REQUEST_SIZE);
+    return bytes;
+}
+
 void Unit::startStackSimulator(std::vector<std::string> arguments) {
     stack.release();
     arguments.insert(arguments.end(), {"--listen", std::to_string(stack.port()), "--quiet"});
@@ -168,7 +117,7 @@ std::string Unit::simulate(const std::string& role, std::vector<std::string> arg
 }
 
 void Unit::start(const std::vector<std::string>& options, const std::vector<std::string>& environment) {
-    for (Peer& port : held) {
+    for (UdpPeer& port : held) {
         port.release();
     }
     writeFile(folder.path() + "/conf/v2x_spat_convert.cfg", cfg.empty() ? configuration() : cfg);

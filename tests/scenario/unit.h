@@ -12,31 +12,13 @@
 
 #include "bytes.h"
 #include "process.h"
+#include "udp_peer.h"
 
 // "count of phases" and "id:light:end time" per entry, read by hand from the bytes of a frame to the stack application.
 std::vector<std::string> recordOf(const Bytes& frame);
 
 // The number behind "name": in a simulator's summary; UINT64_MAX when there is none.
 uint64_t counted(const std::string& summary, const std::string& name);
-
-// A UDP socket on 127.0.0.1 that the test holds.
-class Peer {
-public:
-    explicit Peer(uint16_t port = 0); // 0 = any
-    ~Peer();
-    Peer(const Peer&) = delete;
-    Peer& operator=(const Peer&) = delete;
-    uint16_t port() const { return m_port; }
-    int fd() const { return m_fd; }
-    void release(); // gives the port to another program
-    void sendTo(uint16_t port, const Bytes& bytes) const;
-    // Requests for the stack application's SPAT are passed over.
-    std::optional<Bytes> receive(int milliseconds = 10000) const;
-
-private:
-    int m_fd;
-    uint16_t m_port;
-};
 
 bool isFree(uint16_t port);
 std::string addressOf(uint16_t port); // as the simulators take it
@@ -70,13 +52,13 @@ public:
     std::string device = "T" + std::to_string(getpid()); // keeps tests that run beside each other apart on the domain
     std::string logPath = folder.path() + "/log/spat_conv.log";
     // The daemon's ports, held until it starts, so that no peer is given one of them.
-    Peer held[3];
+    UdpPeer held[3];
     uint16_t reportPort = held[0].port();
     uint16_t framePort = held[1].port(); // for the controller's frames
     uint16_t logToolPort = held[2].port();
-    Peer learner;
-    Peer controller;
-    Peer stack;
+    UdpPeer learner;
+    UdpPeer controller;
+    UdpPeer stack;
     NotifySocket notify{folder.path() + "/notify"};
     // v2x_spat_sim with these arguments beside the test, silent but for what --json says; a second one of its role has
     // a name of its own. The summary comes with its end.
@@ -84,6 +66,8 @@ public:
     std::string endSimulator(const std::string& name, int sig = SIGTERM);
     pid_t simulatorPid(const std::string& name) const { return m_simulators.at(name)->pid(); }
     std::string simulatorOutput(const std::string& name) const { return readFile(folder.path() + "/" + name + ".out"); }
+    // What reaches the stack application's place next; requests for its SPAT are passed over.
+    std::optional<Bytes> receiveRecord(int milliseconds = 20000);
     // The stack application's place, taken by the simulator.
     void startStackSimulator(std::vector<std::string> arguments = {});
     std::string endStackSimulator() { return endSimulator("stack"); }

@@ -35,7 +35,8 @@ std::string pathsAtWork(Unit& unit, const StackDesk& desk, const std::string& wa
 } // namespace
 
 void startSource(Unit& unit, Source source, double rate) {
-    const auto device = [&](Peer& place, uint16_t target, const char* what, int many, std::vector<std::string> more) {
+    const auto device = [&](UdpPeer& place, uint16_t target, const char* what, int many,
+                            std::vector<std::string> more) {
         place.release();
         more.insert(more.end(), {"--target", addressOf(target), "--listen", std::to_string(place.port()), "--rate",
                                  std::to_string(rate), what, std::to_string(many), "--quiet"});
@@ -83,7 +84,7 @@ uint64_t heartbeats(const Unit& unit) {
 }
 
 bool logToolAnswered(const Unit& unit) {
-    const Peer tool;
+    UdpPeer tool;
     tool.sendTo(unit.logToolPort, LOG_REQUEST);
     const std::optional<Bytes> answer = tool.receive(500);
     return answer.has_value() && answer->size() > 22 && answer->at(12) == 51;

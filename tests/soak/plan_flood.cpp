@@ -94,7 +94,7 @@ private:
 struct Desk {
     const Cloud& cloud;
     Unit unit{};
-    Peer flooder{};
+    UdpPeer flooder{};
     StackDesk records{unit.stack, streamOf};
 };
 

@@ -72,7 +72,7 @@ bool limitDescriptors(const Unit& unit, rlim_t soft) {
 
 // Level 7.
 void traceAll(const Unit& unit) {
-    const Peer tool;
+    UdpPeer tool;
     tool.sendTo(unit.logToolPort, hex("A55A0400 0000000000000000 3200 0F00 00  02 0000 0A00  414C4C0000000000 0700"));
 }
 

@@ -224,7 +224,7 @@ void devicesAndStack(const Options& options, Table& table) {
     sourceAway(unit, *desk, CONTROLLER, options, table);
     desk.reset();
     stackAway(unit, options, table);
-    const Peer stack(unit.stack.port());
+    const UdpPeer stack(unit.stack.port());
     checkAfter(unit, StackDesk(stack), before, who, table);
 }
 

@@ -1,8 +1,8 @@
 // Ports that somebody else has: each of the daemon's own, and those of the loop-back DDS.
+#include <deque>
 #include <fstream>
 #include <functional>
 #include <iterator>
-#include <memory>
 #include <set>
 #include <sstream>
 
@@ -73,8 +73,8 @@ struct FixedUnit : Site {
                       std::to_string(logToolPort) + "; app_rs_rcvport = " + std::to_string(stack.port()) +
                       "; hosts = { RSU_RCV = \"127.0.0.1\"; }; };");
     }
-    Peer recordPort;
-    Peer requestPort;
+    UdpPeer recordPort;
+    UdpPeer requestPort;
 };
 
 // A taken port of the daemon turns its path off. The sockets to the stack application open one after the other, and the
@@ -119,14 +119,14 @@ void tryRow(const Row& row, Table& table) {
     FixedUnit unit;
     const StackDesk desk(unit.stack);
     const Ports taken = row.taken(unit);
-    for (Peer* peer : {&unit.recordPort, &unit.requestPort, &unit.held[0], &unit.held[1], &unit.held[2]}) {
+    for (UdpPeer* peer : {&unit.recordPort, &unit.requestPort, &unit.held[0], &unit.held[1], &unit.held[2]}) {
         peer->release();
     }
     std::string number;
     {
-        std::vector<std::unique_ptr<Peer>> holds;
+        std::deque<UdpPeer> holds;
         for (const uint16_t port : taken) {
-            holds.push_back(isFree(port) ? std::make_unique<Peer>(port) : nullptr); // else somebody has it
+            holds.emplace_back(port); // or somebody has it
         }
         number = numberOf(isFree);
         unit.startAndWaitReady();

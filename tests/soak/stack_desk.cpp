@@ -63,7 +63,7 @@ Reader::~Reader() {
     m_thread.join();
 }
 
-StackDesk::StackDesk(const Peer& stack, Tell tell)
+StackDesk::StackDesk(const UdpPeer& stack, Tell tell)
     : m_fd(stack.fd()), m_tell(tell),
       m_reader(m_fd, [this](const Bytes& datagram, const sockaddr_in& sender) { take(datagram, sender); }) {
     makeRoom(m_fd);

@@ -55,7 +55,7 @@ private:
 // no.
 class StackDesk : public Arrived {
 public:
-    explicit StackDesk(const Peer& stack, Tell tell = sourceOf);
+    explicit StackDesk(const UdpPeer& stack, Tell tell = sourceOf);
     Bytes last(Source source) const; // record of it
     void answer(bool on) { m_answers = on; }
     uint64_t requests() const { return m_requests; }

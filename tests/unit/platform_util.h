@@ -1,10 +1,5 @@
-// What the tests of the platform libraries share: a plain UDP peer on loopback, log lines.
+// What the tests of the platform libraries share: sockets' parameters, log lines.
 #pragma once
-
-#include <arpa/inet.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -16,57 +11,9 @@
 #include <string>
 #include <thread>
 
-#include "bytes.h"
 #include "temp_folder.h"
 #include "v2x/v2xlog.h"
 #include "v2x/v2xpub.h"
-
-// A socket of the operating system's own on 127.0.0.1, at a port that the kernel chose.
-class Peer {
-public:
-    Peer() : m_fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-        m_address.sin_family = AF_INET;
-        m_address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof m_address;
-        if (bind(m_fd, reinterpret_cast<sockaddr*>(&m_address), size) != 0 ||
-            getsockname(m_fd, reinterpret_cast<sockaddr*>(&m_address), &size) != 0) {
-            std::abort();
-        }
-    }
-    ~Peer() { close(m_fd); }
-    Peer(const Peer&) = delete;
-    Peer& operator=(const Peer&) = delete;
-
-    uint16_t Port() const { return ntohs(m_address.sin_port); }
-    const sockaddr_in& Address() const { return m_address; }
-    // The port that the datagram received last came from.
-    uint16_t SenderPort() const { return ntohs(m_sender.sin_port); }
-
-    bool Send(uint16_t port, const Bytes& bytes) {
-        sockaddr_in to = m_address;
-        to.sin_port = htons(port);
-        return sendto(m_fd, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to) ==
-               static_cast<ssize_t>(bytes.size());
-    }
-
-    std::optional<Bytes> Receive(int timeoutMs = 60'000) {
-        pollfd entry{m_fd, POLLIN, 0};
-        if (poll(&entry, 1, timeoutMs) != 1) {
-            return std::nullopt;
-        }
-        Bytes bytes(65536);
-        socklen_t size = sizeof m_sender;
-        const ssize_t length =
-            recvfrom(m_fd, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&m_sender), &size);
-        bytes.resize(static_cast<size_t>(std::max<ssize_t>(length, 0)));
-        return bytes;
-    }
-
-private:
-    int m_fd;
-    sockaddr_in m_address{};
-    sockaddr_in m_sender{};
-};
 
 inline v2xpub_SocketInitPara_t SocketPara(const char* name, bool isServer, uint16_t port, v2xpub_msgFunc callback) {
     v2xpub_SocketInitPara_t para{};

@@ -5,6 +5,7 @@
 
 #include "counts.h"
 #include "platform_util.h"
+#include "udp_peer.h"
 #include "v2x/v2xipc.h"
 
 namespace {
@@ -103,7 +104,7 @@ protected:
     IpcSocket() {
         const v2xpub_SocketInitPara_t para = SocketPara("client", false, 0, nullptr);
         EXPECT_EQ(v2xipc_SocketInit(&m_client, Conf(), &para), 0);
-        SendTo(m_peer.Port());
+        SendTo(m_peer.port());
     }
     ~IpcSocket() override { EXPECT_EQ(v2xipc_SocketExit(m_client), 0); }
     void SendTo(uint16_t port) {
@@ -111,7 +112,7 @@ protected:
     }
 
     V2X_IPCSOCKHANDLE m_client = nullptr;
-    Peer m_peer;
+    UdpPeer m_peer;
 };
 
 TEST_F(IpcSocket, RequestWithoutReplyDoesNotWaitBehindOneThatWaits) {
@@ -122,13 +123,13 @@ TEST_F(IpcSocket, RequestWithoutReplyDoesNotWaitBehindOneThatWaits) {
         reply = Request(m_client, "question", 60'000, result);
         done = true;
     });
-    EXPECT_EQ(m_peer.Receive(), BytesOf("question"));
+    EXPECT_EQ(m_peer.receive(), BytesOf("question"));
     for (uint8_t i = 0; i < 10; ++i) {
         EXPECT_EQ(RequestWithoutReply(m_client, i), 0);
-        EXPECT_EQ(m_peer.Receive(), Bytes{i});
+        EXPECT_EQ(m_peer.receive(), Bytes{i});
     }
     EXPECT_FALSE(done) << "the caller that wants a reply still waits";
-    EXPECT_TRUE(m_peer.Send(m_peer.SenderPort(), BytesOf("answer")));
+    EXPECT_TRUE(m_peer.sendTo(m_peer.senderPort(), BytesOf("answer")));
     waiting.join();
     EXPECT_EQ(result, 0);
     EXPECT_EQ(reply, "answer");
@@ -138,15 +139,15 @@ TEST_F(IpcSocket, LateReplyIsNotTakenForTheNextOne) {
     int32_t result = 0;
     EXPECT_EQ(Request(m_client, "first", 1, result), "");
     EXPECT_EQ(result, -4);
-    EXPECT_EQ(m_peer.Receive(), BytesOf("first"));
-    const uint16_t client = m_peer.SenderPort();
+    EXPECT_EQ(m_peer.receive(), BytesOf("first"));
+    const uint16_t client = m_peer.senderPort();
     for (int i = 0; i < 3; ++i) {
-        EXPECT_TRUE(m_peer.Send(client, BytesOf("late")));
+        EXPECT_TRUE(m_peer.sendTo(client, BytesOf("late")));
     }
-    EXPECT_TRUE(m_peer.Send(client, Bytes(40'000))) << "too long to be taken, and late";
+    EXPECT_TRUE(m_peer.sendTo(client, Bytes(40'000))) << "too long to be taken, and late";
     std::thread answering([&] {
-        EXPECT_EQ(m_peer.Receive(), BytesOf("second"));
-        EXPECT_TRUE(m_peer.Send(client, BytesOf("in time")));
+        EXPECT_EQ(m_peer.receive(), BytesOf("second"));
+        EXPECT_TRUE(m_peer.sendTo(client, BytesOf("in time")));
     });
     EXPECT_EQ(Request(m_client, "second", 60'000, result), "in time");
     EXPECT_EQ(result, 0);
@@ -162,7 +163,7 @@ void Echo(V2X_UDPSOCKHANDLE handle, void* p_data, void* addr, int16_t addrLen) {
 
 TEST_F(IpcSocket, CallersThatWaitOnOneSocketGetTheirOwnReplies) {
     V2X_IPCSOCKHANDLE server = nullptr;
-    const v2xpub_SocketInitPara_t para = SocketPara("server", true, Peer().Port(), Echo);
+    const v2xpub_SocketInitPara_t para = SocketPara("server", true, UdpPeer().port(), Echo);
     ASSERT_EQ(v2xipc_SocketInit(&server, Conf(), &para), 0);
     SendTo(para.m_svrPort);
     const auto askOften = [&](const std::string& name) {
@@ -211,13 +212,13 @@ TEST_F(IpcSocket, RefusesUnfitArguments) {
         {"ReqSend no buffer", v2xipc_SocketReqSend(m_client, Conf(), 0, &request, &noBuffer)},
         {"ReqSend negative size", v2xipc_SocketReqSend(m_client, Conf(), 0, &request, &negative)},
         {"ReqSend negative time", v2xipc_SocketReqSend(m_client, Conf(), -1, &request, &reply)},
-        {"RespSend null table", v2xipc_SocketRespSend(nullptr, nullptr, &request, &m_peer.Address(), 16)},
+        {"RespSend null table", v2xipc_SocketRespSend(nullptr, nullptr, &request, &m_peer.address(), 16)},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(row.result, -2) << row.call;
     }
     EXPECT_EQ(socket, nullptr);
-    EXPECT_FALSE(m_peer.Receive(0)) << "nothing was sent";
+    EXPECT_FALSE(m_peer.receive(0)) << "nothing was sent";
     EXPECT_EQ(v2xipc_SocketExit(nullptr), 0);
 }
 

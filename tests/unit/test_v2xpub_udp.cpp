@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "platform_util.h"
+#include "udp_peer.h"
 
 namespace {
 
@@ -73,8 +74,8 @@ protected:
 
     Inbox m_inbox;
     V2X_UDPSOCKHANDLE m_socket = nullptr;
-    Peer m_peer;
-    uint16_t m_port = Peer().Port(); // free a moment ago
+    UdpPeer m_peer;
+    uint16_t m_port = UdpPeer().port(); // free a moment ago
 };
 
 TEST_F(Udp, DatagramsArriveWholeAndAreAnsweredAndTooLongOnesAreDropped) {
@@ -82,10 +83,10 @@ TEST_F(Udp, DatagramsArriveWholeAndAreAnsweredAndTooLongOnesAreDropped) {
     std::vector<Bytes> expected;
     for (const size_t size : {size_t{0}, size_t{1}, DATAGRAM_MAX, DATAGRAM_MAX + 1, size_t{65507}, size_t{1}}) {
         const Bytes bytes = pattern(size, static_cast<uint8_t>(expected.size()));
-        ASSERT_TRUE(m_peer.Send(m_port, bytes));
+        ASSERT_TRUE(m_peer.sendTo(m_port, bytes));
         if (size <= DATAGRAM_MAX) {
             expected.push_back(bytes);
-            EXPECT_EQ(m_peer.Receive(), bytes) << size;
+            EXPECT_EQ(m_peer.receive(), bytes) << size;
         }
     }
     ASSERT_TRUE(eventually([&] { return StatsOf(m_socket).sent == expected.size(); }));
@@ -101,7 +102,7 @@ TEST_F(Udp, DropsOfTheKernelAreCounted) {
     for (uint64_t round = 1; round <= 2; ++round) {
         m_inbox.held = true;
         for (int i = 0; i < 2000; ++i, ++sent) {
-            ASSERT_TRUE(m_peer.Send(m_port, pattern(100, 1)));
+            ASSERT_TRUE(m_peer.sendTo(m_port, pattern(100, 1)));
         }
         m_inbox.held = false;
         // Also those that no datagram was taken after.
@@ -117,9 +118,9 @@ TEST_F(Udp, DropsOfTheKernelAreCounted) {
 TEST_F(Udp, SendersNeedNoLockAgainstTheAddressBeingSet) {
     constexpr uint64_t EACH = 100; // fits the smallest receive buffer that systems come with
     OpenClient();
-    Peer peers[2];
+    UdpPeer peers[2];
     const auto setAddress = [&](size_t number) {
-        EXPECT_EQ(v2xpub_UdpSocketSetSendAddr(m_socket, "127.0.0.1", peers[number % 2].Port()), 0);
+        EXPECT_EQ(v2xpub_UdpSocketSetSendAddr(m_socket, "127.0.0.1", peers[number % 2].port()), 0);
     };
     setAddress(0);
     const auto sendAll = [&] {
@@ -137,8 +138,8 @@ TEST_F(Udp, SendersNeedNoLockAgainstTheAddressBeingSet) {
         sender.join();
     }
     uint64_t arrived = 0;
-    for (Peer& peer : peers) {
-        for (auto bytes = peer.Receive(0); bytes; bytes = peer.Receive(0)) {
+    for (UdpPeer& peer : peers) {
+        for (auto bytes = peer.receive(0); bytes; bytes = peer.receive(0)) {
             arrived += *bytes == pattern(10, 1) ? 1 : 0;
         }
     }
@@ -149,7 +150,7 @@ TEST_F(Udp, ClosesWhileTrafficFlows) {
     std::atomic<bool> done{false};
     std::thread sender([&] {
         while (!done) {
-            m_peer.Send(m_port, Bytes(10));
+            m_peer.sendTo(m_port, Bytes(10));
         }
     });
     const v2xpub_SocketInitPara_t para = SocketPara("server", true, m_port, StoreAndAnswer);
@@ -185,9 +186,9 @@ TEST_F(Udp, RefusedSendsAreCountedAndLoggedOnce) {
     }
     EXPECT_EQ(StatsOf(m_socket).sendErrors, 100U);
     EXPECT_EQ(StatsOf(m_socket).sent, 0U);
-    ASSERT_EQ(v2xpub_UdpSocketSetSendAddr(m_socket, "127.0.0.1", m_peer.Port()), 0);
+    ASSERT_EQ(v2xpub_UdpSocketSetSendAddr(m_socket, "127.0.0.1", m_peer.port()), 0);
     EXPECT_EQ(v2xpub_UdpSocketReqSend(m_socket, &head), 0);
-    EXPECT_EQ(m_peer.Receive(), bytes);
+    EXPECT_EQ(m_peer.receive(), bytes);
     EXPECT_EQ(Log().Count({"client", "cannot send to 127.255.255.255:9"}), 1);
 }
 
@@ -204,9 +205,9 @@ TEST_F(Udp, WaitingReceiveTakesWhatFits) {
     EXPECT_EQ(receive(50), std::pair(1, int16_t{100}));
     EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(50));
 
-    ASSERT_TRUE(m_peer.Send(m_port, pattern(101, 1)));
-    ASSERT_TRUE(m_peer.Send(m_port, Bytes()));
-    ASSERT_TRUE(m_peer.Send(m_port, pattern(100, 2)));
+    ASSERT_TRUE(m_peer.sendTo(m_port, pattern(101, 1)));
+    ASSERT_TRUE(m_peer.sendTo(m_port, Bytes()));
+    ASSERT_TRUE(m_peer.sendTo(m_port, pattern(100, 2)));
     EXPECT_EQ(receive(60'000), std::pair(0, int16_t{0}));
     EXPECT_EQ(receive(60'000), std::pair(0, int16_t{100}));
     EXPECT_EQ(buffer, pattern(100, 2));
@@ -226,7 +227,7 @@ TEST_F(Udp, RefusesUnfitSockets) {
     };
     V2X_UDPSOCKHANDLE handle = nullptr;
     for (const auto& row : rows) {
-        v2xpub_SocketInitPara_t para = SocketPara("unfit", true, m_peer.Port(), StoreAndAnswer);
+        v2xpub_SocketInitPara_t para = SocketPara("unfit", true, m_peer.port(), StoreAndAnswer);
         row.spoil(para);
         EXPECT_EQ(v2xpub_UdpSocketInit(&handle, &para, 0), -2) << row.fault;
         EXPECT_EQ(handle, nullptr) << row.fault;
@@ -248,13 +249,13 @@ TEST_F(Udp, RefusesUnfitArguments) {
     v2xpub_UdpSocketDataHead_t good = HeadOf(bytes);
     v2xpub_UdpSocketDataHead_t negative{-1, bytes.data()};
     v2xpub_UdpSocketDataHead_t noData{8, nullptr};
-    const sockaddr_in& to = m_peer.Address();
+    const sockaddr_in& to = m_peer.address();
     constexpr int16_t SIZE = sizeof to;
     sockaddr_in otherFamily = to;
     otherFamily.sin_family = AF_INET6;
 
     EXPECT_EQ(v2xpub_UdpSocketReqSend(m_socket, &good), -2) << "no address set";
-    ASSERT_EQ(v2xpub_UdpSocketSetSendAddr(m_socket, "127.0.0.1", m_peer.Port()), 0);
+    ASSERT_EQ(v2xpub_UdpSocketSetSendAddr(m_socket, "127.0.0.1", m_peer.port()), 0);
     const struct {
         const char* call;
         int32_t result;
@@ -283,7 +284,7 @@ TEST_F(Udp, RefusesUnfitArguments) {
         EXPECT_EQ(row.result, -2) << row.call;
     }
     EXPECT_EQ(v2xpub_UdpSocketReqSend(m_socket, &good), 0) << "the address that was set stays";
-    EXPECT_EQ(m_peer.Receive(), bytes);
+    EXPECT_EQ(m_peer.receive(), bytes);
 }
 
 } // namespace

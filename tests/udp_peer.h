@@ -1,0 +1,82 @@
+// A plain UDP socket on loop-back, where a test plays a peer.
+#pragma once
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <optional>
+
+#include "bytes.h"
+
+class UdpPeer {
+public:
+    // port: 0 for any; of another one isBound() says whether it was free.
+    explicit UdpPeer(uint16_t port = 0) : m_fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)), m_address(at(port)) {
+        m_isBound = bind(m_fd, reinterpret_cast<const sockaddr*>(&m_address), sizeof m_address) == 0;
+        const int room = 4 * 1024 * 1024;
+        setsockopt(m_fd, SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
+        socklen_t size = sizeof m_address;
+        if (port == 0 && (!m_isBound || getsockname(m_fd, reinterpret_cast<sockaddr*>(&m_address), &size) != 0)) {
+            std::abort();
+        }
+    }
+    ~UdpPeer() { release(); }
+    UdpPeer(const UdpPeer&) = delete;
+    UdpPeer& operator=(const UdpPeer&) = delete;
+
+    bool isBound() const { return m_isBound; }
+    uint16_t port() const { return ntohs(m_address.sin_port); }
+    const sockaddr_in& address() const { return m_address; }
+    int fd() const { return m_fd; }
+
+    // Gives the port to another program.
+    void release() {
+        if (m_fd >= 0) {
+            close(m_fd);
+            m_fd = -1;
+        }
+    }
+
+    bool sendTo(uint16_t port, const Bytes& bytes) const {
+        const sockaddr_in to = at(port);
+        return sendto(m_fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to) ==
+               static_cast<ssize_t>(bytes.size());
+    }
+
+    // The next datagram, of up to 65536 bytes; none when the time is over.
+    std::optional<Bytes> receive(int milliseconds = 20000) {
+        pollfd in{m_fd, POLLIN, 0};
+        if (poll(&in, 1, milliseconds) != 1) {
+            return std::nullopt;
+        }
+        Bytes bytes(65536);
+        socklen_t size = sizeof m_sender;
+        const ssize_t length =
+            recvfrom(m_fd, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&m_sender), &size);
+        bytes.resize(static_cast<size_t>(std::max<ssize_t>(length, 0)));
+        return bytes;
+    }
+
+    // Where the datagram received last came from.
+    uint16_t senderPort() const { return ntohs(m_sender.sin_port); }
+
+private:
+    static sockaddr_in at(uint16_t port) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        address.sin_port = htons(port);
+        return address;
+    }
+
+    int m_fd;
+    sockaddr_in m_address;
+    sockaddr_in m_sender{};
+    bool m_isBound = false;
+};
