@@ -4,6 +4,7 @@
 //        dds_peer DOMAIN SETTING exit FROM TO    reads and floods, and leaves main after a while
 //        dds_peer DOMAIN SETTING leave FROM TO   the same, but calls exit(7) from its first callback, and main stays;
 //                                                what is to run at exit takes its time to be registered
+//        dds_peer DOMAIN SETTING destroy FROM TO the same, while main destroys the participant
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -20,6 +21,7 @@ namespace {
 void* g_participant = nullptr;
 std::atomic<bool> g_isReading{false};
 bool g_isLeaving = false;
+std::atomic<bool> g_isHeldUp{false};
 
 void print(void* data, unsigned int len) {
     g_isReading = true;
@@ -27,13 +29,19 @@ void print(void* data, unsigned int len) {
     fflush(stdout);
 }
 
-void leave(void* data, unsigned int len) {
-    print(data, len);
-    exit(7);
-}
-
 void wait(int milliseconds) {
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+void leave(void* data, unsigned int len) {
+    print(data, len);
+    exit(g_isHeldUp ? 7 : 8);
+}
+
+void leaveLate(void* data, unsigned int len) {
+    print(data, len);
+    wait(300); // long enough for main to begin to destroy
+    exit(7);
 }
 
 void declare(char** arguments, const char* topic, dds_RecvCallback callback) {
@@ -58,6 +66,7 @@ extern "C" int __real_atexit(void (*function)());
 extern "C" int __wrap_atexit(void (*function)()) {
     if (g_isLeaving) {
         wait(300); // long enough for a first sample
+        g_isHeldUp = true;
     }
     return __real_atexit(function);
 }
@@ -72,8 +81,9 @@ int main(int argc, char** argv) {
         v2xlog_AddTag("SDDS", &tag);
     }
     g_participant = create_dds();
-    g_isLeaving = argv[3] == std::string("leave");
-    declare(argv, argv[4], g_isLeaving ? leave : print);
+    const std::string role = argv[3];
+    g_isLeaving = role == "leave";
+    declare(argv, argv[4], g_isLeaving ? leave : role == "destroy" ? leaveLate : print);
     const char* const to = argc > 5 ? argv[5] : nullptr;
     if (to != nullptr) {
         declare(argv, to, nullptr);
@@ -86,7 +96,10 @@ int main(int argc, char** argv) {
     }
     std::thread(flood, to).detach();
     std::thread(flood, to).detach();
-    while (g_isLeaving || !g_isReading || get_match_cnt(g_participant, to) < 1) {
+    while (role != "exit" || !g_isReading || get_match_cnt(g_participant, to) < 1) {
+        if (role == "destroy" && g_isReading) {
+            destroy_dds(g_participant);
+        }
         wait(5);
     }
     wait(100);

@@ -323,7 +323,7 @@ TEST_F(HeldCallback, IsWaitedForByTheEnd) {
         isEnded = true;
     });
     EXPECT_TRUE(eventually([&] { return reader.send("other", Bytes(10)) == -1; })) << "the end has begun";
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    std::this_thread::sleep_for(std::chrono::seconds(1));
     EXPECT_FALSE(isEnded);
     g_gate.isHeld = false;
     destroyer.join();

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -50,23 +51,14 @@ TEST(Peers, StoppedReaderDelaysNoSender) {
     for (int i = 0; i < 4; i++) {
         ASSERT_EQ(here.send("all", pattern(1048576, 1)), 0);
     }
-    std::chrono::nanoseconds longest{0};
-    const auto timedSend = [&](const char* topic) {
-        const auto before = Clock::now();
-        const int32_t result = here.send(topic, Bytes(2048));
-        longest = std::max<std::chrono::nanoseconds>(longest, Clock::now() - before);
-        return result;
-    };
-    int refused = 0;
-    for (const auto start = Clock::now(); Clock::now() - start < std::chrono::seconds(2);) {
-        ASSERT_EQ(timedSend("now"), 0);
-        const int32_t result = timedSend("all");
+    int sent = 0;
+    for (const auto start = Clock::now(); Clock::now() - start < std::chrono::seconds(2); sent++) {
+        ASSERT_EQ(here.send("now", Bytes(2048)), 0);
+        const int32_t result = here.send("all", Bytes(2048));
         // A reader that is not matched any more, its lease over, is not waited for; it is counted off a moment later.
         ASSERT_TRUE(result == -2 || eventually([&] { return get_match_cnt(here.handle(), "all") == 0; }, 1000));
-        refused += result != 0 ? 1 : 0;
     }
-    EXPECT_LT(longest, std::chrono::seconds(1)); // no wait for a reader: those would last as long as it stands still
-    EXPECT_GT(refused, 0);
+    EXPECT_GT(sent, 100); // no wait for a reader: each would last as long as it stands still, or 100 ms
     // Its lease over, the reader counts no more, and "all" goes on.
     EXPECT_TRUE(here.awaits("all", 0));
     EXPECT_EQ(here.send("all", Bytes(1)), 0);
@@ -108,7 +100,7 @@ int goodByes(UdpPeer& discovery) {
     return count;
 }
 
-// From main, and from a callback.
+// From main, from a callback, and from a callback for which main waits in destroy_dds.
 TEST(Process, ExitsCleanlyWhileItSendsAndReceives) {
     UdpPeer discovery(discoveryPort(31));
     ASSERT_TRUE(discovery.isBound());
@@ -123,12 +115,15 @@ TEST(Process, ExitsCleanlyWhileItSendsAndReceives) {
             std::this_thread::sleep_for(std::chrono::microseconds(200));
         }
     });
-    for (int round = 0; round < 8; round++) {
-        Peer peer("dds_peer", {REAL_TIME, round % 2 == 0 ? "exit" : "leave", "in", "flood"});
-        EXPECT_EQ(peer.process().wait(20000), round % 2 == 0 ? 0 : 7);
+    for (int round = 0; round < 9; round++) {
+        const std::string role = std::array{"exit", "leave", "destroy"}[round % 3];
+        SCOPED_TRACE(role);
+        Peer peer("dds_peer", {REAL_TIME, role, "in", "flood"});
+        EXPECT_EQ(peer.process().wait(20000), role == "exit" ? 0 : 7);
         EXPECT_EQ(peer.errors(), "");
         EXPECT_FALSE(peer.lines().empty());
-        EXPECT_EQ(goodByes(discovery), 1); // without, its peers would miss it when its lease is over
+        // Without a good-bye its peers would miss it when its lease is over.
+        EXPECT_TRUE(eventually([&] { return goodByes(discovery) == 1; }));
     }
     isOver = true;
     sender.join();

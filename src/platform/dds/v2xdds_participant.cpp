@@ -168,12 +168,11 @@ void v2xdds_participant::Destroy(bool isExit) {
     }
     m_isEnding = true;
     std::unique_lock destroying(m_destroyMutex, std::defer_lock);
+    // Another thread may be destroying: it waits for this callback, to which exit does not return.
     if (!isCallback) {
         destroying.lock();
         { const std::unique_lock started(m_use); } // a start that was under way is over, and another refused
         m_dispatch.Stop();
-    } else if (!destroying.try_lock()) {
-        return; // another thread destroys and waits for this callback, which exit does not return to
     }
     const std::unique_lock lock(m_use);
     Close();
