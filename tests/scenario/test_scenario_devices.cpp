@@ -57,7 +57,7 @@ TEST(ScenarioDevices, TheSimulatorsCountsAgree) {
     // The kinds of damage that leave the neighbours alone: what arrives is exactly what is good.
     const std::string frames = unit.simulate(
         "controller", {"--target", addressOf(unit.framePort), "--listen", std::to_string(unit.controller.port()),
-                       "--rate", "100", "--count", "300", "--damage", "0.2", "--damage-kinds", "crc,length,type,count",
+                       "--rate", "50", "--count", "300", "--damage", "0.2", "--damage-kinds", "crc,length,type,count",
                        "--garbage", "0.2", "--seed", "5"});
     learner.join();
     const uint64_t framed = counted(reports, "good") + counted(reports, "countTooHigh");

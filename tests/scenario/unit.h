@@ -20,7 +20,7 @@ std::vector<std::string> recordOf(const Bytes& frame);
 // The number behind "name": in a simulator's summary; UINT64_MAX when there is none.
 uint64_t counted(const std::string& summary, const std::string& name);
 
-bool isFree(uint16_t port);
+bool isFree(uint16_t port);           // asks without taking it, so that another program finds it free
 std::string addressOf(uint16_t port); // as the simulators take it
 
 // The service manager's end of NOTIFY_SOCKET.

@@ -225,6 +225,7 @@ void devicesAndStack(const Options& options, Table& table) {
     desk.reset();
     stackAway(unit, options, table);
     const UdpPeer stack(unit.stack.port());
+    table.check(who + ": the stack's port again", stack.isBound(), stack.isBound() ? "free" : "taken", "free");
     checkAfter(unit, StackDesk(stack), before, who, table);
 }
 

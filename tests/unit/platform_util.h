@@ -4,12 +4,9 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <initializer_list>
-#include <optional>
 #include <sstream>
 #include <string>
-#include <thread>
 
 #include "temp_folder.h"
 #include "v2x/v2xlog.h"

@@ -138,12 +138,14 @@ TEST_F(Udp, SendersNeedNoLockAgainstTheAddressBeingSet) {
         sender.join();
     }
     uint64_t arrived = 0;
-    for (UdpPeer& peer : peers) {
-        for (auto bytes = peer.receive(0); bytes; bytes = peer.receive(0)) {
-            arrived += *bytes == pattern(10, 1) ? 1 : 0;
+    EXPECT_TRUE(eventually([&] {
+        for (UdpPeer& peer : peers) {
+            for (auto bytes = peer.receive(0); bytes; bytes = peer.receive(0)) {
+                arrived += *bytes == pattern(10, 1) ? 1 : 0;
+            }
         }
-    }
-    EXPECT_EQ(arrived, 2 * EACH);
+        return arrived == 2 * EACH;
+    })) << arrived;
 }
 
 TEST_F(Udp, ClosesWhileTrafficFlows) {
