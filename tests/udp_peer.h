@@ -17,14 +17,11 @@
 class UdpPeer {
 public:
     // port: 0 for any; of another one isBound() says whether it was free.
-    explicit UdpPeer(uint16_t port = 0) : m_fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)), m_address(at(port)) {
-        m_isBound = bind(m_fd, reinterpret_cast<const sockaddr*>(&m_address), sizeof m_address) == 0;
-        const int room = 4 * 1024 * 1024;
-        setsockopt(m_fd, SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
-        socklen_t size = sizeof m_address;
-        if (port == 0 && (!m_isBound || getsockname(m_fd, reinterpret_cast<sockaddr*>(&m_address), &size) != 0)) {
-            std::abort();
-        }
+    explicit UdpPeer(uint16_t port = 0) {
+        do {
+            release();
+            open(port);
+        } while (port == 0 && isOfDomain(this->port()));
     }
     ~UdpPeer() { release(); }
     UdpPeer(const UdpPeer&) = delete;
@@ -67,6 +64,26 @@ public:
     uint16_t senderPort() const { return ntohs(m_sender.sin_port); }
 
 private:
+    // Whether the participants of the daemon's domain look for each other there (RTPS 2.3, 9.6.1): the kernel gives
+    // such ports out as well, and what arrives would pass for a peer's.
+    static bool isOfDomain(uint16_t port) {
+        constexpr int DOMAIN_ID = 200;
+        constexpr int PORTS = 250;
+        return (port - 7400) / PORTS == DOMAIN_ID;
+    }
+
+    void open(uint16_t port) {
+        m_fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        m_address = at(port);
+        m_isBound = bind(m_fd, reinterpret_cast<const sockaddr*>(&m_address), sizeof m_address) == 0;
+        const int room = 4 * 1024 * 1024;
+        setsockopt(m_fd, SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
+        socklen_t size = sizeof m_address;
+        if (port == 0 && (!m_isBound || getsockname(m_fd, reinterpret_cast<sockaddr*>(&m_address), &size) != 0)) {
+            std::abort();
+        }
+    }
+
     static sockaddr_in at(uint16_t port) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
@@ -75,8 +92,8 @@ private:
         return address;
     }
 
-    int m_fd;
-    sockaddr_in m_address;
+    int m_fd = -1;
+    sockaddr_in m_address{};
     sockaddr_in m_sender{};
     bool m_isBound = false;
 };
