@@ -5,10 +5,20 @@
 //        dds_peer DOMAIN SETTING leave FROM TO   the same, but calls exit(7) from its first callback, and main stays;
 //                                                what is to run at exit takes its time to be registered
 //        dds_peer DOMAIN SETTING destroy FROM TO the same, while main destroys the participant
+//        dds_peer DOMAIN SETTING mute FROM TO    reads and floods; once stopped and continued it keeps its topics from
+//                                                participants that it knew before
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <mutex>
+#include <set>
 #include <string>
 #include <thread>
 
@@ -59,7 +69,50 @@ void flood(const char* topic) {
     }
 }
 
+// Those to whom this process has sent something for them alone, and tells no topic any more once it is mute.
+class Mute {
+public:
+    static void begin(int /*signal*/) { s_isMute = true; }
+    bool keepsBack(const Bytes& datagram) {
+        constexpr size_t PREFIX = 12;
+        // RTPS 2.3: a header of 20 bytes (8.3.3), INFO_DST (9.4.5.7), the writers of publications and subscriptions
+        // (table 9.1).
+        constexpr size_t DESTINATION = 24;
+        if (datagram.size() < DESTINATION + PREFIX || datagram[20] != 0x0E) {
+            return false;
+        }
+        const std::lock_guard lock(m_mutex);
+        const Bytes to(datagram.begin() + DESTINATION, datagram.begin() + DESTINATION + PREFIX);
+        if (!s_isMute) {
+            m_known.insert(to);
+            return false;
+        }
+        return m_known.contains(to) && (holds(datagram, hex("000003C2")) || holds(datagram, hex("000004C2")));
+    }
+
+private:
+    static bool holds(const Bytes& datagram, const Bytes& part) {
+        return std::search(datagram.begin(), datagram.end(), part.begin(), part.end()) != datagram.end();
+    }
+
+    static inline std::atomic<bool> s_isMute{false};
+    std::mutex m_mutex;
+    std::set<Bytes> m_known;
+};
+
+bool g_mayBeMute = false;
+
 } // namespace
+
+// The library's datagrams go through this one instead of the system's.
+extern "C" ssize_t sendto(int fd, const void* data, size_t length, int flags, const sockaddr* to, socklen_t size) {
+    static Mute mute;
+    const auto* const bytes = static_cast<const uint8_t*>(data);
+    if (g_mayBeMute && mute.keepsBack(Bytes(bytes, bytes + length))) {
+        return static_cast<ssize_t>(length);
+    }
+    return syscall(SYS_sendto, fd, data, length, flags, to, size);
+}
 
 // The linker puts this in the place of atexit.
 extern "C" int __real_atexit(void (*function)());
@@ -83,6 +136,8 @@ int main(int argc, char** argv) {
     g_participant = create_dds();
     const std::string role = argv[3];
     g_isLeaving = role == "leave";
+    g_mayBeMute = role == "mute";
+    signal(SIGCONT, Mute::begin);
     declare(argv, argv[4], g_isLeaving ? leave : role == "destroy" ? leaveLate : print);
     const char* const to = argc > 5 ? argv[5] : nullptr;
     if (to != nullptr) {

@@ -8,9 +8,13 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <climits>
 #include <csignal>
 #include <deque>
+#include <fastdds/rtps/participant/ParticipantDiscoveryInfo.h>
+#include <fastdds/rtps/reader/ReaderDiscoveryInfo.h>
+#include <fastdds/rtps/writer/WriterDiscoveryInfo.h>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -20,6 +24,7 @@
 #include "dds/dds_test.h"
 #include "udp_peer.h"
 #include "v2xdds_cdr.h"
+#include "v2xdds_peers.h"
 #include "v2xdds_reader.h"
 
 namespace {
@@ -121,6 +126,90 @@ TEST(Queue, KeepsRoomForWhatIsMissing) {
         EXPECT_EQ(isNever, row.isNever) << row.size << " " << row.missing;
     }
     EXPECT_EQ(countsOf("dds")["too_long"], 1U);
+}
+
+// Tells the watch what the library would, in letters: a peer is (F)ound, (D)ropped by its lease, or takes its leave
+// (B); a (R)eader or (W)riter of it is found, in lower case removed, or a reader of (O)ther topics.
+void tell(v2xdds_peers& watch, uint8_t peer, const char* events) {
+    using namespace eprosima::fastrtps::rtps;
+    RTPSParticipantListener& listener = watch;
+    ParticipantProxyData participant({});
+    ReaderProxyData reader(1, 0);
+    WriterProxyData writer(1, 0);
+    for (GuidPrefix_t* prefix :
+         {&participant.m_guid.guidPrefix, &reader.guid().guidPrefix, &writer.guid().guidPrefix}) {
+        prefix->value[5] = peer;
+    }
+    for (const char* event = events; *event != 0; event++) {
+        const auto name = static_cast<char>(toupper(*event));
+        ParticipantDiscoveryInfo ofPeer(participant);
+        ofPeer.status = name == 'F'   ? ParticipantDiscoveryInfo::DISCOVERED_PARTICIPANT
+                        : name == 'D' ? ParticipantDiscoveryInfo::DROPPED_PARTICIPANT
+                                      : ParticipantDiscoveryInfo::REMOVED_PARTICIPANT;
+        reader.topicName(name == 'O' ? "other" : "ours");
+        writer.topicName("ours");
+        ReaderDiscoveryInfo ofReader(reader);
+        ofReader.status =
+            islower(*event) ? ReaderDiscoveryInfo::REMOVED_READER : ReaderDiscoveryInfo::DISCOVERED_READER;
+        WriterDiscoveryInfo ofWriter(writer);
+        ofWriter.status =
+            islower(*event) ? WriterDiscoveryInfo::REMOVED_WRITER : WriterDiscoveryInfo::DISCOVERED_WRITER;
+        if (name == 'W') {
+            listener.onWriterDiscovery(nullptr, std::move(ofWriter));
+        } else if (name == 'R' || name == 'O') {
+            listener.onReaderDiscovery(nullptr, std::move(ofReader));
+        } else {
+            listener.onParticipantDiscovery(nullptr, std::move(ofPeer));
+        }
+    }
+}
+
+bool isOurs(v2xdds_peers::Kind /*kind*/, const char* topic) {
+    return std::string(topic) == "ours";
+}
+
+TEST(Watch, TakesPeersForLostThatComeBackWithoutWhatTheyHad) {
+    const struct {
+        const char* events;
+        bool isLost;
+    } cases[] = {
+        {"FRW", false},       {"FRWrw", false},     {"FRWrwD", false},   {"FRWrwDF", true},   {"FRWrwDFRW", false},
+        {"FRWrwDFR", true},   {"FRWrwDFW", true},   {"FRrDF", true},     {"FRrDFR", false},   {"FRRrrDFR", false},
+        {"FDF", false},       {"FOoDF", false},     {"FRWrwDB", false},  {"FRWrwDBF", false}, {"FRWrwDFB", false},
+        {"FRWrwFD", true}, // the library's threads tell of both at once
+        {"FRWrwFRWD", false}, {"FRWrwFDRW", false}, {"FRWrwDFDF", true}, {"FRWrwDFD", false},
+    };
+    for (const auto& row : cases) {
+        v2xdds_peers watch(isOurs, [] {});
+        tell(watch, 2, "FRW");
+        const auto before = v2xdds_peers::Clock::now();
+        tell(watch, 1, row.events);
+        const auto due = watch.Due();
+        EXPECT_EQ(due != v2xdds_peers::Clock::time_point::max(), row.isLost) << row.events;
+        if (row.isLost) {
+            EXPECT_GE(due, before + std::chrono::seconds(3)) << row.events;
+            EXPECT_LE(due, v2xdds_peers::Clock::now() + std::chrono::seconds(3)) << row.events;
+        }
+        watch.Forget();
+        tell(watch, 1, "F");
+        EXPECT_EQ(watch.Due(), v2xdds_peers::Clock::time_point::max()) << row.events;
+    }
+}
+
+// Peers that are killed never come back: the one that is away for longest makes way.
+TEST(Watch, RemembersThirtyTwoThatAreAway) {
+    v2xdds_peers watch(isOurs, [] {});
+    tell(watch, 100, "FR");
+    for (uint8_t peer = 0; peer < 34; peer++) {
+        tell(watch, peer, "FRrD");
+    }
+    tell(watch, 101, "FD"); // without anything of ours it is not remembered
+    for (uint8_t peer = 0; peer < 2; peer++) {
+        tell(watch, peer, "F");
+    }
+    EXPECT_EQ(watch.Due(), v2xdds_peers::Clock::time_point::max());
+    tell(watch, 2, "F");
+    EXPECT_NE(watch.Due(), v2xdds_peers::Clock::time_point::max());
 }
 
 TEST(Calls, RefuseWhatCannotBeDeclared) {

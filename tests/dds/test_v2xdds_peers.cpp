@@ -89,6 +89,27 @@ TEST(Peers, ShortlyStoppedReaderLosesNothingThatIsKept) {
     EXPECT_THAT(peer.lines(), ElementsAreArray(expected));
 }
 
+// It is found again, but none of its topics: the participant here starts anew.
+TEST(Peers, StoppedPeerWhoseTopicsStayAwayIsFoundAnew) {
+    const auto joinedAnew = [] { return countsOf("dds")["joined_anew"]; };
+    Participant here;
+    here.reads("flood", Inbox::take<>);
+    here.writes("in");
+    here.start();
+    Peer peer("dds_peer", {REAL_TIME, "mute", "in", "flood"});
+    ASSERT_TRUE(here.awaits("in", 1) && Inbox::of().holds(1));
+    ASSERT_TRUE(peer.process().stop());
+    ASSERT_TRUE(here.awaits("in", 0));
+    EXPECT_EQ(joinedAnew(), 0);
+    const size_t before = Inbox::of().all().size();
+    peer.process().signal(SIGCONT);
+    EXPECT_TRUE(here.awaits("in", 1));
+    EXPECT_EQ(joinedAnew(), 1);
+    EXPECT_EQ(here.send("in", Bytes(7)), 0);
+    EXPECT_TRUE(eventually([&] { return peer.lines() == piecesOf(Bytes(7)); })) << peer.errors();
+    EXPECT_TRUE(Inbox::of().holds(before + 1));
+}
+
 // Those that have come since the last call, at one of the ports at which participants look for peers.
 int goodByes(UdpPeer& discovery) {
     // RTPS 2.3, 9.6.3: PID_STATUS_INFO, 4 bytes, unregistered and disposed of.

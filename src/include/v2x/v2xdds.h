@@ -40,8 +40,10 @@ bool set_history_qos(void* handle, const char* topic, int32_t setting, int32_t d
 bool set_white_list_iface(void* handle, const char* address);
 
 // Joins the domain: readers and writers come to life, peers are found within a second or two. At most 32 participants
-// of one process are started at a time. The library's threads leave SIGINT, SIGQUIT and SIGTERM to others. Returns
-// false, with the reason in the log, when the library cannot make them; sending does nothing then.
+// of one process are started at a time. The library's threads leave SIGINT, SIGQUIT and SIGTERM to others. Where a peer
+// that stood still is back and its readers or writers are not, the domain is left and joined anew by itself: what was
+// not delivered by then is lost, and no reader is matched for a moment. Returns false, with the reason in the log, when
+// the library cannot make them; sending does nothing then.
 bool dds_start(void* handle);
 
 // Number of readers matched to the topic's writer; 0 for an unknown topic or before dds_start.

@@ -4,6 +4,7 @@
 
 #include <exception>
 #include <functional>
+#include <utility>
 
 #include "v2x/v2xcount.h"
 #include "v2xdds_log.h"
@@ -30,8 +31,8 @@ bool v2xdds_dispatch::IsCaller() const {
     return t_running == this;
 }
 
-void v2xdds_dispatch::Start(const std::vector<std::unique_ptr<v2xdds_reader>>& readers) {
-    m_thread = std::thread(&v2xdds_dispatch::Run, this, std::cref(readers));
+void v2xdds_dispatch::Start(const Readers& readers, std::function<Clock::time_point()> tend) {
+    m_thread = std::thread(&v2xdds_dispatch::Run, this, std::cref(readers), std::move(tend));
     pthread_setname_np(m_thread.native_handle(), "v2xdds");
 }
 
@@ -54,21 +55,21 @@ void v2xdds_dispatch::Stop() {
     }
 }
 
-void v2xdds_dispatch::Run(const std::vector<std::unique_ptr<v2xdds_reader>>& readers) {
+void v2xdds_dispatch::Run(const Readers& readers, const std::function<Clock::time_point()>& tend) {
     t_running = this;
+    auto due = Clock::time_point::max();
     std::unique_lock lock(m_mutex);
     while (!m_isStopping) {
-        m_wake.wait(lock, [this] { return m_isPending || m_isStopping; });
+        m_wake.wait_until(lock, due, [this] { return m_isPending || m_isStopping; });
         m_isPending = false;
+        lock.unlock();
         // One sample of each topic in turn, so that a busy topic does not keep the others waiting.
-        bool isMore = true;
-        while (isMore && !m_isStopping) {
-            lock.unlock();
-            isMore = false;
-            for (const auto& reader : readers) {
-                isMore |= HandOn(*reader);
-            }
-            lock.lock();
+        bool isMore = false;
+        for (const auto& reader : readers) {
+            isMore |= HandOn(*reader);
         }
+        due = tend();
+        lock.lock();
+        m_isPending |= isMore;
     }
 }

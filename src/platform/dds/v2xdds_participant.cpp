@@ -6,11 +6,14 @@
 #include <fastdds/rtps/RTPSDomain.h>
 #include <stdexcept>
 
+#include "v2x/v2xcount.h"
 #include "v2xdds_cdr.h"
 #include "v2xdds_library.h"
 #include "v2xdds_log.h"
 
 namespace {
+
+v2x_counter g_anew{"dds", "joined_anew"};
 
 namespace rtps = eprosima::fastrtps::rtps;
 
@@ -85,7 +88,14 @@ bool v2xdds_participant::Start(void (*atExit)()) {
         return false;
     }
     try {
-        Open(atExit);
+        const v2xdds_signalsBlocked blocked;
+        Open();
+        // What the library has made so far is destroyed after what is registered now has run, and a callback may end
+        // the process before this call returns.
+        if (std::atexit(atExit) != 0) {
+            throw std::runtime_error("no memory for what runs at exit");
+        }
+        m_dispatch.Start(m_readers, [this] { return Tend(); });
         m_state = State::RUNNING;
         return true;
     } catch (const std::exception& error) {
@@ -95,15 +105,16 @@ bool v2xdds_participant::Start(void (*atExit)()) {
     }
 }
 
-void v2xdds_participant::Open(void (*atExit)()) {
+// On a thread that blocks the signals which the library's are to leave to others.
+void v2xdds_participant::Open() {
     if (!v2xdds_IsLoopback(m_address.c_str())) {
         throw std::runtime_error("no loop-back interface has the address " + m_address);
     }
-    const v2xdds_signalsBlocked blocked;
     v2xdds_PrepareLibrary();
     m_number.emplace(m_address, m_domain);
-    m_participant.reset(rtps::RTPSDomain::createParticipant(static_cast<uint32_t>(m_domain),
-                                                            v2xdds_ParticipantAttributes(m_address, *m_number)));
+    m_peers.Forget();
+    m_participant.reset(rtps::RTPSDomain::createParticipant(
+        static_cast<uint32_t>(m_domain), v2xdds_ParticipantAttributes(m_address, *m_number), &m_peers));
     if (m_participant == nullptr) {
         throw std::runtime_error("Fast DDS makes no participant");
     }
@@ -112,12 +123,6 @@ void v2xdds_participant::Open(void (*atExit)()) {
             throw std::runtime_error("Fast DDS refuses topic " + topic.name);
         }
     }
-    // What the library has made so far is destroyed after what is registered now has run, and a callback may end the
-    // process before this call returns.
-    if (std::atexit(atExit) != 0) {
-        throw std::runtime_error("no memory for what runs at exit");
-    }
-    m_dispatch.Start(m_readers);
 }
 
 bool v2xdds_participant::OpenTopic(const Topic& topic) {
@@ -134,6 +139,40 @@ void v2xdds_participant::Close() {
     m_writers.clear();
     m_participant.reset();
     m_number.reset();
+}
+
+// Whether a peer's readers or writers of the topic have their opposite here.
+bool v2xdds_participant::Concerns(v2xdds_peers::Kind peers, const char* topic) const {
+    return std::any_of(m_topics.begin(), m_topics.end(), [&](const Topic& declared) {
+        return declared.name == topic && (declared.callback == nullptr) == (peers == v2xdds_peers::READER);
+    });
+}
+
+// On the dispatching thread. Makes the participant anew where it has lost a peer, and again where that failed.
+v2xdds_participant::Clock::time_point v2xdds_participant::Tend() {
+    constexpr auto PAUSE = std::chrono::seconds(1);
+    const auto due = m_participant != nullptr ? m_peers.Due() : Clock::time_point::min();
+    if (Clock::now() < due) {
+        return due;
+    }
+    const std::unique_lock lock(m_use);
+    return m_isEnding || OpenAnew() ? m_peers.Due() : Clock::now() + PAUSE;
+}
+
+bool v2xdds_participant::OpenAnew() {
+    if (m_participant != nullptr) {
+        g_anew.Add();
+        V2XLOG(g_v2xddsLog, V2XLOG_WARN, "a peer is back and its topics are not: joining domain %d anew", m_domain);
+        Close();
+    }
+    try {
+        Open();
+        return true;
+    } catch (const std::exception& error) {
+        V2XLOG(g_v2xddsLog, V2XLOG_ERROR, "cannot join domain %d: %s", m_domain, error.what());
+        Close();
+        return false;
+    }
 }
 
 v2xdds_writer* v2xdds_participant::FindWriter(const char* topic) const {

@@ -14,6 +14,7 @@
 
 #include "v2x/v2xdds.h"
 #include "v2xdds_dispatch.h"
+#include "v2xdds_peers.h"
 #include "v2xdds_reader.h"
 #include "v2xdds_transport.h"
 #include "v2xdds_writer.h"
@@ -38,9 +39,14 @@ private:
         dds_historySetting setting;
     };
 
-    void Open(void (*atExit)());
+    using Clock = v2xdds_dispatch::Clock;
+
+    void Open();
     bool OpenTopic(const Topic& topic);
     void Close();
+    bool Concerns(v2xdds_peers::Kind peers, const char* topic) const;
+    Clock::time_point Tend();
+    bool OpenAnew();
     v2xdds_writer* FindWriter(const char* topic) const;
 
     std::mutex m_destroyMutex;           // one destroyer at a time
@@ -55,6 +61,8 @@ private:
         void operator()(eprosima::fastrtps::rtps::RTPSParticipant* participant) const;
     };
     v2xdds_dispatch m_dispatch;
+    v2xdds_peers m_peers{[this](v2xdds_peers::Kind kind, const char* topic) { return Concerns(kind, topic); },
+                         [this] { m_dispatch.Wake(); }};
     std::optional<v2xdds_number> m_number;
     std::unique_ptr<eprosima::fastrtps::rtps::RTPSParticipant, Remove> m_participant;
     std::vector<std::unique_ptr<v2xdds_writer>> m_writers;
