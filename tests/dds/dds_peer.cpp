@@ -69,7 +69,8 @@ void flood(const char* topic) {
     }
 }
 
-// Those to whom this process has sent something for them alone, and tells no topic any more once it is mute.
+// Those to whom this process has sent something for them alone, and tells no topic any more once it is mute. For one
+// other participant: what goes to several at a time passes.
 class Mute {
 public:
     static void begin(int /*signal*/) { s_isMute = true; }
@@ -78,7 +79,7 @@ public:
         // RTPS 2.3: a header of 20 bytes (8.3.3), INFO_DST (9.4.5.7), the writers of publications and subscriptions
         // (table 9.1).
         constexpr size_t DESTINATION = 24;
-        if (datagram.size() < DESTINATION + PREFIX || datagram[20] != 0x0E) {
+        if (datagram.size() <= DESTINATION + PREFIX || datagram[20] != 0x0E) {
             return false;
         }
         const std::lock_guard lock(m_mutex);
@@ -87,7 +88,9 @@ public:
             m_known.insert(to);
             return false;
         }
-        return m_known.contains(to) && (holds(datagram, hex("000003C2")) || holds(datagram, hex("000004C2")));
+        const bool isAcknowledgement = datagram[DESTINATION + PREFIX] == 0x06; // ACKNACK (9.4.5.3), of others' topics
+        return m_known.contains(to) && !isAcknowledgement &&
+               (holds(datagram, hex("000003C2")) || holds(datagram, hex("000004C2")));
     }
 
 private:

@@ -6,12 +6,14 @@
 #include <fastdds/rtps/writer/RTPSWriter.h>
 #include <fastrtps/qos/WriterQos.h>
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <optional>
 #include <thread>
 
 #include "counts.h"
@@ -87,25 +89,68 @@ TEST(Peers, ShortlyStoppedReaderLosesNothingThatIsKept) {
     EXPECT_THAT(peer.lines(), ElementsAreArray(expected));
 }
 
-// It is found again, but none of its topics: the participant here starts anew.
+// No file or socket can be opened meanwhile.
+class NoDescriptors {
+public:
+    NoDescriptors() {
+        getrlimit(RLIMIT_NOFILE, &m_before);
+        const rlimit none = {0, m_before.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &m_before); }
+    NoDescriptors(const NoDescriptors&) = delete;
+    NoDescriptors& operator=(const NoDescriptors&) = delete;
+
+private:
+    rlimit m_before{};
+};
+
+// It is found again, but none of its topics: the participant here joins anew, however many send, and as soon as it can.
 TEST(Peers, StoppedPeerWhoseTopicsStayAwayIsFoundAnew) {
     const auto joinedAnew = [] { return countsOf("dds")["joined_anew"]; };
-    Participant here;
-    here.reads("flood", Inbox::take<>);
-    here.writes("in");
-    here.start();
-    Peer peer("dds_peer", {REAL_TIME, "mute", "in", "flood"});
-    ASSERT_TRUE(here.awaits("in", 1) && Inbox::of().holds(1));
-    ASSERT_TRUE(peer.process().stop());
-    ASSERT_TRUE(here.awaits("in", 0));
-    EXPECT_EQ(joinedAnew(), 0);
-    const size_t before = Inbox::of().all().size();
-    peer.process().signal(SIGCONT);
-    EXPECT_TRUE(here.awaits("in", 1));
-    EXPECT_EQ(joinedAnew(), 1);
-    EXPECT_EQ(here.send("in", Bytes(7)), 0);
-    EXPECT_TRUE(eventually([&] { return peer.lines() == piecesOf(Bytes(7)); })) << peer.errors();
-    EXPECT_TRUE(Inbox::of().holds(before + 1));
+    for (const bool isWithoutSockets : {false, true}) {
+        SCOPED_TRACE(isWithoutSockets);
+        const uint64_t joinedBefore = joinedAnew();
+        Participant here;
+        here.reads("flood", Inbox::take<>);
+        here.writes("in");
+        here.start();
+        Peer peer("dds_peer", {REAL_TIME, "mute", "in", "flood"});
+        ASSERT_TRUE(here.awaits("in", 1) && Inbox::of().holds(Inbox::of().all().size() + 1));
+        ASSERT_TRUE(peer.process().stop());
+        ASSERT_TRUE(here.awaits("in", 0));
+        EXPECT_EQ(joinedAnew(), joinedBefore);
+        const size_t received = Inbox::of().all().size();
+        std::optional<NoDescriptors> none;
+        if (isWithoutSockets) {
+            none.emplace();
+        }
+        const auto continued = Clock::now();
+        peer.process().signal(SIGCONT);
+        {
+            std::atomic<bool> isOver{false};
+            const auto count = [&] {
+                while (!isOver) {
+                    get_match_cnt(here.handle(), "in");
+                }
+            };
+            std::thread counting[] = {std::thread(count), std::thread(count)};
+            EXPECT_TRUE(eventually([&] { return joinedAnew() == joinedBefore + 1; }));
+            isOver = true;
+            std::ranges::for_each(counting, &std::thread::join);
+        }
+        EXPECT_GE(Clock::now() - continued, std::chrono::seconds(4)); // time for its topics to come
+        if (none) {
+            EXPECT_FALSE(eventually([&] { return get_match_cnt(here.handle(), "in") != 0; }, 1500));
+            EXPECT_EQ(here.send("in", Bytes(7)), -1);
+            none.reset();
+        }
+        EXPECT_TRUE(here.awaits("in", 1));
+        EXPECT_EQ(here.send("in", Bytes(7)), 0);
+        EXPECT_TRUE(eventually([&] { return peer.lines() == piecesOf(Bytes(7)); })) << peer.errors();
+        EXPECT_TRUE(Inbox::of().holds(received + 1));
+        EXPECT_EQ(joinedAnew(), joinedBefore + 1);
+    }
 }
 
 // Those that have come since the last call, at one of the ports at which participants look for peers.

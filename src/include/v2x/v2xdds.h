@@ -42,17 +42,19 @@ bool set_white_list_iface(void* handle, const char* address);
 // Joins the domain: readers and writers come to life, peers are found within a second or two. At most 32 participants
 // of one process are started at a time. The library's threads leave SIGINT, SIGQUIT and SIGTERM to others. Where a peer
 // that stood still is back and its readers or writers are not, the domain is left and joined anew by itself: what was
-// not delivered by then is lost, and no reader is matched for a moment. Returns false, with the reason in the log, when
-// the library cannot make them; sending does nothing then.
+// not delivered to a peer or a callback by then is lost, also the rest of a payload that had begun; what writers of the
+// settings "all" and "last" keep comes once more; and no reader is matched for a moment. Returns false, with the reason in
+// the log, when the library cannot make them; sending does nothing then.
 bool dds_start(void* handle);
 
-// Number of readers matched to the topic's writer; 0 for an unknown topic or before dds_start.
+// Number of readers matched to the topic's writer; 0 for an unknown topic, before dds_start, or while the domain is
+// joined anew.
 int32_t get_match_cnt(void* handle, const char* topic);
 
 // Publishes `len` bytes, 1 to 1048576. Never waits for a reader: one that is stopped or dead loses what its history no
 // longer holds. Returns 0; -1 for a null argument, a length out of range, an unknown topic, or a participant that is
-// not started; -2 when the library takes no sample: with the setting "all" also when a matched reader lacks too much of
-// what came before, and then no part of the payload is sent.
+// not started or joins its domain anew; -2 when the library takes no sample: with the setting "all" also when a matched
+// reader lacks too much of what came before, and then no part of the payload is sent.
 int32_t dds_send(void* handle, const char* topic, const void* data, uint32_t len);
 
 // Ends the participant: callbacks that run are waited for, none runs afterwards; called from one of its own it does

@@ -155,8 +155,13 @@ v2xdds_participant::Clock::time_point v2xdds_participant::Tend() {
     if (Clock::now() < due) {
         return due;
     }
+    m_isAway = true;
     const std::unique_lock lock(m_use);
-    return m_isEnding || OpenAnew() ? m_peers.Due() : Clock::now() + PAUSE;
+    if (m_isEnding) {
+        return Clock::time_point::max();
+    }
+    m_isAway = !OpenAnew();
+    return m_isAway ? Clock::now() + PAUSE : m_peers.Due();
 }
 
 bool v2xdds_participant::OpenAnew() {
@@ -182,7 +187,7 @@ v2xdds_writer* v2xdds_participant::FindWriter(const char* topic) const {
 }
 
 int32_t v2xdds_participant::Matched(const char* topic) {
-    if (m_isEnding) {
+    if (m_isEnding || m_isAway) {
         return 0;
     }
     const std::shared_lock lock(m_use);
@@ -191,7 +196,7 @@ int32_t v2xdds_participant::Matched(const char* topic) {
 }
 
 int32_t v2xdds_participant::Send(const char* topic, std::span<const uint8_t> payload) {
-    if (m_isEnding || payload.empty() || payload.size() > V2XDDS_PAYLOAD_MAX) {
+    if (m_isEnding || m_isAway || payload.empty() || payload.size() > V2XDDS_PAYLOAD_MAX) {
         return -1;
     }
     const std::shared_lock lock(m_use);

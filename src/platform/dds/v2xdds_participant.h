@@ -49,8 +49,11 @@ private:
     bool OpenAnew();
     v2xdds_writer* FindWriter(const char* topic) const;
 
-    std::mutex m_destroyMutex;           // one destroyer at a time
-    std::atomic<bool> m_isEnding{false}; // set first, so that a stream of senders cannot keep the destroyer waiting
+    std::mutex m_destroyMutex; // one destroyer at a time
+    // Set before m_use is taken, so that a stream of senders keeps nobody waiting: for good, and while the domain is
+    // joined anew.
+    std::atomic<bool> m_isEnding{false};
+    std::atomic<bool> m_isAway{false};
     std::shared_mutex m_use; // shared by those who send or count; what follows changes under the whole of it
     State m_state = State::DECLARED;
     int32_t m_domain = 0;

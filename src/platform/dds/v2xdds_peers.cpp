@@ -15,20 +15,13 @@ using rtps::ParticipantDiscoveryInfo;
 using rtps::ReaderDiscoveryInfo;
 using rtps::WriterDiscoveryInfo;
 
-// How long a peer that is found again may take to tell of its readers and writers; some 100 ms as a rule.
-constexpr auto PATIENCE = std::chrono::seconds(3);
+// How long a peer that is found again may take to tell of its readers and writers; some 100 ms as a rule. Longer than
+// the lease, since one that stands still again at once is dropped by then, and not a moment at which the peer looks at
+// this end's lease, 3 s after it was found and 5 s or more: an assertion of the library fails in a peer that gets a
+// good-bye while it does.
+constexpr auto PATIENCE = std::chrono::seconds(4);
 // Peers that were dropped and may come back: as many as find each other on a domain. Who is killed never does.
 constexpr size_t AWAY_MAX = 32;
-
-// What the library's threads call must not throw. Without memory a peer is not watched.
-template <typename Call>
-void Guarded(Call call) {
-    try {
-        call();
-    } catch (const std::exception& error) {
-        V2XLOG(g_v2xddsLog, V2XLOG_ERROR, "a peer is not watched: %s", error.what());
-    }
-}
 
 } // namespace
 
@@ -53,25 +46,29 @@ void v2xdds_peers::Forget() {
 }
 
 void v2xdds_peers::onParticipantDiscovery(rtps::RTPSParticipant* /*participant*/, ParticipantDiscoveryInfo&& info) {
-    if (info.status == ParticipantDiscoveryInfo::CHANGED_QOS_PARTICIPANT) { // every second
+    if (info.status == ParticipantDiscoveryInfo::CHANGED_QOS_PARTICIPANT) {
         return;
     }
-    Guarded([&] {
+    try {
         {
             const std::lock_guard lock(m_mutex);
-            const auto peer = Of(info.info.m_guid.guidPrefix);
+            const Prefix prefix = info.info.m_guid.guidPrefix;
+            const auto known = Find(prefix);
+            const auto peer = known != m_peers.end() ? known : m_peers.emplace(known, Peer{prefix});
             const bool isFound = info.status == ParticipantDiscoveryInfo::DISCOVERED_PARTICIPANT;
             const bool isDropped = info.status == ParticipantDiscoveryInfo::DROPPED_PARTICIPANT;
             peer->found += isFound ? 1 : -1;
             peer->changed = Clock::now();
             peer->isLacking = isFound ? peer->isLacking : isDropped && peer->LacksAny();
-            if (peer->found <= 0 && !peer->isLacking) {
+            if (peer->found == 0 && !peer->isLacking) {
                 m_peers.erase(peer); // what comes back is as good as new
             }
             ForgetLongestAway();
         }
         m_onChange();
-    });
+    } catch (const std::exception& error) {
+        V2XLOG(g_v2xddsLog, V2XLOG_ERROR, "a peer is not watched: %s", error.what()); // no memory
+    }
 }
 
 void v2xdds_peers::onReaderDiscovery(rtps::RTPSParticipant* /*participant*/, ReaderDiscoveryInfo&& info) {
@@ -88,22 +85,19 @@ void v2xdds_peers::onWriterDiscovery(rtps::RTPSParticipant* /*participant*/, Wri
     }
 }
 
+// Of this end's own ones, too, of which the library tells as well: no peer has its prefix.
 void v2xdds_peers::Count(Kind kind, const Prefix& prefix, const char* topic, int32_t change) {
-    if (!m_concerns(kind, topic)) {
-        return;
-    }
-    Guarded([&] {
-        const std::lock_guard lock(m_mutex);
-        const auto peer = Of(prefix);
+    const std::lock_guard lock(m_mutex);
+    const auto peer = Find(prefix);
+    if (peer != m_peers.end() && m_concerns(kind, topic)) {
         peer->has[kind] += change;
-        peer->had[kind] = true;
+        peer->had[kind] = peer->had[kind] || change > 0;
         peer->isLacking = peer->isLacking && peer->LacksAny();
-    });
+    }
 }
 
-std::vector<v2xdds_peers::Peer>::iterator v2xdds_peers::Of(const Prefix& prefix) {
-    const auto known = std::ranges::find(m_peers, prefix, &Peer::prefix);
-    return known != m_peers.end() ? known : m_peers.emplace(m_peers.end(), Peer{prefix});
+std::vector<v2xdds_peers::Peer>::iterator v2xdds_peers::Find(const Prefix& prefix) {
+    return std::ranges::find(m_peers, prefix, &Peer::prefix);
 }
 
 void v2xdds_peers::ForgetLongestAway() {

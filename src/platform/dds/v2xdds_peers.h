@@ -17,8 +17,8 @@ public:
     using Clock = std::chrono::steady_clock;
     enum Kind { READER, WRITER, KINDS };
 
-    // `concerns` says whether a peer's reader or writer of this topic would be matched, and `onChange` that Due() may
-    // have changed; both on threads of the library.
+    // `concerns` says whether a peer's reader or writer of this topic would be matched, and `onChange` hears that Due()
+    // may have changed; both on threads of the library, and neither throws.
     v2xdds_peers(std::function<bool(Kind, const char* topic)> concerns, std::function<void()> onChange)
         : m_concerns(std::move(concerns)), m_onChange(std::move(onChange)) {}
 
@@ -47,7 +47,7 @@ private:
                            eprosima::fastrtps::rtps::WriterDiscoveryInfo&& info) override;
 
     void Count(Kind kind, const Prefix& prefix, const char* topic, int32_t change);
-    std::vector<Peer>::iterator Of(const Prefix& prefix);
+    std::vector<Peer>::iterator Find(const Prefix& prefix);
     void ForgetLongestAway();
 
     const std::function<bool(Kind, const char*)> m_concerns;
