@@ -1,9 +1,11 @@
 // Each peer killed, stopped and continued under traffic on all paths.
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <functional>
 #include <random>
+#include <thread>
 
 #include "paths.h"
 #include "plans.h"
@@ -31,6 +33,35 @@ struct Victim {
     std::function<void()> whileThere = [] {}; // between a fault and the next
 };
 
+// Other participants of the domain, which come and go: they keep discovery under way, in which a peer that stands still
+// is lost most easily.
+class PassersBy {
+public:
+    explicit PassersBy(const Unit& unit) : m_thread([this, folder = unit.folder.path()] { run(folder); }) {}
+    ~PassersBy() {
+        m_isOver = true;
+        m_thread.join();
+    }
+    PassersBy(const PassersBy&) = delete;
+    PassersBy& operator=(const PassersBy&) = delete;
+
+private:
+    void run(const std::string& folder) {
+        constexpr int STAY_MS = 700;
+        const std::string base = folder + "/passer";
+        for (int i = 0; !m_isOver; i++) {
+            Process passer({V2X_BIN "/v2x_spat_sim", "cloud", "--device", "passer", "--quiet", "--rate", "0"}, {},
+                           base + ".out", base + ".err");
+            passer.wait(STAY_MS);
+            passer.signal(i % 2 == 0 ? SIGTERM : SIGKILL);
+            passer.wait(BACK_MS);
+        }
+    }
+
+    std::atomic<bool> m_isOver{false};
+    std::thread m_thread;
+};
+
 // Whether each count grows again.
 bool isBack(const Victim& victim, const std::vector<uint64_t>& before) {
     return eventually(
@@ -52,7 +83,7 @@ void faultsOf(Unit& unit, const Victim& victim, const Options& options, Table& t
             victim.start();
             back += isBack(victim, victim.progress()) ? 1 : 0;
         } else {
-            const bool isLong = round == 1 && victim.role == ROLES[CLOUD];
+            const bool isLong = victim.role == ROLES[CLOUD];
             const pid_t pid = unit.simulatorPid(victim.role);
             kill(pid, SIGSTOP);
             std::this_thread::sleep_for(
@@ -167,6 +198,7 @@ void accountForDocuments(Unit& unit, StackDesk& desk, const Stopwatch& life, Tab
                 std::to_string(count("cloud.sent")) + " + " + std::to_string(count("cloud.unmatched")),
                 std::to_string(replies) + " + " + std::to_string(statuses) + ", give or take a status");
     table.equal("cloud away: not sent for another reason", count("cloud.not_sent"), 0);
+    table.note("cloud away: the domain joined anew", std::to_string(count("dds.joined_anew")) + " times");
 }
 
 // The stack application away: what the daemon sends it is looked at on the wire.
@@ -236,7 +268,10 @@ void cloud(const Options& options, Table& table) {
     unit.startAndWaitReady();
     const Stopwatch life;
     const Sample before = lookAtRest(unit, desk, "cloud: all paths before", table);
-    sourceAway(unit, desk, CLOUD, options, table);
+    {
+        const PassersBy passersBy(unit);
+        sourceAway(unit, desk, CLOUD, options, table);
+    }
     checkAfter(unit, desk, before, "cloud", table);
     accountForDocuments(unit, desk, life, table);
 }
