@@ -16,7 +16,8 @@ namespace fs = std::filesystem;
 const std::string PROGRAM = "v2x_spat_convert";
 
 // Those that docs/decisions.md names.
-constexpr const char* ENDERS[] = {"libfastrtps.so", "libconfig.so"};
+constexpr const char* HEADERS = "libfastrtps' headers";
+constexpr const char* ENDERS[] = {"libfastrtps.so", "libconfig.so", HEADERS};
 
 // What libconfig says when it exits, with the status 2.
 constexpr const char* NO_SCANNER = "out of dynamic memory in libconfig_yy";
@@ -50,6 +51,26 @@ struct Ender {
     bool isCaughtByNone = false;
 };
 
+// Whether the frame "PATH(+0xOFFSET) [...]" is where a constant of the DDS library's headers is made in the program,
+// ahead of main: those files of ours that include them make no other.
+bool isHeadersConstant(const std::string& frame) {
+    constexpr const char* MADE_IN = "_GLOBAL__sub_I_v2xdds";
+    const size_t at = frame.find("(+0x");
+    const std::string command = "nm --defined-only -n " + frame.substr(0, at);
+    FILE* const symbols = at != std::string::npos ? popen(command.c_str(), "r") : nullptr;
+    if (symbols == nullptr) {
+        return false;
+    }
+    const unsigned long long offset = std::stoull(frame.substr(at + 2), nullptr, 16);
+    std::string function;
+    char name[512];
+    for (unsigned long long start; fscanf(symbols, "%llx %*c %511s", &start, name) == 2 && start <= offset;) {
+        function = name;
+    }
+    pclose(symbols);
+    return function.starts_with(MADE_IN);
+}
+
 Ender enderOf(const std::string& frames) {
     constexpr const char* PASSED[] = {"v2x_soak_faults", "libc.so", "libstdc++", "libgcc_s", "ld-linux"};
     std::istringstream lines(frames);
@@ -64,6 +85,9 @@ Ender enderOf(const std::string& frames) {
             isFound = true;
         } else if (name == PROGRAM) {
             ender.isCaughtByNone = ender.isThrown;
+        }
+        if (ender.name == PROGRAM && name == PROGRAM && isHeadersConstant(line)) {
+            return {HEADERS};
         }
     }
     return ender;
