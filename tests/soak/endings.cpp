@@ -212,12 +212,13 @@ Parts partsOf(const Unit& unit) {
 }
 
 void enterRunning(Bench& bench, const Parts& whole, uint64_t nth, Tally& tally) {
-    constexpr int NAMED_MS = 2000; // a thread gives itself its name, on a busy machine late
-    const std::string log = bench.unit.log();
-    const std::string err = bench.unit.err();
-    const Said said = saidIn(log.empty() ? err : log);
+    constexpr int STARTED_MS = 5000; // records come through while other parts still start, on a busy machine late
+    std::string log;
+    Said said;
     Parts unsaid;
     const auto saysAll = [&] {
+        log = bench.unit.log();
+        said = saidIn(log.empty() ? bench.unit.err() : log);
         const Parts parts = partsOf(bench.unit);
         Parts missing;
         std::set_difference(whole.begin(), whole.end(), parts.begin(), parts.end(),
@@ -226,10 +227,11 @@ void enterRunning(Bench& bench, const Parts& whole, uint64_t nth, Tally& tally) 
         unsaid = std::move(missing);
         return unsaid.empty();
     };
+    const bool isExplainedWhole = eventually(saysAll, STARTED_MS);
     std::string ending = "runs on" + said.text + (log.empty() ? ", its log on standard error" : "");
-    if (log.empty() && err.find(NO_LOG_FILE) == std::string::npos) {
+    if (log.empty() && bench.unit.err().find(NO_LOG_FILE) == std::string::npos) {
         tally.fault(nth, "has no log and does not say so");
-    } else if (eventually(saysAll, NAMED_MS)) {
+    } else if (isExplainedWhole) {
         tally.endings[ending]++;
     } else if (!std::all_of(unsaid.begin(), unsaid.end(), isOfLibrary) || !beatsAndAsks(bench.work)) {
         tally.fault(nth, "does not say that it lacks" + text(unsaid));
