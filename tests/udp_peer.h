@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <optional>
@@ -18,10 +19,17 @@ class UdpPeer {
 public:
     // port: 0 for any; of another one isBound() says whether it was free.
     explicit UdpPeer(uint16_t port = 0) {
-        do {
-            release();
+        if (port != 0) {
             open(port);
-        } while (port == 0 && isOfDomain(this->port()));
+            return;
+        }
+        for (int tries = 0; !m_isBound; tries++) {
+            if (tries == PORTS) {
+                std::abort();
+            }
+            release();
+            open(nextPort());
+        }
     }
     ~UdpPeer() { release(); }
     UdpPeer(const UdpPeer&) = delete;
@@ -64,12 +72,13 @@ public:
     uint16_t senderPort() const { return ntohs(m_sender.sin_port); }
 
 private:
-    // Whether the participants of the daemon's domain look for each other there (RTPS 2.3, 9.6.1): the kernel gives
-    // such ports out as well, and what arrives would pass for a peer's.
-    static bool isOfDomain(uint16_t port) {
-        constexpr int DOMAIN_ID = 200;
-        constexpr int PORTS = 250;
-        return (port - 7400) / PORTS == DOMAIN_ID;
+    // Below the ports that the kernel gives out by itself, so that no socket is given one between release() and its
+    // next owner, and below those at which DDS participants look for each other (RTPS 2.3, 9.6.1: from 7400 on).
+    static constexpr int FIRST_PORT = 2048;
+    static constexpr int PORTS = 7400 - FIRST_PORT;
+    static uint16_t nextPort() {
+        static std::atomic<uint32_t> next{static_cast<uint32_t>(getpid()) * 97};
+        return static_cast<uint16_t>(FIRST_PORT + next++ % PORTS);
     }
 
     void open(uint16_t port) {
@@ -78,10 +87,6 @@ private:
         m_isBound = bind(m_fd, reinterpret_cast<const sockaddr*>(&m_address), sizeof m_address) == 0;
         const int room = 4 * 1024 * 1024;
         setsockopt(m_fd, SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
-        socklen_t size = sizeof m_address;
-        if (port == 0 && (!m_isBound || getsockname(m_fd, reinterpret_cast<sockaddr*>(&m_address), &size) != 0)) {
-            std::abort();
-        }
     }
 
     static sockaddr_in at(uint16_t port) {
