@@ -43,8 +43,8 @@ bool set_white_list_iface(void* handle, const char* address);
 // of one process are started at a time. The library's threads leave SIGINT, SIGQUIT and SIGTERM to others. Where a peer
 // that stood still is back and its readers or writers are not, the domain is left and joined anew by itself: what was
 // not delivered to a peer or a callback by then is lost, also the rest of a payload that had begun; what writers of the
-// settings "all" and "last" keep comes once more; and no reader is matched for a moment. Returns false, with the reason in
-// the log, when the library cannot make them; sending does nothing then.
+// settings "all" and "last" keep comes once more; and no reader is matched for a moment. Returns false, with the reason
+// in the log, when the library cannot make them; sending does nothing then.
 bool dds_start(void* handle);
 
 // Number of readers matched to the topic's writer; 0 for an unknown topic, before dds_start, or while the domain is
