@@ -7,12 +7,34 @@
 #include "fakes.h"
 #include "v2x/v2xlog.h"
 
-namespace fakes {
+namespace {
+// Tested code logs from several threads; a test reads the lines when they have ended.
+std::mutex lock;
+std::list<v2xlog_tagSlot> slots;
+std::vector<V2X_LOGHANDLE> added; // in order of registration
 int32_t logLevel = V2XLOG_TRACE;
+} // namespace
+
+namespace fakes {
 int32_t logInitResult = 0;
 std::set<std::string> unknownTags;
 std::vector<LogLine> logLines;
 std::vector<std::string> journal;
+
+void setLogLevel(int32_t level) {
+    logLevel = level;
+    for (v2xlog_tagSlot& slot : slots) {
+        slot.level = level;
+    }
+}
+
+void resetLog() {
+    setLogLevel(V2XLOG_TRACE);
+    logInitResult = 0;
+    unknownTags.clear();
+    logLines.clear();
+    added.clear();
+}
 
 std::vector<LogLine> logged(const std::string& text) {
     std::vector<LogLine> lines;
@@ -35,13 +57,6 @@ std::vector<std::string> takeLog() {
     return lines;
 }
 } // namespace fakes
-
-namespace {
-// Tested code logs from several threads; a test reads the lines when they have ended.
-std::mutex lock;
-std::list<v2xlog_tagSlot> slots;
-std::vector<V2X_LOGHANDLE> added; // in the order of registration
-} // namespace
 
 int32_t v2xlog_Init(const char* path, const char* defaultTag, int32_t useFile, int32_t collapse, int32_t useStderr) {
     fakes::journal.push_back("log.Init " + std::string(path) + " " + defaultTag + " " + std::to_string(useFile) +
@@ -85,7 +100,7 @@ int32_t v2xlog_GetTagHandle(const char* name, V2X_LOGHANDLE* handle) {
     }
     v2xlog_tagSlot& slot = slots.emplace_back();
     memcpy(slot.name, name, strnlen(name, sizeof slot.name));
-    slot.level = fakes::logLevel;
+    slot.level = logLevel;
     *handle = &slot;
     return 0;
 }

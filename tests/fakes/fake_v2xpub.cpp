@@ -14,6 +14,7 @@ struct v2xpub_udpSocket {
 namespace fakes {
 
 uint64_t now = 0;
+int clockReads = 0;
 std::vector<Task> tasks;
 std::map<std::string, int32_t> taskResults;
 size_t taskRoom = SIZE_MAX;
@@ -47,6 +48,7 @@ int32_t v2xpub_PubSubInit(void) {
 }
 
 uint64_t v2xpub_CommGetCurrentTime64(void) {
+    fakes::clockReads++;
     return fakes::now;
 }
 

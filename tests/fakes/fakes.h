@@ -1,6 +1,4 @@
-// What the recording stand-ins of the platform libraries saw, and what they are told to answer.
-//
-// The daemon's modules keep process-wide state, so each test case runs in a process of its own (as ctest runs them).
+// The recording fakes of the platform libraries: what they received, and what they answer.
 #pragma once
 
 #include <cstdint>
@@ -19,10 +17,14 @@
 
 namespace fakes {
 
-// ---- log: every tag is known but these
+// Sets everything below back to its initial state, and the counters' baseline to now.
+void reset();
+
+// ---- log: every tag is known except these
 extern std::set<std::string> unknownTags;
 extern int32_t logInitResult;
-extern int32_t logLevel; // of tags that are looked up from now on; 7 at first
+void setLogLevel(int32_t level); // of every tag; 7 after a reset
+void resetLog();
 struct LogLine {
     std::string tag;
     int32_t level;
@@ -44,12 +46,13 @@ extern int32_t cfgOpenTrees;
 
 // ---- pub
 extern uint64_t now; // wall clock in microseconds
+extern int clockReads;
 struct Task {
     v2xpub_TaskInitPara_t para;
     void run() const { para.f_tskFunExec(para.mp_arg); }
 };
 extern std::vector<Task> tasks;
-extern std::map<std::string, int32_t> taskResults; // by task name; 0 where absent
+extern std::map<std::string, int32_t> taskResults; // by task name; default 0
 extern size_t taskRoom;                            // tasks that can exist; the next one fails with -3
 
 struct Datagram {
@@ -60,20 +63,20 @@ struct Datagram {
 };
 extern std::vector<Datagram> sent;
 extern std::vector<v2xpub_SocketInitPara_t> sockets;               // opened, in order
-extern std::map<std::string, int32_t> socketResults;               // by socket name; 0 where absent
-extern std::map<std::string, v2xpub_UdpSocketStats_t> socketStats; // what is told of open sockets, by name
+extern std::map<std::string, int32_t> socketResults;               // by socket name; default 0
+extern std::map<std::string, v2xpub_UdpSocketStats_t> socketStats; // of open sockets, by name
 
-// Hands bytes to the receive callback of the socket of this name, from a buffer that ends where they end.
+// Passes bytes to the receive callback of the socket of this name, in a buffer of exactly their size.
 void receive(const std::string& socketName, const std::vector<uint8_t>& bytes);
 
 // ---- ipc
-extern std::deque<std::vector<uint8_t>> replies; // to the next requests that wait; without one they get -4
+extern std::deque<std::vector<uint8_t>> replies; // for the next requests that wait; without one they get -4
 
-// ---- dds: one participant; its calls stand in the journal with their arguments ("dds.dds_reg 200 rsu/a/spat/up
+// ---- dds: one participant; the journal holds its calls with their arguments ("dds.dds_reg 200 rsu/a/spat/up
 // writer", "dds.set_history_qos rsu/a/spat/up 2 0", "dds.destroy_dds null")
 extern bool ddsCreateFails;
-extern std::map<std::string, bool> ddsRegFails;   // by topic; false where absent
-extern std::map<std::string, int32_t> ddsMatched; // readers matched once started, by topic; 0 where absent
+extern std::map<std::string, bool> ddsRegFails;   // by topic; default false
+extern std::map<std::string, int32_t> ddsMatched; // matched readers once started, by topic; default 0
 struct DdsTopic {
     std::string name;
     dds_RecvCallback callback; // null for a writer
@@ -84,9 +87,9 @@ struct DdsSample {
     std::string topic;
     std::vector<uint8_t> bytes;
 };
-extern std::vector<DdsSample> ddsSent; // whole, as they were handed to dds_send
+extern std::vector<DdsSample> ddsSent; // as passed to dds_send
 
-// Hands bytes to the topic's callback, from a buffer that ends where they end.
+// Passes bytes to the topic's callback, in a buffer of exactly their size.
 void ddsReceive(const std::string& topic, const std::vector<uint8_t>& bytes);
 
 using ::hex;

@@ -1,39 +1,50 @@
-// What the tests of the device adapters share: a configuration, a fixed time, and a look at what came out.
+// Shared by the tests of the adapters and of the stack interface: a configuration, a fixed time, the records sent.
 #pragma once
 
 #include <cstdlib>
 #include <ctime>
-#include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
-#include "fakes.h"
+#include "fixture.h"
 #include "spat_conv_config.h"
 #include "spat_conv_interface.h"
 #include "spat_conv_stack_interface.h"
 #include "sysinfo_file.h"
 
-class DeviceTest : public testing::Test {
+class DeviceTest : public fakes::Fixture {
 protected:
     DeviceTest() {
-        fakes::cfgTree["rsuSpatConfigInfo.nodeId"] = 2;
-        fakes::cfgTree["rsuSpatConfigInfo.regionId"] = 1;
+        const SysinfoFile sysinfo;
+        const spat_conv_config_t* loaded = nullptr;
+        EXPECT_EQ(v2xspatconv_GetCfgData(&loaded), 0);
+        // The module loads once a process; each test changes its copy.
+        m_config = const_cast<spat_conv_config_t*>(loaded);
+        *m_config = {};
+        m_config->m_nodeId = 2;
+        m_config->m_regionId = 1;
         setenv("TZ", "UTC", 1);
         tzset();
         fakes::now = 1772714096789000; // 2026-03-05 12:34:56.789
+        EXPECT_EQ(v2xspatconv_StackInterfaceInit(), 0);
+        v2xspatconv_SetSpatConvStatus({});
     }
 
-    // Loads the configuration and opens the stack sockets, as start-up does before the adapters.
-    static const spat_conv_config_t* configured() {
-        const spat_conv_config_t* config = nullptr;
-        EXPECT_EQ(v2xspatconv_GetCfgData(&config), 0);
-        v2xspatconv_StackInterfaceInit(config);
-        return config;
-    }
     static uint8_t runStatus() {
         service_status_t st;
-        v2xspatconv_GetSpatConvStatus(&st);
+        v2xspatconv_GetSpatConvStatus(st);
         return st.run_status;
+    }
+    // Messages of the levels 1 to 4 under `tag`, as "level text", since the last call.
+    static std::vector<std::string> messages(const std::string& tag) {
+        std::vector<std::string> lines;
+        for (const fakes::LogLine& line : fakes::logLines) {
+            if (line.level <= 4 && line.tag == tag) {
+                lines.push_back(std::to_string(line.level) + " " + line.text);
+            }
+        }
+        fakes::logLines.clear();
+        return lines;
     }
     // The records sent to the stack application since the last call, each as "count; id:light:end ...".
     static std::vector<std::string> records() {
@@ -53,7 +64,7 @@ protected:
         fakes::sent.clear();
         return all;
     }
-    // What a display routine logs, all of it at level 5.
+    // The lines of a display routine, all at level 5.
     static std::vector<std::string> displayed(void (*display)(void* arg)) {
         fakes::logLines.clear();
         display(nullptr);
@@ -65,5 +76,5 @@ protected:
         return lines;
     }
 
-    SysinfoFile m_sysinfo;
+    spat_conv_config_t* m_config;
 };

@@ -1,0 +1,29 @@
+#include "fakes.h"
+
+namespace fakes {
+
+void reset() {
+    resetLog();
+    journal.clear();
+    cfgTree.clear();
+    cfgInitResult = 0;
+    cfgOpenTrees = 0;
+    now = 0;
+    clockReads = 0;
+    tasks.clear();
+    taskResults.clear();
+    taskRoom = SIZE_MAX;
+    sent.clear();
+    sockets.clear();
+    socketResults.clear();
+    socketStats.clear();
+    replies.clear();
+    ddsCreateFails = false;
+    ddsRegFails.clear();
+    ddsMatched.clear();
+    ddsTopics.clear();
+    ddsSent.clear();
+    startCounting();
+}
+
+} // namespace fakes
