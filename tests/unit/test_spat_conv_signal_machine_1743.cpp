@@ -1,10 +1,11 @@
+#include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "device_test.h"
 #include "frame_1743.h"
 #include "spat_conv_signal_machine_1743.h"
-#include "spat_conv_signal_machine_1743_stream.h"
+#include "spat_conv_signal_machine_1743_light.h"
 
 namespace {
 
@@ -12,57 +13,17 @@ using namespace frame_1743;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// ---- ring
-
-TEST(Ring, HoldsEverySlotAndDropsTheNextByte) {
-    static SerialBuffer_t ring;
-    initBuffer(&ring);
-    uint8_t byte = 0;
-    EXPECT_EQ(dequeue(&ring, &byte), -1);
-    for (int round = 0; round < 3; round++) { // the second and third round wrap
-        for (int i = 0; i < V2X_1743_RING_SIZE; i++) {
-            ASSERT_EQ(enqueue(&ring, static_cast<uint8_t>(i * 7 + round)), 0);
-        }
-        EXPECT_EQ(enqueue(&ring, 1), -1);
-        for (int i = 0; i < V2X_1743_RING_SIZE; i++) {
-            ASSERT_EQ(dequeue(&ring, &byte), 0);
-            ASSERT_EQ(byte, static_cast<uint8_t>(i * 7 + round));
-            ASSERT_EQ(i == 0 ? enqueue(&ring, 0xEE) : 0, 0);
-        }
-        EXPECT_EQ(dequeue(&ring, &byte), 0);
-        EXPECT_EQ(byte, 0xEE);
-        EXPECT_EQ(isEmpty(&ring), 1);
-    }
-}
-
-// ---- escapes
-
-TEST(Escapes, OnlyTheTwoPairsAreUndone) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"C0 DBDC 01 DBDD C0", "C0 C0 01 DB C0"},
-        {"DBDBDC", "DBC0"},
-        {"DBDDDC", "DBDC"},
-        {"DB", "DB"},
-    };
-    uint16_t length = 0;
-    for (const auto& [in, expected] : cases) {
-        Bytes bytes = hex(in);
-        bytes.shrink_to_fit(); // ends where it ends, so that a sanitizer sees a read behind it
-        Bytes out(bytes.size());
-        EXPECT_EQ(ConvertDecodeData(bytes.data(), static_cast<uint16_t>(bytes.size()), out.data(), &length), 0);
-        out.resize(length);
-        EXPECT_EQ(out, hex(expected)) << in;
-    }
-    EXPECT_EQ(ConvertDecodeData(nullptr, 0, nullptr, &length), -2);
-}
-
-// ---- the adapter
+constexpr size_t RING_SIZE = 20480;
 
 class Controller : public DeviceTest {
 protected:
-    Controller() { fakes::cfgTree["rsuSpatConfigInfo.SignalMachine1743.LocalPort"] = 65536 + 9002; }
+    Controller() {
+        m_config->m_signal_machine_1743_info.m_local_port = 65536 + 9002;
+        g_1743Link.dds_status = {};
+        g_1743Link.lm_run_status_flag = 0;
+    }
 
-    static int32_t start() { return v2xspatconv_SignalMachine1743InterfaceInit(configured()); }
+    int32_t start() { return v2xspatconv_SignalMachine1743InterfaceInit(*m_config); }
     static void receive(const Bytes& bytes) { fakes::receive("1743_RECV_SG", bytes); }
     static void tick() { fakes::tasks.at(0).run(); }
     static void process() { fakes::tasks.at(1).run(); }
@@ -71,26 +32,16 @@ protected:
         process();
         return records();
     }
-    // Messages of the levels 1 to 4, as "level text", since the last call.
-    static std::vector<std::string> messages() {
-        std::vector<std::string> lines;
-        for (const fakes::LogLine& line : fakes::logLines) {
-            if (line.level <= 4 && line.tag == "1743") {
-                lines.push_back(std::to_string(line.level) + " " + line.text);
-            }
-        }
-        fakes::logLines.clear();
-        return lines;
-    }
+    static std::vector<std::string> messages() { return DeviceTest::messages("1743"); }
 };
 
 const std::vector<Link> ONE_LINK = {{0, {{1, 0x20, 25}}}};
 
-TEST_F(Controller, AFrameArrivesAsThisDatagram) {
+TEST_F(Controller, SendsThisDatagramForAFrame) {
     ASSERT_EQ(start(), 0);
     // Header, crossing with one link from the north, one lamp group of type 1, green for 25 s.
     receive(frame(payload(ONE_LINK)));
-    EXPECT_THAT(fakes::sent, IsEmpty()) << "the processing task takes it";
+    EXPECT_THAT(fakes::sent, IsEmpty()) << "before the processing task runs";
     process();
     ASSERT_EQ(fakes::sent.size(), 1U);
     EXPECT_EQ(fakes::sent[0].bytes,
@@ -98,7 +49,7 @@ TEST_F(Controller, AFrameArrivesAsThisDatagram) {
                          "02000100 0000 52650100 D5DD 01  01 01 01 05 0000 FA00 FFFF FFFF FFFF FFFF FF"));
 }
 
-TEST_F(Controller, LightStatusBecomesPhases) {
+TEST_F(Controller, ConvertsLightStatusToPhases) {
     ASSERT_EQ(start(), 0);
     const struct {
         const char* what;
@@ -134,7 +85,7 @@ TEST_F(Controller, LightStatusBecomesPhases) {
     EXPECT_THAT(messages(), IsEmpty());
 }
 
-TEST_F(Controller, RefusedPayloadsSendNothingAndCountAsTheySay) {
+TEST_F(Controller, RejectsPayloadsWithTheMessagesOfTheirLevel) {
     ASSERT_EQ(start(), 0);
     const Bytes good = payload({{0, {{1, 2, 1}}}});
     const auto cut = [&](size_t length) { return Bytes(good.begin(), good.begin() + static_cast<ptrdiff_t>(length)); };
@@ -144,7 +95,7 @@ TEST_F(Controller, RefusedPayloadsSendNothingAndCountAsTheySay) {
     const struct {
         const char* what;
         Bytes payload;
-        std::vector<std::string> messages; // none: no sign of life either
+        std::vector<std::string> messages; // empty: ignored, no sign of life
     } cases[] = {
         {"object id swapped", header(0x87, 0x01, 0x03) + cut(13), {}},
         {"shorter than the header", cut(30), {}},
@@ -161,7 +112,7 @@ TEST_F(Controller, RefusedPayloadsSendNothingAndCountAsTheySay) {
     for (const auto& row : cases) {
         SCOPED_TRACE(row.what);
         const service_status_t silent = {.service_type = 2, .run_status = 2};
-        v2xspatconv_SetSpatConvStatus(&silent);
+        v2xspatconv_SetSpatConvStatus(silent);
         EXPECT_THAT(recordsOf(frame(row.payload)), IsEmpty());
         EXPECT_EQ(messages(), row.messages);
         EXPECT_EQ(runStatus(), row.messages.empty() ? 2 : 1);
@@ -173,36 +124,45 @@ TEST_F(Controller, RefusedPayloadsSendNothingAndCountAsTheySay) {
 
 // ---- byte stream
 
-// A frame of exactly this many bytes on the wire, light status of a crossing without links and filler behind it.
+// A frame of this many bytes on the wire: light status of a crossing without links, then filler.
 Bytes frameOfLength(size_t length) {
     Bytes bytes = payload({});
     bytes.resize(length - 4, 0x33);
     Bytes result = frame(bytes);
-    while (result.size() > length) { // an escape in the checksum: another filler
+    while (result.size() > length) { // an escape in the CRC: try another filler
         bytes.back()++;
         result = frame(bytes);
     }
     return result;
 }
 
-TEST_F(Controller, FrameLengths) {
+TEST_F(Controller, ChecksFrameLengths) {
     ASSERT_EQ(start(), 0);
-    const std::vector<std::string> tooShort = {"3 GetOneCompleteDataPacket error"};
-    // 31 bytes hold a payload of 27, too short for the header: taken by length and ignored.
+    const std::vector<std::string> wrongLength = {"3 GetOneCompleteDataPacket error"};
+    // 31 bytes hold a payload of 27, too short for the header: accepted by length, then ignored.
     EXPECT_THAT(recordsOf(frame(Bytes(26, 1))), IsEmpty());
-    EXPECT_EQ(messages(), tooShort);
+    EXPECT_EQ(messages(), wrongLength);
     EXPECT_THAT(recordsOf(frame(Bytes(27, 1))), IsEmpty());
     EXPECT_THAT(messages(), IsEmpty());
     EXPECT_THAT(recordsOf({0xC0, 0xC0}), IsEmpty());
-    EXPECT_EQ(messages(), tooShort);
+    EXPECT_EQ(messages(), wrongLength);
 
     EXPECT_THAT(recordsOf(frameOfLength(5119)), ElementsAre("0;"));
     EXPECT_THAT(messages(), IsEmpty());
     EXPECT_THAT(recordsOf(frameOfLength(5120)), IsEmpty());
     EXPECT_THAT(messages(), ElementsAre("2 ConvertDecodeData error"));
-    // The bound of collection: what follows starts over at the next delimiter, which here opens the good frame.
-    EXPECT_THAT(recordsOf(Bytes{0xC0} + Bytes(5119, 1) + Bytes(100, 1) + frameOfLength(60)), ElementsAre("0;"));
-    EXPECT_EQ(messages(), tooShort);
+    // Over-long frames are discarded up to their closing delimiter: the good frames that follow survive.
+    const Bytes good = frameOfLength(60);
+    for (const size_t length : {5121U, 6002U, 15000U}) {
+        EXPECT_THAT(recordsOf(Bytes{0xC0} + Bytes(length - 2, 1) + Bytes{0xC0} + good + good + good + good),
+                    ElementsAre("0;", "0;", "0;", "0;"));
+        EXPECT_EQ(messages(), wrongLength);
+    }
+    // Without a closing delimiter: discarded up to the end of the ring.
+    EXPECT_THAT(recordsOf(Bytes{0xC0} + Bytes(5119, 1)), IsEmpty());
+    EXPECT_EQ(messages(), wrongLength);
+    EXPECT_THAT(recordsOf(Bytes{0xC0} + Bytes(5118, 1)), IsEmpty());
+    EXPECT_THAT(messages(), IsEmpty()) << "incomplete, not too long";
     // 5120 raw bytes whose escapes bring them below the bound.
     Bytes escapes = payload({}) + Bytes(2, 0xC0) + Bytes(5120 - 4 - 44 - 4, 0x33);
     Bytes raw = frame(escapes);
@@ -214,18 +174,18 @@ TEST_F(Controller, FrameLengths) {
 
     PathCounts counts = countsOf("1743");
     counts.erase("bytes_framed");
-    EXPECT_EQ(counts, (PathCounts{{"accepted", 3},
-                                  {"bytes_skipped", 100},
-                                  {"frames", 8},
+    EXPECT_EQ(counts, (PathCounts{{"accepted", 14},
+                                  {"bytes_cut", 5119},
+                                  {"frames", 22},
                                   {"not_unescaped", 1},
                                   {"other_type", 1},
-                                  {"too_long", 1},
+                                  {"too_long", 4},
                                   {"too_short", 2}}));
 }
 
-TEST_F(Controller, EscapesInBodyAndChecksum) {
+TEST_F(Controller, UnescapesBodyAndCrc) {
     ASSERT_EQ(start(), 0);
-    // Seconds 0xC0 and 0xDB; two bytes more can give any checksum, and here give one of both.
+    // Seconds 0xC0 and 0xDB. Two more bytes can give any CRC, and here give one of both.
     const Bytes bytes = payload({{0, {{1, 2, 0xC0}, {2, 2, 0xDB}}}});
     uint32_t filler = 0;
     const auto filled = [&] { return bytes + Bytes{static_cast<uint8_t>(filler), static_cast<uint8_t>(filler >> 8)}; };
@@ -233,10 +193,16 @@ TEST_F(Controller, EscapesInBodyAndChecksum) {
         ASSERT_LT(++filler, 0x10000U);
     }
     EXPECT_THAT(recordsOf(frame(filled())), ElementsAre("2; 1:3:1920 7:3:2190"));
+    // DB 41 stays as it is: the CRC of those bytes is correct.
+    Bytes kept = payload({{0, {{1, 2, 5}, {2, 0xDB, 0x41}}}});
+    const uint16_t sum = crc(kept);
+    kept.insert(kept.end(), {static_cast<uint8_t>(sum), static_cast<uint8_t>(sum >> 8), 0xC0});
+    ASSERT_EQ(std::count(kept.begin(), kept.end(), 0xC0), 1) << "no escape needed";
+    EXPECT_THAT(recordsOf(Bytes{0xC0} + kept), ElementsAre("2; 1:3:50 7:3:650"));
     EXPECT_THAT(messages(), IsEmpty());
 }
 
-TEST_F(Controller, AWrongChecksumIsShownAndRefused) {
+TEST_F(Controller, RejectsFrameWithWrongCrc) {
     ASSERT_EQ(start(), 0);
     const Bytes bytes = payload(ONE_LINK);
     const uint16_t right = crc(bytes);
@@ -247,20 +213,20 @@ TEST_F(Controller, AWrongChecksumIsShownAndRefused) {
     EXPECT_EQ(countsOf("1743")["wrong_crc"], 1U);
 }
 
-TEST_F(Controller, FramesAndDatagramsAreIndependent) {
+TEST_F(Controller, FramesDoNotDependOnDatagramBoundaries) {
     ASSERT_EQ(start(), 0);
     const Bytes one = frame(payload({{0, {{1, 2, 1}}}}));
     const Bytes two = frame(payload({{0, {{1, 2, 2}}}}));
     const Bytes three = frame(payload({{0, {{1, 2, 3}}}}));
     EXPECT_THAT(recordsOf(one + two), ElementsAre("1; 1:3:10", "1; 1:3:20"));
     EXPECT_THAT(recordsOf(Bytes(50, 0x41) + one + Bytes(3, 0xDB) + two), ElementsAre("1; 1:3:10", "1; 1:3:20"));
-    EXPECT_THAT(messages(), IsEmpty()) << "bytes between frames are passed over silently";
+    EXPECT_THAT(messages(), IsEmpty()) << "bytes between frames are skipped silently";
 
     receive(Bytes(one.begin(), one.begin() + 20));
     EXPECT_THAT(recordsOf(Bytes(one.begin() + 20, one.end())), ElementsAre("1; 1:3:10"));
 
-    // With a run in between the first half is lost, the closing delimiter opens a frame, and the next frame is mis-cut;
-    // its own closing delimiter then opens the one after it, until a pair lines up.
+    // A run in between loses the first half. The closing delimiter then opens a frame, and the following frames are
+    // mis-cut until a pair of delimiters lines up.
     receive(Bytes(one.begin(), one.begin() + 20));
     process();
     EXPECT_THAT(records(), IsEmpty());
@@ -274,20 +240,23 @@ TEST_F(Controller, FramesAndDatagramsAreIndependent) {
               5 * one.size() + 3 * two.size() + three.size() + 53);
 }
 
-TEST_F(Controller, AFullRingDropsByteByByte) {
+TEST_F(Controller, FullRingDropsSingleBytesAtEveryPosition) {
     ASSERT_EQ(start(), 0);
     const Bytes one = frame(payload(ONE_LINK));
-    receive(Bytes(V2X_1743_RING_SIZE - one.size() + 3, 0x41));
-    receive(one);
-    EXPECT_EQ(messages(), std::vector<std::string>(3, "2 enqueue signal machine data error"));
-    EXPECT_THAT(recordsOf({}), IsEmpty()) << "the frame lost its end";
-    EXPECT_THAT(recordsOf(one), ElementsAre("1; 1:5:250"));
-    EXPECT_EQ(countsOf("1743")["bytes_dropped"], 3U);
+    for (int round = 0; round < 3; round++) { // the second and third round wrap
+        receive(Bytes(RING_SIZE - one.size() + 3, 0x41));
+        receive(one);
+        EXPECT_EQ(messages(), std::vector<std::string>(3, "2 enqueue signal machine data error"));
+        EXPECT_THAT(recordsOf({}), IsEmpty()) << "the frame lost its end";
+        receive(Bytes(RING_SIZE - one.size() - 1000 * static_cast<size_t>(round), 0x41));
+        EXPECT_THAT(recordsOf(one), ElementsAre("1; 1:5:250"));
+    }
+    EXPECT_EQ(countsOf("1743")["bytes_dropped"], 9U);
 }
 
 // ---- link
 
-TEST_F(Controller, TheEleventhSilentTickEndsTheWork) {
+TEST_F(Controller, TurnsAbnormalAtTheEleventhTickWithoutFrame) {
     ASSERT_EQ(start(), 0);
     EXPECT_STREQ(fakes::tasks[0].para.m_taskName, "LM_Heart_Data");
     EXPECT_STREQ(fakes::tasks[1].para.m_taskName, "LM_Heart_Data");
@@ -299,7 +268,7 @@ TEST_F(Controller, TheEleventhSilentTickEndsTheWork) {
     EXPECT_EQ(fakes::sockets.back().m_cliEnable, 0);
     for (int beat = 1; beat <= 10; beat++) {
         tick();
-        EXPECT_EQ(runStatus(), 0) << "nothing is known yet";
+        EXPECT_EQ(runStatus(), 0) << "no frame yet";
     }
     tick();
     EXPECT_EQ(runStatus(), 2);
@@ -307,7 +276,7 @@ TEST_F(Controller, TheEleventhSilentTickEndsTheWork) {
     for (int beat = 1; beat <= 10; beat++) {
         tick();
         EXPECT_EQ(runStatus(), 1);
-        recordsOf(frame(header(0x80))); // of another kind: no sign of life
+        recordsOf(frame(header(0x80))); // another kind of frame: no sign of life
         recordsOf(frame(payload(ONE_LINK), 1));
     }
     tick();
@@ -320,44 +289,27 @@ TEST_F(Controller, TheEleventhSilentTickEndsTheWork) {
 }
 
 TEST_F(Controller, StartStopsAtTheFirstFailure) {
-    EXPECT_EQ(v2xspatconv_SignalMachine1743InterfaceInit(nullptr), -2);
     fakes::taskResults["LM_Heart_Data"] = -3;
     EXPECT_EQ(start(), -2);
-    EXPECT_EQ(fakes::logged("Creat LM_Heart_Data error").at(0).level, 2);
+    EXPECT_THAT(messages(), ElementsAre("2 Creat LM_Heart_Data error"));
     fakes::taskResults.clear();
     fakes::taskRoom = 1;
     EXPECT_EQ(start(), -2) << "without the second task";
-    EXPECT_EQ(fakes::logged("Creat LM_Heart_Data error").size(), 2U);
-    EXPECT_EQ(fakes::sockets.back().m_sockName, std::string("SPAT_C_LOGTOOL")) << "and no socket of its own";
+    EXPECT_THAT(messages(), ElementsAre("2 Creat LM_Heart_Data error"));
+    EXPECT_STREQ(fakes::sockets.back().m_sockName, "SPAT_C_LOGTOOL") << "no socket of its own";
     fakes::taskRoom = SIZE_MAX;
     fakes::socketResults["1743_RECV_SG"] = -3;
     EXPECT_EQ(start(), -3);
-    EXPECT_EQ(fakes::logged("v2xpub_UdpSocketInit end ret=-3").at(0).level, 2);
+    EXPECT_THAT(messages(), ElementsAre("2 v2xpub_UdpSocketInit end ret=-3"));
     EXPECT_EQ(fakes::tasks.size(), 3U) << "the tasks keep running";
 }
 
-TEST_F(Controller, AnIdentityOutOfRangeSendsNothingAndCounts) {
-    fakes::cfgTree["rsuSpatConfigInfo.regionId"] = 70000;
+TEST_F(Controller, IdentityOutOfRangeSendsNothingAndCountsAsSignOfLife) {
+    m_config->m_regionId = 70000;
     ASSERT_EQ(start(), 0);
     EXPECT_THAT(recordsOf(frame(payload(ONE_LINK))), IsEmpty());
     EXPECT_THAT(messages(), ElementsAre("2 asn param error", "3 DealSignalMachineToIpcSpat error"));
     EXPECT_EQ(runStatus(), 1);
-}
-
-TEST_F(Controller, NothingIsReadFromNull) {
-    ASSERT_EQ(start(), 0);
-    static SerialBuffer_t ring;
-    initBuffer(&ring);
-    uint8_t data[V2X_1743_FRAME_SIZE];
-    uint16_t length = 0;
-    EXPECT_EQ(GetOneCompleteDataPacket(nullptr, data, &length), -2);
-    EXPECT_EQ(GetOneCompleteDataPacket(&ring, nullptr, &length), -2);
-    EXPECT_EQ(GetOneCompleteDataPacket(&ring, data, nullptr), -2);
-    EXPECT_EQ(DealSignalMachineRecvData(nullptr, 40), -2);
-    v2xpub_UdpSocketDataHead_t empty = {5, nullptr};
-    v2xspatconv_GetSignalMachine1743DataRcv(nullptr, nullptr, nullptr, 0);
-    v2xspatconv_GetSignalMachine1743DataRcv(nullptr, &empty, nullptr, 0);
-    EXPECT_EQ(messages(), std::vector<std::string>(6, "2 input param error"));
 }
 
 } // namespace

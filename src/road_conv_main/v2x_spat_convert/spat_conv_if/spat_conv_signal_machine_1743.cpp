@@ -18,7 +18,7 @@ void DealSignalMachineStatus(void* /*arg*/) {
     v2xspatconv_LinkChecked(g_1743Link, false);
 }
 
-// Both tasks bear the name of the learner's heartbeat task; the name is part of the interface.
+// Both tasks have the name of the learner's heartbeat task. The name is part of the interface.
 constexpr struct {
     uint32_t intervals; // microseconds
     v2xpub_taskFun func;
@@ -36,21 +36,17 @@ v2xpub_SocketInitPara_t ReceivePara(const signal_machine_1743_info_t& machine) {
 
 } // namespace
 
-int32_t v2xspatconv_SignalMachine1743InterfaceInit(const spat_conv_config_t* spatconv_cfg) {
+int32_t v2xspatconv_SignalMachine1743InterfaceInit(const spat_conv_config_t& spatconv_cfg) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_1743Log, ret);
-    if (spatconv_cfg == nullptr) {
-        V2XLOG(g_1743Log, V2XLOG_ERROR, "input param error");
-        return ret = -2;
-    }
     for (const auto& task : TASKS) {
         if (v2xspatconv_TaskCreat("LM_Heart_Data", task.intervals, task.func, nullptr) != 0) {
             V2XLOG(g_1743Log, V2XLOG_ERROR, "Creat LM_Heart_Data error");
             return ret = -2;
         }
     }
-    v2xspatconv_Init1743Ring();
-    const v2xpub_SocketInitPara_t para = ReceivePara(spatconv_cfg->m_signal_machine_1743_info);
+    initBuffer();
+    const v2xpub_SocketInitPara_t para = ReceivePara(spatconv_cfg.m_signal_machine_1743_info);
     const int32_t opened = v2xpub_UdpSocketInit(&g_udp_recv_from_signal_machine, &para, 0);
     if (opened != 0) {
         V2XLOG(g_1743Log, V2XLOG_ERROR, "v2xpub_UdpSocketInit end ret=%d", opened);
@@ -61,6 +57,7 @@ int32_t v2xspatconv_SignalMachine1743InterfaceInit(const spat_conv_config_t* spa
 
 void v2xspatconv_Display1743SignalInfo(void* /*arg*/) {
     V2XLOG(g_1743Log, V2XLOG_DEBUG, "%s start", __func__);
-    v2xspatconv_LinkDisplay(g_1743Link, g_1743Log, "Signal machine(1743)");
+    v2xspatconv_LinkDisplay(g_1743Link, g_1743Log, "Signal machine(1743) is working",
+                            "Signal machine(1743) works abnormally");
     V2XLOG(g_1743Log, V2XLOG_DEBUG, "%s end", __func__);
 }

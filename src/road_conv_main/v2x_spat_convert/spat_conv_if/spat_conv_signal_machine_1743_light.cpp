@@ -69,8 +69,8 @@ static_assert(sizeof(dataLightSta_1743_t) == 4);
 
 constexpr uint8_t LIGHT_STATUS_CTL_TYPE = 0x87;
 constexpr uint16_t LIGHT_STATUS_OBJ_ID = 0x0103;
-constexpr int32_t COUNT_MAX = 10; // index of the last entry link, and of the last lamp group of one, that is taken
-constexpr uint16_t TENTHS = 10;   // of a second in one
+constexpr int32_t COUNT_MAX = 10; // greatest index of an entry link, and of a lamp group within one
+constexpr uint16_t TENTHS_PER_SECOND = 10;
 
 enum e_intoLinkDirection_1743 : uint8_t {
     INTO_LINK_DIRECTION_NONE = 0,
@@ -97,7 +97,7 @@ constexpr struct {
     {8, {0, 5, 6, 11, 12}}, {9, {0, 17, 18, 19, 20}},
 };
 
-// The first colour whose bit is set is shown.
+// The first row whose bit is set applies.
 constexpr struct {
     uint8_t bit;
     uint8_t lightState;
@@ -107,16 +107,16 @@ constexpr struct {
     {0x20, V2XIPC_LIGHT_PERMISSIVE_GREEN},
 };
 
-// A device phase table while it is written.
+// A device phase table and its fill level.
 struct PhaseTable {
     uint8_t entries[V2XSPATCONV_PHASE_TABLE_SIZE];
     size_t written = 0;
 };
-// Every group that is looked at, the one too many included, has room.
+// Room for every group that is converted, including the twelfth, which causes the rejection.
 static_assert((COUNT_MAX + 2) * (COUNT_MAX + 2) * (sizeof(v2xipc_phase_t) + sizeof(v2xipc_pahseState_t)) <=
               V2XSPATCONV_PHASE_TABLE_SIZE);
 
-// Copies the record at the front of the bytes and steps behind it; false when they do not hold it whole.
+// Copies the record at the front of the bytes and removes it from them. False when the bytes are too short.
 template <typename Record>
 bool Take(std::span<const uint8_t>& bytes, Record& record) {
     if (bytes.size() < sizeof record) {
@@ -146,7 +146,7 @@ int32_t DealSignalMachinePhaseID(uint16_t direction, uint8_t light_type, uint8_t
     return 0;
 }
 
-// Without a colour nothing is written.
+// Without a known colour bit nothing is written.
 int32_t DealLearnMachineLightStataToIpcData(uint8_t light_data, uint8_t* out_data) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_1743Log, ret);
@@ -159,7 +159,7 @@ int32_t DealLearnMachineLightStataToIpcData(uint8_t light_data, uint8_t* out_dat
     return ret;
 }
 
-// Phase id 0, of an unknown lamp type, is never looked for.
+// An unknown lamp type gives phase id 0, which no SPAT phase uses.
 void v2xspatconv_DealSinglePhase(const dataLightSta_1743_t& group, uint16_t direction, PhaseTable& table) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_1743Log, ret);
@@ -169,14 +169,14 @@ void v2xspatconv_DealSinglePhase(const dataLightSta_1743_t& group, uint16_t dire
     uint16_t endTime = V2XIPC_TIME_UNKNOWN;
     if (group.m_leftTime != 0) {
         DealLearnMachineLightStataToIpcData(group.m_lightColorSta, &lightState);
-        endTime = static_cast<uint16_t>(group.m_leftTime * TENTHS);
+        endTime = static_cast<uint16_t>(group.m_leftTime * TENTHS_PER_SECOND);
     }
     V2XLOG(g_1743Log, V2XLOG_DEBUG, "===direction:%d===phaseId%d:%d[%d]======", direction, phaseId, endTime,
            lightState);
     table.written += v2xspatconv_WritePhase(table.entries + table.written, phaseId, lightState, endTime);
 }
 
-// The record's count is that of the lamp groups, whatever becomes of them.
+// The record counts lamp groups, whether or not they become phases.
 int32_t DealLightGroupColorInfo(std::span<const uint8_t>& data, uint16_t direction, v2xipc_phases_t* spat_ipc,
                                 PhaseTable& table) {
     int32_t ret = 0;
@@ -210,21 +210,8 @@ int32_t DealIntoLinkLightColorStatusInfo(std::span<const uint8_t>& data, v2xipc_
     return ret;
 }
 
-// The first of several entries with one phase id wins.
-int32_t DealLMPhaseToIpcData(v2xipc_phases_t* spat_ipc, const PhaseTable& table) {
-    int32_t ret = 0;
-    V2XLOG_TRACE_SCOPE(g_1743Log, ret);
-    const spat_conv_config_t* cfg = nullptr;
-    const int32_t got = v2xspatconv_GetCfgData(&cfg);
-    if (got != 0) {
-        V2XLOG(g_1743Log, V2XLOG_ERROR, "Get spat config error:%d", got);
-        return ret = -3;
-    }
-    v2xspatconv_CopyPhases(g_1743Log, *cfg, v2xspatconv_match::first, {table.entries, table.written}, spat_ipc);
-    return ret;
-}
-
-int32_t DealLightColorStatusContent(std::span<const uint8_t> data, v2xipc_phases_t* spat_ipc) {
+int32_t DealLightColorStatusContent(const spat_conv_config_t& cfg, std::span<const uint8_t> data,
+                                    v2xipc_phases_t* spat_ipc) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_1743Log, ret);
     dataCrossSta_1743_t msgCross;
@@ -242,24 +229,19 @@ int32_t DealLightColorStatusContent(std::span<const uint8_t> data, v2xipc_phases
             return ret = -4;
         }
     }
-    DealLMPhaseToIpcData(spat_ipc, table);
+    DealLMPhaseToIpcData(g_1743Log, cfg, v2xspatconv_match::first, {table.entries, table.written}, spat_ipc);
     return ret;
 }
 
 int32_t DealSignalMachineToIpcSpat(std::span<const uint8_t> data, v2xipc_phases_t* spat_ipc) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_1743Log, ret);
-    ret = v2xspatconv_FillIpcHead(g_1743Log, spat_ipc);
+    const spat_conv_config_t* cfg = v2xspatconv_AdapterConfig(g_1743Log);
+    ret = cfg != nullptr ? v2xspatconv_FillIpcHead(g_1743Log, *cfg, spat_ipc) : -4;
     if (ret == 0) {
-        ret = DealLightColorStatusContent(data, spat_ipc);
+        ret = DealLightColorStatusContent(*cfg, data, spat_ipc);
     }
     return ret;
-}
-
-// Counts one accepted light-status frame.
-int32_t UpdateStatisticalInfo() {
-    v2xspatconv_LinkAccepted(g_1743Link);
-    return 0;
 }
 
 } // namespace
@@ -282,6 +264,6 @@ int32_t DealSignalMachineDataTable(std::span<const uint8_t> data) {
         g_accepted.Add();
         v2xspatconv_SpatNotify(spat_ipc);
     }
-    UpdateStatisticalInfo();
+    v2xspatconv_LinkAccepted(g_1743Link);
     return ret;
 }
