@@ -3,6 +3,7 @@
 
 #include "device_test.h"
 #include "spat_conv_signal_learner_quor.h"
+#include "spat_conv_signal_learner_quor_report.h"
 
 namespace {
 
@@ -12,12 +13,13 @@ using testing::IsEmpty;
 class Learner : public DeviceTest {
 protected:
     Learner() {
-        fakes::cfgTree["rsuSpatConfigInfo.LearnMachine.Ip"] = "127.0.0.5";
-        fakes::cfgTree["rsuSpatConfigInfo.LearnMachine.Port"] = 65536 + 8001;
-        fakes::cfgTree["rsuSpatConfigInfo.LearnMachine.LocalPort"] = 65536 + 8002;
+        m_config->m_learn_machine_info = {true, "127.0.0.5", 65536 + 8001, 65536 + 8002};
+        g_quorLink.dds_status = {.service_type = V2X_CLOUD_SERVICE_TYPE_SPAT,
+                                 .run_status = V2X_CONV_RUN_STATUS_UNAVAILABLE};
+        g_quorLink.lm_run_status_flag = 0;
     }
 
-    static int32_t start() { return v2xspatconv_QuorSignalLearnerInterfaceInit(configured()); }
+    int32_t start() { return v2xspatconv_QuorSignalLearnerInterfaceInit(*m_config); }
     static void report(const std::string& digits) { fakes::receive("QUOR_RECV_SG", fakes::hex(digits)); }
     static void heartbeat() { fakes::tasks.at(0).run(); }
     static std::vector<std::string> displayed() { return DeviceTest::displayed(v2xspatconv_DisplayQuorSignalInfo); }
@@ -25,9 +27,9 @@ protected:
 
 const char PHASE_3_GREEN_15_S[] = "FEFE10 000A 000100 03010F00000000";
 
-TEST_F(Learner, ReportsBecomeRecords) {
-    fakes::cfgTree["rsuSpatConfigInfo.PhaseRelationship.PhaseID13"] = 17;
-    fakes::cfgTree["rsuSpatConfigInfo.PhaseRelationship.PhaseID14"] = 44;
+TEST_F(Learner, ConvertsReportsToRecords) {
+    m_config->m_phase_relationship.m_phaseid[13] = 17;
+    m_config->m_phase_relationship.m_phaseid[14] = 44;
     ASSERT_EQ(start(), 0);
     std::string thirtyThree = "FEFE10 00EA 002100";
     for (int i = 0; i < 32; i++) {
@@ -40,9 +42,8 @@ TEST_F(Learner, ReportsBecomeRecords) {
     } cases[] = {
         {"colours", "FEFE10 0026 000500 01010000000000 02020100000000 0303FE00000000 04040500000000 05000500000000",
          "5; 1:5:0 2:3:10 3:7:2540 4:0:50 5:0:50"},
-        {"a phase above 32 counts but does not travel", "FEFE10 0011 000200 28010F00000000 01011000000000",
-         "2; 1:5:160"},
-        {"0 and 33 do not travel, 32 does", "FEFE10 0018 000300 00010100000000 20020200000000 21030300000000",
+        {"a phase above 32 is counted, not sent", "FEFE10 0011 000200 28010F00000000 01011000000000", "2; 1:5:160"},
+        {"0 and 33 are not sent, 32 is", "FEFE10 0018 000300 00010100000000 20020200000000 21030300000000",
          "3; 32:3:20"},
         {"a device phase above 32 that is mapped", "FEFE10 000A 000100 2C020200000000", "1; 14:3:20"},
         {"the last of two equal phases", "FEFE10 0011 000200 05010F00000000 05021000000000", "2; 5:3:160"},
@@ -50,13 +51,13 @@ TEST_F(Learner, ReportsBecomeRecords) {
          "FEFE10 0018 000300 0D010100000000 11020200000000 01030300000000", "3; 1:7:30 13:3:20 17:3:20"},
         {"seconds unknown", "FEFE10 000A 000100 0201FF00000000", "1; 2:0:36001"},
         {"the 33rd phase", thirtyThree + "01010F00000000", "33; 9:5:150"},
-        {"127 phases counted, one held", "FEFE10 000A 007F00 02010F00000000", "127; 2:5:150"},
+        {"127 phases counted, one received", "FEFE10 000A 007F00 02010F00000000", "127; 2:5:150"},
         {"200 phases", "FEFE10 000A 00C800 02010F00000000", "-56;"},
         {"body without a count", "FEFE10 0001 00", "0;"},
         {"empty body", "FEFE10 0000", "0;"},
-        {"body that ends behind its count", "FEFE10 0002 0005", "5;"},
+        {"body that ends after its count", "FEFE10 0002 0005", "5;"},
         {"a record cut short is absent", "FEFE10 0010 000200 03010F00000000 040110000000", "2; 3:5:150"},
-        {"more held than counted", "FEFE10 0011 000100 03010F00000000 04011000000000", "1; 3:5:150"},
+        {"more received than counted", "FEFE10 0011 000100 03010F00000000 04011000000000", "1; 3:5:150"},
     };
     uint32_t received = 0;
     for (const auto& row : cases) {
@@ -68,11 +69,11 @@ TEST_F(Learner, ReportsBecomeRecords) {
     }
 }
 
-TEST_F(Learner, WhatIsNoPhaseReportChangesNothing) {
+TEST_F(Learner, RejectsOtherDatagramsWithoutSignOfLife) {
     ASSERT_EQ(start(), 0);
     const struct {
         std::string datagram;
-        std::vector<std::string> lines; // "level text", traces left out
+        std::vector<std::string> lines; // "level text", without traces
     } cases[] = {
         {"", {"2 Invalid LearnMachine Data", "6 len=0 Invalid LearnMachine Data:", "6 hexdump of 0"}},
         {"FEFE1000", {"2 Invalid LearnMachine Data", "6 len=4 Invalid LearnMachine Data:", "6 hexdump of 4"}},
@@ -99,30 +100,27 @@ TEST_F(Learner, WhatIsNoPhaseReportChangesNothing) {
     EXPECT_EQ(countsOf("learner"), (PathCounts{{"invalid", 3}, {"wrong_length", 4}}));
 }
 
-// A region or a node out of range; the region is looked at first.
-class LearnerIdentity : public Learner, public testing::WithParamInterface<std::pair<int32_t, int32_t>> {};
-
-// A report that cannot be converted is a sign of life all the same.
-TEST_P(LearnerIdentity, OutOfRangeSendsNothingAndCounts) {
-    const auto [region, node] = GetParam();
-    fakes::cfgTree["rsuSpatConfigInfo.regionId"] = region;
-    fakes::cfgTree["rsuSpatConfigInfo.nodeId"] = node;
+TEST_F(Learner, IdentityOutOfRangeSendsNothingAndCountsAsSignOfLife) {
     ASSERT_EQ(start(), 0);
-    report(PHASE_3_GREEN_15_S);
+    const struct {
+        int32_t region;
+        int32_t node;
+        const char* code;
+    } cases[] = {{65536, 65536, "-4"}, {-1, 2, "-4"}, {1, 65536, "-3"}, {1, -1, "-3"}};
+    for (const auto& row : cases) {
+        m_config->m_regionId = row.region;
+        m_config->m_nodeId = row.node;
+        v2xspatconv_SetSpatConvStatus({});
+        report(PHASE_3_GREEN_15_S);
+        EXPECT_EQ(fakes::logged(std::string("v2xspatconv_LearnMachineToIpcSpat end ret=") + row.code).size(), 1U);
+        EXPECT_THAT(messages("QUOR"), ElementsAre("2 asn param error", "3 v2xspatconv_LearnMachineToIpcSpat error"));
+        EXPECT_EQ(runStatus(), 1);
+    }
     EXPECT_THAT(fakes::sent, IsEmpty());
-    EXPECT_EQ(fakes::logged("asn param error").at(0).level, 2);
-    EXPECT_EQ(fakes::logged("v2xspatconv_LearnMachineToIpcSpat error").at(0).level, 3);
-    const std::string code = region == 1 ? "-3" : "-4";
-    EXPECT_EQ(fakes::logged("v2xspatconv_LearnMachineToIpcSpat end ret=" + code).size(), 1U);
-    EXPECT_EQ(countsOf("learner"), (PathCounts{{"not_converted", 1}}));
-    EXPECT_EQ(runStatus(), 1);
+    EXPECT_EQ(countsOf("learner"), (PathCounts{{"not_converted", 4}}));
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, LearnerIdentity,
-                         testing::Values(std::pair(65536, 65536), std::pair(-1, 2), std::pair(1, 65536),
-                                         std::pair(1, -1)));
-
-TEST_F(Learner, HeartbeatsGoOutAndTheEleventhSilentOneEndsTheWork) {
+TEST_F(Learner, SendsHeartbeatsAndTurnsAbnormalAtTheEleventhWithoutReport) {
     ASSERT_EQ(start(), 0);
     EXPECT_STREQ(fakes::tasks[0].para.m_taskName, "LM_Heart_Data");
     EXPECT_EQ(fakes::tasks[0].para.m_intervals, 1000000U);
@@ -139,7 +137,7 @@ TEST_F(Learner, HeartbeatsGoOutAndTheEleventhSilentOneEndsTheWork) {
         for (int beat = 1; beat <= 10; beat++) {
             heartbeat();
             EXPECT_EQ(runStatus(), 1) << "beat " << beat;
-            report("FEFE11 0000"); // refused: no sign of life
+            report("FEFE11 0000"); // rejected: no sign of life
         }
         heartbeat();
         EXPECT_EQ(runStatus(), 2);
@@ -154,15 +152,14 @@ TEST_F(Learner, HeartbeatsGoOutAndTheEleventhSilentOneEndsTheWork) {
     EXPECT_EQ(displayed().at(1), "Signal learn machine is working");
 }
 
-TEST_F(Learner, StartStopsAtTheFirstFailureAndBeatsAreCountedWithoutASocket) {
-    EXPECT_EQ(v2xspatconv_QuorSignalLearnerInterfaceInit(nullptr), -2);
+TEST_F(Learner, StartStopsAtTheFirstFailureAndCountsBeatsWithoutASocket) {
     fakes::taskResults["LM_Heart_Data"] = -3;
     EXPECT_EQ(start(), -2);
-    EXPECT_EQ(fakes::logged("Creat LM_Heart_Data error").at(0).level, 2);
+    EXPECT_THAT(messages("QUOR"), ElementsAre("2 Creat LM_Heart_Data error"));
     fakes::taskResults.clear();
     fakes::socketResults["QUOR_RECV_SG"] = -3;
     EXPECT_EQ(start(), -3);
-    EXPECT_EQ(fakes::logged("v2xpub_UdpSocketInit end ret=-3").at(0).level, 2);
+    EXPECT_THAT(messages("QUOR"), ElementsAre("2 v2xpub_UdpSocketInit end ret=-3"));
     fakes::socketResults = {{"QUOR_SEND_SG", -3}};
     EXPECT_EQ(start(), -4);
     heartbeat();
@@ -170,10 +167,11 @@ TEST_F(Learner, StartStopsAtTheFirstFailureAndBeatsAreCountedWithoutASocket) {
     EXPECT_EQ(displayed().at(2), "Send count:1");
 }
 
-TEST_F(Learner, AnAddressThatIsNoneIsNamed) {
-    fakes::cfgTree["rsuSpatConfigInfo.LearnMachine.Port"] = 65536;
+TEST_F(Learner, NamesAnInvalidDeviceAddressAtStart) {
+    m_config->m_learn_machine_info.m_port = 65536;
     EXPECT_EQ(start(), 0);
-    EXPECT_EQ(fakes::logged("no heartbeats: LearnMachine.Ip \"127.0.0.5\", Port 65536 is no UDP address").size(), 1U);
+    EXPECT_THAT(messages("QUOR"),
+                ElementsAre("2 no heartbeats: LearnMachine.Ip \"127.0.0.5\", Port 65536 is not a UDP address"));
     heartbeat();
     EXPECT_THAT(fakes::sent, IsEmpty());
 }

@@ -13,7 +13,12 @@ constexpr int64_t NODE_ID_MAX = 65535;
 constexpr int64_t MINUTE_OF_THE_YEAR_MAX = 527040;
 constexpr int64_t D_SECOND_MAX = 65535;
 
-constexpr uint64_t MICROSECONDS = 1000000;
+constexpr uint64_t MICROSECONDS = 1000000; // in a second
+
+// Where a device phase table has each device phase; null = nowhere.
+struct PhaseIndex {
+    const uint8_t* entries[256];
+};
 
 size_t EntryLength(const v2xipc_phase_t& entry) {
     return sizeof entry + sizeof(v2xipc_pahseState_t) * entry.m_phaseStateNum;
@@ -25,61 +30,80 @@ v2xipc_phase_t EntryHead(const uint8_t* entry) {
     return head;
 }
 
-bool InRange(v2xlog_tag_t& tag, int64_t value, int64_t max) {
-    if (value >= 0 && value <= max) {
-        return true;
-    }
-    V2XLOG(tag, V2XLOG_ERROR, "asn param error");
-    return false;
-}
-
 void LogCopied(v2xlog_tag_t& tag, int32_t phaseId, const uint8_t* entry) {
     v2xipc_pahseState_t state;
     memcpy(&state, entry + sizeof(v2xipc_phase_t), sizeof state);
     V2XLOG(tag, V2XLOG_DEBUG, "======Ipc phaseId%d:%d[%d]======", phaseId, state.m_endTime, state.m_lightState);
 }
 
+// Minute of the year in local time, 0 to 527039.
+int32_t GetMoyOfTheYear(uint64_t now) {
+    const time_t seconds = static_cast<time_t>(now / MICROSECONDS);
+    tm local = {};
+    localtime_r(&seconds, &local);
+    return (local.tm_yday * 24 + local.tm_hour) * 60 + local.tm_min;
+}
+
+// Millisecond of the minute, 0 to 59999. Time zones are whole minutes, so it is the same in each.
+int32_t GetSecMarkOfTheMinute(uint64_t now) {
+    return static_cast<int32_t>(now / 1000 % 60000);
+}
+
+// One walk serves all 32 look-ups of a reading.
+void IndexPhases(v2xspatconv_match match, std::span<const uint8_t> lm_phase, PhaseIndex& index) {
+    index = {};
+    for (uint16_t i = 0; i < V2XSPATCONV_PHASE_MAX && lm_phase.size() >= sizeof(v2xipc_phase_t); i++) {
+        const v2xipc_phase_t head = EntryHead(lm_phase.data());
+        const size_t length = EntryLength(head);
+        if (length > lm_phase.size()) {
+            return;
+        }
+        const uint8_t*& found = index.entries[head.m_phaseId];
+        if (head.m_phaseStateNum > 0 && (match == v2xspatconv_match::last || found == nullptr)) {
+            found = lm_phase.data();
+        }
+        lm_phase = lm_phase.subspan(length);
+    }
+}
+
+// The entry of a device phase; null when there is none, as for every number above 255.
+const uint8_t* GetLMPhaseByPhaseId(const PhaseIndex& index, uint16_t PhaseId) {
+    return PhaseId < std::size(index.entries) ? index.entries[PhaseId] : nullptr;
+}
+
 } // namespace
 
-int32_t GetMoyOfTheYear(v2xlog_tag_t& tag) {
-    int32_t ret = 0;
-    V2XLOG_TRACE_SCOPE(tag, ret);
-    const time_t now = static_cast<time_t>(v2xpub_CommGetCurrentTime64() / MICROSECONDS);
-    tm local = {};
-    localtime_r(&now, &local);
-    ret = (local.tm_yday * 24 + local.tm_hour) * 60 + local.tm_min;
-    return ret;
-}
-
-int32_t GetSecMarkOfTheMinute(v2xlog_tag_t& tag) {
-    int32_t ret = 0;
-    V2XLOG_TRACE_SCOPE(tag, ret);
-    ret = static_cast<int32_t>(v2xpub_CommGetCurrentTime64() / 1000 % 60000);
-    return ret;
-}
-
-int32_t v2xspatconv_FillIpcHead(v2xlog_tag_t& tag, v2xipc_phases_t* spat_ipc) {
+const spat_conv_config_t* v2xspatconv_AdapterConfig(v2xlog_tag_t& tag) {
     const spat_conv_config_t* cfg = nullptr;
-    const int32_t got = v2xspatconv_GetCfgData(&cfg);
-    if (got != 0) {
-        V2XLOG(tag, V2XLOG_WARN, "Get spat config error:%d", got);
-        return -4;
+    const int32_t ret = v2xspatconv_GetCfgData(&cfg);
+    if (ret != 0) {
+        V2XLOG(tag, V2XLOG_WARN, "Get spat config error:%d", ret);
+        return nullptr;
     }
-    if (!InRange(tag, cfg->m_regionId, ROAD_REGULATOR_ID_MAX)) {
-        return -4;
+    return cfg;
+}
+
+int32_t v2xspatconv_FillIpcHead(v2xlog_tag_t& tag, const spat_conv_config_t& cfg, v2xipc_phases_t* spat_ipc) {
+    const uint64_t now = v2xpub_CommGetCurrentTime64();
+    const int32_t moy = GetMoyOfTheYear(now);
+    const int32_t secMark = GetSecMarkOfTheMinute(now);
+    const struct {
+        int64_t value;
+        int64_t max;
+        int32_t code;
+    } checks[] = {
+        {cfg.m_regionId, ROAD_REGULATOR_ID_MAX, -4},
+        {cfg.m_nodeId, NODE_ID_MAX, -3},
+        {moy, MINUTE_OF_THE_YEAR_MAX, -5},
+        {secMark, D_SECOND_MAX, -6},
+    };
+    for (const auto& check : checks) {
+        if (check.value < 0 || check.value > check.max) {
+            V2XLOG(tag, V2XLOG_ERROR, "asn param error");
+            return check.code;
+        }
     }
-    if (!InRange(tag, cfg->m_nodeId, NODE_ID_MAX)) {
-        return -3;
-    }
-    const int32_t moy = GetMoyOfTheYear(tag);
-    if (!InRange(tag, moy, MINUTE_OF_THE_YEAR_MAX)) {
-        return -5;
-    }
-    const int32_t secMark = GetSecMarkOfTheMinute(tag);
-    if (!InRange(tag, secMark, D_SECOND_MAX)) {
-        return -6;
-    }
-    spat_ipc->m_intersectionId = static_cast<uint32_t>(cfg->m_regionId) << 16 | static_cast<uint32_t>(cfg->m_nodeId);
+    spat_ipc->m_intersectionId = static_cast<uint32_t>(cfg.m_regionId) << 16 | static_cast<uint32_t>(cfg.m_nodeId);
     spat_ipc->m_moy = static_cast<uint32_t>(moy);
     spat_ipc->m_secMark = static_cast<uint16_t>(secMark);
     return 0;
@@ -103,46 +127,18 @@ uint16_t v2xspatconv_WritePhase(uint8_t* entry, uint8_t phaseId, uint8_t lightSt
     return sizeof phase + sizeof state;
 }
 
-void v2xspatconv_IndexPhases(v2xspatconv_match match, std::span<const uint8_t> lm_phase,
-                             v2xspatconv_phaseIndex_t& index) {
-    index = {};
-    for (uint16_t i = 0; i < V2XSPATCONV_PHASE_MAX && lm_phase.size() >= sizeof(v2xipc_phase_t); i++) {
-        const v2xipc_phase_t head = EntryHead(lm_phase.data());
-        const size_t length = EntryLength(head);
-        if (length > lm_phase.size()) {
-            return;
-        }
-        const uint8_t*& found = index.entries[head.m_phaseId];
-        if (head.m_phaseStateNum > 0 && (match == v2xspatconv_match::last || found == nullptr)) {
-            found = lm_phase.data();
-        }
-        lm_phase = lm_phase.subspan(length);
-    }
-}
-
-int32_t GetLMPhaseByPhaseId(v2xlog_tag_t& tag, const v2xspatconv_phaseIndex_t& index, uint16_t PhaseId,
-                            const uint8_t** out_phase) {
-    int32_t ret = 0;
+void DealLMPhaseToIpcData(v2xlog_tag_t& tag, const spat_conv_config_t& cfg, v2xspatconv_match match,
+                          std::span<const uint8_t> lm_phase, v2xipc_phases_t* spat_ipc) {
+    const int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(tag, ret);
-    if (out_phase == nullptr) {
-        V2XLOG(tag, V2XLOG_ERROR, "input param error");
-        return ret = -2;
-    }
-    *out_phase = PhaseId < std::size(index.entries) ? index.entries[PhaseId] : nullptr;
-    return ret;
-}
-
-void v2xspatconv_CopyPhases(v2xlog_tag_t& tag, const spat_conv_config_t& cfg, v2xspatconv_match match,
-                            std::span<const uint8_t> lm_phase, v2xipc_phases_t* spat_ipc) {
-    v2xspatconv_phaseIndex_t index;
-    v2xspatconv_IndexPhases(match, lm_phase, index);
+    PhaseIndex index;
+    IndexPhases(match, lm_phase, index);
     uint8_t* record = reinterpret_cast<uint8_t*>(spat_ipc);
     size_t offset = sizeof *spat_ipc;
     for (uint8_t phaseId = 1; phaseId <= V2XSPATCONV_PHASE_MAX; phaseId++) {
         const uint16_t mapped = cfg.m_phase_relationship.m_phaseid[phaseId];
         const uint16_t devicePhase = mapped != 0 ? mapped : phaseId;
-        const uint8_t* entry = nullptr;
-        GetLMPhaseByPhaseId(tag, index, devicePhase, &entry);
+        const uint8_t* entry = GetLMPhaseByPhaseId(index, devicePhase);
         if (entry == nullptr) {
             V2XLOG(tag, V2XLOG_TRACE, "Get PhaseID error:%d %d", devicePhase, spat_ipc->m_phaseNum);
             continue;

@@ -11,8 +11,8 @@
 
 namespace {
 
-// The heartbeat task runs before the sockets are opened.
-std::atomic<V2X_UDPSOCKHANDLE> g_udp_recv_from_learnmachine_handle{nullptr};
+V2X_UDPSOCKHANDLE g_udp_recv_from_learnmachine_handle = nullptr;
+// The heartbeat task runs before this socket is open.
 std::atomic<V2X_UDPSOCKHANDLE> g_udp_send_to_learnmachine_handle{nullptr};
 
 constexpr uint32_t HEARTBEAT_INTERVAL = 1000000; // microseconds
@@ -36,14 +36,15 @@ constexpr v2xpub_SocketInitPara_t SEND_PARA = {.m_sockName = "QUOR_SEND_SG",
                                                .m_cliEnable = 1,
                                                .f_msgFunc = nullptr};
 
-int32_t OpenSocket(const v2xpub_SocketInitPara_t& para, std::atomic<V2X_UDPSOCKHANDLE>& result) {
+// The socket, or null.
+V2X_UDPSOCKHANDLE OpenSocket(const v2xpub_SocketInitPara_t& para) {
     V2X_UDPSOCKHANDLE handle = nullptr;
     const int32_t ret = v2xpub_UdpSocketInit(&handle, &para, 0);
     if (ret != 0) {
         V2XLOG(g_quorLog, V2XLOG_ERROR, "v2xpub_UdpSocketInit end ret=%d", ret);
+        return nullptr;
     }
-    result.store(handle, std::memory_order_release);
-    return ret;
+    return handle;
 }
 
 int32_t SetHeartbeatTarget(V2X_UDPSOCKHANDLE handle, const learn_machine_info_t& learner) {
@@ -65,32 +66,31 @@ void SendHeartDataToLearnMachine(void* /*arg*/) {
         const v2xpub_UdpSocketDataHead_t datagram = {sizeof beat, beat};
         v2xpub_UdpSocketReqSend(handle, &datagram);
     }
-    // A beat that could not be sent counts all the same.
+    // A beat that could not be sent counts as well.
     v2xspatconv_LinkChecked(g_quorLink, true);
 }
 
 } // namespace
 
-int32_t v2xspatconv_QuorSignalLearnerInterfaceInit(const spat_conv_config_t* spatconv_cfg) {
+int32_t v2xspatconv_QuorSignalLearnerInterfaceInit(const spat_conv_config_t& spatconv_cfg) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_quorLog, ret);
-    if (spatconv_cfg == nullptr) {
-        V2XLOG(g_quorLog, V2XLOG_ERROR, "input param error");
-        return ret = -2;
-    }
     if (v2xspatconv_TaskCreat("LM_Heart_Data", HEARTBEAT_INTERVAL, SendHeartDataToLearnMachine, nullptr) != 0) {
         V2XLOG(g_quorLog, V2XLOG_ERROR, "Creat LM_Heart_Data error");
         return ret = -2;
     }
-    const learn_machine_info_t& learner = spatconv_cfg->m_learn_machine_info;
-    if (OpenSocket(ReceivePara(learner), g_udp_recv_from_learnmachine_handle) != 0) {
+    const learn_machine_info_t& learner = spatconv_cfg.m_learn_machine_info;
+    g_udp_recv_from_learnmachine_handle = OpenSocket(ReceivePara(learner));
+    if (g_udp_recv_from_learnmachine_handle == nullptr) {
         return ret = -3;
     }
-    if (OpenSocket(SEND_PARA, g_udp_send_to_learnmachine_handle) != 0) {
+    const V2X_UDPSOCKHANDLE sender = OpenSocket(SEND_PARA);
+    g_udp_send_to_learnmachine_handle.store(sender, std::memory_order_release);
+    if (sender == nullptr) {
         return ret = -4;
     }
-    if (SetHeartbeatTarget(g_udp_send_to_learnmachine_handle, learner) != 0) {
-        V2XLOG(g_quorLog, V2XLOG_ERROR, "no heartbeats: LearnMachine.Ip \"%s\", Port %d is no UDP address",
+    if (SetHeartbeatTarget(sender, learner) != 0) {
+        V2XLOG(g_quorLog, V2XLOG_ERROR, "no heartbeats: LearnMachine.Ip \"%s\", Port %d is not a UDP address",
                learner.m_ip, static_cast<int32_t>(learner.m_port));
     }
     return ret;
@@ -98,6 +98,7 @@ int32_t v2xspatconv_QuorSignalLearnerInterfaceInit(const spat_conv_config_t* spa
 
 void v2xspatconv_DisplayQuorSignalInfo(void* /*arg*/) {
     V2XLOG(g_quorLog, V2XLOG_DEBUG, "%s start", __func__);
-    v2xspatconv_LinkDisplay(g_quorLink, g_quorLog, "Signal learn machine");
+    v2xspatconv_LinkDisplay(g_quorLink, g_quorLog, "Signal learn machine is working",
+                            "Signal learn machine works abnormally");
     V2XLOG(g_quorLog, V2XLOG_DEBUG, "%s end", __func__);
 }

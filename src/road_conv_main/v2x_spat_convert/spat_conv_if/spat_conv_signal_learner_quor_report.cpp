@@ -19,9 +19,9 @@ constexpr uint8_t REPORT_START[3] = {0xFE, 0xFE, 0x10}; // start bytes and the t
 constexpr int32_t REPORT_HEAD_LENGTH = 5;               // start, type, body length (big-endian)
 constexpr size_t BODY_PHASE_NUM = 1;                    // offset of the phase count in the body
 constexpr size_t BODY_HEAD_LENGTH = 3;
-constexpr size_t PHASE_LENGTH = 7; // phase number, colour, seconds left, four bytes not read
+constexpr size_t PHASE_LENGTH = 7; // phase number, colour, seconds left, four unused bytes
 constexpr uint8_t SECONDS_UNKNOWN = 255;
-constexpr uint16_t TENTHS = 10; // of a second in one
+constexpr uint16_t TENTHS_PER_SECOND = 10;
 
 constexpr struct {
     uint8_t light_data;
@@ -54,36 +54,23 @@ void v2xspatconv_DealSinglePhase(std::span<const uint8_t, PHASE_LENGTH> data, ui
     uint16_t endTime = V2XIPC_TIME_UNKNOWN;
     if (seconds != SECONDS_UNKNOWN) {
         DealLearnMachineLightStataToIpcData(data[1], &lightState);
-        endTime = static_cast<uint16_t>(seconds * TENTHS);
+        endTime = static_cast<uint16_t>(seconds * TENTHS_PER_SECOND);
     }
     V2XLOG(g_quorLog, V2XLOG_DEBUG, "======phaseId%d:%d[%d]======", phaseId, endTime, lightState);
     *phase_len = v2xspatconv_WritePhase(lm_phase, phaseId, lightState, endTime);
 }
 
-// The last of several entries with one phase number wins.
-int32_t DealLMPhaseToIpcData(v2xipc_phases_t* spat_ipc, std::span<const uint8_t> lm_phase) {
-    int32_t ret = 0;
-    V2XLOG_TRACE_SCOPE(g_quorLog, ret);
-    const spat_conv_config_t* cfg = nullptr;
-    ret = v2xspatconv_GetCfgData(&cfg);
-    if (ret != 0) {
-        V2XLOG(g_quorLog, V2XLOG_WARN, "Get spat config error:%d", ret);
-        return ret;
-    }
-    v2xspatconv_CopyPhases(g_quorLog, *cfg, v2xspatconv_match::last, lm_phase, spat_ipc);
-    return ret;
-}
-
-// `data` holds the phase records that were received; phase_num is what the report counts. Records that were counted but
-// not received are absent.
+// `data` holds the phase records that were received; phase_num is the report's count. Records that were not received
+// are absent.
 int32_t v2xspatconv_LearnMachineToIpcSpat(std::span<const uint8_t> data, uint8_t phase_num, v2xipc_phases_t* spat_ipc) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_quorLog, ret);
-    ret = v2xspatconv_FillIpcHead(g_quorLog, spat_ipc);
+    const spat_conv_config_t* cfg = v2xspatconv_AdapterConfig(g_quorLog);
+    ret = cfg != nullptr ? v2xspatconv_FillIpcHead(g_quorLog, *cfg, spat_ipc) : -4;
     if (ret != 0) {
         return ret;
     }
-    // A count above 127 turns negative and is sent so, with no phases: the count stays as reported.
+    // A count above 127 becomes negative and is sent without phases: the record's count stays as reported.
     spat_ipc->m_phaseNum = static_cast<int8_t>(phase_num);
     uint8_t lm_phase[V2XSPATCONV_PHASE_TABLE_SIZE]; // 127 entries of 17 bytes at most
     size_t written = 0;
@@ -93,11 +80,11 @@ int32_t v2xspatconv_LearnMachineToIpcSpat(std::span<const uint8_t> data, uint8_t
         data = data.subspan(PHASE_LENGTH);
         written += phase_len;
     }
-    DealLMPhaseToIpcData(spat_ipc, {lm_phase, written});
+    DealLMPhaseToIpcData(g_quorLog, *cfg, v2xspatconv_match::last, {lm_phase, written}, spat_ipc);
     return ret;
 }
 
-// A well-framed report is a sign of life, also when it cannot be converted.
+// A well-framed report is a sign of life even when its conversion fails.
 int32_t DealLearnMachineData(std::span<const uint8_t> body) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_quorLog, ret);
@@ -118,7 +105,7 @@ int32_t DealLearnMachineData(std::span<const uint8_t> body) {
     return ret;
 }
 
-void RefuseData(const v2xpub_UdpSocketDataHead_t& datagram) {
+void RejectReport(const v2xpub_UdpSocketDataHead_t& datagram) {
     g_invalid.Add();
     V2XLOG(g_quorLog, V2XLOG_ERROR, "Invalid LearnMachine Data");
     V2XLOG(g_quorLog, V2XLOG_VERBOSE, "len=%d Invalid LearnMachine Data:", datagram.m_curMsgLen);
@@ -141,7 +128,7 @@ void v2xspatconv_GetLearnMachineDataRcv(V2X_UDPSOCKHANDLE /*handle*/, void* p_da
     const int32_t received = datagram->m_curMsgLen;
     const uint8_t* bytes = datagram->mp_data;
     if (received < REPORT_HEAD_LENGTH || memcmp(bytes, REPORT_START, sizeof REPORT_START) != 0) {
-        RefuseData(*datagram);
+        RejectReport(*datagram);
         return;
     }
     const int16_t bodyLength = static_cast<int16_t>(bytes[3] << 8 | bytes[4]);
