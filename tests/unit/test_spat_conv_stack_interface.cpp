@@ -1,9 +1,12 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "fakes.h"
+#include "fixture.h"
 #include "spat_conv_stack_interface.h"
 
 namespace {
+
+using testing::ElementsAre;
 
 // A record in the 5120-byte buffer that every source uses.
 class Record {
@@ -18,22 +21,33 @@ public:
 
 const char HEAD_NO_PHASES[] = "02000100 0000 52650100 D5DD 00";
 
-TEST(Init, EndsWithTheFirstSocketThatFailsAndWithoutTheLogToolSpatStillGoesOut) {
+using StackInterface = fakes::Fixture;
+
+TEST_F(StackInterface, StopsAtTheFirstSocketFailureAndNeedsNoLogToolSocket) {
+    fakes::socketResults["GET_SPAT_DATA"] = -3;
+    EXPECT_EQ(v2xspatconv_StackInterfaceInit(), -3);
+    EXPECT_EQ(fakes::sockets.size(), 1U);
+    fakes::socketResults = {{"SPAT_C_LOGTOOL", -3}};
+    EXPECT_EQ(v2xspatconv_StackInterfaceInit(), -3);
+    EXPECT_THAT(fakes::takeLog(),
+                ElementsAre("SINF 2 SocketInit error ret=-3", "SINF 2 SocketInit LogTool error ret=-3"));
     EXPECT_EQ(Record(HEAD_NO_PHASES).notify(), 0);
     EXPECT_EQ(v2xspatconv_SpatNotify(nullptr), -2);
-    fakes::socketResults["GET_SPAT_DATA"] = -3;
-    EXPECT_EQ(v2xspatconv_StackInterfaceInit(nullptr), -3);
-    EXPECT_EQ(fakes::logged("SocketInit error ret=-3").front().level, 2);
-    EXPECT_EQ(fakes::sockets.size(), 1U);
-    EXPECT_TRUE(fakes::sent.empty());
-    fakes::socketResults = {{"SPAT_C_LOGTOOL", -3}};
-    EXPECT_EQ(v2xspatconv_StackInterfaceInit(nullptr), -3);
-    EXPECT_EQ(fakes::logged("SocketInit LogTool error ret=-3").front().level, 2);
-    EXPECT_EQ(Record(HEAD_NO_PHASES).notify(), 0);
     EXPECT_EQ(fakes::sent.size(), 1U);
 }
 
-TEST(Notify, FramesAreByteForByteWhatTheStackApplicationReads) {
+// In a process of its own: no other test has opened the sockets.
+TEST_F(StackInterface, SendsNothingBeforeItsSocketsAreOpen) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            const int32_t ret = Record(HEAD_NO_PHASES).notify();
+            exit(ret == 0 && fakes::sent.empty() && countsOf("record")["not_sent"] == 1 ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST_F(StackInterface, FramesRecordsByteForByte) {
     const std::string state = "01 05 0000 9600 FFFF FFFF FFFF FFFF FF";
     const struct {
         const char* what;
@@ -49,7 +63,7 @@ TEST(Notify, FramesAreByteForByteWhatTheStackApplicationReads) {
         {"a negative count has no phases", "02000100 0000 52650100 D5DD C8 03 01" + state,
          "1400 1800 00  01000000 18000000 0D00 00", 41},
     };
-    v2xspatconv_StackInterfaceInit(nullptr);
+    ASSERT_EQ(v2xspatconv_StackInterfaceInit(), 0);
     fakes::now = 0x00064C462A070608;
     for (const auto& row : cases) {
         SCOPED_TRACE(row.what);
@@ -67,8 +81,8 @@ TEST(Notify, FramesAreByteForByteWhatTheStackApplicationReads) {
     }
 }
 
-TEST(Notify, ARecordThatClaimsMoreThanItsBufferIsNotSent) {
-    v2xspatconv_StackInterfaceInit(nullptr);
+TEST_F(StackInterface, RejectsRecordThatExceedsItsBuffer) {
+    ASSERT_EQ(v2xspatconv_StackInterfaceInit(), 0);
     Record record("02000100 0000 52650100 D5DD 02 01 FF");
     record.m_bytes[13 + 2 + 255 * 15 + 1] = 85; // 13 + 3827 + 2 + 1275 = 5117
     EXPECT_EQ(record.notify(), 0);
@@ -81,7 +95,7 @@ TEST(Notify, ARecordThatClaimsMoreThanItsBufferIsNotSent) {
     record.m_bytes[12] = 4; // a fourth would end at 5121
     EXPECT_EQ(record.notify(), -3);
     EXPECT_EQ(fakes::sent.size(), 2U);
-    EXPECT_EQ(fakes::logged("SPAT record with 2 phases runs past its 5120 bytes, not sent").front().level, 2);
+    EXPECT_EQ(fakes::logged("SPAT record with 2 phases exceeds its 5120 bytes, not sent").front().level, 2);
 }
 
 } // namespace

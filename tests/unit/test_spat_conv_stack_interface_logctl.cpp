@@ -1,8 +1,7 @@
-// Log control: what the log tool's datagrams change, and what goes back.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "fakes.h"
+#include "fixture.h"
 #include "spat_conv_stack_interface.h"
 #include "v2x/v2xlog.h"
 
@@ -16,14 +15,14 @@ using testing::SizeIs;
 const char HEAD_5[] = "A55A 01 02 1112131415161718 3200 0500 09";
 const char HEAD_15[] = "A55A 01 02 1112131415161718 3200 0F00 09";
 
-class LogControl : public testing::Test {
+class LogControl : public fakes::Fixture {
 protected:
     LogControl() {
-        fakes::logLevel = V2XLOG_WARN;
-        v2xspatconv_StackInterfaceInit(nullptr);
+        fakes::setLogLevel(V2XLOG_WARN);
+        v2xspatconv_StackInterfaceInit();
         fakes::sent.clear();
     }
-    // The answer in hex digits' bytes; none = empty.
+    // The bytes of the answer; empty when there is none.
     static std::vector<uint8_t> ask(const std::string& digits) {
         fakes::sent.clear();
         fakes::logLines.clear();
@@ -34,7 +33,7 @@ protected:
         EXPECT_EQ(fakes::sent[0].socket, "answer");
         return fakes::sent[0].bytes;
     }
-    static std::string said() {
+    static std::string logged() {
         std::string lines;
         for (const fakes::LogLine& line : fakes::logLines) {
             lines += line.tag + std::to_string(line.level) + " " + line.text;
@@ -61,7 +60,7 @@ TEST_F(LogControl, ReportsEveryTagInOrder) {
     EXPECT_EQ(eighteen[20] + 256 * eighteen[21], 180);
 }
 
-TEST_F(LogControl, SetsOneOrAll) {
+TEST_F(LogControl, SetsOneLevelOrAll) {
     EXPECT_EQ(ask(std::string(HEAD_15) + "02 0500 0A00 51554F5200000000 0700"),
               fakes::hex("A55A 01 02 1112131415161718 3300 0F00 09 02 0000 0A00 51554F5200000000 0700"));
     EXPECT_THAT(fakes::journal, Contains("log.SetTagLevel QUOR 7"));
@@ -71,12 +70,12 @@ TEST_F(LogControl, SetsOneOrAll) {
     EXPECT_THAT(fakes::journal, Not(Contains("log.SetAllTagLevel 5")));
 }
 
-TEST_F(LogControl, WhatFailsIsNotAnswered) {
+TEST_F(LogControl, DoesNotAnswerFailedRequests) {
     fakes::unknownTags = {"NONE", "LONGNAME"};
     const struct {
         const char* what;
         std::string request;
-        std::string said;
+        std::string line;
     } cases[] = {
         {"unknown tag", std::string(HEAD_15) + "02 0000 0A00 4E4F4E4500000000 0400",
          "SINF2 exec v2xlog_GetTagHandle error ret=-3"},
@@ -90,24 +89,27 @@ TEST_F(LogControl, WhatFailsIsNotAnswered) {
          "SINF3 get error data,type pStr->m_cmdType=51"},
         {"no bytes", "", "SINF3 log tool request of 0 bytes is too short"},
         {"no command", "A55A 01 02 1112131415161718 3200 0000 00", "SINF3 log tool request of 17 bytes is too short"},
-        {"less than it claims", std::string(HEAD_15) + "02 0000 0A00 51554F52",
-         "SINF3 log tool request of 26 bytes is too short"},
-        {"less than no entries", std::string(HEAD_15) + "02 0000 FFFF 51554F5200000000 0700",
-         "SINF3 log tool request of 32 bytes is too short"},
-        {"an unknown command that claims more", std::string(HEAD_5) + "09 0000 0100",
-         "SINF3 log tool request of 22 bytes is too short"},
+        {"half an entry", std::string(HEAD_15) + "02 0000 0A00 51554F52 00",
+         "SINF3 log tool request of 27 bytes names no level"},
         {"sets nothing", std::string(HEAD_5) + "02 0000 0000", "SINF3 log tool request of 22 bytes names no level"},
     };
     for (const auto& row : cases) {
         EXPECT_THAT(ask(row.request), IsEmpty()) << row.what;
-        EXPECT_EQ(said(), row.said) << row.what;
+        EXPECT_EQ(logged(), row.line) << row.what;
     }
-    EXPECT_EQ(countsOf("log_tool"), (PathCounts{{"not_served", 5}, {"too_short", 5}, {"wrong_command", 1}}));
+    EXPECT_EQ(countsOf("log_tool"), (PathCounts{{"not_served", 6}, {"too_short", 2}, {"wrong_command", 1}}));
 }
 
-TEST_F(LogControl, AnUnknownCommandComesBackAsItIs) {
+// Only the fields that are read are checked: lengths that do not fit change nothing.
+TEST_F(LogControl, ServesRequestsWhoseLengthFieldsDoNotFit) {
     EXPECT_EQ(ask(std::string(HEAD_5) + "09 0700 0300 AABBCC"),
               fakes::hex("A55A 01 02 1112131415161718 3300 0500 09 09 0000 0300 AABBCC"));
+    EXPECT_EQ(ask(std::string(HEAD_15) + "09 0000 0100"),
+              fakes::hex("A55A 01 02 1112131415161718 3300 0F00 09 09 0000 0100"));
+    EXPECT_EQ(ask(std::string(HEAD_5) + "02 0000 FFFF 51554F5200000000 0700"),
+              fakes::hex("A55A 01 02 1112131415161718 3300 0500 09 02 0000 FFFF 51554F5200000000 0700"));
+    EXPECT_THAT(fakes::journal, Contains("log.SetTagLevel QUOR 7"));
+    EXPECT_THAT(ask(std::string(HEAD_15) + "01 0000 FF7F"), SizeIs(22)) << "no tags are registered";
 }
 
 } // namespace

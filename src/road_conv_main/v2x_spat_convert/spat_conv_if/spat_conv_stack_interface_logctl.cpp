@@ -1,11 +1,10 @@
-// Log control: the local log tool reads and changes the levels of the daemon's log tags.
-#include <cstring>
-#include <new>
-#include <vector>
+#include "spat_conv_stack_interface_logctl.h"
 
-#include "spat_conv_stack_interface.h"
-#include "spat_conv_stack_interface_socket.h"
+#include <cstring>
+
 #include "v2x/v2xcount.h"
+#include "v2x/v2xipc.h"
+#include "v2x/v2xipc_data.h"
 #include "v2x/v2xlog.h"
 
 namespace {
@@ -17,146 +16,117 @@ v2x_counter g_notAnswered{"log_tool", "not_answered"};
 v2x_counter g_tooShort{"log_tool", "too_short"};
 v2x_counter g_wrongCommand{"log_tool", "wrong_command"};
 v2x_counter g_notServed{"log_tool", "not_served"};
-v2x_counter g_noMemory{"log_tool", "no_memory"};
 
 constexpr char ALL_TAGS[V2XLOG_NAME_SIZE] = "ALL";
 
-using Datagram = std::vector<uint8_t>;
+#pragma pack(push, 1)
+// What every request begins with.
+struct Request {
+    v2xipc_dataHead_t head;
+    v2xipc_logCmd_t command;
+};
+struct SetRequest {
+    Request request;
+    v2xipc_logData_t entry;
+};
+struct Report {
+    Request request;
+    v2xipc_logData_t entries[V2XLOG_MAX_TAGS];
+};
+#pragma pack(pop)
+static_assert(sizeof(Request) == 22 && sizeof(SetRequest) == 32);
+
+using Datagram = v2xpub_UdpSocketDataHead_t;
 
 template <typename Record>
-Record Read(const Datagram& datagram, size_t at) {
+Record Read(const Datagram& datagram) {
     Record record;
-    memcpy(&record, datagram.data() + at, sizeof record);
+    memcpy(&record, datagram.mp_data, sizeof record);
     return record;
 }
 
-template <typename Record>
-void Write(Datagram& datagram, size_t at, const Record& record) {
-    memcpy(datagram.data() + at, &record, sizeof record);
-}
-
-constexpr size_t COMMAND_AT = sizeof(v2xipc_dataHead_t);
-constexpr size_t ENTRIES_AT = COMMAND_AT + sizeof(v2xipc_logCmd_t);
-
-// Turns the request into the report: every tag in the order of registration.
-bool ReportLevels(Datagram& datagram) {
-    const auto tags = static_cast<size_t>(v2xlog_GetTagNum());
-    auto head = Read<v2xipc_dataHead_t>(datagram, 0);
-    auto command = Read<v2xipc_logCmd_t>(datagram, COMMAND_AT);
-    command.m_dataLen = static_cast<int16_t>(tags * sizeof(v2xipc_logData_t));
-    head.m_packLen = static_cast<uint16_t>(sizeof command + tags * sizeof(v2xipc_logData_t));
-    datagram.resize(sizeof head + head.m_packLen);
-    Write(datagram, 0, head);
-    Write(datagram, COMMAND_AT, command);
-    for (size_t i = 0; i < tags; i++) {
+// The report that answers the request: every tag in order of registration. Returns its length in bytes.
+int16_t ReportLevels(const Request& request, Report& report) {
+    const int32_t tags = v2xlog_GetTagNum();
+    const size_t dataLen = static_cast<size_t>(tags) * sizeof(v2xipc_logData_t);
+    report.request = request;
+    report.request.head.m_packLen = static_cast<uint16_t>(sizeof request.command + dataLen);
+    report.request.command.m_dataLen = static_cast<int16_t>(dataLen);
+    for (int32_t i = 0; i < tags; i++) {
         v2xipc_logData_t entry = {};
         int16_t level = 0;
-        v2xlog_GetTagLevelByIndex(static_cast<int32_t>(i), entry.m_tagName, &level);
+        v2xlog_GetTagLevelByIndex(i, entry.m_tagName, &level);
         entry.m_level = level;
-        Write(datagram, ENTRIES_AT + i * sizeof entry, entry);
+        report.entries[i] = entry;
     }
-    return true;
+    return static_cast<int16_t>(sizeof request + dataLen);
 }
 
-bool SetLevel(Datagram& datagram) {
-    if (datagram.size() < ENTRIES_AT + sizeof(v2xipc_logData_t)) {
-        V2XLOG(g_log, V2XLOG_WARN, "log tool request of %zu bytes names no level", datagram.size());
-        return false;
+// Returns 0 when the level is set.
+int32_t SetLevel(const Datagram& datagram) {
+    if (datagram.m_curMsgLen < static_cast<int32_t>(sizeof(SetRequest))) {
+        V2XLOG(g_log, V2XLOG_WARN, "log tool request of %d bytes names no level", datagram.m_curMsgLen);
+        return -1;
     }
-    const auto entry = Read<v2xipc_logData_t>(datagram, ENTRIES_AT);
+    const v2xipc_logData_t entry = Read<SetRequest>(datagram).entry;
     if (memcmp(entry.m_tagName, ALL_TAGS, sizeof entry.m_tagName) == 0) {
         const int32_t ret = v2xlog_SetAllTagLevel(entry.m_level);
         if (ret != 0) {
             V2XLOG(g_log, V2XLOG_WARN, "exec v2xlog_SetAllTagLevel error ret=%d", ret);
         }
-        return ret == 0;
+        return ret;
     }
     V2X_LOGHANDLE handle = nullptr;
     int32_t ret = v2xlog_GetTagHandle(reinterpret_cast<const char*>(entry.m_tagName), &handle);
     if (ret != 0) {
         V2XLOG(g_log, V2XLOG_ERROR, "exec v2xlog_GetTagHandle error ret=%d", ret);
-        return false;
+        return ret;
     }
     ret = v2xlog_SetTagLevel(handle, entry.m_level);
     if (ret != 0) {
         V2XLOG(g_log, V2XLOG_ERROR, "exec v2xlog_SetTagLevel error ret=%d", ret);
     }
-    return ret == 0;
+    return ret;
 }
 
-// Whether the datagram is an answer now.
-bool Serve(Datagram& datagram) {
-    switch (Read<v2xipc_logCmd_t>(datagram, COMMAND_AT).m_logCmd) {
-    case V2XIPC_LOG_REPORT:
-        return ReportLevels(datagram);
-    case V2XIPC_LOG_SET:
-        return SetLevel(datagram);
-    default:
-        return true; // goes back as it came
-    }
+// Marks the datagram as the answer and sends it back.
+void Answer(V2X_UDPSOCKHANDLE handle, const Datagram& datagram, const void* addr, int16_t addrLen) {
+    Request request = Read<Request>(datagram);
+    request.head.m_cmdType = V2XIPC_CMD_LOG_REPLY;
+    request.command.m_result = 0;
+    memcpy(datagram.mp_data, &request, sizeof request);
+    const v2x_ipc_config_t* conf = nullptr;
+    v2xipc_GetIpcConfValue(&conf);
+    (v2xipc_SocketRespSend(handle, conf, &datagram, addr, addrLen) == 0 ? g_answered : g_notAnswered).Add();
 }
 
-// A report's request holds none, whatever its length says.
-bool HoldsItsEntries(const Datagram& datagram) {
-    const auto command = Read<v2xipc_logCmd_t>(datagram, COMMAND_AT);
-    return command.m_logCmd == V2XIPC_LOG_REPORT ||
-           (command.m_dataLen >= 0 && ENTRIES_AT + static_cast<size_t>(command.m_dataLen) <= datagram.size());
-}
-
-// The request when it is one and holds what it claims; else empty.
-Datagram Accept(const v2xpub_UdpSocketDataHead_t* message) {
-    if (message == nullptr || message->mp_data == nullptr || message->m_curMsgLen < 0) {
-        V2XLOG(g_log, V2XLOG_ERROR, "input param error");
-        return {};
-    }
-    Datagram datagram(message->mp_data, message->mp_data + message->m_curMsgLen);
-    if (datagram.size() < sizeof(v2xipc_dataHead_t)) {
+void Serve(V2X_UDPSOCKHANDLE handle, Datagram& datagram, const void* addr, int16_t addrLen) {
+    if (datagram.m_curMsgLen < static_cast<int32_t>(sizeof(Request))) {
         g_tooShort.Add();
-        V2XLOG(g_log, V2XLOG_WARN, "log tool request of %zu bytes is too short", datagram.size());
-        return {};
+        V2XLOG(g_log, V2XLOG_WARN, "log tool request of %d bytes is too short", datagram.m_curMsgLen);
+        return;
     }
-    const auto head = Read<v2xipc_dataHead_t>(datagram, 0);
-    if (head.m_cmdType != V2XIPC_CMD_LOG_REQUEST) {
+    const Request request = Read<Request>(datagram);
+    if (request.head.m_cmdType != V2XIPC_CMD_LOG_REQUEST) {
         g_wrongCommand.Add();
-        V2XLOG(g_log, V2XLOG_WARN, "get error data,type pStr->m_cmdType=%d", head.m_cmdType);
-        return {};
+        V2XLOG(g_log, V2XLOG_WARN, "get error data,type pStr->m_cmdType=%d", request.head.m_cmdType);
+        return;
     }
-    if (datagram.size() < ENTRIES_AT || datagram.size() < sizeof head + head.m_packLen || !HoldsItsEntries(datagram)) {
-        g_tooShort.Add();
-        V2XLOG(g_log, V2XLOG_WARN, "log tool request of %zu bytes is too short", datagram.size());
-        return {};
+    if (request.command.m_logCmd == V2XIPC_LOG_REPORT) {
+        Report report;
+        const int16_t length = ReportLevels(request, report);
+        Answer(handle, {length, reinterpret_cast<uint8_t*>(&report)}, addr, addrLen);
+    } else if (request.command.m_logCmd == V2XIPC_LOG_SET && SetLevel(datagram) != 0) {
+        g_notServed.Add();
+    } else {
+        Answer(handle, datagram, addr, addrLen); // an unknown command goes back as it came
     }
-    return datagram;
-}
-
-void SealAnswer(Datagram& datagram) {
-    auto head = Read<v2xipc_dataHead_t>(datagram, 0);
-    auto command = Read<v2xipc_logCmd_t>(datagram, COMMAND_AT);
-    head.m_cmdType = V2XIPC_CMD_LOG_REPLY;
-    command.m_result = 0;
-    Write(datagram, 0, head);
-    Write(datagram, COMMAND_AT, command);
 }
 
 } // namespace
 
 void GetLogCtl(V2X_UDPSOCKHANDLE handle, void* p_data, void* addr, int16_t addrLen) {
     V2XLOG(g_log, V2XLOG_TRACE, "GetLogCtl enter");
-    try {
-        Datagram datagram = Accept(static_cast<const v2xpub_UdpSocketDataHead_t*>(p_data));
-        if (datagram.empty()) {
-            // said and counted
-        } else if (!Serve(datagram)) {
-            g_notServed.Add();
-        } else {
-            SealAnswer(datagram);
-            const int32_t sent = v2xspatconv_AnswerLogTool(
-                handle, {static_cast<int16_t>(datagram.size()), datagram.data()}, addr, addrLen);
-            (sent == 0 ? g_answered : g_notAnswered).Add();
-        }
-    } catch (const std::bad_alloc&) {
-        g_noMemory.Add();
-        V2XLOG(g_log, V2XLOG_ERROR, "malloc error");
-    }
+    Serve(handle, *static_cast<Datagram*>(p_data), addr, addrLen);
     V2XLOG(g_log, V2XLOG_TRACE, "GetLogCtl exit");
 }

@@ -1,0 +1,216 @@
+#include "spat_conv_stack_interface_poll.h"
+
+#include <algorithm>
+#include <cstring>
+#include <mutex>
+
+#include "spat_conv_config.h"
+#include "spat_conv_spatup.h"
+#include "spat_conv_stack_interface.h"
+#include "v2x/v2xcount.h"
+#include "v2x/v2xlog.h"
+#include "v2xapp_upercodec.h"
+
+namespace {
+
+v2xlog_tag_t g_log{"SINF"};
+
+// Each request counts in one of these.
+v2x_counter g_unanswered{"reply", "unanswered"};
+v2x_counter g_received{"reply", "received"};
+// Each received reply counts in one of these, unless it is still queued.
+v2x_counter g_overrun{"reply", "overrun"};
+v2x_counter g_wrongHead{"reply", "wrong_head"};
+v2x_counter g_wrongLength{"reply", "wrong_length"};
+v2x_counter g_wrongCommand{"reply", "wrong_command"};
+v2x_counter g_otherType{"reply", "other_type"};
+v2x_counter g_noBlock{"reply", "no_block"};
+v2x_counter g_badItem{"reply", "bad_item"}; // earlier items of the reply are used
+v2x_counter g_accepted{"reply", "accepted"};
+// Each item that is used or ignored counts in one of these.
+v2x_counter g_items{"reply", "items"};
+v2x_counter g_itemsOver{"reply", "items_over"};
+
+constexpr int32_t REQUEST_DATA_NO = 1;
+constexpr int32_t REPLY_MAX_PACK = 20480;
+constexpr int32_t REPLY_MAX_ITEMS = 64;
+constexpr size_t PENDING_MAX = 64;
+constexpr int16_t DATAGRAM_MAX = 32767; // greatest value of m_curMsgLen
+
+// One reply datagram.
+struct spat_pc5_data_ {
+    v2xpub_UdpSocketDataHead_t m_spat_data;
+    uint8_t bytes[DATAGRAM_MAX]; // m_spat_data points here
+};
+
+// Replies in order of arrival: a ring of which g_pending slots from g_first on are in use.
+std::mutex g_spat_pc5_data_mutex;
+spat_pc5_data_ g_spat_pc5_data[PENDING_MAX];
+size_t g_first = 0;
+size_t g_pending = 0;
+
+void CopyReply(const spat_pc5_data_& from, spat_pc5_data_& to) {
+    to.m_spat_data = {from.m_spat_data.m_curMsgLen, to.bytes};
+    memcpy(to.bytes, from.bytes, static_cast<size_t>(from.m_spat_data.m_curMsgLen));
+}
+
+void Append(const spat_pc5_data_& reply) {
+    bool isFull = false;
+    {
+        const std::lock_guard<std::mutex> guard(g_spat_pc5_data_mutex);
+        isFull = g_pending == PENDING_MAX;
+        CopyReply(reply, g_spat_pc5_data[(g_first + g_pending) % PENDING_MAX]);
+        g_first = (g_first + (isFull ? 1 : 0)) % PENDING_MAX;
+        g_pending += isFull ? 0 : 1;
+    }
+    if (isFull) {
+        g_overrun.Add();
+        V2XLOG(g_log, V2XLOG_WARN, "%zu replies are queued, the oldest is dropped", PENDING_MAX);
+    }
+}
+
+// Removes the oldest reply. The caller has seen that one is queued, and nobody else removes any.
+void TakeFirst(spat_pc5_data_& reply) {
+    const std::lock_guard<std::mutex> guard(g_spat_pc5_data_mutex);
+    CopyReply(g_spat_pc5_data[g_first], reply);
+    g_first = (g_first + 1) % PENDING_MAX;
+    g_pending--;
+}
+
+size_t Pending() {
+    const std::lock_guard<std::mutex> guard(g_spat_pc5_data_mutex);
+    return g_pending;
+}
+
+// Whether an item starts where the previous one ends (corrected) or at the legacy offset.
+bool ItemsAreContiguous() {
+    const spat_conv_config_t* config = nullptr;
+    return v2xspatconv_GetCfgData(&config) == 0 && config->m_corrections.m_reply_items;
+}
+
+// Decodes the item whose length field is at `at` and sends it up to the cloud. Returns the end of its bytes; 0 when the
+// item does not fit or does not decode.
+size_t DealItem(uint8_t* bytes, size_t size, size_t at) {
+    v2xipc_pc5Data_t item = {};
+    if (at + sizeof item <= size) {
+        memcpy(&item, bytes + at, sizeof item);
+    }
+    const size_t end = at + sizeof item + item.m_uper_dataLen;
+    ASNSTRUCT_HANDLE frame = nullptr;
+    if (end > size ||
+        v2xcodec_uperDec(&frame, bytes + at + sizeof item, static_cast<int16_t>(item.m_uper_dataLen)) != 0) {
+        g_badItem.Add();
+        V2XLOG(g_log, V2XLOG_ERROR, "v2xapp_GBRsiUperDecode error");
+        v2xcodec_freeStrcut(&frame);
+        return 0;
+    }
+    g_items.Add();
+    v2xspatconv_SpatDataUp(&frame);
+    return end;
+}
+
+// Decodes the items of a data block of `size` bytes, at most 64. Returns 0; -2 for a block that is too short or when an
+// item fails, which ends the reply.
+int32_t DealSpatDataRecv(uint8_t* pRsuData, size_t size) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_log, ret);
+    v2xipc_rsuData_t block;
+    if (size < sizeof block) {
+        g_noBlock.Add();
+        V2XLOG(g_log, V2XLOG_ERROR, "input param error");
+        return ret = -2;
+    }
+    memcpy(&block, pRsuData, sizeof block);
+    uint8_t* const items = pRsuData + sizeof block;
+    const bool contiguous = ItemsAreContiguous();
+    size_t at = 0;
+    for (int32_t i = 0; i < std::min(block.m_dataNo, REPLY_MAX_ITEMS); i++) {
+        const size_t end = DealItem(items, size - sizeof block, at);
+        if (end == 0) {
+            return ret = -2;
+        }
+        // Legacy: the offset adds the length of the previous item only.
+        const size_t length = end - at - sizeof(v2xipc_pc5Data_t);
+        at = contiguous ? end : sizeof(v2xipc_pc5Data_t) * static_cast<size_t>(i + 1) + length;
+    }
+    g_accepted.Add();
+    g_itemsOver.Add(static_cast<uint64_t>(std::max(block.m_dataNo, REPLY_MAX_ITEMS) - REPLY_MAX_ITEMS));
+    return ret;
+}
+
+// Checks one reply datagram and decodes its items. Returns 0, also when an item fails or the data type is another; -3
+// for a wrong head flag; -4 for a wrong length; -5 for a wrong command.
+int32_t v2xspatconv_GetRsuDataResp(const v2xpub_UdpSocketDataHead_t* mp_data) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_log, ret);
+    const auto size = static_cast<size_t>(mp_data->m_curMsgLen);
+    v2xipc_dataHead_t head = {};
+    v2xipc_rsuData_t block = {};
+    memcpy(&head, mp_data->mp_data, std::min(size, sizeof head));
+    if (memcmp(head.m_headFlag, V2XIPC_HEAD_FLAG, sizeof head.m_headFlag) != 0) {
+        g_wrongHead.Add();
+        V2XLOG(g_log, V2XLOG_FATAL, "v2xspatconv_GetRsuDataResp headflag error");
+        return ret = -3;
+    }
+    if (size != sizeof head + head.m_packLen || head.m_packLen > REPLY_MAX_PACK) {
+        g_wrongLength.Add();
+        V2XLOG(g_log, V2XLOG_FATAL, "v2xspatconv_GetRsuDataResp too large ; error");
+        return ret = -4;
+    }
+    if (head.m_cmdType != V2XIPC_CMD_FROM_STACK) {
+        g_wrongCommand.Add();
+        V2XLOG(g_log, V2XLOG_WARN, "Recv cmdType error:%d", head.m_cmdType);
+        return ret = -5;
+    }
+    uint8_t* const data = mp_data->mp_data + sizeof head;
+    memcpy(&block, data, std::min<size_t>(head.m_packLen, sizeof block));
+    if (block.m_dataType != V2XIPC_DATA_SPAT_UPER) {
+        g_otherType.Add();
+        V2XLOG(g_log, V2XLOG_WARN, "Recv m_dataType error:%d", block.m_dataType);
+        return ret;
+    }
+    DealSpatDataRecv(data, head.m_packLen);
+    return ret;
+}
+
+// Writes the request's data block (type 11, number 1, no data) at pData and its length to plen.
+void GetSpatData_fill(uint8_t* pData, uint16_t* plen) {
+    v2xipc_rsuData_t block = {};
+    block.m_dataType = V2XIPC_DATA_SPAT_UPER;
+    block.m_dataNo = REQUEST_DATA_NO;
+    memcpy(pData, &block, sizeof block);
+    *plen = sizeof block;
+}
+
+} // namespace
+
+void SendGetSpatDataToAPPTaskFun(void* /*arg*/) {
+    static spat_pc5_data_ answer; // of the request task alone
+    uint8_t frame[sizeof(v2xipc_dataHead_t) + sizeof(v2xipc_rsuData_t)];
+    uint16_t blockLength = 0;
+    GetSpatData_fill(frame + sizeof(v2xipc_dataHead_t), &blockLength);
+    const v2xipc_dataHead_t head = v2xspatconv_RequestHead(blockLength);
+    memcpy(frame, &head, sizeof head);
+
+    const v2xpub_UdpSocketDataHead_t request = {static_cast<int16_t>(sizeof frame), frame};
+    answer.m_spat_data = {DATAGRAM_MAX, answer.bytes};
+    if (v2xspatconv_AskStack(request, answer.m_spat_data) != 0) {
+        g_unanswered.Add();
+        V2XLOG(g_log, V2XLOG_WARN, "UDP send error:%d", -4);
+        return;
+    }
+    g_received.Add();
+    Append(answer);
+}
+
+void DealSpatDataRecvTaskFun(void* /*arg*/) {
+    static spat_pc5_data_ reply; // of the processing task alone
+    const size_t waiting = Pending();
+    if (waiting == 0) {
+        V2XLOG(g_log, V2XLOG_WARN, "NO SPAT data");
+    }
+    for (size_t i = 0; i < waiting; i++) {
+        TakeFirst(reply);
+        v2xspatconv_GetRsuDataResp(&reply.m_spat_data);
+    }
+}
