@@ -1,4 +1,4 @@
-// Periodic tasks of the daemon, and the two service-status records: the daemon's own and the cloud's.
+// Creation of periodic tasks, and two service-status records: the daemon's own and the cloud's.
 #pragma once
 
 #include <cstddef>
@@ -34,23 +34,17 @@ static_assert(sizeof(service_status_t) == 26 && offsetof(service_status_t, run_s
               offsetof(service_status_t, tx_packet_count) == 2 && offsetof(service_status_t, tx_last_timestamp) == 6 &&
               offsetof(service_status_t, rx_packet_count) == 14 && offsetof(service_status_t, rx_last_timestamp) == 18);
 
-// Creates a periodic real-time task (round robin, priority 50) that runs `func` every `intervals` microseconds until
-// the process ends. The name is cut at 31 characters; `handle` may be null. Returns 0; -2 for a null name or routine;
-// -6 when the task service fails.
+// Creates a periodic real-time task (round robin, priority 50). It runs `func` every `intervals` microseconds until the
+// process ends. The name is truncated to 31 characters; `handle` may be null. Returns 0; -2 for a null name or routine;
+// -6 when the task service fails. Any thread.
 int32_t v2xspatconv_TaskCreat(const char* taskname, uint32_t intervals, v2xpub_taskFun func, V2X_TASKHANDLE* handle);
 
-// Creates the daemon's own periodic tasks in the order of their table. The first failure is logged, gives the code of
-// its row and leaves the later tasks uncreated. Returns 0 on success.
-int32_t v2xspatconv_TaskInit(void);
-
-// Task routine, every 5 s: publishes the daemon's status record, 26 bytes, to the communication software. `arg` is not
-// used.
-void SendSpatConvStatusToCommSoft(void* arg);
-
-// The status records may be set and read by any thread. Null arguments are ignored.
-void v2xspatconv_SetSpatConvStatus(const service_status_t* st);
-// Sets service_type to 2 and run_status; the caller's other fields are left alone.
-void v2xspatconv_GetSpatConvStatus(service_status_t* st);
+// The status records. Any thread.
+void v2xspatconv_SetSpatConvStatus(const service_status_t& st);
+// Sets service_type to 2 and run_status; leaves the other fields unchanged.
+void v2xspatconv_GetSpatConvStatus(service_status_t& st);
+// The daemon's record with its counters and times, as it is published.
+service_status_t v2xspatconv_CopySpatConvStatus(void);
 void v2xspatconv_SetCloudStatus(uint8_t run_st);
-// Sets service_type to 5 and run_status; run_status 0 = the cloud has not reported yet.
-void v2xspatconv_GetCloudStatus(service_status_t* st);
+// Sets service_type to 5 and run_status; leaves the other fields unchanged. run_status 0: no report from the cloud yet.
+void v2xspatconv_GetCloudStatus(service_status_t& st);

@@ -9,7 +9,7 @@ void v2xspatconv_LinkAccepted(v2xspatconv_link_t& link) {
     link.lm_run_status_flag = 0;
     link.dds_status.rx_packet_count = link.dds_status.rx_packet_count + 1;
     link.dds_status.rx_last_timestamp = now;
-    v2xspatconv_SetSpatConvStatus(&link.dds_status);
+    v2xspatconv_SetSpatConvStatus(link.dds_status);
 }
 
 void v2xspatconv_LinkChecked(v2xspatconv_link_t& link, bool sent) {
@@ -23,17 +23,16 @@ void v2xspatconv_LinkChecked(v2xspatconv_link_t& link, bool sent) {
         link.dds_status.tx_packet_count = link.dds_status.tx_packet_count + 1;
         link.dds_status.tx_last_timestamp = now;
     }
-    v2xspatconv_SetSpatConvStatus(&link.dds_status);
+    v2xspatconv_SetSpatConvStatus(link.dds_status);
 }
 
-void v2xspatconv_LinkDisplay(v2xspatconv_link_t& link, v2xlog_tag_t& tag, const char* device) {
+void v2xspatconv_LinkDisplay(v2xspatconv_link_t& link, v2xlog_tag_t& tag, const char* works, const char* abnormal) {
     service_status_t status;
     {
         const std::lock_guard<std::mutex> guard(link.lock);
         status = link.dds_status;
     }
-    const bool works = status.run_status == V2X_CONV_RUN_STATUS_AVAILABLE;
-    V2XLOG(tag, V2XLOG_DEBUG, "%s %s", device, works ? "is working" : "works abnormally");
+    V2XLOG(tag, V2XLOG_DEBUG, "%s", status.run_status == V2X_CONV_RUN_STATUS_AVAILABLE ? works : abnormal);
     V2XLOG(tag, V2XLOG_DEBUG, "Send count:%d", static_cast<int32_t>(status.tx_packet_count));
     V2XLOG(tag, V2XLOG_DEBUG, "Send last time:%lld", static_cast<long long>(status.tx_last_timestamp));
     V2XLOG(tag, V2XLOG_DEBUG, "Recv count:%d", static_cast<int32_t>(status.rx_packet_count));

@@ -1,5 +1,5 @@
-// Supervision of the link to one signal device, the same for every device adapter: counters, times, and the rule by
-// which a device counts as working. Every change is copied to the daemon's own status.
+// Supervision of the link to one signal device, the same for every adapter: counters, times, and the rule by which a
+// device counts as working. Every change is copied to the daemon's own status. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -17,11 +17,11 @@ struct v2xspatconv_link_t {
     std::mutex lock{};
 };
 
-// An accepted message of the device: it works. Any thread.
+// The device sent an accepted message: it works.
 void v2xspatconv_LinkAccepted(v2xspatconv_link_t& link);
 
-// One periodic link check; `sent` counts a packet sent to the device as well. Any thread.
+// One periodic link check. `sent` counts a packet sent to the device as well.
 void v2xspatconv_LinkChecked(v2xspatconv_link_t& link, bool sent);
 
-// Logs the state of the link at level 5 under `tag`; `device` begins the first line. Any thread.
-void v2xspatconv_LinkDisplay(v2xspatconv_link_t& link, v2xlog_tag_t& tag, const char* device);
+// Logs the state of the link at level 5 under `tag`: `works` or `abnormal`, then counters and times.
+void v2xspatconv_LinkDisplay(v2xspatconv_link_t& link, v2xlog_tag_t& tag, const char* works, const char* abnormal);
