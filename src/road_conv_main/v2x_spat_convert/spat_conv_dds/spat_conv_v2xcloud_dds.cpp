@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include "spat_conv_interface.h"
@@ -28,12 +27,29 @@ constexpr unsigned int FRAGMENT_SIZE = 1024;
 
 v2xcloud_comm_ddsinfo g_ddsinfo;
 
+// Receive callback of the communication software's status. Samples of other services, and those shorter than two bytes,
+// are ignored.
+void v2xcloud_ddsRecvCommSoft(void* data, unsigned int len) {
+    V2XLOG(g_log, V2XLOG_TRACE, "%s start recv:%d", __func__, static_cast<int>(len));
+    uint8_t status[offsetof(service_status_t, run_status) + 1]; // service type and run status
+    if (data == nullptr || len < sizeof status) {
+        g_shortStatus.Add();
+        return;
+    }
+    memcpy(status, data, sizeof status);
+    const bool isCloud = status[0] == V2X_CLOUD_SERVICE_TYPE_CLOUD;
+    (isCloud ? g_status : g_otherStatus).Add();
+    if (isCloud) {
+        v2xspatconv_SetCloudStatus(status[1]);
+    }
+}
+
 using Topic = char* v2xcloud_comm_ddsinfo::*;
 
 struct TopicRow {
     Topic topic;
     const char* start;
-    const char* end; // with the identity between the two; null: start alone
+    const char* end; // the identity is between the two; null: start alone
 };
 
 // In the order in which the names are made.
@@ -57,46 +73,33 @@ constexpr RegisterRow REGISTER[] = {
     {&v2xcloud_comm_ddsinfo::mp_spat_down_topic, v2xspatconv_ddsRecvSpatDown},
 };
 
-} // namespace
-
-v2xcloud_comm_ddsinfo* v2xspatconv_GetddsInfo() {
-    return &g_ddsinfo;
-}
-
+// Makes the topic name start, identity and end as one text, truncated to 127 characters; start alone where end is null.
 int32_t dds_TopicStrPreHandle(char** mp_topic, const char* start_topic_str, const char* rsu_esn,
                               const char* end_topic_str) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_log, ret);
-    if (mp_topic == nullptr || start_topic_str == nullptr) {
-        return ret = -2;
-    }
     const bool whole = rsu_esn != nullptr && end_topic_str != nullptr;
     char name[TOPIC_SIZE];
     snprintf(name, sizeof name, "%s%s%s", start_topic_str, whole ? rsu_esn : "", whole ? end_topic_str : "");
-    char* text = strdup(name);
-    if (text == nullptr) {
+    *mp_topic = strdup(name);
+    if (*mp_topic == nullptr) {
         V2XLOG(g_log, V2XLOG_ERROR, "malloc failed!");
-        return ret = -2;
+        ret = -2;
     }
-    *mp_topic = text;
     return ret;
 }
 
+// Makes the context's four topic names.
 int32_t dds_TopicInit(v2xcloud_comm_ddsinfo* ddsinfo, const char* rsu_esn) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_log, ret);
-    if (ddsinfo == nullptr || rsu_esn == nullptr) {
-        return ret = -2;
-    }
     for (const TopicRow& row : TOPICS) {
-        char*& topic = ddsinfo->*row.topic;
-        std::free(topic);
-        topic = nullptr;
-        dds_TopicStrPreHandle(&topic, row.start, rsu_esn, row.end);
+        dds_TopicStrPreHandle(&(ddsinfo->*row.topic), row.start, rsu_esn, row.end);
     }
     return ret;
 }
 
+// Declares a topic, as a reader when there is a callback, with the real-time history setting.
 int32_t dds_RegAndSet(void* dds_handle, int32_t domainID, const char* topic, dds_RecvCallback callback,
                       int32_t data_type) {
     int32_t ret = 0;
@@ -111,17 +114,19 @@ int32_t dds_RegAndSet(void* dds_handle, int32_t domainID, const char* topic, dds
     return ret;
 }
 
+} // namespace
+
+v2xcloud_comm_ddsinfo* v2xspatconv_GetddsInfo() {
+    return &g_ddsinfo;
+}
+
 int32_t v2xcloud_ddsInit(const char* rsu_esn) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_log, ret);
     if (rsu_esn == nullptr) {
         return ret = -2;
     }
-    ret = dds_TopicInit(&g_ddsinfo, rsu_esn);
-    if (ret != 0) {
-        V2XLOG(g_log, V2XLOG_ERROR, "dds_TopicInit return failed!");
-        return ret;
-    }
+    dds_TopicInit(&g_ddsinfo, rsu_esn);
     g_ddsinfo.m_domain_id = DOMAIN_ID;
     g_ddsinfo.dds_object = create_dds();
     for (const RegisterRow& row : REGISTER) {
@@ -162,19 +167,4 @@ int32_t v2xcloud_ddsExit(const v2xcloud_comm_ddsinfo* ddsinfo) {
     }
     destroy_dds(ddsinfo->dds_object);
     return ret;
-}
-
-void v2xcloud_ddsRecvCommSoft(void* data, unsigned int len) {
-    V2XLOG(g_log, V2XLOG_TRACE, "%s start recv:%d", __func__, static_cast<int>(len));
-    uint8_t status[offsetof(service_status_t, run_status) + 1]; // service type and run status
-    if (data == nullptr || len < sizeof status) {
-        g_shortStatus.Add();
-        return;
-    }
-    memcpy(status, data, sizeof status);
-    const bool isCloud = status[0] == V2X_CLOUD_SERVICE_TYPE_CLOUD;
-    (isCloud ? g_status : g_otherStatus).Add();
-    if (isCloud) {
-        v2xspatconv_SetCloudStatus(status[1]);
-    }
 }
