@@ -1,13 +1,12 @@
-// What the tests of SPAT down share: documents, and what becomes of them.
+// Documents for the tests of SPAT down.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
-#include "fakes.h"
+#include "fixture.h"
 
-// Phases that show each kind of timing, two states each.
+// Phases with each kind of timing, two states each.
 inline const std::string FOUR_PHASES = R"([
     {"phaseId":1,"phaseStates":[
         {"light":3,"timing":{"counting":{"startTime":0,"minEndTime":100,"maxEndTime":200,"likelyEndTime":150,
@@ -26,7 +25,7 @@ inline const std::string FOUR_PHASES = R"([
         {"timing":{"utcTiming":{"maxEndTime":50}}}]}
 ])";
 
-// What the states of these phases are in a record, each behind its phase's head.
+// These phases in a corrected record: each head, then its states.
 inline const char FOUR_PHASES_RECORD[] = R"(
     01 02  01 03 0000 9600 1400 0A00 3200 1E00 01
            01 05 9600 C201 FFFF FFFF FFFF FFFF FF

@@ -1,31 +1,24 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "fakes.h"
+#include "fixture.h"
 #include "spat_conv_common.h"
 
 namespace {
 
 using testing::ElementsAre;
 
-class Readers : public testing::Test {
+using fakes::takeLog;
+
+class JsonMember : public fakes::Fixture {
 protected:
-    ~Readers() override { cJSON_Delete(json); }
-    static std::vector<std::string> takeLog() {
-        std::vector<std::string> lines;
-        lines.reserve(fakes::logLines.size());
-        for (const fakes::LogLine& line : fakes::logLines) {
-            lines.push_back(line.tag + " " + std::to_string(line.level) + " " + line.text);
-        }
-        fakes::logLines.clear();
-        return lines;
-    }
+    ~JsonMember() override { cJSON_Delete(json); }
 
     cJSON* json = cJSON_Parse(R"({"one":1,"cut":2.9,"minusCut":-2.9,"above":2147483648,"below":-2147483649,
         "text":"lamp","empty":"","yes":true,"no":false,"nothing":null,"object":{"one":5},"list":[7],"One":9})");
 };
 
-TEST_F(Readers, Integers) {
+TEST_F(JsonMember, ReadsIntegers) {
     const std::pair<const char*, int64_t> cases[] = {
         {"one", 1}, {"cut", 2},  {"minusCut", -2}, {"above", 2147483647}, {"below", -2147483648},
         {"yes", 1}, {"text", 0}, {"list", 0},
@@ -39,7 +32,7 @@ TEST_F(Readers, Integers) {
     EXPECT_THAT(takeLog(), ElementsAre());
 }
 
-TEST_F(Readers, Texts) {
+TEST_F(JsonMember, CopiesTexts) {
     const struct {
         const char* key;
         int32_t room;
@@ -60,7 +53,7 @@ TEST_F(Readers, Texts) {
                                        "SCOM 2 Get Text item failed!"));
 }
 
-TEST_F(Readers, Booleans) {
+TEST_F(JsonMember, ReadsBooleans) {
     for (const char* key : {"no", "one", "text", "nothing", "object", "list", "absent"}) {
         EXPECT_FALSE(GetBoolFromJson(json, key)) << key;
     }
@@ -68,7 +61,7 @@ TEST_F(Readers, Booleans) {
     EXPECT_THAT(takeLog(), ElementsAre("SCOM 2 Get absent item failed!"));
 }
 
-TEST_F(Readers, MissingMembersAndNullArguments) {
+TEST_F(JsonMember, RejectsMissingMembersAndNullArguments) {
     int64_t value = 77;
     char text[8] = "kept";
     EXPECT_EQ(GetIntDataFromJson(json, "two", &value), -3);

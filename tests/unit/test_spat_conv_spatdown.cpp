@@ -1,12 +1,8 @@
-// From fragments of the topic to frames for the stack application.
-#include <gtest/gtest.h>
 #include <numeric>
 
-#include "spat_conv_config.h"
+#include "device_test.h"
 #include "spat_conv_spatdown.h"
-#include "spat_conv_stack_interface.h"
 #include "spatdown_test.h"
-#include "sysinfo_file.h"
 
 namespace {
 
@@ -20,24 +16,15 @@ Lines operator+(Lines left, const Lines& right) {
     return left;
 }
 
-class SpatDown : public testing::Test {
+class SpatDown : public DeviceTest {
 protected:
-    void start(bool corrected = false) {
-        if (corrected) {
-            fakes::cfgTree["rsuSpatConfigInfo.Corrections.SpatDown"] = true;
-        }
-        const spat_conv_config_t* config = nullptr;
-        ASSERT_EQ(v2xspatconv_GetCfgData(&config), 0);
-        ASSERT_EQ(v2xspatconv_StackInterfaceInit(config), 0);
-        fakes::logLines.clear();
-    }
-    // One fragment, in memory that ends where it ends.
+    // One fragment, in memory of exactly its size.
     static void receive(const std::string& fragment) {
         Bytes exact(fragment.begin(), fragment.end());
         exact.shrink_to_fit();
         v2xspatconv_ddsRecvSpatDown(exact.data(), static_cast<unsigned int>(exact.size()));
     }
-    // A document as the library hands it over: fragments of 1024 bytes and a rest.
+    // A document as the library delivers it: fragments of 1024 bytes and a rest.
     static void deliver(const std::string& text) {
         for (size_t at = 0; at <= text.size(); at += 1024) {
             receive(text.substr(at, 1024));
@@ -53,11 +40,9 @@ protected:
         fakes::sent.clear();
         return all;
     }
-
-    SysinfoFile m_sysinfo;
 };
 
-TEST_F(SpatDown, FragmentsMakeADocument) {
+TEST_F(SpatDown, JoinsFragmentsToDocuments) {
     const std::vector<size_t> twenty(20, 1024);
     const std::vector<size_t> nineteen(19, 1024);
     const auto with = [](std::vector<size_t> lengths, size_t last) {
@@ -67,22 +52,21 @@ TEST_F(SpatDown, FragmentsMakeADocument) {
     const struct {
         const char* what;
         std::vector<size_t> lengths; // of the fragments
-        size_t documents;            // that come out at the last fragment
+        size_t documents;            // complete at the last fragment
         Lines log;
     } cases[] = {
         {"the longest single fragment", {1023}, 1, {}},
         {"the shortest that waits for more", {1024, 1}, 1, {}},
         {"a rest", {1024, 1024, 300}, 1, {}},
-        {"a piece above 1024 waits too", {1500, 3}, 1, {}},
+        {"a piece above 1024 waits as well", {1500, 3}, 1, {}},
         {"the longest document, in fragments", with(nineteen, 1023), 1, {}},
         {"the longest document, in one piece and an end", {20479, 0}, 1, {}},
-        {"a byte behind the longest", {20479, 1}, 0, TOO_LONG + NO_TEXT},
+        {"one byte more than the longest", {20479, 1}, 0, TOO_LONG + NO_TEXT},
         {"a document of 20480", with(twenty, 1), 0, TOO_LONG + NO_TEXT},
         {"a piece of 20480", {20480, 2}, 0, TOO_LONG + NO_TEXT},
         {"the last fragment is too long", {20000, 480}, 0, TOO_LONG + NO_TEXT},
         {"the last fragment just fits", {20000, 479}, 1, {}},
     };
-    start();
     for (const auto& row : cases) {
         SCOPED_TRACE(row.what);
         const size_t total = std::accumulate(row.lengths.begin(), row.lengths.end(), size_t{0});
@@ -102,8 +86,7 @@ TEST_F(SpatDown, FragmentsMakeADocument) {
     EXPECT_EQ(countsOf("down"), (PathCounts{{"accepted", 18}, {"fragments", 70}, {"no_spat", 4}, {"too_long", 4}}));
 }
 
-TEST_F(SpatDown, TheByteBehindAMultipleEndsTheText) {
-    start();
+TEST_F(SpatDown, EndsTheTextAtTheByteAfterAMultiple) {
     std::string text = GOOD;
     text.resize(2048, ' ');
     receive(text.substr(0, 1024));
@@ -114,20 +97,18 @@ TEST_F(SpatDown, TheByteBehindAMultipleEndsTheText) {
     EXPECT_EQ(records(), std::vector<Bytes>{hex(GOOD_RECORD)});
     EXPECT_EQ(fakes::logged("recv_total:2049").at(0).level, 7);
     receive(GOOD + std::string(1, '\0') + "}");
-    EXPECT_EQ(records(), std::vector<Bytes>{hex(GOOD_RECORD)}) << "what follows a NUL is not read";
+    EXPECT_EQ(records(), std::vector<Bytes>{hex(GOOD_RECORD)}) << "bytes after a NUL are ignored";
     EXPECT_EQ(takeLog(), Lines());
 }
 
-TEST_F(SpatDown, NothingOfADocumentCompletesTheNext) {
-    start();
+TEST_F(SpatDown, StartsEachDocumentEmpty) {
     receive(GOOD);
     receive(GOOD.substr(0, GOOD.size() - 2));
     EXPECT_EQ(records(), std::vector<Bytes>{hex(GOOD_RECORD)});
     EXPECT_EQ(takeLog(), NO_TEXT);
 }
 
-TEST_F(SpatDown, LengthsAndPointersThatCannotBe) {
-    start();
+TEST_F(SpatDown, RejectsImpossibleLengthsAndPointers) {
     std::string text = GOOD;
     text.resize(1024, ' ');
     receive(text);
@@ -142,20 +123,17 @@ TEST_F(SpatDown, LengthsAndPointersThatCannotBe) {
     EXPECT_EQ(records(), std::vector<Bytes>{hex(GOOD_RECORD)});
 }
 
-class SpatDownModes : public SpatDown, public testing::WithParamInterface<bool> {};
-
-TEST_P(SpatDownModes, OnlyTheFirstIntersection) {
-    start(GetParam());
-    deliver(document(intersection(R"({"region":1,"id":2})", "258", FOUR_PHASES) + "," +
-                     intersection(R"({"id":9})", "1", FOUR_PHASES)));
-    // Settled, counted as its heads tell: the states of the first phase stand over the other heads, the rest is zero.
+TEST_F(SpatDown, SendsOnlyTheFirstIntersectionLegacyAndCorrected) {
+    const std::string text = document(intersection(R"({"region":1,"id":2})", "258", FOUR_PHASES) + "," +
+                                      intersection(R"({"id":9})", "1", FOUR_PHASES));
+    deliver(text);
+    // Legacy: heads directly after one another, then zeros; the length is that of two states a phase.
     Bytes settled = hex("02000100 0000 FFFFFFFF FFFF 04  0102 0202 0302 0402");
     settled.resize(13 + (2 + 2 * 15) + 3 * 2);
-    const Bytes corrected = hex(std::string("02000100 0201 FFFFFFFF FFFF 04") + FOUR_PHASES_RECORD);
-    EXPECT_EQ(records(), std::vector<Bytes>{GetParam() ? corrected : settled});
+    EXPECT_EQ(records(), std::vector<Bytes>{settled});
+    m_config->m_corrections.m_spat_down = true;
+    deliver(text);
+    EXPECT_EQ(records(), std::vector<Bytes>{hex(std::string("02000100 0201 FFFFFFFF FFFF 04") + FOUR_PHASES_RECORD)});
 }
-
-INSTANTIATE_TEST_SUITE_P(Modes, SpatDownModes, testing::Bool(),
-                         [](const auto& mode) { return mode.param ? "Corrected" : "Settled"; });
 
 } // namespace

@@ -1,8 +1,5 @@
-// What the readers make of a document's parts, with their codes and messages.
-#include <gtest/gtest.h>
 #include <memory>
 
-#include "no_memory.h"
 #include "spat_conv_spatdown_json.h"
 #include "spatdown_test.h"
 #include "timing_text.h"
@@ -13,56 +10,24 @@ namespace {
 constexpr auto SETTLED = v2xspatconv_down::settled;
 constexpr auto CORRECTED = v2xspatconv_down::corrected;
 
-struct DeleteJson {
-    void operator()(cJSON* json) const { cJSON_Delete(json); }
-};
-using Json = std::unique_ptr<cJSON, DeleteJson>;
-
 struct FreeSpat {
     void operator()(SPAT_t* spat) const { ASN_STRUCT_FREE(asn_DEF_SPAT, spat); }
 };
 using Spat = std::unique_ptr<SPAT_t, FreeSpat>;
 
-Json parse(const std::string& text) {
-    Json json(cJSON_Parse(text.c_str()));
-    EXPECT_NE(json, nullptr) << text;
-    return json;
-}
-
 Spat newSpat() {
     return Spat(static_cast<SPAT_t*>(calloc(1, sizeof(SPAT_t))));
 }
 
-TEST(Document, NullArguments) {
-    const Spat spat = newSpat();
-    const Json json = parse("{}");
-    EXPECT_EQ(v2xspatconv_SpatJsonToStruct(nullptr, spat.get()), -2);
-    EXPECT_EQ(v2xspatconv_SpatJsonToStruct("{}", nullptr), -2);
-    EXPECT_EQ(v2xspatconv_GetNameFromJson(nullptr, spat.get()), -2);
-    EXPECT_EQ(v2xspatconv_GetNameFromJson(json.get(), nullptr), -2);
-    EXPECT_EQ(v2xspatconv_GetIntersectionsFromJson(nullptr, spat.get(), SETTLED), -2);
-    EXPECT_EQ(v2xspatconv_GetIntersectionsFromJson(json.get(), nullptr, SETTLED), -2);
-    PhaseList_t phases = {};
-    PhaseStateList_t states = {};
-    EXPECT_EQ(GetPhasesFromJson(nullptr, &phases, SETTLED), -2);
-    EXPECT_EQ(GetPhasesFromJson(json.get(), nullptr, SETTLED), -2);
-    EXPECT_EQ(GetPhaseStatesFormJson(nullptr, &states, SETTLED), -2);
-    EXPECT_EQ(GetPhaseStatesFormJson(json.get(), nullptr, SETTLED), -2);
-    TimeChangeDetails_t timing = {};
-    EXPECT_EQ(GetTimingFromJson(nullptr, &timing), -2);
-    EXPECT_EQ(GetCountingFromJson(nullptr, &timing.choice.counting), -2);
-    EXPECT_EQ(GetCountingFromJson(json.get(), nullptr), -2);
-    EXPECT_EQ(GetUtcTimingFromJson(nullptr, &timing.choice.utcTiming), -2);
-    EXPECT_EQ(GetUtcTimingFromJson(json.get(), nullptr), -2);
-    EXPECT_EQ(takeLog(), Lines(15, "DOWN 2 input param error"));
-    NodeReferenceID_t id = {};
-    EXPECT_EQ(GetNodeReferenceIDFromJson(nullptr, "intersectionId", &id), -2);
-    EXPECT_EQ(GetNodeReferenceIDFromJson(json.get(), nullptr, &id), -2);
-    EXPECT_EQ(GetNodeReferenceIDFromJson(json.get(), "intersectionId", nullptr), -2);
-    EXPECT_EQ(takeLog(), Lines());
+using Reader = fakes::Fixture;
+
+TEST_F(Reader, RejectsNullArguments) {
+    EXPECT_EQ(v2xspatconv_SpatJsonToStruct(nullptr, newSpat().get(), SETTLED), -2);
+    EXPECT_EQ(v2xspatconv_SpatJsonToStruct("{}", nullptr, SETTLED), -2);
+    EXPECT_EQ(takeLog(), Lines(2, "DOWN 2 input param error"));
 }
 
-TEST(Document, CodesAndMessages) {
+TEST_F(Reader, ReadsTheDocumentsFrame) {
     const std::string noName = "DOWN 2 cJSON_Parse error!";
     const std::string noDocument = "DOWN 2 cJSON_Parse Error!";
     const std::string noIntersections = "DOWN 2 v2xspatconv_GetIntersectionsFromJson error";
@@ -70,7 +35,7 @@ TEST(Document, CodesAndMessages) {
     const struct {
         std::string text;
         int32_t ret;
-        std::string name; // "-" = none
+        std::string name; // "-": absent
         Lines log;
     } cases[] = {
         {"", -2, "-", {noDocument}},
@@ -87,14 +52,14 @@ TEST(Document, CodesAndMessages) {
     };
     for (const auto& row : cases) {
         const Spat spat = newSpat();
-        EXPECT_EQ(v2xspatconv_SpatJsonToStruct(row.text.c_str(), spat.get()), row.ret) << row.text;
+        EXPECT_EQ(v2xspatconv_SpatJsonToStruct(row.text.c_str(), spat.get(), SETTLED), row.ret) << row.text;
         const DescriptiveName_t* name = spat->name;
         EXPECT_EQ(name == nullptr ? "-" : std::string(name->buf, name->buf + name->size), row.name);
         EXPECT_EQ(takeLog(), row.log) << row.text;
     }
 }
 
-// Those in the list, as "region/id status".
+// The intersections in the list, as "region/id status".
 Lines shown(const SPAT_t& spat) {
     Lines all;
     for (int i = 0; i < spat.intersections.list.count; i++) {
@@ -107,7 +72,7 @@ Lines shown(const SPAT_t& spat) {
     return all;
 }
 
-TEST(Intersections, TheLastOneDecidesAndDroppedOnesLeaveNoTrace) {
+TEST_F(Reader, ReturnsTheLastIntersectionsResultAndDropsFailedOnes) {
     const auto with = [](const std::string& identity, const std::string& status = "0") {
         return intersection(identity, status, "[]");
     };
@@ -119,11 +84,12 @@ TEST(Intersections, TheLastOneDecidesAndDroppedOnesLeaveNoTrace) {
     const auto idLog = [](const std::string& line) {
         return Lines{"DOWN 2 " + line, "DOWN 2 GetNodeReferenceIDFromJson error"};
     };
-    const Lines noId = idLog("Get id->id item failed!");
+    const Lines noId = {"SCOM 2 Get id item failed!", "DOWN 2 Get id->id item failed!",
+                        "DOWN 2 GetNodeReferenceIDFromJson error"};
     const struct {
         std::string list;
         int32_t ret;
-        Lines corrected; // settled, each status is 0
+        Lines corrected; // legacy: each status is 0
         Lines log;
     } cases[] = {
         {"", -1, {}, {}},
@@ -147,9 +113,13 @@ TEST(Intersections, TheLastOneDecidesAndDroppedOnesLeaveNoTrace) {
     for (const auto mode : {SETTLED, CORRECTED}) {
         for (const auto& row : cases) {
             const Spat spat = newSpat();
-            const Json json = parse(R"({"intersections":[)" + row.list + "]}");
-            EXPECT_EQ(v2xspatconv_GetIntersectionsFromJson(json.get(), spat.get(), mode), row.ret) << row.list;
-            EXPECT_EQ(takeLog(), row.log) << row.list;
+            const bool failed = row.ret != 0;
+            EXPECT_EQ(v2xspatconv_SpatJsonToStruct(document(row.list).c_str(), spat.get(), mode), failed ? -3 : 0);
+            const std::string end = "v2xspatconv_GetIntersectionsFromJson end ret=" + std::to_string(row.ret);
+            EXPECT_EQ(fakes::logged(end).size(), 1U) << row.list;
+            Lines log = row.log;
+            log.insert(log.end(), failed ? 1 : 0, "DOWN 2 v2xspatconv_GetIntersectionsFromJson error");
+            EXPECT_EQ(takeLog(), log) << row.list;
             Lines expected = row.corrected;
             for (std::string& one : expected) {
                 one = mode == CORRECTED ? one : one.substr(0, one.find(' ')) + " 0";
@@ -159,25 +129,26 @@ TEST(Intersections, TheLastOneDecidesAndDroppedOnesLeaveNoTrace) {
     }
 }
 
-TEST(Phases, MissingMembersLeaveZeroAndGoOn) {
-    const Json json = parse(R"({"phases":[{},7,{"phaseId":-3,"phaseStates":[{},{"light":9}]}]})");
-    PhaseList_t phases = {};
-    EXPECT_EQ(GetPhasesFromJson(json.get(), &phases, SETTLED), 0);
-    ASSERT_EQ(phases.list.count, 3);
-    EXPECT_EQ(phases.list.array[0]->id, 0);
-    EXPECT_EQ(phases.list.array[1]->phaseStates.list.count, 0);
-    EXPECT_EQ(phases.list.array[2]->id, -3);
-    ASSERT_EQ(phases.list.array[2]->phaseStates.list.count, 2);
-    EXPECT_EQ(phases.list.array[2]->phaseStates.list.array[0]->light, 0);
-    EXPECT_EQ(phases.list.array[2]->phaseStates.list.array[1]->light, 9);
+TEST_F(Reader, MissingMembersReadAsZero) {
+    const Spat spat = newSpat();
+    const std::string text =
+        document(intersection(R"({"id":1})", "0", R"([{},7,{"phaseId":-3,"phaseStates":[{},{"light":9}]}])"));
+    EXPECT_EQ(v2xspatconv_SpatJsonToStruct(text.c_str(), spat.get(), SETTLED), 0);
+    const auto& phases = spat->intersections.list.array[0]->phases.list;
+    ASSERT_EQ(phases.count, 3);
+    EXPECT_EQ(phases.array[0]->id, 0);
+    EXPECT_EQ(phases.array[1]->phaseStates.list.count, 0);
+    EXPECT_EQ(phases.array[2]->id, -3);
+    ASSERT_EQ(phases.array[2]->phaseStates.list.count, 2);
+    EXPECT_EQ(phases.array[2]->phaseStates.list.array[0]->light, 0);
+    EXPECT_EQ(phases.array[2]->phaseStates.list.array[1]->light, 9);
     EXPECT_EQ(takeLog(),
               (Lines{"SCOM 2 Get phaseId item failed!", "DOWN 2 cJSON_Parse Error!", "SCOM 2 Get phaseId item failed!",
                      "DOWN 2 cJSON_Parse Error!", "SCOM 2 Get light item failed!", "DOWN 3 cJSON_Parse timing failed!",
                      "DOWN 3 cJSON_Parse timing failed!"}));
-    ASN_STRUCT_FREE_CONTENTS_ONLY(asn_DEF_PhaseList, &phases);
 }
 
-// "Get KEY item failed!" for each of the keys, between other lines.
+// `before`, "Get KEY item failed!" for each of the keys, `behind`.
 Lines missing(const std::vector<std::string>& keys, const Lines& before, const Lines& behind) {
     Lines lines = before;
     for (const std::string& key : keys) {
@@ -187,7 +158,7 @@ Lines missing(const std::vector<std::string>& keys, const Lines& before, const L
     return lines;
 }
 
-TEST(PhaseState, TimingIsAttachedWhenCorrectedAndSaysTheSameEitherWay) {
+TEST_F(Reader, AttachesTimingWhenCorrectedAndLogsTheSameInBothModes) {
     const std::string noCounting = "DOWN 3 cJSON_Parse counting failed!";
     const std::string noUtc = "DOWN 3 cJSON_Parse utcTiming failed!";
     const std::string noTiming = "DOWN 3 cJSON_Parse timing failed!";
@@ -223,74 +194,23 @@ TEST(PhaseState, TimingIsAttachedWhenCorrectedAndSaysTheSameEitherWay) {
          missing({"startUtcTime", "minEndUtcTime", "maxEndUtcTime", "likelyEndUtcTime", "timeConfidence",
                   "nextStartUtcTime", "nextEndUtcTime"},
                  {noCounting}, {})},
-        // A light that is none would be cut to another one's number.
+        // The low 8 bits of an unknown light could be a light.
         {8, R"("Timing":{})", "8 none", {noTiming}},
         {9, R"("Timing":{})", "0 none", {noTiming}},
         {-1, R"("Timing":{})", "0 none", {noTiming}},
     };
     for (const auto mode : {SETTLED, CORRECTED}) {
         for (const auto& row : cases) {
-            PhaseStateList_t states = {};
+            const Spat spat = newSpat();
             const std::string light = std::to_string(row.light);
-            const Json json = parse(R"({"phaseStates":[{"light":)" + light + "," + row.more + "}]}");
-            ASSERT_EQ(GetPhaseStatesFormJson(json.get(), &states, mode), 0);
+            const std::string phases = R"([{"phaseId":1,"phaseStates":[{"light":)" + light + "," + row.more + "}]}]";
+            const std::string text = document(intersection(R"({"id":1})", "0", phases));
+            ASSERT_EQ(v2xspatconv_SpatJsonToStruct(text.c_str(), spat.get(), mode), 0);
+            const auto& states = spat->intersections.list.array[0]->phases.list.array[0]->phaseStates;
             const PhaseState_t& state = *states.list.array[0];
             EXPECT_EQ(std::to_string(state.light) + " " + timingText(state.timing),
                       mode == CORRECTED ? row.corrected : light + " none");
             EXPECT_EQ(takeLog(), row.log) << row.more;
-            ASN_STRUCT_FREE_CONTENTS_ONLY(asn_DEF_PhaseStateList, &states);
-        }
-    }
-}
-
-// A document is dropped, or what has no memory left out; and always said.
-TEST(Document, WithoutMemory) {
-    const std::string text =
-        document(intersection(R"({"region":1,"id":2})", "258",
-                              R"([{"phaseId":1,"phaseStates":[{"light":3,"timing":{"counting":{"startTime":1,)"
-                              R"("minEndTime":2,"maxEndTime":3,"likelyEndTime":4,"timeConfidence":5,)"
-                              R"("nextStartTime":6,"nextDuration":7}}}]}])"));
-    const std::string dropped = "DOWN 2 v2xspatconv_GetIntersectionsFromJson error";
-    const std::string noPhases = "DOWN 2 GetPhasesFromJson error";
-    const std::string noTimings = "DOWN 3 cJSON_Parse utcTiming failed!";
-    const std::string full = "DOWN 2 ASN_SEQUENCE_ADD faild \n";
-    const std::vector<std::pair<int32_t, Lines>> callocs = {
-        {0, {"DOWN 2 Calloc error!", noTimings}},
-        {-3, {"DOWN 2 IntersectionState_t calloc failed!", dropped}},
-        {-3, {"DOWN 2 id->region calloc error", "DOWN 2 GetNodeReferenceIDFromJson error", dropped}},
-        {0, {noTimings}}, // the status
-        {-3, {"DOWN 2 Phase_t calloc failed!", noPhases, dropped}},
-        {0, {"DOWN 2 PhaseState_t calloc failed!"}},
-        {0, {"DOWN 2 timing calloc failed!", noTimings}},
-        {0, {noTimings}}, // an optional time
-    };
-    const std::vector<std::pair<int32_t, Lines>> reallocs = {
-        {0, {noTimings, full}},
-        {-3, {noTimings, full, noPhases, dropped}},
-        {-3, {noTimings, full, dropped}},
-    };
-    for (auto& [counter, outcomes] : {std::pair{&no_memory::callocs, callocs}, {&no_memory::reallocs, reallocs}}) {
-        for (size_t i = 0; i < outcomes.size(); i++) {
-            const Spat spat = newSpat();
-            counter->left = static_cast<int>(i) + 1;
-            EXPECT_EQ(v2xspatconv_SpatJsonToStruct(text.c_str(), spat.get(), CORRECTED), outcomes[i].first) << i;
-            EXPECT_EQ(counter->left, 0);
-            EXPECT_EQ(takeLog(), outcomes[i].second) << i;
-        }
-    }
-    // Read the settled way, every failure is survived, and told where it costs the document.
-    for (auto* const counter : {&no_memory::callocs, &no_memory::reallocs}) {
-        bool hasFailed = true;
-        for (int nth = 1; hasFailed; nth++) {
-            const Spat spat = newSpat();
-            counter->left = nth;
-            const int32_t ret = v2xspatconv_SpatJsonToStruct(text.c_str(), spat.get(), SETTLED);
-            hasFailed = counter->left == 0;
-            counter->left = 0;
-            const Lines lines = takeLog();
-            const bool isDropped = !lines.empty() && lines.back() == dropped;
-            EXPECT_EQ(ret, isDropped ? -3 : 0) << nth;
-            EXPECT_TRUE(hasFailed || !isDropped);
         }
     }
 }

@@ -9,39 +9,42 @@ namespace {
 
 v2xlog_tag_t g_log{"SCOM"};
 
-// Looks the member up. Returns what the readers return.
-int32_t Find(const cJSON* json, const char* item, const cJSON** member) {
+} // namespace
+
+const cJSON* GetMemberFromJson(const cJSON* json, const char* item) {
+    const cJSON* member = cJSON_GetObjectItemCaseSensitive(json, item);
+    if (member == nullptr) {
+        V2XLOG(g_log, V2XLOG_ERROR, "Get %s item failed!", item);
+    }
+    return member;
+}
+
+int32_t GetIntDataFromJson(const cJSON* json, const char* item, void* out_value) {
     if (json == nullptr || item == nullptr) {
         V2XLOG(g_log, V2XLOG_ERROR, "input param error");
         return -2;
     }
-    *member = cJSON_GetObjectItemCaseSensitive(json, item);
-    if (*member == nullptr) {
-        V2XLOG(g_log, V2XLOG_ERROR, "Get %s item failed!", item);
+    const cJSON* member = GetMemberFromJson(json, item);
+    if (member == nullptr) {
         return -3;
+    }
+    if (out_value != nullptr) {
+        const int64_t value = member->valueint;
+        memcpy(out_value, &value, sizeof value);
     }
     return 0;
 }
 
-} // namespace
-
-int32_t GetIntDataFromJson(const cJSON* json, const char* item, void* out_value) {
-    const cJSON* member = nullptr;
-    const int32_t ret = Find(json, item, &member);
-    if (ret == 0 && out_value != nullptr) {
-        const int64_t value = member->valueint;
-        memcpy(out_value, &value, sizeof value);
-    }
-    return ret;
-}
-
 int32_t GetStringFromJson(const cJSON* json, const char* item, char* out_value, int32_t out_value_len) {
-    const cJSON* member = nullptr;
-    const int32_t ret = Find(out_value != nullptr ? json : nullptr, item, &member);
-    if (ret != 0) {
-        return ret;
+    if (json == nullptr || item == nullptr || out_value == nullptr) {
+        V2XLOG(g_log, V2XLOG_ERROR, "input param error");
+        return -2;
     }
-    if (!cJSON_IsString(member) || member->valuestring == nullptr) {
+    const cJSON* member = GetMemberFromJson(json, item);
+    if (member == nullptr) {
+        return -3;
+    }
+    if (cJSON_IsString(member) == 0) {
         V2XLOG(g_log, V2XLOG_ERROR, "Get %s item failed!", item);
         return -3;
     }
@@ -52,6 +55,9 @@ int32_t GetStringFromJson(const cJSON* json, const char* item, char* out_value, 
 }
 
 bool GetBoolFromJson(const cJSON* json, const char* item) {
-    const cJSON* member = nullptr;
-    return Find(json, item, &member) == 0 && cJSON_IsTrue(member) != 0;
+    if (json == nullptr || item == nullptr) {
+        V2XLOG(g_log, V2XLOG_ERROR, "input param error");
+        return false;
+    }
+    return cJSON_IsTrue(GetMemberFromJson(json, item)) != 0;
 }

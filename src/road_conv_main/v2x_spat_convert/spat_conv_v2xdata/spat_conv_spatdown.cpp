@@ -16,16 +16,15 @@
 namespace {
 
 v2x_counter g_fragments{"down", "fragments"};
-// Every document is one of these. One that is too long counts as often as it fills the room for it, and its rest as no
-// SPAT.
+// Each document counts in one of these. One that is too long counts each time that it fills the buffer, and its rest as
+// no_spat.
 v2x_counter g_accepted{"down", "accepted"};
 v2x_counter g_tooLong{"down", "too_long"};
-v2x_counter g_noMemory{"down", "no_memory"};
 v2x_counter g_noSpat{"down", "no_spat"};
 v2x_counter g_notConverted{"down", "not_converted"};
 
-constexpr uint32_t DOCUMENT_MAX = 20479; // the byte behind it stays 0
-constexpr uint32_t FRAGMENT_MAX = 1024;  // a shorter one is a document's last
+constexpr uint32_t DOCUMENT_MAX = 20479; // the last byte of the buffer stays 0
+constexpr uint32_t FRAGMENT_MAX = 1024;  // a shorter fragment ends a document
 
 char dds_data[DOCUMENT_MAX + 1];
 uint32_t dds_len = 0;
@@ -39,7 +38,7 @@ void ClearDocument() {
     dds_len = 0;
 }
 
-// Adds a fragment to the document, or drops both when they are too long together.
+// Appends a fragment to the document, or drops both when they are too long together.
 void Collect(const void* data, uint32_t len) {
     if (len > DOCUMENT_MAX - dds_len) {
         g_tooLong.Add();
@@ -94,7 +93,6 @@ void v2xspatconv_ddsRecvSpatDown(void* data, unsigned int len) {
     const std::unique_ptr<MessageFrame_t, Release> msgFrame(
         static_cast<MessageFrame_t*>(std::calloc(1, sizeof(MessageFrame_t))));
     if (msgFrame == nullptr) {
-        g_noMemory.Add();
         V2XLOG(g_downLog, V2XLOG_ERROR, "msgFrame calloc error");
         return;
     }

@@ -1,15 +1,15 @@
-// What the files of SPAT down share.
+// Shared by the files of SPAT down.
 #pragma once
 
 #include "v2x/v2xlog.h"
 
 inline v2xlog_tag_t g_downLog{"DOWN"};
 
-// How much of a document reaches the stack application.
+// Which data of a document reach the stack application.
 enum class v2xspatconv_down {
-    // What it has always been: identity, phase ids and counts. Status and timing are read and let go, and in the record
-    // each phase's head lies directly behind the one before it, where that one's first state would be.
+    // Legacy: identity, phase ids and counts. Status and timing are read and dropped. In the record each phase's head
+    // directly follows the previous head, where the previous phase's first state belongs.
     settled,
-    // Status, lights and timing as well, the entries one behind another as a reader of the record walks them.
+    // Status, lights and timing as well; entries follow one another as a reader of the record walks them.
     corrected,
 };

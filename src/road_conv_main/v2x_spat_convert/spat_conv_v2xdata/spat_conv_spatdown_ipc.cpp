@@ -18,7 +18,7 @@ constexpr double PER_CONFIDENCE_STEP = 0.005;
 constexpr uint32_t MOY_ABSENT = 0xFFFFFFFF;
 constexpr uint16_t SEC_MARK_ABSENT = 65535;
 
-// A phase state's times by whichever names; an optional one is null when absent.
+// A phase state's times, of either kind of timing; an optional one is null when absent.
 struct Times {
     long start = 0;
     long likelyEnd = V2XIPC_TIME_UNKNOWN;
@@ -28,14 +28,6 @@ struct Times {
     const long* next = nullptr; // duration or end
     const long* confidence = nullptr;
 };
-
-// The element at `index`, an empty one where the list has none.
-template <typename Element, typename List>
-const Element& At(const List& list, int32_t index) {
-    static const Element none = {};
-    const bool there = list.array != nullptr && index < list.count && list.array[index] != nullptr;
-    return there ? *list.array[index] : none;
-}
 
 template <typename Field>
 Field Scaled(const long* value, double factor) {
@@ -60,22 +52,32 @@ v2xipc_pahseState_t State(long light, const Times& times) {
     };
 }
 
-// The light of a phase state that has no timing.
+// A phase state without timing.
 v2xipc_pahseState_t LightAlone(long light) {
     v2xipc_pahseState_t state = State(light, {});
     state.m_stateMode = 0;
     return state;
 }
 
-// Writes a phase state at `place`, or leaves what is there when the state has no timing.
+v2xipc_pahseState_t v2xspatconv_GbPhaseStateCountingToIpc(long light, const TimeCountingDown_t& from) {
+    return State(light, {from.startTime, from.likelyEndTime, from.maxEndTime, from.minEndTime, from.nextStartTime,
+                         from.nextDuration, from.timeConfidence});
+}
+
+v2xipc_pahseState_t v2xspatconv_GbPhaseStateUtcTimingToIpc(long light, const UTCTiming_t& from) {
+    return State(light, {from.startUTCTime, from.likelyEndUTCTime, from.maxEndUTCTime, from.minEndUTCTime,
+                         from.nextStartUTCTime, from.nextEndUTCTime, from.timeConfidence});
+}
+
+// Writes a phase state at `place`. Legacy: one without timing leaves the bytes unchanged.
 void WriteState(const PhaseState_t& gb_phSta, uint8_t* place, v2xspatconv_down mode) {
     v2xipc_pahseState_t state = {};
     switch (gb_phSta.timing != nullptr ? gb_phSta.timing->present : TimeChangeDetails_PR_NOTHING) {
     case TimeChangeDetails_PR_counting:
-        v2xspatconv_GbPhaseStateCountingToIpc(&gb_phSta, &state);
-        [[fallthrough]]; // both kinds are laid out alike, so this fills in the same again
+        state = v2xspatconv_GbPhaseStateCountingToIpc(gb_phSta.light, gb_phSta.timing->choice.counting);
+        break;
     case TimeChangeDetails_PR_utcTiming:
-        v2xspatconv_GbPhaseStateUtcTimingToIpc(&gb_phSta, &state);
+        state = v2xspatconv_GbPhaseStateUtcTimingToIpc(gb_phSta.light, gb_phSta.timing->choice.utcTiming);
         break;
     default:
         if (mode == v2xspatconv_down::settled) {
@@ -87,20 +89,20 @@ void WriteState(const PhaseState_t& gb_phSta, uint8_t* place, v2xspatconv_down m
     memcpy(place, &state, sizeof state);
 }
 
-// What a count field tells of a list: its count as it is, or what the record has room for.
-int32_t Told(int32_t count, v2xspatconv_down mode) {
+// The count field of a list: its count (legacy), or the number of entries that are written (corrected).
+int32_t CountField(int32_t count, v2xspatconv_down mode) {
     return mode == v2xspatconv_down::corrected ? std::min(count, ENTRIES_MAX) : count;
 }
 
 // Writes a phase with its states and returns where the next one begins.
 uint8_t* WritePhase(const Phase_t& phase, uint8_t* place, v2xspatconv_down mode) {
     const v2xipc_phase_t head = {static_cast<uint8_t>(phase.id),
-                                 static_cast<uint8_t>(Told(phase.phaseStates.list.count, mode))};
+                                 static_cast<uint8_t>(CountField(phase.phaseStates.list.count, mode))};
     memcpy(place, &head, sizeof head);
     place += sizeof head;
     uint8_t* state = place;
     for (int32_t j = 0; j < head.m_phaseStateNum && j < ENTRIES_MAX; j++) {
-        WriteState(At<PhaseState_t>(phase.phaseStates.list, j), state, mode);
+        WriteState(*phase.phaseStates.list.array[j], state, mode);
         state += sizeof(v2xipc_pahseState_t);
     }
     return mode == v2xspatconv_down::corrected ? state : place;
@@ -113,29 +115,6 @@ uint32_t IntersectionId(const NodeReferenceID_t& reference) {
 
 } // namespace
 
-int32_t v2xspatconv_GbPhaseStateCountingToIpc(const PhaseState_t* gb_phSta, v2xipc_pahseState_t* ipc_phSta) {
-    if (gb_phSta == nullptr || gb_phSta->timing == nullptr || ipc_phSta == nullptr) {
-        V2XLOG(g_downLog, V2XLOG_ERROR, "input param error");
-        return -2;
-    }
-    const TimeCountingDown_t& from = gb_phSta->timing->choice.counting;
-    *ipc_phSta = State(gb_phSta->light, {from.startTime, from.likelyEndTime, from.maxEndTime, from.minEndTime,
-                                         from.nextStartTime, from.nextDuration, from.timeConfidence});
-    return 0;
-}
-
-int32_t v2xspatconv_GbPhaseStateUtcTimingToIpc(const PhaseState_t* gb_phSta, v2xipc_pahseState_t* ipc_phSta) {
-    if (gb_phSta == nullptr || gb_phSta->timing == nullptr || ipc_phSta == nullptr) {
-        V2XLOG(g_downLog, V2XLOG_ERROR, "input param error");
-        return -2;
-    }
-    const UTCTiming_t& from = gb_phSta->timing->choice.utcTiming;
-    *ipc_phSta =
-        State(gb_phSta->light, {from.startUTCTime, from.likelyEndUTCTime, from.maxEndUTCTime, from.minEndUTCTime,
-                                from.nextStartUTCTime, from.nextEndUTCTime, from.timeConfidence});
-    return 0;
-}
-
 int32_t v2xspatconv_GbSpatToIpcSpat(const SPAT_t* gb_spat, v2xipc_phases_t* ipc_spat, v2xspatconv_down mode) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_downLog, ret);
@@ -143,7 +122,7 @@ int32_t v2xspatconv_GbSpatToIpcSpat(const SPAT_t* gb_spat, v2xipc_phases_t* ipc_
         V2XLOG(g_downLog, V2XLOG_ERROR, "input param error");
         return ret = -2;
     }
-    const auto& intersection = At<IntersectionState_t>(gb_spat->intersections.list, 0);
+    const IntersectionState_t& intersection = *gb_spat->intersections.list.array[0];
     int64_t status = 0;
     v2xcodec_bitString2Long(const_cast<IntersectionStatusObject_t*>(&intersection.status), &status); // reads only
     const v2xipc_phases_t head = {
@@ -152,12 +131,12 @@ int32_t v2xspatconv_GbSpatToIpcSpat(const SPAT_t* gb_spat, v2xipc_phases_t* ipc_
         .m_moy = intersection.moy != nullptr ? static_cast<uint32_t>(*intersection.moy) : MOY_ABSENT,
         .m_secMark =
             intersection.timeStamp != nullptr ? static_cast<uint16_t>(*intersection.timeStamp) : SEC_MARK_ABSENT,
-        .m_phaseNum = static_cast<int8_t>(Told(intersection.phases.list.count, mode)),
+        .m_phaseNum = static_cast<int8_t>(CountField(intersection.phases.list.count, mode)),
     };
     memcpy(ipc_spat, &head, sizeof head);
     uint8_t* place = reinterpret_cast<uint8_t*>(ipc_spat) + sizeof head;
     for (int32_t i = 0; i < head.m_phaseNum && i < ENTRIES_MAX; i++) {
-        place = WritePhase(At<Phase_t>(intersection.phases.list, i), place, mode);
+        place = WritePhase(*intersection.phases.list.array[i], place, mode);
     }
     return ret;
 }

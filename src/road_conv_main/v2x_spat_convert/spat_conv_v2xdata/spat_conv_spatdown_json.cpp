@@ -1,5 +1,7 @@
 #include "spat_conv_spatdown_json.h"
 
+#include <cjson/cJSON.h>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -10,6 +12,8 @@
 #include "v2xapp_commoncodec.h"
 
 namespace {
+
+static_assert(sizeof(long) == sizeof(int64_t), "GetIntDataFromJson stores 64 bits into the message set's integers");
 
 constexpr int8_t STATUS_BITS = 16;
 
@@ -26,9 +30,14 @@ struct Free {
 template <typename T>
 using Owned = std::unique_ptr<T, Free<T>>;
 
+// A zeroed structure that the message set's free operations release; null without memory, with `message` in the log.
 template <typename T>
-T* New() {
-    return static_cast<T*>(std::calloc(1, sizeof(T)));
+T* New(const char* message) {
+    T* structure = static_cast<T*>(std::calloc(1, sizeof(T)));
+    if (structure == nullptr) {
+        V2XLOG(g_downLog, V2XLOG_ERROR, "%s", message);
+    }
+    return structure;
 }
 
 template <typename List, typename Element>
@@ -43,81 +52,76 @@ int32_t Append(List& list, Owned<Element>& element) {
 
 // ---- timing
 
-// Room for the optional times that the document gives as numbers; the others stay absent.
-template <typename Timing, size_t N>
-void MakeRoomForTimes(const cJSON* json, const v2xspatconv_timeKey_t<Timing> (&keys)[N], Timing& timing) {
-    for (const auto& row : keys) {
-        if (row.optional != nullptr && cJSON_IsNumber(cJSON_GetObjectItemCaseSensitive(json, row.down))) {
-            timing.*row.optional = New<long>();
+// Corrected: an optional time counts when it is a number. An end that is not a time mark is unknown: 0 would mean that
+// the light ends now.
+template <typename Timing>
+void StoreTime(const cJSON* member, const v2xspatconv_timeKey_t<Timing>& key, Timing& timing) {
+    const bool isNumber = cJSON_IsNumber(member) != 0;
+    if (key.mandatory != nullptr) {
+        const long value = isNumber ? member->valueint : key.missing;
+        const bool isTimeMark = value >= 0 && value <= V2XIPC_TIME_UNKNOWN;
+        timing.*key.mandatory = isTimeMark || key.missing == 0 ? value : key.missing;
+    } else if (isNumber) {
+        timing.*key.optional = New<long>("timing calloc failed!");
+        if (timing.*key.optional != nullptr) {
+            *(timing.*key.optional) = member->valueint;
         }
     }
 }
 
-// Room for the phase state's timing: its alternative is chosen here, "counting" where both stand. Only the corrected
-// reading makes it; for the settled one the phase state has none.
-void MakeRoomForTiming(const cJSON* json, PhaseState_t& state) {
-    const cJSON* timing = cJSON_GetObjectItemCaseSensitive(json, "timing");
-    if (timing == nullptr) {
-        return;
-    }
-    state.timing = New<TimeChangeDetails_t>();
-    if (state.timing == nullptr) {
-        V2XLOG(g_downLog, V2XLOG_ERROR, "timing calloc failed!");
-        return;
-    }
-    // What is no object, null above all, is a way to say that there is none.
-    if (const cJSON* counting = cJSON_GetObjectItemCaseSensitive(timing, "counting"); cJSON_IsObject(counting)) {
-        state.timing->present = TimeChangeDetails_PR_counting;
-        MakeRoomForTimes(counting, V2XSPATCONV_COUNTING_KEYS, state.timing->choice.counting);
-    } else if (const cJSON* utc = cJSON_GetObjectItemCaseSensitive(timing, "utcTiming"); cJSON_IsObject(utc)) {
-        state.timing->present = TimeChangeDetails_PR_utcTiming;
-        MakeRoomForTimes(utc, V2XSPATCONV_UTC_KEYS, state.timing->choice.utcTiming);
-    }
-}
-
-// An end that the document does not give, or that is no time mark, is unknown: a 0 would say that the light ends now.
-void CorrectEnd(const cJSON* timing, const char* kind, const char* key, long& end) {
-    const cJSON* given = cJSON_GetObjectItemCaseSensitive(cJSON_GetObjectItemCaseSensitive(timing, kind), key);
-    if (!cJSON_IsNumber(given) || end < 0 || end > V2XIPC_TIME_UNKNOWN) {
-        end = V2XIPC_TIME_UNKNOWN;
-    }
-}
-
-// What was read and would mislead a driver becomes unavailable or unknown.
-void Correct(const cJSON* json, PhaseState_t& state) {
-    if (state.light < V2XIPC_LIGHT_UNAVAILABLE || state.light > V2XIPC_LIGHT_FLASHING_YELLOW) {
-        state.light = V2XIPC_LIGHT_UNAVAILABLE;
-    }
-    const cJSON* timing = cJSON_GetObjectItemCaseSensitive(json, "timing");
-    switch (state.timing != nullptr ? state.timing->present : TimeChangeDetails_PR_NOTHING) {
-    case TimeChangeDetails_PR_counting:
-        CorrectEnd(timing, "counting", "likelyEndTime", state.timing->choice.counting.likelyEndTime);
-        break;
-    case TimeChangeDetails_PR_utcTiming:
-        CorrectEnd(timing, "utcTiming", "likelyEndUtcTime", state.timing->choice.utcTiming.likelyEndUTCTime);
-        break;
-    default:
-        break;
-    }
-}
-
-// One kind of timing: every key is fetched; an optional time without room is read for nobody.
+// One kind of timing. Every key is fetched, so that missing ones are logged; without a `timing` the values are dropped.
 template <typename Timing, size_t N>
-int32_t ReadTimes(const cJSON* json, const char* key, const v2xspatconv_timeKey_t<Timing> (&keys)[N], Timing* timing) {
-    if (json == nullptr || timing == nullptr) {
-        V2XLOG(g_downLog, V2XLOG_ERROR, "input param error");
-        return -2;
+void ReadTimes(const cJSON* object, const v2xspatconv_timeKey_t<Timing> (&keys)[N], Timing* timing) {
+    for (const auto& key : keys) {
+        const cJSON* member = GetMemberFromJson(object, key.down);
+        if (timing != nullptr) {
+            StoreTime(member, key, *timing);
+        }
     }
-    const cJSON* object = cJSON_GetObjectItemCaseSensitive(json, key);
+}
+
+void GetCountingFromJson(const cJSON* object, TimeCountingDown_t* counting) {
     if (object == nullptr) {
-        V2XLOG(g_downLog, V2XLOG_WARN, "cJSON_Parse %s failed!", key);
-        return 0;
+        V2XLOG(g_downLog, V2XLOG_WARN, "cJSON_Parse counting failed!");
+        return;
     }
-    for (const auto& row : keys) {
-        GetIntDataFromJson(object, row.down,
-                           row.mandatory != nullptr ? &(timing->*row.mandatory) : timing->*row.optional);
+    ReadTimes(object, V2XSPATCONV_COUNTING_KEYS, counting);
+}
+
+void GetUtcTimingFromJson(const cJSON* object, UTCTiming_t* utcTiming) {
+    if (object == nullptr) {
+        V2XLOG(g_downLog, V2XLOG_WARN, "cJSON_Parse utcTiming failed!");
+        return;
     }
-    return 0;
+    ReadTimes(object, V2XSPATCONV_UTC_KEYS, utcTiming);
+}
+
+// Legacy: the timing is read and dropped. Corrected: it goes to the phase state; a non-object (usually null) means
+// absent, and "counting" wins over "utcTiming".
+int32_t GetTimingFromJson(const cJSON* json, PhaseState_t& state, v2xspatconv_down mode) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_downLog, ret);
+    const cJSON* object = cJSON_GetObjectItemCaseSensitive(json, "timing");
+    if (object == nullptr) {
+        V2XLOG(g_downLog, V2XLOG_WARN, "cJSON_Parse timing failed!");
+        return ret;
+    }
+    const cJSON* counting = cJSON_GetObjectItemCaseSensitive(object, "counting");
+    const cJSON* utc = cJSON_GetObjectItemCaseSensitive(object, "utcTiming");
+    TimeChangeDetails_PR chosen = TimeChangeDetails_PR_NOTHING;
+    if (mode == v2xspatconv_down::corrected) {
+        state.timing = New<TimeChangeDetails_t>("timing calloc failed!");
+        if (state.timing == nullptr) {
+            return ret = -2;
+        }
+        chosen = cJSON_IsObject(counting) != 0 ? TimeChangeDetails_PR_counting
+                 : cJSON_IsObject(utc) != 0    ? TimeChangeDetails_PR_utcTiming
+                                               : TimeChangeDetails_PR_NOTHING;
+        state.timing->present = chosen;
+    }
+    GetCountingFromJson(counting, chosen == TimeChangeDetails_PR_counting ? &state.timing->choice.counting : nullptr);
+    GetUtcTimingFromJson(utc, chosen == TimeChangeDetails_PR_utcTiming ? &state.timing->choice.utcTiming : nullptr);
+    return ret;
 }
 
 // ---- phases and phase states
@@ -132,58 +136,85 @@ struct ListKind {
 };
 
 template <typename List, typename Element>
-int32_t ReadList(const cJSON* json, List* list, const ListKind<Element>& kind, v2xspatconv_down mode) {
-    if (json == nullptr || list == nullptr) {
-        V2XLOG(g_downLog, V2XLOG_ERROR, "input param error");
-        return -2;
-    }
+int32_t ReadList(const cJSON* json, List& list, const ListKind<Element>& kind, v2xspatconv_down mode) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_downLog, ret);
     const cJSON* array = cJSON_GetObjectItemCaseSensitive(json, kind.key);
     if (array == nullptr) {
         V2XLOG(g_downLog, V2XLOG_ERROR, "cJSON_Parse Error!");
-        return -4;
+        return ret = -4;
     }
-    const int32_t size = cJSON_GetArraySize(array);
-    const cJSON* item = array->child;
-    for (int32_t i = 0; i < size; i++, item = item->next) {
-        if (item == nullptr) {
-            V2XLOG(g_downLog, V2XLOG_ERROR, "Get item error,count:%d", i);
-            return -2;
-        }
-        Owned<Element> element(New<Element>(), {kind.type});
+    const cJSON* item = nullptr;
+    cJSON_ArrayForEach(item, array) {
+        Owned<Element> element(New<Element>(kind.noMemory), {kind.type});
         if (element == nullptr) {
-            V2XLOG(g_downLog, V2XLOG_ERROR, "%s", kind.noMemory);
-            return -2;
+            return ret = -2;
         }
         kind.read(item, *element, mode);
-        const int32_t ret = Append(*list, element);
+        ret = Append(list, element);
         if (ret != 0) {
             return ret;
         }
     }
-    return 0;
+    return ret;
 }
 
 void ReadPhaseState(const cJSON* item, PhaseState_t& state, v2xspatconv_down mode) {
     GetIntDataFromJson(item, "light", &state.light);
-    if (mode == v2xspatconv_down::corrected) {
-        MakeRoomForTiming(item, state);
+    // Corrected: an unknown light is unavailable; its low 8 bits could look like a light.
+    if (mode == v2xspatconv_down::corrected &&
+        (state.light < V2XIPC_LIGHT_UNAVAILABLE || state.light > V2XIPC_LIGHT_FLASHING_YELLOW)) {
+        state.light = V2XIPC_LIGHT_UNAVAILABLE;
     }
-    GetTimingFromJson(item, state.timing);
-    if (mode == v2xspatconv_down::corrected) {
-        Correct(item, state);
-    }
-}
-
-void ReadPhase(const cJSON* item, Phase_t& phase, v2xspatconv_down mode) {
-    GetIntDataFromJson(item, "phaseId", &phase.id);
-    GetPhaseStatesFormJson(item, &phase.phaseStates, mode);
+    GetTimingFromJson(item, state, mode);
 }
 
 constexpr ListKind<PhaseState_t> PHASE_STATES = {"phaseStates", "PhaseState_t calloc failed!", &asn_DEF_PhaseState,
                                                  ReadPhaseState};
+
+void ReadPhase(const cJSON* item, Phase_t& phase, v2xspatconv_down mode) {
+    GetIntDataFromJson(item, "phaseId", &phase.id);
+    ReadList(item, phase.phaseStates, PHASE_STATES, mode);
+}
+
 constexpr ListKind<Phase_t> PHASES = {"phases", "Phase_t calloc failed!", &asn_DEF_Phase, ReadPhase};
 
 // ---- intersections
+
+// The node reference under the key `item`; a missing one is logged and no error. Returns 0; -3 and -5 when region or id
+// is outside its type; -6 without an id; -4 without memory.
+int32_t GetNodeReferenceIDFromJson(const cJSON* json, const char* item, NodeReferenceID_t* id) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_downLog, ret);
+    const cJSON* object = cJSON_GetObjectItemCaseSensitive(json, item);
+    if (object == nullptr) {
+        V2XLOG(g_downLog, V2XLOG_ERROR, "Get %s failed!", item);
+        return ret;
+    }
+    long value = 0;
+    if (cJSON_GetObjectItemCaseSensitive(object, "region") != nullptr) {
+        id->region = New<RoadRegulatorID_t>("id->region calloc error");
+        if (id->region == nullptr) {
+            return ret = -4;
+        }
+        GetIntDataFromJson(object, "region", &value);
+        if (RoadRegulatorID_constraint(nullptr, &value, nullptr, nullptr) != 0) {
+            V2XLOG(g_downLog, V2XLOG_ERROR, "region value error");
+            return ret = -3;
+        }
+        *id->region = value;
+    }
+    if (GetIntDataFromJson(object, "id", &value) != 0) {
+        V2XLOG(g_downLog, V2XLOG_ERROR, "Get id->id item failed!");
+        return ret = -6;
+    }
+    if (NodeID_constraint(nullptr, &value, nullptr, nullptr) != 0) {
+        V2XLOG(g_downLog, V2XLOG_ERROR, "id value error");
+        return ret = -5;
+    }
+    id->id = value;
+    return ret;
+}
 
 // Reads one intersection. Returns 0, or the code of the part that fails.
 int32_t ReadIntersection(const cJSON* item, IntersectionState_t& intersection, v2xspatconv_down mode) {
@@ -201,116 +232,29 @@ int32_t ReadIntersection(const cJSON* item, IntersectionState_t& intersection, v
     if (mode == v2xspatconv_down::corrected) {
         v2xcodec_long2BitString(&status, STATUS_BITS, &intersection.status);
     }
-    ret = GetPhasesFromJson(item, &intersection.phases, mode);
+    ret = ReadList(item, intersection.phases, PHASES, mode);
     if (ret != 0) {
         V2XLOG(g_downLog, V2XLOG_ERROR, "GetPhasesFromJson error");
     }
     return ret;
 }
 
-} // namespace
-
-int32_t GetCountingFromJson(const cJSON* json, TimeCountingDown_t* counting) {
-    return ReadTimes(json, "counting", V2XSPATCONV_COUNTING_KEYS, counting);
-}
-
-int32_t GetUtcTimingFromJson(const cJSON* json, UTCTiming_t* utcTiming) {
-    return ReadTimes(json, "utcTiming", V2XSPATCONV_UTC_KEYS, utcTiming);
-}
-
-int32_t GetTimingFromJson(const cJSON* json, TimeChangeDetails_t* timing) {
-    int32_t ret = 0;
-    V2XLOG_TRACE_SCOPE(g_downLog, ret);
-    if (json == nullptr) {
-        V2XLOG(g_downLog, V2XLOG_ERROR, "input param error");
-        return ret = -2;
-    }
-    const cJSON* object = cJSON_GetObjectItemCaseSensitive(json, "timing");
-    if (object == nullptr) {
-        V2XLOG(g_downLog, V2XLOG_WARN, "cJSON_Parse timing failed!");
-        return ret;
-    }
-    TimeCountingDown_t noCounting = {};
-    UTCTiming_t noUtc = {};
-    const TimeChangeDetails_PR chosen = timing != nullptr ? timing->present : TimeChangeDetails_PR_NOTHING;
-    GetCountingFromJson(object, chosen == TimeChangeDetails_PR_counting ? &timing->choice.counting : &noCounting);
-    GetUtcTimingFromJson(object, chosen == TimeChangeDetails_PR_utcTiming ? &timing->choice.utcTiming : &noUtc);
-    return ret;
-}
-
-int32_t GetPhaseStatesFormJson(const cJSON* json, PhaseStateList_t* phaseStates, v2xspatconv_down mode) {
-    int32_t ret = 0;
-    V2XLOG_TRACE_SCOPE(g_downLog, ret);
-    return ret = ReadList(json, phaseStates, PHASE_STATES, mode);
-}
-
-int32_t GetPhasesFromJson(const cJSON* json, PhaseList_t* phases, v2xspatconv_down mode) {
-    int32_t ret = 0;
-    V2XLOG_TRACE_SCOPE(g_downLog, ret);
-    return ret = ReadList(json, phases, PHASES, mode);
-}
-
-int32_t GetNodeReferenceIDFromJson(const cJSON* json, const char* item, NodeReferenceID_t* id) {
-    int32_t ret = 0;
-    V2XLOG_TRACE_SCOPE(g_downLog, ret);
-    if (json == nullptr || item == nullptr || id == nullptr) {
-        return ret = -2;
-    }
-    const cJSON* object = cJSON_GetObjectItemCaseSensitive(json, item);
-    if (object == nullptr) {
-        V2XLOG(g_downLog, V2XLOG_ERROR, "Get %s failed!", item);
-        return ret;
-    }
-    long value = 0;
-    if (cJSON_GetObjectItemCaseSensitive(object, "region") != nullptr) {
-        id->region = New<RoadRegulatorID_t>();
-        if (id->region == nullptr) {
-            V2XLOG(g_downLog, V2XLOG_ERROR, "id->region calloc error");
-            return ret = -4;
-        }
-        GetIntDataFromJson(object, "region", &value);
-        if (RoadRegulatorID_constraint(nullptr, &value, nullptr, nullptr) != 0) {
-            V2XLOG(g_downLog, V2XLOG_ERROR, "region value error");
-            return ret = -3;
-        }
-        *id->region = value;
-    }
-    if (cJSON_GetObjectItemCaseSensitive(object, "id") == nullptr) {
-        V2XLOG(g_downLog, V2XLOG_ERROR, "Get id->id item failed!");
-        return ret = -6;
-    }
-    GetIntDataFromJson(object, "id", &value);
-    if (NodeID_constraint(nullptr, &value, nullptr, nullptr) != 0) {
-        V2XLOG(g_downLog, V2XLOG_ERROR, "id value error");
-        return ret = -5;
-    }
-    id->id = value;
-    return ret;
-}
-
+// Returns the result of the last intersection: 0 when it was appended, else the code of its failure; -1 for an empty
+// list; -4 without a list.
 int32_t v2xspatconv_GetIntersectionsFromJson(const cJSON* cloud_json, SPAT_t* spat, v2xspatconv_down mode) {
     int32_t ret = -1;
     V2XLOG_TRACE_SCOPE(g_downLog, ret);
-    if (cloud_json == nullptr || spat == nullptr) {
-        V2XLOG(g_downLog, V2XLOG_ERROR, "input param error");
-        return ret = -2;
-    }
     const cJSON* array = cJSON_GetObjectItemCaseSensitive(cloud_json, "intersections");
     if (array == nullptr) {
         V2XLOG(g_downLog, V2XLOG_ERROR, "cJSON_Parse Error!");
         return ret = -4;
     }
-    const int32_t size = cJSON_GetArraySize(array);
-    const cJSON* item = array->child;
-    for (int32_t i = 0; i < size; i++, item = item->next) {
-        if (item == nullptr) {
-            V2XLOG(g_downLog, V2XLOG_ERROR, "Get intersectionState item error,rte_datas_count:%d", i);
-            return ret = -2;
-        }
-        // The list's next entry: read into before it is appended, freed when it is dropped.
-        Owned<IntersectionState_t> intersection(New<IntersectionState_t>(), {&asn_DEF_IntersectionState});
+    const cJSON* item = nullptr;
+    cJSON_ArrayForEach(item, array) {
+        // Read into before it is appended; freed when it is dropped.
+        Owned<IntersectionState_t> intersection(New<IntersectionState_t>("IntersectionState_t calloc failed!"),
+                                                {&asn_DEF_IntersectionState});
         if (intersection == nullptr) {
-            V2XLOG(g_downLog, V2XLOG_ERROR, "IntersectionState_t calloc failed!");
             return ret = -2;
         }
         ret = ReadIntersection(item, *intersection, mode);
@@ -325,26 +269,24 @@ int32_t v2xspatconv_GetIntersectionsFromJson(const cJSON* cloud_json, SPAT_t* sp
     return ret;
 }
 
+// "name", whole and unchecked. Returns 0; -3 without memory; -4 when the member is missing or not a string.
 int32_t v2xspatconv_GetNameFromJson(const cJSON* json, SPAT_t* spat) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_downLog, ret);
-    if (json == nullptr || spat == nullptr) {
-        V2XLOG(g_downLog, V2XLOG_ERROR, "input param error");
-        return ret = -2;
-    }
     const cJSON* name = cJSON_GetObjectItemCaseSensitive(json, "name");
-    if (!cJSON_IsString(name) || name->valuestring == nullptr) {
+    if (cJSON_IsString(name) == 0) {
         V2XLOG(g_downLog, V2XLOG_ERROR, "cJSON_Parse error!");
         return ret = -4;
     }
-    spat->name = New<DescriptiveName_t>();
+    spat->name = New<DescriptiveName_t>("Calloc error!");
     if (spat->name == nullptr) {
-        V2XLOG(g_downLog, V2XLOG_ERROR, "Calloc error!");
         return ret = -3;
     }
     OCTET_STRING_fromBuf(spat->name, name->valuestring, static_cast<int>(strlen(name->valuestring)));
     return ret;
 }
+
+} // namespace
 
 int32_t v2xspatconv_SpatJsonToStruct(const char* cloud_json_str, SPAT_t* spat, v2xspatconv_down mode) {
     int32_t ret = 0;

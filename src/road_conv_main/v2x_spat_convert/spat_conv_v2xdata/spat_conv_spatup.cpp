@@ -3,7 +3,7 @@
 #include <cjson/cJSON.h>
 #include <cstring>
 #include <memory>
-#include <new>
+#include <string>
 #include <utility>
 
 #include "spat_conv_timing_keys.h"
@@ -28,7 +28,7 @@ struct FreeText {
     void operator()(char* text) const { cJSON_free(text); }
 };
 
-// Gives `child` to `parent`; what cannot be given (no memory) is freed.
+// Moves `child` to `parent`; frees it when that fails.
 void AddToObject(cJSON* parent, const char* key, JsonPtr child) {
     if (cJSON_AddItemToObject(parent, key, child.get()) != 0) {
         static_cast<void>(child.release());
@@ -44,7 +44,7 @@ void AddNumber(cJSON* object, const char* key, int64_t value) {
     cJSON_AddNumberToObject(object, key, static_cast<double>(value));
 }
 
-// Adds an array under `key`, filled from the list when there is memory for it.
+// Adds an array under `key`, filled from the list.
 template <typename List>
 void AddArray(cJSON* object, const char* key, const List& list, int32_t (*fill)(cJSON* array, const List* list)) {
     JsonPtr array(cJSON_CreateArray());
@@ -57,10 +57,6 @@ void AddArray(cJSON* object, const char* key, const List& list, int32_t (*fill)(
 // Adds one object to the array for each element of the list, written by `fill`.
 template <typename List, typename Element>
 int32_t AddElements(cJSON* json, const List* list, void (*fill)(cJSON* object, const Element& element)) {
-    if (json == nullptr || list == nullptr) {
-        V2XLOG(g_log, V2XLOG_ERROR, "input param error");
-        return -2;
-    }
     for (int32_t i = 0; list->list.array != nullptr && i < list->list.count; i++) {
         if (list->list.array[i] == nullptr) {
             continue;
@@ -76,14 +72,13 @@ int32_t AddElements(cJSON* json, const List* list, void (*fill)(cJSON* object, c
     return 0;
 }
 
-// Adds one kind of timing: the mandatory times, and the optional ones that are there.
+// Adds one kind of timing: the mandatory times and the optional ones that are present.
 template <typename Timing, size_t N>
 int32_t AddTimes(cJSON* json, const char* item, const Timing* timing, const v2xspatconv_timeKey_t<Timing> (&keys)[N]) {
-    if (json == nullptr || item == nullptr || timing == nullptr) {
-        V2XLOG(g_log, V2XLOG_ERROR, "input param error");
-        return -2;
-    }
     JsonPtr object(cJSON_CreateObject());
+    if (object == nullptr) {
+        return -3;
+    }
     for (const auto& row : keys) {
         const long* value = row.mandatory != nullptr ? &(timing->*row.mandatory) : timing->*row.optional;
         if (value != nullptr) {
@@ -103,11 +98,10 @@ int32_t SetUtcTimingToObject(cJSON* json, const char* item, const UTCTiming_t* u
 }
 
 int32_t SetTimingToObject(cJSON* json, const char* item, const TimeChangeDetails_t* timing) {
-    if (json == nullptr || item == nullptr || timing == nullptr) {
-        V2XLOG(g_log, V2XLOG_ERROR, "input param error");
-        return -2;
-    }
     JsonPtr object(cJSON_CreateObject());
+    if (object == nullptr) {
+        return -3;
+    }
     if (timing->present == TimeChangeDetails_PR_counting) {
         SetCountingToObject(object.get(), "counting", &timing->choice.counting);
     } else if (timing->present == TimeChangeDetails_PR_utcTiming) {
@@ -142,9 +136,6 @@ int32_t SetPhasesToObject(cJSON* json, const PhaseList_t* phases) {
 }
 
 int32_t SetNodeReferenceIDToObject(cJSON* obj, const char* name, const NodeReferenceID_t* upstreamNodeId) {
-    if (obj == nullptr || name == nullptr || upstreamNodeId == nullptr) {
-        return -2;
-    }
     JsonPtr object(cJSON_CreateObject());
     if (upstreamNodeId->region != nullptr) {
         AddNumber(object.get(), "region", *upstreamNodeId->region);
@@ -168,23 +159,37 @@ int32_t SetIntersectionsToObject(cJSON* json, const IntersectionStateList_t* int
     return ret = AddElements(json, intersections, SetIntersection);
 }
 
-// The octets up to the first that is 0, or all of them.
+// The octets up to the first NUL.
 void SetName(cJSON* object, const DescriptiveName_t& name) {
-    const size_t size = name.buf != nullptr && name.size > 0 ? static_cast<size_t>(name.size) : 0;
-    const std::unique_ptr<char[]> text(new (std::nothrow) char[size + 1]);
-    if (text == nullptr) { // left out, as what cJSON has no memory for
-        return;
-    }
-    memcpy(text.get(), size > 0 ? reinterpret_cast<const char*>(name.buf) : "", size);
-    text[size] = '\0';
-    cJSON_AddStringToObject(object, "name", text.get());
+    const std::string text(reinterpret_cast<const char*>(name.buf),
+                           name.buf != nullptr ? static_cast<size_t>(name.size) : 0);
+    cJSON_AddStringToObject(object, "name", text.c_str());
 }
 
-// The frame's SPAT; null when there is no frame, or when it carries something else.
+// The frame's SPAT; null without a frame or for another message.
 const SPAT_t* Spat(ASNSTRUCT_HANDLE* p_handle) {
     return v2xcodec_getMsgType(p_handle, nullptr) == V2XCODEC_MSG_SPAT
                ? &static_cast<const MessageFrame_t*>(*p_handle)->choice.spatFrame
                : nullptr;
+}
+
+// The document's text without white space, to be released with cJSON_free; null for a null SPAT or without memory.
+char* v2xspatconv_SpatStructToJson(const SPAT_t* spatFrame) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_log, ret);
+    if (spatFrame == nullptr) {
+        return nullptr;
+    }
+    const JsonPtr root(cJSON_CreateObject());
+    if (root == nullptr) {
+        V2XLOG(g_log, V2XLOG_ERROR, "cJSON_Parse Error!");
+        return nullptr;
+    }
+    if (spatFrame->name != nullptr) {
+        SetName(root.get(), *spatFrame->name);
+    }
+    AddArray(root.get(), "intersections", spatFrame->intersections, SetIntersectionsToObject);
+    return cJSON_PrintUnformatted(root.get());
 }
 
 int32_t Publish(const SPAT_t* spat) {
@@ -195,10 +200,6 @@ int32_t Publish(const SPAT_t* spat) {
         return -4;
     }
     const v2xcloud_comm_ddsinfo* ddsinfo = v2xspatconv_GetddsInfo();
-    if (ddsinfo == nullptr) {
-        V2XLOG(g_log, V2XLOG_ERROR, "Get ddsinfo error!");
-        return -3;
-    }
     v2xcloud_ddsSend(ddsinfo->dds_object, ddsinfo->mp_spat_up_topic, text.get(),
                      static_cast<unsigned int>(strlen(text.get())));
     return 0;
@@ -216,22 +217,4 @@ int32_t v2xspatconv_SpatDataUp(ASNSTRUCT_HANDLE* p_handle) {
     ret = Publish(Spat(p_handle));
     v2xcodec_freeStrcut(p_handle);
     return ret;
-}
-
-char* v2xspatconv_SpatStructToJson(const SPAT_t* spatFrame) {
-    int32_t ret = 0;
-    V2XLOG_TRACE_SCOPE(g_log, ret);
-    if (spatFrame == nullptr) {
-        return nullptr;
-    }
-    const JsonPtr root(cJSON_CreateObject());
-    if (root == nullptr) {
-        V2XLOG(g_log, V2XLOG_ERROR, "cJSON_Parse Error!");
-        return nullptr;
-    }
-    if (spatFrame->name != nullptr) {
-        SetName(root.get(), *spatFrame->name);
-    }
-    AddArray(root.get(), "intersections", spatFrame->intersections, SetIntersectionsToObject);
-    return cJSON_PrintUnformatted(root.get());
 }

@@ -1,7 +1,7 @@
-// SPAT up: what the stack application hands over, as documents for the cloud.
+// SPAT up: the stack application's SPAT, as documents for the cloud.
 //
-// Keys and types are told in docs/interfaces.md; numbers are written as they are. Failures are logged at level 2 under
-// the tag "SPUP". Any thread, also several at once, each with a frame of its own.
+// docs/interfaces.md lists keys and types; numbers are written unscaled. Failures are logged at level 2 under the tag
+// "SPUP". Any thread, several at once, each with its own frame.
 #pragma once
 
 #include <cstdint>
@@ -9,10 +9,6 @@
 #include "v2xapp_upercodec.h"
 
 // Publishes the frame's SPAT on the topic ".../spat/up". The frame is released and *p_handle becomes null, whatever the
-// result. Returns 0 when the text was handed to the cloud channel, whether a reader is there or not; -2 for a null
-// p_handle; -3 without a cloud channel; -4 when there is no text: no frame, one that carries no SPAT, or no memory.
+// result. Returns 0 when the text was handed to the cloud channel, with or without a matched reader; -2 for a null
+// p_handle; -4 without a text: no frame, a frame of another message, or no memory.
 int32_t v2xspatconv_SpatDataUp(ASNSTRUCT_HANDLE* p_handle);
-
-// The document's text without white space; the caller releases it with cJSON_free. Null for a null SPAT or without
-// memory. What memory is lacking for below the root is left out, and so is what a list has no element for.
-char* v2xspatconv_SpatStructToJson(const SPAT_t* spatFrame);
