@@ -4,18 +4,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 
-#include "fakes.h"
+#include "device_test.h"
 #include "spat_conv_deamon.h"
 #include "spat_conv_deamon_counters.h"
 #include "spat_conv_deamon_options.h"
 #include "spat_conv_deamon_service.h"
 #include "spat_conv_deamon_signals.h"
-#include "spat_conv_interface.h"
 #include "spat_conv_v2xcloud_dds.h"
-#include "sysinfo_file.h"
 #include "v2x/v2xlog.h"
 
 namespace {
@@ -25,6 +22,8 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
 
+using Deamon = fakes::Fixture;
+
 v2xspatconv_options_t parse(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "v2x_spat_convert");
     std::vector<char*> argv;
@@ -32,11 +31,11 @@ v2xspatconv_options_t parse(std::vector<std::string> arguments) {
         argv.push_back(argument.data());
     }
     argv.push_back(nullptr);
-    optind = 0; // getopt starts anew
+    optind = 0; // restarts getopt
     return v2xspatconv_ParseOptions(static_cast<int32_t>(argv.size() - 1), argv.data());
 }
 
-// What `run` prints in a process of its own, and the status that it ends with (3 = it came back).
+// Output of `run` in a child process, and its exit status (3: `run` returned).
 template <typename Run>
 std::string printed(Run run) {
     int out[2];
@@ -60,7 +59,7 @@ std::string printed(Run run) {
     return text + "status " + std::to_string(WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status));
 }
 
-TEST(Options, AreReadInOrderOverTheirDefaults) {
+TEST_F(Deamon, AppliesOptionsInOrder) {
     const std::string longText(300, 'x');
     const std::string defaultLog = "/opt/v2x_service/log/spat_conv.log";
     const struct {
@@ -79,16 +78,18 @@ TEST(Options, AreReadInOrderOverTheirDefaults) {
         {{"-f", longText, "-w", longText}, 4, std::string(255, 'x'), std::string(255, 'x'), ""},
     };
     for (const auto& row : cases) {
-        testing::internal::CaptureStdout();
-        const v2xspatconv_options_t options = parse(row.arguments);
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), row.printed);
-        EXPECT_EQ(options.g_logLevelFlag, row.level);
-        EXPECT_EQ(options.g_logfilePath, row.log);
-        EXPECT_EQ(options.g_workDir, row.dir);
+        const std::string seen = printed([&] {
+            const v2xspatconv_options_t options = parse(row.arguments);
+            _exit(options.g_logLevelFlag == row.level && options.g_logfilePath == row.log &&
+                          options.g_workDir == row.dir
+                      ? 0
+                      : 1);
+        });
+        EXPECT_EQ(seen, row.printed + "status 0");
     }
 }
 
-TEST(Options, HelpAndVersionArePrintedAndEndTheProcess) {
+TEST_F(Deamon, PrintsHelpAndVersionAndExits) {
     for (const char* option : {"-v", "--version"}) {
         EXPECT_EQ(printed([option] { parse({option, "-h"}); }), "version:rsu_cloud_v230522.001\nstatus 0");
     }
@@ -106,7 +107,7 @@ TEST(Options, HelpAndVersionArePrintedAndEndTheProcess) {
     }
 }
 
-// What the handler prints; status 0 = it asked for a stop.
+// Output of the handler; status 0: it requested a stop.
 std::string caught(const std::vector<int>& signals) {
     return printed([&] {
         v2xspatconv_signalsRegister();
@@ -121,7 +122,7 @@ std::string caught(const std::vector<int>& signals) {
     });
 }
 
-TEST(Signals, AreCountedPrintedAndStopTheDaemon) {
+TEST_F(Deamon, CountsAndPrintsSignalsAndStops) {
     EXPECT_EQ(caught({SIGTERM}), "Caught SIGTERM (1)\nstatus 0");
     EXPECT_EQ(caught({SIGPIPE, SIGINT, SIGUSR1, SIGQUIT, SIGTERM}),
               "Caught SIGINT (1)\nCaught default (1)\nCaught SIGQUIT (2)\nCaught SIGTERM (3)\nstatus 0");
@@ -130,33 +131,46 @@ TEST(Signals, AreCountedPrintedAndStopTheDaemon) {
     EXPECT_THAT(caught(many), HasSubstr("Caught SIGINT (12)\n"));
 }
 
-TEST(Signals, AStopRequestBeforeTheSleepIsNotSleptOver) {
-    v2xspatconv_signalsRegister();
-    EXPECT_TRUE(v2xspatconv_IsRunning());
-    v2xspatconv_RequestStop();
-    EXPECT_FALSE(v2xspatconv_IsRunning());
-    v2xspatconv_SleepUnlessStopped(-1); // would wait for ever
-    EXPECT_EQ(v2xspatconv_exec(), 0);
+TEST_F(Deamon, PrintsOptionErrorsBeforeSignalLines) {
+    const std::string seen = printed([] {
+        parse({"-x"});
+        v2xspatconv_signalsRegister();
+        raise(SIGTERM);
+        _exit(0);
+    });
+    EXPECT_EQ(seen, "this param error\nCaught SIGTERM (1)\nstatus 0");
 }
 
-TEST(Loop, SeesTheTimeZoneAndTheCloudsLastWordAndClosesTheChannelAtTheEnd) {
-    setenv("TZ", "UTC0", 1);
-    tzset();
-    setenv("TZ", "CST-8", 1);
-    v2xspatconv_signalsRegister();
-    v2xspatconv_SetCloudStatus(V2X_CONV_RUN_STATUS_AVAILABLE);
-    std::thread loop([] { v2xspatconv_exec(); });
-    tm local = {};
-    for (int i = 0; i < 5000 && local.tm_hour != 8; i++) {
+TEST_F(Deamon, StopRequestBeforeTheSleepEndsTheSleep) {
+    const std::string seen = printed([] {
+        v2xspatconv_signalsRegister();
+        v2xspatconv_RequestStop();
+        v2xspatconv_SleepUnlessStopped(-1); // would wait for ever
+        _exit(v2xspatconv_IsRunning() ? 1 : v2xspatconv_exec());
+    });
+    EXPECT_EQ(seen, "status 0");
+}
+
+// In a child, whose running flag no other test has cleared. A timer stops the loop in its first sleep.
+TEST_F(Deamon, LoopRereadsTimeZoneAndCloudStatusAndClosesTheChannel) {
+    const std::string seen = printed([] {
+        setenv("TZ", "UTC0", 1);
+        tzset();
+        setenv("TZ", "CST-8", 1);
+        v2xspatconv_signalsRegister();
+        v2xspatconv_SetCloudStatus(V2X_CONV_RUN_STATUS_AVAILABLE);
+        signal(SIGALRM, [](int /*sig*/) { v2xspatconv_RequestStop(); });
+        ualarm(20000, 0);
+        v2xspatconv_exec();
         const time_t epoch = 0;
+        tm local = {};
         localtime_r(&epoch, &local);
-        usleep(1000);
-    }
-    v2xspatconv_RequestStop();
-    loop.join();
-    EXPECT_EQ(local.tm_hour, 8);
-    EXPECT_TRUE(v2xspatconv_GetddsInfo()->cloud_available);
-    EXPECT_EQ(fakes::journal.back(), "dds.destroy_dds null");
+        _exit(local.tm_hour == 8 && v2xspatconv_GetddsInfo()->cloud_available &&
+                      fakes::journal.back().starts_with("dds.destroy_dds")
+                  ? 0
+                  : 1);
+    });
+    EXPECT_EQ(seen, "status 0");
 }
 
 std::vector<std::string> counterLines(bool all) {
@@ -170,11 +184,12 @@ std::vector<std::string> counterLines(bool all) {
     return lines;
 }
 
-TEST(Counters, AreLoggedWhereOneChangedAndAtTheEndAll) {
+TEST_F(Deamon, LogsChangedCountersAndAllAtTheEnd) {
     static v2x_counter taken("path", "taken");
     static v2x_counter refused("path", "refused");
     static v2x_counter other("other", "taken");
-    fakes::logLevel = V2XLOG_INFO;
+    fakes::setLogLevel(V2XLOG_INFO);
+    v2xspatconv_LogCounters(false);
     EXPECT_THAT(counterLines(false), ElementsAre());
     taken.Add();
     refused.Add(2);
@@ -188,15 +203,15 @@ TEST(Counters, AreLoggedWhereOneChangedAndAtTheEndAll) {
     EXPECT_THAT(counterLines(true), ElementsAre(socket, "counters other: taken 7", StartsWith("counters path: ")));
 }
 
-class Start : public testing::Test {
+class Start : public DeviceTest {
 protected:
+    Start() { fakes::reset(); }
     static int32_t init() {
         std::string arguments[] = {"v2x_spat_convert", "-w/w", "-d7"};
         char* argv[] = {arguments[0].data(), arguments[1].data(), arguments[2].data(), nullptr};
         optind = 0;
         return v2xspatconv_init(3, argv);
     }
-    SysinfoFile m_sysinfo;
 };
 
 // What was started, in order: sockets, tasks and the cloud's channel.
@@ -214,8 +229,8 @@ std::vector<std::string> started() {
 const char LOG[] = "log.Init /opt/v2x_service/log/spat_conv.log SPAT 110";
 
 TEST_F(Start, RunsEveryStepInOrder) {
-    fakes::cfgTree["rsuSpatConfigInfo.LearnMachine.IsEnable"] = true;
-    fakes::cfgTree["rsuSpatConfigInfo.SignalMachine1743.IsEnable"] = true;
+    m_config->m_learn_machine_info.m_is_enable = true;
+    m_config->m_signal_machine_1743_info.m_is_enable = true;
     EXPECT_EQ(init(), 0);
     EXPECT_THAT(started(),
                 ElementsAre(LOG, "ipc.CfgInit /w", "ipc.SocketInit SPAT_SEND_APP", "ipc.SocketInit GET_SPAT_DATA",
@@ -226,13 +241,10 @@ TEST_F(Start, RunsEveryStepInOrder) {
                             "pub.TaskCreate Get_SPAT_Data", "pub.TaskCreate Deal_SPAT_Data",
                             "pub.TaskCreate DIS_QUOR_SIGN", "pub.TaskCreate DIS_1743_SIGN"));
     EXPECT_THAT(fakes::journal, testing::Contains("log.SetTagLevel VIPC 7"));
-    EXPECT_TRUE(v2xspatconv_IsRunning());
-    service_status_t status;
-    v2xspatconv_GetSpatConvStatus(&status);
-    EXPECT_EQ(status.run_status, V2X_CONV_RUN_STATUS_AVAILABLE);
+    EXPECT_EQ(runStatus(), V2X_CONV_RUN_STATUS_AVAILABLE);
 }
 
-TEST_F(Start, FailuresOfOtherStepsDoNotEndIt) {
+TEST_F(Start, ContinuesAfterFailuresOfOtherSteps) {
     fakes::logInitResult = -3;
     fakes::socketResults = {{"SPAT_SEND_APP", -3}};
     fakes::taskResults = {{"DIS_QUOR_SIGN", -3}};
@@ -242,7 +254,7 @@ TEST_F(Start, FailuresOfOtherStepsDoNotEndIt) {
                                        "pub.TaskCreate Deal_SPAT_Data", "pub.TaskCreate DIS_QUOR_SIGN"));
 }
 
-TEST(Service, TheWatchdogHalvesThePause) {
+TEST_F(Deamon, WatchdogHalvesThePause) {
     unsetenv("WATCHDOG_USEC");
     EXPECT_EQ(v2xspatconv_ServiceInterval(5000), 5000);
     setenv("WATCHDOG_USEC", "60000000", 1);

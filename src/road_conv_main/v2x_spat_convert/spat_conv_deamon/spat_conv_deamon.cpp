@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <ctime>
-#include <new>
 
 #include "spat_conv_config.h"
 #include "spat_conv_deamon_counters.h"
@@ -10,6 +9,7 @@
 #include "spat_conv_deamon_service.h"
 #include "spat_conv_deamon_signals.h"
 #include "spat_conv_interface.h"
+#include "spat_conv_interface_tasks.h"
 #include "spat_conv_signal_learner_quor.h"
 #include "spat_conv_signal_machine_1743.h"
 #include "spat_conv_stack_interface.h"
@@ -30,9 +30,7 @@ constexpr const char* LOG_TAGS[] = {"UDPA", "TASK", "MQPS", "MCFG", "SPAT", "SDD
                                     "SCOM", "DOWN", "SPUP", "VCFG", "UPER", "1743", "QUOR", "LSKU", "VIPC"};
 
 void OpenLog(const v2xspatconv_options_t& options) {
-    if (v2xlog_Init(options.g_logfilePath, "SPAT", 1, 1, 0) == -5) {
-        throw std::bad_alloc();
-    }
+    v2xlog_Init(options.g_logfilePath, "SPAT", 1, 1, 0);
     for (const char* name : LOG_TAGS) {
         V2X_LOGHANDLE handle = nullptr;
         v2xlog_AddTag(name, &handle);
@@ -47,16 +45,16 @@ void StartSources(const spat_conv_config_t& config) {
            config.m_learn_machine_info.m_is_enable ? "enabled" : "disabled",
            config.m_signal_machine_1743_info.m_is_enable ? "enabled" : "disabled");
     if (config.m_learn_machine_info.m_is_enable) {
-        v2xspatconv_QuorSignalLearnerInterfaceInit(&config);
+        v2xspatconv_QuorSignalLearnerInterfaceInit(config);
     }
     if (config.m_signal_machine_1743_info.m_is_enable) {
-        v2xspatconv_SignalMachine1743InterfaceInit(&config);
+        v2xspatconv_SignalMachine1743InterfaceInit(config);
     }
 }
 
 void UpdateCloudAvailable(v2xcloud_comm_ddsinfo& ddsinfo) {
     service_status_t cloud = {};
-    v2xspatconv_GetCloudStatus(&cloud);
+    v2xspatconv_GetCloudStatus(cloud);
     const bool available = cloud.run_status == V2X_CONV_RUN_STATUS_AVAILABLE;
     if (available != ddsinfo.cloud_available) {
         V2XLOG(g_log, V2XLOG_INFO, "cloud %s", available ? "available" : "unavailable");
@@ -64,12 +62,12 @@ void UpdateCloudAvailable(v2xcloud_comm_ddsinfo& ddsinfo) {
     ddsinfo.cloud_available = available;
 }
 
-int32_t Start(int32_t argc, char** argv) {
+} // namespace
+
+int32_t v2xspatconv_init(int32_t argc, char** argv) {
     const v2xspatconv_options_t options = v2xspatconv_ParseOptions(argc, argv);
     OpenLog(options);
-    if (v2xipc_CfgInit(options.g_workDir) == -5) {
-        throw std::bad_alloc();
-    }
+    v2xipc_CfgInit(options.g_workDir);
     v2xspatconv_signalsRegister();
     v2xspatconv_InitCfg(options.g_workDir);
     v2xpub_PubSubInit();
@@ -80,27 +78,15 @@ int32_t Start(int32_t argc, char** argv) {
         v2xspatconv_RequestStop();
         return ret;
     }
-    v2xspatconv_StackInterfaceInit(config);
+    v2xspatconv_StackInterfaceInit();
     StartSources(*config);
     service_status_t status = {};
     status.service_type = V2X_CLOUD_SERVICE_TYPE_SPAT;
     status.run_status = V2X_CONV_RUN_STATUS_AVAILABLE;
-    v2xspatconv_SetSpatConvStatus(&status);
+    v2xspatconv_SetSpatConvStatus(status);
     v2xcloud_ddsInit(config->m_sysinfo.m_device_id);
     v2xspatconv_TaskInit();
     return 0;
-}
-
-} // namespace
-
-int32_t v2xspatconv_init(int32_t argc, char** argv) {
-    try {
-        return Start(argc, argv);
-    } catch (const std::bad_alloc&) { // with a part missing it would run on without that for good
-        fputs("v2x_spat_convert: no memory for the start\n", stderr);
-        v2xspatconv_RequestStop();
-        return -2;
-    }
 }
 
 int32_t v2xspatconv_exec(void) {
@@ -109,16 +95,16 @@ int32_t v2xspatconv_exec(void) {
     }
     v2xcloud_comm_ddsinfo* const ddsinfo = v2xspatconv_GetddsInfo();
     const int32_t interval = v2xspatconv_ServiceInterval(MAIN_LOOP_MS);
-    int32_t counted = 0; // milliseconds since the counters were written
+    int32_t sinceCounters = 0; // milliseconds
     while (v2xspatconv_IsRunning()) {
         v2xspatconv_ServiceAlive();
         UpdateCloudAvailable(*ddsinfo);
-        tzset(); // the unit's time zone may change while it runs, and localtime_r alone does not look again
+        tzset(); // the unit's time zone may change while it runs; localtime_r does not reread it
         v2xspatconv_SleepUnlessStopped(interval);
-        counted += interval;
-        if (counted >= COUNTERS_MS) {
+        sinceCounters += interval;
+        if (sinceCounters >= COUNTERS_MS) {
             v2xspatconv_LogCounters(false);
-            counted = 0;
+            sinceCounters = 0;
         }
     }
     v2xspatconv_ServiceStopping();

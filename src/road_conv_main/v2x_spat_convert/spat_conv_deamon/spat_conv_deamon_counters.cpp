@@ -2,7 +2,6 @@
 
 #include <cinttypes>
 #include <cstdint>
-#include <exception>
 #include <map>
 #include <string>
 
@@ -16,7 +15,7 @@ v2xlog_tag_t g_log{"SPAT"};
 
 struct Path {
     std::string text;
-    uint64_t sum = 0; // of counts that never go down: another sum is another count
+    uint64_t sum = 0; // counts never decrease, so an equal sum means no change
 };
 using Paths = std::map<std::string, Path>;
 
@@ -47,21 +46,17 @@ void v2xspatconv_LogCounters(bool all) {
     if (!v2xlog_Enabled(g_log, V2XLOG_INFO)) {
         return;
     }
-    try {
-        static auto& logged = *new std::map<std::string, uint64_t>; // sums, by path; it outlives every thread
-        Paths paths;
-        for (const v2x_counter* counter = v2x_counter::First(); counter != nullptr; counter = counter->Next()) {
-            Add(paths, counter->Path(), counter->Name(), counter->Count());
+    static auto& logged = *new std::map<std::string, uint64_t>; // sums by path; never destroyed: threads run on at exit
+    Paths paths;
+    for (const v2x_counter* counter = v2x_counter::First(); counter != nullptr; counter = counter->Next()) {
+        Add(paths, counter->Path(), counter->Name(), counter->Count());
+    }
+    v2xpub_UdpSocketVisitStats(AddSocket, &paths);
+    for (const auto& [name, path] : paths) {
+        uint64_t& before = logged[name];
+        if (all || before != path.sum) {
+            V2XLOG(g_log, V2XLOG_INFO, "counters %s: %s", name.c_str(), path.text.c_str());
         }
-        v2xpub_UdpSocketVisitStats(AddSocket, &paths);
-        for (const auto& [name, path] : paths) {
-            uint64_t& before = logged[name];
-            if (all || before != path.sum) {
-                V2XLOG(g_log, V2XLOG_INFO, "counters %s: %s", name.c_str(), path.text.c_str());
-            }
-            before = path.sum;
-        }
-    } catch (const std::exception& fault) { // no memory: the next time tells
-        V2XLOG(g_log, V2XLOG_WARN, "counters are not written: %s", fault.what());
+        before = path.sum;
     }
 }

@@ -1,6 +1,6 @@
-// What every path took, refused and dropped, into the log.
+// Writes the counters of every path to the log.
 #pragma once
 
-// Writes at level 4 a line "counters PATH: NAME COUNT, ..." for each path of which a count has changed since the last
-// call, counts of 0 left out; for every path that has a count when `all`. On the main thread alone.
+// Writes at level 4 a line "counters PATH: NAME COUNT, ..." for each path with a count that changed since the last call
+// (with `all`: for each path that has a count). Counts of 0 are left out. Main thread.
 void v2xspatconv_LogCounters(bool all);

@@ -4,9 +4,11 @@
 #include <cstdlib>
 #include <getopt.h>
 
+#include "spat_conv_deamon_output.h"
+
 namespace {
 
-// The text is what the field's manuals show, "-l" included.
+// The text is fixed by the field's manuals, including "-l".
 constexpr char g_help[] = " -h             print Help;\n"
                           " -v version     v2x_spat_convert version;\n"
                           " -d loglevel    start with debug log level <level>,eg: \n"
@@ -16,7 +18,7 @@ constexpr char g_help[] = " -h             print Help;\n"
                           " -w workdir     start with workdir,eg: \n"
                           "                <v2x_spat_convert -w /opt/v2x_service>;\n";
 
-int g_lopt = 0; // character of the option last seen; long options store theirs here
+int g_lopt = 0; // character of the latest option; getopt_long stores those of long options here
 
 const option g_longOpts[] = {
     {"help", no_argument, &g_lopt, 'h'},           {"version", no_argument, &g_lopt, 'v'},
@@ -39,7 +41,7 @@ void PrintVersion(v2xspatconv_options_t& /*options*/, const char* /*argument*/) 
     exit(0);
 }
 
-// As atoi reads it: text that is no number gives 0, and the range is not looked at.
+// Like atoi: text that is not a number gives 0, and the range is not checked.
 void SetLogLevel(v2xspatconv_options_t& options, const char* argument) {
     options.g_logLevelFlag = static_cast<int32_t>(strtol(argument, nullptr, 10));
 }
@@ -66,7 +68,7 @@ void ApplyOption(v2xspatconv_options_t& options, const char* argument) {
             return;
         }
     }
-    puts("this param error");
+    v2xspatconv_PutLine("this param error");
 }
 
 } // namespace

@@ -12,7 +12,7 @@ void v2xspatconv_ServiceStopping(void) {
 }
 
 void v2xspatconv_ServiceAlive(void) {
-    // A manager that did not ask may not read either, and its full socket would hold up the caller.
+    // A manager that did not ask for a watchdog may not read, and its full socket would block the caller.
     if (sd_watchdog_enabled(0, nullptr) > 0) {
         sd_notify(0, "WATCHDOG=1");
     }

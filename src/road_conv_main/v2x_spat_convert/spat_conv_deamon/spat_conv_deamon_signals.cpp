@@ -2,11 +2,11 @@
 
 #include <atomic>
 #include <cerrno>
-#include <cstddef>
-#include <cstring>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
+
+#include "spat_conv_deamon_output.h"
 
 namespace {
 
@@ -19,58 +19,22 @@ static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_alw
 
 constexpr struct {
     int sig;
-    const char* name;
-} STOP_SIGNALS[] = {{SIGINT, "SIGINT"}, {SIGQUIT, "SIGQUIT"}, {SIGTERM, "SIGTERM"}};
-
-// A line for standard output, made without the C library's printing, which a signal handler must not call.
-class SignalLine {
-public:
-    void add(const char* text) {
-        while (*text != '\0' && m_length < sizeof m_text) {
-            m_text[m_length++] = *text++;
-        }
-    }
-    void add(int32_t number) {
-        char digits[12];
-        char* first = digits + sizeof digits;
-        *--first = '\0';
-        do {
-            *--first = static_cast<char>('0' + number % 10);
-            number /= 10;
-        } while (number > 0);
-        add(first);
-    }
-    // Nobody may read standard output: a full pipe must not hold up the stop.
-    void write() const {
-        pollfd out = {STDOUT_FILENO, POLLOUT, 0};
-        if (poll(&out, 1, 0) == 1 && (out.revents & POLLOUT) != 0) {
-            [[maybe_unused]] const ssize_t written = ::write(STDOUT_FILENO, m_text, m_length);
-        }
-    }
-
-private:
-    char m_text[64];
-    size_t m_length = 0;
-};
+    const char* text;
+} STOP_SIGNALS[] = {{SIGINT, "Caught SIGINT"}, {SIGQUIT, "Caught SIGQUIT"}, {SIGTERM, "Caught SIGTERM"}};
 
 } // namespace
 
 void sigHandler(int sig, siginfo_t* /*info*/, void* /*ucontext*/) {
     const int savedErrno = errno;
-    const char* name = "default";
+    const char* text = "Caught default";
+    int32_t count = 0;
     for (const auto& row : STOP_SIGNALS) {
         if (row.sig == sig) {
-            name = row.name;
-            g_caughtSignals.fetch_add(1);
+            text = row.text;
+            count = 1;
         }
     }
-    SignalLine line;
-    line.add("Caught ");
-    line.add(name);
-    line.add(" (");
-    line.add(g_caughtSignals.load());
-    line.add(")\n");
-    line.write();
+    v2xspatconv_PutLineWithNumber(text, g_caughtSignals.fetch_add(count) + count);
     v2xspatconv_RequestStop();
     errno = savedErrno;
 }
@@ -78,7 +42,7 @@ void sigHandler(int sig, siginfo_t* /*info*/, void* /*ucontext*/) {
 void v2xspatconv_signalsRegister(void) {
     g_wakeFd.store(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     signal(SIGPIPE, SIG_IGN);
-    signal(SIGXFSZ, SIG_IGN); // a log at the process's file size limit is an error to be reported
+    signal(SIGXFSZ, SIG_IGN); // a write at the file size limit then fails with an error
     struct sigaction action = {};
     action.sa_sigaction = sigHandler;
     sigemptyset(&action.sa_mask);
@@ -99,7 +63,7 @@ void v2xspatconv_RequestStop(void) {
 }
 
 void v2xspatconv_SleepUnlessStopped(int32_t milliseconds) {
-    // Without a descriptor (-1) poll passes the entry over, and the signal itself ends the sleep.
+    // Without a descriptor (-1) poll ignores the entry, and the signal itself ends the sleep.
     pollfd wake = {g_wakeFd.load(), POLLIN, 0};
     poll(&wake, 1, milliseconds);
 }

@@ -15,5 +15,5 @@ void sigHandler(int sig, siginfo_t* info, void* ucontext);
 bool v2xspatconv_IsRunning(void);
 void v2xspatconv_RequestStop(void);
 
-// Sleeps for the time given, or until a stop request, also one that came just before. Main thread.
+// Sleeps for `milliseconds`, or until a stop request, including one that came before the call. Main thread.
 void v2xspatconv_SleepUnlessStopped(int32_t milliseconds);
