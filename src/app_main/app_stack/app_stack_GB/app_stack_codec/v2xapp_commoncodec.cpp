@@ -1,6 +1,8 @@
 #include "v2xapp_commoncodec.h"
 
-#include <cstdlib>
+#include <algorithm>
+
+#include "v2xapp_private.h"
 
 int32_t v2xcodec_bitString2Long(BITSTRING_HANDLE p_bitstring, int64_t* longData) {
     if (longData == nullptr) {
@@ -22,12 +24,9 @@ int32_t v2xcodec_long2BitString(int64_t* longData, int8_t avail_bit, BITSTRING_H
     if (longData == nullptr || p_bitstring == nullptr) {
         return 0;
     }
-    const int32_t bits = avail_bit > 0 ? avail_bit : 0;
+    const int32_t bits = std::max<int32_t>(avail_bit, 0);
     const int32_t size = (bits + 7) / 8;
-    auto* octets = static_cast<uint8_t*>(std::calloc(size > 0 ? static_cast<size_t>(size) : 1, 1));
-    if (octets == nullptr) {
-        return 0;
-    }
+    auto* octets = v2xapp_New<uint8_t>(static_cast<size_t>(std::max(size, 1)));
     const auto value = static_cast<uint64_t>(*longData);
     for (int32_t i = 0; i < size && i < LONG_OCTETS; i++) {
         octets[size - 1 - i] = static_cast<uint8_t>(value >> (8 * i));

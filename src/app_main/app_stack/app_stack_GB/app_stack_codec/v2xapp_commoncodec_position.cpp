@@ -6,6 +6,7 @@
 
 #include "v2x/v2xlog.h"
 #include "v2xapp_commoncodec.h"
+#include "v2xapp_private.h"
 #include "v2xapp_truncate.h"
 
 namespace {
@@ -17,7 +18,8 @@ constexpr double DEGREES_PER_UNIT = 1e-7;
 constexpr double UNITS_PER_METRE = 10;
 constexpr double METRES_PER_UNIT = 0.1;
 
-// ---- the widths, in the order of their tags; the last one, without bounds, is the absolute value
+// ---- the alternatives in the order of their tags: offsets of growing width, then the absolute value, which has no
+// bound
 
 struct LonLat {
     long lon;
@@ -76,7 +78,7 @@ static_assert(static_cast<int>(VerticalOffset_PR_elevation) == COMMON_POSELETYPE
 
 constexpr int32_t ABSOLUTE = COMMON_POSELETYPE_PR_elevation;
 
-// The tag of the first width whose bound is above the distance; the absolute one when none is.
+// Returns the tag of the narrowest offset that holds the distance, or the tag of the absolute value.
 template <typename Width, size_t N, typename Distance>
 int32_t TagFor(const Width (&widths)[N], Distance Width::*below, Distance distance) {
     for (size_t i = 0; i + 1 < N; i++) {
@@ -87,8 +89,8 @@ int32_t TagFor(const Width (&widths)[N], Distance Width::*below, Distance distan
     return static_cast<int32_t>(N);
 }
 
-// The tag of a choice, 0 when it is none of 1 to 7. Read as a number, for it may be one that the enumeration cannot
-// hold.
+// Returns the tag of a choice, or 0 when the tag is not from 1 to 7. Reads `present` as an integer, because an invalid
+// tag may lie outside the enumeration.
 template <typename Choice>
 int32_t TagOf(const Choice& choice) {
     int32_t tag;
@@ -97,18 +99,14 @@ int32_t TagOf(const Choice& choice) {
     return tag >= 1 && tag <= ABSOLUTE ? tag : 0;
 }
 
-// ---- optional members and whole numbers
+// ---- arithmetic
 
-// Whether the member is present now. What it pointed to before is not looked at: an output need not be initialised.
-template <typename T>
-bool MakePresent(T*& member) {
-    member = static_cast<T*>(std::calloc(1, sizeof *member));
-    if (member == nullptr) {
-        V2XLOG(g_tag, V2XLOG_ERROR, "calloc err");
-    }
-    return member != nullptr;
+// Returns degrees or metres from a message's units. The reference counts for offsets only.
+double FromUnits(bool isAbsolute, double reference, long units, double scale) {
+    return (isAbsolute ? 0 : reference) + static_cast<double>(units) * scale;
 }
 
+// Returns the sum, clamped to the range of a long.
 long Sum(long offset, long reference) {
     long sum = 0;
     if (__builtin_add_overflow(offset, reference, &sum)) {
@@ -126,21 +124,23 @@ uint64_t Distance(long a, long b) {
 // ---- decoding
 
 int32_t prasePosOffsetV(const VerticalOffset_t* vertoft, const c_pos3D_t* initPos3D, c_pos3D_t* outPos3D) {
-    const bool known = vertoft != nullptr && initPos3D->elevIsValid;
-    outPos3D->elevIsValid = known;
-    const int32_t tag = known ? TagOf(*vertoft) : 0;
+    const bool hasElevation = vertoft != nullptr && initPos3D->elevIsValid;
+    outPos3D->elevIsValid = hasElevation;
+    const int32_t tag = hasElevation ? TagOf(*vertoft) : 0;
     if (tag != 0) {
-        const double base = tag == ABSOLUTE ? 0 : initPos3D->elevation;
-        outPos3D->elevation = base + static_cast<double>(vertoft->choice.*VERTICAL[tag - 1].value) * METRES_PER_UNIT;
+        outPos3D->elevation =
+            FromUnits(tag == ABSOLUTE, initPos3D->elevation, vertoft->choice.*VERTICAL[tag - 1].value, METRES_PER_UNIT);
     }
     return 0;
 }
 
 int32_t prasePosOffsetVOriginal(const VerticalOffset_t* vertoft, const Position3D_t* initPos3D,
                                 Position3D_t* outPos3D) {
-    Elevation_t* const own = outPos3D == initPos3D ? initPos3D->elevation : nullptr; // goes where the result comes
+    const bool isInPlace = outPos3D == initPos3D;
     if (vertoft == nullptr || initPos3D->elevation == nullptr) {
-        std::free(own);
+        if (isInPlace) {
+            std::free(outPos3D->elevation);
+        }
         outPos3D->elevation = nullptr;
         return 0;
     }
@@ -150,11 +150,10 @@ int32_t prasePosOffsetVOriginal(const VerticalOffset_t* vertoft, const Position3
         const long base = tag == ABSOLUTE ? 0 : *initPos3D->elevation;
         elevation = Sum(vertoft->choice.*VERTICAL[tag - 1].value, base);
     }
-    if (own != nullptr) {
-        *own = elevation;
-    } else if (MakePresent(outPos3D->elevation)) {
-        *outPos3D->elevation = elevation;
+    if (!isInPlace) {
+        outPos3D->elevation = v2xapp_New<Elevation_t>();
     }
+    *outPos3D->elevation = elevation;
     return 0;
 }
 
@@ -165,9 +164,7 @@ int32_t setPosOffsetV(const c_pos3D_t* currPos3D, const c_pos3D_t* hpathPos3D, P
         outPosOftllv->offsetV = nullptr;
         return 0;
     }
-    if (!MakePresent(outPosOftllv->offsetV)) {
-        return 0;
-    }
+    outPosOftllv->offsetV = v2xapp_New<VerticalOffset_t>();
     const double difference = currPos3D->elevation - hpathPos3D->elevation;
     const int32_t tag = TagFor(VERTICAL, &VerticalWidth::belowMetres, std::fabs(difference));
     const double metres = tag == ABSOLUTE ? currPos3D->elevation : difference;
@@ -182,9 +179,7 @@ int32_t setPosOffsetVOriginal(const Position3D_t* currPos3D, const Position3D_t*
         outPosOftllv->offsetV = nullptr;
         return 0;
     }
-    if (!MakePresent(outPosOftllv->offsetV)) {
-        return 0;
-    }
+    outPosOftllv->offsetV = v2xapp_New<VerticalOffset_t>();
     const long current = *currPos3D->elevation;
     const long reference = *refPos3D->elevation;
     const int32_t tag = TagFor(VERTICAL, &VerticalWidth::belowUnits, Distance(current, reference));
@@ -201,74 +196,73 @@ void SetHorizontal(PositionOffsetLL_t& offset, int32_t tag, LonLat value) {
 } // namespace
 
 int32_t v2xcodec_GBpraseMsgPos(const v2xapp_gbMsg_PosStr_t* p_msgPos, const c_pos3D_t* initPos3D, c_pos3D_t* outPos3D) {
-    if (p_msgPos == nullptr || initPos3D == nullptr || outPos3D == nullptr) {
-        V2XLOG(g_tag, V2XLOG_ERROR, "input param error");
+    if (!v2xapp_Check(g_tag, p_msgPos != nullptr && initPos3D != nullptr && outPos3D != nullptr, "input param error")) {
         return -1;
     }
-    const bool absolute = p_msgPos->m_codeType == ABSOLUTE;
+    const bool isAbsolute = p_msgPos->m_codeType == ABSOLUTE;
     outPos3D->posIsValid = true;
-    outPos3D->lon = (absolute ? 0 : initPos3D->lon) + static_cast<double>(p_msgPos->m_lon) * DEGREES_PER_UNIT;
-    outPos3D->lat = (absolute ? 0 : initPos3D->lat) + static_cast<double>(p_msgPos->m_lat) * DEGREES_PER_UNIT;
+    outPos3D->lon = FromUnits(isAbsolute, initPos3D->lon, p_msgPos->m_lon, DEGREES_PER_UNIT);
+    outPos3D->lat = FromUnits(isAbsolute, initPos3D->lat, p_msgPos->m_lat, DEGREES_PER_UNIT);
     outPos3D->elevIsValid = p_msgPos->m_isContainV;
     if (p_msgPos->m_isContainV) {
-        const double base = p_msgPos->m_elevType == ABSOLUTE ? 0 : initPos3D->elevation;
-        outPos3D->elevation = base + static_cast<double>(p_msgPos->m_elev) * METRES_PER_UNIT;
+        outPos3D->elevation =
+            FromUnits(p_msgPos->m_elevType == ABSOLUTE, initPos3D->elevation, p_msgPos->m_elev, METRES_PER_UNIT);
     }
     return 0;
 }
 
 int32_t prasePosOffsetLLV(const PositionOffsetLLV_t* p_posOftllv, const c_pos3D_t* initPos3D, c_pos3D_t* outPos3D) {
-    if (p_posOftllv == nullptr || initPos3D == nullptr || outPos3D == nullptr) {
-        V2XLOG(g_tag, V2XLOG_ERROR, "input param error");
+    if (!v2xapp_Check(g_tag, p_posOftllv != nullptr && initPos3D != nullptr && outPos3D != nullptr,
+                      "input param error")) {
         return -1;
     }
     outPos3D->posIsValid = true;
     const int32_t tag = TagOf(p_posOftllv->offsetLL);
     if (tag != 0) {
         const LonLat value = HORIZONTAL[tag - 1].get(p_posOftllv->offsetLL.choice);
-        const bool absolute = tag == ABSOLUTE;
-        outPos3D->lon = (absolute ? 0 : initPos3D->lon) + static_cast<double>(value.lon) * DEGREES_PER_UNIT;
-        outPos3D->lat = (absolute ? 0 : initPos3D->lat) + static_cast<double>(value.lat) * DEGREES_PER_UNIT;
+        const bool isAbsolute = tag == ABSOLUTE;
+        outPos3D->lon = FromUnits(isAbsolute, initPos3D->lon, value.lon, DEGREES_PER_UNIT);
+        outPos3D->lat = FromUnits(isAbsolute, initPos3D->lat, value.lat, DEGREES_PER_UNIT);
     }
     return prasePosOffsetV(p_posOftllv->offsetV, initPos3D, outPos3D);
 }
 
 int32_t prasePosOffsetLLVOriginal(const PositionOffsetLLV_t* p_posOftllv, const Position3D_t* initPos3D,
                                   Position3D_t* outPos3D) {
-    if (p_posOftllv == nullptr || initPos3D == nullptr || outPos3D == nullptr) {
-        V2XLOG(g_tag, V2XLOG_ERROR, "input param error");
+    if (!v2xapp_Check(g_tag, p_posOftllv != nullptr && initPos3D != nullptr && outPos3D != nullptr,
+                      "input param error")) {
         return -1;
     }
     const int32_t tag = TagOf(p_posOftllv->offsetLL);
     if (tag != 0) {
         const LonLat value = HORIZONTAL[tag - 1].get(p_posOftllv->offsetLL.choice);
-        const bool absolute = tag == ABSOLUTE;
-        outPos3D->Long = Sum(value.lon, absolute ? 0 : initPos3D->Long);
-        outPos3D->lat = Sum(value.lat, absolute ? 0 : initPos3D->lat);
+        const bool isAbsolute = tag == ABSOLUTE;
+        outPos3D->Long = Sum(value.lon, isAbsolute ? 0 : initPos3D->Long);
+        outPos3D->lat = Sum(value.lat, isAbsolute ? 0 : initPos3D->lat);
     }
     return prasePosOffsetVOriginal(p_posOftllv->offsetV, initPos3D, outPos3D);
 }
 
 int32_t setPosOffsetLLV(const c_pos3D_t* currPos3D, const c_pos3D_t* hpathPos3D, PositionOffsetLLV_t* p_outPosOftllv) {
-    if (currPos3D == nullptr || hpathPos3D == nullptr || p_outPosOftllv == nullptr) {
-        V2XLOG(g_tag, V2XLOG_ERROR, "input para error");
+    if (!v2xapp_Check(g_tag, currPos3D != nullptr && hpathPos3D != nullptr && p_outPosOftllv != nullptr,
+                      "input para error")) {
         return -2;
     }
     const double lat = currPos3D->lat - hpathPos3D->lat;
     const double lon = currPos3D->lon - hpathPos3D->lon;
     const double larger = std::fabs(lat) > std::fabs(lon) ? std::fabs(lat) : std::fabs(lon);
     const int32_t tag = TagFor(HORIZONTAL, &HorizontalWidth::belowDegrees, larger);
-    const bool absolute = tag == ABSOLUTE;
+    const bool isAbsolute = tag == ABSOLUTE;
     SetHorizontal(p_outPosOftllv->offsetLL, tag,
-                  {v2xapp_Truncate((absolute ? currPos3D->lon : lon) * UNITS_PER_DEGREE),
-                   v2xapp_Truncate((absolute ? currPos3D->lat : lat) * UNITS_PER_DEGREE)});
+                  {v2xapp_Truncate((isAbsolute ? currPos3D->lon : lon) * UNITS_PER_DEGREE),
+                   v2xapp_Truncate((isAbsolute ? currPos3D->lat : lat) * UNITS_PER_DEGREE)});
     return setPosOffsetV(currPos3D, hpathPos3D, p_outPosOftllv);
 }
 
 int32_t setPosOffsetLLVOriginal(const Position3D_t* currPos3D, const Position3D_t* refPos3D,
                                 PositionOffsetLLV_t* p_outPosOftllv) {
-    if (currPos3D == nullptr || refPos3D == nullptr || p_outPosOftllv == nullptr) {
-        V2XLOG(g_tag, V2XLOG_ERROR, "input para error");
+    if (!v2xapp_Check(g_tag, currPos3D != nullptr && refPos3D != nullptr && p_outPosOftllv != nullptr,
+                      "input para error")) {
         return -2;
     }
     const uint64_t lat = Distance(currPos3D->lat, refPos3D->lat);

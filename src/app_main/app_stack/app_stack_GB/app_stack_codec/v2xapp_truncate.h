@@ -1,11 +1,10 @@
-// From floating-point measures to the whole numbers of a message.
+// Converts floating-point values to the integers of a message.
 #pragma once
 
 #include <limits>
 
-// The value without its fraction. What a long cannot hold becomes the nearest number that it can, and what is not a
-// number the lowest one: outside the range of every element of the message set, so that it is noticed there. Any
-// thread.
+// Returns the value without its fraction. A value beyond a long becomes the nearest long. NaN becomes the lowest long,
+// which lies outside the range of every message element, so range checks report it. Any thread.
 inline long v2xapp_Truncate(double value) {
     constexpr auto LOWEST = static_cast<double>(std::numeric_limits<long>::min()); // a power of two, hence exact
     if (!(value > LOWEST)) {

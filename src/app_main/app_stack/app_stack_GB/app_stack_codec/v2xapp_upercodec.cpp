@@ -1,19 +1,21 @@
 #include "v2xapp_upercodec.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <memory>
 
 #include "v2x/v2xlog.h"
+#include "v2xapp_private.h"
 #include "xer_encoder.h"
 
 namespace {
 
 v2xlog_tag_t g_tag{"UPER"};
 
-// Decoding fails as often as the air brings rubbish: failures that were let pass between two that are logged.
-constexpr int32_t QUIET_FAILURES = 200;
-std::atomic<int32_t> printCount{0};
+// Invalid frames can arrive endlessly, so only every 202nd failure is logged.
+constexpr uint64_t FAILURES_PER_LINE = 202;
+std::atomic<uint64_t> printCount{0};
 
 struct Release {
     void operator()(MessageFrame_t* frame) const {
@@ -28,30 +30,24 @@ const char* Name(const asn_TYPE_descriptor_t* type) {
     return type != nullptr ? type->name : "unknown";
 }
 
-// Whether this failure is one to log.
+// Counts a failure and returns whether to log it.
 bool CountFailure() {
-    int32_t count = printCount.load(std::memory_order_relaxed);
-    while (
-        !printCount.compare_exchange_weak(count, count > QUIET_FAILURES ? 0 : count + 1, std::memory_order_relaxed)) {
-    }
-    return count > QUIET_FAILURES;
+    return printCount.fetch_add(1, std::memory_order_relaxed) % FAILURES_PER_LINE == FAILURES_PER_LINE - 1;
 }
 
 Frame Decode(asn_transfer_syntax syntax, const uint8_t* bytes, size_t size, asn_dec_rval_t& result) {
-    const asn_codec_ctx_t context{};
     void* structure = nullptr;
-    result = asn_decode(&context, syntax, &asn_DEF_MessageFrame, &structure, bytes, size);
+    result = asn_decode(nullptr, syntax, &asn_DEF_MessageFrame, &structure, bytes, size);
     return Frame(static_cast<MessageFrame_t*>(structure));
 }
 
 } // namespace
 
 int32_t v2xcodec_uperEnc(ASNSTRUCT_HANDLE hdl, uint8_t* enc_buf, int32_t enc_bufLen, int16_t* encLen) {
-    if (hdl == nullptr || enc_buf == nullptr || encLen == nullptr) {
-        V2XLOG(g_tag, V2XLOG_ERROR, "input para error!");
+    if (!v2xapp_Check(g_tag, hdl != nullptr && enc_buf != nullptr && encLen != nullptr, "input para error!")) {
         return -1;
     }
-    const size_t room = enc_bufLen > 0 ? static_cast<size_t>(enc_bufLen) : 0;
+    const auto room = static_cast<size_t>(std::max(enc_bufLen, 0));
     const asn_enc_rval_t result =
         asn_encode_to_buffer(nullptr, ATS_UNALIGNED_CANONICAL_PER, &asn_DEF_MessageFrame, hdl, enc_buf, room);
     if (result.encoded < 0) {
@@ -63,14 +59,13 @@ int32_t v2xcodec_uperEnc(ASNSTRUCT_HANDLE hdl, uint8_t* enc_buf, int32_t enc_buf
 }
 
 int32_t v2xcodec_uperDec(ASNSTRUCT_HANDLE* hdl, uint8_t* enc_buf, int16_t enc_bufLen) {
-    if (hdl == nullptr || enc_buf == nullptr || enc_bufLen <= 0) {
-        V2XLOG(g_tag, V2XLOG_ERROR, "input para error!");
+    if (!v2xapp_Check(g_tag, hdl != nullptr && enc_buf != nullptr && enc_bufLen > 0, "input para error!")) {
         return -1;
     }
     const auto size = static_cast<size_t>(enc_bufLen);
     asn_dec_rval_t result;
     Frame frame = Decode(ATS_UNALIGNED_CANONICAL_PER, enc_buf, size, result);
-    if (result.code != RC_OK || frame == nullptr || frame->present == MessageFrame_PR_NOTHING) {
+    if (result.code != RC_OK || frame->present == MessageFrame_PR_NOTHING) {
         if (CountFailure()) {
             V2XLOG(g_tag, V2XLOG_ERROR, "uper decode error p_msgF->present=%d!",
                    frame != nullptr ? static_cast<int>(frame->present) : 0);
@@ -86,8 +81,7 @@ int32_t v2xcodec_uperDec(ASNSTRUCT_HANDLE* hdl, uint8_t* enc_buf, int16_t enc_bu
 }
 
 int32_t v2xcodec_xerEnc(ASNSTRUCT_HANDLE hdl, uint8_t* enc_buf, uint32_t* enc_bufLen) {
-    if (hdl == nullptr || enc_buf == nullptr || enc_bufLen == nullptr) {
-        V2XLOG(g_tag, V2XLOG_ERROR, "input para error!");
+    if (!v2xapp_Check(g_tag, hdl != nullptr && enc_buf != nullptr && enc_bufLen != nullptr, "input para error!")) {
         return -1;
     }
     const asn_enc_rval_t result =
@@ -102,13 +96,12 @@ int32_t v2xcodec_xerEnc(ASNSTRUCT_HANDLE hdl, uint8_t* enc_buf, uint32_t* enc_bu
 }
 
 int32_t v2xcodec_xerDec(ASNSTRUCT_HANDLE* hdl, uint8_t* enc_buf, int32_t enc_bufLen) {
-    if (hdl == nullptr || enc_buf == nullptr || enc_bufLen < 1) {
-        V2XLOG(g_tag, V2XLOG_ERROR, "input para error!");
+    if (!v2xapp_Check(g_tag, hdl != nullptr && enc_buf != nullptr && enc_bufLen > 0, "input para error!")) {
         return -1;
     }
     asn_dec_rval_t result;
     Frame frame = Decode(ATS_CANONICAL_XER, enc_buf, static_cast<size_t>(enc_bufLen), result);
-    if (result.code != RC_OK || frame == nullptr) {
+    if (result.code != RC_OK) {
         V2XLOG(g_tag, V2XLOG_ERROR, "Could not decode MessageFrame");
         return -2;
     }
@@ -128,9 +121,7 @@ void v2xcodec_freeStrcut(ASNSTRUCT_HANDLE* hdl) {
 }
 
 int32_t v2xcodec_print(ASNSTRUCT_HANDLE hdl) {
-    if (hdl == nullptr) {
-        V2XLOG(g_tag, V2XLOG_ERROR, "input para error!");
-    } else {
+    if (v2xapp_Check(g_tag, hdl != nullptr, "input para error!")) {
         xer_fprint(stderr, &asn_DEF_MessageFrame, hdl);
     }
     return -1;

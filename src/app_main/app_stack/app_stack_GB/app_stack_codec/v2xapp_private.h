@@ -1,0 +1,28 @@
+// Helpers that the codec's source files share. Not installed.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+
+#include "v2x/v2xlog.h"
+
+// Returns `isValid`. When it is false, logs `message` at level 2 with the function and line of the caller. Any thread.
+inline bool v2xapp_Check(v2xlog_tag_t& tag, bool isValid, const char* message, const char* file = __builtin_FILE(),
+                         const char* function = __builtin_FUNCTION(), int32_t line = __builtin_LINE()) {
+    if (!isValid && v2xlog_Enabled(tag, V2XLOG_ERROR)) {
+        v2xlog_Format(v2xlog_Handle(tag), V2XLOG_ERROR, 1, file, function, line, "%s", message);
+    }
+    return isValid;
+}
+
+// Allocates `count` zeroed structures for a message. The memory is calloc's, because the message set's runtime releases
+// it with free(). Throws std::bad_alloc. Any thread.
+template <typename T>
+T* v2xapp_New(size_t count = 1) {
+    auto* structures = static_cast<T*>(std::calloc(count, sizeof(T)));
+    if (structures == nullptr) {
+        throw std::bad_alloc();
+    }
+    return structures;
+}
