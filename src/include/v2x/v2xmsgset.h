@@ -1,11 +1,11 @@
-// The national C-V2X application-layer message set: the types of its messages (MessageFrame, SPAT, ...) as C structures
-// with one descriptor each (asn_DEF_MessageFrame, ...), and their encoding and decoding.
+// The national C-V2X application-layer message set: its types (MessageFrame, SPAT, ...) as C structures, a descriptor
+// for each (asn_DEF_MessageFrame, ...), and encoding and decoding.
 //
-// Optional members are pointers, null when absent; lists hold `array` and `count`; memory is malloc's. A value is freed
-// with its descriptor's free_struct: everything (ASN_STRUCT_FREE) or only what it points to
-// (ASN_STRUCT_FREE_CONTENTS_ONLY), also after a decoding that failed.
+// Optional members are pointers, null when absent. Lists have `array` and `count`. All memory is malloc's. The
+// functions of a type's descriptor release a value, also after a failed decoding: ASN_STRUCT_FREE releases everything,
+// ASN_STRUCT_FREE_CONTENTS_ONLY only what the value points to.
 //
-// Every call may be made on any thread; one value belongs to one thread at a time.
+// Every function may be called on any thread; use one value on one thread at a time.
 #pragma once
 
 #include <cstddef>
@@ -13,31 +13,35 @@
 #include "MessageFrame.h"
 #include "asn_application.h"
 
+// INTEGER and ENUMERATED members are longs. The code stores 64-bit values in them without a check.
+static_assert(sizeof(long) == 8, "the message set's integers must have 64 bits");
+
 enum asn_transfer_syntax {
     ATS_INVALID = 0,
-    ATS_BASIC_XER,               // XML, indented; ITU-T X.693 clause 8
+    ATS_BASIC_XER,               // indented XML; ITU-T X.693 clause 8
     ATS_CANONICAL_XER,           // XML without white space; ITU-T X.693 clause 9
-    ATS_UNALIGNED_CANONICAL_PER, // what travels on the air; ITU-T X.691, unaligned
+    ATS_UNALIGNED_CANONICAL_PER, // the encoding on the air; ITU-T X.691, unaligned
 };
 
-// Encodes the value at `structure`, which is of the type `type`, into at most `buffer_size` bytes at `buffer` (null
-// only with a size of 0). `context` is not used and may be null.
+// Encodes the value of type `type` at `structure` into `buffer_size` bytes at `buffer`, which may be null if the size
+// is 0. `context` is ignored and may be null.
 //
-// On success `encoded` is the size of the whole encoding in bytes. Where that is above `buffer_size` the buffer holds
-// no usable encoding, nothing is written beyond it, and the caller has learnt the size to come back with. On failure
-// `encoded` is -1 and `failed_type` the descriptor of the type that does not encode, or of a list that such a value
-// lies in; null for an unknown syntax. In PER a number, size or alternative outside its constraint fails; XER takes
-// such numbers and sizes, look with asn_check_constraints first.
+// On success `encoded` is the size of the complete encoding in bytes. If that exceeds `buffer_size`, the buffer holds
+// no usable encoding, nothing is written beyond it, and the caller can retry with a buffer of the reported size. On
+// failure `encoded` is -1. `failed_type` is the descriptor of the type that cannot be encoded or of a list that
+// contains it; it is null for an unknown syntax.
+// PER rejects numbers, sizes and alternatives that violate their constraints. XER accepts such numbers and sizes, so
+// call asn_check_constraints first.
 asn_enc_rval_t asn_encode_to_buffer(const asn_codec_ctx_t* context, asn_transfer_syntax syntax,
                                     asn_TYPE_descriptor_t* type, const void* structure, void* buffer,
                                     size_t buffer_size);
 
-// Decodes one value of the type `type` from the first of `size` bytes at `buffer`. *structure is null, and a value is
-// then allocated, or points to a zeroed one to be filled. `context` may be null: no limit to the stack, of which no
-// type of the message set needs much. Both XER syntaxes read any XER.
+// Decodes one value of type `type` from the start of the `size` bytes at `buffer`. If *structure is null, allocates the
+// value; otherwise fills the zeroed value that *structure points to. A null `context` means no limit on the stack; the
+// message set's types need little of it. Either XER syntax reads basic and canonical XER.
 //
-// Results: `code` RC_OK; RC_WMORE when the bytes end too early; RC_FAIL. `consumed` is the number of bytes read when
-// the code is RC_OK; it may be below `size`. Unless *structure is still null the caller frees it, whatever the code.
-// Numbers outside their constraint may come through decoding: look with asn_check_constraints afterwards.
+// `code` is RC_OK, RC_WMORE if the bytes end too early, or RC_FAIL. `consumed` is valid with RC_OK: the number of bytes
+// read, which may be less than `size`. If *structure is not null, the caller releases it, whatever the code.
+// Decoding does not enforce every constraint; call asn_check_constraints afterwards.
 asn_dec_rval_t asn_decode(const asn_codec_ctx_t* context, asn_transfer_syntax syntax, asn_TYPE_descriptor_t* type,
                           void** structure, const void* buffer, size_t size);

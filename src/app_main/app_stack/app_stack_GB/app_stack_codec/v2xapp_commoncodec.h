@@ -1,9 +1,10 @@
-// Pieces that several messages share: bit strings as integers, and positions as offsets from a reference position.
+// Conversions that several messages share: bit strings to and from integers, and positions to and from offsets relative
+// to a reference position.
 //
-// Failures are logged at level 2 under the tag "UPER" where the process has registered it. Every call may be made on
-// any thread; one value belongs to one thread at a time. Memory that a call puts into a value is malloc's and belongs
-// to that value: it goes with the release of the message around it (v2xcodec_freeStrcut), or with the type's free
-// operation.
+// Failures are logged at level 2 under the tag "UPER" if the process has registered that tag. Every function may be
+// called on any thread; use one value on one thread at a time. Memory that a function adds to a value is malloc's and
+// belongs to that value. It is released with the enclosing message (v2xcodec_freeStrcut) or with the type's free
+// operation. A failed allocation throws std::bad_alloc.
 #pragma once
 
 #include <cstdint>
@@ -17,20 +18,22 @@
 
 using BITSTRING_HANDLE = BIT_STRING_t*;
 
-// Reads the octets of a bit string as one integer, the first octet the most significant, without regard to bits_unused.
-// Plain up to three octets; a fourth of 0x80 or more counts as negative, and from the fifth on octet i from the end
-// weighs as octet i modulo 4. A null string, or one without octets, gives 0; a null longData nothing. Returns 0.
+// Reads the octets of a bit string as one integer, most significant octet first; bits_unused is ignored. Up to three
+// octets give the plain value. A fourth octet of 0x80 or more makes the result negative. From the fifth octet on, octet
+// number i, counted from the end, has the weight of octet i modulo 4. A null string or one without octets gives 0. With
+// a null longData the call does nothing. Returns 0.
 int32_t v2xcodec_bitString2Long(BITSTRING_HANDLE p_bitstring, int64_t* longData);
 
-// Fills a bit string with the low `avail_bit` bits of *longData (1 to 127), rounded up to whole octets and
-// right-aligned: the least significant octet comes last, also where bits_unused is not 0. Bits from the 64th on are 0.
-// An avail_bit below 1 gives the empty string. `buf` is new memory that belongs to the string; what it pointed to
-// before is the caller's and is not freed. A null argument, or no memory, leaves the string alone. Returns 0.
+// Fills a bit string with the low `avail_bit` bits (1 to 127) of *longData. The size is rounded up to whole octets and
+// the value is right-aligned: the least significant octet comes last, even if bits_unused is not 0. Bits from the 64th
+// on are 0. An avail_bit below 1 gives an empty string. `buf` receives new memory that belongs to the string; the
+// previous `buf` is not freed. With a null argument the call does nothing. Returns 0.
 int32_t v2xcodec_long2BitString(int64_t* longData, int8_t avail_bit, BITSTRING_HANDLE p_bitstring);
 
 // ---- positions
 
-// Tags of VerticalOffset: offsets of growing width, then the absolute elevation. PositionOffsetLL counts alike.
+// Tags of VerticalOffset: six offsets of growing width, then the absolute elevation. PositionOffsetLL uses the same
+// numbers.
 enum COMMONPOSELETYPE : int32_t {
     COMMON_POSELETYPE_PR_NOTHING = 0,
     COMMON_POSELETYPE_PR_offset1 = 1,
@@ -42,16 +45,16 @@ enum COMMONPOSELETYPE : int32_t {
     COMMON_POSELETYPE_PR_elevation = 7,
 };
 
-// A position's planar projection, metres. Nothing here reads or writes it.
+// The planar projection of a position, in metres. These functions neither read nor write it.
 struct c_posToXY_t {
     double x;
     double y;
 };
 
-// A position to work with.
+// A working position.
 struct c_pos3D_t {
     bool posIsValid;
-    int8_t m_pos3DSrc; // where the position comes from
+    int8_t m_pos3DSrc; // source of the position
     double lat;        // degrees
     double lon;        // degrees
     bool elevIsValid;
@@ -59,49 +62,55 @@ struct c_pos3D_t {
     c_posToXY_t m_posToXY;
 };
 
-// A position as a message carries it.
+// A position in the units of a message.
 struct v2xapp_gbMsg_PosStr_t {
     uint8_t m_codeType; // 7 = absolute position, otherwise an offset
     int64_t m_lat;      // 1e-7 degree
     int64_t m_lon;      // 1e-7 degree
-    bool m_isContainV;  // there is an elevation
+    bool m_isContainV;  // an elevation is present
     uint8_t m_elevType; // 7 = absolute elevation, otherwise an offset
     int64_t m_elev;     // 0.1 m
 };
 
-// Decoding into degrees and metres. `initPos3D` is the reference position, `outPos3D` the result; they may be the same.
-// posIsValid becomes true, m_pos3DSrc and m_posToXY stay as they are. Return 0; -1 for a null argument ("input param
-// error"), nothing is written then.
+// ---- decoding to degrees and metres
+//
+// `initPos3D` is the reference position and `outPos3D` the result; they may be the same object. posIsValid becomes
+// true; m_pos3DSrc and m_posToXY stay unchanged. Return 0; -1 for a null argument ("input param error"), with no
+// output.
 
-// Elevation: the offset from the reference's, whether that one is valid or not, or the absolute one; elevIsValid tells
-// whether the message has any.
+// Decodes a raw position. An elevation offset is added to the reference elevation, even if that one is invalid.
+// elevIsValid becomes m_isContainV.
 int32_t v2xcodec_GBpraseMsgPos(const v2xapp_gbMsg_PosStr_t* p_msgPos, const c_pos3D_t* initPos3D, c_pos3D_t* outPos3D);
 
-// A tag of offsetLL outside 1 to 7 leaves lat and lon alone, one of offsetV the elevation. elevIsValid becomes true
-// when the message has an offsetV and the reference a valid elevation, and false otherwise, the elevation being left
-// alone: an absolute elevation, too, counts only beside a valid one of the reference.
+// Decodes a PositionOffsetLLV. If the tag of offsetLL is not from 1 to 7, lat and lon stay unchanged. elevIsValid
+// becomes true if offsetV is present and the reference elevation is valid; otherwise it becomes false and the elevation
+// stays unchanged. This also discards an absolute elevation. If the tag of offsetV is not from 1 to 7, the elevation
+// stays unchanged.
 int32_t prasePosOffsetLLV(const PositionOffsetLLV_t* p_posOftllv, const c_pos3D_t* initPos3D, c_pos3D_t* outPos3D);
 
-// Decoding into whole units. Tags outside 1 to 7 leave lat and Long alone. The result has an elevation when the message
-// has an offsetV and the reference an elevation; with a tag of offsetV outside 1 to 7 it is 0. Sums that a long cannot
-// hold stop at its end. Where reference and result are one object its elevation is changed in place, or freed; else
-// what outPos3D->elevation points to on entry is not looked at: release it before where it is the result's own. Returns
-// 0; -1 for a null argument ("input param error").
+// ---- decoding to units (1e-7 degree, 0.1 m)
+
+// Decodes a PositionOffsetLLV. If the tag of offsetLL is not from 1 to 7, lat and Long stay unchanged. The result has
+// an elevation if offsetV is present and the reference has one; it is 0 if the tag of offsetV is not from 1 to 7. Sums
+// are clamped to the range of a long. If both positions are the same object, its elevation is updated in place or
+// freed. Otherwise the old value of outPos3D->elevation is overwritten without being read or freed, so the caller
+// releases it first. Returns 0; -1 for a null argument ("input param error").
 int32_t prasePosOffsetLLVOriginal(const PositionOffsetLLV_t* p_posOftllv, const Position3D_t* initPos3D,
                                   Position3D_t* outPos3D);
 
-// Encoding takes the narrowest offset that holds the larger of the two differences, or the absolute position beyond
-// 0.8388607 degree; likewise for the elevation, beyond 204.7 m. what p_outPosOftllv->offsetV points to on entry is not
-// looked at: release it before a second use. Return 0, also when memory for the elevation is lacking (it is absent
-// then, "calloc err"); -2 for a null argument ("input para error").
+// ---- encoding
+//
+// The first argument is the current position, the second the reference. Encoding selects the narrowest offset that
+// holds the larger of the two horizontal differences, or the absolute position beyond 0.8388607 degree. The elevation
+// works the same way, with a limit of 204.7 m. The old value of p_outPosOftllv->offsetV is overwritten without being
+// read or freed, so the caller releases it first. Return 0; -2 for a null argument ("input para error").
 
-// From degrees and metres: differences times 1e7 and 10, the fraction cut off. Each width starts exactly at its bound,
-// so 0.0002047 degree takes the second one. An elevation of exactly 0.0 on either side stands for a missing one,
-// whatever elevIsValid says, and leaves offsetV absent. What is no number, or beyond a long, becomes a value that no
-// encoder takes.
+// Encodes from degrees and metres: multiplies differences by 1e7 and 10 and truncates them. Each width excludes its
+// bound, so 0.0002047 degree takes the second width. If either elevation is exactly 0.0, it counts as missing and
+// offsetV is absent; elevIsValid is ignored. NaN and values beyond a long become values that no encoder accepts.
 int32_t setPosOffsetLLV(const c_pos3D_t* currPos3D, const c_pos3D_t* hpathPos3D, PositionOffsetLLV_t* p_outPosOftllv);
 
-// From whole units: a difference of 2047 takes the first width here, and so on. offsetV is absent unless both positions
-// have an elevation.
+// Encodes from units (1e-7 degree, 0.1 m). Each horizontal width includes its bound, so a difference of 2047 takes the
+// first width. offsetV is absent unless both positions have an elevation.
 int32_t setPosOffsetLLVOriginal(const Position3D_t* currPos3D, const Position3D_t* refPos3D,
                                 PositionOffsetLLV_t* p_outPosOftllv);

@@ -34,23 +34,22 @@ constexpr double CONFIDENCE_STEPS = 200; // of 0.5 %
 constexpr int8_t MODE_COUNTING = 1;
 constexpr int8_t MODE_UTC = 2;
 
-// Returns the structure behind a handle. Returns null, and logs under the caller's function, when the handle is null or
-// `hasArguments` is false.
+// Returns the structure behind a handle. When the handle is null or `hasArguments` is false, logs under the name of the
+// calling function and returns null.
 template <typename T>
-T* Structure(void* handle, bool hasArguments = true, const char* function = __builtin_FUNCTION(),
-             int32_t line = __builtin_LINE()) {
+T* Structure(void* handle, bool hasArguments = true, const char* function = __builtin_FUNCTION()) {
     const bool isValid = handle != nullptr && hasArguments;
-    return v2xapp_Check(g_tag, isValid, "input err", __FILE__, function, line) ? static_cast<T*>(handle) : nullptr;
+    return v2xapp_Check(g_tag, isValid, "input err", function) ? static_cast<T*>(handle) : nullptr;
 }
 
 // Allocates a zeroed structure at *handle.
 template <typename T>
-int32_t Init(void** handle, const char* function = __builtin_FUNCTION(), int32_t line = __builtin_LINE()) {
-    if (!v2xapp_Check(g_tag, handle != nullptr, "input err", __FILE__, function, line)) {
+int32_t Init(void** handle, const char* function = __builtin_FUNCTION()) {
+    if (!v2xapp_Check(g_tag, handle != nullptr, "input err", function)) {
         return -1;
     }
     void* structure = std::calloc(1, sizeof(T));
-    if (!v2xapp_Check(g_tag, structure != nullptr, "calloc section err", __FILE__, function, line)) {
+    if (!v2xapp_Check(g_tag, structure != nullptr, "calloc section err", function)) {
         return -2;
     }
     *handle = structure;
@@ -99,7 +98,7 @@ uint64_t SecmarkOf(uint64_t microseconds) {
     return microseconds / 1000 % SECMARKS_PER_MINUTE;
 }
 
-// ---- timing: one table a mode
+// ---- timing: one table for each mode
 
 using Seconds = double c_phaseState_t::*;
 

@@ -1,34 +1,35 @@
-// Builds a MessageFrame that carries a SPAT, step by step: the frame, its message-level elements, and intersections,
-// phases and phase states, each made, filled and then added to what it belongs to.
+// Builds a MessageFrame with a SPAT step by step: the frame, the message's elements, then intersections, phases and
+// phase states. Each child is created, filled and added to its parent.
 //
-// Order: Init; message elements; for each intersection SectionInit and its elements, for each phase PhaseInit and
-// PhaseId, for each state PhaseStateInit, LightState, PhaseState, then PhaseStateAdd; PhaseAdd; SectionAdd. Encode with
-// v2xcodec_uperEnc, release with v2xcodec_freeStrcut (v2xapp_upercodec.h).
+// Calling order: Init; message elements; for each intersection SectionInit and its elements; for each phase PhaseInit
+// and PhaseId; for each state PhaseStateInit, LightState, PhaseState and PhaseStateAdd; then PhaseAdd; then SectionAdd.
+// Encode the frame with v2xcodec_uperEnc and release it with v2xcodec_freeStrcut (v2xapp_upercodec.h).
 //
-// Ownership: what an operation allocates is malloc's and belongs to the value that it is put into; setting an element
-// again reuses or frees what was there. A child made by an Init is the caller's until it is added, then its parent's:
-// add it once, and release one that is never added with its type's free operation. Arguments are copied, none is kept.
+// Ownership: allocated memory is malloc's and belongs to the structure that holds it. Setting an element again reuses
+// or frees the previous value. The caller owns a child until it is added; then the parent owns it. Add a child once.
+// Release a child that is never added with its type's free operation. Arguments are copied, never kept.
 //
-// Results: 0; -1 for a null handle or a null place for a result ("input err", level 2); -3 where memory for an element
-// is lacking ("calloc err", level 2), which leaves the element as it was; others as told below. Nothing is rolled back.
-// Values out of range are logged at level 3; encoding refuses those that are kept.
+// Results: 0; -1 if a handle or required pointer is null ("input err", level 2); -3 if memory for an optional number
+// runs out ("calloc err", level 2). Other results are listed with each function. Elements set before a failure stay
+// set. Other failed allocations throw std::bad_alloc. Values out of range are logged at level 3. Those that are kept
+// cannot be encoded.
 //
-// Lines go to the tag "GBSM" where the process has registered it. Every call may be made on any thread; one frame, and
-// what is to become part of it, belongs to one thread at a time.
+// Log lines use the tag "GBSM" if the process has registered it. Every function may be called on any thread; use one
+// frame and its children on one thread at a time.
 #pragma once
 
 #include <cstdint>
 
 using GBMSG_HANDLE = void*;              // a MessageFrame_t
-using GBSPAT_HANDLE = void*;             // the SPAT_t inside it, which lives as long as the frame
+using GBSPAT_HANDLE = void*;             // the SPAT_t inside the frame; valid as long as the frame
 using GBSPATIS_HANDLE = void*;           // an IntersectionState_t
 using GBSPATISPHASE_HANDLE = void*;      // a Phase_t
 using GBSPATISPHASESTATE_HANDLE = void*; // a PhaseState_t
 
-// One phase state's times, in seconds. The flags and lightState are not looked at: the sign of a value tells whether an
-// optional element is there.
+// The times of one phase state, in seconds. The builder ignores lightState and the flags: a negative value means that
+// an optional element is absent.
 struct c_phaseState_t {
-    int8_t stateMode; // 1 = times count down from now, 2 = times within the hour of UTC
+    int8_t stateMode; // 1 = seconds from now, 2 = seconds of the UTC hour
     uint8_t lightState;
     double startTime;
     double endTime;
@@ -40,88 +41,92 @@ struct c_phaseState_t {
     double opt_maxendTime;
     double opt_minendTime;
     double opt_nextStartTime;
-    double opt_nextDuration;   // in mode 2 the next end time
+    double opt_nextDuration;   // in mode 2: the next end time
     double opt_timeConfidence; // 0 to 1
 };
 
 // ---- message
 
-// Makes an empty frame with a SPAT in it; the caller owns the frame. Returns 0; -1 also without memory ("malloc memory
+// Creates a frame with an empty SPAT; the caller owns the frame. Returns 0; -1 also if memory runs out ("malloc memory
 // error!").
 int32_t v2xapp_GBMsgSPATInit(GBMSG_HANDLE* p_msgHdl, GBSPAT_HANDLE* p_spatHdl);
 
-// Sets msgCnt to the next message count: 1, 2, ... 127, 0, 1, ... over all messages and threads of the process.
+// Sets msgCnt to the next message count: 1, 2, ... 127, 0, 1, ... All threads of the process share the count.
 int32_t getSPATMsgCnt(GBSPAT_HANDLE spatHdl);
 
-// Minute of the year. Null makes it absent; 0 to 527040 is stored; anything else turns a minute that is there into
-// 527040 (invalid) and leaves an absent one absent.
+// Sets the minute of the year, 0 to 527040 (MinuteOfTheYear). Null removes it. Any other value changes a minute that is
+// present to 527040 (invalid) and leaves an absent one absent.
 int32_t v2xapp_GBMsgSPATMoy(GBSPAT_HANDLE spatHdl, int32_t* moy);
 
-// Name: `len` bytes at `text`, or up to its NUL when len is negative; only 1 to 63 bytes of ASCII can be encoded. A
-// null text makes the name absent, but leaves it alone when len is 1 to 63. Without memory the name stays as it was;
-// returns 0.
+// Sets the name to the `len` bytes at `text`, or to the text up to its NUL if len is negative. Only 1 to 63 ASCII bytes
+// can be encoded (DescriptiveName). A null text removes the name, except that it changes nothing when len is 1 to 63.
+// Returns 0 or -1.
 int32_t v2xapp_GBMsgSPATName(GBSPAT_HANDLE spatHdl, char* text, int32_t len);
 
-// Time stamp: the millisecond of the minute of *now, microseconds since a full minute such as 1970's start. Returns -1
-// for a null clock, too.
+// Sets the time stamp to the millisecond of the minute of *now, a clock in microseconds that starts at a full minute
+// (for example Unix time). Returns -1 for a null clock, too.
 int32_t v2xapp_GBMsgSPATSecmark(GBSPAT_HANDLE spatHdl, uint64_t* now);
 
-// Time stamp as given, 0 to 65535; anything else is logged and becomes 60000.
+// Sets the time stamp to `secMark`, 0 to 65535 (DSecond). Any other value is logged and becomes 60000.
 int32_t v2xapp_GBMsgSPATSecmark2(GBSPAT_HANDLE spatHdl, uint64_t secMark);
 
 // ---- intersection
 
-// Makes an empty intersection, which the caller owns. Returns -2 without memory ("calloc section err").
+// Creates an empty intersection, which the caller owns. Returns -2 if memory runs out ("calloc section err").
 int32_t v2xapp_GBMsgSPATSectionInit(GBSPATIS_HANDLE* p_sectionHdl);
 
-// Appends the intersection to the message, which owns it from now on. Returns 0 also when memory for the longer list is
-// lacking; the intersection stays the caller's then, which the list's count tells.
+// Appends the intersection to the message, which then owns it. Also returns 0 if memory for the list runs out: then the
+// list's count stays the same and the caller still owns the intersection.
 int32_t v2xapp_GBMsgSPATSectionAdd(GBSPAT_HANDLE spatHdl, GBSPATIS_HANDLE sectionHdl);
 
-// Intersection id: region in the upper 16 bits, node id in the lower ones. Returns -3 without memory for the region
-// ("intersectionId.region is out of range(0..65535), curr value = ...", level 3); the node id is set then.
+// Sets the intersection id: the upper 16 bits are the region, the lower 16 bits the node id. Returns -3 if memory for
+// the region runs out ("intersectionId.region is out of range(0..65535), curr value = ...", level 3); the node id is
+// set.
 int32_t v2xapp_GBMsgSPATSectionId(GBSPATIS_HANDLE sectionHdl, uint32_t id);
 
-// Status: the low 16 bits, bit 15 the first of the bit string.
+// Sets the status to the low 16 bits of `status` (IntersectionStatusObject). Bit 15 is the first bit of the bit string.
 int32_t v2xapp_GBMsgSPATSectionStatus(GBSPATIS_HANDLE sectionHdl, int32_t status);
 
-// As the message's.
+// These three work like the message's functions.
 int32_t v2xapp_GBMsgSPATSectionMoy(GBSPATIS_HANDLE sectionHdl, int32_t* moy);
 int32_t v2xapp_GBMsgSPATSectionSecmark(GBSPATIS_HANDLE sectionHdl, uint64_t* now);
 int32_t v2xapp_GBMsgSPATSectionSecmark2(GBSPATIS_HANDLE sectionHdl, uint64_t secMark);
 
-// Time confidence, 0 to 39; null makes it absent. Returns 0, for a null handle too ("input err"); -2 for a value out of
-// range ("range out 0..39", level 2), which changes nothing.
+// Sets the time confidence, 0 to 39 (TimeConfidence). Null removes it. Returns 0, even for a null handle ("input err");
+// -2 for a value out of range ("range out 0..39", level 2), which changes nothing.
 int32_t v2xapp_GBMsgSPATSectionTimeCfd(GBSPATIS_HANDLE sectionHdl, int32_t* timeConfidence);
 
 // ---- phase
 
-// Makes an empty phase, which the caller owns. Returns -2 without memory ("calloc section err").
+// Creates an empty phase, which the caller owns. Returns -2 if memory runs out ("calloc section err").
 int32_t v2xapp_GBMsgSPATSectionPhaseInit(GBSPATISPHASE_HANDLE* p_phaseHdl);
 
-// Appends the phase to the intersection; as SectionAdd.
+// Appends the phase to the intersection; otherwise like SectionAdd.
 int32_t v2xapp_GBMsgSPATSectionPhaseAdd(GBSPATIS_HANDLE sectionHdl, GBSPATISPHASE_HANDLE phaseHdl);
 
-// Phase id, 0 to 255. Another value is kept and returns -2.
+// Sets the phase id, 0 to 255 (PhaseID). Stores any other value, too, but returns -2.
 int32_t v2xapp_GBMsgSPATSectionPhaseId(GBSPATISPHASE_HANDLE phaseHdl, int32_t phaseId);
 
 // ---- phase state
 
-// Makes an empty phase state, which the caller owns. Returns -2 without memory ("calloc section err").
+// Creates an empty phase state, which the caller owns. Returns -2 if memory runs out ("calloc section err").
 int32_t v2xapp_GBMsgSPATSectionPhaseStateInit(GBSPATISPHASESTATE_HANDLE* p_stateHdl);
 
-// Appends the state to the phase; as SectionAdd.
+// Appends the state to the phase; otherwise like SectionAdd.
 int32_t v2xapp_GBMsgSPATSectionPhaseStateAdd(GBSPATISPHASE_HANDLE phaseHdl, GBSPATISPHASESTATE_HANDLE stateHdl);
 
-// Light, 0 to 8. Another value is kept and returns -2.
+// Sets the light, 0 to 8 (LightState). Stores any other value, too, but returns -2.
 int32_t v2xapp_GBMsgSPATSectionPhaseStateLightState(GBSPATISPHASESTATE_HANDLE stateHdl, int32_t light);
 
-// Timing, as stateMode says; another mode than 1 and 2 changes nothing. Times become tenths of a second, the fraction
-// cut off; those outside 0 to 36001 are logged and kept. What is no number, or beyond a long, is out of range as well.
-// - start and likely end: always present.
-// - latest and earliest end: absent when negative.
-// - next start: 36001 (unknown) when negative.
-// - next duration (mode 1): 36001 when the next START is negative; next end (mode 2): 36001 when itself negative.
-// - confidence, in steps of 0.5 %, logged and kept outside 0 to 200: when negative, absent in mode 1 and 0 in mode 2.
-// Returns 0 or -1. Without memory for the timing the old one stays, without memory for an element that one is absent.
+// Sets the timing that stateMode selects; modes other than 1 and 2 change nothing. Times are truncated to tenths of a
+// second (TimeMark, 36001 = unknown). Times outside 0 to 36001 are logged and kept; so are NaN and values beyond a
+// long.
+// - Start and likely end are always present.
+// - Latest and earliest end are absent when negative.
+// - The next start is 36001 when negative.
+// - The next duration (mode 1) is 36001 when the next START is negative; the next end (mode 2) when it is itself
+// negative.
+// - The confidence counts in steps of 0.5 % (Confidence). A negative one is absent in mode 1 and 0 in mode 2. One above
+//   200 is logged and kept.
+// Returns 0 or -1.
 int32_t v2xapp_GBMsgSPATSectionPhaseStatePhaseState(GBSPATISPHASESTATE_HANDLE stateHdl, c_phaseState_t state);

@@ -7,11 +7,11 @@
 
 #include "v2x/v2xlog.h"
 
-// Returns `isValid`. When it is false, logs `message` at level 2 with the function and line of the caller. Any thread.
-inline bool v2xapp_Check(v2xlog_tag_t& tag, bool isValid, const char* message, const char* file = __builtin_FILE(),
-                         const char* function = __builtin_FUNCTION(), int32_t line = __builtin_LINE()) {
+// Returns `isValid`. When it is false, logs `message` at level 2 under the name of the calling function. Any thread.
+inline bool v2xapp_Check(v2xlog_tag_t& tag, bool isValid, const char* message,
+                         const char* function = __builtin_FUNCTION()) {
     if (!isValid && v2xlog_Enabled(tag, V2XLOG_ERROR)) {
-        v2xlog_Format(v2xlog_Handle(tag), V2XLOG_ERROR, 1, file, function, line, "%s", message);
+        v2xlog_Format(v2xlog_Handle(tag), V2XLOG_ERROR, 1, __FILE__, function, __LINE__, "%s", message);
     }
     return isValid;
 }
