@@ -1,9 +1,10 @@
-# Mends known faults of asn1c 0.9.28 in the files that it has just written, and stops where a place to mend is not found
-# exactly as often as expected: another version needs another look.
-# usage: cmake -D FOLDER=<generated files> -D LEAF_TYPES=<types without members in the modules> -P mend.cmake
+# Corrects known faults of asn1c 0.9.28 in its generated files. Fails when the code to replace does not occur exactly as
+# often as expected, because another version of asn1c needs another review.
+# usage: cmake -D FOLDER=<generated files> -D LEAF_TYPES=<number of types without members in the modules> -P mend.cmake
 cmake_minimum_required(VERSION 3.25)
 
-# mend(VARIABLE WHAT TIMES OLD NEW): replaces OLD in VARIABLE.
+# mend(VARIABLE WHAT TIMES OLD NEW): replaces OLD, which must occur TIMES times, by NEW in VARIABLE. WHAT names the place
+# in the error message.
 function(mend variable what times old new)
   string(REPLACE "${old}" "" without "${${variable}}")
   string(LENGTH "${${variable}}" before)
@@ -23,9 +24,9 @@ function(mend_file name times old new)
   file(WRITE ${FOLDER}/${name} "${text}")
 endfunction()
 
-# A type without members fills its descriptor in from its base type on every call: a data race, and the type's own
-# constraint check is lost to the base's, which passes anything. Fill it in once, before anything else runs, and keep
-# the check.
+# A type without members copies its base type's functions into its descriptor on every call. This is a data race, and it
+# replaces the type's constraint check by that of the base type, which accepts everything. Copy once, before main() and
+# other constructors, and keep the check.
 set(leaf_types 0)
 file(GLOB sources ${FOLDER}/*.c)
 foreach(path IN LISTS sources)
@@ -55,12 +56,12 @@ if(NOT leaf_types EQUAL LEAF_TYPES)
   message(FATAL_ERROR "mend: ${leaf_types} types fill in their descriptor instead of ${LEAF_TYPES}")
 endif()
 
-# Members without a check of their own kept their type's at first use: a data race again.
+# Members without a check of their own stored their type's check at first use, which was a data race, too.
 foreach(file constr_CHOICE.c constr_SEQUENCE.c constr_SET_OF.c)
   mend_file(${file} 1 "elm->memb_constraints = elm->type->check_constraints;" ";")
 endforeach()
 
-# The number of a list's elements was never checked.
+# The constraint check ignored the number of elements in a list.
 mend_file(constr_SET_OF.c 1
   "\tconstr = elm->memb_constraints;
 	if(!constr) constr = elm->type->check_constraints;
@@ -81,7 +82,7 @@ mend_file(constr_SET_OF.c 1
 	if(!constr) constr = elm->type->check_constraints;
 ")
 
-# Any number passed for an enumerated value; the type's own table tells which there are.
+# The constraint check accepted any number as an enumerated value. Check it against the type's table of values.
 mend_file(NativeEnumerated.c 1
   "asn_TYPE_descriptor_t asn_DEF_NativeEnumerated = {"
   "static int
@@ -99,14 +100,14 @@ NativeEnumerated_constraint(asn_TYPE_descriptor_t *td, const void *sptr,
 asn_TYPE_descriptor_t asn_DEF_NativeEnumerated = {")
 mend_file(NativeEnumerated.c 1 "\tasn_generic_no_constraint,\n" "\tNativeEnumerated_constraint,\n")
 
-# Bit strings that a newer edition may make longer were refused by the check.
+# The constraint check rejected extensible bit strings that a newer edition made longer.
 foreach(size VehicleEventFlags:13 ExteriorLights:9 LaneAttributes-Vehicle:8)
   string(REGEX REPLACE "^(.*):(.*)$" "\\1.c;\\2" size ${size})
   list(POP_FRONT size file)
   mend_file(${file} 1 "if((size == ${size}))" "if(size >= ${size})")
 endforeach()
 
-# Unknown extension additions were skipped in steps of 24 bits, and all but the first of them were left unread.
+# The decoder skipped unknown extension additions in steps of 24 bits, and skipped only the first of them.
 mend_file(per_opentype.c 1 "while(per_get_few_bits(pd, 24) >= 0);" "while(per_get_few_bits(pd, 8) >= 0);")
 mend_file(constr_SEQUENCE.c 1
   "if(uper_open_type_skip(opt_codec_ctx, pd)) {
@@ -121,9 +122,9 @@ mend_file(constr_SEQUENCE.c 1
 				continue;
 ")
 
-# An alternative and an enumerated value of a newer edition ended the decoding of the whole frame. The alternative is
-# skipped and leaves the choice with none; the value reads as the type's first, in every extensible type of the message
-# set the one for unknown, unavailable or not in use.
+# An unknown alternative or enumerated value of a newer edition failed the decoding of the whole frame. Skip the
+# alternative and leave the choice empty. Decode the value as the first one of its type: in every extensible type of the
+# message set that is unknown, unavailable or not in use.
 mend_file(constr_CHOICE.c 1
   "\t\tvalue += specs->ext_start;
 		if(value >= td->elements_count)
@@ -150,7 +151,7 @@ mend_file(NativeEnumerated.c 1
 			value = 0;
 ")
 
-# What is sent in pieces of 16384 lacked its closing length of 0 where the last piece was a full one.
+# Data sent in fragments of 16384 units lacked the final length of 0 when the last fragment was full.
 mend_file(per_opentype.c 1
   "\t\ttoGo -= maySave;\n"
   "\t\ttoGo -= maySave;
@@ -169,7 +170,7 @@ mend_file(OCTET_STRING.c 1
 			ASN__ENCODE_FAILED;
 ")
 
-# XER: a CHOICE knew its alternative only after that was complete, so that an incomplete one was never freed.
+# XER: a CHOICE recorded its alternative only after decoding it, so an incomplete alternative leaked.
 mend_file(constr_CHOICE.c 1
   "\t\t\tassert(_fetch_present_idx(st,
 				specs->pres_offset, specs->pres_size) == 0);
@@ -181,13 +182,13 @@ mend_file(constr_CHOICE.c 1
 mend_file(constr_CHOICE.c 1
   "\t\t\t/* Start/Continue decoding the inner member */
 			tmprval = elm->type->xer_decoder("
-  "\t\t\t/* Record what may have to be freed */
+  "\t\t\t/* Record what to free after a failure */
 			_set_present_idx(st,
 				specs->pres_offset, specs->pres_size, edx + 1);
 			/* Start/Continue decoding the inner member */
 			tmprval = elm->type->xer_decoder(")
 
-# XER: a name with a NUL in it was compared beyond the end of the enumerated name that it begins like.
+# XER: comparing a name that contains a NUL read beyond the end of an enumerated name with the same beginning.
 mend_file(INTEGER.c 1
   "ptr < end; ptr++, name++) {
 		if(*ptr != *name)"
@@ -196,7 +197,7 @@ mend_file(INTEGER.c 1
 			return 1;
 		if(*ptr != *name)")
 
-# XER: a character reference without digits, or to NUL, ended the process; it is text like any other that is none.
+# XER: a character reference without digits or to NUL aborted the process. Treat it as text, like other malformed ones.
 mend_file(OCTET_STRING.c 1
   "\t\t\tassert(val > 0);\n"
   "\t\t\tif(val <= 0) {

@@ -10,7 +10,7 @@
 
 namespace {
 
-// Where the encoders write to; `size` goes on beyond `room`.
+// The encoders' output. `size` counts all bytes, also those that do not fit into `room`.
 struct Output {
     uint8_t* bytes;
     size_t room;
@@ -32,13 +32,13 @@ asn_enc_rval_t asn_encode_to_buffer(const asn_codec_ctx_t* /*context*/, asn_tran
                                     asn_TYPE_descriptor_t* type, const void* structure, void* buffer,
                                     size_t buffer_size) {
     Output output{static_cast<uint8_t*>(buffer), buffer_size, 0};
-    auto* value = const_cast<void*>(structure); // the encoders take it without const and only read it
+    auto* value = const_cast<void*>(structure); // the encoders only read it, but their signature lacks const
     asn_enc_rval_t result{-1, nullptr, value};
     switch (syntax) {
     case ATS_UNALIGNED_CANONICAL_PER:
         result = uper_encode(type, value, Append, &output);
         if (result.encoded == 0) {
-            Append("", 1, &output); // a complete encoding has at least one octet: X.691 11.1
+            Append("", 1, &output); // ITU-T X.691 11.1: a complete encoding has at least one octet
         }
         break;
     case ATS_BASIC_XER:
@@ -58,13 +58,13 @@ asn_enc_rval_t asn_encode_to_buffer(const asn_codec_ctx_t* /*context*/, asn_tran
 
 asn_dec_rval_t asn_decode(const asn_codec_ctx_t* context, asn_transfer_syntax syntax, asn_TYPE_descriptor_t* type,
                           void** structure, const void* buffer, size_t size) {
-    asn_codec_ctx_t own = context == nullptr ? asn_codec_ctx_t{} : *context;
+    asn_codec_ctx_t copy = context == nullptr ? asn_codec_ctx_t{} : *context; // the decoders modify it
     switch (syntax) {
     case ATS_UNALIGNED_CANONICAL_PER:
-        return uper_decode_complete(&own, type, structure, buffer, size);
+        return uper_decode_complete(&copy, type, structure, buffer, size);
     case ATS_BASIC_XER:
     case ATS_CANONICAL_XER:
-        return xer_decode(&own, type, structure, buffer, size);
+        return xer_decode(&copy, type, structure, buffer, size);
     case ATS_INVALID:
         break;
     }
