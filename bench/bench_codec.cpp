@@ -1,4 +1,4 @@
-// SPAT frames decoded and encoded through the codec library, beside the same call of the bare runtime.
+// Compares decoding and encoding of SPAT frames by the codec library with the same calls of the runtime.
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -17,9 +17,9 @@ int main() {
         int phases;
         int states;
     } frames[] = {{"1 phase", 1, 1}, {"8 phases", 8, 1}, {"16 phases of 16 states", 16, 16}};
-    bool sound = true;
+    bool isOk = true;
     V2X_LOGHANDLE handle = nullptr;
-    v2xlog_AddTag("UPER", &handle); // at its usual level, as in the daemon
+    v2xlog_AddTag("UPER", &handle); // at its default level, as in the daemon
     compareHeading("raw", "codec");
     for (const auto& row : frames) {
         std::vector<uint8_t> bytes = spatFrame(row.phases, row.states);
@@ -36,24 +36,24 @@ int main() {
             [&] {
                 void* decoded = nullptr;
                 asn_codec_ctx_t context{};
-                sound &=
+                isOk &=
                     uper_decode_complete(&context, &asn_DEF_MessageFrame, &decoded, bytes.data(), bytes.size()).code ==
                     RC_OK;
                 ASN_STRUCT_FREE(asn_DEF_MessageFrame, decoded);
             },
             [&] {
                 ASNSTRUCT_HANDLE decoded = nullptr;
-                sound &= v2xcodec_uperDec(&decoded, bytes.data(), size) == 0;
+                isOk &= v2xcodec_uperDec(&decoded, bytes.data(), size) == 0;
                 v2xcodec_freeStrcut(&decoded);
             });
         compare(
             (what + ": encode").c_str(),
-            [&] { sound &= uper_encode_to_buffer(&asn_DEF_MessageFrame, frame, out.data(), out.size()).encoded > 0; },
+            [&] { isOk &= uper_encode_to_buffer(&asn_DEF_MessageFrame, frame, out.data(), out.size()).encoded > 0; },
             [&] {
                 int16_t length = 0;
-                sound &= v2xcodec_uperEnc(frame, out.data(), static_cast<int32_t>(out.size()), &length) == 0;
+                isOk &= v2xcodec_uperEnc(frame, out.data(), static_cast<int32_t>(out.size()), &length) == 0;
             });
         v2xcodec_freeStrcut(&frame);
     }
-    return sound ? 0 : 1;
+    return isOk ? 0 : 1;
 }

@@ -1,9 +1,9 @@
-// SPAT frames to measure with.
+// SPAT frames for benchmarks.
 #pragma once
 
 #include <cstdint>
 #include <vector>
 
-// The encoding of a SPAT with one intersection: `phases` phases (1 to 16) of `states` states each (1 to 16), counting
-// down. Empty when it cannot be made.
+// Returns the PER encoding of a SPAT with one intersection, `phases` phases (1 to 16) and `states` states a phase (1 to
+// 16) with countdown timing. Returns no bytes when encoding fails.
 std::vector<uint8_t> spatFrame(int phases, int states);

@@ -15,7 +15,7 @@ void expect(bool holds, const char* what) {
     }
 }
 
-// Empty when the frame cannot be encoded. A first buffer that is often too small has its bounds tested too.
+// Returns no bytes when the frame cannot be encoded. The first buffer is often too small, which tests its bounds.
 Bytes encode(asn_transfer_syntax syntax, ASNSTRUCT_HANDLE hdl) {
     Bytes bytes(64);
     for (int attempt = 0; attempt < 2; attempt++) {
@@ -24,39 +24,40 @@ Bytes encode(asn_transfer_syntax syntax, ASNSTRUCT_HANDLE hdl) {
         if (result.encoded < 0) {
             return {};
         }
-        const bool whole = static_cast<size_t>(result.encoded) <= bytes.size();
+        const bool isComplete = static_cast<size_t>(result.encoded) <= bytes.size();
         bytes.resize(static_cast<size_t>(result.encoded));
-        if (whole) {
+        if (isComplete) {
             return bytes;
         }
     }
-    expect(false, "the size of an encoding changes");
+    expect(false, "the size of an encoding varies");
     return {};
 }
 
-Bytes encodedAgain(asn_transfer_syntax syntax, const Bytes& bytes) {
+// Decodes the bytes and encodes the result as PER.
+Bytes reencoded(asn_transfer_syntax syntax, const Bytes& bytes) {
     void* frame = nullptr;
     const asn_dec_rval_t result =
         asn_decode(nullptr, syntax, &asn_DEF_MessageFrame, &frame, bytes.data(), bytes.size());
-    expect(result.code == RC_OK, "an encoding does not decode");
-    const Bytes again = encode(ATS_UNALIGNED_CANONICAL_PER, frame);
+    expect(result.code == RC_OK, "an encoding cannot be decoded");
+    const Bytes encoded = encode(ATS_UNALIGNED_CANONICAL_PER, frame);
     v2xcodec_freeStrcut(&frame);
-    return again;
+    return encoded;
 }
 
 } // namespace
 
 void checkFrame(ASNSTRUCT_HANDLE* hdl) {
-    const bool within = asn_check_constraints(&asn_DEF_MessageFrame, *hdl, nullptr, nullptr) == 0;
+    const bool isValid = asn_check_constraints(&asn_DEF_MessageFrame, *hdl, nullptr, nullptr) == 0;
     const Bytes uper = encode(ATS_UNALIGNED_CANONICAL_PER, *hdl);
     const Bytes xer = encode(ATS_BASIC_XER, *hdl);
     const Bytes canonical = encode(ATS_CANONICAL_XER, *hdl);
     v2xcodec_freeStrcut(hdl);
-    if (!within) {
+    if (!isValid) {
         return;
     }
-    expect(!uper.empty() && !xer.empty() && !canonical.empty(), "a frame within its constraints does not encode");
-    expect(encodedAgain(ATS_UNALIGNED_CANONICAL_PER, uper) == uper, "not the same by way of PER");
-    expect(encodedAgain(ATS_BASIC_XER, xer) == uper, "not the same by way of XER");
-    expect(encodedAgain(ATS_CANONICAL_XER, canonical) == uper, "not the same by way of canonical XER");
+    expect(!uper.empty() && !xer.empty() && !canonical.empty(), "a valid frame cannot be encoded");
+    expect(reencoded(ATS_UNALIGNED_CANONICAL_PER, uper) == uper, "PER round trip differs");
+    expect(reencoded(ATS_BASIC_XER, xer) == uper, "basic XER round trip differs");
+    expect(reencoded(ATS_CANONICAL_XER, canonical) == uper, "canonical XER round trip differs");
 }

@@ -1,8 +1,8 @@
-// What holds for every frame that a decoder hands out.
+// Checks that every fuzz target applies to a decoded frame.
 #pragma once
 
 #include "v2xapp_upercodec.h"
 
-// Checks constraints, encodes and prints the frame at *hdl and releases it. Of a frame within its constraints, the
-// encoding decodes to the same bytes again, straight and by way of XER. Ends the process where that is not so.
+// Checks the constraints of the frame at *hdl, encodes it in every syntax and releases it. If the frame meets its
+// constraints, each encoding must decode, and encode again to the same PER bytes. Aborts the process otherwise.
 void checkFrame(ASNSTRUCT_HANDLE* hdl);

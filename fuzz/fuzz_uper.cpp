@@ -1,4 +1,4 @@
-// One frame as it comes from the air.
+// Decodes one frame in unaligned PER, as received on the air.
 #include "exact_copy.h"
 #include "frame_check.h"
 

@@ -1,4 +1,4 @@
-// One frame as text.
+// Decodes one frame in XER text.
 #include "exact_copy.h"
 #include "frame_check.h"
 

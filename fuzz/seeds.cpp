@@ -1,5 +1,5 @@
-// Makes seeds from the frames of tests/data/uper: each frame of at most 4096 bytes as it is, and as text.
-// usage: fuzz_seeds FRAMES_FOLDER TEXTS_FOLDER FILE...
+// Writes fuzzing seeds from the frames of tests/data/uper. Each frame of at most 4096 bytes becomes a PER and an XER
+// seed. usage: fuzz_seeds FRAMES_FOLDER TEXTS_FOLDER FILE...
 #include <cstdio>
 #include <filesystem>
 #include <fstream>

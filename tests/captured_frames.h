@@ -1,11 +1,11 @@
-// Frames as they were captured on the air, in hex.
+// Frames captured on the air, in hex.
 #pragma once
 
 namespace captured {
 
-// SPAT: minute 513261, one intersection (region 1, id 33), 12 phases of one state each. The recording ends 13 bits
-// short, inside the last phase's likely end time; the last five digits were put to it, zeros as in the other phases
-// that do not end (3, 7 and 11).
+// SPAT: minute 513261, one intersection (region 1, id 33), 12 phases with one state each. The recording lacks the last
+// 13 bits, from within the last phase's likely end time. The last five digits are added: zeros, as in the other phases
+// without an end (3, 7 and 11).
 inline constexpr const char* spat =
     "36B6FA9DB8E6C0080008010828058082300000006CC0408C0000001B30182500000000000A08C0000001090302300000004240E094000000"
     "000048250000000118140940000000460582500000000001A08C0000000550702300000001541E094000000"

@@ -1,4 +1,4 @@
-// The frames of a file of tests/data/uper, whose README.md says how they are written.
+// Reads the frames of a file in tests/data/uper; its README.md describes the format.
 #pragma once
 
 #include <fstream>
@@ -13,7 +13,7 @@ struct UperFrame {
     Bytes bytes;
     size_t leafCount = 0;
     std::string leafCrc;
-    std::vector<std::string> leaves; // all, or some of many
+    std::vector<std::string> leaves; // all leaves, or a selection of more than 200
 };
 
 inline std::vector<UperFrame> uperFrames(const std::string& path) {

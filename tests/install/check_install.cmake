@@ -1,4 +1,4 @@
-# Installs the codec library into a folder of its own, builds a program against it and runs that.
+# Installs the codec library into a separate folder, then builds and runs a program that uses it.
 # usage: cmake -D BUILD=<build tree> -D SOURCE=<this folder> -D WORK=<folder to use> -D HEX=<frame> -P check_install.cmake
 file(REMOVE_RECURSE ${WORK})
 foreach(step

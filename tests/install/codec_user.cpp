@@ -1,4 +1,4 @@
-// Decodes a frame given in hex and encodes it again, with no log opened. Exit status 0 when the bytes are the same.
+// Decodes a frame given in hex and encodes it again, without a log. Exits with status 0 when the bytes are equal.
 #include <string>
 #include <vector>
 
@@ -11,7 +11,7 @@ int main(int argc, char** argv) {
         bytes.push_back(static_cast<uint8_t>(std::stoi(digits.substr(at, 2), nullptr, 16)));
     }
     ASNSTRUCT_HANDLE frame = nullptr;
-    if (v2xcodec_uperDec(&frame, nullptr, 1) != -1 || // would be logged
+    if (v2xcodec_uperDec(&frame, nullptr, 1) != -1 || // a failure that would be logged
         v2xcodec_uperDec(&frame, bytes.data(), static_cast<int16_t>(bytes.size())) != 0) {
         return 1;
     }

@@ -1,4 +1,4 @@
-// The layer over the message set's runtime, and the faults of that runtime that are mended when its types are made.
+// Tests the layer over the message set's runtime, and the corrections that the build applies to generated code.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
@@ -17,12 +17,12 @@ asn_dec_rval_code_e codeOf(asn_transfer_syntax syntax, const Bytes& bytes) {
     return result.code;
 }
 
-// Of memory that ends where the text ends.
+// The buffer ends where the text ends, so that the sanitizer sees a read beyond it.
 asn_dec_rval_code_e codeOf(const std::string& xer) {
     return codeOf(ATS_CANONICAL_XER, Bytes(xer.begin(), xer.end()));
 }
 
-// A SPAT in XER around one phase state, with a name.
+// Returns a SPAT in XER with one phase state.
 std::string spatText(const std::string& light, const std::string& name = "x") {
     return "<MessageFrame><spatFrame><msgCnt>1</msgCnt><name>" + name +
            "</name><intersections><IntersectionState><intersectionId><id>5</id></intersectionId>"
@@ -32,7 +32,7 @@ std::string spatText(const std::string& light, const std::string& name = "x") {
            "</MessageFrame>";
 }
 
-TEST(MsgSet, BytesThatFitNowhere) {
+TEST(MsgSet, RejectsInvalidInput) {
     EXPECT_EQ(codeOf(ATS_UNALIGNED_CANONICAL_PER, hex("36B6FA9DB8E6C0")), RC_WMORE);
     EXPECT_EQ(codeOf(ATS_UNALIGNED_CANONICAL_PER, {0x50}), RC_FAIL) << "the sixth alternative of five";
     EXPECT_EQ(codeOf("<MessageFrame>"), RC_WMORE);
@@ -41,8 +41,8 @@ TEST(MsgSet, BytesThatFitNowhere) {
     EXPECT_EQ(asn_encode_to_buffer(nullptr, ATS_INVALID, &asn_DEF_MessageFrame, nullptr, nullptr, 0).encoded, -1);
 }
 
-// Unmended, a type's check is lost at its first use.
-TEST(MsgSet, ConstraintsHoldAfterTheFirstUse) {
+// Without the correction a type loses its check at its first use.
+TEST(MsgSet, ChecksConstraintsAfterFirstUse) {
     const Bytes bytes = hex(captured::spat);
     void* frame = nullptr;
     asn_decode(nullptr, ATS_UNALIGNED_CANONICAL_PER, &asn_DEF_MessageFrame, &frame, bytes.data(), bytes.size());
@@ -73,12 +73,13 @@ TEST(MsgSet, ConstraintsHoldAfterTheFirstUse) {
     ASN_STRUCT_FREE(asn_DEF_MessageFrame, static_cast<MessageFrame_t*>(frame));
 }
 
-// Each of these is a leak, a read beyond a name or an abort without its mend; the sanitizers see the first two.
-TEST(MsgSet, HostileText) {
+// Without the corrections these texts cause a leak, a read beyond a name or an abort. The sanitizers report the first
+// two.
+TEST(MsgSet, SurvivesHostileXer) {
     const std::string good = spatText("<red/>");
     EXPECT_EQ(codeOf(good), RC_OK);
     EXPECT_EQ(codeOf(spatText("<red" + std::string(1, '\0') + "dle/>")), RC_FAIL) << "a name with a NUL in it";
-    EXPECT_EQ(codeOf(spatText("<redder/>")), RC_FAIL) << "a name that begins like one";
+    EXPECT_EQ(codeOf(spatText("<redder/>")), RC_FAIL) << "a name that starts like a valid one";
     for (const char* reference : {"a&#;b", "&#x;", "&#0;"}) {
         EXPECT_EQ(codeOf(spatText("<red/>", reference)), RC_OK) << reference;
     }

@@ -3,8 +3,8 @@
 # usage: cmake -D FOLDER=<generated files> -D LEAF_TYPES=<number of types without members in the modules> -P mend.cmake
 cmake_minimum_required(VERSION 3.25)
 
-# mend(VARIABLE WHAT TIMES OLD NEW): replaces OLD, which must occur TIMES times, by NEW in VARIABLE. WHAT names the place
-# in the error message.
+# mend(VARIABLE WHAT TIMES OLD NEW): replaces OLD, which must occur TIMES times, by NEW in VARIABLE. An error message
+# names the place as WHAT.
 function(mend variable what times old new)
   string(REPLACE "${old}" "" without "${${variable}}")
   string(LENGTH "${${variable}}" before)
