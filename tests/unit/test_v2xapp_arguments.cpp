@@ -39,8 +39,7 @@ TEST(CodecLibrary, RejectsNullArguments) {
     uint8_t bytes[8] = {};
     int16_t length = 7;
     uint32_t room = sizeof bytes;
-    uint8_t untouched = 0;
-    void* hdl = &untouched;
+    void* hdl = bytes; // stands for every handle: the functions must return before they use it
     const Rejection codec = {-1, "UPER 2 input para error!"};
     expectNullRejected(codec, v2xcodec_uperEnc, hdl, bytes, 8, &length);
     expectNullRejected(codec, v2xcodec_uperDec, &hdl, bytes, 8);
@@ -49,50 +48,41 @@ TEST(CodecLibrary, RejectsNullArguments) {
     expectNullRejected(codec, v2xcodec_print, hdl);
 
     const v2xapp_gbMsg_PosStr_t raw = {};
-    const c_pos3D_t place = {};
-    const Position3D_t position = {};
-    c_pos3D_t outPlace = {};
-    Position3D_t outPosition = {};
+    c_pos3D_t place = {};
+    Position3D_t position = {};
     PositionOffsetLLV_t offset = {};
     const Rejection decoder = {-1, "UPER 2 input param error"};
     const Rejection encoder = {-2, "UPER 2 input para error"};
-    expectNullRejected(decoder, v2xcodec_GBpraseMsgPos, &raw, &place, &outPlace);
-    expectNullRejected(decoder, prasePosOffsetLLV, &offset, &place, &outPlace);
-    expectNullRejected(decoder, prasePosOffsetLLVOriginal, &offset, &position, &outPosition);
+    expectNullRejected(decoder, v2xcodec_GBpraseMsgPos, &raw, &place, &place);
+    expectNullRejected(decoder, prasePosOffsetLLV, &offset, &place, &place);
+    expectNullRejected(decoder, prasePosOffsetLLVOriginal, &offset, &position, &position);
     expectNullRejected(encoder, setPosOffsetLLV, &place, &place, &offset);
     expectNullRejected(encoder, setPosOffsetLLVOriginal, &position, &position, &offset);
 
-    SPAT_t spat = {};
-    IntersectionState_t section = {};
-    Phase_t phase = {};
-    PhaseState_t state = {};
     uint64_t clock = 1;
     const Rejection builder = {-1, "GBSM 2 input err"};
     expectNullRejected(builder, v2xapp_GBMsgSPATInit, &hdl, &hdl);
-    expectNullRejected(builder, getSPATMsgCnt, &spat);
-    expectNullRejected(builder, v2xapp_GBMsgSPATMoy, &spat, nullptr);
-    expectNullRejected(builder, v2xapp_GBMsgSPATName, &spat, nullptr, 1);
-    expectNullRejected(builder, v2xapp_GBMsgSPATSecmark, &spat, &clock);
-    expectNullRejected(builder, v2xapp_GBMsgSPATSecmark2, &spat, 1);
+    expectNullRejected(builder, getSPATMsgCnt, hdl);
+    expectNullRejected(builder, v2xapp_GBMsgSPATMoy, hdl, nullptr);
+    expectNullRejected(builder, v2xapp_GBMsgSPATName, hdl, nullptr, 1);
+    expectNullRejected(builder, v2xapp_GBMsgSPATSecmark, hdl, &clock);
+    expectNullRejected(builder, v2xapp_GBMsgSPATSecmark2, hdl, 1);
     expectNullRejected(builder, v2xapp_GBMsgSPATSectionInit, &hdl);
-    expectNullRejected(builder, v2xapp_GBMsgSPATSectionAdd, &spat, &section);
-    expectNullRejected(builder, v2xapp_GBMsgSPATSectionId, &section, 1);
-    expectNullRejected(builder, v2xapp_GBMsgSPATSectionStatus, &section, 1);
-    expectNullRejected(builder, v2xapp_GBMsgSPATSectionMoy, &section, nullptr);
-    expectNullRejected(builder, v2xapp_GBMsgSPATSectionSecmark, &section, &clock);
-    expectNullRejected(builder, v2xapp_GBMsgSPATSectionSecmark2, &section, 1);
-    expectNullRejected({0, builder.log}, v2xapp_GBMsgSPATSectionTimeCfd, &section, nullptr);
+    expectNullRejected(builder, v2xapp_GBMsgSPATSectionAdd, hdl, hdl);
+    expectNullRejected(builder, v2xapp_GBMsgSPATSectionId, hdl, 1);
+    expectNullRejected(builder, v2xapp_GBMsgSPATSectionStatus, hdl, 1);
+    expectNullRejected(builder, v2xapp_GBMsgSPATSectionMoy, hdl, nullptr);
+    expectNullRejected(builder, v2xapp_GBMsgSPATSectionSecmark, hdl, &clock);
+    expectNullRejected(builder, v2xapp_GBMsgSPATSectionSecmark2, hdl, 1);
     expectNullRejected(builder, v2xapp_GBMsgSPATSectionPhaseInit, &hdl);
-    expectNullRejected(builder, v2xapp_GBMsgSPATSectionPhaseAdd, &section, &phase);
-    expectNullRejected(builder, v2xapp_GBMsgSPATSectionPhaseId, &phase, 1);
+    expectNullRejected(builder, v2xapp_GBMsgSPATSectionPhaseAdd, hdl, hdl);
+    expectNullRejected(builder, v2xapp_GBMsgSPATSectionPhaseId, hdl, 1);
     expectNullRejected(builder, v2xapp_GBMsgSPATSectionPhaseStateInit, &hdl);
-    expectNullRejected(builder, v2xapp_GBMsgSPATSectionPhaseStateAdd, &phase, &state);
-    expectNullRejected(builder, v2xapp_GBMsgSPATSectionPhaseStateLightState, &state, 1);
-    expectNullRejected(builder, v2xapp_GBMsgSPATSectionPhaseStatePhaseState, &state, {});
-
-    EXPECT_EQ(hdl, &untouched);
-    EXPECT_TRUE(length == 7 && room == sizeof bytes && !outPlace.posIsValid);
-    EXPECT_TRUE(offset.offsetLL.present == PositionOffsetLL_PR_NOTHING && spat.intersections.list.count == 0);
+    expectNullRejected(builder, v2xapp_GBMsgSPATSectionPhaseStateAdd, hdl, hdl);
+    expectNullRejected(builder, v2xapp_GBMsgSPATSectionPhaseStateLightState, hdl, 1);
+    expectNullRejected(builder, v2xapp_GBMsgSPATSectionPhaseStatePhaseState, hdl, {});
+    expectNullRejected({0, builder.log}, v2xapp_GBMsgSPATSectionTimeCfd, hdl, nullptr);
+    EXPECT_TRUE(hdl == bytes && length == 7 && room == sizeof bytes && !place.posIsValid);
 }
 
 } // namespace

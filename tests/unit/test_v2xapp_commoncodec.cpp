@@ -68,9 +68,8 @@ TEST(BitString, IgnoresNullArguments) {
     EXPECT_EQ(v2xcodec_long2BitString(&value, 8, nullptr), 0);
     EXPECT_EQ(v2xcodec_bitString2Long(&empty, nullptr), 0);
     EXPECT_EQ(empty.buf, nullptr);
-    for (BIT_STRING_t* bits : {static_cast<BIT_STRING_t*>(nullptr), &empty}) {
-        value = 5;
-        EXPECT_EQ(v2xcodec_bitString2Long(bits, &value), 0);
+    for (BIT_STRING_t* bits : {&empty, static_cast<BIT_STRING_t*>(nullptr)}) {
+        EXPECT_EQ(v2xcodec_bitString2Long(bits, &(value = 5)), 0);
         EXPECT_EQ(value, 0);
     }
 }
