@@ -1,4 +1,4 @@
-// The text of a system-information file through the tag scanner.
+// Scans the input as the text of a system-information file.
 #include <cstdlib>
 #include <cstring>
 #include <string>

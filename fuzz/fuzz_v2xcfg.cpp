@@ -1,5 +1,4 @@
-// The configuration reader against any file: the bytes become a file in memory, which is opened and asked for a few
-// keys as every type.
+// Writes the input to a file in memory, opens it as a configuration and reads a few keys as every type.
 #include "v2x/v2xcfg.h"
 
 #include <array>
@@ -16,7 +15,7 @@ namespace {
 constexpr const char* kKeys[] = {"a",     "b",     "a.b",     "g.a",
                                  "g.b.c", "a.[0]", "g.[1].a", "rsuSpatConfigInfo.LearnMachine.Port"};
 
-void AskAll(V2X_CFGHANDLE root) {
+void ReadAll(V2X_CFGHANDLE root) {
     constexpr int32_t kMaxText = 16;
     for (const char* const key : kKeys) {
         bool flag = false;
@@ -40,12 +39,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     char path[32];
     std::snprintf(path, sizeof(path), "/proc/self/fd/%d", file);
     V2X_CFGHANDLE root = nullptr;
-    const int32_t result = v2xcfg_InitContext(&root, path);
-    if (result == 0) {
-        AskAll(root);
+    if (v2xcfg_InitContext(&root, path) == 0) {
+        ReadAll(root);
         v2xcfg_ExitContext(root);
-    } else if (result == -5) { // what the text names and what libconfig has of it differ, and memory there is
-        std::abort();
     }
     return 0;
 }
