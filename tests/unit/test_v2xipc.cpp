@@ -1,6 +1,8 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstring>
 #include <filesystem>
 
 #include "counts.h"
@@ -10,58 +12,34 @@
 
 namespace {
 
-LogFile& Log() {
-    static LogFile file{"VIPC", "UDPA"};
-    return file;
-}
-
 const v2x_ipc_config_t* Conf() {
     const v2x_ipc_config_t* conf = nullptr;
     v2xipc_GetIpcConfValue(&conf);
     return conf;
 }
 
-// The table as numbers, the two's complement of the ports undone.
-struct Table {
-    uint16_t sendPort = 20001;
-    uint16_t receivePort = 20002;
-    uint16_t logToolPort = 20003;
-    uint16_t stackPort = 20010;
-    std::string host = "127.0.0.1";
-    bool operator==(const Table&) const = default;
-};
-
-Table CurrentTable() {
-    const v2x_ipc_config_t* conf = Conf();
-    return {static_cast<uint16_t>(conf->m_spat_conv_sndport), static_cast<uint16_t>(conf->m_spat_conv_rcvport),
-            static_cast<uint16_t>(conf->m_spatconv_logtool_rcvport), static_cast<uint16_t>(conf->m_app_rs_rcvport),
-            conf->m_rsu_rcv_ip};
-}
-
-TEST(IpcConf, IsWhatTheFileSaysAndDefaultsElse) {
+TEST(IpcConf, KeepsTheDefaultOfMissingAndInvalidValues) {
+    const v2x_ipc_config_t defaults{20001, 20002, 20003, 20010, "127.0.0.1"};
+    const v2x_ipc_config_t changed{1, -32768, -1, -25536, "127.0.0.9"};
+    const v2x_ipc_config_t sendsFromAny{0, 20002, 20003, 20010, "127.0.0.1"};
     const struct {
-        const char* content; // of conf/v2x_ipc.cfg, or null for no file
+        const char* content; // of conf/v2x_ipc.cfg, or null without the file
         int32_t result;
-        Table expected;
+        v2x_ipc_config_t table;
         const char* logged;
     } rows[] = {
-        {nullptr, 0, {}, "no such file"},
+        {nullptr, 0, defaults, "no such file"},
         {"ipc = { spat_conv_sndport = 1; spat_conv_rcvport = 32768; spatconv_logtool_rcvport = 65535;\n"
          "app_rs_rcvport = 40000; hosts = { RSU_RCV = \"127.0.0.9\"; }; };",
-         0,
-         {1, 32768, 65535, 40000, "127.0.0.9"},
-         ""},
-        {"ipc = {", -3, {}, "v2x_ipc.cfg:"},
-        {"ipc = { spatconv_logtool_rcvport = 0; spat_conv_sndport = 7; };",
-         0,
-         {7, 20002, 20003, 20010, "127.0.0.1"},
+         0, changed, ""},
+        {"ipc = {", -3, defaults, "v2x_ipc.cfg:"},
+        {"ipc = { spatconv_logtool_rcvport = 0; spat_conv_sndport = 0; };", 0, sendsFromAny,
          "ipc.spatconv_logtool_rcvport: port 0 out of range"},
-        {"ipc = { spat_conv_rcvport = -1; };", 0, {}, "ipc.spat_conv_rcvport: port -1 out of range"},
-        {"ipc = { app_rs_rcvport = 65536; };", 0, {}, "ipc.app_rs_rcvport: port 65536 out of range"},
-        {"ipc = { hosts = { RSU_RCV = \"localhost\"; }; };", 0, {}, "\"localhost\" is not a dotted IPv4 address"},
-        {"ipc = { hosts = { RSU_RCV = \"127.0.0.1.127.0.0.1.127.0.0.1.127.0.0.1\"; }; };", 0, {}, "ipc.hosts.RSU_RCV"},
-        {"ipc = { spat_conv_sndport = 0; spat_conv_rcvport = 0; };", 0, {0, 0, 20003, 20010, "127.0.0.1"}, ""},
+        {"ipc = { app_rs_rcvport = 65536; };", 0, defaults, "ipc.app_rs_rcvport: port 65536 out of range"},
+        {"ipc = { hosts = { RSU_RCV = \"a\"; }; };", 0, defaults, "\"a\" is not a dotted IPv4 address"},
+        {"ipc = { hosts = { RSU_RCV = 1; }; };", 0, defaults, "ipc.hosts.RSU_RCV: expected a string"},
     };
+    static LogFile log{"VIPC"};
     const TempFolder folder;
     std::filesystem::create_directory(folder.path() + "/conf");
     for (const auto& row : rows) {
@@ -69,157 +47,122 @@ TEST(IpcConf, IsWhatTheFileSaysAndDefaultsElse) {
         if (row.content != nullptr) {
             writeFile(folder.path() + "/conf/v2x_ipc.cfg", row.content);
         }
-        Log().Forget();
+        log.Forget();
         EXPECT_EQ(v2xipc_CfgInit(folder.path().c_str()), row.result);
-        EXPECT_EQ(CurrentTable(), row.expected);
-        const int lines = row.logged[0] == '\0' ? 0 : 1;
-        EXPECT_EQ(Log().Count({"VIPC"}), lines);
-        EXPECT_EQ(Log().Count({"VIPC", row.logged}), lines);
+        EXPECT_EQ(std::memcmp(Conf(), &row.table, sizeof row.table), 0);
+        EXPECT_EQ(log.Count({"VIPC"}), row.logged[0] == '\0' ? 0 : 1);
+        EXPECT_EQ(log.Count({"VIPC", row.logged}), log.Count({"VIPC"}));
     }
-    EXPECT_EQ(v2xipc_CfgInit("/nowhere"), 0) << "the defaults are back";
-    EXPECT_EQ(CurrentTable(), Table{});
 }
 
-// Sends `text` and, with a reply wanted, returns what came; the result of the call in `result`.
-std::string Request(V2X_IPCSOCKHANDLE socket, std::string text, int32_t timeoutMs, int32_t& result) {
-    Bytes buffer(100);
-    const v2xpub_UdpSocketDataHead_t request{static_cast<int16_t>(text.size()),
-                                             reinterpret_cast<uint8_t*>(text.data())};
-    v2xpub_UdpSocketDataHead_t reply{static_cast<int16_t>(buffer.size()), buffer.data()};
-    result = v2xipc_SocketReqSend(socket, Conf(), timeoutMs, &request, &reply);
-    return result == 0 ? std::string(buffer.begin(), buffer.begin() + reply.m_curMsgLen) : "";
+V2X_IPCSOCKHANDLE Open(const v2xpub_SocketInitPara_t& para) {
+    V2X_IPCSOCKHANDLE socket = nullptr;
+    EXPECT_EQ(v2xipc_SocketInit(&socket, Conf(), &para), 0);
+    return socket;
 }
 
-int32_t RequestWithoutReply(V2X_IPCSOCKHANDLE socket, uint8_t byte) {
-    const v2xpub_UdpSocketDataHead_t request{1, &byte};
-    return v2xipc_SocketReqSend(socket, Conf(), 60'000, &request, nullptr);
-}
-
-Bytes BytesOf(const std::string& text) {
-    return {text.begin(), text.end()};
-}
-
+// A client whose requests go to m_peer.
 class IpcSocket : public testing::Test {
 protected:
-    IpcSocket() {
-        const v2xpub_SocketInitPara_t para = SocketPara("client", false, 0, nullptr);
-        EXPECT_EQ(v2xipc_SocketInit(&m_client, Conf(), &para), 0);
-        SendTo(m_peer.port());
-    }
-    ~IpcSocket() override { EXPECT_EQ(v2xipc_SocketExit(m_client), 0); }
+    IpcSocket() { SendTo(m_peer.port()); }
     void SendTo(uint16_t port) {
         EXPECT_EQ(v2xipc_SocketSetSendAddr(m_client, Conf(), "RSU_RCV", static_cast<int16_t>(port)), 0);
     }
+    // Returns the reply, or the result of a call that failed.
+    std::string Request(std::string text, int32_t timeoutMs = 60'000) {
+        uint8_t buffer[100];
+        const v2xpub_UdpSocketDataHead_t request{static_cast<int16_t>(text.size()),
+                                                 reinterpret_cast<uint8_t*>(text.data())};
+        v2xpub_UdpSocketDataHead_t reply{sizeof buffer, buffer};
+        const int32_t result = v2xipc_SocketReqSend(m_client, Conf(), timeoutMs, &request, &reply);
+        return result == 0 ? std::string(buffer, buffer + reply.m_curMsgLen) : std::to_string(result);
+    }
+    static Bytes BytesOf(const std::string& text) { return {text.begin(), text.end()}; }
 
-    V2X_IPCSOCKHANDLE m_client = nullptr;
+    static inline const V2X_IPCSOCKHANDLE m_client = Open(SocketPara("client", false, 0, nullptr));
     UdpPeer m_peer;
 };
 
-TEST_F(IpcSocket, RequestWithoutReplyDoesNotWaitBehindOneThatWaits) {
-    std::atomic<bool> done{false};
-    std::string reply;
-    int32_t result = -1;
+TEST_F(IpcSocket, RequestWithoutReplyDoesNotWaitForAnotherCaller) {
+    std::atomic<bool> isDone{false};
     std::thread waiting([&] {
-        reply = Request(m_client, "question", 60'000, result);
-        done = true;
+        EXPECT_EQ(Request("question"), "answer");
+        isDone = true;
     });
     EXPECT_EQ(m_peer.receive(), BytesOf("question"));
     for (uint8_t i = 0; i < 10; ++i) {
-        EXPECT_EQ(RequestWithoutReply(m_client, i), 0);
+        const v2xpub_UdpSocketDataHead_t request{1, &i};
+        EXPECT_EQ(v2xipc_SocketReqSend(m_client, Conf(), 60'000, &request, nullptr), 0);
         EXPECT_EQ(m_peer.receive(), Bytes{i});
     }
-    EXPECT_FALSE(done) << "the caller that wants a reply still waits";
+    EXPECT_FALSE(isDone);
     EXPECT_TRUE(m_peer.sendTo(m_peer.senderPort(), BytesOf("answer")));
     waiting.join();
-    EXPECT_EQ(result, 0);
-    EXPECT_EQ(reply, "answer");
 }
 
-TEST_F(IpcSocket, LateReplyIsNotTakenForTheNextOne) {
-    int32_t result = 0;
-    EXPECT_EQ(Request(m_client, "first", 1, result), "");
-    EXPECT_EQ(result, -4);
+TEST_F(IpcSocket, DiscardsLateReplies) {
+    const uint64_t before = countsOf("ipc")["late_replies"];
+    EXPECT_EQ(Request("first", 1), "-4");
     EXPECT_EQ(m_peer.receive(), BytesOf("first"));
     const uint16_t client = m_peer.senderPort();
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_TRUE(m_peer.sendTo(client, BytesOf("late")));
+    for (const size_t size : {4, 100, 32'767, 40'000}) { // the last one is longer than a message may be
+        EXPECT_TRUE(m_peer.sendTo(client, Bytes(size)));
     }
-    EXPECT_TRUE(m_peer.sendTo(client, Bytes(40'000))) << "too long to be taken, and late";
     std::thread answering([&] {
         EXPECT_EQ(m_peer.receive(), BytesOf("second"));
         EXPECT_TRUE(m_peer.sendTo(client, BytesOf("in time")));
     });
-    EXPECT_EQ(Request(m_client, "second", 60'000, result), "in time");
-    EXPECT_EQ(result, 0);
+    EXPECT_EQ(Request("second"), "in time");
     answering.join();
-    EXPECT_EQ(countsOf("ipc"), (PathCounts{{"late_replies", 3}}));
+    EXPECT_EQ(countsOf("ipc")["late_replies"], before + 3);
 }
 
-// Answers with what it got.
 void Echo(V2X_UDPSOCKHANDLE handle, void* p_data, void* addr, int16_t addrLen) {
     const auto* head = static_cast<v2xpub_UdpSocketDataHead_t*>(p_data);
     EXPECT_EQ(v2xipc_SocketRespSend(handle, Conf(), head, addr, addrLen), 0);
 }
 
-TEST_F(IpcSocket, CallersThatWaitOnOneSocketGetTheirOwnReplies) {
-    V2X_IPCSOCKHANDLE server = nullptr;
-    const v2xpub_SocketInitPara_t para = SocketPara("server", true, UdpPeer().port(), Echo);
-    ASSERT_EQ(v2xipc_SocketInit(&server, Conf(), &para), 0);
-    SendTo(para.m_svrPort);
-    const auto askOften = [&](const std::string& name) {
+TEST_F(IpcSocket, GivesEachWaitingCallerItsOwnReply) {
+    static const uint16_t port = UdpPeer().port();
+    [[maybe_unused]] static const auto server = Open(SocketPara("server", true, port, Echo));
+    SendTo(port);
+    const auto requestOften = [&](const std::string& name) {
         for (int i = 0; i < 50; ++i) {
-            const std::string text = name + std::to_string(i);
-            int32_t result = -1;
-            EXPECT_EQ(Request(m_client, text, 60'000, result), text);
+            EXPECT_EQ(Request(name + std::to_string(i)), name + std::to_string(i));
         }
     };
-    std::thread other(askOften, "other");
-    askOften("this");
+    std::thread other(requestOften, "other");
+    requestOften("this");
     other.join();
-    int32_t result = 0;
-    EXPECT_EQ(Request(server, "from a server with callback", 0, result), "");
-    EXPECT_EQ(result, -2) << "its receive thread takes whatever comes";
-    EXPECT_EQ(v2xipc_SocketExit(server), 0);
 }
 
-TEST_F(IpcSocket, RefusesUnfitArguments) {
+TEST_F(IpcSocket, RejectsInvalidArguments) {
     uint8_t byte = 0;
     const v2xpub_UdpSocketDataHead_t request{1, &byte};
-    v2xpub_UdpSocketDataHead_t reply{1, &byte};
     v2xpub_UdpSocketDataHead_t noBuffer{1, nullptr};
     v2xpub_UdpSocketDataHead_t negative{-1, &byte};
+    v2xpub_UdpSocketDataHead_t reply{1, &byte};
     const v2xpub_SocketInitPara_t para = SocketPara("client", false, 0, nullptr);
-    v2x_ipc_config_t noNul = *Conf();
-    std::fill_n(noNul.m_rsu_rcv_ip, sizeof noNul.m_rsu_rcv_ip, '1');
     V2X_IPCSOCKHANDLE socket = nullptr;
-    const struct {
-        const char* call;
-        int32_t result;
-    } rows[] = {
-        {"CfgInit null", v2xipc_CfgInit(nullptr)},
-        {"GetIpcConfValue null", v2xipc_GetIpcConfValue(nullptr)},
-        {"Init null handle", v2xipc_SocketInit(nullptr, Conf(), &para)},
-        {"Init null table", v2xipc_SocketInit(&socket, nullptr, &para)},
-        {"Init null", v2xipc_SocketInit(&socket, Conf(), nullptr)},
-        {"SetSendAddr null handle", v2xipc_SocketSetSendAddr(nullptr, Conf(), "RSU_RCV", 1)},
-        {"SetSendAddr null table", v2xipc_SocketSetSendAddr(m_client, nullptr, "RSU_RCV", 1)},
-        {"SetSendAddr null host", v2xipc_SocketSetSendAddr(m_client, Conf(), nullptr, 1)},
-        {"SetSendAddr unknown host", v2xipc_SocketSetSendAddr(m_client, Conf(), "RSU", 1)},
-        {"SetSendAddr no NUL", v2xipc_SocketSetSendAddr(m_client, &noNul, "RSU_RCV", 1)},
-        {"ReqSend null handle", v2xipc_SocketReqSend(nullptr, Conf(), 0, &request, nullptr)},
-        {"ReqSend null table", v2xipc_SocketReqSend(m_client, nullptr, 0, &request, nullptr)},
-        {"ReqSend null", v2xipc_SocketReqSend(m_client, Conf(), 0, nullptr, nullptr)},
-        {"ReqSend no buffer", v2xipc_SocketReqSend(m_client, Conf(), 0, &request, &noBuffer)},
-        {"ReqSend negative size", v2xipc_SocketReqSend(m_client, Conf(), 0, &request, &negative)},
-        {"ReqSend negative time", v2xipc_SocketReqSend(m_client, Conf(), -1, &request, &reply)},
-        {"RespSend null table", v2xipc_SocketRespSend(nullptr, nullptr, &request, &m_peer.address(), 16)},
+    const int32_t results[] = {
+        v2xipc_CfgInit(nullptr),
+        v2xipc_GetIpcConfValue(nullptr),
+        v2xipc_SocketInit(nullptr, Conf(), &para),
+        v2xipc_SocketInit(&socket, nullptr, &para),
+        v2xipc_SocketSetSendAddr(nullptr, Conf(), "RSU_RCV", 1),
+        v2xipc_SocketSetSendAddr(m_client, nullptr, "RSU_RCV", 1),
+        v2xipc_SocketSetSendAddr(m_client, Conf(), nullptr, 1),
+        v2xipc_SocketSetSendAddr(m_client, Conf(), "RSU", 1),
+        v2xipc_SocketReqSend(nullptr, Conf(), 0, &request, nullptr),
+        v2xipc_SocketReqSend(m_client, nullptr, 0, &request, nullptr),
+        v2xipc_SocketReqSend(m_client, Conf(), 0, nullptr, nullptr),
+        v2xipc_SocketReqSend(m_client, Conf(), 0, &request, &noBuffer),
+        v2xipc_SocketReqSend(m_client, Conf(), 0, &request, &negative),
+        v2xipc_SocketReqSend(m_client, Conf(), -1, &request, &reply),
+        v2xipc_SocketRespSend(nullptr, nullptr, &request, &m_peer.address(), 16),
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(row.result, -2) << row.call;
-    }
-    EXPECT_EQ(socket, nullptr);
-    EXPECT_FALSE(m_peer.receive(0)) << "nothing was sent";
-    EXPECT_EQ(v2xipc_SocketExit(nullptr), 0);
+    EXPECT_THAT(results, testing::Each(-2));
+    EXPECT_FALSE(m_peer.receive(0)) << "a rejected request was sent";
 }
 
 } // namespace

@@ -1,17 +1,17 @@
-// Wire records between the daemon and the stack application: packed, little-endian, copied byte for byte.
+// Wire records between the daemon, the stack application and the log tool: packed and little-endian.
 //
-// A record's variable part follows its fixed part directly; sizeof is the fixed part. Read and write fields through
-// copies (memcpy): no pointer or reference into a packed field is kept.
+// sizeof is the size of the fixed part; the variable part follows it directly. Copy records in and out with memcpy, and
+// keep no pointer or reference to a packed field.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the wire records are copied as they lie in memory");
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "wire records are copied byte for byte");
 
 #pragma pack(push, 1)
 
-// IPC frame header; the payload m_pack follows: m_packLen bytes.
+// IPC frame header, followed by m_packLen payload bytes.
 struct v2xipc_dataHead_t {
     uint8_t m_headFlag[2]; // 0xA5 0x5A
     uint8_t m_inc;         // 4 in every frame that the daemon sends
@@ -19,34 +19,33 @@ struct v2xipc_dataHead_t {
     uint64_t m_sendTime64; // microseconds since 1970-01-01 UTC
     uint16_t m_cmdType;    // V2XIPC_CMD_...
     uint16_t m_packLen;    // payload bytes after the header
-    uint8_t m_checkSum;    // 0: neither computed nor verified
+    uint8_t m_checkSum;    // 0 when sent, ignored when received
 };
 
-// RSU data block, the payload of a frame; m_data follows: m_dataLen bytes.
+// RSU data block, the payload of a frame, followed by m_dataLen bytes.
 struct v2xipc_rsuData_t {
     int32_t m_dataType; // V2XIPC_DATA_...
-    int32_t m_dataNo;   // 24 with a SPAT record; 1 in a request; the number of items in a reply
+    int32_t m_dataNo;   // SPAT record: 24; request: 1; reply: number of items
     uint16_t m_dataLen; // bytes that follow
-    uint8_t m_checkSum; // 0: neither computed nor verified
+    uint8_t m_checkSum; // 0 when sent, ignored when received
 };
 
-// IPC SPAT record: one reading of an intersection. m_phaseNum entries v2xipc_phase_t follow, one directly after
-// another.
+// IPC SPAT record: one reading of an intersection, followed by m_phaseNum entries v2xipc_phase_t without gaps.
 struct v2xipc_phases_t {
     uint32_t m_intersectionId; // region << 16 | node
     uint16_t m_status;         // IntersectionStatusObject bits
     uint32_t m_moy;            // minute of the year, local time
     uint16_t m_secMark;        // millisecond of that minute, 0 to 59999
-    int8_t m_phaseNum;         // entries that follow, as the source reports it; a negative one stands for none
+    int8_t m_phaseNum;         // entries that follow, as the source reports it; negative means 0
 };
 
-// Phase entry; m_phaseState follows: m_phaseStateNum entries v2xipc_pahseState_t.
+// Phase entry, followed by m_phaseStateNum entries v2xipc_pahseState_t.
 struct v2xipc_phase_t {
     uint8_t m_phaseId;
     uint8_t m_phaseStateNum;
 };
 
-// Phase state. Times in 0.1 s; an optional field of all ones is absent.
+// Phase state. Times in 0.1 s. All ones in an optional field (m_opt_) mean absent.
 struct v2xipc_pahseState_t {
     int8_t m_stateMode;   // 1 = counting-down timing
     uint8_t m_lightState; // V2XIPC_LIGHT_...
@@ -59,12 +58,12 @@ struct v2xipc_pahseState_t {
     int8_t m_opt_timeConfidence;
 };
 
-// Item of a reply; m_uper_data follows: m_uper_dataLen bytes of one MessageFrame in unaligned PER.
+// Item of a reply, followed by m_uper_dataLen bytes: one MessageFrame in unaligned PER (ITU-T X.691).
 struct v2xipc_pc5Data_t {
     uint16_t m_uper_dataLen;
 };
 
-// Payload of the log tool's frames; m_logData follows: m_dataLen bytes of v2xipc_logData_t.
+// Payload of the log tool's frames, followed by m_dataLen bytes: entries v2xipc_logData_t.
 struct v2xipc_logCmd_t {
     uint8_t m_logCmd;  // V2XIPC_LOG_...
     int16_t m_result;  // 0 in every reply
@@ -93,9 +92,9 @@ inline constexpr uint8_t V2XIPC_LOG_SET = 2;    // set the level of the first en
 
 inline constexpr int32_t V2XIPC_DATA_SPAT_RECORD = 1;
 inline constexpr int32_t V2XIPC_DATA_SPAT_UPER = 11;
-inline constexpr int32_t V2XIPC_DATA_NO_SPAT_RECORD = 24; // m_dataNo beside data type 1, always
+inline constexpr int32_t V2XIPC_DATA_NO_SPAT_RECORD = 24; // m_dataNo of every SPAT record
 
-inline constexpr int32_t V2XIPC_RECORD_SIZE = 5120; // every buffer that holds a v2xipc_phases_t with its phases
+inline constexpr int32_t V2XIPC_RECORD_SIZE = 5120; // bytes of every buffer for a v2xipc_phases_t and its phases
 
 // LightState of the message set (T/CSAE 53, SPAT), as m_lightState carries it.
 enum e_v2xipc_lightState : uint8_t {

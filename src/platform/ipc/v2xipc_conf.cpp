@@ -1,6 +1,4 @@
-// The port table: built-in defaults, and what conf/v2x_ipc.cfg puts in their place.
-#include "v2xipc_conf.h"
-
+// The port table: built-in defaults, replaced by the values of conf/v2x_ipc.cfg.
 #include <arpa/inet.h>
 #include <unistd.h>
 
@@ -9,6 +7,7 @@
 #include <string>
 
 #include "v2x/v2xcfg.h"
+#include "v2x/v2xipc.h"
 #include "v2x/v2xlog.h"
 
 namespace {
@@ -16,6 +15,7 @@ namespace {
 using Conf = v2x_ipc_config_t;
 
 constexpr char CONF_FILE[] = "conf/v2x_ipc.cfg";
+constexpr char HOST_KEY[] = "ipc.hosts.RSU_RCV";
 constexpr int32_t PORT_MAX = 65535;
 constexpr Conf DEFAULTS{20001, 20002, 20003, 20010, "127.0.0.1"};
 
@@ -25,7 +25,7 @@ Conf g_conf = DEFAULTS;
 struct PortRow {
     const char* key;
     int16_t Conf::*field;
-    int32_t lowest; // 0 for a port that is only sent from: the kernel may choose it
+    int32_t lowest; // 0 for a local port that only sends: the kernel may choose it
 };
 
 constexpr PortRow PORTS[] = {
@@ -35,28 +35,16 @@ constexpr PortRow PORTS[] = {
     {"ipc.app_rs_rcvport", &Conf::m_app_rs_rcvport, 1},
 };
 
-using HostField = char[sizeof(Conf::m_rsu_rcv_ip)];
-
-struct HostRow {
-    const char* key;
-    const char* name;
-    HostField Conf::*field;
-};
-
-constexpr HostRow HOSTS[] = {
-    {"ipc.hosts.RSU_RCV", "RSU_RCV", &Conf::m_rsu_rcv_ip},
-};
-
 struct ConfFile {
     const char* path;
     V2X_CFGHANDLE tree;
 };
 
-// True when the value was read; one that is there but unfit is logged, and its default stays.
+// Returns true when the value was read. Logs an invalid value; a missing key is no fault.
 bool ReadValue(const ConfFile& file, e_v2xcfg_type type, const char* key, void* value, int32_t* length) {
     const int32_t result = v2xcfg_GetNodeValue(file.tree, type, key, value, length);
     if (result != 0 && result != -1) {
-        V2XLOG(g_log, V2XLOG_ERROR, "%s; the default stays", v2xcfg_GetErrorText());
+        V2XLOG(g_log, V2XLOG_ERROR, "%s; using the default", v2xcfg_GetErrorText());
     }
     return result == 0;
 }
@@ -67,37 +55,26 @@ void ReadPort(const ConfFile& file, const PortRow& row, Conf& conf) {
         return;
     }
     if (port < row.lowest || port > PORT_MAX) {
-        V2XLOG(g_log, V2XLOG_ERROR, "%s: %s: port %d out of range (%d to %d); the default stays", file.path, row.key,
+        V2XLOG(g_log, V2XLOG_ERROR, "%s: %s: port %d out of range (%d to %d); using the default", file.path, row.key,
                port, row.lowest, PORT_MAX);
         return;
     }
     conf.*row.field = static_cast<int16_t>(static_cast<uint16_t>(port));
 }
 
-void ReadHost(const ConfFile& file, const HostRow& row, Conf& conf) {
-    HostField text{};
+void ReadHost(const ConfFile& file, Conf& conf) {
+    char text[sizeof conf.m_rsu_rcv_ip] = "";
     int32_t length = sizeof text - 1;
-    if (!ReadValue(file, V2XCFG_TYPE_STRING, row.key, text, &length)) {
+    if (!ReadValue(file, V2XCFG_TYPE_STRING, HOST_KEY, text, &length)) {
         return;
     }
     in_addr address{};
     if (inet_pton(AF_INET, text, &address) != 1) {
-        V2XLOG(g_log, V2XLOG_ERROR, "%s: %s: \"%s\" is not a dotted IPv4 address; the default stays", file.path,
-               row.key, text);
+        V2XLOG(g_log, V2XLOG_ERROR, "%s: %s: \"%s\" is not a dotted IPv4 address; using the default", file.path,
+               HOST_KEY, text);
         return;
     }
-    std::memcpy(conf.*row.field, text, sizeof text);
-}
-
-Conf ReadConf(const ConfFile& file) {
-    Conf conf = DEFAULTS;
-    for (const PortRow& row : PORTS) {
-        ReadPort(file, row, conf);
-    }
-    for (const HostRow& row : HOSTS) {
-        ReadHost(file, row, conf);
-    }
-    return conf;
+    std::memcpy(conf.m_rsu_rcv_ip, text, sizeof text);
 }
 
 } // namespace
@@ -109,19 +86,18 @@ int32_t v2xipc_CfgInit(const char* workDir) {
     g_conf = DEFAULTS;
     const std::string path = *workDir == '\0' ? CONF_FILE : std::string(workDir) + "/" + CONF_FILE;
     if (access(path.c_str(), F_OK) != 0 && errno == ENOENT) {
-        V2XLOG(g_log, V2XLOG_INFO, "%s: no such file, all ports and hosts have their defaults", path.c_str());
+        V2XLOG(g_log, V2XLOG_INFO, "%s: no such file; using the defaults for all ports and hosts", path.c_str());
         return 0;
     }
     ConfFile file{path.c_str(), nullptr};
-    const int32_t ret = v2xcfg_InitContext(&file.tree, file.path);
-    if (ret == -5) {
-        return ret;
-    }
-    if (ret != 0) {
-        V2XLOG(g_log, V2XLOG_ERROR, "%s; all ports and hosts have their defaults", v2xcfg_GetErrorText());
+    if (v2xcfg_InitContext(&file.tree, file.path) != 0) {
+        V2XLOG(g_log, V2XLOG_ERROR, "%s; using the defaults for all ports and hosts", v2xcfg_GetErrorText());
         return -3;
     }
-    g_conf = ReadConf(file);
+    for (const PortRow& row : PORTS) {
+        ReadPort(file, row, g_conf);
+    }
+    ReadHost(file, g_conf);
     v2xcfg_ExitContext(file.tree);
     return 0;
 }
@@ -132,14 +108,4 @@ int32_t v2xipc_GetIpcConfValue(const v2x_ipc_config_t** conf) {
     }
     *conf = &g_conf;
     return 0;
-}
-
-const char* v2xipc_HostAddress(const v2x_ipc_config_t& conf, const char* hostName) {
-    for (const HostRow& row : HOSTS) {
-        if (std::strcmp(row.name, hostName) == 0) {
-            const HostField& address = conf.*row.field;
-            return std::memchr(address, '\0', sizeof address) != nullptr ? address : nullptr;
-        }
-    }
-    return nullptr;
 }

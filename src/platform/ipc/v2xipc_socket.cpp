@@ -1,49 +1,44 @@
-// Sockets between the unit's processes: requests with and without a reply, over the UDP sockets of v2xpub.
+// Request sockets between the unit's processes, built on the UDP sockets of v2xpub.
 #include <array>
+#include <cstring>
 #include <memory>
 #include <mutex>
 
 #include "v2x/v2xcount.h"
 #include "v2x/v2xipc.h"
-#include "v2xipc_conf.h"
 
 namespace {
 
 v2x_counter g_late{"ipc", "late_replies"};
 
-// Late replies thrown away before one request, so that a flood of them cannot hold it.
+// Most late replies discarded before one request, so that a flood of them cannot block it.
 constexpr int32_t LATE_REPLIES_MAX = 1024;
 
 } // namespace
 
 struct v2xipc_socket {
     V2X_UDPSOCKHANDLE udp = nullptr;
-    std::mutex waiting;                    // held by the caller that waits for its reply
-    std::array<uint8_t, INT16_MAX> late{}; // guarded by waiting: where late replies go
+    std::mutex waiting;                    // held by the caller that waits for a reply
+    std::array<uint8_t, INT16_MAX> late{}; // receives late replies; guarded by waiting
 };
 
 namespace {
 
-// Returns -2 when the socket is none to wait on, else 0.
-int32_t DropLateReplies(v2xipc_socket& socket) {
+void DiscardLateReplies(v2xipc_socket& socket) {
     for (int32_t count = 0; count < LATE_REPLIES_MAX; ++count) {
         v2xpub_UdpSocketDataHead_t late{INT16_MAX, socket.late.data()};
-        const int32_t result = v2xpub_UdpSocketRecv(socket.udp, &late, 0);
-        if (result != 0) {
-            return result == -2 ? -2 : 0;
+        if (v2xpub_UdpSocketRecv(socket.udp, &late, 0) != 0) {
+            return;
         }
         g_late.Add();
     }
-    return 0;
 }
 
 int32_t RequestAndWait(v2xipc_socket& socket, int32_t timeoutMs, const v2xpub_UdpSocketDataHead_t& request,
                        v2xpub_UdpSocketDataHead_t& reply) {
     const std::lock_guard lock(socket.waiting);
-    int32_t result = DropLateReplies(socket);
-    if (result == 0) {
-        result = v2xpub_UdpSocketReqSend(socket.udp, &request);
-    }
+    DiscardLateReplies(socket);
+    const int32_t result = v2xpub_UdpSocketReqSend(socket.udp, &request);
     if (result != 0) {
         return result;
     }
@@ -65,24 +60,12 @@ int32_t v2xipc_SocketInit(V2X_IPCSOCKHANDLE* handle, const v2x_ipc_config_t* con
     return result;
 }
 
-int32_t v2xipc_SocketExit(V2X_IPCSOCKHANDLE handle) {
-    if (handle == nullptr) {
-        return 0;
-    }
-    const int32_t result = v2xpub_UdpSocketExit(handle->udp);
-    if (result == 0) {
-        delete handle;
-    }
-    return result;
-}
-
 int32_t v2xipc_SocketSetSendAddr(V2X_IPCSOCKHANDLE handle, const v2x_ipc_config_t* conf, const char* hostName,
                                  int16_t port) {
-    if (handle == nullptr || conf == nullptr || hostName == nullptr) {
+    if (handle == nullptr || conf == nullptr || hostName == nullptr || std::strcmp(hostName, "RSU_RCV") != 0) {
         return -2;
     }
-    const char* address = v2xipc_HostAddress(*conf, hostName);
-    return v2xpub_UdpSocketSetSendAddr(handle->udp, address, static_cast<uint16_t>(port));
+    return v2xpub_UdpSocketSetSendAddr(handle->udp, conf->m_rsu_rcv_ip, static_cast<uint16_t>(port));
 }
 
 int32_t v2xipc_SocketReqSend(V2X_IPCSOCKHANDLE handle, const v2x_ipc_config_t* conf, int32_t timeoutMs,
