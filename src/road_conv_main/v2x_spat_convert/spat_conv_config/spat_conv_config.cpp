@@ -12,10 +12,11 @@
 namespace {
 
 char g_configDir[64];
+bool g_isDirTooLong = false; // the work directory does not fit g_configDir, which is empty then
 char g_configPath[128];
 spat_conv_config_t g_spatconv_cfg;
 V2X_CFGHANDLE gp_convcfg_root = nullptr;
-std::mutex g_convcfg_lock; // held by a load from start to end, with everything above
+std::mutex g_convcfg_lock; // guards everything above during a load
 std::atomic<bool> g_convcfg_active{false};
 char g_errorText[512] = "";
 
@@ -25,7 +26,7 @@ constexpr char PHASE_PREFIX[] = "rsuSpatConfigInfo.PhaseRelationship";
 struct KeyRow {
     const char* key;
     e_v2xcfg_type type;
-    int32_t length; // of a string: most characters
+    int32_t length; // maximum characters of a string
     size_t offset;  // in spat_conv_config_t
 };
 
@@ -34,7 +35,7 @@ struct KeyRow {
 
 constexpr KeyRow SYSINFO_ROW = CFG_ROW("Sysinfoname", V2XCFG_TYPE_STRING, 127, m_SysinfoName);
 
-// A unit may go without these, and nothing is said then.
+// A missing one is not logged.
 constexpr KeyRow OPTIONAL_ROWS[] = {
     CFG_ROW("LearnMachine.IsEnable", V2XCFG_TYPE_BOOL, 0, m_learn_machine_info.m_is_enable),
     CFG_ROW("LearnMachine.Ip", V2XCFG_TYPE_STRING, 31, m_learn_machine_info.m_ip),
@@ -53,16 +54,15 @@ constexpr KeyRow IDENTITY_ROWS[] = {
     CFG_ROW("regionId", V2XCFG_TYPE_INT32, 0, m_regionId),
 };
 
-// A value that is missing or of the wrong kind leaves its field 0; the tree has logged the wrong kind.
+// A missing or invalid value leaves its field 0. The configuration library logs an invalid one.
 int32_t ReadRow(const KeyRow& row) {
     int32_t length = row.length;
     char* field = reinterpret_cast<char*>(&g_spatconv_cfg) + row.offset;
     return v2xcfg_GetNodeValue(gp_convcfg_root, row.type, row.key, field, &length);
 }
 
-// Reads the unit's identity, without which no load succeeds.
+// Reads the unit's identity; a load fails without it.
 int32_t LoadSysinfo() {
-    memset(g_spatconv_cfg.m_SysinfoName, 0, sizeof g_spatconv_cfg.m_SysinfoName);
     if (ReadRow(SYSINFO_ROW) != 0) {
         V2XLOG(g_scfgLog, V2XLOG_WARN, "%s node error ", SYSINFO_KEY);
         snprintf(g_errorText, sizeof g_errorText, "%s", v2xcfg_GetErrorText());
@@ -78,7 +78,7 @@ int32_t LoadSysinfo() {
     return 0;
 }
 
-// With the tree open: fills the record.
+// Fills the record from the open tree.
 int32_t LoadTree() {
     const int32_t ret = LoadSysinfo();
     if (ret != 0) {
@@ -96,10 +96,13 @@ int32_t LoadTree() {
     return 0;
 }
 
-// With the lock held: the whole load.
+// Loads the configuration. The caller holds the lock.
 int32_t Load() {
     const char* path = nullptr;
-    v2xspatconv_GetCfgDir("conf/v2x_spat_convert.cfg", &path);
+    if (v2xspatconv_GetCfgDir("conf/v2x_spat_convert.cfg", &path) != 0) {
+        V2XLOG(g_scfgLog, V2XLOG_ERROR, "%s", g_errorText);
+        return -5;
+    }
     if (v2xcfg_InitContext(&gp_convcfg_root, path) != 0) {
         V2XLOG(g_scfgLog, V2XLOG_ERROR, "v2xcfg_InitContext error %s", path);
         snprintf(g_errorText, sizeof g_errorText, "%s", v2xcfg_GetErrorText());
@@ -117,13 +120,16 @@ int32_t Load() {
 
 int32_t v2xspatconv_InitCfg(const char* dir) {
     if (dir != nullptr) {
-        if (strlen(dir) >= sizeof g_configDir) {
-            V2XLOG(g_scfgLog, V2XLOG_ERROR, "work directory longer than %zu characters is cut: %s",
-                   sizeof g_configDir - 1, dir);
+        const size_t length = strlen(dir);
+        g_isDirTooLong = length >= sizeof g_configDir;
+        snprintf(g_configDir, sizeof g_configDir, "%s", g_isDirTooLong ? "" : dir);
+        if (g_isDirTooLong) {
+            snprintf(g_errorText, sizeof g_errorText,
+                     "work directory %.400s is too long: %zu characters, at most %zu are allowed", dir, length,
+                     sizeof g_configDir - 1);
         }
-        snprintf(g_configDir, sizeof g_configDir, "%s", dir);
     }
-    V2XLOG(g_scfgLog, V2XLOG_INFO, "configDir = %s!", g_configDir);
+    V2XLOG(g_scfgLog, V2XLOG_INFO, "configDir = %s!", dir != nullptr ? dir : g_configDir);
     return 0;
 }
 
@@ -131,6 +137,9 @@ int32_t v2xspatconv_GetCfgDir(const char* userPath, const char** fullcfgPath) {
     if (userPath == nullptr || fullcfgPath == nullptr) {
         V2XLOG(g_scfgLog, V2XLOG_ERROR, "input param error");
         return -2;
+    }
+    if (g_isDirTooLong) {
+        return -3;
     }
     const char* separator = g_configDir[0] == '\0' ? "" : "/";
     snprintf(g_configPath, sizeof g_configPath, "%s%s%.63s", g_configDir, separator, userPath);
