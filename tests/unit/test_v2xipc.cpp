@@ -124,7 +124,8 @@ void Echo(V2X_UDPSOCKHANDLE handle, void* p_data, void* addr, int16_t addrLen) {
 
 TEST_F(IpcSocket, GivesEachWaitingCallerItsOwnReply) {
     static const uint16_t port = UdpPeer().port();
-    [[maybe_unused]] static const auto server = Open(SocketPara("server", true, port, Echo));
+    // volatile keeps it in memory, where the leak checker finds it.
+    [[maybe_unused]] static V2X_IPCSOCKHANDLE volatile server = Open(SocketPara("server", true, port, Echo));
     SendTo(port);
     const auto requestOften = [&](const std::string& name) {
         for (int i = 0; i < 50; ++i) {
