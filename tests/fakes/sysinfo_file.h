@@ -1,4 +1,4 @@
-// The system-information file that a configuration needs, named in the fake configuration tree while it exists.
+// Writes the system-information file that a configuration needs and names it in the fake configuration tree.
 #pragma once
 
 #include "fakes.h"
