@@ -58,9 +58,9 @@ std::vector<std::string> takeLog() {
 }
 } // namespace fakes
 
-int32_t v2xlog_Init(const char* path, const char* defaultTag, int32_t useFile, int32_t collapse, int32_t useStderr) {
+int32_t v2xlog_Init(const char* path, const char* defaultTag, int32_t useFile, int32_t limit, int32_t useStderr) {
     fakes::journal.push_back("log.Init " + std::string(path) + " " + defaultTag + " " + std::to_string(useFile) +
-                             std::to_string(collapse) + std::to_string(useStderr));
+                             std::to_string(limit) + std::to_string(useStderr));
     return fakes::logInitResult;
 }
 
@@ -111,8 +111,9 @@ int32_t v2xlog_SetTagLevel(V2X_LOGHANDLE handle, int32_t level) {
     return level >= 0 && level <= 7 ? 0 : -3;
 }
 
-void v2xlog_Format(V2X_LOGHANDLE handle, int32_t level, uint32_t times, const char*, const char*, int32_t,
-                   const char* format, ...) {
+// Records every line: the limit per place belongs to the real library.
+void v2xlog_Format(V2X_LOGHANDLE handle, int32_t level, uint32_t times, v2xlog_site&, const char*, const char* format,
+                   ...) {
     char text[V2XLOG_TEXT_SIZE];
     va_list arguments;
     va_start(arguments, format);

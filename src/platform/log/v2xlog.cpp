@@ -1,7 +1,7 @@
-// The calls that write: start, lines, dumps and formatted messages. The registry is in v2xlog_registry.cpp.
+// The functions that write: start, lines, hex dumps and formatted messages. The registry is in v2xlog_registry.cpp.
 #include "v2x/v2xlog.h"
 
-#include "v2xlog_writer.h"
+#include "v2xlog_output.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -9,15 +9,19 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <unistd.h>
+#include <functional>
+#include <mutex>
 
 namespace {
 
-constinit std::atomic<v2xlog_writer*> g_writer{nullptr}; // never freed
-constinit std::mutex g_initMutex;
-constinit pid_t g_process = 0;
+using Clock = v2xlog_output::Clock;
 
-// Callers log what errno says and then go on to use it.
+constexpr int64_t kLimitWindow = std::chrono::nanoseconds(std::chrono::seconds(10)).count();
+constexpr uint32_t kLimitLines = 300;
+constexpr int32_t kLimitLevel = V2XLOG_DEBUG; // lines above this level are not limited
+constexpr int32_t kBytesPerLine = 16;
+
+// Callers may use errno after they log it.
 class KeepErrno {
 public:
     KeepErrno() = default;
@@ -29,30 +33,99 @@ private:
     const int m_errno = errno;
 };
 
-// The counts that are still running at exit. A forked child has neither the counts' thread nor a lock to rely on.
-void CloseAtExit() {
-    if (::getpid() == g_process) {
-        g_writer.load(std::memory_order_acquire)->Close();
+// Counts `times` equal lines at their place. Returns whether the first one is to be written.
+bool PassLimit(v2xlog_site& site, uint64_t textHash, uint32_t times, Clock::time_point time) {
+    const int64_t now = std::chrono::nanoseconds(time.time_since_epoch()).count();
+    if (now - site.windowStart >= kLimitWindow) {
+        site.windowStart = now;
+        site.written = 0;
     }
+    const bool isRepeated = textHash == site.textHash && now - site.textTime < kLimitWindow;
+    if (isRepeated || site.written >= kLimitLines) {
+        site.suppressed += times;
+        return false;
+    }
+    ++site.written;
+    site.textHash = textHash;
+    site.textTime = now;
+    return true;
 }
 
-// The writer when lines of this level are wanted; `handle` becomes the resolved one.
-v2xlog_writer* WriterFor(V2X_LOGHANDLE& handle, int32_t level) {
-    v2xlog_writer* const writer = g_writer.load(std::memory_order_acquire);
+// Takes the lines of all threads, one at a time.
+class Writer {
+public:
+    Writer(const char* path, const char* defaultTag, bool hasLimit, bool useStderr)
+        : m_defaultTag(defaultTag, strnlen(defaultTag, V2XLOG_NAME_SIZE - 1)), m_hasLimit(hasLimit),
+          m_output(path, m_defaultTag.c_str(), useStderr) {}
+
+    bool Open() { return m_output.Open(Clock::now()); }
+
+    // The handle, for null that of the default tag, which is null while that tag is not registered.
+    V2X_LOGHANDLE Resolve(V2X_LOGHANDLE handle) const {
+        if (handle == nullptr) {
+            v2xlog_GetTagHandle(m_defaultTag.c_str(), &handle);
+        }
+        return handle;
+    }
+
+    // Writes a line of a resolved handle `times` times. A null site means no limit.
+    void Write(V2X_LOGHANDLE handle, int32_t level, std::string_view text, v2xlog_site* site, uint32_t times) {
+        v2xlog_line line{handle == nullptr ? m_defaultTag.c_str() : handle->name, level, text, 0};
+        const std::lock_guard lock(m_mutex);
+        if (m_isClosed) {
+            return;
+        }
+        const auto now = Clock::now();
+        if (m_hasLimit && site != nullptr && level <= kLimitLevel) {
+            const uint64_t hash = std::hash<std::string_view>{}(text) ^ std::hash<const void*>{}(handle);
+            if (!PassLimit(*site, hash + static_cast<uint64_t>(level), times, now)) {
+                return;
+            }
+            line.suppressed = std::exchange(site->suppressed, times - 1);
+            times = 1;
+        }
+        for (; times > 0; --times) {
+            m_output.Write(line, now);
+        }
+    }
+
+    // At exit the C library frees the buffer of the open file, whatever thread still writes to it.
+    void Close() {
+        const std::lock_guard lock(m_mutex);
+        m_isClosed = true;
+    }
+
+private:
+    const std::string m_defaultTag;
+    const bool m_hasLimit;
+    bool m_isClosed = false;
+    std::mutex m_mutex;
+    v2xlog_output m_output;
+};
+
+constinit std::atomic<Writer*> g_writer{nullptr}; // never freed: threads may log until the process ends
+constinit std::mutex g_initMutex;
+
+void CloseAtExit() {
+    g_writer.load(std::memory_order_acquire)->Close();
+}
+
+// The writer when lines of this level are enabled, else null; `handle` becomes the resolved one.
+Writer* WriterFor(V2X_LOGHANDLE& handle, int32_t level) {
+    Writer* const writer = g_writer.load(std::memory_order_acquire);
     if (writer == nullptr) {
         return nullptr;
     }
     handle = writer->Resolve(handle);
-    return v2xlog_writer::Wanted(handle, level) ? writer : nullptr;
+    const int32_t enabled = handle == nullptr ? V2XLOG_INFO : handle->level.load(std::memory_order_relaxed);
+    return level > V2XLOG_UNDO && level <= V2XLOG_TRACE && level <= enabled ? writer : nullptr;
 }
 
 // One message is one line: control characters become blanks.
-void Clean(char* text, size_t length) {
+void ReplaceControls(char* text, size_t length) {
     const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; };
     std::replace_if(text, text + length, isControl, ' ');
 }
-
-constexpr int32_t kBytesPerLine = 16;
 
 // "0010  de ad ...   |..|" for up to sixteen bytes.
 std::string_view DumpLine(char (&text)[128], int64_t offset, const uint8_t* data, int32_t count) {
@@ -72,7 +145,7 @@ std::string_view DumpLine(char (&text)[128], int64_t offset, const uint8_t* data
 
 } // namespace
 
-int32_t v2xlog_Init(const char* path, const char* defaultTag, int32_t useFile, int32_t collapse, int32_t useStderr) {
+int32_t v2xlog_Init(const char* path, const char* defaultTag, int32_t useFile, int32_t limit, int32_t useStderr) {
     if (path == nullptr || defaultTag == nullptr) {
         return -2;
     }
@@ -80,64 +153,57 @@ int32_t v2xlog_Init(const char* path, const char* defaultTag, int32_t useFile, i
     if (g_writer.load(std::memory_order_relaxed) != nullptr) {
         return -4;
     }
-    try {
-        auto* const writer =
-            new v2xlog_writer(useFile != 0 ? path : nullptr, defaultTag, collapse != 0, useStderr != 0);
-        const bool open = writer->Open();
-        g_process = ::getpid();
-        g_writer.store(writer, std::memory_order_release);
-        std::atexit(CloseAtExit);
-        return open ? 0 : -3;
-    } catch (const std::exception&) { // no memory for a log
-        return -5;
-    }
+    auto* const writer = new Writer(useFile != 0 ? path : nullptr, defaultTag, limit != 0, useStderr != 0);
+    const bool isOpen = writer->Open();
+    g_writer.store(writer, std::memory_order_release);
+    std::atexit(CloseAtExit);
+    return isOpen ? 0 : -3;
 }
 
 void v2xlog_Print(V2X_LOGHANDLE handle, int32_t level, const char* text) {
     const KeepErrno keep;
-    v2xlog_writer* const writer = text == nullptr ? nullptr : WriterFor(handle, level);
+    Writer* const writer = text == nullptr ? nullptr : WriterFor(handle, level);
     if (writer == nullptr) {
         return;
     }
     char line[V2XLOG_TEXT_SIZE];
     const size_t length = strnlen(text, sizeof(line) - 1);
     std::memcpy(line, text, length);
-    Clean(line, length);
-    writer->Write({handle, level, {line, length}}, true);
+    ReplaceControls(line, length);
+    writer->Write(handle, level, {line, length}, nullptr, 1);
 }
 
 void v2xlog_HexDump(V2X_LOGHANDLE handle, int32_t level, const uint8_t* data, int32_t len) {
     const KeepErrno keep;
-    v2xlog_writer* const writer = data == nullptr || len <= 0 ? nullptr : WriterFor(handle, level);
+    Writer* const writer = data == nullptr || len <= 0 ? nullptr : WriterFor(handle, level);
     if (writer == nullptr) {
         return;
     }
     char line[128];
     for (int64_t offset = 0; offset < len; offset += kBytesPerLine) {
         const int32_t count = static_cast<int32_t>(std::min<int64_t>(kBytesPerLine, len - offset));
-        writer->Write({handle, level, DumpLine(line, offset, data + offset, count)}, false);
+        writer->Write(handle, level, DumpLine(line, offset, data + offset, count), nullptr, 1);
     }
 }
 
-void v2xlog_Format(V2X_LOGHANDLE handle, int32_t level, uint32_t times, const char* file, const char* function,
-                   int32_t line, const char* format, ...) {
+void v2xlog_Format(V2X_LOGHANDLE handle, int32_t level, uint32_t times, v2xlog_site& site, const char* function,
+                   const char* format, ...) {
     const KeepErrno keep;
-    v2xlog_writer* const writer = format == nullptr ? nullptr : WriterFor(handle, level);
+    Writer* const writer = WriterFor(handle, level);
     if (writer == nullptr) {
         return;
     }
     char text[V2XLOG_TEXT_SIZE];
-    const int head = std::snprintf(text, sizeof(text), "%s:%s:%d:", file == nullptr ? "" : file,
-                                   function == nullptr ? "" : function, line);
+    const int head = std::snprintf(text, sizeof(text), "%s:%s:%d:", site.file, function, site.line);
     const size_t start = std::min(static_cast<size_t>(std::max(head, 0)), sizeof(text) - 1);
     va_list arguments;
     va_start(arguments, format);
     int body = std::vsnprintf(text + start, sizeof(text) - start, format, arguments);
     va_end(arguments);
-    if (body < 0) { // arguments that the format cannot take: the bare format still tells where and what
+    if (body < 0) { // the arguments cannot be converted: the plain format still names place and cause
         body = std::snprintf(text + start, sizeof(text) - start, "%s", format);
     }
     const size_t length = std::min(start + static_cast<size_t>(std::max(body, 0)), sizeof(text) - 1);
-    Clean(text, length);
-    writer->Write({handle, level, {text, length}}, true, times);
+    ReplaceControls(text, length);
+    writer->Write(handle, level, {text, length}, &site, times);
 }

@@ -1,8 +1,9 @@
-// The log file: rotated by size, rebuilt with a back-off after any failure and when another process took it away.
-// Not thread-safe; nothing is thrown except by the constructor (memory).
+// The log file: rotated by size, opened again with a back-off after a failure, opened again at once when another
+// process moved or removed it. Not thread-safe.
 #pragma once
 
 #include <chrono>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -18,32 +19,30 @@ public:
     v2xlog_file(const v2xlog_file&) = delete;
     v2xlog_file& operator=(const v2xlog_file&) = delete;
 
-    // Whether the file is open; opens it first when that is due (2 s after a failure, at once when it was taken away).
+    // Opens the file when it is closed and the back-off of 2 s is over. Checks once a second that the path still names
+    // the open file. Returns whether the file is open.
     bool Ready(Clock::time_point now);
 
-    // Writes finished lines and flushes them. False: the file could not be written and is closed.
+    // Writes complete lines to the open file and flushes them. False: the write failed and the file is closed.
     bool Write(std::string_view lines, Clock::time_point now);
 
-    // Whether the file found when opening ends in the middle of a line.
-    bool Torn() const { return m_torn; }
-
     const std::string& Path() const { return m_path; }
-    // Why the last Ready or Write failed; always a text.
-    const char* Reason() const { return m_reason; }
+    // Why the last Ready or Write failed.
+    const std::string& Reason() const { return m_reason; }
 
 private:
     void Open(Clock::time_point now);
     void Close(Clock::time_point now, const char* reason);
-    bool TakenAway(Clock::time_point now);
-    void Prepare();
+    bool IsReplaced(Clock::time_point now);
+    void CheckBeforeOpen() const;
     void NoteIdentity(std::FILE* file);
 
-    std::string m_path;
-    std::unique_ptr<spdlog::sinks::rotating_file_sink_st> m_sink;
+    const std::string m_path;
+    const std::filesystem::path m_folder;
+    std::unique_ptr<spdlog::sinks::rotating_file_sink_st> m_sink; // null while the file is closed
     Clock::time_point m_nextOpen{};
-    Clock::time_point m_nextLook{};
+    Clock::time_point m_nextCheck{};
     dev_t m_device = 0;
     ino_t m_inode = 0;
-    bool m_torn = false;
-    char m_reason[256] = "not opened";
+    std::string m_reason;
 };

@@ -1,27 +1,45 @@
 #include "v2xlog_output.h"
 
 #include "v2x/v2xlog.h"
-#include "v2xlog_stderr.h"
 
-#include <cstdio>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <iterator>
+#include <poll.h>
+#include <unistd.h>
+
+#include <spdlog/fmt/fmt.h>
 
 namespace {
 
 constexpr char kLetters[] = "?FEWIDVT"; // by level
 static_assert(sizeof(kLetters) == V2XLOG_TRACE + 2);
 
+// Writes one line with its newline to standard error, truncated to 4096 bytes. False: it was dropped. POSIX: a pipe
+// that is ready for writing takes PIPE_BUF bytes at once.
+bool WriteToStderr(std::string_view line) {
+    char truncated[PIPE_BUF];
+    if (line.size() > sizeof(truncated)) {
+        std::memcpy(truncated, line.data(), sizeof(truncated) - 1);
+        truncated[sizeof(truncated) - 1] = '\n';
+        line = {truncated, sizeof(truncated)};
+    }
+    pollfd error{STDERR_FILENO, POLLOUT, 0};
+    const bool isReady = ::poll(&error, 1, 0) == 1 && (error.revents & (POLLOUT | POLLERR)) == POLLOUT;
+    return isReady && ::write(STDERR_FILENO, line.data(), line.size()) > 0;
+}
+
 } // namespace
 
-v2xlog_output::v2xlog_output(const char* path, const char* name, bool useStderr)
-    : m_useStderr(useStderr), m_stamp("%Y-%m-%d %H:%M:%S.%e ", spdlog::pattern_time_type::local, "") {
+v2xlog_output::v2xlog_output(const char* path, const char* tag, bool useStderr)
+    : m_tag(tag), m_useStderr(useStderr), m_time("%Y-%m-%d %H:%M:%S.%e ", spdlog::pattern_time_type::local, "") {
     if (path != nullptr) {
         m_file.emplace(path);
     }
-    std::snprintf(m_name, sizeof(m_name), "%s", name);
 }
 
-bool v2xlog_output::Open() {
-    const auto now = Clock::now();
+bool v2xlog_output::Open(Clock::time_point now) {
     if (!m_file || m_file->Ready(now)) {
         return true;
     }
@@ -29,49 +47,49 @@ bool v2xlog_output::Open() {
     return false;
 }
 
-void v2xlog_output::Write(const char* name, int32_t level, std::string_view text) noexcept {
-    try {
-        const bool filed = ToFile(name, level, text);
-        if (!m_useStderr && (filed || !m_file)) {
-            return;
-        }
-        m_buffer.clear();
-        Append(name, level, text);
-        const bool shown = v2xlog_WriteStderr({m_buffer.data(), m_buffer.size()});
-        if (!filed && m_outage) {
-            ++(shown ? m_outage->elsewhere : m_outage->lost);
-        }
-    } catch (...) { // no memory for the line
-        if (m_outage) {
-            ++m_outage->lost;
-        }
+void v2xlog_output::Write(const v2xlog_line& line, Clock::time_point now) {
+    const bool isInFile = m_file && WriteToFile(line, now);
+    if (!m_useStderr && (isInFile || !m_file)) {
+        return;
+    }
+    m_buffer.clear();
+    Append(line);
+    const bool isOnStderr = WriteToStderr({m_buffer.data(), m_buffer.size()});
+    if (m_outage) {
+        ++(isOnStderr ? m_outage->onStderr : m_outage->lost);
     }
 }
 
-void v2xlog_output::Append(const char* name, int32_t level, std::string_view text) {
-    const char letter[] = {kLetters[level], ' '};
-    m_stamp.format(spdlog::details::log_msg({}, spdlog::level::info, {}), m_buffer);
-    m_buffer.append(std::string_view(letter, sizeof(letter)));
-    m_buffer.append(std::string_view(name));
+void v2xlog_output::Append(const v2xlog_line& line) {
+    m_time.format(spdlog::details::log_msg({}, spdlog::level::info, {}), m_buffer);
+    m_buffer.push_back(kLetters[line.level]);
     m_buffer.push_back(' ');
-    m_buffer.append(text);
+    m_buffer.append(std::string_view(line.tag));
+    m_buffer.push_back(' ');
+    m_buffer.append(line.text);
+    if (line.suppressed > 0) {
+        fmt::format_to(std::back_inserter(m_buffer), " [{} more]", line.suppressed);
+    }
     m_buffer.push_back('\n');
 }
 
-// The line that ends an outage and the first line after it go out as one, so that a disk with room for a few bytes does
-// not end the outage again and again.
-bool v2xlog_output::ToFile(const char* name, int32_t level, std::string_view text) {
-    if (!m_file) {
-        return false;
-    }
-    const auto now = Clock::now();
+void v2xlog_output::AppendEndOfOutage(Clock::time_point now) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(now - m_outage->start).count();
+    const std::string text =
+        fmt::format("v2xlog: this file could not be written for {} s: {} lines went to standard error, {} were lost",
+                    seconds, m_outage->onStderr, m_outage->lost);
+    Append({m_tag.c_str(), V2XLOG_WARN, text, 0});
+}
+
+// The line that ends an outage and the first line after it are one write: a disk with room for a few bytes must not end
+// the outage again and again.
+bool v2xlog_output::WriteToFile(const v2xlog_line& line, Clock::time_point now) {
     if (m_file->Ready(now)) {
         m_buffer.clear();
-        if (m_file->Torn()) {
-            m_buffer.push_back('\n');
+        if (m_outage) {
+            AppendEndOfOutage(now);
         }
-        AppendEndOfOutage(now);
-        Append(name, level, text);
+        Append(line);
         if (m_file->Write({m_buffer.data(), m_buffer.size()}, now)) {
             m_outage.reset();
             return true;
@@ -81,30 +99,13 @@ bool v2xlog_output::ToFile(const char* name, int32_t level, std::string_view tex
     return false;
 }
 
-void v2xlog_output::AppendEndOfOutage(Clock::time_point now) {
-    if (!m_outage) {
-        return;
-    }
-    char text[160];
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(now - m_outage->start).count();
-    const int length = std::snprintf(
-        text, sizeof(text),
-        "v2xlog: this file could not be written for %lld s: %llu lines went to standard error, %llu were lost",
-        static_cast<long long>(seconds), static_cast<unsigned long long>(m_outage->elsewhere),
-        static_cast<unsigned long long>(m_outage->lost));
-    Append(m_name, V2XLOG_WARN, {text, static_cast<size_t>(length)});
-}
-
 void v2xlog_output::NoteOutage(Clock::time_point now) {
     if (!m_outage) {
         m_outage = Outage{now};
     }
-    if (m_outage->reported) {
-        return;
+    if (!m_outage->isReported) {
+        m_outage->isReported = WriteToStderr(
+            fmt::format("v2xlog: cannot write {:.3500}: {}; logging to standard error until it can be written\n",
+                        m_file->Path(), m_file->Reason()));
     }
-    char text[4096];
-    const int length = std::snprintf(
-        text, sizeof(text), "v2xlog: cannot write %.3600s: %s; logging to standard error until it can be written\n",
-        m_file->Path().c_str(), m_file->Reason());
-    m_outage->reported = v2xlog_WriteStderr({text, static_cast<size_t>(length)});
 }
