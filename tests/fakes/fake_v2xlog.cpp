@@ -8,7 +8,7 @@
 #include "v2x/v2xlog.h"
 
 namespace {
-// Tested code logs from several threads; a test reads the lines when they have ended.
+// Tested code logs from several threads; a test reads the lines after they have ended.
 std::mutex lock;
 std::list<v2xlog_tagSlot> slots;
 std::vector<V2X_LOGHANDLE> added; // in order of registration
@@ -127,6 +127,6 @@ void v2xlog_HexDump(V2X_LOGHANDLE handle, int32_t level, const uint8_t* data, in
     const std::lock_guard guard(lock);
     fakes::logLines.push_back({handle->name, level, "hexdump of " + std::to_string(len)});
     for (int32_t i = 0; i < len; i++) {
-        [[maybe_unused]] const volatile uint8_t byte = data[i]; // as the real one reads it
+        [[maybe_unused]] const volatile uint8_t byte = data[i]; // a sanitizer sees a read outside the data
     }
 }

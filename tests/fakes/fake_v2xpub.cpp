@@ -24,7 +24,7 @@ std::map<std::string, int32_t> socketResults;
 std::map<std::string, v2xpub_UdpSocketStats_t> socketStats;
 
 void receive(const std::string& socketName, const std::vector<uint8_t>& bytes) {
-    std::vector<uint8_t> exact(bytes); // heap memory of just this size, so that a sanitizer sees a read behind it
+    std::vector<uint8_t> exact(bytes); // exact heap size: a sanitizer sees a read behind it
     exact.shrink_to_fit();
     uint8_t nothing = 0;
     v2xpub_UdpSocketDataHead_t datagram = {static_cast<int16_t>(exact.size()), exact.empty() ? &nothing : exact.data()};

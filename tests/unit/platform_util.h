@@ -1,4 +1,4 @@
-// What the tests of the platform libraries share: sockets' parameters, log lines.
+// Shared by the tests of the platform libraries: parameters of sockets, lines of the log.
 #pragma once
 
 #include <algorithm>
@@ -24,7 +24,7 @@ inline v2xpub_SocketInitPara_t SocketPara(const char* name, bool isServer, uint1
     return para;
 }
 
-// The process's log, in a file of its own folder that goes with the process. Every line is kept.
+// The log of the process, without limit, in a temporary folder that the destructor removes.
 class LogFile {
 public:
     explicit LogFile(std::initializer_list<const char*> tags) {
@@ -35,10 +35,10 @@ public:
         }
     }
 
-    // Lines written so far count no more.
+    // Excludes the lines written so far from later counts.
     void Forget() { m_start = readFile(Path()).size(); }
 
-    // Lines that contain every one of the words.
+    // Number of lines that contain all of the words.
     int Count(std::initializer_list<std::string> words) const {
         std::istringstream lines(readFile(Path()).substr(m_start));
         int count = 0;

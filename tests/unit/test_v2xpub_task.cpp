@@ -3,9 +3,8 @@
 #include <pthread.h>
 #include <sys/resource.h>
 
-#include <chrono>
+#include <atomic>
 #include <csignal>
-#include <mutex>
 #include <vector>
 
 #include "platform_util.h"
@@ -13,132 +12,104 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using std::chrono::milliseconds;
-using testing::ElementsAre;
 
 constexpr uint32_t PERIOD_US = 20'000;
 constexpr std::chrono::microseconds PERIOD{PERIOD_US};
 constexpr uint32_t LONG_PERIOD_US = 3'600'000'000;
 
-// What a task did, in order, and how its thread is made. The routines take it as their argument.
+// What a task's thread did, for reading after the task has ended, and how long its runs take. Argument of the routines.
 struct Record {
-    std::mutex mutex;
-    std::vector<std::string> events;
+    std::string events; // 'e' for enter, 'r' for a run, 'x' for exit
     std::vector<Clock::time_point> runs;
-    milliseconds runTime{0};
+    std::chrono::microseconds runTime{0};
     size_t overlongRun = SIZE_MAX; // this run lasts five periods
+    std::atomic<bool> isDone{false};
+    bool (*isLastRun)(const Record&) = [](const Record&) { return true; };
     char threadName[16] = "";
     size_t stackSize = 0;
     int policy = -1;
     bool stopSignalsBlocked = false;
-
-    void Add(const char* event) {
-        const std::lock_guard lock(mutex);
-        events.emplace_back(event);
-    }
-    // A copy of one of the lists, while the task goes on.
-    template <typename List>
-    List Copy(const List& list) {
-        const std::lock_guard lock(mutex);
-        return list;
-    }
 };
 
 void Enter(void* arg) {
     auto& record = *static_cast<Record*>(arg);
     sigset_t blocked;
     pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+    record.stopSignalsBlocked =
+        sigismember(&blocked, SIGINT) && sigismember(&blocked, SIGQUIT) && sigismember(&blocked, SIGTERM);
     pthread_attr_t attributes;
     pthread_getattr_np(pthread_self(), &attributes);
-    sched_param parameter{};
-    {
-        const std::lock_guard lock(record.mutex);
-        record.stopSignalsBlocked =
-            sigismember(&blocked, SIGINT) && sigismember(&blocked, SIGQUIT) && sigismember(&blocked, SIGTERM);
-        pthread_getname_np(pthread_self(), record.threadName, sizeof record.threadName);
-        pthread_attr_getstacksize(&attributes, &record.stackSize);
-        pthread_getschedparam(pthread_self(), &record.policy, &parameter);
-    }
+    pthread_attr_getstacksize(&attributes, &record.stackSize);
     pthread_attr_destroy(&attributes);
-    record.Add("enter");
+    pthread_getname_np(pthread_self(), record.threadName, sizeof record.threadName);
+    sched_param parameter{};
+    pthread_getschedparam(pthread_self(), &record.policy, &parameter);
+    record.events += 'e';
 }
 
-void Exec(void* arg) {
+void Run(void* arg) {
     auto& record = *static_cast<Record*>(arg);
-    size_t number = 0;
-    {
-        const std::lock_guard lock(record.mutex);
-        record.runs.push_back(Clock::now());
-        number = record.runs.size();
-    }
-    record.Add("exec");
-    std::this_thread::sleep_for(number == record.overlongRun ? 5 * PERIOD : record.runTime);
+    record.runs.push_back(Clock::now());
+    record.events += 'r';
+    std::this_thread::sleep_for(record.runs.size() == record.overlongRun ? 5 * PERIOD : record.runTime);
+    record.isDone = record.isDone || record.isLastRun(record);
 }
 
 void Exit(void* arg) {
-    static_cast<Record*>(arg)->Add("exit");
+    static_cast<Record*>(arg)->events += 'x';
 }
 
-v2xpub_TaskInitPara_t TaskPara(Record& record, uint32_t period) {
+v2xpub_TaskInitPara_t TaskPara(Record& record, uint32_t period, e_v2xtask_type type = V2XTASK_TYPE_NONE) {
     v2xpub_TaskInitPara_t para{};
-    std::snprintf(para.m_taskName, sizeof para.m_taskName, "a_task_with_a_long_name");
+    std::fill_n(para.m_taskName, sizeof para.m_taskName, 'x'); // no NUL
     para.m_priority = 10;
     para.m_intervals = period;
-    para.m_tskType = V2XTASK_TYPE_NONE;
+    para.m_tskType = type;
     para.mp_arg = &record;
     para.f_tskFunEnter = Enter;
-    para.f_tskFunExec = Exec;
+    para.f_tskFunExec = Run;
     para.f_tskFunExit = Exit;
     return para;
 }
 
-// Ten runs in a row that took hardly more than ten periods, although each run took half of one.
-bool KeptItsGrid(const std::vector<Clock::time_point>& runs) {
-    for (size_t i = 10; i < runs.size(); ++i) {
-        if (runs[i] - runs[i - 10] < 12 * PERIOD) {
-            return true;
-        }
-    }
-    return false;
-}
-
-// Runs the task until `done`. The time of its start.
-template <typename Predicate>
-Clock::time_point RunTask(const v2xpub_TaskInitPara_t& para, Predicate done) {
+// Runs the task until the record is done and ends it. Returns the time of its start.
+Clock::time_point RunTask(const v2xpub_TaskInitPara_t& para) {
     V2X_TASKHANDLE task = nullptr;
-    const auto before = Clock::now();
+    const auto start = Clock::now();
     EXPECT_EQ(v2xpub_TaskCreate(&task, &para), 0);
-    EXPECT_TRUE(eventually(done));
+    EXPECT_TRUE(eventually([&] { return static_cast<Record*>(para.mp_arg)->isDone.load(); }));
     EXPECT_EQ(v2xpub_TaskDelete(task), 0);
-    return before;
+    return start;
 }
 
-TEST(Task, RunsOnAGridOfItsPeriod) {
+TEST(Task, KeepsItsGridAlthoughRunsTakeHalfThePeriod) {
     Record record;
-    record.runTime = milliseconds(10);
-    const auto before = RunTask(TaskPara(record, PERIOD_US), [&] { return KeptItsGrid(record.Copy(record.runs)); });
-    EXPECT_GE(record.runs.front() - before, PERIOD) << "the first run is one period after the call";
-    EXPECT_EQ(record.events.front(), "enter");
-    EXPECT_EQ(record.events.back(), "exit");
+    record.runTime = PERIOD / 2;
+    record.isLastRun = [](const Record& r) {
+        return r.runs.size() > 10 && r.runs.back() - r.runs.end()[-11] < 12 * PERIOD;
+    };
+    const auto start = RunTask(TaskPara(record, PERIOD_US));
+    EXPECT_GE(record.runs.front() - start, PERIOD) << "the first run is one period after the call";
+    EXPECT_THAT(record.events, testing::MatchesRegex("er+x"));
 }
 
-TEST(Task, SkipsTheDeadlinesThatARunMissed) {
+TEST(Task, SkipsDeadlinesThatARunMissed) {
     Record record;
     record.overlongRun = 3;
-    const auto before = RunTask(TaskPara(record, PERIOD_US), [&] { return record.Copy(record.runs).size() >= 10; });
-    const auto deadlines = (Clock::now() - before) / PERIOD;
-    EXPECT_LE(static_cast<int64_t>(record.runs.size()), deadlines - 5);
+    record.isLastRun = [](const Record& r) { return r.runs.size() >= 10; };
+    const auto start = RunTask(TaskPara(record, PERIOD_US));
+    EXPECT_LE(static_cast<int64_t>(record.runs.size()), (Clock::now() - start) / PERIOD - 5);
 }
 
 TEST(Task, OneShotRunsOnce) {
     Record record;
     v2xpub_TaskInitPara_t para = TaskPara(record, 1000);
     para.m_isOneShot = true;
-    RunTask(para, [&] { return record.Copy(record.events).size() >= 3; });
-    EXPECT_THAT(record.events, ElementsAre("enter", "exec", "exit"));
+    RunTask(para);
+    EXPECT_EQ(record.events, "erx");
 }
 
-// The policy that a thread of this process gets when it asks for `policy`.
+// The policy that a thread of this process gets when it requests `policy`.
 int PolicyGranted(int policy) {
     int granted = -1;
     std::thread([&] {
@@ -150,81 +121,75 @@ int PolicyGranted(int policy) {
     return granted;
 }
 
-// Also, each ends although its first run is an hour away.
-TEST(Task, ThreadIsMadeAsAsked) {
-    const struct {
-        e_v2xtask_type type;
-        int policy;
-    } rows[] = {
+TEST(Task, ThreadHasRequestedPropertiesAndEndsBeforeItsFirstRun) {
+    const std::pair<e_v2xtask_type, int> rows[] = {
         {V2XTASK_TYPE_NONE, SCHED_OTHER},
         {V2XTASK_TYPE_FIFO, SCHED_FIFO},
         {V2XTASK_TYPE_RR, SCHED_RR},
         {V2XTASK_TYPE_OTHER, SCHED_OTHER},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.type);
+    for (const auto& [type, policy] : rows) {
+        SCOPED_TRACE(type);
         Record record;
-        v2xpub_TaskInitPara_t para = TaskPara(record, LONG_PERIOD_US);
-        para.m_tskType = row.type;
-        std::fill_n(para.m_taskName, sizeof para.m_taskName, 'x'); // no NUL
-        RunTask(para, [] { return true; });
-        EXPECT_THAT(record.events, ElementsAre("enter", "exit"));
-        EXPECT_EQ(record.policy, PolicyGranted(row.policy));
+        record.isDone = true;
+        RunTask(TaskPara(record, LONG_PERIOD_US, type));
+        EXPECT_EQ(record.events, "ex");
+        EXPECT_EQ(record.policy, PolicyGranted(policy));
         EXPECT_STREQ(record.threadName, "xxxxxxxxxxxxxxx");
         EXPECT_GE(record.stackSize, size_t{512} * 1024);
-        EXPECT_LT(record.stackSize, size_t{1024} * 1024) << "the thread sanitizer adds some, the default is 8 MiB";
+        EXPECT_LT(record.stackSize, size_t{1024} * 1024) << "the thread sanitizer adds some; the default is 8 MiB";
         EXPECT_TRUE(record.stopSignalsBlocked);
     }
     sigset_t blocked;
     pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
-    EXPECT_EQ(sigismember(&blocked, SIGTERM), 0) << "the creator keeps its own mask";
+    EXPECT_EQ(sigismember(&blocked, SIGTERM), 0) << "the creator keeps its mask";
 }
 
-TEST(Task, WithoutTheRightToRealTimeItRunsOrdinarilyAndWarnsOnce) {
+void RunWithoutRealTimeRight() {
     constexpr uid_t NOBODY = 65534;
     const LogFile log{"TASK"};
     const uid_t user = geteuid();
     const rlimit none{0, 0};
-    setrlimit(RLIMIT_RTPRIO, &none);
-    ASSERT_TRUE(user != 0 || seteuid(NOBODY) == 0);
+    EXPECT_EQ(setrlimit(RLIMIT_RTPRIO, &none), 0);
+    EXPECT_TRUE(user != 0 || seteuid(NOBODY) == 0);
     for (int i = 0; i < 2; ++i) {
         Record record;
-        v2xpub_TaskInitPara_t para = TaskPara(record, LONG_PERIOD_US);
-        para.m_tskType = V2XTASK_TYPE_RR;
-        RunTask(para, [] { return true; });
+        record.isDone = true;
+        RunTask(TaskPara(record, LONG_PERIOD_US, V2XTASK_TYPE_RR));
         EXPECT_EQ(record.policy, SCHED_OTHER);
     }
-    ASSERT_EQ(seteuid(user), 0);
+    EXPECT_EQ(seteuid(user), 0);
     EXPECT_EQ(log.Count({"ordinary scheduling"}), 1);
 }
 
-TEST(Task, RefusesUnfitParameters) {
-    const struct {
-        const char* fault;
-        void (*spoil)(v2xpub_TaskInitPara_t&);
-    } rows[] = {
-        {"no routine", [](v2xpub_TaskInitPara_t& para) { para.f_tskFunExec = nullptr; }},
-        {"event", [](v2xpub_TaskInitPara_t& para) { para.m_eventTrigFlag = true; }},
-        {"short period", [](v2xpub_TaskInitPara_t& para) { para.m_intervals = 999; }},
-        {"type below", [](v2xpub_TaskInitPara_t& para) { para.m_tskType = e_v2xtask_type{-1}; }},
-        {"type above", [](v2xpub_TaskInitPara_t& para) { para.m_tskType = e_v2xtask_type{4}; }},
-        {"priority 0", [](v2xpub_TaskInitPara_t& para) { para.m_priority = 0; }},
-        {"priority 100", [](v2xpub_TaskInitPara_t& para) { para.m_priority = 100; }},
+// In a process of its own: the library tries real-time scheduling once per process.
+TEST(Task, WithoutRealTimeRightRunsOrdinarilyAndWarnsOnce) {
+    testing::GTEST_FLAG(death_test_style) = "threadsafe";
+    EXPECT_EXIT(RunWithoutRealTimeRight(); std::exit(HasFailure() ? 1 : 0), testing::ExitedWithCode(0), "");
+}
+
+TEST(Task, RejectsInvalidParameters) {
+    void (*const faults[])(v2xpub_TaskInitPara_t&) = {
+        [](v2xpub_TaskInitPara_t& para) { para.f_tskFunExec = nullptr; },
+        [](v2xpub_TaskInitPara_t& para) { para.m_eventTrigFlag = true; },
+        [](v2xpub_TaskInitPara_t& para) { para.m_intervals = 999; },
+        [](v2xpub_TaskInitPara_t& para) { para.m_tskType = e_v2xtask_type{-1}; },
+        [](v2xpub_TaskInitPara_t& para) { para.m_tskType = e_v2xtask_type{4}; },
+        [](v2xpub_TaskInitPara_t& para) { para.m_priority = 0; },
+        [](v2xpub_TaskInitPara_t& para) { para.m_priority = 100; },
     };
     Record record;
     const auto untouched = reinterpret_cast<V2X_TASKHANDLE>(&record);
-    for (const auto& row : rows) {
-        v2xpub_TaskInitPara_t para = TaskPara(record, PERIOD_US);
-        para.m_tskType = V2XTASK_TYPE_RR;
-        row.spoil(para);
-        V2X_TASKHANDLE task = untouched;
-        EXPECT_EQ(v2xpub_TaskCreate(&task, &para), -2) << row.fault;
-        EXPECT_EQ(task, untouched) << row.fault;
+    V2X_TASKHANDLE task = untouched;
+    for (const auto& fault : faults) {
+        v2xpub_TaskInitPara_t para = TaskPara(record, PERIOD_US, V2XTASK_TYPE_RR);
+        fault(para);
+        EXPECT_EQ(v2xpub_TaskCreate(&task, &para), -2) << "fault " << &fault - faults;
     }
     const v2xpub_TaskInitPara_t para = TaskPara(record, PERIOD_US);
-    V2X_TASKHANDLE task = nullptr;
     EXPECT_EQ(v2xpub_TaskCreate(nullptr, &para), -2);
     EXPECT_EQ(v2xpub_TaskCreate(&task, nullptr), -2);
+    EXPECT_EQ(task, untouched);
     EXPECT_EQ(v2xpub_TaskDelete(nullptr), 0);
 }
 

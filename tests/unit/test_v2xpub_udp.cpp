@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -15,12 +16,12 @@ LogFile& Log() {
 
 constexpr size_t DATAGRAM_MAX = INT16_MAX;
 
-// What the callback was handed. The callback waits while it is held, and sends back what it got.
+// What the callback received. The callback sends each datagram back and waits while `held` is set.
 struct Inbox {
     std::mutex mutex;
     std::vector<Bytes> datagrams;
     std::atomic<bool> held{false};
-    std::atomic<int32_t> replyResult{0};
+    std::atomic<int32_t> replyErrors{0};
 
     std::vector<Bytes> All() {
         const std::lock_guard lock(mutex);
@@ -36,9 +37,7 @@ void StoreAndAnswer(V2X_UDPSOCKHANDLE handle, void* p_data, void* addr, int16_t 
         const std::lock_guard lock(inbox.mutex);
         inbox.datagrams.emplace_back(head.mp_data, head.mp_data + head.m_curMsgLen);
     }
-    if (v2xpub_UdpSocketRespSend(handle, &head, addr, addrLen) != 0) {
-        inbox.replyResult = -1;
-    }
+    inbox.replyErrors += v2xpub_UdpSocketRespSend(handle, &head, addr, addrLen) != 0 ? 1 : 0;
     while (inbox.held) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
@@ -65,10 +64,12 @@ protected:
         EXPECT_EQ(v2xpub_UdpSocketExit(m_socket), 0);
     }
 
-    void OpenServer(int32_t rcvBufBytes = 0) { Open("server", true, StoreAndAnswer, rcvBufBytes); }
-    void OpenClient() { Open("client", false, nullptr, 0); }
-    void Open(const char* name, bool isServer, v2xpub_msgFunc callback, int32_t rcvBufBytes) {
-        const v2xpub_SocketInitPara_t para = SocketPara(name, isServer, m_port, callback);
+    v2xpub_SocketInitPara_t ServerPara(const char* name) const {
+        return SocketPara(name, true, m_port, StoreAndAnswer);
+    }
+    void OpenServer(int32_t rcvBufBytes = 0) { Open(ServerPara("server"), rcvBufBytes); }
+    void OpenClient() { Open(SocketPara("client", false, m_port, nullptr), 0); }
+    void Open(const v2xpub_SocketInitPara_t& para, int32_t rcvBufBytes) {
         ASSERT_EQ(v2xpub_UdpSocketInit(&m_socket, &para, rcvBufBytes), 0);
     }
 
@@ -78,7 +79,7 @@ protected:
     uint16_t m_port = UdpPeer().port(); // free a moment ago
 };
 
-TEST_F(Udp, DatagramsArriveWholeAndAreAnsweredAndTooLongOnesAreDropped) {
+TEST_F(Udp, DeliversWholeDatagramsAndDropsTooLongOnes) {
     OpenServer();
     std::vector<Bytes> expected;
     for (const size_t size : {size_t{0}, size_t{1}, DATAGRAM_MAX, DATAGRAM_MAX + 1, size_t{65507}, size_t{1}}) {
@@ -93,10 +94,10 @@ TEST_F(Udp, DatagramsArriveWholeAndAreAnsweredAndTooLongOnesAreDropped) {
     EXPECT_EQ(m_inbox.All(), expected);
     EXPECT_EQ(StatsOf(m_socket).received, expected.size());
     EXPECT_EQ(StatsOf(m_socket).tooLong, 2U);
-    EXPECT_EQ(m_inbox.replyResult, 0);
+    EXPECT_EQ(m_inbox.replyErrors, 0);
 }
 
-TEST_F(Udp, DropsOfTheKernelAreCounted) {
+TEST_F(Udp, CountsDropsOfTheKernel) {
     OpenServer(4096);
     uint64_t sent = 0;
     for (uint64_t round = 1; round <= 2; ++round) {
@@ -105,7 +106,7 @@ TEST_F(Udp, DropsOfTheKernelAreCounted) {
             ASSERT_TRUE(m_peer.sendTo(m_port, pattern(100, 1)));
         }
         m_inbox.held = false;
-        // Also those that no datagram was taken after.
+        // Drops after the last received datagram are counted, too.
         EXPECT_TRUE(eventually([&] {
             const v2xpub_UdpSocketStats_t stats = StatsOf(m_socket);
             return stats.received + stats.kernelDrops == sent;
@@ -115,8 +116,8 @@ TEST_F(Udp, DropsOfTheKernelAreCounted) {
     EXPECT_GE(Log().Count({"server", "the kernel dropped"}), 1);
 }
 
-TEST_F(Udp, SendersNeedNoLockAgainstTheAddressBeingSet) {
-    constexpr uint64_t EACH = 100; // fits the smallest receive buffer that systems come with
+TEST_F(Udp, SendsWhileTheDestinationChanges) {
+    constexpr uint64_t EACH = 100; // fits the smallest default receive buffer of Linux
     OpenClient();
     UdpPeer peers[2];
     const auto setAddress = [&](size_t number) {
@@ -155,7 +156,7 @@ TEST_F(Udp, ClosesWhileTrafficFlows) {
             m_peer.sendTo(m_port, Bytes(10));
         }
     });
-    const v2xpub_SocketInitPara_t para = SocketPara("server", true, m_port, StoreAndAnswer);
+    const v2xpub_SocketInitPara_t para = ServerPara("server");
     for (int i = 0; i < 50; ++i) {
         V2X_UDPSOCKHANDLE handle = nullptr;
         const size_t before = m_inbox.All().size();
@@ -167,9 +168,9 @@ TEST_F(Udp, ClosesWhileTrafficFlows) {
     sender.join();
 }
 
-TEST_F(Udp, PortInUseIsAnErrorThatNamesIt) {
-    OpenServer(); // a socket of this library: were ports shared, both would have to say so
-    const v2xpub_SocketInitPara_t para = SocketPara("second", true, m_port, StoreAndAnswer);
+TEST_F(Udp, NamesThePortInUse) {
+    OpenServer(); // ports are shared only when both sockets request it
+    const v2xpub_SocketInitPara_t para = ServerPara("second");
     const auto untouched = reinterpret_cast<V2X_UDPSOCKHANDLE>(&m_inbox);
     V2X_UDPSOCKHANDLE handle = untouched;
     EXPECT_EQ(v2xpub_UdpSocketInit(&handle, &para, 0), -3);
@@ -178,9 +179,9 @@ TEST_F(Udp, PortInUseIsAnErrorThatNamesIt) {
     EXPECT_EQ(Log().Count({"second", endpoint, "in use"}), 1);
 }
 
-TEST_F(Udp, RefusedSendsAreCountedAndLoggedOnce) {
+TEST_F(Udp, CountsRejectedSendsAndLogsOneLine) {
     OpenClient();
-    ASSERT_EQ(v2xpub_UdpSocketSetSendAddr(m_socket, "127.255.255.255", 9), 0); // broadcast: the kernel refuses it
+    ASSERT_EQ(v2xpub_UdpSocketSetSendAddr(m_socket, "127.255.255.255", 9), 0); // broadcast: the kernel rejects it
     Bytes bytes(1);
     const v2xpub_UdpSocketDataHead_t head = HeadOf(bytes);
     for (int i = 0; i < 100; ++i) {
@@ -194,7 +195,7 @@ TEST_F(Udp, RefusedSendsAreCountedAndLoggedOnce) {
     EXPECT_EQ(Log().Count({"client", "cannot send to 127.255.255.255:9"}), 1);
 }
 
-TEST_F(Udp, WaitingReceiveTakesWhatFits) {
+TEST_F(Udp, WaitingReceiveDropsTooLongDatagrams) {
     OpenClient();
     Bytes buffer(100);
     const auto receive = [&](int32_t timeoutMs) {
@@ -217,35 +218,31 @@ TEST_F(Udp, WaitingReceiveTakesWhatFits) {
     EXPECT_EQ(StatsOf(m_socket).received, 2U);
 }
 
-TEST_F(Udp, RefusesUnfitSockets) {
-    const struct {
-        const char* fault;
-        void (*spoil)(v2xpub_SocketInitPara_t&);
-    } rows[] = {
-        {"no port to receive on", [](v2xpub_SocketInitPara_t& para) { para.m_svrPort = 0; }},
-        {"neither", [](v2xpub_SocketInitPara_t& para) { para.m_svrEnable = para.m_cliEnable = 0; }},
-        {"not an address", [](v2xpub_SocketInitPara_t& para) { para.m_localIP[0] = 'x'; }},
-        {"no NUL", [](v2xpub_SocketInitPara_t& para) { std::fill_n(para.m_localIP, sizeof para.m_localIP, '1'); }},
+TEST_F(Udp, RejectsInvalidSockets) {
+    void (*const faults[])(v2xpub_SocketInitPara_t&) = {
+        [](v2xpub_SocketInitPara_t& para) { para.m_svrPort = 0; },
+        [](v2xpub_SocketInitPara_t& para) { para.m_svrEnable = para.m_cliEnable = 0; },
+        [](v2xpub_SocketInitPara_t& para) { para.m_localIP[0] = 'x'; },
+        [](v2xpub_SocketInitPara_t& para) { std::fill_n(para.m_localIP, sizeof para.m_localIP, '1'); }, // no NUL
     };
     V2X_UDPSOCKHANDLE handle = nullptr;
-    for (const auto& row : rows) {
-        v2xpub_SocketInitPara_t para = SocketPara("unfit", true, m_peer.port(), StoreAndAnswer);
-        row.spoil(para);
-        EXPECT_EQ(v2xpub_UdpSocketInit(&handle, &para, 0), -2) << row.fault;
-        EXPECT_EQ(handle, nullptr) << row.fault;
+    for (const auto& fault : faults) {
+        v2xpub_SocketInitPara_t para = ServerPara("invalid");
+        fault(para);
+        EXPECT_EQ(v2xpub_UdpSocketInit(&handle, &para, 0), -2) << "fault " << &fault - faults;
     }
-    EXPECT_EQ(Log().Count({"socket unfit", "m_svrPort is 0"}), 1);
-    v2xpub_SocketInitPara_t para = SocketPara("", false, 0, nullptr);
+    v2xpub_SocketInitPara_t para = ServerPara("");
     EXPECT_EQ(v2xpub_UdpSocketInit(nullptr, &para, 0), -2);
     EXPECT_EQ(v2xpub_UdpSocketInit(&handle, nullptr, 0), -2);
     EXPECT_EQ(v2xpub_UdpSocketInit(&handle, &para, -1), -2);
+    EXPECT_EQ(handle, nullptr);
+    EXPECT_EQ(Log().Count({"socket invalid", "m_svrPort is 0"}), 1);
     std::fill_n(para.m_sockName, sizeof para.m_sockName, 'n'); // no NUL
-    EXPECT_EQ(v2xpub_UdpSocketInit(&handle, &para, INT32_MAX), 0);
-    EXPECT_EQ(Log().Count({"receive buffer of", "2147483647 asked"}), 1);
-    EXPECT_EQ(v2xpub_UdpSocketExit(handle), 0);
+    Open(para, INT32_MAX);
+    EXPECT_EQ(Log().Count({"receive buffer of", "2147483647 requested"}), 1);
 }
 
-TEST_F(Udp, RefusesUnfitArguments) {
+TEST_F(Udp, RejectsInvalidArguments) {
     OpenClient();
     Bytes bytes(8);
     v2xpub_UdpSocketDataHead_t good = HeadOf(bytes);
@@ -256,36 +253,30 @@ TEST_F(Udp, RefusesUnfitArguments) {
     sockaddr_in otherFamily = to;
     otherFamily.sin_family = AF_INET6;
 
-    EXPECT_EQ(v2xpub_UdpSocketReqSend(m_socket, &good), -2) << "no address set";
+    EXPECT_EQ(v2xpub_UdpSocketReqSend(m_socket, &good), -2) << "no destination";
     ASSERT_EQ(v2xpub_UdpSocketSetSendAddr(m_socket, "127.0.0.1", m_peer.port()), 0);
-    const struct {
-        const char* call;
-        int32_t result;
-    } rows[] = {
-        {"SetSendAddr null handle", v2xpub_UdpSocketSetSendAddr(nullptr, "127.0.0.1", 1)},
-        {"SetSendAddr null address", v2xpub_UdpSocketSetSendAddr(m_socket, nullptr, 1)},
-        {"SetSendAddr name", v2xpub_UdpSocketSetSendAddr(m_socket, "localhost", 1)},
-        {"SetSendAddr port 0", v2xpub_UdpSocketSetSendAddr(m_socket, "127.0.0.1", 0)},
-        {"ReqSend null handle", v2xpub_UdpSocketReqSend(nullptr, &good)},
-        {"ReqSend null", v2xpub_UdpSocketReqSend(m_socket, nullptr)},
-        {"ReqSend negative length", v2xpub_UdpSocketReqSend(m_socket, &negative)},
-        {"ReqSend no data", v2xpub_UdpSocketReqSend(m_socket, &noData)},
-        {"RespSend null handle", v2xpub_UdpSocketRespSend(nullptr, &good, &to, SIZE)},
-        {"RespSend null", v2xpub_UdpSocketRespSend(m_socket, nullptr, &to, SIZE)},
-        {"RespSend null address", v2xpub_UdpSocketRespSend(m_socket, &good, nullptr, SIZE)},
-        {"RespSend short address", v2xpub_UdpSocketRespSend(m_socket, &good, &to, SIZE - 1)},
-        {"RespSend other family", v2xpub_UdpSocketRespSend(m_socket, &good, &otherFamily, SIZE)},
-        {"Recv null handle", v2xpub_UdpSocketRecv(nullptr, &good, 0)},
-        {"Recv null", v2xpub_UdpSocketRecv(m_socket, nullptr, 0)},
-        {"Recv negative size", v2xpub_UdpSocketRecv(m_socket, &negative, 0)},
-        {"Recv no buffer", v2xpub_UdpSocketRecv(m_socket, &noData, 0)},
-        {"Recv negative time", v2xpub_UdpSocketRecv(m_socket, &good, -1)},
-        {"GetStats null", v2xpub_UdpSocketGetStats(m_socket, nullptr)},
+    const std::vector<int32_t> results = {
+        v2xpub_UdpSocketSetSendAddr(nullptr, "127.0.0.1", 1),
+        v2xpub_UdpSocketSetSendAddr(m_socket, nullptr, 1),
+        v2xpub_UdpSocketSetSendAddr(m_socket, "localhost", 1),
+        v2xpub_UdpSocketSetSendAddr(m_socket, "127.0.0.1", 0),
+        v2xpub_UdpSocketReqSend(nullptr, &good),
+        v2xpub_UdpSocketReqSend(m_socket, nullptr),
+        v2xpub_UdpSocketReqSend(m_socket, &negative),
+        v2xpub_UdpSocketReqSend(m_socket, &noData),
+        v2xpub_UdpSocketRespSend(m_socket, nullptr, &to, SIZE),
+        v2xpub_UdpSocketRespSend(m_socket, &good, nullptr, SIZE),
+        v2xpub_UdpSocketRespSend(m_socket, &good, &to, SIZE - 1),
+        v2xpub_UdpSocketRespSend(m_socket, &good, &otherFamily, SIZE),
+        v2xpub_UdpSocketRecv(nullptr, &good, 0),
+        v2xpub_UdpSocketRecv(m_socket, nullptr, 0),
+        v2xpub_UdpSocketRecv(m_socket, &negative, 0),
+        v2xpub_UdpSocketRecv(m_socket, &noData, 0),
+        v2xpub_UdpSocketRecv(m_socket, &good, -1),
+        v2xpub_UdpSocketGetStats(m_socket, nullptr),
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(row.result, -2) << row.call;
-    }
-    EXPECT_EQ(v2xpub_UdpSocketReqSend(m_socket, &good), 0) << "the address that was set stays";
+    EXPECT_THAT(results, testing::Each(-2));
+    EXPECT_EQ(v2xpub_UdpSocketReqSend(m_socket, &good), 0) << "the destination is unchanged";
     EXPECT_EQ(m_peer.receive(), bytes);
 }
 

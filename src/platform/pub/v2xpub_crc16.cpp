@@ -4,8 +4,7 @@
 
 namespace {
 
-// Remainders of all single bytes for one polynomial. Built when the polynomial changes, which in a thread it seldom
-// does.
+// Remainders of all single bytes for one polynomial, rebuilt when a thread changes the polynomial.
 struct Table {
     bool isBuilt;
     uint16_t polynomial;

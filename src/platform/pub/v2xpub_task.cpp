@@ -50,7 +50,7 @@ v2xpub_scheduling SchedulingOf(const v2xpub_TaskInitPara_t& para) {
     return {policy, policy == SCHED_OTHER ? 0 : static_cast<int>(para.m_priority)};
 }
 
-// What makes the parameters unfit, or null.
+// The reason to reject the parameters, or null.
 const char* FaultOf(const v2xpub_TaskInitPara_t& para) {
     const bool realTime = PolicyOf(para.m_tskType) != SCHED_OTHER;
     const struct {
@@ -58,9 +58,9 @@ const char* FaultOf(const v2xpub_TaskInitPara_t& para) {
         const char* text;
     } checks[] = {
         {para.f_tskFunExec == nullptr, "no routine to run"},
-        {para.m_eventTrigFlag, "tasks run by the clock only, not by events"},
+        {para.m_eventTrigFlag, "event triggers are not supported"},
         {para.m_intervals < INTERVAL_MIN_US, "period below 1000 microseconds"},
-        {para.m_tskType < V2XTASK_TYPE_NONE || para.m_tskType > V2XTASK_TYPE_OTHER, "unknown type of scheduling"},
+        {para.m_tskType < V2XTASK_TYPE_NONE || para.m_tskType > V2XTASK_TYPE_OTHER, "unknown scheduling type"},
         {realTime && (para.m_priority < PRIORITY_MIN || para.m_priority > PRIORITY_MAX), "priority not in 1 to 99"},
     };
     for (const auto& check : checks) {
@@ -71,7 +71,7 @@ const char* FaultOf(const v2xpub_TaskInitPara_t& para) {
     return nullptr;
 }
 
-// Sleeps until the deadline; false when the task is to end.
+// Sleeps until the deadline. False: the task must end.
 bool SleepUntil(v2xpub_task& task, Clock::time_point deadline) {
     std::unique_lock lock(task.mutex);
     return !task.wake.wait_until(lock, deadline, [&task] { return task.stop; });
@@ -85,7 +85,7 @@ void RunPeriodically(v2xpub_task& task) {
         if (task.para.m_isOneShot) {
             return;
         }
-        // The first deadline of the grid that is still to come: those that the run overran are skipped.
+        // The next deadline in the future: deadlines missed during the run are skipped.
         deadline = task.created + period * ((Clock::now() - task.created) / period + 1);
     }
 }
@@ -118,7 +118,7 @@ int32_t v2xpub_TaskCreate(V2X_TASKHANDLE* handle, const v2xpub_TaskInitPara_t* p
         return -2;
     }
     v2xpub_PubSubInit();
-    // The routines may look at the caller's handle as soon as the thread runs.
+    // The routines may read the caller's handle as soon as the thread runs.
     auto* const before = *handle;
     *handle = task.get();
     const int error =
@@ -142,8 +142,7 @@ int32_t v2xpub_TaskDelete(V2X_TASKHANDLE handle) {
     }
     handle->wake.notify_one();
     if (pthread_join(handle->thread, nullptr) != 0) {
-        // Called from the task itself, whose thread still needs the record: it ends after this run and is not freed.
-        return -2;
+        return -2; // called by the task itself: it ends after this run, and its record is not freed
     }
     delete handle;
     return 0;

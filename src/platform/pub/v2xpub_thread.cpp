@@ -2,20 +2,17 @@
 
 #include <cerrno>
 #include <csignal>
-#include <ctime>
 
 #include "v2x/v2xlog.h"
 
 namespace {
 
 constexpr size_t STACK_SIZE = size_t{512} * 1024;
-constexpr int CREATE_TRIES = 10;
-constexpr timespec CREATE_PAUSE{0, 20'000'000};
 
 v2xlog_tag_t g_log{"TASK"};
 
-// Blocks the stop signals in the calling thread while it lives. A thread inherits the mask of its creator, so one that
-// is created meanwhile never takes such a signal, not even before its first instruction.
+// Blocks the stop signals in the calling thread during its lifetime. A new thread inherits the mask of its creator, so
+// it never receives such a signal, not even before its first instruction.
 class StopSignalsBlocked {
 public:
     StopSignalsBlocked() {
@@ -34,43 +31,55 @@ private:
     sigset_t m_before{};
 };
 
-} // namespace
-
-int v2xpub_CreateThread(pthread_t* thread, const v2xpub_scheduling& scheduling, void* (*routine)(void*), void* arg) {
+// pthread_create with exactly this scheduling. Returns 0 or the error number.
+int CreateThread(pthread_t* thread, const v2xpub_scheduling& scheduling, void* (*routine)(void*), void* arg) {
     pthread_attr_t attributes;
-    int error = pthread_attr_init(&attributes);
-    if (error != 0) {
-        return error;
-    }
+    pthread_attr_init(&attributes);
     sched_param parameter{};
     parameter.sched_priority = scheduling.priority;
     pthread_attr_setstacksize(&attributes, STACK_SIZE);
     pthread_attr_setinheritsched(&attributes, PTHREAD_EXPLICIT_SCHED);
     pthread_attr_setschedpolicy(&attributes, scheduling.policy);
     pthread_attr_setschedparam(&attributes, &parameter);
-    {
-        const StopSignalsBlocked blocked;
-        error = pthread_create(thread, &attributes, routine, arg);
-        for (int tries = 1; error == EAGAIN && tries < CREATE_TRIES; tries++) { // no memory, or too many threads
-            nanosleep(&CREATE_PAUSE, nullptr);
-            error = pthread_create(thread, &attributes, routine, arg);
-        }
-    }
+    const StopSignalsBlocked blocked;
+    const int error = pthread_create(thread, &attributes, routine, arg);
     pthread_attr_destroy(&attributes);
     return error;
+}
+
+// Only an attempt shows the result of capabilities, limits and control groups together.
+bool TryRealTime() {
+    pthread_t thread{};
+    const v2xpub_scheduling lowest{SCHED_RR, 1};
+    const auto nothing = [](void*) -> void* { return nullptr; };
+    const int error = CreateThread(&thread, lowest, nothing, nullptr);
+    if (error == 0) {
+        pthread_join(thread, nullptr);
+        return true;
+    }
+    V2XLOG(g_log, V2XLOG_WARN, "no real-time scheduling (%s): all tasks run with ordinary scheduling",
+           std::strerror(error));
+    return false;
+}
+
+} // namespace
+
+bool v2xpub_RealTimeAllowed() {
+    static const bool allowed = TryRealTime();
+    return allowed;
 }
 
 int v2xpub_StartThread(pthread_t* thread, const char* name, const v2xpub_scheduling& scheduling,
                        void* (*routine)(void*), void* arg) {
     if (scheduling.policy != SCHED_OTHER && v2xpub_RealTimeAllowed()) {
-        const int error = v2xpub_CreateThread(thread, scheduling, routine, arg);
+        const int error = CreateThread(thread, scheduling, routine, arg);
         if (error != EPERM) {
             return error;
         }
         V2XLOG(g_log, V2XLOG_WARN, "%s: real-time priority %d refused, ordinary scheduling instead", name,
                scheduling.priority);
     }
-    return v2xpub_CreateThread(thread, v2xpub_scheduling{}, routine, arg);
+    return CreateThread(thread, v2xpub_scheduling{}, routine, arg);
 }
 
 void v2xpub_NameThread(const std::string& name) {

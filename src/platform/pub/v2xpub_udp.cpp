@@ -18,11 +18,11 @@ constexpr int32_t SERVER_RECEIVE_BUFFER = 4 * 1024 * 1024;
 
 v2xlog_tag_t g_log{"UDPA"};
 
-// The open sockets, newest first. Plain pointers: threads may count on while the process exits.
+// The open sockets, newest first. Plain pointers without a destructor: threads still count while the process exits.
 constinit std::mutex g_openLock;
 constinit v2xpub_udpSocket* g_open = nullptr;
 
-// Where and how a socket is opened, taken out of the caller's parameters.
+// Address and options of a socket.
 struct Endpoint {
     std::string ip;
     in_addr address{};
@@ -46,7 +46,7 @@ Endpoint EndpointOf(const v2xpub_SocketInitPara_t& para, int32_t rcvBufBytes) {
     return endpoint;
 }
 
-// What makes the parameters unfit, or null; resolves the address.
+// The reason to reject the parameters, or null. Converts the address.
 const char* FaultOf(const v2xpub_SocketInitPara_t& para, Endpoint& endpoint) {
     if (para.m_svrEnable == 0 && para.m_cliEnable == 0) {
         return "neither server nor client";
@@ -63,7 +63,7 @@ const char* FaultOf(const v2xpub_SocketInitPara_t& para, Endpoint& endpoint) {
     return nullptr;
 }
 
-// The kernel doubles what is asked, for its own records, and reads back the double.
+// The kernel doubles the requested size for its bookkeeping and reports the double.
 int32_t ReceiveBufferOf(int fd) {
     int bytes = 0;
     socklen_t size = sizeof bytes;
@@ -71,16 +71,16 @@ int32_t ReceiveBufferOf(int fd) {
     return bytes / 2;
 }
 
-void SetReceiveBuffer(const v2xpub_udpSocket& socket, int32_t asked) {
-    // The second one goes beyond net.core.rmem_max, with CAP_NET_ADMIN only.
+void SetReceiveBuffer(const v2xpub_udpSocket& socket, int32_t requested) {
+    // SO_RCVBUFFORCE exceeds net.core.rmem_max but needs CAP_NET_ADMIN.
     for (const int option : {SO_RCVBUF, SO_RCVBUFFORCE}) {
-        setsockopt(socket.fd, SOL_SOCKET, option, &asked, sizeof asked);
-        if (ReceiveBufferOf(socket.fd) >= asked) {
+        setsockopt(socket.fd, SOL_SOCKET, option, &requested, sizeof requested);
+        if (ReceiveBufferOf(socket.fd) >= requested) {
             return;
         }
     }
-    V2XLOG(g_log, V2XLOG_INFO, "socket %s: receive buffer of %d bytes, %d asked (net.core.rmem_max)",
-           socket.name.c_str(), ReceiveBufferOf(socket.fd), asked);
+    V2XLOG(g_log, V2XLOG_INFO, "socket %s: receive buffer of %d bytes, %d requested (net.core.rmem_max)",
+           socket.name.c_str(), ReceiveBufferOf(socket.fd), requested);
 }
 
 // Returns 0 or the error number.
@@ -101,31 +101,22 @@ int OpenAndBind(v2xpub_udpSocket& socket, const Endpoint& endpoint) {
     return bind(socket.fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0 ? 0 : errno;
 }
 
-// Returns 0 or the error number.
-int StartReceiving(v2xpub_udpSocket& socket, v2xpub_msgFunc callback) {
-    socket.callback = callback;
-    return v2xpub_StartThread(&socket.thread, socket.name.c_str(), v2xpub_scheduling{}, v2xpub_UdpReceiveThread,
-                              &socket);
-}
-
-void Enlist(v2xpub_udpSocket& socket) {
+void AddToOpen(v2xpub_udpSocket& socket) {
     const std::lock_guard lock(g_openLock);
     socket.next = g_open;
     g_open = &socket;
 }
 
-void Strike(const v2xpub_udpSocket& socket) {
+void RemoveFromOpen(const v2xpub_udpSocket& socket) {
     const std::lock_guard lock(g_openLock);
-    v2xpub_udpSocket** place = &g_open;
-    while (*place != nullptr && *place != &socket) {
-        place = &(*place)->next;
+    v2xpub_udpSocket** link = &g_open;
+    while (*link != &socket) {
+        link = &(*link)->next;
     }
-    if (*place != nullptr) {
-        *place = socket.next;
-    }
+    *link = socket.next;
 }
 
-// What was dropped after the last datagram that was taken has come with none.
+// Received datagrams report earlier drops only: this reads the drops after the last one.
 void FetchKernelDrops(v2xpub_udpSocket& socket) {
     uint32_t values[SK_MEMINFO_VARS]{};
     socklen_t size = sizeof values;
@@ -147,17 +138,19 @@ int32_t v2xpub_UdpSocketInit(V2X_UDPSOCKHANDLE* handle, const v2xpub_SocketInitP
         LogFailure(*socket, endpoint, fault);
         return -2;
     }
-    const bool calls = endpoint.isServer && para->f_msgFunc != nullptr;
-    if (calls) {
+    const bool hasThread = endpoint.isServer && para->f_msgFunc != nullptr;
+    if (hasThread) {
+        socket->callback = para->f_msgFunc;
         socket->buffer = std::make_unique_for_overwrite<uint8_t[]>(V2XPUB_RECEIVE_BUFFER);
     }
-    // The callback may look at the caller's handle as soon as the thread runs.
+    // The callback may read the caller's handle as soon as the thread runs.
     auto* const before = *handle;
     int error = OpenAndBind(*socket, endpoint);
     if (error == 0) {
         *handle = socket.get();
-        if (calls) {
-            error = StartReceiving(*socket, para->f_msgFunc);
+        if (hasThread) {
+            error = v2xpub_StartThread(&socket->thread, socket->name.c_str(), v2xpub_scheduling{},
+                                       v2xpub_UdpReceiveThread, socket.get());
         }
     }
     if (error != 0) {
@@ -170,7 +163,7 @@ int32_t v2xpub_UdpSocketInit(V2X_UDPSOCKHANDLE* handle, const v2xpub_SocketInitP
         V2XLOG(g_log, V2XLOG_INFO, "socket %s: receives at %s:%u", socket->name.c_str(), endpoint.ip.c_str(),
                unsigned{endpoint.port});
     }
-    Enlist(*socket.release()); // v2xpub_UdpSocketExit frees it
+    AddToOpen(*socket.release()); // v2xpub_UdpSocketExit frees it
     return 0;
 }
 
@@ -180,13 +173,13 @@ int32_t v2xpub_UdpSocketExit(V2X_UDPSOCKHANDLE handle) {
     }
     if (handle->buffer != nullptr) {
         handle->stop.store(true, std::memory_order_release);
-        // Linux wakes the receiver of an unconnected socket too, although it calls it not connected.
+        // Linux wakes the receiver of an unconnected socket, although the call reports ENOTCONN.
         shutdown(handle->fd, SHUT_RD);
         if (pthread_join(handle->thread, nullptr) != 0) {
-            return -2; // called from the callback, whose thread still needs the socket: it ends and is not freed
+            return -2; // called by the callback: the thread ends, and the socket is not freed
         }
     }
-    Strike(*handle);
+    RemoveFromOpen(*handle);
     delete handle;
     return 0;
 }

@@ -1,4 +1,4 @@
-// One UDP socket, as the source files of this library share it.
+// One UDP socket, shared by the source files of this library.
 #pragma once
 
 #include <netinet/in.h>
@@ -14,10 +14,10 @@
 
 #include "v2x/v2xpub.h"
 
-// The longest datagram that m_curMsgLen can tell.
+// The largest length that m_curMsgLen can hold.
 inline constexpr ssize_t V2XPUB_DATAGRAM_MAX = INT16_MAX;
 
-// Log lines that a peer can cause endlessly: lets the first one through and then one in ten seconds. Any thread.
+// Rate limit for log lines that a peer can cause without end: one passes every ten seconds. Any thread.
 class v2xpub_RateLimit {
 public:
     bool Pass() {
@@ -44,24 +44,24 @@ struct v2xpub_udpSocket {
     std::string name;
     int fd = -1;
 
-    // Receive thread of a server with callback; no buffer means no thread.
+    // Receive thread of a server with a callback; a null buffer means no thread.
     v2xpub_msgFunc callback = nullptr;
     std::unique_ptr<uint8_t[]> buffer;
     pthread_t thread{};
     std::atomic<bool> stop{false};
 
-    // Where requests go, as one word so that senders need no lock; 0 = not set.
+    // Destination of requests, in one word so that senders need no lock; 0 = not set.
     std::atomic<uint64_t> destination{0};
 
-    v2xpub_udpSocket* next = nullptr; // of the open sockets
+    v2xpub_udpSocket* next = nullptr; // in the list of open sockets
 
     std::atomic<uint64_t> received{0};
     std::atomic<uint64_t> tooLong{0};
     std::atomic<uint64_t> kernelDrops{0};
     std::atomic<uint64_t> sent{0};
     std::atomic<uint64_t> sendErrors{0};
-    std::atomic<uint32_t> kernelDropsSeen{0};   // the kernel's own counter when last seen
-    std::atomic<uint64_t> kernelDropsLogged{0}; // as the log has it
+    std::atomic<uint32_t> kernelDropsSeen{0};   // the kernel's counter at its last reading
+    std::atomic<uint64_t> kernelDropsLogged{0}; // the count in the last log line
 
     v2xpub_RateLimit tooLongLog;
     v2xpub_RateLimit kernelDropsLog;
@@ -69,16 +69,16 @@ struct v2xpub_udpSocket {
     v2xpub_RateLimit sendErrorLog;
 };
 
-// Adds one; the counters order nothing.
+// Adds one and returns the new count. The order is relaxed.
 inline uint64_t v2xpub_Count(std::atomic<uint64_t>& counter) {
     return counter.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
-// Takes over the kernel's own count of what it dropped; it wraps.
+// Adds the drops since the last reading of the kernel's counter, which is `total` now and wraps.
 void v2xpub_CountKernelDrops(v2xpub_udpSocket& socket, uint32_t total);
 
-// The receive thread; `socket` is the v2xpub_udpSocket. Ends once stop is set and the socket is shut down.
+// The receive thread; `socket` is the v2xpub_udpSocket. Ends when stop is set and the socket is shut down.
 void* v2xpub_UdpReceiveThread(void* socket);
 
-// Bytes of the buffer that the thread receives into: any UDP datagram fits.
+// Bytes of the thread's receive buffer, which holds any UDP datagram.
 inline constexpr size_t V2XPUB_RECEIVE_BUFFER = 65536;

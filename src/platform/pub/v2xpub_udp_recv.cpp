@@ -19,7 +19,7 @@ v2xlog_tag_t g_log{"UDPA"};
 
 constexpr int64_t NANOSECONDS = 1'000'000'000;
 constexpr timespec ERROR_PAUSE{0, 100'000'000};
-// Too long datagrams that one call throws away after its time has come, so that a flood of them cannot hold it.
+// Too long datagrams that one call drops after its deadline, so that a flood of them cannot block it.
 constexpr int32_t LATE_DROPS_MAX = 1024;
 
 // Where a datagram is stored.
@@ -29,7 +29,7 @@ struct Target {
     sockaddr_in* sender; // may be null
 };
 
-// What was dropped while the log paused follows with the first datagram after the pause.
+// Drops during the pause of the log are reported with the first datagram after it.
 void LogKernelDrops(v2xpub_udpSocket& socket) {
     const uint64_t count = socket.kernelDrops.load(std::memory_order_relaxed);
     if (count != socket.kernelDropsLogged.load(std::memory_order_relaxed) && socket.kernelDropsLog.Pass()) {
@@ -40,7 +40,7 @@ void LogKernelDrops(v2xpub_udpSocket& socket) {
     }
 }
 
-// Takes one datagram. Returns its length, which may be beyond the target's size, or -1 and errno.
+// Receives one datagram. Returns its length, which may exceed the target's size, or -1 and errno.
 ssize_t Receive(v2xpub_udpSocket& socket, const Target& target, int flags) {
     iovec part{target.data, target.size};
     alignas(cmsghdr) uint8_t control[CMSG_SPACE(sizeof(uint32_t))];
@@ -65,7 +65,8 @@ ssize_t Receive(v2xpub_udpSocket& socket, const Target& target, int flags) {
 void DropTooLong(v2xpub_udpSocket& socket, ssize_t length, size_t limit) {
     const uint64_t count = v2xpub_Count(socket.tooLong);
     if (socket.tooLongLog.Pass()) {
-        V2XLOG(g_log, V2XLOG_WARN, "socket %s: dropped a datagram of %zd bytes, at most %zu taken (%" PRIu64 " so far)",
+        V2XLOG(g_log, V2XLOG_WARN,
+               "socket %s: dropped a datagram of %zd bytes, longer than %zu (%" PRIu64 " since it was opened)",
                socket.name.c_str(), length, limit, count);
     }
 }
@@ -76,11 +77,11 @@ void LogReceiveError(v2xpub_udpSocket& socket, int error) {
     }
 }
 
-bool IsPassing(int error) {
+bool IsTransient(int error) {
     return error == EINTR || error == EAGAIN || error == ECONNREFUSED;
 }
 
-void HandOver(v2xpub_udpSocket& socket, ssize_t length, sockaddr_in& sender) {
+void Deliver(v2xpub_udpSocket& socket, ssize_t length, sockaddr_in& sender) {
     if (length > V2XPUB_DATAGRAM_MAX) {
         DropTooLong(socket, length, V2XPUB_DATAGRAM_MAX);
         return;
@@ -90,7 +91,7 @@ void HandOver(v2xpub_udpSocket& socket, ssize_t length, sockaddr_in& sender) {
     socket.callback(&socket, &head, &sender, sizeof sender);
 }
 
-// Waits for something to read; false once the deadline has passed.
+// Waits for a datagram. False: the deadline has passed.
 bool WaitReadable(int fd, Clock::time_point deadline) {
     const int64_t left = std::chrono::nanoseconds(deadline - Clock::now()).count();
     if (left <= 0) {
@@ -98,11 +99,11 @@ bool WaitReadable(int fd, Clock::time_point deadline) {
     }
     pollfd entry{fd, POLLIN, 0};
     const timespec wait{left / NANOSECONDS, left % NANOSECONDS};
-    ppoll(&entry, 1, &wait, nullptr); // whatever it says, the next attempt to receive tells
+    ppoll(&entry, 1, &wait, nullptr); // the next attempt to receive shows the result
     return true;
 }
 
-// The next datagram that fits the target, its length in `length`. Results as v2xpub_UdpSocketRecv.
+// Receives the next datagram that fits the target and stores its length. Results as v2xpub_UdpSocketRecv.
 int32_t ReceiveUntil(v2xpub_udpSocket& socket, const Target& target, Clock::time_point deadline, ssize_t& length) {
     for (int32_t lateDrops = 0; lateDrops < LATE_DROPS_MAX;) {
         length = Receive(socket, target, MSG_DONTWAIT);
@@ -113,7 +114,7 @@ int32_t ReceiveUntil(v2xpub_udpSocket& socket, const Target& target, Clock::time
         if (length >= 0) {
             DropTooLong(socket, length, target.size);
             lateDrops += Clock::now() >= deadline ? 1 : 0;
-        } else if (!IsPassing(error)) {
+        } else if (!IsTransient(error)) {
             LogReceiveError(socket, error);
             return -3;
         } else if (error == EAGAIN && !WaitReadable(socket.fd, deadline)) {
@@ -126,7 +127,7 @@ int32_t ReceiveUntil(v2xpub_udpSocket& socket, const Target& target, Clock::time
 } // namespace
 
 void v2xpub_CountKernelDrops(v2xpub_udpSocket& socket, uint32_t total) {
-    // Another thread may have seen a newer value already.
+    // Another thread may have read a newer value.
     uint32_t seen = socket.kernelDropsSeen.load(std::memory_order_relaxed);
     while (static_cast<int32_t>(total - seen) > 0) {
         if (socket.kernelDropsSeen.compare_exchange_weak(seen, total, std::memory_order_relaxed)) {
@@ -144,13 +145,13 @@ void* v2xpub_UdpReceiveThread(void* arg) {
     while (true) {
         const ssize_t length = Receive(socket, target, 0);
         const int error = errno;
-        // A socket that is shut down reads as an empty datagram, again and again: the flag tells them apart.
+        // A socket that is shut down returns empty datagrams without end: the flag distinguishes them from real ones.
         if (socket.stop.load(std::memory_order_acquire)) {
             return nullptr;
         }
         if (length >= 0) {
-            HandOver(socket, length, sender);
-        } else if (!IsPassing(error)) {
+            Deliver(socket, length, sender);
+        } else if (!IsTransient(error)) {
             LogReceiveError(socket, error);
             nanosleep(&ERROR_PAUSE, nullptr);
         }

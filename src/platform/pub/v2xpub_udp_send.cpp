@@ -1,4 +1,4 @@
-// Sending on UDP sockets: one system call a datagram, no lock.
+// Sending on UDP sockets: one system call for each datagram, no lock.
 #include <arpa/inet.h>
 #include <sys/socket.h>
 
