@@ -1,5 +1,5 @@
-// Tag registry: a fixed array in the order of registration. A slot is complete before the count that makes it visible
-// is stored, and never changes its name afterwards, so that look-ups need no lock.
+// Tag registry: a fixed array in the order of registration. The count is stored after the slot is complete, and a name
+// never changes, so that look-ups need no lock.
 #include "v2x/v2xlog.h"
 
 #include <array>
@@ -16,8 +16,8 @@ bool LevelInRange(int32_t level) {
     return level >= V2XLOG_UNDO && level <= V2XLOG_TRACE;
 }
 
-// The slot named `name`, or null. A name without NUL in its eight bytes (as one may come from the wire) equals none,
-// because a stored name always has one.
+// The slot named `name`, or null. A name from the wire may lack NUL in its eight bytes: it matches no slot, because a
+// stored name always contains NUL.
 v2xlog_tagSlot* Find(const char* name) {
     const int32_t count = g_count.load(std::memory_order_acquire);
     for (int32_t i = 0; i < count; ++i) {
