@@ -11,7 +11,8 @@
 inline bool v2xapp_Check(v2xlog_tag_t& tag, bool isValid, const char* message,
                          const char* function = __builtin_FUNCTION()) {
     if (!isValid && v2xlog_Enabled(tag, V2XLOG_ERROR)) {
-        v2xlog_Format(v2xlog_Handle(tag), V2XLOG_ERROR, 1, __FILE__, function, __LINE__, "%s", message);
+        static constinit v2xlog_site site{__FILE_NAME__, __LINE__};
+        v2xlog_Format(v2xlog_Handle(tag), V2XLOG_ERROR, 1, site, function, "%s", message);
     }
     return isValid;
 }
