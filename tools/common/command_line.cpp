@@ -1,0 +1,41 @@
+#include "common/command_line.h"
+
+#include <charconv>
+#include <cstdio>
+#include <exception>
+
+#include "common/text.h"
+
+namespace tools {
+
+CLI::Validator Number(double min, double max) {
+    const auto check = [min, max](const std::string& given) {
+        double value = 0;
+        const char* const end = given.data() + given.size();
+        const auto [stop, error] = std::from_chars(given.data(), end, value);
+        const bool isFit = error == std::errc{} && stop == end && value >= min && value <= max;
+        return isFit ? "" : FormatText("'%s' is not a number from %.15g to %.15g", given.c_str(), min, max);
+    };
+    return {check, ""};
+}
+
+int RunTool(CLI::App& app, const char* program, int argc, char** argv, const std::function<int()>& run) {
+    try {
+        app.set_version_flag("--version", FormatText("%s %s", program, V2X_VERSION));
+        app.require_subcommand(1);
+        app.failure_message([program](const CLI::App*, const CLI::Error& error) {
+            return FormatText("%s: %s\nRun with --help for more information.\n", program, error.what());
+        });
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : EXIT_USAGE;
+    }
+    try {
+        return run();
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s: %s\n", program, error.what());
+        return EXIT_FAILED;
+    }
+}
+
+} // namespace tools

@@ -1,0 +1,78 @@
+// Files that the tools read and write; the path "-" means standard input or standard output. Everything here throws
+// std::runtime_error "path: reason" when the file system refuses.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <sys/stat.h>
+
+namespace tools {
+
+// Returns the whole file. Throws when it is longer than `most` bytes, too.
+std::string ReadFile(const std::string& path, size_t most);
+
+// Writes `text` as OutputFile does.
+void WriteFile(const std::string& path, std::string_view text);
+
+// Reads a file as its bytes arrive: what a pipe holds is delivered without waiting for more.
+class InputFile {
+public:
+    static constexpr int END = -1;
+    static constexpr size_t MAX_LINE = size_t{8} << 20;
+
+    explicit InputFile(const std::string& path);
+    ~InputFile();
+    InputFile(const InputFile&) = delete;
+    InputFile& operator=(const InputFile&) = delete;
+
+    // For messages.
+    const std::string& Name() const { return m_name; }
+
+    // Whether `other` describes the same regular file, under whatever name.
+    bool IsSameFile(const struct stat& other) const;
+
+    // The next byte, 0 to 255, or END.
+    int Get() { return m_at < m_held || Fill() ? m_buffer[m_at++] : END; }
+
+    // The next line, without its end; false at the end of the input. Of a line longer than MAX_LINE only the first
+    // MAX_LINE + 1 characters are kept.
+    bool Line(std::string& line);
+
+private:
+    bool Fill();
+
+    std::string m_name;
+    int m_file;
+    size_t m_at = 0;
+    size_t m_held = 0;
+    bool m_isEnded = false; // after its end a terminal could deliver more
+    std::array<uint8_t, 65536> m_buffer{};
+};
+
+// Writes a file as a whole: a regular file is replaced only by Commit, through a temporary file in the same folder.
+// Standard output, a device or a pipe gets each piece at once.
+class OutputFile {
+public:
+    // Throws when the file is the regular file that `input` reads, too; null: there is no input to protect.
+    explicit OutputFile(const std::string& path, const InputFile* input = nullptr);
+    // Discards what was not committed.
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    void Write(std::string_view piece);
+
+    // Closes the file and gives it its name; nothing may be written afterwards.
+    void Commit();
+
+private:
+    std::string m_name;
+    std::string m_target;    // the file behind all links
+    std::string m_temporary; // empty unless there is a temporary file
+    int m_file = -1;
+};
+
+} // namespace tools
