@@ -1,5 +1,6 @@
 #include "common/files.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -23,11 +24,11 @@ constexpr const char* STANDARD = "-";
 std::string ReadFile(const std::string& path, size_t most) {
     InputFile input(path);
     std::string text;
-    for (int byte = input.Get(); byte != InputFile::END; byte = input.Get()) {
-        if (text.size() == most) {
+    for (std::string_view piece = input.Piece(); !piece.empty(); piece = input.Piece()) {
+        text += piece;
+        if (text.size() > most) {
             throw std::runtime_error(input.Name() + ": longer than " + std::to_string(most) + " bytes");
         }
-        text += static_cast<char>(byte);
     }
     return text;
 }
@@ -56,35 +57,34 @@ bool InputFile::IsSameFile(const struct stat& other) const {
            own.st_ino == other.st_ino;
 }
 
-bool InputFile::Fill() {
-    if (m_isEnded) {
-        return false;
+std::string_view InputFile::Piece() {
+    if (m_rest.empty() && !m_isEnded) {
+        ssize_t size = 0;
+        do {
+            size = read(m_file, m_buffer.data(), m_buffer.size());
+        } while (size < 0 && errno == EINTR);
+        if (size < 0) {
+            Fail(m_name, "read");
+        }
+        m_rest = {m_buffer.data(), static_cast<size_t>(size)};
+        m_isEnded = size == 0;
     }
-    ssize_t size = 0;
-    do {
-        size = read(m_file, m_buffer.data(), m_buffer.size());
-    } while (size < 0 && errno == EINTR);
-    if (size < 0) {
-        Fail(m_name, "read");
-    }
-    m_at = 0;
-    m_held = static_cast<size_t>(size);
-    m_isEnded = size == 0;
-    return !m_isEnded;
+    return std::exchange(m_rest, {});
 }
 
 bool InputFile::Line(std::string& line) {
     line.clear();
-    int byte = Get();
-    if (byte == END) {
-        return false;
-    }
-    for (; byte != END && byte != '\n'; byte = Get()) {
-        if (line.size() <= MAX_LINE) {
-            line += static_cast<char>(byte);
+    std::string_view piece = Piece();
+    const bool isThere = !piece.empty();
+    for (; !piece.empty(); piece = Piece()) {
+        const size_t end = piece.find('\n');
+        line += piece.substr(0, std::min(end, MAX_LINE + 1 - line.size()));
+        if (end != std::string_view::npos) {
+            m_rest = piece.substr(end + 1);
+            break;
         }
     }
-    return true;
+    return isThere;
 }
 
 OutputFile::OutputFile(const std::string& path, const InputFile* input)
@@ -92,7 +92,7 @@ OutputFile::OutputFile(const std::string& path, const InputFile* input)
     struct stat old {};
     const bool isThere = (path == STANDARD ? fstat(STDOUT_FILENO, &old) : stat(path.c_str(), &old)) == 0;
     if (isThere && input != nullptr && input->IsSameFile(old)) {
-        throw std::runtime_error(m_name + ": is the input file, which writing would destroy");
+        throw std::runtime_error(m_name + ": cannot be written: it is the input file");
     }
     if (path == STANDARD) {
         m_file = dup(STDOUT_FILENO);

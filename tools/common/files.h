@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cstddef>
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
@@ -20,7 +19,6 @@ void WriteFile(const std::string& path, std::string_view text);
 // Reads a file as its bytes arrive: what a pipe holds is delivered without waiting for more.
 class InputFile {
 public:
-    static constexpr int END = -1;
     static constexpr size_t MAX_LINE = size_t{8} << 20;
 
     explicit InputFile(const std::string& path);
@@ -34,22 +32,19 @@ public:
     // Whether `other` describes the same regular file, under whatever name.
     bool IsSameFile(const struct stat& other) const;
 
-    // The next byte, 0 to 255, or END.
-    int Get() { return m_at < m_held || Fill() ? m_buffer[m_at++] : END; }
+    // The next bytes, valid until the next call; empty at the end of the input.
+    std::string_view Piece();
 
-    // The next line, without its end; false at the end of the input. Of a line longer than MAX_LINE only the first
-    // MAX_LINE + 1 characters are kept.
+    // Reads the next line, without its end; false at the end of the input. Of a line longer than MAX_LINE only the
+    // first MAX_LINE + 1 characters are kept.
     bool Line(std::string& line);
 
 private:
-    bool Fill();
-
     std::string m_name;
     int m_file;
-    size_t m_at = 0;
-    size_t m_held = 0;
-    bool m_isEnded = false; // after its end a terminal could deliver more
-    std::array<uint8_t, 65536> m_buffer{};
+    bool m_isEnded = false;  // after its end a terminal could deliver more
+    std::string_view m_rest; // of the buffer, not yet delivered
+    std::array<char, 65536> m_buffer{};
 };
 
 // Writes a file as a whole: a regular file is replaced only by Commit, through a temporary file in the same folder.

@@ -5,18 +5,17 @@
 #include "NativeInteger.h"
 #include "constr_CHOICE.h"
 #include "constr_SEQUENCE_OF.h"
-#include "hex.h"
 #include "per_support.h"
 
 namespace msg {
 namespace {
 
-// The first value outside its constraint, and its type.
+// Describes the first value outside its constraint.
 extern "C" void NoteConstraint(void* key, asn_TYPE_descriptor_t* type, const void* value, const char* /*format*/, ...) {
     std::string& text = *static_cast<std::string*>(key);
     text = type->name;
     if (type->check_constraints == CHOICE_constraint) {
-        text += ": an alternative that is not known here";
+        text += ": unknown alternative";
     } else if (type->xer_encoder == asn_DEF_NativeInteger.xer_encoder && value != nullptr) {
         text += ": " + std::to_string(*static_cast<const long*>(value)) + " is outside its constraint";
     } else if (type->check_constraints == SEQUENCE_OF_constraint && value != nullptr) {
@@ -35,7 +34,7 @@ void CheckConstraints(Decoded& decoded) {
     }
 }
 
-// The bits that decoding reads before it ends, in whatever way. (Its result tells only how many a good frame has.)
+// The bits that decoding reads until it ends or fails. (The result of decoding has this number for good frames only.)
 size_t BitsRead(std::span<const uint8_t> frame) {
     asn_codec_ctx_t noLimit{};
     asn_per_data_t cursor{};
@@ -48,8 +47,8 @@ size_t BitsRead(std::span<const uint8_t> frame) {
 }
 
 Problem WhereItStopped(std::span<const uint8_t> frame) {
-    // Too few bytes and a length that no encoding has end in the same result. A few more bytes help against the former
-    // alone: one read takes less than 32 bits.
+    // A frame that is cut short and an invalid length give the same result. They differ when 32 bits, more than one
+    // read takes, are appended: only the former is then read further.
     const size_t bits = BitsRead(frame);
     std::vector<uint8_t> longer(frame.begin(), frame.end());
     longer.resize(frame.size() + 4);
@@ -63,15 +62,18 @@ size_t SkipSpace(std::string_view text, size_t from) {
     return std::min(text.find_first_not_of(" \t\r\n\v\f", from), text.size());
 }
 
-// The rest of the line from this place on.
+// The rest of the line from this place on, fit for a terminal: at most 40 characters, '.' for those not printable.
 std::string LineAt(std::string_view text, size_t from) {
     const std::string_view rest = text.substr(from);
-    return Printable(rest.substr(0, rest.find_first_of("\r\n")));
+    std::string line(rest.substr(0, std::min<size_t>(rest.find_first_of("\r\n"), 40)));
+    std::ranges::replace_if(
+        line, [](char character) { return character < ' ' || character > '~'; }, '.');
+    return line;
 }
 
 template <typename Byte>
 std::vector<Byte> Encode(asn_transfer_syntax syntax, const MessageFrame_t& message, std::string& failedType) {
-    std::vector<Byte> bytes(65536); // enough for nearly all, so that they are encoded once
+    std::vector<Byte> bytes(65536); // enough to encode nearly all of them once
     asn_enc_rval_t result{};
     do {
         bytes.resize(std::max(bytes.size(), static_cast<size_t>(result.encoded)));

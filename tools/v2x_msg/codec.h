@@ -1,4 +1,4 @@
-// Frames and XER documents to messages and back, with what is wrong with them in the words of who looks at a capture.
+// Decodes frames and XER documents into messages, encodes messages, and describes what is wrong with the input.
 #pragma once
 
 #include <cstddef>
@@ -18,30 +18,30 @@ struct FreeMessage {
 };
 using Message = std::unique_ptr<MessageFrame_t, FreeMessage>;
 
-// Why a text or frame is not what it should be, and how far into it, in bytes; NOWHERE when no place is known.
+// Why a text or frame is invalid, and the byte of it that is wrong; NOWHERE when that is unknown.
 struct Problem {
     static constexpr size_t NOWHERE = SIZE_MAX;
     size_t offset;
     std::string text;
 };
 
-// A message may be there with problems: bytes left over behind it, a value outside its constraint.
+// A message may come with problems: bytes left over after it, a value outside its constraint.
 struct Decoded {
-    Message message; // null when nothing whole was found
+    Message message; // null when decoding failed
     std::vector<Problem> problems;
 };
 
-// Decodes one frame (UPER). The place of a frame that cannot be decoded is the byte where decoding stopped.
+// Decodes one frame (UPER). The place of a problem is the byte where decoding stopped.
 Decoded DecodeFrame(std::span<const uint8_t> frame);
 
-// Decodes one document.
+// Decodes one document (XER) with nothing but white space around it.
 Decoded DecodeXer(std::string_view document);
 
-// Basic XER. Empty when it cannot be encoded, for an alternative of a newer edition, which has no name; `failedType` is
-// then the type's name.
+// Encodes to basic XER. Returns nothing for an alternative of a newer edition, which has no name in XER; `failedType`
+// is then the name of the type.
 std::string EncodeXer(const MessageFrame_t& message, std::string& failedType);
 
-// UPER; empty as above.
+// Encodes to UPER; fails as above.
 std::vector<uint8_t> EncodeFrame(const MessageFrame_t& message, std::string& failedType);
 
 } // namespace msg

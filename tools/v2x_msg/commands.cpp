@@ -4,13 +4,13 @@
 #include <span>
 
 #include "codec.h"
-#include "hex.h"
+#include "common/hex.h"
 #include "spat_table.h"
 
 namespace msg {
 namespace {
 
-// Counts what is read, and reports what is wrong with it.
+// Counts frames or documents and reports what is wrong with them.
 class Report {
 public:
     Report(std::string unit, const Sink& errors) : m_unit(std::move(unit)), m_errors(errors) {}
@@ -48,7 +48,7 @@ private:
     bool m_isBad = false;
 };
 
-// Calls `show` with each frame that decodes, the report of its problems done.
+// Reports the problems of each frame, then calls `show` if it was decoded.
 template <typename Show>
 bool ForEachFrame(const FrameSource& frames, const Sinks& sinks, Show show) {
     Report report("frame", sinks.errors);
@@ -76,7 +76,7 @@ std::string CountText(long count) {
 struct MessageKind {
     MessageFrame_PR present;
     const char* name;
-    std::string (*describe)(const MessageFrame_t& message); // what stands behind type and size
+    std::string (*describe)(const MessageFrame_t& message); // what follows type and size
 };
 
 const MessageKind KINDS[] = {
@@ -107,7 +107,7 @@ std::string Describe(const MessageFrame_t& message, size_t size) {
     return text.ends_with('\n') ? text : text + "\n";
 }
 
-// The frame of one document; empty when there is none, and then reported.
+// Encodes one document; empty when it is bad, which is then reported.
 std::vector<uint8_t> EncodeDocument(const Document& document, const std::string& name, Report& report) {
     const auto where = [&](size_t offset) {
         const auto before = std::string_view(document.text).substr(0, offset);
@@ -151,7 +151,7 @@ bool DescribeAll(const FrameSource& frames, const Sinks& sinks) {
     });
 }
 
-bool EncodeAll(Input& input, FrameForm form, const Sinks& sinks) {
+bool EncodeAll(tools::InputFile& input, FrameForm form, const Sinks& sinks) {
     Report report("document", sinks.errors);
     DocumentSource documents(input);
     for (Document document; documents.Next(document);) {
@@ -160,7 +160,7 @@ bool EncodeAll(Input& input, FrameForm form, const Sinks& sinks) {
         if (form == FrameForm::raw) {
             sinks.output({reinterpret_cast<const char*>(frame.data()), frame.size()});
         } else if (!frame.empty()) {
-            sinks.output(ToHex(frame) + "\n");
+            sinks.output(tools::ToHex(frame) + "\n");
         }
     }
     return report.Finish();

@@ -1,4 +1,4 @@
-// What the program does, apart from its command line.
+// The subcommands, without their command lines.
 #pragma once
 
 #include <cstddef>
@@ -11,20 +11,19 @@
 
 namespace msg {
 
-// Takes a piece of output; throws when it cannot.
+// Takes a piece of output; throws when that fails.
 using Sink = std::function<void(std::string_view)>;
 
-// A line of text each: what is wrong, and the count at the end.
 struct Sinks {
     Sink output;
-    Sink errors;
+    Sink errors; // takes whole lines
 };
 
-// Each goes through a whole input, reports what is bad and goes on, and returns whether there was anything and all of
-// it good.
+// Each converts a whole input. A bad frame or document is reported and the next one is converted. Returns whether there
+// was one at all and none was bad.
 bool DecodeAll(const FrameSource& frames, const Sinks& sinks);
 bool DescribeAll(const FrameSource& frames, const Sinks& sinks);
 enum class FrameForm { hex, raw };
-bool EncodeAll(Input& input, FrameForm form, const Sinks& sinks);
+bool EncodeAll(tools::InputFile& input, FrameForm form, const Sinks& sinks);
 
 } // namespace msg

@@ -1,5 +1,6 @@
 #include "document_source.h"
 
+#include <algorithm>
 #include <string_view>
 
 namespace msg {
@@ -7,104 +8,110 @@ namespace {
 
 constexpr std::string_view SPACE = " \t\r\n\v\f";
 constexpr std::string_view COMMENT_START = "<!--";
+constexpr std::string_view COMMENT_END = "-->";
 
-// The tag's name is `name`; what may follow it within the tag is white space.
+// Whether the tag, "<" to ">", has this name; only white space may follow the name.
 bool IsTag(std::string_view tag, std::string_view name) {
-    return tag.starts_with(name) && tag.find_first_not_of(SPACE, name.size()) == tag.size() - 1 && tag.ends_with('>');
+    return tag.starts_with(name) && tag.find_first_not_of(SPACE, name.size()) == tag.size() - 1;
+}
+
+// The size of the white space, comments and declarations at the start of the text.
+size_t LeadSize(std::string_view text) {
+    size_t lead = 0;
+    for (;;) {
+        lead = std::min(text.find_first_not_of(SPACE, lead), text.size());
+        const std::string_view rest = text.substr(lead);
+        const bool isComment = rest.starts_with(COMMENT_START);
+        if (!isComment && !rest.starts_with("<?")) {
+            return lead;
+        }
+        const std::string_view mark = isComment ? COMMENT_END : ">";
+        const size_t end = rest.find(mark, isComment ? COMMENT_START.size() : 0);
+        if (end == std::string_view::npos) {
+            return lead;
+        }
+        lead += end + mark.size();
+    }
+}
+
+size_t CountLines(std::string_view text) {
+    return static_cast<size_t>(std::ranges::count(text, '\n'));
 }
 
 } // namespace
 
-int DocumentSource::Take() {
-    const int byte = m_ahead == NOT_READ ? m_input.Get() : m_ahead;
-    m_ahead = NOT_READ;
-    if (byte == Input::END) {
-        return byte;
-    }
-    m_line += byte == '\n' ? 1 : 0;
-    if (m_token.size() < MAX_DOCUMENT) {
-        m_token += static_cast<char>(byte);
-    } else {
-        m_isCut = true;
-    }
-    return byte;
-}
-
-// From "<" to ">", or to "-->" for a comment; or to the end of the input.
-DocumentSource::Token DocumentSource::ReadMarkup() {
-    size_t dashes = 0; // directly before this byte, those of "<!--" left out
-    for (int byte = Take(); byte != Input::END; byte = Take()) {
-        const bool isComment = m_token.starts_with(COMMENT_START);
-        if (byte == '-') {
-            dashes += isComment && m_token.size() > COMMENT_START.size() ? 1 : 0;
-        } else if (byte == '>' && isComment && dashes >= 2) {
-            return Token::comment;
-        } else {
-            dashes = 0;
+size_t DocumentSource::FindEnd() {
+    for (;;) {
+        if (m_isComment) {
+            const size_t end = m_text.find(COMMENT_END, m_scanned);
+            if (end == std::string::npos) {
+                m_scanned = std::max(m_scanned, m_text.size() - std::min(m_text.size(), COMMENT_END.size() - 1));
+                return end;
+            }
+            m_scanned = end + COMMENT_END.size();
+            m_isComment = false;
         }
-        if (byte != '>' || isComment) {
+        m_scanned = std::min(m_text.find('<', m_scanned), m_text.size());
+        std::string_view tag = std::string_view(m_text).substr(m_scanned);
+        if (tag.starts_with(COMMENT_START)) {
+            m_isComment = true;
+            m_scanned += COMMENT_START.size();
             continue;
         }
-        if (m_token.starts_with("<?")) {
-            return Token::declaration;
+        tag = tag.substr(0, tag.find('>') + 1); // empty when the tag is not complete
+        if (tag.empty()) {
+            return std::string::npos;
         }
-        return IsTag(m_token, "<MessageFrame")    ? Token::startTag
-               : IsTag(m_token, "</MessageFrame") ? Token::endTag
-                                                  : Token::otherTag;
+        if (IsTag(tag, "</MessageFrame")) {
+            return m_scanned + tag.size();
+        }
+        const bool isStart = IsTag(tag, "<MessageFrame");
+        if (isStart && m_isOpen) {
+            return m_scanned;
+        }
+        m_isOpen = m_isOpen || isStart;
+        ++m_scanned;
     }
-    return Token::text;
 }
 
-DocumentSource::Token DocumentSource::Read() {
-    m_token.clear();
-    m_tokenLine = m_line;
-    m_isCut = false;
-    if (Take() == Input::END) {
-        return Token::none;
-    }
-    if (m_token == "<") {
-        return ReadMarkup();
-    }
-    do {
-        m_ahead = m_input.Get();
-    } while (m_ahead != '<' && Take() != Input::END);
-    return m_token.find_first_not_of(SPACE) == std::string::npos ? Token::space : Token::text;
+bool DocumentSource::ReadMore() {
+    const std::string_view piece = m_input.Piece();
+    m_text += piece;
+    return !piece.empty();
+}
+
+void DocumentSource::Drop(size_t size) {
+    m_line += CountLines(std::string_view(m_text).substr(0, size));
+    m_text.erase(0, size);
+    m_scanned -= std::min(m_scanned, size);
 }
 
 bool DocumentSource::Next(Document& document) {
-    document.text.clear();
-    document.isTooLong = false;
-    bool isBegun = false;
-    bool isOpen = false;
-    for (;;) {
-        if (!m_isKept) {
-            m_kind = Read();
+    document = {};
+    m_scanned = 0;
+    m_isComment = false;
+    m_isOpen = false;
+    size_t end = 0;
+    while ((end = FindEnd()) == std::string::npos) {
+        if (m_text.size() > MAX_DOCUMENT) {
+            if (!document.isTooLong) {
+                document.line = m_line + CountLines({m_text.data(), LeadSize(m_text)});
+                document.isTooLong = true;
+            }
+            Drop(m_scanned > 0 ? m_scanned : m_text.size());
         }
-        m_isKept = false;
-        const bool isLead = m_kind == Token::space || m_kind == Token::comment || m_kind == Token::declaration;
-        if (m_kind == Token::none) {
-            return isBegun;
-        }
-        if (isLead && !isBegun) {
-            continue;
-        }
-        if (m_kind == Token::startTag && isOpen) {
-            m_isKept = true;
-            return true;
-        }
-        if (!isBegun) {
-            isBegun = true;
-            document.line = m_tokenLine;
-        }
-        isOpen = isOpen || m_kind == Token::startTag;
-        document.isTooLong = document.isTooLong || m_isCut || document.text.size() + m_token.size() > MAX_DOCUMENT;
-        if (!document.isTooLong) {
-            document.text += m_token;
-        }
-        if (m_kind == Token::endTag) {
-            return true;
+        if (!ReadMore()) {
+            end = m_text.size();
+            break;
         }
     }
+    if (!document.isTooLong) {
+        const size_t lead = LeadSize({m_text.data(), end});
+        document.line = m_line + CountLines({m_text.data(), lead});
+        document.text.assign(m_text, lead, end - lead);
+    }
+    Drop(end);
+    return document.isTooLong || !document.text.empty();
 }
 
 } // namespace msg

@@ -1,48 +1,45 @@
-// The XER documents of an input, one after another, without holding more than one of them.
+// Splits an input into XER documents, one after another, and holds no more than one of them.
 #pragma once
 
 #include <cstddef>
 #include <string>
 
-#include "input.h"
+#include "common/files.h"
 
 namespace msg {
 
 struct Document {
-    std::string text;
-    size_t line = 1;        // of the input, where the text begins
-    bool isTooLong = false; // the text is cut at MAX_DOCUMENT
+    std::string text;       // empty when it is too long
+    size_t line = 1;        // line of the input in which the document begins
+    bool isTooLong = false; // longer than MAX_DOCUMENT
 };
 
 inline constexpr size_t MAX_DOCUMENT = size_t{64} << 20;
 
-// A document ends with the end tag of MessageFrame, before the start tag of the next one, or with the input. White
-// space, comments and XML declarations before it are passed over.
+// A document ends with the end tag of MessageFrame, before the start tag of the next document, or with the input. White
+// space, comments and XML declarations before a document are skipped. The decoder cannot tell where a bad document
+// ends: it takes the documents after an unknown element as parts of that element.
 class DocumentSource {
 public:
-    explicit DocumentSource(Input& input) : m_input(input) {}
+    explicit DocumentSource(tools::InputFile& input) : m_input(input) {}
 
-    // Hands out the next document; false when there are no more. Throws as Input does.
+    // Delivers the next document; false when there are no more. Throws as InputFile does.
     bool Next(Document& document);
 
 private:
-    enum class Token { none, space, text, comment, declaration, startTag, endTag, otherTag };
+    // Scans m_text from m_scanned on. Returns the end of the document, or npos when more input is needed.
+    size_t FindEnd();
+    // Appends what the input delivers; false at its end.
+    bool ReadMore();
+    // Removes `size` bytes from the start of m_text.
+    void Drop(size_t size);
 
-    Token Read();
-    Token ReadMarkup();
-    // Appends the next byte to the token and returns it, or END.
-    int Take();
-
-    Input& m_input;
-    int m_ahead = NOT_READ; // a byte that was read and not used
-    std::string m_token;
-    Token m_kind = Token::none;
-    bool m_isKept = false;  // the token is the next document's
-    bool m_isCut = false;   // the token is cut at MAX_DOCUMENT
-    size_t m_tokenLine = 1; // where the token begins
-    size_t m_line = 1;      // where reading is
-
-    static constexpr int NOT_READ = -2;
+    tools::InputFile& m_input;
+    std::string m_text; // read, but not yet delivered
+    size_t m_line = 1;  // of the input, where m_text begins
+    size_t m_scanned = 0;
+    bool m_isComment = false; // m_scanned is inside a comment
+    bool m_isOpen = false;    // the document's start tag lies before m_scanned
 };
 
 } // namespace msg

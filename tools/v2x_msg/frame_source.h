@@ -1,4 +1,4 @@
-// The frames of an input, one after another, without holding more than one of them.
+// Splits an input into frames, one after another, and holds no more than one of them.
 #pragma once
 
 #include <cstddef>
@@ -7,17 +7,17 @@
 #include <string>
 #include <vector>
 
-#include "input.h"
+#include "common/files.h"
 
 namespace msg {
 
 struct Frame {
     std::string where; // input and line, for messages
     std::vector<uint8_t> bytes;
-    std::string problem; // why `bytes` are not to be used; empty when they are
+    std::string problem; // why `bytes` are invalid; empty when they are valid
 };
 
-// Hands out the next frame; false when there are no more. Throws as Input does. What it reads from outlives it.
+// Delivers the next frame; false when there are no more. Throws as InputFile does. Its input must outlive it.
 using FrameSource = std::function<bool(Frame&)>;
 
 inline constexpr size_t MAX_FRAME = size_t{1} << 20;
@@ -25,13 +25,13 @@ inline constexpr size_t MAX_FRAME = size_t{1} << 20;
 // The whole text is one frame in hex.
 FrameSource FrameOfArgument(const std::string& text);
 
-// Each line is a frame in hex. '#' begins a comment; a line with nothing else is passed over.
-FrameSource FramesOfLines(Input& input);
+// Each line is a frame in hex. '#' begins a comment; a line without digits is skipped.
+FrameSource FramesOfLines(tools::InputFile& input);
 
 // All lines together are one frame in hex; comments as above.
-FrameSource FrameOfAllLines(Input& input);
+FrameSource FrameOfAllLines(tools::InputFile& input);
 
 // The whole input is the bytes of one frame.
-FrameSource FrameOfBytes(Input& input);
+FrameSource FrameOfBytes(tools::InputFile& input);
 
 } // namespace msg

@@ -1,18 +1,19 @@
 #include "spat_table.h"
 
 #include <array>
-#include <cstdarg>
 #include <cstdint>
-#include <cstdio>
 #include <string_view>
 
 #include "IntersectionState.h"
 #include "Phase.h"
 #include "PhaseState.h"
 #include "TimeChangeDetails.h"
+#include "common/text.h"
 
 namespace msg {
 namespace {
+
+using tools::FormatText;
 
 constexpr long UNKNOWN_TIME = 36001;
 constexpr long INVALID_MINUTE = 527040;
@@ -39,42 +40,33 @@ constexpr std::string_view STATUS_BITS[] = {"manualControlIsEnabled",
                                             "noValidSPATisAvailableAtThisTime"};
 static_assert(std::size(STATUS_BITS) == IntersectionStatusObject_noValidSPATisAvailableAtThisTime + 1);
 
-[[gnu::format(printf, 1, 2)]] std::string Text(const char* format, ...) {
-    char text[160];
-    va_list args;
-    va_start(args, format);
-    std::vsnprintf(text, sizeof text, format, args);
-    va_end(args);
-    return text;
-}
-
 std::string Optional(const long* value) {
     return value == nullptr ? "-" : std::to_string(*value);
 }
 
 std::string Time(const long* mark) {
-    return mark == nullptr ? "-" : *mark == UNKNOWN_TIME ? "?" : Text("%.1f", static_cast<double>(*mark) * 0.1);
+    return mark == nullptr ? "-" : *mark == UNKNOWN_TIME ? "?" : FormatText("%.1f", static_cast<double>(*mark) * 0.1);
 }
 
 std::string Percent(const long* confidence) {
-    return confidence == nullptr ? "-" : Text("%.1f", static_cast<double>(*confidence) * 0.5);
+    return confidence == nullptr ? "-" : FormatText("%.1f", static_cast<double>(*confidence) * 0.5);
 }
 
-// The minute of the year as a day of the year (the first is 1) and a time of day; the year is not known.
+// The minute of the year as day of the year (from 1) and time of day.
 std::string Minute(const long* moy) {
     if (moy == nullptr) {
         return "moy -";
     }
     if (*moy == INVALID_MINUTE) {
-        return Text("moy %ld (invalid)", *moy);
+        return FormatText("moy %ld (invalid)", *moy);
     }
     const long minute = *moy % MINUTES_OF_DAY;
-    return Text("moy %ld (day %ld, %02ld:%02ld)", *moy, *moy / MINUTES_OF_DAY + 1, minute / 60, minute % 60);
+    return FormatText("moy %ld (day %ld, %02ld:%02ld)", *moy, *moy / MINUTES_OF_DAY + 1, minute / 60, minute % 60);
 }
 
 std::string TimeStamp(const long* milliseconds) {
     return milliseconds == nullptr ? "timeStamp -"
-                                   : Text("timeStamp %.3f s", static_cast<double>(*milliseconds) * 0.001);
+                                   : FormatText("timeStamp %.3f s", static_cast<double>(*milliseconds) * 0.001);
 }
 
 std::string Name(const DescriptiveName_t& name) {
@@ -102,12 +94,12 @@ std::string Light(long light) {
     return light >= 0 && index < std::size(LIGHTS) ? std::string(LIGHTS[index]) : std::to_string(light);
 }
 
-// Widths are those of the headings and of the widest entry.
+// Each column is as wide as its heading or its longest entry.
 constexpr const char* ROW = "  %5s  %-16s  %-8s  %7s  %7s  %7s  %9s  %11s  %9s  %11s\n";
 
 std::string HeadingRow() {
-    return Text(ROW, "phase", "light", "timing", "start", "minEnd", "maxEnd", "likelyEnd", "confidence%", "nextStart",
-                "nextEnd/Dur");
+    return FormatText(ROW, "phase", "light", "timing", "start", "minEnd", "maxEnd", "likelyEnd", "confidence%",
+                      "nextStart", "nextEnd/Dur");
 }
 
 using Times = std::array<std::string, 7>;
@@ -144,11 +136,11 @@ std::string StateRow(const std::string& phase, const PhaseState_t& state) {
         }
     }
     const std::string light = Light(state.light);
-    return Text(ROW, phase.c_str(), light.c_str(), timing, times[0].c_str(), times[1].c_str(), times[2].c_str(),
-                times[3].c_str(), times[4].c_str(), times[5].c_str(), times[6].c_str());
+    return FormatText(ROW, phase.c_str(), light.c_str(), timing, times[0].c_str(), times[1].c_str(), times[2].c_str(),
+                      times[3].c_str(), times[4].c_str(), times[5].c_str(), times[6].c_str());
 }
 
-// The phase's id stands before the first of its states alone.
+// Only the first state's row has the phase's id.
 std::string PhaseRows(const Phase_t& phase) {
     std::string rows;
     for (int i = 0; i < phase.phaseStates.list.count; ++i) {

@@ -1,4 +1,4 @@
-// What a SPAT says, as a table for people.
+// Shows a SPAT as a table.
 #pragma once
 
 #include <string>
@@ -7,8 +7,8 @@
 
 namespace msg {
 
-// Lines, each with its end: the message's own time and name, then for each intersection its identity and a row for each
-// state of each of its phases. Times are in seconds; '-' stands for what is absent, '?' for a time that is unknown.
+// Returns lines: the message's time and name, then for each intersection its identity and a row for each state of each
+// phase. Times are in seconds; '-' means absent, '?' a time that the sender does not know.
 std::string SpatTable(const SPAT_t& spat);
 
 } // namespace msg

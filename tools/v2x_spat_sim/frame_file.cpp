@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "hex.h"
+#include "common/hex.h"
 #include "text.h"
 
 namespace sim {
@@ -16,7 +16,7 @@ std::vector<std::vector<uint8_t>> ReadFrames(std::istream& in, const std::string
     std::string line;
     for (size_t number = 1; std::getline(in, line); ++number) {
         std::vector<uint8_t> frame;
-        std::string problem = msg::AppendHex(std::string_view(line).substr(0, line.find('#')), frame);
+        std::string problem = tools::AppendHex(std::string_view(line).substr(0, line.find('#')), frame);
         if (problem.empty() && frame.size() > most) {
             problem = FormatText("%zu bytes; at most %zu fit", frame.size(), most);
         }
