@@ -63,11 +63,12 @@ Bytes SetRequest(const std::string& tag, int16_t level) {
 std::vector<TagLevel> ReadAnswer(std::span<const uint8_t> answer) {
     const auto head = Take<v2xipc_dataHead_t>(answer, "head");
     if (head.m_cmdType != V2XIPC_CMD_LOG_REPLY) {
-        throw std::runtime_error("the answer is of another kind: command " + std::to_string(head.m_cmdType));
+        throw std::runtime_error("the answer has command " + std::to_string(head.m_cmdType) + ", not " +
+                                 std::to_string(V2XIPC_CMD_LOG_REPLY));
     }
     const auto payload = Take<v2xipc_logCmd_t>(answer, "payload");
     if (payload.m_result != 0) {
-        throw std::runtime_error("the answer says " + std::to_string(payload.m_result));
+        throw std::runtime_error("the daemon answers with error " + std::to_string(payload.m_result));
     }
     std::vector<TagLevel> tags;
     for (size_t rest = payload.m_dataLen > 0 ? static_cast<size_t>(payload.m_dataLen) : 0; rest > 0;) {

@@ -1,4 +1,4 @@
-// The log tool's frames: requests to a daemon, and what its answers say.
+// The log tool's frames: builds requests to the daemon and reads its answers.
 #pragma once
 
 #include <cstdint>
@@ -16,20 +16,21 @@ struct TagLevel {
     int16_t level;
 };
 
-// "ALL" as a tag's name stands for all of them.
+// The name that addresses every tag.
 inline constexpr const char* ALL_TAGS = "ALL";
+// In bytes. A name of this size fills its field, without a NUL.
 inline constexpr size_t MAX_TAG_SIZE = 8;
 
 // Request for the levels of all tags.
 Bytes ListRequest();
 
-// Request to set a tag's level. A name of more than MAX_TAG_SIZE bytes is cut.
+// Request to set a tag's level. A name longer than MAX_TAG_SIZE is truncated.
 Bytes SetRequest(const std::string& tag, int16_t level);
 
-// The tags that an answer lists, in the daemon's order. Throws std::runtime_error with what is wrong with the answer.
+// The tags of an answer, in the daemon's order. Throws std::runtime_error with the reason when the answer is invalid.
 std::vector<TagLevel> ReadAnswer(std::span<const uint8_t> answer);
 
-// "0 undo" to "7 trace"; a number alone for any other level.
+// "0 undo" to "7 trace"; other levels as a number alone.
 std::string LevelText(int16_t level);
 
 // 0 to 7 from a number or a level's name (undo, fatal, error, warn, info, debug, verbose, trace).
