@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that the project needs; does nothing where they are there.
-# usage: setup.sh [build|all|coverage]    build = to build and run the programs; all (default) = tests, benchmarks and
-#                                         fuzzing too; coverage = all, and what scripts/coverage.sh needs
+# Installs the Debian packages that the project needs and that are missing.
+# usage: setup.sh [build|all|coverage]    build = packages to build and run the programs; all (default) = those for
+#                                         tests, benchmarks and fuzzing, too; coverage = all, and gcovr
 set -euo pipefail
 
 build_packages=(
@@ -11,8 +11,8 @@ build_packages=(
 )
 develop_packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
-  clang libclang-rt-14-dev
-  cyclonedds-dev cyclonedds-tools
+  clang libclang-rt-14-dev clang-format
+  cyclonedds-dev cyclonedds-tools faketime
 )
 
 case "${1:-all}" in
@@ -25,10 +25,12 @@ case "${1:-all}" in
     ;;
 esac
 
+# A package may be installed for several architectures: dpkg-query prints a line for each.
+native=$(dpkg --print-architecture)
 missing=()
 for package in "${wanted[@]}"; do
-  status=$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null || true)
-  [ "$status" = installed ] || missing+=("$package")
+  installed=$(dpkg-query -W -f '${Architecture} ${db:Status-Status}\n' "$package" 2>/dev/null || true)
+  grep -qxE "(all|$native) installed" <<<"$installed" || missing+=("$package")
 done
 [ ${#missing[@]} -eq 0 ] && exit 0
 
