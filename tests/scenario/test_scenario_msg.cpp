@@ -12,91 +12,255 @@ namespace {
 
 using testing::HasSubstr;
 
-struct Ended {
-    int status;
+constexpr size_t MAX_FRAME = 1 << 20;
+
+const std::string EXTENSION = std::string(encoded::extension) + "\n";
+const std::string MAP = std::string(encoded::map) + "\n";
+const std::string EXTENSION_XER = R"(<MessageFrame>
+    <msgFrameExt>
+        <messageId>10</messageId>
+        <value>01 02 03</value>
+    </msgFrameExt>
+</MessageFrame>
+)";
+
+// The text with its first `old` replaced.
+std::string With(std::string text, const std::string& old, const std::string& fresh) {
+    return text.replace(text.find(old), old.size(), fresh);
+}
+
+struct Case {
+    std::string command; // reads the file "in"
+    std::string input;
     std::string output;
-    std::string errors;
+    std::string errors; // without the program's name; the exit status is 1 when there are any
 };
 
-// Runs the shell's command in the folder; v2x_msg is the program.
-Ended RunShell(const TempFolder& folder, const std::string& command) {
-    const std::string out = folder.path() + "/out";
-    const std::string err = folder.path() + "/err";
-    const std::string script = "cd " + folder.path() + " && v2x_msg() { " V2X_BIN "/v2x_msg \"$@\"; } && " + command;
-    Process shell({"/bin/bash", "-c", script}, {}, out, err);
-    const int status = shell.wait(20000);
-    return {status, readFile(out), readFile(err)};
+class ScenarioMsg : public testing::Test {
+protected:
+    std::string Path(const std::string& name) const { return m_folder.path() + "/" + name; }
+
+    // Runs the shell's command in the folder; v2x_msg is the program. Returns the exit status.
+    int Run(const std::string& command) {
+        const std::string script =
+            "cd " + m_folder.path() + " && v2x_msg() { " V2X_BIN "/v2x_msg \"$@\"; } && " + command;
+        Process shell({"/bin/bash", "-c", script}, {}, Path("out"), Path("err"));
+        const int status = shell.wait(60000);
+        m_output = readFile(Path("out"));
+        m_errors = readFile(Path("err"));
+        for (size_t at = 0; (at = m_errors.find("v2x_msg: ", at)) != std::string::npos;) {
+            m_errors.erase(at, 9);
+        }
+        return status;
+    }
+
+    void Check(const Case& row) {
+        SCOPED_TRACE(row.command + " < " + row.input.substr(0, 200));
+        writeFile(Path("in"), row.input);
+        EXPECT_EQ(Run(row.command), row.errors.empty() ? 0 : 1);
+        EXPECT_EQ(m_output, row.output);
+        EXPECT_EQ(m_errors, row.errors);
+    }
+
+    std::string m_output;
+    std::string m_errors;
+
+private:
+    TempFolder m_folder;
+};
+
+TEST_F(ScenarioMsg, ShowsEveryMessageAndGoesOnAfterABadFrame) {
+    std::string lines;
+    for (const std::string line : {encoded::spat, encoded::newerSpat, captured::bsm, encoded::map, "50", encoded::rsm,
+                                   "8102AABB", encoded::rsi, encoded::extension}) {
+        lines += line + "\n";
+    }
+    Check({"v2x_msg info -f in", lines,
+           R"(frame 1: SPAT, 68 bytes, msgCnt 127
+moy 527040 (invalid)  timeStamp 65.535 s  name "Main St"
+intersection -/65535  moy 0 (day 1, 00:00)  timeStamp 59.999 s
+  status: manualControlIsEnabled, noValidSPATisAvailableAtThisTime
+  phase  light             timing      start   minEnd   maxEnd  likelyEnd  confidence%  nextStart  nextEnd/Dur
+    255  flashing-yellow   utc             ?      0.0   3600.0     1234.5        100.0        0.1       3599.9
+         dark              -               -        -        -          -            -          -            -
+      0  yellow            counting      0.5      1.0        ?        1.5          0.5        2.0         30.0
+intersection 7/0  moy -  timeStamp -
+  status: none
+  phase  light             timing      start   minEnd   maxEnd  likelyEnd  confidence%  nextStart  nextEnd/Dur
+      9  unavailable       -               -        -        -          -            -          -            -
+frame 2: SPAT, 19 bytes, msgCnt 1
+moy -  timeStamp -
+intersection -/2  moy -  timeStamp -
+  status: none
+  phase  light             timing      start   minEnd   maxEnd  likelyEnd  confidence%  nextStart  nextEnd/Dur
+      4  red               unknown         -        -        -          -            -          -            -
+         dark              counting      0.0        -        -        3.0            -          -            -
+frame 3: BSM, 49 bytes, msgCnt 35
+frame 4: MAP, 17 bytes, msgCnt 3
+frame 6: RSM, 35 bytes, msgCnt 4
+frame 7: message of a newer edition, 4 bytes
+frame 8: RSI, 18 bytes, msgCnt 5
+frame 9: extension, 8 bytes, messageId 10, value of 3 bytes
+)",
+           R"(in:2: frame 2: TimeChangeDetails: unknown alternative
+in:5: frame 5: byte 0: no such alternative, value or length
+in:7: frame 7: MessageFrame: unknown alternative
+9 frames, 3 bad
+)"});
 }
 
-TEST(ScenarioMsg, ReadsAndWritesWhereItIsTold) {
-    const TempFolder folder;
-    writeFile(folder.path() + "/two.hex", std::string("# capture\n") + encoded::extension + "\n" + encoded::map + "\n");
-    writeFile(folder.path() + "/map.bin",
-              std::string("\x10\x18\x08\x0B\x10\x00\x10\x00\x23\x5A\x4E\x90\x16\xB4\x9D\x20\x10", 17));
-    const std::string extension = std::string(encoded::extension) + "\n";
-    const std::string map = std::string(encoded::map) + "\n";
-    const struct {
-        std::string command;
-        int status;
-        std::string output;
-    } cases[] = {
-        {"v2x_msg info 8006 000A:0301 0203", 0, "frame 1: extension, 8 bytes, messageId 10, value of 3 bytes\n"},
-        {"v2x_msg info --raw < map.bin", 0, "frame 1: MAP, 17 bytes, msgCnt 3\n"},
-        {"fold -w 6 two.hex | sed -n '/^1018/,$p' | v2x_msg info --one", 0, "frame 1: MAP, 17 bytes, msgCnt 3\n"},
-        {"v2x_msg decode -f two.hex | v2x_msg encode", 0, extension + map},
-        {"v2x_msg decode -f map.bin --raw > map.xer; v2x_msg encode -f map.xer -r -o map2.bin && cmp map.bin map2.bin",
-         0, ""},
-        {"v2x_msg info 50 | cat; exit ${PIPESTATUS[0]}", 1, ""},
+TEST_F(ScenarioMsg, ReadsFramesInEveryForm) {
+    const std::string frame1 = "frame 1: extension, 8 bytes, messageId 10, value of 3 bytes\n";
+    const std::string frame2 = With(frame1, "1", "2");
+    const std::string tooLong = "longer than 1048576 bytes, the most that a frame may have\n";
+    const Case cases[] = {
+        {"v2x_msg info -f in", "# one\n\n \t\r\n80:06-00,0a\t0x03 0X01 02\f03\r# end", frame1, ""},
+        {"v2x_msg info 8006 000A:0301 0203", "", frame1, ""},
+        {"v2x_msg info --one < in", "# one\n8006 000A\n\n03010203", frame1, ""},
+        {"v2x_msg info --raw < in", {"\x80\x06\x00\x0A\x03\x01\x02\x03", 8}, frame1, ""},
+        {"v2x_msg info --raw < in", "", "", "no frame in the input\n"},
+        {"v2x_msg info --raw < in", std::string(MAX_FRAME + 1, 'x'), "", "standard input: frame 1: " + tooLong},
+        {"v2x_msg info --one -f in", "80\n0\n06\n", "", "in:2: frame 1: character 1: a byte of one digit\n"},
+        {"v2x_msg info -f in", std::string(2 * MAX_FRAME + 2, '0') + "\n" + EXTENSION, frame2,
+         "in:1: frame 1: " + tooLong + "2 frames, 1 bad\n"},
+        {"v2x_msg info -f in", std::string((8 << 20) + 9, ' ') + "\n" + EXTENSION, frame2,
+         "in:1: frame 1: a line longer than 8388608 characters\n2 frames, 1 bad\n"},
     };
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.command);
-        const Ended ended = RunShell(folder, row.command);
-        EXPECT_EQ(ended.status, row.status) << ended.errors;
-        EXPECT_EQ(ended.output, row.output);
+    for (const Case& row : cases) {
+        Check(row);
     }
 }
 
-TEST(ScenarioMsg, SaysWhatFailedAndEndsWithItsStatus) {
-    const TempFolder folder;
-    writeFile(folder.path() + "/bsm.hex", std::string(captured::bsm) + "\n5\n");
+TEST_F(ScenarioMsg, SaysWhereAndWhyAFrameIsBad) {
     const struct {
-        std::string command;
-        int status;
-        std::string error;
+        std::string line;
+        std::string problem;
+        std::string output; // what is shown all the same
     } cases[] = {
-        {"v2x_msg decode -f bsm.hex", 1,
-         "v2x_msg: bsm.hex:2: frame 2: character 1: a byte of one digit\nv2x_msg: 2 frames, 1 bad\n"},
-        {"v2x_msg info < /dev/null", 1, "v2x_msg: no frame in the input\n"},
-        {"v2x_msg info -f absent", 1, "v2x_msg: absent: cannot be opened: No such file or directory\n"},
-        {"v2x_msg info -f .", 1, "v2x_msg: .: cannot be read: Is a directory\n"},
-        {"v2x_msg decode -f bsm.hex > /dev/full", 1,
-         "v2x_msg: standard output: cannot be written: No space left on device\n"},
-        {"yes $(head -1 bsm.hex) 2> /dev/null | (v2x_msg info; echo $? >&2) | head -1 > /dev/null", 0,
-         "v2x_msg: standard output: cannot be written: Broken pipe\n1\n"},
-        {"(trap '' XFSZ; ulimit -f 1; v2x_msg decode " + std::string(captured::bsm) + " > bsm.xer)", 1,
-         "v2x_msg: standard output: cannot be written: File too large\n"},
-        {"v2x_msg encode -o no/such", 1, "v2x_msg: no/such: cannot be opened: No such file or directory\n"},
+        {"36 6G", "character 5: 'G' is not a hexadecimal digit", ""},
+        {"36\xE9", "character 3: byte E9 is not a hexadecimal digit", ""},
+        {std::string("36\0", 3), "character 3: byte 00 is not a hexadecimal digit", ""},
+        {"36 B", "character 4: a byte of one digit", ""},
+        {"3 6B6", "character 1: a byte of one digit", ""},
+        {"36 0x", "character 4: 0x without a digit", ""},
+        {"0x0xB6", "character 4: 'x' is not a hexadecimal digit", ""},
+        {"50", "byte 0: no such alternative, value or length", ""},
+        {With(captured::spat, "82300000006C", "82900000006C"), "byte 16: no such alternative, value or length",
+         ""},                                                           // light 9
+        {"80C500", "byte 1: no such alternative, value or length", ""}, // 5 x 16384 octets
+        {std::string(encoded::extension) + "0102", "byte 8: 2 bytes left over after the frame", EXTENSION_XER},
+        {"8102AABB", "MessageFrame: unknown alternative\nin:1: frame 1: MessageFrame: cannot be shown as XER", ""},
     };
     for (const auto& row : cases) {
-        SCOPED_TRACE(row.command);
-        const Ended ended = RunShell(folder, row.command);
-        EXPECT_EQ(ended.status, row.status);
-        EXPECT_EQ(ended.errors, row.error);
+        Check({"v2x_msg decode -f in", row.line, row.output, "in:1: frame 1: " + row.problem + "\n"});
     }
+    Check({"v2x_msg decode -f in > shown || (grep -c '<startTime>65535<' shown; exit 1)",
+           With(captured::spat, "82300000006C", "82301FFFE06C"), "1\n",
+           "in:1: frame 1: TimeMark: 65535 is outside its constraint\n"});
+}
+
+TEST_F(ScenarioMsg, ReportsTheEndOfEveryFrameThatIsCutShort) {
+    std::string lines;
+    std::string errors;
+    size_t count = 0;
+    for (const std::string whole :
+         {captured::spat, encoded::spat, captured::bsm, encoded::map, encoded::rsm, encoded::rsi, encoded::extension}) {
+        for (size_t size = 1; 2 * size < whole.size(); ++size) {
+            const std::string number = std::to_string(++count);
+            lines += whole.substr(0, 2 * size) + "\n";
+            errors += "in:" + number + ": frame " + number + ": byte " + std::to_string(size) + ": ends too early\n";
+        }
+    }
+    Check({"v2x_msg info -f in", lines, "",
+           errors + std::to_string(count) + " frames, " + std::to_string(count) + " bad\n"});
+}
+
+TEST_F(ScenarioMsg, SplitsAnInputIntoDocuments) {
+    const std::string text = "<MessageFrame><msgFrameExt><messageId>10</messageId><value>010203</value></msgFrameExt>";
+    const std::string encode = "v2x_msg encode -f in";
+    const Case cases[] = {
+        // two, with what may come between
+        {encode,
+         "<?xml?>\n<!-- -> > -->\n" + text + "</MessageFrame>\n\n<!-- -->" +
+             With(text, "<MessageFrame", "<MessageFrame ") + "</MessageFrame\n>\n",
+         EXTENSION + EXTENSION, ""},
+        // an open comment
+        {encode, text + "</MessageFrame>\n<!--x", EXTENSION,
+         "in:2: document 2: byte 5: ends too early\n2 documents, 1 bad\n"},
+        // one cut short before a good one
+        {encode, "<MessageFrame><a>\n" + EXTENSION_XER, EXTENSION,
+         "in:2: document 1: byte 18: ends too early\n2 documents, 1 bad\n"},
+        // tags in comments
+        {encode,
+         "<!--> <MessageFrame> -->" + With(text, "<value>", "<!--</MessageFrame>---><value>") + "</MessageFrame>",
+         EXTENSION, ""},
+        // a name that begins like the frame's
+        {encode, "<MessageFrame><MessageFrameExt></MessageFrameExt></MessageFrame>" + EXTENSION_XER, EXTENSION,
+         "in:1: document 1: MessageFrame: unknown alternative\n2 documents, 1 bad\n"},
+        // one that is too long
+        {encode, "\n<MessageFrame><!--" + std::string(64 << 20, '-') + "--></MessageFrame>\n" + EXTENSION_XER,
+         EXTENSION, "in:2: document 1: longer than 67108864 bytes\n2 documents, 1 bad\n"},
+        // another tag
+        {encode, With(EXTENSION_XER, "<messageId>", "<messageID>") + EXTENSION_XER, EXTENSION,
+         "in:3: document 1: byte 41: not understood: <messageID>10</messageId>\n2 documents, 1 bad\n"},
+        // an empty list
+        {encode, "<MessageFrame><mapFrame><msgCnt>1</msgCnt><nodes/></mapFrame></MessageFrame>", "",
+         "in:1: document 1: NodeList: 0 elements are outside its constraint\n"},
+        // out of range
+        {encode, With(EXTENSION_XER, "10", "32768"), "",
+         "in:1: document 1: ExtMsgID: 32768 is outside its constraint\n"},
+        // a control character
+        {encode, With(EXTENSION_XER, "10", "1\x1B[31m"), "",
+         "in:3: document 1: byte 41: not understood: <messageId>1.[31m</messageId>\n"},
+    };
+    for (const Case& row : cases) {
+        Check(row);
+    }
+}
+
+TEST_F(ScenarioMsg, WritesWhereItIsToldAndNeverOverItsInput) {
+    const std::string full = ": cannot be written: No space left on device\n";
+    const std::string twin = ": cannot be written: it is the input file\n";
+    const Case cases[] = {
+        {"v2x_msg decode -f in | v2x_msg encode", EXTENSION + MAP, EXTENSION + MAP, ""},
+        {"v2x_msg encode -f in -o new && cat new", EXTENSION_XER, EXTENSION, ""},
+        {"v2x_msg encode -f in -r -o - | od -An -tx1", EXTENSION_XER, " 80 06 00 0a 03 01 02 03\n", ""},
+        {"chmod 600 new; ln -s new link; v2x_msg encode -f in -o link; stat -c '%a %F' new link", EXTENSION_XER,
+         "600 regular file\n777 symbolic link\n", ""},
+        {"cp in kept; v2x_msg encode -f in -o in || (cmp in kept; exit 1)", EXTENSION_XER, "", "in" + twin},
+        {"ln -s in soft; v2x_msg encode -f in -o soft || (cmp in kept; exit 1)", EXTENSION_XER, "", "soft" + twin},
+        {"ln in hard; v2x_msg encode -o hard < in || (cmp in kept; exit 1)", EXTENSION_XER, "", "hard" + twin},
+        {"v2x_msg decode -f in >> in", EXTENSION, "", "standard output" + twin},
+        {"echo old > new; (trap '' XFSZ; ulimit -f 1; for i in {1..99}; do cat in; done | v2x_msg encode -o new) || "
+         "(cat new; echo *.tmp; exit 1)",
+         EXTENSION_XER, "old\n*.tmp\n", "new: cannot be written: File too large\n"},
+        {"v2x_msg encode -f in -o /dev/full", EXTENSION_XER, "", "/dev/full" + full},
+        {"v2x_msg decode -f in > /dev/full", EXTENSION, "", "standard output" + full},
+        {"v2x_msg encode -f in -o no/such", EXTENSION_XER, "",
+         "no/such: cannot be opened: No such file or directory\n"},
+        {"v2x_msg info -f absent", "", "", "absent: cannot be opened: No such file or directory\n"},
+        {"v2x_msg info -f .", "", "", ".: cannot be read: Is a directory\n"},
+        {"(yes $(cat in) 2> /dev/null | v2x_msg info | head -0; exit ${PIPESTATUS[1]})", EXTENSION, "",
+         "standard output: cannot be written: Broken pipe\n"},
+    };
+    for (const Case& row : cases) {
+        Check(row);
+    }
+}
+
+TEST_F(ScenarioMsg, RejectsAWrongCommandLine) {
     for (const char* const usage : {"v2x_msg", "v2x_msg show", "v2x_msg decode --nix", "v2x_msg info 00 --raw",
                                     "v2x_msg info 00 -f x", "v2x_msg info --one --raw"}) {
-        const Ended ended = RunShell(folder, usage);
-        EXPECT_EQ(ended.status, 2) << usage;
-        EXPECT_THAT(ended.errors, HasSubstr("Run with --help")) << usage;
+        EXPECT_EQ(Run(usage), 2) << usage;
+        EXPECT_THAT(m_errors, HasSubstr("Run with --help")) << usage;
     }
 }
 
-// A frame is shown as soon as it is there, though its sender has not finished.
-TEST(ScenarioMsg, ShowsAFrameBeforeTheNextIsThere) {
-    const TempFolder folder;
-    const Ended ended = RunShell(folder, "coproc v2x_msg info; echo " + std::string(encoded::map) +
-                                             " >&${COPROC[1]}; read -t 15 -r line <&${COPROC[0]}; echo \"$line\"");
-    EXPECT_EQ(ended.output, "frame 1: MAP, 17 bytes, msgCnt 3\n");
+// Its sender has not finished.
+TEST_F(ScenarioMsg, ShowsAFrameBeforeTheNextArrives) {
+    Run("coproc v2x_msg info; echo " + std::string(encoded::map) +
+        " >&${COPROC[1]}; read -t 15 -r line <&${COPROC[0]}; echo \"$line\"");
+    EXPECT_EQ(m_output, "frame 1: MAP, 17 bytes, msgCnt 3\n");
 }
 
 } // namespace

@@ -1,10 +1,12 @@
 #include "commands.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <span>
 
 #include "codec.h"
 #include "common/hex.h"
+#include "document_source.h"
 #include "spat_table.h"
 
 namespace msg {
@@ -13,7 +15,7 @@ namespace {
 // Counts frames or documents and reports what is wrong with them.
 class Report {
 public:
-    Report(std::string unit, const Sink& errors) : m_unit(std::move(unit)), m_errors(errors) {}
+    explicit Report(std::string unit) : m_unit(std::move(unit)) {}
 
     void Begin() {
         ++m_count;
@@ -24,7 +26,7 @@ public:
     void Error(const std::string& where, const std::string& what) {
         m_bad += m_isBad ? 0 : 1;
         m_isBad = true;
-        m_errors(where + ": " + Title() + ": " + what + "\n");
+        Complain(where + ": " + Title() + ": " + what);
     }
     void Error(const std::string& where, const Problem& problem) {
         const bool isPlaced = problem.offset != Problem::NOWHERE;
@@ -33,16 +35,17 @@ public:
 
     bool Finish() const {
         if (m_count == 0) {
-            m_errors("no " + m_unit + " in the input\n");
+            Complain("no " + m_unit + " in the input");
         } else if (m_bad != 0 && m_count > 1) {
-            m_errors(std::to_string(m_count) + " " + m_unit + "s, " + std::to_string(m_bad) + " bad\n");
+            Complain(std::to_string(m_count) + " " + m_unit + "s, " + std::to_string(m_bad) + " bad");
         }
         return m_count != 0 && m_bad == 0;
     }
 
 private:
+    static void Complain(const std::string& line) { std::fprintf(stderr, "%s: %s\n", PROGRAM, line.c_str()); }
+
     std::string m_unit;
-    const Sink& m_errors;
     size_t m_count = 0;
     size_t m_bad = 0;
     bool m_isBad = false;
@@ -50,8 +53,8 @@ private:
 
 // Reports the problems of each frame, then calls `show` if it was decoded.
 template <typename Show>
-bool ForEachFrame(const FrameSource& frames, const Sinks& sinks, Show show) {
-    Report report("frame", sinks.errors);
+bool ForEachFrame(const FrameSource& frames, Show show) {
+    Report report("frame");
     for (Frame frame; frames(frame);) {
         report.Begin();
         if (!frame.problem.empty()) {
@@ -134,33 +137,33 @@ std::vector<uint8_t> EncodeDocument(const Document& document, const std::string&
 
 } // namespace
 
-bool DecodeAll(const FrameSource& frames, const Sinks& sinks) {
-    return ForEachFrame(frames, sinks, [&](Report& report, const Frame& frame, const MessageFrame_t& message) {
+bool DecodeAll(const FrameSource& frames, tools::OutputFile& output) {
+    return ForEachFrame(frames, [&](Report& report, const Frame& frame, const MessageFrame_t& message) {
         std::string failedType;
         const std::string xer = EncodeXer(message, failedType);
         if (xer.empty()) {
             report.Error(frame.where, failedType + ": cannot be shown as XER");
         }
-        sinks.output(xer);
+        output.Write(xer);
     });
 }
 
-bool DescribeAll(const FrameSource& frames, const Sinks& sinks) {
-    return ForEachFrame(frames, sinks, [&](const Report& report, const Frame& frame, const MessageFrame_t& message) {
-        sinks.output(report.Title() + ": " + Describe(message, frame.bytes.size()));
+bool DescribeAll(const FrameSource& frames, tools::OutputFile& output) {
+    return ForEachFrame(frames, [&](const Report& report, const Frame& frame, const MessageFrame_t& message) {
+        output.Write(report.Title() + ": " + Describe(message, frame.bytes.size()));
     });
 }
 
-bool EncodeAll(tools::InputFile& input, FrameForm form, const Sinks& sinks) {
-    Report report("document", sinks.errors);
+bool EncodeAll(tools::InputFile& input, FrameForm form, tools::OutputFile& output) {
+    Report report("document");
     DocumentSource documents(input);
     for (Document document; documents.Next(document);) {
         report.Begin();
         const std::vector<uint8_t> frame = EncodeDocument(document, input.Name(), report);
         if (form == FrameForm::raw) {
-            sinks.output({reinterpret_cast<const char*>(frame.data()), frame.size()});
+            output.Write({reinterpret_cast<const char*>(frame.data()), frame.size()});
         } else if (!frame.empty()) {
-            sinks.output(tools::ToHex(frame) + "\n");
+            output.Write(tools::ToHex(frame) + "\n");
         }
     }
     return report.Finish();

@@ -1,29 +1,18 @@
 // The subcommands, without their command lines.
 #pragma once
 
-#include <cstddef>
-#include <functional>
-#include <string>
-#include <string_view>
-
-#include "document_source.h"
+#include "common/files.h"
 #include "frame_source.h"
 
 namespace msg {
 
-// Takes a piece of output; throws when that fails.
-using Sink = std::function<void(std::string_view)>;
+inline constexpr const char* PROGRAM = "v2x_msg";
 
-struct Sinks {
-    Sink output;
-    Sink errors; // takes whole lines
-};
-
-// Each converts a whole input. A bad frame or document is reported and the next one is converted. Returns whether there
-// was one at all and none was bad.
-bool DecodeAll(const FrameSource& frames, const Sinks& sinks);
-bool DescribeAll(const FrameSource& frames, const Sinks& sinks);
+// Each converts a whole input. A bad frame or document is reported on standard error and the next one is converted.
+// Returns whether there was one at all and none was bad.
+bool DecodeAll(const FrameSource& frames, tools::OutputFile& output);
+bool DescribeAll(const FrameSource& frames, tools::OutputFile& output);
 enum class FrameForm { hex, raw };
-bool EncodeAll(tools::InputFile& input, FrameForm form, const Sinks& sinks);
+bool EncodeAll(tools::InputFile& input, FrameForm form, tools::OutputFile& output);
 
 } // namespace msg

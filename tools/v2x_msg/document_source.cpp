@@ -108,7 +108,8 @@ bool DocumentSource::Next(Document& document) {
     if (!document.isTooLong) {
         const size_t lead = LeadSize({m_text.data(), end});
         document.line = m_line + CountLines({m_text.data(), lead});
-        document.text.assign(m_text, lead, end - lead);
+        document.isTooLong = end - lead > MAX_DOCUMENT;
+        document.text.assign(m_text, lead, document.isTooLong ? 0 : end - lead);
     }
     Drop(end);
     return document.isTooLong || !document.text.empty();

@@ -2,7 +2,6 @@
 #include <CLI/CLI.hpp>
 
 #include <csignal>
-#include <cstdio>
 #include <optional>
 #include <string>
 #include <vector>
@@ -12,8 +11,6 @@
 #include "common/files.h"
 
 namespace {
-
-constexpr const char* PROGRAM = "v2x_msg";
 
 constexpr const char* FRAMES_FOOTER =
     "Hex may be in upper or lower case, with white space, ':', '-' or ',' between bytes and\n"
@@ -81,10 +78,6 @@ void AddEncode(CLI::App& app, EncodeOptions& options) {
     command->footer(ENCODE_FOOTER);
 }
 
-void Complain(std::string_view line) {
-    std::fprintf(stderr, "%s: %.*s", PROGRAM, static_cast<int>(line.size()), line.data());
-}
-
 msg::FrameSource SourceOf(const FrameOptions& options, std::optional<tools::InputFile>& input) {
     if (!options.hex.empty()) {
         std::string text;
@@ -99,27 +92,23 @@ msg::FrameSource SourceOf(const FrameOptions& options, std::optional<tools::Inpu
                            : msg::FramesOfLines(*input);
 }
 
-// Runs `convert` with the output at `path`; returns what it returns.
-template <typename Convert>
-bool WriteTo(const std::string& path, const tools::InputFile* input, Convert convert) {
-    tools::OutputFile output(path, input);
-    const bool isGood = convert({[&](std::string_view text) { output.Write(text); }, Complain});
-    output.Commit();
-    return isGood;
-}
-
-using FrameCommand = bool (*)(const msg::FrameSource&, const msg::Sinks&);
+using FrameCommand = bool (*)(const msg::FrameSource&, tools::OutputFile&);
 
 bool Run(FrameCommand command, const FrameOptions& options) {
     std::optional<tools::InputFile> input;
     const msg::FrameSource frames = SourceOf(options, input);
-    return WriteTo("-", input ? &*input : nullptr, [&](const msg::Sinks& sinks) { return command(frames, sinks); });
+    tools::OutputFile output("-", input ? &*input : nullptr);
+    const bool isGood = command(frames, output);
+    output.Commit();
+    return isGood;
 }
 
 bool Run(const EncodeOptions& options) {
     tools::InputFile input(options.file);
-    const msg::FrameForm form = options.isRaw ? msg::FrameForm::raw : msg::FrameForm::hex;
-    return WriteTo(options.output, &input, [&](const msg::Sinks& sinks) { return msg::EncodeAll(input, form, sinks); });
+    tools::OutputFile output(options.output, &input);
+    const bool isGood = msg::EncodeAll(input, options.isRaw ? msg::FrameForm::raw : msg::FrameForm::hex, output);
+    output.Commit();
+    return isGood;
 }
 
 } // namespace
@@ -136,7 +125,7 @@ int main(int argc, char** argv) {
         infoOptions);
     AddEncode(app, encodeOptions);
     app.footer("v2x_msg SUBCOMMAND --help lists the options of a subcommand."); // after them: subcommands inherit it
-    return tools::RunTool(app, PROGRAM, argc, argv, [&] {
+    return tools::RunTool(app, msg::PROGRAM, argc, argv, [&] {
         std::signal(SIGPIPE, SIG_IGN); // a reader that has gone is a write error
         const bool isGood = decode->parsed() ? Run(msg::DecodeAll, decodeOptions)
                             : info->parsed() ? Run(msg::DescribeAll, infoOptions)
