@@ -70,7 +70,7 @@ size_t DocumentSource::FindEnd() {
             return m_scanned;
         }
         m_isOpen = m_isOpen || isStart;
-        ++m_scanned;
+        m_scanned += tag.size();
     }
 }
 
