@@ -132,6 +132,7 @@ TEST_F(ScenarioMsg, ReadsFramesInEveryForm) {
 }
 
 TEST_F(ScenarioMsg, SaysWhereAndWhyAFrameIsBad) {
+    const std::string light9 = With(captured::spat, "82300000006C", "82900000006C");
     const struct {
         std::string line;
         std::string problem;
@@ -145,8 +146,7 @@ TEST_F(ScenarioMsg, SaysWhereAndWhyAFrameIsBad) {
         {"36 0x", "character 4: 0x without a digit", ""},
         {"0x0xB6", "character 4: 'x' is not a hexadecimal digit", ""},
         {"50", "byte 0: no such alternative, value or length", ""},
-        {With(captured::spat, "82300000006C", "82900000006C"), "byte 16: no such alternative, value or length",
-         ""},                                                           // light 9
+        {light9, "byte 16: no such alternative, value or length", ""},
         {"80C500", "byte 1: no such alternative, value or length", ""}, // 5 x 16384 octets
         {std::string(encoded::extension) + "0102", "byte 8: 2 bytes left over after the frame", EXTENSION_XER},
         {"8102AABB", "MessageFrame: unknown alternative\nin:1: frame 1: MessageFrame: cannot be shown as XER", ""},
@@ -256,7 +256,7 @@ TEST_F(ScenarioMsg, RejectsAWrongCommandLine) {
     }
 }
 
-// Its sender has not finished.
+// The sender keeps the pipe open.
 TEST_F(ScenarioMsg, ShowsAFrameBeforeTheNextArrives) {
     Run("coproc v2x_msg info; echo " + std::string(encoded::map) +
         " >&${COPROC[1]}; read -t 15 -r line <&${COPROC[0]}; echo \"$line\"");

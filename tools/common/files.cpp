@@ -107,7 +107,7 @@ OutputFile::OutputFile(const std::string& path, const InputFile* input)
         Fail(m_name, "opened");
     }
     if (isThere && !m_temporary.empty()) {
-        // Another user's file keeps its owner where this user may give it away.
+        // Only root can keep another user as owner; for others the file changes its owner.
         [[maybe_unused]] const int owner = fchown(m_file, old.st_uid, old.st_gid);
         fchmod(m_file, old.st_mode & 07777);
     }

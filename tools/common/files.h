@@ -10,7 +10,7 @@
 
 namespace tools {
 
-// Returns the whole file. Throws when it is longer than `most` bytes, too.
+// Returns the whole file. Also throws when it is longer than `most` bytes.
 std::string ReadFile(const std::string& path, size_t most);
 
 // Writes `text` as OutputFile does.
@@ -26,7 +26,7 @@ public:
     InputFile(const InputFile&) = delete;
     InputFile& operator=(const InputFile&) = delete;
 
-    // For messages.
+    // The path, or "standard input".
     const std::string& Name() const { return m_name; }
 
     // Whether `other` describes the same regular file, under whatever name.
@@ -47,11 +47,11 @@ private:
     std::array<char, 65536> m_buffer{};
 };
 
-// Writes a file as a whole: a regular file is replaced only by Commit, through a temporary file in the same folder.
-// Standard output, a device or a pipe gets each piece at once.
+// Writes a file as a whole. A regular file is replaced only by Commit: until then the text is in a temporary file in
+// the same folder. The permissions stay. Standard output, a device or a pipe gets each piece at once.
 class OutputFile {
 public:
-    // Throws when the file is the regular file that `input` reads, too; null: there is no input to protect.
+    // Also throws when the path names the regular file that `input` reads. `input` may be null.
     explicit OutputFile(const std::string& path, const InputFile* input = nullptr);
     // Discards what was not committed.
     ~OutputFile();
@@ -60,7 +60,7 @@ public:
 
     void Write(std::string_view piece);
 
-    // Closes the file and gives it its name; nothing may be written afterwards.
+    // Closes the file and renames the temporary one. Write must not be called afterwards.
     void Commit();
 
 private:

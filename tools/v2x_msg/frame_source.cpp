@@ -19,7 +19,7 @@ void AppendDigits(std::string_view digits, Frame& frame) {
     }
 }
 
-// Appends the bytes of the line. Returns false when the line is empty but for a comment.
+// Appends the bytes of the line. Returns false when it holds white space or a comment only.
 bool AppendLine(const std::string& line, Frame& frame) {
     const std::string_view digits = std::string_view(line).substr(0, line.find('#'));
     if (line.size() > tools::InputFile::MAX_LINE) {

@@ -126,7 +126,7 @@ int main(int argc, char** argv) {
     AddEncode(app, encodeOptions);
     app.footer("v2x_msg SUBCOMMAND --help lists the options of a subcommand."); // after them: subcommands inherit it
     return tools::RunTool(app, msg::PROGRAM, argc, argv, [&] {
-        std::signal(SIGPIPE, SIG_IGN); // a reader that has gone is a write error
+        std::signal(SIGPIPE, SIG_IGN); // a reader that closes the pipe is a write error
         const bool isGood = decode->parsed() ? Run(msg::DecodeAll, decodeOptions)
                             : info->parsed() ? Run(msg::DescribeAll, infoOptions)
                                              : Run(encodeOptions);
