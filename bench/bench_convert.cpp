@@ -1,4 +1,4 @@
-// Framing of a record without the kernel (argument: number of phases), and the store of the controller's byte ring
+// Framing of a record without the kernel (argument: number of phases), and storing bytes in the controller's ring
 // (argument: number of bytes).
 #include <benchmark/benchmark.h>
 #include <cstdio>
@@ -6,7 +6,6 @@
 
 #include "allocations.h"
 #include "configuration.h"
-#include "spat_conv_config.h"
 #include "spat_conv_phase_table.h"
 #include "spat_conv_signal_machine_1743_stream.h"
 #include "spat_conv_stack_interface.h"
@@ -14,9 +13,7 @@
 namespace {
 
 bool start() {
-    const spat_conv_config_t* config = nullptr;
-    return loadConfiguration("RSU0001", {"SINF"}) && v2xspatconv_GetCfgData(&config) == 0 &&
-           v2xspatconv_StackInterfaceInit(config) == 0;
+    return loadConfiguration("RSU0001", {"SINF"}) && v2xspatconv_StackInterfaceInit() == 0;
 }
 
 void recordToFrame(benchmark::State& state) {
@@ -35,28 +32,16 @@ void recordToFrame(benchmark::State& state) {
 }
 BENCHMARK(recordToFrame)->Arg(1)->Arg(8)->Arg(32);
 
-// One datagram of a controller into the byte ring: with a lock for each byte, and as the adapter does it.
-void storeByteByByte(benchmark::State& state) {
-    static SerialBuffer_t ring;
-    const std::vector<uint8_t> bytes(static_cast<size_t>(state.range(0)), 0x41);
-    for (auto _ : state) {
-        initBuffer(&ring);
-        for (const uint8_t byte : bytes) {
-            enqueue(&ring, byte);
-        }
-    }
-}
-BENCHMARK(storeByteByByte)->Arg(142)->Arg(1400);
-
-void storeUnderOneLock(benchmark::State& state) {
+// One datagram of a controller into the byte ring.
+void storeDatagram(benchmark::State& state) {
     std::vector<uint8_t> bytes(static_cast<size_t>(state.range(0)), 0x41);
     v2xpub_UdpSocketDataHead_t datagram = {static_cast<int16_t>(bytes.size()), bytes.data()};
     for (auto _ : state) {
-        v2xspatconv_Init1743Ring();
+        initBuffer();
         v2xspatconv_GetSignalMachine1743DataRcv(nullptr, &datagram, nullptr, 0);
     }
 }
-BENCHMARK(storeUnderOneLock)->Arg(142)->Arg(1400);
+BENCHMARK(storeDatagram)->Arg(142)->Arg(1400);
 
 } // namespace
 

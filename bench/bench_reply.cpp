@@ -10,7 +10,7 @@
 #include "compare.h"
 #include "configuration.h"
 #include "spat_conv_spatup.h"
-#include "spat_conv_stack_interface.h"
+#include "spat_conv_stack_interface_poll.h"
 #include "spat_conv_v2xcloud_dds.h"
 #include "spat_frame.h"
 #include "v2x/v2xdds.h"

@@ -23,7 +23,8 @@
 
 namespace {
 
-constexpr size_t PIECE = 1024; // of a document
+constexpr size_t FRAGMENT = 1024; // bytes of a document
+constexpr size_t DATAGRAM_MAX = 5120;
 
 // Datagrams that the hand-over got.
 uint64_t handedOver() {
@@ -61,8 +62,8 @@ bool measure(const std::string& what, Baseline baseline, Convert convert) {
 template <typename Convert>
 bool measureDevice(const std::string& what, Bytes in, size_t outSize, Convert convert) {
     const Bytes ready(outSize, 0x5A);
-    uint8_t received[V2X_1743_FRAME_SIZE];
-    uint8_t sent[V2X_1743_FRAME_SIZE];
+    uint8_t received[DATAGRAM_MAX];
+    uint8_t sent[DATAGRAM_MAX];
     return measure(
         what + ", " + std::to_string(in.size()) + " to " + std::to_string(outSize) + " bytes",
         [&] {
@@ -100,7 +101,7 @@ bool measureFrame(size_t links, size_t groups) {
             crossing[i].groups.push_back({TYPES[j % std::size(TYPES)], 0x02, 15});
         }
     }
-    v2xspatconv_Init1743Ring();
+    initBuffer();
     return measureDevice("frame of " + std::to_string(links) + " x " + std::to_string(groups),
                          frame_1743::frame(frame_1743::payload(crossing)), datagramSize(links * groups, PHASES),
                          [](void* datagram) {
@@ -126,9 +127,9 @@ bool measureDocument(int phases) {
             cJSON_Delete(tree);
         },
         [&] {
-            for (size_t at = 0; at <= text.size(); at += PIECE) {
+            for (size_t at = 0; at <= text.size(); at += FRAGMENT) {
                 v2xspatconv_ddsRecvSpatDown(text.data() + at,
-                                            static_cast<unsigned int>(std::min(PIECE, text.size() - at)));
+                                            static_cast<unsigned int>(std::min(FRAGMENT, text.size() - at)));
             }
         });
 }
@@ -141,7 +142,7 @@ bool start() {
     }
     // As on a new installation; nothing else runs yet that reads it.
     const_cast<spat_conv_config_t*>(config)->m_corrections.m_spat_down = true;
-    return v2xspatconv_StackInterfaceInit(config) == 0;
+    return v2xspatconv_StackInterfaceInit() == 0;
 }
 
 } // namespace

@@ -1,5 +1,5 @@
-// One frame payload of a controller straight into the light-status conversion. Header fields that only decide whether
-// the frame is looked at at all are set, so that the rest is reached.
+// One frame payload of a controller, directly to the light-status conversion. The header fields that select the frame
+// type are set, so that the conversion is reached.
 #include <cstdint>
 
 #include "hand_over.h"

@@ -23,7 +23,7 @@ void deliver(const uint8_t* data, size_t length) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     startHandOver();
-    v2xspatconv_Init1743Ring();
+    initBuffer();
     std::span<const uint8_t> input(data, size);
     bool framed = false;
     while (!input.empty()) {

@@ -1,5 +1,5 @@
-// A document from the cloud, in fragments, through reading and conversion to the hand-over, settled and corrected. The
-// first byte chooses the fragments.
+// A document from the cloud, in fragments, through reading and conversion to the hand-over, legacy and corrected. The
+// first byte selects the fragments.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -21,7 +21,7 @@ void receive(const uint8_t* data, size_t size) {
     v2xspatconv_ddsRecvSpatDown(bytes.get(), static_cast<unsigned int>(size));
 }
 
-// Whatever came before: a document behind it is read as if nothing had been, and gives its record.
+// After any input, a good document gives its record.
 void checkGood(bool corrected) {
     receive(nullptr, 0);
     checkHandOver();

@@ -1,6 +1,6 @@
 // A reply datagram of the stack application: check, items, decoding, and the document for the cloud, whose text must
-// parse. The first byte chooses how items are found. What decides whether anything is looked at is set, so that the
-// rest is reached: flag, length and command always, the block's type in most cases.
+// parse. The first byte selects the item offsets and whether flag, length, command and (mostly) the block's type are
+// set, so that the checks behind them are reached.
 #include <cjson/cJSON.h>
 
 #include <cstdlib>
@@ -9,7 +9,7 @@
 #include "fakes.h"
 #include "hand_over.h"
 #include "spat_conv_config.h"
-#include "spat_conv_stack_interface.h"
+#include "spat_conv_stack_interface_poll.h"
 #include "spat_conv_v2xcloud_dds.h"
 #include "v2x/v2xipc_data.h"
 

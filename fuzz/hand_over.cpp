@@ -10,11 +10,11 @@
 namespace {
 
 bool load() {
-    fakes::logLevel = 6; // all that formats input, but no traces: they take most of the time
+    fakes::setLogLevel(6); // every line that formats input; traces would take most of the time
     const SysinfoFile sysinfo;
     fakes::cfgTree["rsuSpatConfigInfo.PhaseRelationship.PhaseID3"] = 7;
     const spat_conv_config_t* config = nullptr;
-    return v2xspatconv_GetCfgData(&config) == 0 && v2xspatconv_StackInterfaceInit(config) == 0;
+    return v2xspatconv_GetCfgData(&config) == 0 && v2xspatconv_StackInterfaceInit() == 0;
 }
 
 void checkFrame(const std::vector<uint8_t>& frame) {

@@ -1,4 +1,4 @@
-// Around the targets whose input ends at the stack application: configuration before, checks of the frames after.
+// For the targets whose input ends at the stack application: configuration before, checks of the frames after.
 #pragma once
 
 #include "exact_copy.h"
@@ -6,5 +6,5 @@
 // Loads a configuration and opens the (fake) sockets at the first call; aborts when that fails.
 void startHandOver();
 
-// Aborts when a frame's lengths disagree or exceed what the stack application takes; then forgets frames and log lines.
+// Aborts when a frame's lengths disagree or exceed the record's size; then deletes recorded frames and log lines.
 void checkHandOver();

@@ -138,8 +138,17 @@ int32_t DealSpatDataRecv(uint8_t* pRsuData, size_t size) {
     return ret;
 }
 
-// Checks one reply datagram and decodes its items. Returns 0, also when an item fails or the data type is another; -3
-// for a wrong head flag; -4 for a wrong length; -5 for a wrong command.
+// Writes the request's data block (type 11, number 1, no data) at pData and its length to plen.
+void GetSpatData_fill(uint8_t* pData, uint16_t* plen) {
+    v2xipc_rsuData_t block = {};
+    block.m_dataType = V2XIPC_DATA_SPAT_UPER;
+    block.m_dataNo = REQUEST_DATA_NO;
+    memcpy(pData, &block, sizeof block);
+    *plen = sizeof block;
+}
+
+} // namespace
+
 int32_t v2xspatconv_GetRsuDataResp(const v2xpub_UdpSocketDataHead_t* mp_data) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_log, ret);
@@ -172,17 +181,6 @@ int32_t v2xspatconv_GetRsuDataResp(const v2xpub_UdpSocketDataHead_t* mp_data) {
     DealSpatDataRecv(data, head.m_packLen);
     return ret;
 }
-
-// Writes the request's data block (type 11, number 1, no data) at pData and its length to plen.
-void GetSpatData_fill(uint8_t* pData, uint16_t* plen) {
-    v2xipc_rsuData_t block = {};
-    block.m_dataType = V2XIPC_DATA_SPAT_UPER;
-    block.m_dataNo = REQUEST_DATA_NO;
-    memcpy(pData, &block, sizeof block);
-    *plen = sizeof block;
-}
-
-} // namespace
 
 void SendGetSpatDataToAPPTaskFun(void* /*arg*/) {
     static spat_pc5_data_ answer; // of the request task alone

@@ -173,7 +173,21 @@ const SPAT_t* Spat(ASNSTRUCT_HANDLE* p_handle) {
                : nullptr;
 }
 
-// The document's text without white space, to be released with cJSON_free; null for a null SPAT or without memory.
+int32_t Publish(const SPAT_t* spat) {
+    const std::unique_ptr<char, FreeText> text(v2xspatconv_SpatStructToJson(spat));
+    (text != nullptr ? g_documents : g_noDocument).Add();
+    if (text == nullptr) {
+        V2XLOG(g_log, V2XLOG_ERROR, "v2xspatconv_SpatStructToJson error!");
+        return -4;
+    }
+    const v2xcloud_comm_ddsinfo* ddsinfo = v2xspatconv_GetddsInfo();
+    v2xcloud_ddsSend(ddsinfo->dds_object, ddsinfo->mp_spat_up_topic, text.get(),
+                     static_cast<unsigned int>(strlen(text.get())));
+    return 0;
+}
+
+} // namespace
+
 char* v2xspatconv_SpatStructToJson(const SPAT_t* spatFrame) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_log, ret);
@@ -191,21 +205,6 @@ char* v2xspatconv_SpatStructToJson(const SPAT_t* spatFrame) {
     AddArray(root.get(), "intersections", spatFrame->intersections, SetIntersectionsToObject);
     return cJSON_PrintUnformatted(root.get());
 }
-
-int32_t Publish(const SPAT_t* spat) {
-    const std::unique_ptr<char, FreeText> text(v2xspatconv_SpatStructToJson(spat));
-    (text != nullptr ? g_documents : g_noDocument).Add();
-    if (text == nullptr) {
-        V2XLOG(g_log, V2XLOG_ERROR, "v2xspatconv_SpatStructToJson error!");
-        return -4;
-    }
-    const v2xcloud_comm_ddsinfo* ddsinfo = v2xspatconv_GetddsInfo();
-    v2xcloud_ddsSend(ddsinfo->dds_object, ddsinfo->mp_spat_up_topic, text.get(),
-                     static_cast<unsigned int>(strlen(text.get())));
-    return 0;
-}
-
-} // namespace
 
 int32_t v2xspatconv_SpatDataUp(ASNSTRUCT_HANDLE* p_handle) {
     int32_t ret = 0;
