@@ -10,10 +10,10 @@
 
 #include "v2xdds_cdr.h"
 #include "v2xdds_qos.h"
+#include "v2xdds_transport.h"
 
 namespace {
 
-constexpr char ADDRESS[] = "127.0.0.1";
 constexpr int32_t KEPT = 64;
 constexpr int32_t QUEUED = 1024;
 constexpr uint32_t SAMPLE_USUAL = V2XDDS_CDR_HEAD + V2XDDS_PIECE_MAX;
@@ -59,9 +59,8 @@ std::vector<uint8_t> bareSample(size_t octets) {
 }
 
 BareParticipant::BareParticipant(int32_t domain)
-    : m_number(ADDRESS, domain),
-      m_participant(there(rtps::RTPSDomain::createParticipant(static_cast<uint32_t>(domain),
-                                                              v2xdds_ParticipantAttributes(ADDRESS, m_number)))) {}
+    : m_participant(there(
+          rtps::RTPSDomain::createParticipant(static_cast<uint32_t>(domain), v2xdds_ParticipantAttributes(domain)))) {}
 
 BareParticipant::~BareParticipant() {
     rtps::RTPSDomain::removeRTPSParticipant(m_participant);

@@ -16,8 +16,6 @@
 #include <string>
 #include <vector>
 
-#include "v2xdds_transport.h"
-
 namespace rtps = eprosima::fastrtps::rtps;
 
 // A sample of so many octets, encoded.
@@ -33,7 +31,6 @@ public:
     rtps::RTPSParticipant& get() const { return *m_participant; }
 
 private:
-    const v2xdds_number m_number;
     rtps::RTPSParticipant* const m_participant;
 };
 

@@ -1,13 +1,10 @@
-// What the tests of the DDS library share: a domain of one's own, what a callback got, peers in processes of their own.
+// Shared by the tests of the DDS library: a free domain, an inbox for callbacks, participants here and in processes of
+// their own.
 #pragma once
 
-#include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
+#include <gmock/gmock.h>
 #include <unistd.h>
 
-#include <cstddef>
-#include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <mutex>
@@ -16,41 +13,37 @@
 
 #include "dds/payload.h"
 #include "process.h"
+#include "udp_peer.h"
 #include "v2x/v2xdds.h"
 
-// A domain that no other test on this machine uses, for the life of the process: the first one that is free from one
-// that the process's number gives, held by a name that only one socket can have. Domains 0 to 100 have their ports
-// below those that the kernel gives out by itself.
+// The port that all of a domain's ports count from (RTPS 2.3, 9.6.1). Those of domains 0 to 100 are below the ephemeral
+// ones.
+inline uint16_t domainPort(int32_t domain) {
+    return static_cast<uint16_t>(7400 + 250 * domain);
+}
+
+// A domain that no other test process uses. Its first port, which is for multicast and unused here, reserves it.
 inline int32_t testDomain() {
+    static std::unique_ptr<UdpPeer> reserved;
     static const int32_t domain = [] {
-        const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        for (int32_t i = 0; i < 101; i++) {
-            const int32_t candidate = (getpid() + i) % 101;
-            sockaddr_un address{};
-            address.sun_family = AF_UNIX;
-            // From the second byte on: a name without a file.
-            const int length =
-                snprintf(address.sun_path + 1, sizeof address.sun_path - 1, "v2x_test_domain_%d", candidate);
-            const size_t size = offsetof(sockaddr_un, sun_path) + 1 + static_cast<size_t>(length);
-            if (bind(fd, reinterpret_cast<sockaddr*>(&address), static_cast<socklen_t>(size)) == 0) {
-                return candidate;
-            }
+        int32_t candidate = getpid() % 101;
+        while (!(reserved = std::make_unique<UdpPeer>(domainPort(candidate)))->isBound()) {
+            candidate = (candidate + 1) % 101;
         }
-        abort();
+        return candidate;
     }();
     return domain;
 }
 
-// Where the participant of that number listens for others (RTPS 2.3, 9.6.1: 250 ports a domain, 2 a participant); the
-// next port is for samples.
+// The discovery port of a participant; its samples use the next one.
 inline uint16_t discoveryPort(int32_t number) {
-    return static_cast<uint16_t>(7400 + 250 * testDomain() + 10 + 2 * number);
+    return static_cast<uint16_t>(domainPort(testDomain()) + 10 + 2 * number);
 }
 
-// What the callbacks of this process got, in the order of their calls.
+// The pieces that a callback of this process received, in the order of the calls.
 class Inbox {
 public:
-    // Callbacks tell no topic, so each has an inbox of its own.
+    // A callback has no context, so each topic of a test uses a NUMBER of its own.
     template <int NUMBER = 0>
     static Inbox& of() {
         static Inbox inbox;
@@ -58,12 +51,8 @@ public:
     }
     template <int NUMBER = 0>
     static void take(void* data, unsigned int len) {
-        of<NUMBER>().add(describe(data, len));
-    }
-
-    void add(const std::string& piece) {
-        const std::lock_guard lock(m_mutex);
-        m_pieces.push_back(piece);
+        const std::lock_guard lock(of<NUMBER>().m_mutex);
+        of<NUMBER>().m_pieces.push_back(describe(data, len));
     }
     std::vector<std::string> all() {
         const std::lock_guard lock(m_mutex);
@@ -72,31 +61,49 @@ public:
     bool holds(size_t count) {
         return eventually([&] { return all().size() >= count; });
     }
+    void clear() {
+        const std::lock_guard lock(m_mutex);
+        m_pieces.clear();
+    }
 
 private:
     std::mutex m_mutex;
     std::vector<std::string> m_pieces;
 };
 
-// A participant of this process in one or two topics.
+class DdsTest : public testing::Test {
+protected:
+    DdsTest() {
+        Inbox::of<0>().clear();
+        Inbox::of<1>().clear();
+    }
+};
+
+struct Topic {
+    const char* name;
+    dds_RecvCallback callback = nullptr; // null: a writer
+    int32_t setting = DDS_HISTORY_REAL_TIME;
+};
+
+// A running participant of this process.
 class Participant {
 public:
-    Participant() : m_handle(create_dds()) {}
-    ~Participant() { destroy_dds(m_handle); }
+    explicit Participant(const std::vector<Topic>& topics) : m_handle(create_dds()) {
+        for (const Topic& topic : topics) {
+            EXPECT_TRUE(dds_reg(m_handle, testDomain(), topic.name, topic.callback, 0));
+            EXPECT_TRUE(set_history_qos(m_handle, topic.name, topic.setting, 0));
+        }
+        EXPECT_TRUE(set_white_list_iface(m_handle, "127.0.0.1"));
+        EXPECT_TRUE(dds_start(m_handle));
+    }
+    ~Participant() { destroy(); }
     Participant(const Participant&) = delete;
     Participant& operator=(const Participant&) = delete;
 
-    void writes(const char* topic, int32_t setting = DDS_HISTORY_REAL_TIME) { reads(topic, nullptr, setting); }
-    void reads(const char* topic, dds_RecvCallback callback, int32_t setting = DDS_HISTORY_REAL_TIME) {
-        ASSERT_TRUE(dds_reg(m_handle, testDomain(), topic, callback, 0));
-        ASSERT_TRUE(set_history_qos(m_handle, topic, setting, 0));
-    }
-    void start() {
-        ASSERT_TRUE(set_white_list_iface(m_handle, "127.0.0.1"));
-        ASSERT_TRUE(dds_start(m_handle));
-    }
-    bool awaits(const char* topic, int32_t readers) {
-        return eventually([&] { return get_match_cnt(m_handle, topic) == readers; });
+    void destroy() { destroy_dds(m_handle); }
+    int32_t matched(const char* topic) { return get_match_cnt(m_handle, topic); }
+    bool awaits(const char* topic, int32_t readers, int milliseconds = 20000) {
+        return eventually([&] { return matched(topic) == readers; }, milliseconds);
     }
     int32_t send(const char* topic, const Bytes& bytes) {
         return dds_send(m_handle, topic, bytes.data(), static_cast<uint32_t>(bytes.size()));
@@ -107,14 +114,14 @@ private:
     void* const m_handle;
 };
 
-// One of the peer programs, in the test's domain.
+// A peer program that runs in the test's domain.
 class Peer {
 public:
-    // `program` is in the folder of the programs; {role, ...} follow the domain.
-    Peer(const std::string& program, std::vector<std::string> arguments, std::vector<std::string> environment = {}) {
-        environment.push_back("DDS_PEER_LOG=" + log());
+    // `arguments` follow the domain.
+    Peer(const std::string& program, std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), {V2X_BIN "/" + program, std::to_string(testDomain())});
-        m_process = std::make_unique<Process>(arguments, environment, out(), m_folder.path() + "/err");
+        m_process = std::make_unique<Process>(arguments, std::vector<std::string>{CYCLONE_ON_LOOPBACK}, out(),
+                                              m_folder.path() + "/err");
     }
     std::vector<std::string> lines() const {
         std::ifstream file(out());
@@ -125,8 +132,14 @@ public:
         return all;
     }
     std::string errors() const { return readFile(m_folder.path() + "/err"); }
-    std::string log() const { return m_folder.path() + "/peer.log"; }
     Process& process() { return *m_process; }
+
+    // Makes Cyclone DDS use loop-back only and find its peers there by unicast.
+    static constexpr char CYCLONE_ON_LOOPBACK[] =
+        "CYCLONEDDS_URI=<CycloneDDS><Domain><General><Interfaces><NetworkInterface address=\"127.0.0.1\" "
+        "multicast=\"false\"/></Interfaces><AllowMulticast>false</AllowMulticast></General><Discovery>"
+        "<ParticipantIndex>auto</ParticipantIndex><MaxAutoParticipantIndex>31</MaxAutoParticipantIndex>"
+        "<Peers><Peer address=\"127.0.0.1\"/></Peers></Discovery></Domain></CycloneDDS>";
 
 private:
     std::string out() const { return m_folder.path() + "/out"; }

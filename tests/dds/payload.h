@@ -1,4 +1,4 @@
-// What payloads look like in a line of text.
+// Payloads as lines of text.
 #pragma once
 
 #include <cinttypes>
@@ -19,11 +19,9 @@ inline std::string describe(const void* data, size_t length) {
     return text;
 }
 
-// The pieces that a payload arrives in.
-inline std::vector<std::string> piecesOf(const Bytes& bytes) {
-    std::vector<std::string> pieces;
+// Appends the pieces that a payload arrives in.
+inline void addPieces(std::vector<std::string>& pieces, const Bytes& bytes) {
     for (size_t at = 0; at < bytes.size(); at += 1024) {
         pieces.push_back(describe(&bytes[at], bytes.size() - at < 1024 ? bytes.size() - at : 1024));
     }
-    return pieces;
 }

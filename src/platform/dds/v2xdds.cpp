@@ -1,17 +1,14 @@
-// The interface: arguments that are none, and handles, which stay good for the life of the process.
+// The public calls: they check the handle and pointers and keep the list of participants.
 #include "v2x/v2xdds.h"
 
 #include <atomic>
-#include <exception>
-#include <new>
 
 #include "v2xdds_log.h"
 #include "v2xdds_participant.h"
 
 namespace {
 
-// Every participant that was ever made. Threads may hold a handle until the very end, so none is freed; a destroyed one
-// has given back what it held of the library.
+// Never freed, since a thread may use a handle until the process ends. A destroyed participant holds no resources.
 struct Entry {
     v2xdds_participant participant;
     Entry* next = nullptr;
@@ -22,41 +19,19 @@ v2xdds_participant* ParticipantOf(void* handle) {
     return handle != nullptr ? &static_cast<Entry*>(handle)->participant : nullptr;
 }
 
-// Memory that runs out is the only thing that calls throw for; `failed` is what they answer then.
-template <typename Result, typename Call>
-Result Guarded(Result failed, Call call) {
-    try {
-        return call();
-    } catch (const std::exception& error) {
-        V2XLOG(g_v2xddsLog, V2XLOG_ERROR, "a call failed: %s", error.what());
-        return failed;
-    }
-}
-
-void Destroy(Entry& entry, bool isExit) {
-    Guarded(0, [&] {
-        entry.participant.Destroy(isExit);
-        return 0;
-    });
-}
-
-// The library's own objects are destroyed when the process ends, and its threads must be gone by then.
+// Fast DDS destroys its static objects when the process ends; its threads must have ended by then.
 void DestroyAllAtExit() {
     for (Entry* entry = g_entries.load(std::memory_order_acquire); entry != nullptr; entry = entry->next) {
-        Destroy(*entry, true);
+        entry->participant.Destroy(true);
     }
 }
 
 } // namespace
 
 void* create_dds() {
-    Entry* const entry = new (std::nothrow) Entry;
-    if (entry == nullptr) {
-        V2XLOG(g_v2xddsLog, V2XLOG_ERROR, "no memory for a participant");
-    } else {
-        entry->next = g_entries.load(std::memory_order_relaxed);
-        while (!g_entries.compare_exchange_weak(entry->next, entry, std::memory_order_release)) {
-        }
+    Entry* const entry = new Entry;
+    entry->next = g_entries.load(std::memory_order_relaxed);
+    while (!g_entries.compare_exchange_weak(entry->next, entry, std::memory_order_release)) {
     }
     return entry;
 }
@@ -67,7 +42,7 @@ bool dds_reg(void* handle, int32_t domain, const char* topic, dds_RecvCallback c
         V2XLOG(g_v2xddsLog, V2XLOG_ERROR, "cannot declare a topic: no %s", topic == nullptr ? "name" : "participant");
         return false;
     }
-    return Guarded(false, [&] { return participant->Declare(domain, topic, callback, data_type); });
+    return participant->Declare(domain, topic, callback, data_type);
 }
 
 bool set_history_qos(void* handle, const char* topic, int32_t setting, int32_t /*depth*/) {
@@ -77,8 +52,7 @@ bool set_history_qos(void* handle, const char* topic, int32_t setting, int32_t /
 
 bool set_white_list_iface(void* handle, const char* address) {
     v2xdds_participant* const participant = ParticipantOf(handle);
-    return participant != nullptr && address != nullptr &&
-           Guarded(false, [&] { return participant->SetAddress(address); });
+    return participant != nullptr && address != nullptr && participant->SetAddress(address);
 }
 
 bool dds_start(void* handle) {
@@ -96,11 +70,11 @@ int32_t dds_send(void* handle, const char* topic, const void* data, uint32_t len
     if (participant == nullptr || topic == nullptr || data == nullptr) {
         return -1;
     }
-    return Guarded(-2, [&] { return participant->Send(topic, {static_cast<const uint8_t*>(data), len}); });
+    return participant->Send(topic, {static_cast<const uint8_t*>(data), len});
 }
 
 void destroy_dds(void* handle) {
-    if (handle != nullptr) {
-        Destroy(*static_cast<Entry*>(handle), false);
+    if (v2xdds_participant* const participant = ParticipantOf(handle)) {
+        participant->Destroy(false);
     }
 }

@@ -1,16 +1,14 @@
-// The thread that runs the callbacks of one participant, and looks after it in between. The library's own threads only
-// wake it, so that a callback may take its time, send, or ask for matches without holding up the protocol.
+// The thread that runs the callbacks of one participant. Fast DDS holds its locks while it notifies, so its threads
+// only wake this one: a callback may be slow, send, or ask for matches without delaying the protocol.
 #pragma once
 
-#include <chrono>
 #include <condition_variable>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
 
-class v2xdds_reader;
+#include "v2xdds_reader.h"
 
 class v2xdds_dispatch {
 public:
@@ -20,21 +18,18 @@ public:
     v2xdds_dispatch& operator=(const v2xdds_dispatch&) = delete;
 
     using Readers = std::vector<std::unique_ptr<v2xdds_reader>>;
-    using Clock = std::chrono::steady_clock;
 
-    // Serves these readers, which outlive the thread, and calls `tend` between two of their samples and whenever woken;
-    // it may put others in their place, and says when it is to be called again at the latest. Throws std::system_error
-    // where no thread can be had.
-    void Start(const Readers& readers, std::function<Clock::time_point()> tend);
-    // There may be something to take or to tend. Any thread.
+    // Serves these readers, which must outlive the thread. Throws std::system_error if no thread can be created.
+    void Start(const Readers& readers);
+    // A reader may have a sample. Any thread.
     void Wake();
-    // Waits for the callback that runs; none runs afterwards.
+    // Waits for a callback that is running; none runs afterwards.
     void Stop();
     // Whether the caller is a callback of this participant.
     bool IsCaller() const;
 
 private:
-    void Run(const Readers& readers, const std::function<Clock::time_point()>& tend);
+    void Run(const Readers& readers);
 
     std::mutex m_mutex;
     std::condition_variable m_wake;

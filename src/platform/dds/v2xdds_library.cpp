@@ -14,7 +14,7 @@ namespace {
 
 using eprosima::fastdds::dds::Log;
 
-// Runs on the library's log thread. A line that repeats, or a flood of them, is the log's matter.
+// Runs on the log thread of Fast DDS. The unit's log limits repeated lines.
 class LogToUnit : public eprosima::fastdds::dds::LogConsumer {
 public:
     void Consume(const Log::Entry& entry) override {
@@ -27,10 +27,10 @@ public:
 };
 
 void SetUp() {
-    Log::ClearConsumers(); // the one that writes to standard output
+    Log::ClearConsumers(); // the default one writes to standard output
     Log::RegisterConsumer(std::make_unique<LogToUnit>());
     Log::SetVerbosity(Log::Warning);
-    // Else a writer would run the reader's part itself where both are in one process.
+    // Otherwise a writer calls the reader of its own process directly, on the sender's thread.
     eprosima::fastrtps::LibrarySettingsAttributes settings;
     settings.intraprocess_delivery = eprosima::fastrtps::INTRAPROCESS_OFF;
     eprosima::fastrtps::xmlparser::XMLProfileManager::library_settings(settings);
@@ -41,7 +41,7 @@ void SetUp() {
 void v2xdds_PrepareLibrary() {
     static std::once_flag once;
     std::call_once(once, SetUp);
-    // The log thread starts with the first entry, on whatever thread that falls; this one the consumer leaves out.
+    // The first entry starts the log thread; the consumer ignores this one.
     Log::QueueLog("", {nullptr, 0, nullptr, nullptr}, Log::Info);
 }
 

@@ -1,14 +1,14 @@
-// Fast DDS as a whole, as this process uses it: its settings and its own log.
+// Settings of Fast DDS that hold for the whole process.
 #pragma once
 
 #include <csignal>
 
-// Routes the library's log to this unit's at warning and above, lets topics within one process travel as between two,
-// and starts the library's log thread, which has the caller's signal mask. Call before each participant.
+// Routes the warnings and errors of Fast DDS to this unit's log, turns its delivery within a process off, and starts
+// its log thread, which inherits the caller's signal mask. Call before each participant is created.
 void v2xdds_PrepareLibrary();
 
-// Blocks SIGINT, SIGQUIT and SIGTERM in the calling thread while it lives: threads started meanwhile leave them to the
-// main thread.
+// Blocks SIGINT, SIGQUIT and SIGTERM in the calling thread during its lifetime. Threads that start meanwhile inherit
+// the mask, so the main thread receives these signals.
 class v2xdds_signalsBlocked {
 public:
     v2xdds_signalsBlocked();

@@ -1,4 +1,4 @@
-// What writers and readers of a topic announce alike.
+// The topic attributes that writers and readers announce.
 #pragma once
 
 #include <fastdds/rtps/common/Types.h>
@@ -12,12 +12,12 @@
 
 inline eprosima::fastrtps::TopicAttributes v2xdds_TopicAttributes(const std::string& topic) {
     eprosima::fastrtps::TopicAttributes attributes(topic.c_str(), V2XDDS_TYPE_NAME);
-    attributes.auto_fill_type_object = false; // the type is known by its name alone
+    attributes.auto_fill_type_object = false; // the type is identified by its name only
     attributes.auto_fill_type_information = false;
     return attributes;
 }
 
-// The setting's durability as the library's protocol and as its discovery call it.
+// The setting's durability, as the protocol layer and the discovery of Fast DDS name it.
 inline std::pair<eprosima::fastrtps::rtps::DurabilityKind_t, eprosima::fastrtps::DurabilityQosPolicyKind>
 v2xdds_DurabilityOf(dds_historySetting setting) {
     if (setting == DDS_HISTORY_REAL_TIME) {

@@ -1,7 +1,6 @@
 #include "v2xdds_reader.h"
 
 #include <algorithm>
-#include <cinttypes>
 #include <fastdds/rtps/RTPSDomain.h>
 #include <fastdds/rtps/attributes/ReaderAttributes.h>
 #include <fastrtps/qos/ReaderQos.h>
@@ -10,7 +9,7 @@
 
 #include "v2x/v2xcount.h"
 #include "v2xdds_cdr.h"
-#include "v2xdds_dispatch.h"
+#include "v2xdds_log.h"
 #include "v2xdds_qos.h"
 
 namespace {
@@ -19,36 +18,35 @@ v2x_counter g_samples{"dds", "samples"};
 v2x_counter g_refused{"dds", "refused"};
 v2x_counter g_tooLong{"dds", "too_long"};
 v2x_counter g_unfit{"dds", "unfit_writers"};
-v2x_counter g_lost{"dds", "lost"}; // a writer has given them up before they arrived
+v2x_counter g_lost{"dds", "lost"}; // the writer dropped them before they arrived
 
 namespace rtps = eprosima::fastrtps::rtps;
 
-// Samples that wait for the callback: one payload of the greatest length in pieces. What a late or slow reader loses is
-// settled by the writer's history, not here.
+// Samples that wait for the callback: one payload of maximum length in pieces. The writer's history, not this queue,
+// decides what a late or slow reader loses.
 constexpr size_t QUEUED = V2XDDS_PAYLOAD_MAX / V2XDDS_PIECE_MAX;
 constexpr uint32_t QUEUED_BYTES = 4 * V2XDDS_PAYLOAD_MAX;
-// A sample's encoding ends on a multiple of four.
 constexpr uint32_t SAMPLE_USUAL = V2XDDS_CDR_HEAD + V2XDDS_PIECE_MAX;
-constexpr uint32_t SAMPLE_MAX = V2XDDS_CDR_HEAD + V2XDDS_PAYLOAD_MAX + 3;
+constexpr uint32_t SAMPLE_MAX = V2XDDS_CDR_HEAD + V2XDDS_PAYLOAD_MAX + 3; // padded to a multiple of four
 
 } // namespace
 
-// The library's own limit comes after the one below and takes no notice of gaps.
+// The limit of Fast DDS itself is only a second bound, since it ignores gaps.
 v2xdds_queue::v2xdds_queue()
     : ReaderHistory({rtps::DYNAMIC_RESERVE_MEMORY_MODE, SAMPLE_USUAL, 0, static_cast<int32_t>(2 * QUEUED)}) {}
 
-// Asked for every sample, and for every fragment of one.
+// Called for every sample, and for every fragment of one.
 bool v2xdds_queue::can_change_be_added_nts(const rtps::GUID_t& writer_guid, uint32_t total_payload_size,
                                            size_t unknown_missing_changes_up_to, bool& will_never_be_accepted) const {
     will_never_be_accepted = total_payload_size > SAMPLE_MAX;
     if (will_never_be_accepted) {
         g_tooLong.Add();
-        V2XLOG(g_v2xddsLog, V2XLOG_WARN, "refused a sample of %u bytes, at most %u taken", total_payload_size,
+        V2XLOG(g_v2xddsLog, V2XLOG_WARN, "rejected a sample of %u bytes: longer than %u", total_payload_size,
                SAMPLE_MAX);
         return false;
     }
     uint64_t bytes = 0;
-    bool isBegun = false; // some of its fragments are here, and its place and its bytes are counted
+    bool isBegun = false; // earlier fragments of this sample are queued: it has its place, and its bytes are counted
     for (rtps::CacheChange_t* change : m_changes) {
         bytes += change->serializedPayload.length;
         isBegun = isBegun || (!change->is_fully_assembled() && change->writerGUID == writer_guid &&
@@ -56,8 +54,8 @@ bool v2xdds_queue::can_change_be_added_nts(const rtps::GUID_t& writer_guid, uint
     }
     const size_t ahead = m_changes.size() - (isBegun ? 1 : 0) + unknown_missing_changes_up_to;
     bytes += isBegun ? 0 : total_payload_size;
-    // What is ahead of a lost sample leaves room for it: no sample behind the gap is handed on, so the queue would stay
-    // full for good. Twice the room, since one sample may pass for another of its size that has begun.
+    // Samples behind a gap cannot be delivered. They leave room for the missing sample, else the queue stays full for
+    // good. Reserve two maximum samples: an incomplete one may be counted twice.
     const bool isNext = unknown_missing_changes_up_to == 0;
     return ahead < (isNext ? QUEUED : QUEUED - 1) && bytes <= (isNext ? QUEUED_BYTES : QUEUED_BYTES - 2 * SAMPLE_MAX) &&
            ReaderHistory::can_change_be_added_nts(writer_guid, total_payload_size, unknown_missing_changes_up_to,
@@ -71,20 +69,15 @@ bool v2xdds_queue::Take(rtps::RTPSReader& reader, std::vector<uint8_t>& sample) 
     if (!reader.nextUntakenCache(&change, &writer)) {
         return false;
     }
-    // Also when there is no memory for it: it is lost then.
-    const struct Removal {
-        v2xdds_queue& queue;
-        rtps::CacheChange_t* change;
-        ~Removal() { queue.remove_change(change); }
-    } removal{*this, change};
     const rtps::SerializedPayload_t& payload = change->serializedPayload;
     sample.assign(payload.data, payload.data + (payload.data != nullptr ? payload.length : 0));
+    remove_change(change);
     return true;
 }
 
 v2xdds_reader::v2xdds_reader(std::string topic, dds_historySetting setting, dds_RecvCallback callback,
-                             v2xdds_dispatch& dispatch)
-    : m_topic(std::move(topic)), m_setting(setting), m_callback(callback), m_dispatch(dispatch) {}
+                             std::function<void()> onSample)
+    : m_topic(std::move(topic)), m_setting(setting), m_callback(callback), m_onSample(std::move(onSample)) {}
 
 v2xdds_reader::~v2xdds_reader() {
     if (m_reader != nullptr) {
@@ -106,48 +99,33 @@ bool v2xdds_reader::Open(rtps::RTPSParticipant& participant) {
     return participant.registerReader(m_reader, v2xdds_TopicAttributes(m_topic), qos);
 }
 
-bool v2xdds_reader::HandOnOne() {
-    if (m_next == m_end && !TakeSample()) {
-        return false;
-    }
-    if (m_next < m_end) {
-        const size_t length = std::min<size_t>(m_end - m_next, V2XDDS_PIECE_MAX);
-        uint8_t* const piece = m_sample.data() + m_next;
-        m_next += length;
-        m_callback(piece, static_cast<unsigned int>(length));
-    }
-    return true;
-}
-
-// Takes what has arrived next; a sample that is refused leaves nothing to hand on.
-bool v2xdds_reader::TakeSample() {
-    m_next = m_end = 0;
+bool v2xdds_reader::DeliverOne() {
     if (!m_queue.Take(*m_reader, m_sample)) {
         return false;
     }
-    if (const auto octets = v2xdds_Decode(m_sample)) {
-        g_samples.Add();
-        m_next = V2XDDS_CDR_HEAD;
-        m_end = m_next + octets->size();
+    const auto octets = v2xdds_Decode(m_sample);
+    if (!octets) {
+        g_refused.Add();
+        V2XLOG(g_v2xddsLog, V2XLOG_WARN, "topic %s: rejected a sample of %zu bytes: not of type %s", m_topic.c_str(),
+               m_sample.size(), V2XDDS_TYPE_NAME);
         return true;
     }
-    g_refused.Add();
-    if (m_refused.Add()) {
-        V2XLOG(g_v2xddsLog, V2XLOG_WARN,
-               "topic %s: refused a sample of %zu bytes that is not of type %s (%" PRIu64 " so far)", m_topic.c_str(),
-               m_sample.size(), V2XDDS_TYPE_NAME, m_refused.Count());
+    g_samples.Add();
+    for (size_t at = 0; at < octets->size(); at += V2XDDS_PIECE_MAX) {
+        const size_t length = std::min<size_t>(octets->size() - at, V2XDDS_PIECE_MAX);
+        m_callback(m_sample.data() + V2XDDS_CDR_HEAD + at, static_cast<unsigned int>(length));
     }
     return true;
 }
 
 void v2xdds_reader::onReaderMatched(rtps::RTPSReader* /*reader*/,
                                     const eprosima::fastdds::dds::SubscriptionMatchedStatus& status) {
-    V2XLOG(g_v2xddsLog, V2XLOG_INFO, "topic %s: a writer has %s", m_topic.c_str(),
-           status.current_count_change > 0 ? "come" : "gone");
+    V2XLOG(g_v2xddsLog, V2XLOG_INFO, "topic %s: a writer %s", m_topic.c_str(),
+           status.current_count_change > 0 ? "matched" : "left");
 }
 
 void v2xdds_reader::onNewCacheChangeAdded(rtps::RTPSReader* /*reader*/, const rtps::CacheChange_t* /*change*/) {
-    m_dispatch.Wake();
+    m_onSample();
 }
 
 void v2xdds_reader::on_sample_lost(rtps::RTPSReader* /*reader*/, int32_t count) {
@@ -157,8 +135,5 @@ void v2xdds_reader::on_sample_lost(rtps::RTPSReader* /*reader*/, int32_t count) 
 void v2xdds_reader::on_requested_incompatible_qos(rtps::RTPSReader* /*reader*/,
                                                   eprosima::fastdds::dds::PolicyMask /*qos*/) {
     g_unfit.Add();
-    if (m_unfit.Add()) {
-        V2XLOG(g_v2xddsLog, V2XLOG_WARN, "topic %s: a writer offers less than is asked for (%" PRIu64 " so far)",
-               m_topic.c_str(), m_unfit.Count());
-    }
+    V2XLOG(g_v2xddsLog, V2XLOG_WARN, "topic %s: the QoS of a writer is incompatible", m_topic.c_str());
 }

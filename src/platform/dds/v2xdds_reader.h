@@ -1,44 +1,42 @@
-// One topic's reader: a bounded queue of what has arrived, handed to the callback in pieces.
+// One topic's reader: a bounded queue of received samples, delivered to the callback in pieces.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <fastdds/rtps/history/ReaderHistory.h>
 #include <fastdds/rtps/participant/RTPSParticipant.h>
 #include <fastdds/rtps/reader/RTPSReader.h>
 #include <fastdds/rtps/reader/ReaderListener.h>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "v2x/v2xdds.h"
-#include "v2xdds_log.h"
 
-class v2xdds_dispatch;
-
-// A queue of samples that is bounded in number and in bytes. What finds it full is asked for again later; what is
-// larger than a payload may be is passed over.
+// A queue bounded in samples and bytes. While it is full the writer retries; a sample that is too long is discarded.
 class v2xdds_queue : public eprosima::fastrtps::rtps::ReaderHistory {
 public:
     v2xdds_queue();
     bool can_change_be_added_nts(const eprosima::fastrtps::rtps::GUID_t& writer_guid, uint32_t total_payload_size,
                                  size_t unknown_missing_changes_up_to, bool& will_never_be_accepted) const override;
-    // Moves the next sample that is complete and in order into `sample`; false when there is none.
+    // Moves the next sample that is complete and in order into `sample`; false if there is none.
     bool Take(eprosima::fastrtps::rtps::RTPSReader& reader, std::vector<uint8_t>& sample);
 };
 
 class v2xdds_reader : private eprosima::fastrtps::rtps::ReaderListener {
 public:
-    v2xdds_reader(std::string topic, dds_historySetting setting, dds_RecvCallback callback, v2xdds_dispatch& dispatch);
+    // onSample: called on threads of Fast DDS when a sample has arrived.
+    v2xdds_reader(std::string topic, dds_historySetting setting, dds_RecvCallback callback,
+                  std::function<void()> onSample);
     ~v2xdds_reader() override;
     v2xdds_reader(const v2xdds_reader&) = delete;
     v2xdds_reader& operator=(const v2xdds_reader&) = delete;
 
-    // Comes to life in the participant, which must outlive it. False when the library refuses.
+    // Creates the reader in the participant, which must outlive it. False if Fast DDS rejects it.
     bool Open(eprosima::fastrtps::rtps::RTPSParticipant& participant);
 
-    // Hands the next piece to the callback, or passes over a sample without one; false when there is nothing. On the
-    // dispatching thread alone.
-    bool HandOnOne();
+    // Delivers the next sample to the callback, or discards it if it is invalid; false if there is none. On the
+    // dispatching thread only.
+    bool DeliverOne();
 
 private:
     using ReaderListener::onReaderMatched;
@@ -50,19 +48,11 @@ private:
     void on_requested_incompatible_qos(eprosima::fastrtps::rtps::RTPSReader* reader,
                                        eprosima::fastdds::dds::PolicyMask qos) override;
 
-    bool TakeSample();
-
     const std::string m_topic;
     const dds_historySetting m_setting;
     const dds_RecvCallback m_callback;
-    v2xdds_dispatch& m_dispatch;
-    v2xdds_counter m_unfit;
-    v2xdds_counter m_refused;
-
-    std::vector<uint8_t> m_sample; // taken last; its octets from m_next to m_end are still to be handed on
-    size_t m_next = 0;
-    size_t m_end = 0;
-
+    const std::function<void()> m_onSample;
+    std::vector<uint8_t> m_sample; // taken last
     v2xdds_queue m_queue;
     eprosima::fastrtps::rtps::RTPSReader* m_reader = nullptr;
 };

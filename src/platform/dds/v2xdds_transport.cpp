@@ -1,77 +1,62 @@
 #include "v2xdds_transport.h"
 
 #include <arpa/inet.h>
-#include <ifaddrs.h>
-#include <net/if.h>
 #include <netinet/in.h>
-#include <sys/random.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <fastdds/rtps/transport/UDPv4TransportDescriptor.h>
 #include <fastrtps/utils/IPLocator.h>
 #include <memory>
 #include <stdexcept>
+#include <string>
 
 namespace {
 
 using eprosima::fastdds::rtps::UDPv4TransportDescriptor;
-using eprosima::fastrtps::rtps::GuidPrefix_t;
 using eprosima::fastrtps::rtps::IPLocator;
 using eprosima::fastrtps::rtps::Locator_t;
 using eprosima::fastrtps::rtps::LocatorList_t;
 using eprosima::fastrtps::rtps::RTPSParticipantAttributes;
 
-// Participants of one domain that find each other: so many ports are probed.
+// Participants of one domain that find each other: the number of port pairs that each probes.
 constexpr int32_t PEERS = 32;
-// A port that another participant took since it was found free makes way for the next one up so often; from the 32nd
-// pair on that ends at 65535 in domain 232.
+// Ports to try one after another if a process takes the port after it was found free. More could pass 65535 in the
+// highest domain.
 constexpr uint32_t PORT_TRIES = 31;
-// The kernel gives what it allows (net.core.rmem_max).
+// Bytes of a socket's buffer; the kernel clamps it to net.core.rmem_max and wmem_max.
 constexpr uint32_t SOCKET_BUFFER = 1048576;
+// A peer that stalls for longer is dropped, and after that Fast DDS and other implementations may fail to match it
+// again. Well above the stalls of a busy unit, therefore.
+constexpr int32_t LEASE_S = 20;
+constexpr int32_t ANNOUNCEMENT_S = 1;
 
-constinit std::atomic<uint32_t> g_numbers{0}; // a bit for each that is taken
-
-// The participant's name among its peers: the library would give one of the same number the same name again, and peers
-// that remember the former one would take its samples for known ones.
-GuidPrefix_t NewPrefix() {
-    GuidPrefix_t prefix;
-    if (getrandom(prefix.value, sizeof prefix.value, 0) != sizeof prefix.value) {
-        throw std::runtime_error("no random numbers");
-    }
-    std::copy_n(eprosima::fastrtps::rtps::c_VendorId_eProsima.begin(), 2, prefix.value);
-    return prefix;
-}
-
-// Port 0: the library takes the one of the participant's number.
-LocatorList_t At(const std::string& address) {
+LocatorList_t LocatorAt(int32_t port) {
     Locator_t locator;
-    IPLocator::createLocator(LOCATOR_KIND_UDPv4, address, 0, locator);
+    IPLocator::createLocator(LOCATOR_KIND_UDPv4, V2XDDS_ADDRESS, static_cast<uint32_t>(port), locator);
     LocatorList_t list;
     list.push_back(locator);
     return list;
 }
 
-std::shared_ptr<UDPv4TransportDescriptor> UdpOn(const std::string& address) {
+std::shared_ptr<UDPv4TransportDescriptor> Udp() {
     auto udp = std::make_shared<UDPv4TransportDescriptor>();
-    udp->interfaceWhiteList = {address}; // binds every socket to it, those for sending as well
+    udp->interfaceWhiteList = {V2XDDS_ADDRESS}; // binds every socket, also those for sending
     udp->maxInitialPeersRange = PEERS;
     udp->sendBufferSize = SOCKET_BUFFER;
     udp->receiveBufferSize = SOCKET_BUFFER;
-    udp->non_blocking_send = true; // what does not fit is lost and asked for again
+    udp->non_blocking_send = true; // a datagram that does not fit is lost; the reader requests it again
     udp->TTL = 0;
     return udp;
 }
 
-bool IsFree(const std::string& address, int32_t port) {
+bool IsFree(int32_t port) {
     sockaddr_in local{};
     local.sin_family = AF_INET;
     local.sin_port = htons(static_cast<uint16_t>(port));
-    inet_pton(AF_INET, address.c_str(), &local.sin_addr);
+    inet_pton(AF_INET, V2XDDS_ADDRESS, &local.sin_addr);
     const int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (fd < 0) {
         throw std::runtime_error(std::string("no socket: ") + std::strerror(errno));
@@ -84,69 +69,34 @@ bool IsFree(const std::string& address, int32_t port) {
     return error == 0;
 }
 
-// RTPS 2.3, 9.6.1: one port for discovery and the next one for samples.
-bool HasFreePorts(const std::string& address, int32_t domain, int32_t number) {
-    const int32_t discovery = 7400 + 250 * domain + 10 + 2 * number;
-    return IsFree(address, discovery) && IsFree(address, discovery + 1);
-}
-
-bool Claim(int32_t number) {
-    const uint32_t bit = 1U << number;
-    return (g_numbers.fetch_or(bit) & bit) == 0;
+// The discovery port of the first participant whose two ports are free.
+int32_t FreeDiscoveryPort(int32_t domain) {
+    const int32_t first = 7400 + 250 * domain + 10; // RTPS 2.3, 9.6.1: two ports a participant
+    for (int32_t port = first; port < first + 2 * PEERS; port += 2) {
+        if (IsFree(port) && IsFree(port + 1)) {
+            return port;
+        }
+    }
+    throw std::runtime_error("the ports of all " + std::to_string(PEERS) + " participants are taken");
 }
 
 } // namespace
 
-bool v2xdds_IsLoopback(const char* address) {
-    in_addr wanted{};
-    ifaddrs* interfaces = nullptr;
-    if (inet_pton(AF_INET, address, &wanted) != 1 || getifaddrs(&interfaces) != 0) {
-        return false;
-    }
-    const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owner(interfaces, freeifaddrs);
-    for (const ifaddrs* entry = interfaces; entry != nullptr; entry = entry->ifa_next) {
-        if ((entry->ifa_flags & IFF_LOOPBACK) == 0 || entry->ifa_addr == nullptr ||
-            entry->ifa_addr->sa_family != AF_INET) {
-            continue;
-        }
-        sockaddr_in held{};
-        std::memcpy(&held, entry->ifa_addr, sizeof held);
-        if (held.sin_addr.s_addr == wanted.s_addr) {
-            return true;
-        }
-    }
-    return false;
-}
-
-v2xdds_number::v2xdds_number(const std::string& address, int32_t domain) : m_value(0) {
-    while (m_value < PEERS && !(HasFreePorts(address, domain, m_value) && Claim(m_value))) {
-        m_value++;
-    }
-    if (m_value == PEERS) {
-        throw std::runtime_error("no free participant of 32: their ports on " + address + " are taken");
-    }
-}
-
-v2xdds_number::~v2xdds_number() {
-    g_numbers.fetch_and(~(1U << m_value));
-}
-
-RTPSParticipantAttributes v2xdds_ParticipantAttributes(const std::string& address, const v2xdds_number& number) {
+RTPSParticipantAttributes v2xdds_ParticipantAttributes(int32_t domain) {
+    const int32_t port = FreeDiscoveryPort(domain);
     RTPSParticipantAttributes attributes;
     attributes.setName("v2xdds");
-    attributes.participantID = number.Value();
-    attributes.prefix = NewPrefix();
-    attributes.useBuiltinTransports = false; // they are UDP on every interface, and shared memory
-    attributes.userTransports.push_back(UdpOn(address));
-    attributes.defaultUnicastLocatorList = At(address);
+    attributes.useBuiltinTransports = false; // UDP on every interface, and shared memory
+    attributes.userTransports.push_back(Udp());
+    attributes.defaultUnicastLocatorList = LocatorAt(port + 1);
 
     auto& builtin = attributes.builtin;
-    // A unicast list of one's own keeps the library from adding the multicast address of discovery.
-    builtin.metatrafficUnicastLocatorList = At(address);
-    builtin.initialPeersList = At(address);
+    // With a unicast list of its own the participant does not add the multicast address of discovery.
+    builtin.metatrafficUnicastLocatorList = LocatorAt(port);
+    builtin.initialPeersList = LocatorAt(0); // the discovery ports of the domain's first PEERS participants
     builtin.avoid_builtin_multicast = true;
     builtin.mutation_tries = PORT_TRIES;
-    builtin.discovery_config.leaseDuration = {3, 0};
-    builtin.discovery_config.leaseDuration_announcementperiod = {1, 0};
+    builtin.discovery_config.leaseDuration = {LEASE_S, 0};
+    builtin.discovery_config.leaseDuration_announcementperiod = {ANNOUNCEMENT_S, 0};
     return attributes;
 }

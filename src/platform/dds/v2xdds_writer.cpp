@@ -1,7 +1,6 @@
 #include "v2xdds_writer.h"
 
 #include <algorithm>
-#include <cinttypes>
 #include <fastdds/rtps/RTPSDomain.h>
 #include <fastdds/rtps/attributes/WriterAttributes.h>
 #include <fastrtps/attributes/TopicAttributes.h>
@@ -10,22 +9,23 @@
 
 #include "v2x/v2xcount.h"
 #include "v2xdds_cdr.h"
+#include "v2xdds_log.h"
 #include "v2xdds_qos.h"
 
 namespace {
 
-v2x_counter g_overwritten{"dds", "overwritten"}; // before every reader had them
+v2x_counter g_overwritten{"dds", "overwritten"}; // dropped before every reader had acknowledged them
 v2x_counter g_unfit{"dds", "unfit_readers"};
 
 namespace rtps = eprosima::fastrtps::rtps;
 
-constexpr uint32_t HEARTBEAT_NS = 100'000'000; // a lost sample is asked for again after this time
+constexpr uint32_t HEARTBEAT_NS = 100'000'000; // a reader requests a lost sample again within this time
 
-// Samples that a topic keeps, one row for each setting.
+// Samples in the history, one row for each setting.
 constexpr size_t KEPT[] = {4096, 1, 64};
 
 rtps::HistoryAttributes HistoryFor(dds_historySetting setting) {
-    constexpr int32_t FIRST = 16; // more are made as they are needed
+    constexpr int32_t FIRST = 16; // allocated at the start; the rest on demand
     const auto kept = static_cast<int32_t>(KEPT[setting]);
     return {rtps::PREALLOCATED_WITH_REALLOC_MEMORY_MODE, V2XDDS_CDR_HEAD + V2XDDS_PIECE_MAX, std::min(FIRST, kept),
             kept};
@@ -76,7 +76,7 @@ int32_t v2xdds_writer::Send(std::span<const uint8_t> payload) {
     return 0;
 }
 
-// Setting "all": the oldest samples go once every reader has them, none before.
+// For the setting "all": drops only samples that every reader has acknowledged.
 bool v2xdds_writer::MakeRoom(size_t samples) {
     while (m_history.getHistorySize() + samples > KEPT[m_setting]) {
         rtps::CacheChange_t* oldest = nullptr;
@@ -88,7 +88,7 @@ bool v2xdds_writer::MakeRoom(size_t samples) {
     return true;
 }
 
-// Makes room for one sample, whoever lacks the oldest.
+// Makes room for one sample, even if a reader has not acknowledged the oldest.
 bool v2xdds_writer::Overwrite() {
     rtps::CacheChange_t* oldest = nullptr;
     if (m_history.getHistorySize() < KEPT[m_setting]) {
@@ -109,14 +109,10 @@ bool v2xdds_writer::SendPiece(std::span<const uint8_t> piece) {
     if (change == nullptr) {
         return false;
     }
-    if (change->serializedPayload.max_size < size) {
-        m_writer->release_change(change);
-        return false;
-    }
     v2xdds_Encode(piece, change->serializedPayload.data);
     change->serializedPayload.length = size;
     change->serializedPayload.encapsulation = CDR_LE;
-    // Readers sort by this time what waits for them: a clock that is set back must not turn samples around.
+    // Readers sort waiting samples by this time. It never decreases, so a clock step keeps the order.
     rtps::Time_t stamp;
     rtps::Time_t::now(stamp);
     m_lastStamp = std::max(m_lastStamp, stamp.to_ns());
@@ -132,7 +128,7 @@ bool v2xdds_writer::SendPiece(std::span<const uint8_t> piece) {
 
 void v2xdds_writer::onWriterMatched(rtps::RTPSWriter* /*writer*/,
                                     const eprosima::fastdds::dds::PublicationMatchedStatus& status) {
-    const int32_t change = status.current_count_change; // all that this layer of the library counts
+    const int32_t change = status.current_count_change; // the total is always 0 in this layer
     const int32_t count = m_matched.fetch_add(change, std::memory_order_relaxed) + change;
     V2XLOG(g_v2xddsLog, V2XLOG_INFO, "topic %s: %d readers", m_topic.c_str(), count);
 }
@@ -140,8 +136,5 @@ void v2xdds_writer::onWriterMatched(rtps::RTPSWriter* /*writer*/,
 void v2xdds_writer::on_offered_incompatible_qos(rtps::RTPSWriter* /*writer*/,
                                                 eprosima::fastdds::dds::PolicyMask /*qos*/) {
     g_unfit.Add();
-    if (m_unfit.Add()) {
-        V2XLOG(g_v2xddsLog, V2XLOG_WARN, "topic %s: a reader asks for more than is offered (%" PRIu64 " so far)",
-               m_topic.c_str(), m_unfit.Count());
-    }
+    V2XLOG(g_v2xddsLog, V2XLOG_WARN, "topic %s: the QoS of a reader is incompatible", m_topic.c_str());
 }

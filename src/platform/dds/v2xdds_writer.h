@@ -1,4 +1,4 @@
-// One topic's writer. What it keeps for its readers is bounded, and sending waits for none of them.
+// One topic's writer. Its history is bounded, and sending never waits for a reader.
 #pragma once
 
 #include <atomic>
@@ -12,7 +12,6 @@
 #include <string>
 
 #include "v2x/v2xdds.h"
-#include "v2xdds_log.h"
 
 class v2xdds_writer : private eprosima::fastrtps::rtps::WriterListener {
 public:
@@ -21,10 +20,10 @@ public:
     v2xdds_writer(const v2xdds_writer&) = delete;
     v2xdds_writer& operator=(const v2xdds_writer&) = delete;
 
-    // Comes to life in the participant, which must outlive it. False when the library refuses.
+    // Creates the writer in the participant, which must outlive it. False if Fast DDS rejects it.
     bool Open(eprosima::fastrtps::rtps::RTPSParticipant& participant);
 
-    // Results as dds_send; any thread. A payload that the setting "all" has no room for is not sent in part.
+    // Returns 0 or -2 like dds_send. Any thread.
     int32_t Send(std::span<const uint8_t> payload);
 
     const std::string& Topic() const { return m_topic; }
@@ -44,9 +43,8 @@ private:
     const std::string m_topic;
     const dds_historySetting m_setting;
     std::atomic<int32_t> m_matched{0};
-    v2xdds_counter m_unfit;
 
-    std::mutex m_sendMutex; // one payload after the other
+    std::mutex m_sendMutex; // one payload at a time
     int64_t m_lastStamp = 0;
     eprosima::fastrtps::rtps::WriterHistory m_history;
     eprosima::fastrtps::rtps::RTPSWriter* m_writer = nullptr;
