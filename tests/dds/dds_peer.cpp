@@ -17,6 +17,7 @@ namespace {
 
 void* g_participant = nullptr;
 std::atomic<bool> g_isReading{false};
+int g_pause = 0; // milliseconds
 
 void print(void* data, unsigned int len) {
     g_isReading = true;
@@ -30,12 +31,7 @@ void wait(int milliseconds) {
 
 void leave(void* data, unsigned int len) {
     print(data, len);
-    exit(7);
-}
-
-void leaveLate(void* data, unsigned int len) {
-    print(data, len);
-    wait(300); // until main waits in destroy_dds
+    wait(g_pause);
     exit(7);
 }
 
@@ -62,7 +58,8 @@ int main(int argc, char** argv) {
     }
     g_participant = create_dds();
     const std::string role = argv[3];
-    declare(argv, argv[4], role == "leave" ? leave : role == "destroy" ? leaveLate : print);
+    g_pause = role == "destroy" ? 300 : 0; // until main waits in destroy_dds
+    declare(argv, argv[4], role == "read" || role == "exit" ? print : leave);
     const char* const to = argc > 5 ? argv[5] : nullptr;
     if (to != nullptr) {
         declare(argv, to, nullptr);

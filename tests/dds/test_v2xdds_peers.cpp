@@ -84,7 +84,7 @@ TEST_F(Foreign, CycloneExchangesSamplesBothWays) {
         }
         arguments.push_back(std::to_string(size));
     }
-    Participant here({{"down"}, {"up", Inbox::take<>}});
+    Participant here({{"down"}, {"up", Inbox::take}});
     Peer peer("cyclone_peer", arguments);
     EXPECT_TRUE(Inbox::of().holds(expected.size())) << peer.errors();
     EXPECT_THAT(Inbox::of().all(), ElementsAreArray(expected));
@@ -107,7 +107,7 @@ TEST_F(Foreign, CycloneExchangesSamplesBothWays) {
 
 TEST_F(Foreign, InvalidSamplesAreRejectedAndLaterOnesDelivered) {
     const uint64_t before = countsOf("dds")["refused"];
-    Participant here({{"t", Inbox::take<>}});
+    Participant here({{"t", Inbox::take}});
     BareWriter foreign(testDomain(), "t");
     ASSERT_TRUE(eventually([&] { return foreign.readers() == 1; }));
     for (const Bytes& sample : {Bytes{0, 3, 0, 0, 1, 0, 0, 0, 1}, Bytes{0, 1, 0, 0, 1, 0, 0, 0, 42},
