@@ -18,11 +18,11 @@ constexpr int32_t KEPT = 64;
 constexpr int32_t QUEUED = 1024;
 constexpr uint32_t SAMPLE_USUAL = V2XDDS_CDR_HEAD + V2XDDS_PIECE_MAX;
 
-// What the library made, which answers null when it cannot.
+// Throws if Fast DDS returned null.
 template <typename Made>
-Made* there(Made* made) {
+Made* created(Made* made) {
     if (made == nullptr) {
-        throw std::runtime_error("Fast DDS makes no participant, writer or reader");
+        throw std::runtime_error("Fast DDS cannot create a participant, writer or reader");
     }
     return made;
 }
@@ -59,7 +59,7 @@ std::vector<uint8_t> bareSample(size_t octets) {
 }
 
 BareParticipant::BareParticipant(int32_t domain)
-    : m_participant(there(
+    : m_participant(created(
           rtps::RTPSDomain::createParticipant(static_cast<uint32_t>(domain), v2xdds_ParticipantAttributes(domain)))) {}
 
 BareParticipant::~BareParticipant() {
@@ -70,7 +70,7 @@ BareWriter::BareWriter(int32_t domain, const std::string& topic)
     : m_participant(domain), m_history({rtps::PREALLOCATED_WITH_REALLOC_MEMORY_MODE, SAMPLE_USUAL, 16, KEPT}),
       m_writer([this] {
           rtps::WriterAttributes attributes = writerAttributes();
-          return there(rtps::RTPSDomain::createRTPSWriter(&m_participant.get(), attributes, &m_history, this));
+          return created(rtps::RTPSDomain::createRTPSWriter(&m_participant.get(), attributes, &m_history, this));
       }()) {
     const auto qos = announced<eprosima::fastrtps::WriterQos>();
     m_participant.get().registerWriter(m_writer, v2xdds_TopicAttributes(topic), qos);
@@ -102,7 +102,7 @@ void BareWriter::onWriterMatched(rtps::RTPSWriter* /*writer*/,
 BareReader::BareReader(int32_t domain, const std::string& topic)
     : m_participant(domain), m_history({rtps::DYNAMIC_RESERVE_MEMORY_MODE, SAMPLE_USUAL, 0, QUEUED}), m_reader([this] {
           auto attributes = reliable<rtps::ReaderAttributes>();
-          return there(rtps::RTPSDomain::createRTPSReader(&m_participant.get(), attributes, &m_history, this));
+          return created(rtps::RTPSDomain::createRTPSReader(&m_participant.get(), attributes, &m_history, this));
       }()) {
     const auto qos = announced<eprosima::fastrtps::ReaderQos>();
     m_participant.get().registerReader(m_reader, v2xdds_TopicAttributes(topic), qos);

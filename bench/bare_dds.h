@@ -1,4 +1,4 @@
-// A writer and a reader of the bare DDS library, set as the unit's DDS library sets its own for real-time topics.
+// A writer and a reader of bare Fast DDS, with the settings that the unit's DDS library uses for real-time topics.
 #pragma once
 
 #include <atomic>
@@ -18,10 +18,10 @@
 
 namespace rtps = eprosima::fastrtps::rtps;
 
-// A sample of so many octets, encoded.
+// An encoded sample of this many octets.
 std::vector<uint8_t> bareSample(size_t octets);
 
-// A participant on 127.0.0.1. Delivery within the process is off once the unit's library has started one of its own.
+// A participant on 127.0.0.1. Start one of the unit's library first: it turns off delivery within the process.
 class BareParticipant {
 public:
     explicit BareParticipant(int32_t domain);

@@ -1,7 +1,7 @@
-// A payload sent by DDS to one reader on the loop-back interface: dds_send beside a writer of the bare library with the
-// same settings. Each has a reader in the same process that lets go at once of what it gets, and must get it.
-// The figures are the sending thread's processor time, all threads on one processor: how often a send has to wake
-// another one varies.
+// Sends a payload over loop-back to one reader: dds_send compared with a bare Fast DDS writer with the same settings.
+// Each has a reader in the same process that counts and discards what it receives; nine tenths must arrive.
+// Figures are processor time of the sending thread. All threads share one processor, since the number of wake-ups of
+// other processors varies.
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -18,11 +18,11 @@
 
 namespace {
 
-constexpr int32_t DOMAIN = 101; // nothing else of the unit's, and its ports are below those that the kernel gives out
-std::atomic<size_t> g_received{0}; // octets, by dds_send's reader
+constexpr int32_t DOMAIN = 101;    // unused by the unit and the tests; its ports are below the ephemeral ones
+std::atomic<size_t> g_received{0}; // octets, at the reader of dds_send
 
 template <typename Condition>
-bool comesTrue(Condition condition) {
+bool eventually(Condition condition) {
     for (int i = 0; i < 5000 && !condition(); i++) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
@@ -49,8 +49,8 @@ private:
     void* const m_handle;
 };
 
-// Once nothing more comes: whether nine in ten of the octets have arrived. Volatile topics may lose some to a full
-// socket.
+// Waits until no more octets arrive. Returns whether nine tenths have arrived: volatile topics may lose some if a
+// socket is full.
 bool haveArrived(const std::atomic<size_t>& received, size_t before, size_t sent) {
     size_t last = 0;
     do {
@@ -73,7 +73,7 @@ int main() {
     const struct {
         const char* what;
         size_t size;
-        size_t samples; // of the bare writer; dds_send cuts the payload by itself
+        size_t samples; // of the bare writer; dds_send splits the payload itself
     } rows[] = {
         {"128 bytes", 128, 1},
         {"1024 bytes", 1024, 1},
@@ -85,7 +85,7 @@ int main() {
     const Peer writer(topic + "_send", nullptr);
     const BareReader bareReader(DOMAIN, topic + "_bare");
     BareWriter bareWriter(DOMAIN, topic + "_bare");
-    if (!comesTrue([&] { return writer.readers() == 1 && bareWriter.readers() == 1; })) {
+    if (!eventually([&] { return writer.readers() == 1 && bareWriter.readers() == 1; })) {
         fprintf(stderr, "bench_dds: the writers find no reader\n");
         return 1;
     }

@@ -1,4 +1,4 @@
-// One sample of a topic, as a peer encoded it.
+// Decodes one sample of a topic, as a peer sends it.
 #include <algorithm>
 #include <cstdlib>
 
@@ -11,7 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (!octets) {
         return 0;
     }
-    // What is handed on lies within the sample, and comes back from its own encoding.
+    // The octets lie within the sample, and survive encoding and decoding.
     if (octets->data() != sample.get() + V2XDDS_CDR_HEAD || octets->size() > size - V2XDDS_CDR_HEAD) {
         abort();
     }

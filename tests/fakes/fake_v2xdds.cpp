@@ -10,7 +10,7 @@ std::vector<DdsTopic> ddsTopics;
 std::vector<DdsSample> ddsSent;
 
 void ddsReceive(const std::string& topic, const std::vector<uint8_t>& bytes) {
-    std::vector<uint8_t> exact(bytes); // heap memory of just this size, so that a sanitizer sees a read behind it
+    std::vector<uint8_t> exact(bytes); // of exact size, so that a sanitizer detects a read behind it
     exact.shrink_to_fit();
     for (const DdsTopic& declared : ddsTopics) {
         if (declared.name == topic && declared.callback != nullptr) {
@@ -23,7 +23,7 @@ void ddsReceive(const std::string& topic, const std::vector<uint8_t>& bytes) {
 
 namespace {
 
-// The handles that are given out point here; a destroyed participant answers as the real one does.
+// Every handle points here. A destroyed participant returns what the real one does.
 struct Participant {
     bool started = false;
     bool destroyed = false;
