@@ -52,7 +52,10 @@ static void publish(dds_entity_t writer, const char* what, unsigned seed) {
     static uint8_t bytes[2 << 20];
     char* rest = NULL;
     size_t size = strtoul(what, &rest, 10);
-    for (size_t i = 0; i < size && i < sizeof bytes; i++) {
+    if (size > sizeof bytes) {
+        size = sizeof bytes;
+    }
+    for (size_t i = 0; i < size; i++) {
         bytes[i] = (uint8_t)(seed + i * 7 + i / 251);
     }
     if (*rest != '\0') {

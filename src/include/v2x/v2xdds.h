@@ -38,9 +38,9 @@ bool set_history_qos(void* handle, const char* topic, int32_t setting, int32_t d
 // false for any other address, or after dds_start.
 bool set_white_list_iface(void* handle, const char* address);
 
-// Joins the domain: creates the readers and writers. Peers are found within a second or two. A process can run 32
-// participants at a time. The library's threads block SIGINT, SIGQUIT and SIGTERM. Returns false and logs the reason if
-// the library cannot create them; dds_send then returns -1.
+// Joins the domain: creates the readers and writers. Peers are found within a second or two. A domain has room for 32
+// participants of all processes. The library's threads block SIGINT, SIGQUIT and SIGTERM. Returns false and logs the
+// reason if the participant cannot be created; dds_send then returns -1.
 bool dds_start(void* handle);
 
 // Number of readers matched to the topic's writer; 0 for an unknown topic or before dds_start. A reader that stalls

@@ -85,8 +85,8 @@ bool v2xdds_participant::Start(void (*atExit)()) {
     try {
         const v2xdds_signalsBlocked blocked;
         Open();
-        // After Open, so that atExit runs before the static objects that Fast DDS has made; before the first callback,
-        // which may call exit().
+        // After Open, so that atExit runs before the static objects of Fast DDS are destroyed. Before the first
+        // callback, which may call exit().
         std::atexit(atExit);
         m_dispatch.Start(m_readers);
         m_state = State::RUNNING;

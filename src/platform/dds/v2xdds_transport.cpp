@@ -23,13 +23,13 @@ using eprosima::fastrtps::rtps::RTPSParticipantAttributes;
 
 // Participants of one domain that find each other: the number of port pairs that each probes.
 constexpr int32_t PEERS = 32;
-// Ports to try one after another if a process takes the port after it was found free. More could pass 65535 in the
+// Further ports that Fast DDS tries if another process takes the port in the meantime. More could exceed 65535 in the
 // highest domain.
 constexpr uint32_t PORT_TRIES = 31;
 // Bytes of a socket's buffer; the kernel clamps it to net.core.rmem_max and wmem_max.
 constexpr uint32_t SOCKET_BUFFER = 1048576;
-// A peer that stalls for longer is dropped, and after that Fast DDS and other implementations may fail to match it
-// again. Well above the stalls of a busy unit, therefore.
+// A peer that stalls for longer is dropped, and implementations sometimes fail to match it again. So the lease is far
+// above the stalls of a busy unit.
 constexpr int32_t LEASE_S = 20;
 constexpr int32_t ANNOUNCEMENT_S = 1;
 
