@@ -1,158 +1,155 @@
+// What the simulated devices and the simulated cloud send.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 #include "bytes.h"
-#include "damage.h"
-#include "ipc_print.h"
-#include "ipc_record.h"
+#include "cloud_document.h"
+#include "cloud_traffic.h"
+#include "frame_stream.h"
+#include "learner_report.h"
+#include "light_frame.h"
 #include "plan.h"
-#include "replay.h"
-#include "report.h"
+#include "source.h"
 
 using namespace sim;
 using testing::ElementsAre;
+using testing::StartsWith;
+using testing::ThrowsMessage;
 using namespace std::chrono_literals;
 
 namespace {
 
-// ---- damage
+// ---- learner
 
-// Exactly as large as it says, for the address sanitizer.
-TEST(Damage, IsOfItsKindAndStaysWithinShortReports) {
-    const Bytes good = EncodeReport(PlanAt(0s, {}));
-    for (const ReportKind kind :
-         {ReportKind::good, ReportKind::wrongStart, ReportKind::wrongLength, ReportKind::highCount}) {
-        for (uint32_t random = 0; random < 3000; ++random) {
-            Bytes damaged = good;
-            DamageReport(damaged, kind, random * 2654435761U);
-            ASSERT_EQ(ClassifyReport(damaged), kind);
-        }
-        for (size_t size = 0; size < 8; ++size) {
-            Bytes small(good.begin(), good.begin() + static_cast<ptrdiff_t>(size));
-            DamageReport(small, kind, 12345);
-            EXPECT_EQ(small.size(), size);
-        }
-    }
+TEST(LearnerReport, HasTheBytesOfTheWire) {
+    EXPECT_EQ(EncodeReport(PlanAt(25s, {3, 2})),
+              hex("FE FE 10 00 11 00 02 00 03 01 02 00 00 00 00 04 02 19 00 00 00 00"));
 }
 
-// ---- replay
-
-TEST(Replay, ReadsGoodLines) {
-    std::istringstream in("# capture of a morning\n"
-                          "\n"
-                          "0 FEFE10\r\n"
-                          " \t 0\tfe Fe\t0A # a comment\n"
-                          "1500 00");
-    const auto datagrams = ReadReplay(in, "x");
+TEST(Replay, ParsesLinesAndNamesTheWrongOne) {
+    const auto datagrams = ParseReplay("# capture\n\n0 FEFE10\r\n \t 0\tfe Fe\t0A # comment\n1500 00", "x");
     ASSERT_EQ(datagrams.size(), 3U);
     EXPECT_EQ(datagrams[0].bytes, hex("FE FE 10"));
     EXPECT_EQ(datagrams[1].bytes, hex("FE FE 0A"));
     EXPECT_EQ(datagrams[1].time, 0ms);
     EXPECT_EQ(datagrams[2].bytes, hex("00"));
     EXPECT_EQ(datagrams[2].time, 1500ms);
-}
-
-// ---- frames to the stack
-
-// Intersection 1/2, 12:34:56.789, phase 3 permissive green for 15.0 s.
-const Bytes FRAME = hex("A5 5A 04 00 40 78 0A E9 68 27 06 00 14 00 29 00 00 "
-                        "01 00 00 00 18 00 00 00 1E 00 00 "
-                        "02 00 01 00 00 00 12 27 07 00 D5 DD 01 "
-                        "03 01 01 05 00 00 96 00 FF FF FF FF FF FF FF FF FF");
-const std::string GREEN = "03 01 01 05 00 00 96 00 FF FF FF FF FF FF FF FF FF ";
-constexpr size_t RECORD_AT = 28;
-constexpr size_t PHASE_NUM_AT = 40;
-
-// The frame with another record inside and lengths that fit it.
-Bytes WithRecord(const Bytes& record) {
-    Bytes frame(FRAME.begin(), FRAME.begin() + RECORD_AT);
-    frame.insert(frame.end(), record.begin(), record.end());
-    frame[14] = static_cast<uint8_t>(11 + record.size());
-    frame[25] = static_cast<uint8_t>(record.size());
-    return frame;
-}
-
-// "taken", "request", or the rung that refused.
-std::string Verdict(const Bytes& datagram) {
-    const Frame frame = ReadFrame(datagram);
-    if (const auto* refusal = std::get_if<Refusal>(&frame)) {
-        EXPECT_NE(refusal->why, "");
-        return RungName(refusal->rung);
+    for (const char* const wrong : {"2 00\n1 00", "0 00\n1", "0 00\nx 00", "0 00\n-1 00", "0 00\n1 0"}) {
+        EXPECT_THAT([&] { ParseReplay(wrong, "file"); }, ThrowsMessage<std::runtime_error>(StartsWith("file:2: ")));
     }
-    return std::holds_alternative<SpatRecord>(frame) ? "taken" : "request";
 }
 
-TEST(IpcRecord, ReadsARecord) {
-    ASSERT_EQ(FRAME.size(), 58U);
-    const auto record = std::get<SpatRecord>(ReadFrame(FRAME));
-    EXPECT_THAT(RecordLines(record), ElementsAre("12:34:56.789  1/2  phase  3  permissive green   15.0 s"));
-    EXPECT_EQ(
-        RecordJson(record, 1732181400200000),
-        R"({"intersection":65538,"region":1,"node":2,"status":0,"moy":468754,"secMark":56789,"phaseNum":1,)"
-        R"("phases":[{"id":3,"states":[{"mode":1,"light":"permissive green","lightCode":5,"start":0,"end":150}]}],)"
-        R"("emptyEntries":0,"receiveTime":1732181400200000,"sendTime":1732181400123456})");
+// ---- controller
+
+constexpr uint64_t TIME = 1732186138'683000; // 2024-11-21 10:48:58.683
+
+const std::vector<PhaseLight> LIGHTS = {
+    {1, Colour::green, 0xC0}, {2, Colour::red, 0xDB}, {3, Colour::yellow, 3}, {4, Colour::red, 4},
+    {5, Colour::yellow, 5},   {6, Colour::red, 6},    {7, Colour::green, 7},  {8, Colour::red, 8},
+};
+
+// Opening delimiter and payload header; longitude, latitude and elevation.
+const std::string HEAD =
+    "C0 01 00 11 01 08 01 00 01 00 11 01 08 02 00 01 00 1A 10 3F 67 AB 02 01 01 87 03 01 00 00 00 00 ";
+const std::string PLACE = "00 AE C7 E8 42 23 DB DD 1F 42 DB DC 00 ";
+// One link, one group, and a CRC of C0DB.
+const Bytes SMALL = hex((HEAD + "12 ").append(PLACE) + "01 00 00 01 01 01 20 1B DB DD DB DC C0");
+
+Bytes MakeFrame(unsigned links, unsigned groups, uint64_t time = TIME) {
+    return Enclose(WithCrc(EncodePayload(LIGHTS, {links, groups}, time)));
 }
 
-TEST(IpcRecord, ClimbsTheLadder) {
-    const struct {
-        size_t at;
-        uint8_t value;
-        const char* verdict;
-    } changes[] = {
-        {1, 0x5B, "flag"},      {14, 0x28, "packLen"}, {15, 0x01, "packLen"}, {12, 0x15, "cmd"},
-        {17, 0x02, "dataType"}, {21, 0x01, "dataNo"},  {25, 0x1D, "dataLen"}, {25, 0x1F, "dataLen"},
-        {17, 0x0B, "dataLen"},  {40, 0x00, "record"},  {40, 0x02, "record"},  {42, 0xFF, "record"},
-        {2, 0x00, "taken"},     {16, 0xFF, "taken"},
-    };
-    for (const auto& [at, value, verdict] : changes) {
-        Bytes frame = FRAME;
-        frame[at] = value;
-        EXPECT_EQ(Verdict(frame), verdict) << "byte " << at << " = " << int{value};
+TEST(LightFrame, HasTheBytesOfTheWire) {
+    std::vector<PhaseLight> first = LIGHTS;
+    first[0].secondsLeft = 27;
+    EXPECT_EQ(Enclose(WithCrc(EncodePayload(first, {1, 1}, TIME))), SMALL);
+    // All arms, and the first again.
+    EXPECT_EQ(MakeFrame(5, 1), hex((HEAD + "2E ").append(PLACE) +
+                                   "05 00 00 01 01 01 20 DB DC 5A 00 01 02 01 02 DB DD B4 00 01 03 01 08 03 0E 01 01 "
+                                   "04 01 02 04 00 00 01 05 01 20 DB DC F8 76 C0"));
+}
+
+// Blocks of their exact size, so that the address sanitizer sees a read past the end.
+TEST(LightFrame, ClassifiesEveryCutWithinItsBytes) {
+    EXPECT_EQ(ClassifyFrame(SMALL), FrameKind::good);
+    EXPECT_EQ(ClassifyFrame(hex("C0 FF FF C0")), FrameKind::wrongLength); // the right CRC of no bytes
+    for (size_t size = 0; size < SMALL.size(); ++size) {
+        EXPECT_NE(ClassifyFrame(Bytes(SMALL.begin(), SMALL.begin() + static_cast<ptrdiff_t>(size))), FrameKind::good);
     }
-    EXPECT_EQ(Verdict(hex("A5 5A 04 00 00 00 00 00 00 00 00 00 14 00 0B 00 00 0B 00 00 00 01 00 00 00 00 00 00")),
-              "request");
 }
 
-// Each cut is a block of its own size: the address sanitizer sees a read past its end.
-TEST(IpcRecord, RefusesEveryCut) {
-    for (size_t size = 0; size < FRAME.size(); ++size) {
-        const Bytes cut(FRAME.begin(), FRAME.begin() + static_cast<ptrdiff_t>(size));
-        EXPECT_EQ(Verdict(cut), size < RECORD_AT ? "length" : "packLen") << size;
-        if (size >= RECORD_AT) {
-            EXPECT_EQ(Verdict(WithRecord(Bytes(cut.begin() + RECORD_AT, cut.end()))), "record") << size;
+TEST(FrameStream, KeepsTheBytesInAnyDatagrams) {
+    for (const StreamOptions& options : {StreamOptions{8, 1, 0, {}}, StreamOptions{1, 4, 0, {}}}) {
+        FrameStream stream(options, 5);
+        Bytes given;
+        Bytes sent;
+        for (unsigned links = 1; links <= 8; ++links) {
+            const Bytes frame = MakeFrame(links, 5);
+            given.insert(given.end(), frame.begin(), frame.end());
+            const auto load = stream.Add(frame);
+            for (const Bytes& datagram : load ? load->datagrams : std::vector<Bytes>{}) {
+                sent.insert(sent.end(), datagram.begin(), datagram.end());
+            }
+        }
+        EXPECT_EQ(sent, given);
+    }
+}
+
+// ---- cloud
+
+const std::string END(1, '\0');
+
+TEST(CloudDocument, IsCutIntoSamplesAndJoinedAgain) {
+    const std::string full(1024, 'f');
+    EXPECT_THAT(CutDocument("", 0), ElementsAre(END));
+    EXPECT_THAT(CutDocument(full, 0), ElementsAre(full, END));
+    EXPECT_THAT(CutDocument(full + full + "x", 2048), ElementsAre(full + full, "x"));
+    SampleJoiner joiner;
+    std::vector<std::string> joined;
+    // An end sample is one byte, and only after a multiple of 1024.
+    for (const std::string& sample : {full, full, END, END, full, END + END, full + "x", END}) {
+        if (const auto document = joiner.Add(Bytes(sample.begin(), sample.end()))) {
+            joined.push_back(document->text);
         }
     }
+    EXPECT_THAT(joined, ElementsAre(full + full, "", full + END + END, full + "x" + END));
 }
 
-TEST(IpcRecord, TakesPhaseNumAtItsWord) {
-    const struct {
-        std::string entries;
-        const char* verdict;
-        size_t phases;
-        uint32_t empty;
-        uint8_t phaseNum;
-    } cases[] = {
-        {"", "taken", 0, 0, 0x80}, // negative: no entries
-        {"00 00", "record", 0, 0, 0xFF},
-        {GREEN + "00 00 00 00", "taken", 1, 2, 3},
-        {GREEN + "00 00 00", "record", 0, 0, 3},
-        {GREEN + GREEN, "taken", 2, 0, 2},
-        {"00 01 01 05 00 00 96 00 FF FF FF FF FF FF FF FF FF", "taken", 1, 0, 1}, // id 0 with a state is no padding
-        {"05 00", "taken", 1, 0, 1},
+const std::string DOCUMENT =
+    R"({"name":"v2x_spat_sim","intersections":[{"intersectionId":{"region":65535,"id":7},"status":1024,"phases":[)"
+    R"({"phaseId":3,"phaseStates":[{"light":5,"timing":{"counting":{"startTime":0,"likelyEndTime":20}}}]},)"
+    R"({"phaseId":4,"phaseStates":[{"light":3,"timing":{"counting":{"startTime":0,"likelyEndTime":250}}}]}]}]})";
+
+TEST(CloudDocument, HasItsBytesAndKind) {
+    EXPECT_EQ(PlanDocument(PlanAt(25s, {3, 2}), {65535, 7}), DOCUMENT);
+    const std::string one = R"({"status":1,"phases":[]})";
+    const std::pair<std::string, DocumentKind> cases[] = {
+        {DOCUMENT, DocumentKind::good},
+        {R"( {"intersections":[)" + one + "," + one + "]}\n", DocumentKind::good},
+        {"", DocumentKind::empty},
+        {DOCUMENT + END, DocumentKind::syntax},
+        {"{}", DocumentKind::missingKey},
+        {R"({"intersections":[)" + one + R"(,{"status":1}]})", DocumentKind::missingKey},
+        {R"({"intersections":[]})", DocumentKind::wrongType},
+        {R"({"intersections":[)" + one + ",1]}", DocumentKind::wrongType},
+        {std::string(20479 - DOCUMENT.size(), ' ') + DOCUMENT, DocumentKind::good},
+        {std::string(20480 - DOCUMENT.size(), ' ') + DOCUMENT, DocumentKind::overflow},
     };
-    for (const auto& [entries, verdict, phases, empty, phaseNum] : cases) {
-        Bytes bytes(FRAME.begin() + RECORD_AT, FRAME.begin() + PHASE_NUM_AT);
-        bytes.push_back(phaseNum);
-        const Bytes more = hex(entries);
-        bytes.insert(bytes.end(), more.begin(), more.end());
-        ASSERT_EQ(Verdict(WithRecord(bytes)), verdict) << int{phaseNum} << ": " << entries;
-        const Frame frame = ReadFrame(WithRecord(bytes));
-        if (const auto* record = std::get_if<SpatRecord>(&frame)) {
-            EXPECT_EQ(record->phases.size(), phases) << entries;
-            EXPECT_EQ(record->emptyEntries, empty) << entries;
-        }
+    for (const auto& [text, kind] : cases) {
+        EXPECT_EQ(ClassifyDocument(text), kind) << text.substr(0, 200);
+    }
+}
+
+TEST(ServiceStatus, HasTheBytesOfTheWire) {
+    const Bytes wire = hex("02 01 03 00 00 00 40 78 0A E9 68 27 06 00 FF FF FF FF 00 00 00 00 00 00 00 80");
+    const std::string bytes = EncodeStatus({2, 1, 3, 1732181400123456, 0xFFFFFFFF, 0x8000000000000000});
+    EXPECT_EQ(Bytes(bytes.begin(), bytes.end()), wire);
+    const auto status = ReadStatus(wire);
+    ASSERT_TRUE(status);
+    EXPECT_EQ(EncodeStatus(*status), bytes);
+    EXPECT_EQ(StatusText(*status), "SPAT available, 3 sent, 4294967295 received");
+    for (const size_t size : {0, 25, 27}) {
+        EXPECT_FALSE(ReadStatus(Bytes(size)));
     }
 }
 

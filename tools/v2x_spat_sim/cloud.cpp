@@ -1,16 +1,17 @@
-#include "cloud.h"
-
 #include <algorithm>
 #include <cinttypes>
 #include <ctime>
+#include <map>
+#include <memory>
 #include <mutex>
-#include <random>
+#include <stdexcept>
 
-#include "cloud_intake.h"
-#include "dds_port.h"
-#include "output.h"
-#include "run_loop.h"
-#include "service_status.h"
+#include "cloud_traffic.h"
+#include "command_line.h"
+#include "common/files.h"
+#include "port.h"
+#include "roles.h"
+#include "session.h"
 #include "text.h"
 #include "v2x/v2xpub.h"
 
@@ -19,14 +20,49 @@ namespace {
 
 using namespace std::chrono_literals;
 
+constexpr int MAX_DOMAIN = 232;
+constexpr size_t MAX_FRAGMENT = 65536;
+
 constexpr Clock::duration LOOK_AGAIN = 100ms; // for a reader
-constexpr Clock::duration SETTLE = 300ms;     // until a new reader knows of us as well
+constexpr Clock::duration SETTLE = 300ms;     // until a new reader has matched us, too
 constexpr Clock::duration LINGER = 500ms;     // until the last sample has arrived
 
 constexpr const char* STATUS_UP = "/pelko/v2x/cloud/service_status";
 constexpr const char* STATUS_DOWN = "/pelko/cloud/v2x/service_status";
 
-// Local time of the day.
+constexpr DamageTexts DAMAGE_TEXTS = {
+    "--bad-documents", "Share of the documents that are bad, 0 to 1", "--bad-document-kinds",
+    "Kinds of bad documents to choose from: syntax (not JSON), empty,\ntruncated, overflow (more than 20479 bytes), "
+    "missing-key (no\nintersections, or one without status, phases or id), wrong-type\n(intersections of another "
+    "type)"};
+
+constexpr const char* FOOTER =
+    "Nothing is published without --rate, --document or --status. Publishing begins when someone\nreads the topic. "
+    "A document above 1024 bytes travels in samples of 1024 bytes and a shorter\nlast one; a document of exactly "
+    "1024, 2048, ... bytes ends with a sample of one byte, 0. The\ndaemon takes any sample below 1024 bytes for the "
+    "end "
+    "of a document: with a --fragment that\nis not a multiple of 1024 it reads every part as a document of its own.";
+
+// Run statuses to publish in turn, by their name on the command line.
+const std::map<std::string, std::vector<uint8_t>> RUN_STATES = {
+    {"1", {RUN_AVAILABLE}},
+    {"2", {RUN_UNAVAILABLE}},
+    {"alternate", {RUN_AVAILABLE, RUN_UNAVAILABLE}},
+    {"none", {}},
+};
+
+struct CloudOptions {
+    RunOptions run; // its count limits documents: those sent, or those received when none is sent
+    int32_t domain = 200;
+    std::string device = "RSU0001"; // the unit's identity, part of the topics' names
+    std::string status = "1";
+    double statusInterval = 5; // seconds
+    std::vector<std::string> documentFiles;
+    std::optional<double> rate; // of documents a second
+    DownOptions downs;
+};
+
+// Local time of day.
 std::string ClockText(uint64_t microseconds) {
     const auto seconds = static_cast<time_t>(microseconds / 1000000);
     tm local{};
@@ -35,23 +71,21 @@ std::string ClockText(uint64_t microseconds) {
                       static_cast<unsigned>(microseconds / 1000 % 1000));
 }
 
-// A topic to publish on, once someone reads it.
+// A topic to publish on once it has a reader.
 class Outlet {
 public:
     explicit Outlet(std::string topic) : m_topic(std::move(topic)) {}
 
     const std::string& Topic() const { return m_topic; }
 
-    // Says so in `notes` when this has changed.
-    bool IsReady(const DdsPort& port, Clock::time_point now, Output* notes) {
+    // Notes each change.
+    bool IsReady(const DdsPort& port, Clock::time_point now, Session& session) {
         const bool isRead = port.HasReader(m_topic);
         if (isRead != m_readSince.has_value() || !m_isKnown) {
             m_isKnown = true;
             m_readSince = isRead ? std::optional(now) : std::nullopt;
-            if (notes != nullptr) {
-                notes->Line(
-                    FormatText("cloud: %s %s", isRead ? "a reader of" : "waiting for a reader of", m_topic.c_str()));
-            }
+            session.Note(
+                FormatText("cloud: %s %s", isRead ? "a reader of" : "waiting for a reader of", m_topic.c_str()));
         }
         return isRead && now - *m_readSince >= SETTLE;
     }
@@ -65,162 +99,189 @@ private:
 class Cloud {
 public:
     explicit Cloud(const CloudOptions& options)
-        : m_options(options), m_seed(options.seed ? *options.seed : std::random_device{}()),
-          m_upTopic("rsu/" + options.device + "/spat/up"), m_intake(m_upTopic, STATUS_UP, options.run.json),
-          m_downs(options.downs, m_seed), m_documents("rsu/" + options.device + "/spat/down"), m_status(STATUS_DOWN),
+        : m_options(options), m_runStates(RUN_STATES.at(options.status)), m_isSending(options.downs.rate > 0),
+          m_session("cloud", options.run, options.downs.damage.share > 0 ? "bad documents" : ""),
+          m_upTopic("rsu/" + options.device + "/spat/up"), m_reader(m_upTopic, STATUS_UP, options.run.json),
+          m_downs(options.downs, m_session.Seed()), m_documents("rsu/" + options.device + "/spat/down"),
           m_port(
               options.domain,
-              {{m_upTopic,
-                [this](std::span<const uint8_t> sample) { OnSample(&CloudIntake::OnDocumentSample, sample); }},
-               {STATUS_UP, [this](std::span<const uint8_t> sample) { OnSample(&CloudIntake::OnStatusSample, sample); }},
+              {{m_upTopic, [this](std::span<const uint8_t> sample) { OnSample(&UpReader::OnDocumentSample, sample); }},
+               {STATUS_UP, [this](std::span<const uint8_t> sample) { OnSample(&UpReader::OnStatusSample, sample); }},
                {m_documents.Topic(), {}},
                {m_status.Topic(), {}}}) {}
 
     void Run() {
-        Announce();
-        const Clock::time_point end = EndOfRun(Clock::now(), m_options.run.limits.seconds);
+        m_session.Announce(
+            FormatText("DDS domain %" PRId32 ", reading %s and %s", m_options.domain, m_upTopic.c_str(), STATUS_UP));
+        const Clock::time_point end = EndOfRun(Clock::now(), m_options.run.seconds);
         bool isGoingOn = true;
-        while (isGoingOn && !IsDone() && Clock::now() < end) {
+        while (isGoingOn && !HasSentAll() && Clock::now() < end) {
             const Clock::time_point next = std::min(PublishStatus(Clock::now()), PublishDocument(Clock::now()));
-            isGoingOn = IsDone() || m_loop.WaitUntil(std::min(next, end));
+            isGoingOn = HasSentAll() || m_session.WaitUntil(std::min(next, end));
         }
         if (isGoingOn && m_downs.All() != 0) {
-            m_loop.WaitUntil(Clock::now() + LINGER);
+            m_session.WaitUntil(Clock::now() + LINGER);
         }
         m_port.Close();
-        ReportSummary(MakeSummary(), m_options.run.json, m_options.run.summaryFile, m_output);
-        m_output.CheckFailure();
+        m_session.Finish(MakeSummary());
     }
 
 private:
-    Output* Notes() {
-        if (m_options.run.quiet) {
-            return nullptr;
-        }
-        return m_options.run.json ? &m_errors : &m_output;
-    }
+    bool HasSentAll() const { return m_isSending && m_options.run.count != 0 && m_downs.All() >= m_options.run.count; }
 
-    void Announce() {
-        if (Notes() != nullptr) {
-            Notes()->Line(FormatText("cloud: DDS domain %" PRId32 ", reading %s and %s", m_options.domain,
-                                     m_upTopic.c_str(), STATUS_UP));
-        }
-        if (m_options.downs.bad > 0) {
-            (m_options.run.json ? m_errors : m_output)
-                .Line(FormatText("cloud: bad documents with --seed %" PRIu32, m_seed));
-        }
-    }
-
-    bool IsDone() const {
-        return m_options.isSending && m_options.run.limits.count != 0 && m_downs.All() >= m_options.run.limits.count;
-    }
-
-    // The two topics have threads of their own.
-    void OnSample(std::string (CloudIntake::*take)(std::span<const uint8_t>, uint64_t),
-                  std::span<const uint8_t> sample) {
+    // Each of the two topics has its own thread.
+    void OnSample(std::string (UpReader::*take)(std::span<const uint8_t>, uint64_t), std::span<const uint8_t> sample) {
         const uint64_t now = v2xpub_CommGetCurrentTime64();
         const std::lock_guard lock(m_mutex);
         if (m_isFull) {
             return;
         }
-        const std::string line = (m_intake.*take)(sample, now);
+        const std::string line = (m_reader.*take)(sample, now);
         m_lastReceived = now;
-        const bool isShown = !line.empty() && !m_options.run.quiet;
-        const bool isTaken = !isShown || m_output.Line(m_options.run.json ? line : ClockText(now) + "  " + line);
-        m_isFull = !m_options.isSending && m_options.run.limits.count != 0 &&
-                   m_intake.Documents() >= m_options.run.limits.count;
-        if (m_isFull || !isTaken) {
-            m_loop.Stop();
+        if (!line.empty()) {
+            m_session.Print(m_options.run.json ? line : ClockText(now) + "  " + line);
+        }
+        if (!m_isSending && m_options.run.count != 0 && m_reader.Documents() >= m_options.run.count) {
+            m_isFull = true;
+            m_session.Stop();
         }
     }
 
-    // Publishes what is due, and returns when to come again; the same below.
+    // Publishes what is due, and returns when to call it again; the same for PublishDocument.
     Clock::time_point PublishStatus(Clock::time_point now) {
-        if (m_options.runStates.empty()) {
+        if (m_runStates.empty()) {
             return Clock::time_point::max();
         }
         if (now < m_statusDue) {
             return m_statusDue;
         }
-        if (!m_status.IsReady(m_port, now, Notes())) {
+        if (!m_status.IsReady(m_port, now, m_session)) {
             return now + LOOK_AGAIN;
         }
-        ServiceStatus status{SERVICE_CLOUD,
-                             m_options.runStates[m_statuses % m_options.runStates.size()],
-                             static_cast<uint32_t>(m_downs.All()),
-                             m_lastSent,
-                             0,
-                             0};
+        const uint8_t run = m_runStates[m_statuses % m_runStates.size()];
+        ServiceStatus status{SERVICE_CLOUD, run, static_cast<uint32_t>(m_downs.All()), m_lastSent, 0, 0};
         {
             const std::lock_guard lock(m_mutex);
-            status.received = static_cast<uint32_t>(m_intake.Documents());
+            status.received = static_cast<uint32_t>(m_reader.Documents());
             status.lastReceived = m_lastReceived;
         }
         ++(m_port.Send(m_status.Topic(), EncodeStatus(status)) ? m_statuses : m_statusErrors);
-        m_statusDue =
-            now + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(m_options.statusInterval));
+        m_statusDue = EndOfRun(now, m_options.statusInterval);
         return m_statusDue;
     }
 
     // The first document is due when there is a reader.
     Clock::time_point PublishDocument(Clock::time_point now) {
-        if (!m_options.isSending) {
+        if (!m_isSending) {
             return Clock::time_point::max();
         }
-        if (!m_documents.IsReady(m_port, now, Notes())) {
+        if (!m_documents.IsReady(m_port, now, m_session)) {
             return now + LOOK_AGAIN;
         }
         const Clock::time_point start = m_sendingSince.value_or(now);
         m_sendingSince = start;
         if (start + m_downs.Due(now - start) <= now) {
-            const CloudDowns::Load load = m_downs.Take();
-            const bool isTaken = std::ranges::all_of(
+            const DownSource::Load load = m_downs.Take();
+            const bool isPublished = std::ranges::all_of(
                 load.samples, [this](const std::string& sample) { return m_port.Send(m_documents.Topic(), sample); });
-            m_downs.Sent(load, isTaken);
+            m_downs.Sent(load, isPublished);
             m_lastSent = v2xpub_CommGetCurrentTime64();
         }
         return start + m_downs.Due(now - start);
     }
 
     Summary MakeSummary() const {
-        Summary summary;
-        summary.text = "cloud: ";
-        m_intake.AddTo(summary);
+        Summary summary = m_reader.MakeSummary();
         m_downs.AddTo(summary);
-        summary.text += FormatText(", %" PRIu64 " times the cloud's status", m_statuses);
-        summary.numbers.emplace_back("statusSent", m_statuses);
-        summary.numbers.emplace_back("statusErrors", m_statusErrors);
-        if (m_options.downs.bad > 0) {
-            summary.numbers.emplace_back("seed", m_seed);
-        }
+        summary.Add("statusSent", m_statuses, "statuses of the cloud sent");
+        summary.AddIfAny("statusErrors", m_statusErrors, "statuses rejected by the library");
         return summary;
     }
 
     const CloudOptions& m_options;
-    const uint32_t m_seed;
-    Output m_output{stdout};
-    Output m_errors{stderr};
+    const std::vector<uint8_t>& m_runStates;
+    const bool m_isSending; // documents
+    Session m_session;      // before the port, whose threads must not get the signals
     std::string m_upTopic;
     std::mutex m_mutex; // of the next three
-    CloudIntake m_intake;
+    UpReader m_reader;
     uint64_t m_lastReceived = 0;
     bool m_isFull = false;
-    CloudDowns m_downs;
+    DownSource m_downs;
     Outlet m_documents;
-    Outlet m_status;
+    Outlet m_status{STATUS_DOWN};
     std::optional<Clock::time_point> m_sendingSince;
     Clock::time_point m_statusDue{};
     uint64_t m_lastSent = 0;
     uint64_t m_statuses = 0;
     uint64_t m_statusErrors = 0;
-    RunLoop m_loop; // before the port, whose threads are to leave the signals alone
     DdsPort m_port;
 };
 
+void RunCloud(CloudOptions& options) {
+    for (const std::string& path : options.documentFiles) {
+        options.downs.documents.push_back(tools::ReadFile(path, SampleJoiner::MAX_DOCUMENT));
+    }
+    Cloud(options).Run();
+}
+
+void AddDocumentOptions(CLI::App& cloud, CloudOptions& options) {
+    DownOptions& downs = options.downs;
+    cloud.add_option("--rate", options.rate, "Documents per second (default: 1; 0: none)")
+        ->check(tools::Number(0, 1e4))
+        ->type_name("HZ");
+    cloud.add_option("--document", options.documentFiles, "Send these files unchanged, in turn, instead of the plan")
+        ->type_name("FILE");
+    const std::vector<CLI::Option*> plan = {
+        AddNumberOption(cloud, "--phases", downs.phases.count, 1, MAX_PLAN_PHASES, "N",
+                        "Phases of the plan, 1 to 36: 4 straight on, 4 left turns, and\nthe same again"),
+        AddNumberOption(cloud, "--region", downs.intersection.region, 0, 65535, "N",
+                        "Region of the plan's intersection"),
+        AddNumberOption(cloud, "--node", downs.intersection.node, 0, 65535, "N", "Node id of the plan's intersection"),
+    };
+    for (CLI::Option* const option : plan) {
+        option->excludes("--document");
+    }
+    cloud
+        .add_option("--fragment", downs.piece,
+                    "Publish a document SIZE bytes at a time (else whole: the DDS\nlibrary cuts it)")
+        ->check(tools::Number(1, MAX_FRAGMENT))
+        ->type_name("SIZE");
+}
+
 } // namespace
 
-void RunCloud(const CloudOptions& options) {
-    Cloud(options).Run();
+void AddCloud(CLI::App& app, Run& run) {
+    const auto options = std::make_shared<CloudOptions>();
+    CLI::App& cloud = *app.add_subcommand(
+        "cloud", "Play the cloud: show the daemon's documents and status; on request send documents and\nthe cloud's "
+                 "status");
+    AddNumberOption(cloud, "--domain", options->domain, 0, MAX_DOMAIN, "N", "DDS domain, on 127.0.0.1");
+    cloud.add_option("--device", options->device, "The unit's identity: device_id of sysinfo.xml")
+        ->type_name("ID")
+        ->capture_default_str();
+    cloud
+        .add_option("--status", options->status,
+                    "The cloud's run status: 1 (available), 2 (unavailable),\nalternate, none (not sent)")
+        ->check(CLI::IsMember(RUN_STATES).description(""))
+        ->type_name("STATUS")
+        ->capture_default_str();
+    AddNumberOption(cloud, "--status-interval", options->statusInterval, 0.01, 1e6, "S", "Seconds between two of them");
+    AddDocumentOptions(cloud, *options);
+    AddDamageOptions(cloud, options->downs.damage, options->run, DOCUMENT_KINDS, DAMAGE_TEXTS);
+    cloud.get_option("--seed")->needs("--bad-documents");
+    AddRunOptions(cloud, options->run, "documents sent, or received when none is sent",
+                  "Print what arrives and the summary as one JSON object per line,\nand lines for people on standard "
+                  "error");
+    cloud.footer(FOOTER);
+    cloud.callback([&run, options] {
+        DownOptions& downs = options->downs;
+        downs.rate = options->rate.value_or(1);
+        if (downs.rate == 0 && (downs.piece != 0 || downs.damage.share > 0)) {
+            throw CLI::ValidationError("--fragment and --bad-documents require --rate or --document");
+        }
+        run = [options] { RunCloud(*options); };
+    });
 }
 
 } // namespace sim

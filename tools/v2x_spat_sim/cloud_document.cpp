@@ -1,9 +1,11 @@
 #include "cloud_document.h"
 
-#include <array>
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+#include <utility>
 
-#include "cloud_pieces.h"
-#include "text.h"
+#include "damage.h"
 #include "v2x/v2xipc_data.h"
 
 namespace sim {
@@ -19,12 +21,12 @@ uint8_t LightOf(Colour colour) {
 
 void AddPhase(cJSON* phases, const PhaseLight& light) {
     cJSON* const phase = AddObject(phases);
-    AddUnsigned(phase, "phaseId", light.phase);
+    AddNumber(phase, "phaseId", light.phase);
     cJSON* const state = AddObject(cJSON_AddArrayToObject(phase, "phaseStates"));
-    AddUnsigned(state, "light", LightOf(light.colour));
+    AddNumber(state, "light", LightOf(light.colour));
     cJSON* const counting = cJSON_AddObjectToObject(cJSON_AddObjectToObject(state, "timing"), "counting");
-    AddUnsigned(counting, "startTime", 0);
-    AddUnsigned(counting, "likelyEndTime", uint64_t{10} * light.secondsLeft);
+    AddNumber(counting, "startTime", 0);
+    AddNumber(counting, "likelyEndTime", 10 * light.secondsLeft);
 }
 
 bool Has(const cJSON* object, const char* key) {
@@ -56,7 +58,7 @@ std::string LightText(const cJSON* state) {
     return {isKnown ? LETTERS[static_cast<size_t>(light->valuedouble)] : '?'};
 }
 
-// Times of the other form do not count down and are not shown.
+// Shows only times that count down.
 std::string SecondsText(const cJSON* state) {
     const cJSON* const timing = cJSON_GetObjectItemCaseSensitive(state, "timing");
     const cJSON* const counting = cJSON_GetObjectItemCaseSensitive(timing, "counting");
@@ -77,6 +79,72 @@ std::string IntersectionText(const cJSON* intersection) {
     return text;
 }
 
+// Each function below damages a good document.
+
+void DamageSyntax(std::string& text, Chance& chance) {
+    constexpr std::string_view WRONG = "{}[]:,\"\\x";
+    const std::string good = text;
+    do {
+        text = good;
+        text[chance.Below(text.size())] = WRONG[chance.Below(WRONG.size())];
+    } while (ParseDocument(text) != nullptr);
+}
+
+void DamageToEmpty(std::string& text, Chance& chance) {
+    constexpr std::string_view BLANKS[] = {"", " ", "\n", "\r\n\t"};
+    text = BLANKS[chance.Below(std::size(BLANKS))];
+}
+
+void DamageTruncated(std::string& text, Chance& chance) {
+    const std::string good = text;
+    do {
+        text = good.substr(0, 1 + chance.Below(good.size() - 1));
+    } while (ParseDocument(text) != nullptr); // only white space was cut off
+}
+
+// Blanks before its end, so that a reader that truncates it does not get a whole document.
+void DamageOverflow(std::string& text, Chance& chance) {
+    constexpr size_t MOST_ABOVE = 4096;
+    const size_t size = MAX_DOWN_DOCUMENT + 1 + chance.Below(MOST_ABOVE);
+    text.insert(text.rfind('}'), size - text.size(), ' ');
+}
+
+void RemoveKey(cJSON* document, const char* key) {
+    cJSON_DeleteItemFromObjectCaseSensitive(document, key);
+    cJSON* intersection = nullptr;
+    cJSON_ArrayForEach(intersection, cJSON_GetObjectItemCaseSensitive(document, "intersections")) {
+        cJSON_DeleteItemFromObjectCaseSensitive(intersection, key);
+        cJSON* const id = cJSON_GetObjectItemCaseSensitive(intersection, "intersectionId");
+        cJSON_DeleteItemFromObjectCaseSensitive(id, key);
+    }
+}
+
+// Tries another key when the document does not have the first.
+void DamageKey(std::string& text, Chance& chance) {
+    constexpr const char* KEYS[] = {"intersections", "status", "phases", "id"};
+    const JsonPtr document = ParseDocument(text);
+    do {
+        RemoveKey(document.get(), KEYS[chance.Below(std::size(KEYS))]);
+        text = JsonLine(document);
+    } while (ClassifyDocument(text) == DocumentKind::good);
+}
+
+void DamageType(std::string& text, Chance& chance) {
+    constexpr const char* OTHERS[] = {"\"none\"", "17", "null", "true", "{}", "[]", "[1,2]", "[\"one\"]"};
+    const JsonPtr document = ParseDocument(text);
+    cJSON* const other = cJSON_Parse(OTHERS[chance.Below(std::size(OTHERS))]);
+    if (cJSON_ReplaceItemInObjectCaseSensitive(document.get(), "intersections", other) == 0) {
+        cJSON_Delete(other);
+    }
+    text = JsonLine(document);
+}
+
+using Damage = void (*)(std::string& text, Chance& chance);
+constexpr Damage DAMAGES[] = {
+    nullptr, DamageSyntax, DamageToEmpty, DamageTruncated, DamageOverflow, DamageKey, DamageType,
+};
+static_assert(std::size(DAMAGES) == std::size(DOCUMENT_KINDS));
+
 } // namespace
 
 std::string PlanDocument(std::span<const PhaseLight> lights, Intersection intersection) {
@@ -84,9 +152,9 @@ std::string PlanDocument(std::span<const PhaseLight> lights, Intersection inters
     cJSON_AddStringToObject(document.get(), "name", "v2x_spat_sim");
     cJSON* const entry = AddObject(cJSON_AddArrayToObject(document.get(), INTERSECTIONS));
     cJSON* const id = cJSON_AddObjectToObject(entry, "intersectionId");
-    AddUnsigned(id, "region", intersection.region);
-    AddUnsigned(id, "id", intersection.node);
-    AddUnsigned(entry, "status", FIXED_TIME_OPERATION);
+    AddNumber(id, "region", intersection.region);
+    AddNumber(id, "id", intersection.node);
+    AddNumber(entry, "status", FIXED_TIME_OPERATION);
     cJSON* const phases = cJSON_AddArrayToObject(entry, "phases");
     for (const PhaseLight& light : lights) {
         AddPhase(phases, light);
@@ -97,7 +165,7 @@ std::string PlanDocument(std::span<const PhaseLight> lights, Intersection inters
 JsonPtr ParseDocument(const std::string& text) {
     const char* end = nullptr;
     JsonPtr document(cJSON_ParseWithOpts(text.c_str(), &end, 1));
-    const bool isWhole = document != nullptr && end == text.c_str() + text.size(); // no NUL within
+    const bool isWhole = document != nullptr && end == text.c_str() + text.size(); // false with a NUL in the text
     return isWhole ? std::move(document) : nullptr;
 }
 
@@ -127,6 +195,16 @@ DocumentKind ClassifyDocument(const std::string& text) {
     return kind;
 }
 
+bool DamageDocument(std::string& text, DocumentKind kind, uint32_t random) {
+    const Damage damage = DAMAGES[static_cast<size_t>(kind)];
+    if (damage == nullptr || ClassifyDocument(text) != DocumentKind::good) {
+        return false;
+    }
+    Chance chance(random);
+    damage(text, chance);
+    return true;
+}
+
 std::string DocumentText(const cJSON* document) {
     const cJSON* const intersections = cJSON_GetObjectItemCaseSensitive(document, INTERSECTIONS);
     std::string text;
@@ -138,6 +216,33 @@ std::string DocumentText(const cJSON* document) {
         return text;
     }
     return cJSON_IsArray(intersections) != 0 ? "no intersections" : "no list of intersections";
+}
+
+std::vector<std::string> CutDocument(const std::string& text, size_t piece) {
+    std::vector<std::string> pieces;
+    const size_t most = piece == 0 ? text.size() : piece;
+    for (size_t at = 0; at < text.size(); at += most) {
+        pieces.push_back(text.substr(at, most));
+    }
+    if (text.size() % SAMPLE_SIZE == 0) {
+        pieces.emplace_back(1, '\0');
+    }
+    return pieces;
+}
+
+std::optional<SampleJoiner::Document> SampleJoiner::Add(std::span<const uint8_t> sample) {
+    std::string& text = m_document.text;
+    ++m_document.samples;
+    const bool isEnd = sample.size() == 1 && sample[0] == 0 && text.size() % SAMPLE_SIZE == 0;
+    if (!isEnd) {
+        const size_t taken = std::min(sample.size(), MAX_DOCUMENT - text.size());
+        text.append(sample.begin(), sample.begin() + static_cast<ptrdiff_t>(taken));
+        m_document.isTooLarge = m_document.isTooLarge || taken < sample.size();
+    }
+    if (sample.size() >= SAMPLE_SIZE) {
+        return std::nullopt;
+    }
+    return std::exchange(m_document, {});
 }
 
 } // namespace sim

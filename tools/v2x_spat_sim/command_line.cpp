@@ -1,122 +1,60 @@
 #include "command_line.h"
 
-#include <charconv>
+#include <algorithm>
 #include <stdexcept>
-
-#include "endpoint.h"
-#include "text.h"
+#include <vector>
 
 namespace sim {
-namespace {
 
-constexpr const char* ANY_ADDRESS = "0.0.0.0";
-
-} // namespace
-
-CLI::Validator Number(double min, double max) {
-    const auto check = [min, max](const std::string& given) {
-        double value = 0;
-        const auto [stop, error] = std::from_chars(given.data(), given.data() + given.size(), value);
-        const bool isNumber = error == std::errc{} && stop == given.data() + given.size();
-        const bool isFit = isNumber && value >= min && value <= max;
-        return isFit ? "" : FormatText("'%s' is not a number from %.15g to %.15g", given.c_str(), min, max);
-    };
-    return {check, ""};
-}
-
-CLI::Validator Address(const char* defaultIp) {
-    const auto check = [defaultIp](const std::string& given) -> std::string {
+CLI::Option* AddEndpointOption(CLI::App& app, const std::string& name, Endpoint& endpoint, const std::string& type,
+                               const std::string& help) {
+    const bool isIpOptional = type.front() == '[';
+    const auto take = [&endpoint, name, isIpOptional](const std::string& given) {
         try {
-            ParseEndpoint(given, defaultIp);
-            return "";
+            endpoint = ParseEndpoint(given);
         } catch (const std::invalid_argument& reason) {
-            return reason.what();
+            throw CLI::ValidationError(name, reason.what());
+        }
+        if (endpoint.ip.empty() && !isIpOptional) {
+            throw CLI::ValidationError(name, "'" + given + "' is not IP:PORT, like 127.0.0.1:8002");
         }
     };
-    return {check, ""};
+    return app.add_option_function<std::string>(name, take, help)->type_name(type)->default_str(EndpointText(endpoint));
 }
 
-void AddRunOptions(CLI::App& app, RunOptions& run, const std::string& counted) {
-    app.add_option("--seconds", run.limits.seconds, "End after S seconds (0: at Ctrl-C)")
-        ->check(Number(0, 1e9))
-        ->type_name("S");
-    app.add_option("--count", run.limits.count, "End after N " + counted + " (0: no such limit)")
-        ->check(Number(0, 1e12))
-        ->type_name("N");
-    app.add_flag("--quiet", run.quiet, "Print the summary only");
-    app.add_option("--summary", run.summaryFile, "Write the summary as JSON to FILE too")->type_name("FILE");
+void AddRunOptions(CLI::App& app, RunOptions& run, const std::string& counted, const std::string& jsonHelp) {
+    AddNumberOption(app, "--seconds", run.seconds, 0, 1e9, "S", "End after S seconds (0: at Ctrl-C)");
+    AddNumberOption(app, "--count", run.count, 0, 1e12, "N", "End after N " + counted + " (0: no limit)");
+    app.add_flag("--quiet", run.quiet, "Print only the summary");
+    app.add_option("--summary", run.summaryFile, "Also write the summary as JSON to FILE")->type_name("FILE");
+    app.add_flag("--json", run.json, jsonHelp);
 }
 
-void AddAddresses(CLI::App& app, DeviceCommand& command, const char* targetHelp, const char* listenHelp) {
-    app.add_option("--target", command.target, targetHelp)
-        ->check(Address(nullptr))
-        ->type_name("IP:PORT")
-        ->capture_default_str();
-    app.add_option("--listen", command.listen,
-                   std::string(listenHelp) +
-                       "\nWithout IP: 127.0.0.1 for a target on this machine, else all\naddresses")
-        ->check(Address(LOOPBACK))
-        ->type_name("[IP:]PORT")
-        ->capture_default_str();
-}
-
-void AddSource(CLI::App& app, DeviceCommand& command, const char* rateHelp, std::initializer_list<CLI::Option*> shape) {
-    CLI::Option* const rate = app.add_option("--rate", command.options.rate, rateHelp)
-                                  ->check(Number(0.001, 1e6))
-                                  ->type_name("HZ")
-                                  ->capture_default_str();
-    CLI::Option* const start = app.add_option("--start", command.options.start, "Begin S seconds into the plan")
-                                   ->check(Number(0, 1e6))
-                                   ->type_name("S");
-    CLI::Option* const replay = app.add_option("--replay", command.options.replayFile,
-                                               "Send the datagrams in FILE instead of the plan; each "
-                                               "line:\nmilliseconds since the start, bytes in hex; "
-                                               "'#' begins a comment")
-                                    ->type_name("FILE")
-                                    ->excludes(rate, start);
-    for (CLI::Option* const option : shape) {
-        replay->excludes(option);
+void AddDamageOptions(CLI::App& app, DamageOptions& damage, RunOptions& run, std::span<const KindName> kinds,
+                      const DamageTexts& texts) {
+    std::vector<std::string> names;
+    std::string all;
+    for (size_t kind = 0; kind < kinds.size(); ++kind) {
+        if (kinds[kind].option != nullptr) {
+            damage.kinds.push_back(kind);
+            names.emplace_back(kinds[kind].option);
+            all += (all.empty() ? "" : ",") + names.back();
+        }
     }
-    app.add_flag("--loop", command.options.replayLoop, "Start the replay again when it is over")->needs(replay);
-}
-
-std::optional<uint32_t> DamageCommand::Seed() const {
-    return seedOption->count() != 0 ? std::optional(seed) : std::nullopt;
-}
-
-void AddDamage(CLI::App& app, DamageCommand& damage, const DamageTexts& texts) {
-    damage.shareOption =
-        app.add_option(texts.share, damage.share, texts.shareHelp)->check(Number(0, 1))->type_name("SHARE");
-    app.add_option(texts.kinds, damage.kinds, texts.kindsHelp)
+    const auto choose = [&damage, kinds](const std::vector<std::string>& chosen) {
+        std::erase_if(damage.kinds,
+                      [&](size_t kind) { return std::ranges::find(chosen, kinds[kind].option) == chosen.end(); });
+    };
+    AddNumberOption(app, texts.share, damage.share, 0, 1, "SHARE", texts.shareHelp);
+    app.add_option_function<std::vector<std::string>>(texts.kinds, choose, texts.kindsHelp)
         ->delimiter(',')
-        ->check(CLI::IsMember(damage.kinds).description(""))
+        ->check(CLI::IsMember(names).description(""))
         ->type_name("KIND,...")
-        ->capture_default_str()
-        ->needs(damage.shareOption);
-    damage.seedOption =
-        app.add_option("--seed", damage.seed, "Repeat what chance did in the run that printed this seed")
-            ->check(Number(0, UINT32_MAX))
-            ->type_name("N");
-}
-
-void AddDamage(CLI::App& app, DeviceCommand& command, const char* readings, const char* kindsHelp) {
-    const std::string shareHelp = FormatText("Share of the %s that is damaged, 0 to 1", readings);
-    AddDamage(app, command.damage, {"--damage", shareHelp.c_str(), "--damage-kinds", kindsHelp});
-}
-
-void AddDeviceRun(CLI::App& app, DeviceCommand& command, const char* readings) {
-    AddRunOptions(app, command.options.run, readings);
-    app.add_flag("--json", command.options.run.json,
-                 "Print the summary as JSON, and what is for people on standard\nerror");
-}
-
-DeviceOptions OptionsOf(const DeviceCommand& command) {
-    DeviceOptions options = command.options;
-    options.target = ParseEndpoint(command.target, nullptr);
-    options.listen = ParseEndpoint(command.listen, IsLoopback(options.target.ip) ? LOOPBACK : ANY_ADDRESS);
-    options.damage = command.damage.share;
-    options.seed = command.damage.Seed();
-    return options;
+        ->default_str(all)
+        ->needs(texts.share);
+    app.add_option("--seed", run.seed, "Repeat the random choices of the run that printed this seed")
+        ->check(tools::Number(0, UINT32_MAX))
+        ->type_name("N");
 }
 
 } // namespace sim

@@ -1,41 +1,56 @@
-// Which datagrams are to be damaged, and how: a given share of them, at random, repeatable by the seed.
+// Random damage to messages. The same seed gives the same damage.
+//
+// The standard's distributions differ between libraries, so that the numbers are drawn here by hand.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <random>
+#include <utility>
+#include <vector>
 
 namespace sim {
 
+struct DamageOptions {
+    double share = 0;          // of the messages that are damaged, 0 to 1
+    std::vector<size_t> kinds; // to choose from, as numbers of the role's kinds; not empty when the share is above 0
+};
+
+// Decides for one message after another whether and how to damage it.
 class DamageShare {
 public:
-    // `share` of all, 0 to 1, spread evenly over `kinds` kinds of damage (at least 1).
-    DamageShare(double share, size_t kinds, uint32_t seed);
+    DamageShare(DamageOptions options, uint32_t seed) : m_options(std::move(options)), m_random(seed) {}
 
     struct Hit {
-        size_t kind; // 0 to kinds - 1
-        uint32_t random;
+        size_t kind;     // one of the options' kinds
+        uint32_t random; // chooses among the many ways to do this damage
     };
 
-    // The verdict on the next datagram; empty: leave it as it is.
-    std::optional<Hit> Next();
+    // Empty when the next message stays as it is.
+    std::optional<Hit> Next() {
+        constexpr double RANGE = 4294967296.0;
+        if (static_cast<double>(m_random()) / RANGE >= m_options.share) {
+            return std::nullopt;
+        }
+        const size_t kind = m_options.kinds[m_random() % m_options.kinds.size()];
+        return Hit{kind, static_cast<uint32_t>(m_random())};
+    }
 
 private:
-    double m_share;
-    size_t m_kinds;
+    DamageOptions m_options;
     std::mt19937 m_random;
 };
 
-// The many ways to do one damage. By hand and not with the library's distributions: a seed means the same with every
-// standard library.
+// Chooses among the ways to do one damage.
 class Chance {
 public:
     explicit Chance(uint32_t seed) : m_random(seed) {}
-    // 0 to end - 1
+
+    // A number from 0 to end - 1.
     size_t Below(size_t end) { return m_random() % end; }
     uint8_t Byte() { return static_cast<uint8_t>(Below(256)); }
-    // The byte becomes another one.
+    // Changes the byte to another value.
     void Change(uint8_t& byte) { byte ^= static_cast<uint8_t>(1 + Below(255)); }
 
 private:

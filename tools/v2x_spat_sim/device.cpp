@@ -1,60 +1,115 @@
 #include "device.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstring>
-#include <random>
+#include <optional>
 #include <utility>
 
-#include "play.h"
-#include "replay.h"
+#include "command_line.h"
+#include "common/files.h"
 #include "text.h"
 
 namespace sim {
 namespace {
 
-std::unique_ptr<DatagramSource> MakeSource(const DeviceOptions& options, PhaseRange phases, PlanSource::Encode encode) {
-    if (options.replayFile.empty()) {
-        const auto start = std::chrono::nanoseconds(static_cast<int64_t>(options.start * 1e9));
+using std::chrono::nanoseconds;
+using std::chrono::seconds;
+
+std::unique_ptr<MessageSource> MakeSource(const DeviceOptions& options, PhaseRange phases, PlanSource::Encode encode) {
+    constexpr size_t MAX_FILE = size_t{1} << 30;
+    const std::string& file = options.replayFile;
+    if (file.empty()) {
+        const auto start = nanoseconds(static_cast<int64_t>(options.start * 1e9));
         return std::make_unique<PlanSource>(options.rate, phases, start, std::move(encode));
     }
-    return std::make_unique<ReplaySource>(ReadReplayFile(options.replayFile), options.replayLoop);
+    return std::make_unique<ReplaySource>(ParseReplay(tools::ReadFile(file, MAX_FILE), file), options.replayLoop);
+}
+
+Endpoint ListenAddress(const DeviceOptions& options) {
+    constexpr const char* ANY_ADDRESS = "0.0.0.0";
+    Endpoint listen = options.listen;
+    if (listen.ip.empty()) {
+        listen.ip = options.target.ip.starts_with("127.") ? LOOPBACK : ANY_ADDRESS;
+    }
+    return listen;
 }
 
 } // namespace
 
-Device::Device(DeviceName name, const DeviceOptions& options, std::string chance, PhaseRange phases,
+CLI::App& AddDevice(CLI::App& app, const DeviceRole& role, DeviceOptions& options) {
+    CLI::App& device = *app.add_subcommand(role.name, role.help);
+    AddEndpointOption(device, "--target", options.target, "IP:PORT", role.targetHelp);
+    AddEndpointOption(device, "--listen", options.listen, "[IP:]PORT",
+                      std::string(role.listenHelp) +
+                          "\nWithout IP: 127.0.0.1 for a target on this machine, else all\naddresses");
+    device
+        .add_option("--replay", options.replayFile,
+                    "Send the datagrams in FILE instead of the plan; each line:\nmilliseconds since the start, bytes "
+                    "in hex; '#' begins a comment")
+        ->type_name("FILE");
+    device.add_flag("--loop", options.replayLoop, "Repeat the replay")->needs("--replay");
+    AddNumberOption(device, "--rate", options.rate, 0.001, 1e6, "HZ",
+                    std::string("Number of ") + role.readings + " per second")
+        ->excludes("--replay");
+    AddNumberOption(device, "--start", options.start, 0, 1e6, "S", "Begin S seconds into the plan")
+        ->excludes("--replay");
+    AddRunOptions(device, options.run, role.readings,
+                  "Print the summary as JSON, and lines for people on standard\nerror");
+    return device;
+}
+
+Device::Device(const DeviceRole& role, const DeviceOptions& options, std::string random, PhaseRange phases,
                PlanSource::Encode encode)
-    : m_name(name), m_options(options), m_chance(std::move(chance)),
-      m_seed(options.seed ? *options.seed : std::random_device{}()), m_notes(options.run.json ? stderr : stdout),
+    : m_role(role), m_options(options), m_session(role.name, options.run, std::move(random)),
       m_source(MakeSource(options, phases, std::move(encode))) {}
 
 void Device::Run() {
-    UdpPort port(m_name.device, m_options.listen,
-                 [this](std::span<const uint8_t> datagram, const UdpPort::Sender&) { OnReceived(datagram); });
+    const Endpoint listen = ListenAddress(m_options);
+    UdpPort port(m_role.name, listen, [this](std::span<const uint8_t> datagram, const UdpPort::Sender&) {
+        (IsHeartbeat(datagram) ? m_heartbeats : m_unknown).fetch_add(1, std::memory_order_relaxed);
+    });
     port.SetTarget(m_options.target);
     m_port = &port;
-    Announce();
-    Play(m_loop, *m_source, m_options.run.limits,
-         {[this](std::vector<uint8_t> reading) { OnReading(reading); },
-          [this](std::chrono::nanoseconds now) { ShowState(now); }});
+    m_session.Announce(FormatText("%s from %s to %s", m_role.readings, EndpointText(listen).c_str(),
+                                  EndpointText(m_options.target).c_str()));
+    Play();
     OnEnd();
     port.Close();
-    ReportEnd();
+    Summary summary = MakeSummary();
+    summary.AddIfAny("unknown", m_unknown, "unknown datagrams");
+    summary.Add("sendErrors", m_sendErrors);
+    summary.Say(SendErrorText());
+    m_session.Finish(std::move(summary));
 }
 
-void Device::Announce() {
-    if (!m_options.run.quiet) {
-        Note(FormatText("%s: %s from %s to %s", m_name.device, m_name.readings, EndpointText(m_options.listen).c_str(),
-                        EndpointText(m_options.target).c_str()));
-    }
-    if (!m_chance.empty()) {
-        Note(FormatText("%s: %s with --seed %" PRIu32, m_name.device, m_chance.c_str(), m_seed));
-    }
-}
-
-void Device::Note(const std::string& line) {
-    if (!m_notes.Line(line)) {
-        m_loop.Stop();
+// Sends what is due before the limit in time, even when it is late.
+void Device::Play() {
+    const RunOptions& run = m_options.run;
+    const Clock::time_point start = Clock::now();
+    const Clock::time_point end = EndOfRun(start, run.seconds);
+    Clock::time_point nextState = start;
+    for (uint64_t played = 0; run.count == 0 || played < run.count;) {
+        const std::optional<nanoseconds> sinceStart = m_source->Due(Clock::now() - start);
+        if (!sinceStart) {
+            return;
+        }
+        const Clock::time_point due = start + *sinceStart;
+        if (!m_session.WaitUntil(std::min({due, nextState, end}))) {
+            return;
+        }
+        const Clock::time_point now = Clock::now();
+        if (now >= nextState) {
+            ShowState(now - start);
+            nextState += std::chrono::floor<seconds>(now - nextState) + seconds(1);
+        }
+        if (due <= now && due < end) {
+            std::vector<uint8_t> reading = m_source->Take();
+            OnReading(reading);
+            ++played;
+        } else if (now >= end) {
+            return;
+        }
     }
 }
 
@@ -67,28 +122,14 @@ bool Device::Send(std::span<uint8_t> datagram) {
     return error == 0;
 }
 
-std::string Device::SendErrors() const {
+std::string Device::SendErrorText() const {
     return m_sendErrors == 0 ? ""
                              : FormatText(", %" PRIu64 " send errors (%s)", m_sendErrors, std::strerror(m_lastError));
 }
 
-void Device::ShowState(std::chrono::nanoseconds now) {
-    if (!m_options.run.quiet) {
-        Note(FormatText("%4.0f s  %s%s | %s", std::chrono::duration<double>(now).count(), Counts().c_str(),
-                        SendErrors().c_str(), m_source->State(now).c_str()));
-    }
-}
-
-void Device::ReportEnd() {
-    Summary summary = MakeSummary();
-    summary.text += SendErrors();
-    summary.numbers.emplace_back("sendErrors", m_sendErrors);
-    if (!m_chance.empty()) {
-        summary.numbers.emplace_back("seed", m_seed);
-    }
-    Output output(stdout);
-    ReportSummary(summary, m_options.run.json, m_options.run.summaryFile, output);
-    output.CheckFailure();
+void Device::ShowState(nanoseconds now) {
+    m_session.Note(FormatText("%4.0f s  %s%s | %s", std::chrono::duration<double>(now).count(), Counts().c_str(),
+                              SendErrorText().c_str(), m_source->State(now).c_str()));
 }
 
 } // namespace sim

@@ -1,18 +1,170 @@
 #include "frame_stream.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
-#include "replay.h"
+#include "source.h"
 
 namespace sim {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+ptrdiff_t Offset(size_t at) {
+    return static_cast<ptrdiff_t>(at);
+}
+
+// Each function below damages a good body (payload and CRC) or a good frame; false when it cannot.
+
+void RenewCrc(Bytes& body) {
+    body = WithCrc({body.begin(), body.end() - Offset(CRC_SIZE)});
+}
+
+bool DamageCrc(Bytes& body, Chance& chance) {
+    const size_t change = 1 + chance.Below(0xFFFF);
+    body[body.size() - 2] ^= static_cast<uint8_t>(change);
+    body[body.size() - 1] ^= static_cast<uint8_t>(change >> 8);
+    return true;
+}
+
+bool DamageLength(Bytes& body, Chance& chance) {
+    const size_t off = 1 + chance.Below(8);
+    const size_t payload = body.size() - CRC_SIZE;
+    if (chance.Below(2) == 0) {
+        const auto from = body.begin() + Offset(chance.Below(payload - off + 1));
+        body.erase(from, from + Offset(off));
+        return true;
+    }
+    Bytes more(off);
+    std::ranges::generate(more, [&] { return chance.Byte(); });
+    body.insert(body.begin() + Offset(chance.Below(payload + 1)), more.begin(), more.end());
+    return true;
+}
+
+bool DamageType(Bytes& body, Chance& chance) {
+    chance.Change(body[CONTROL_TYPE_AT + chance.Below(3)]);
+    RenewCrc(body);
+    return true;
+}
+
+struct Count {
+    size_t at;
+    size_t fewest; // the lowest count that the bytes after it cannot hold
+};
+
+// A number of groups is wrong only when all the rest of the payload is too short for it. With one that is only a little
+// too high a receiver reads the next link's bytes as groups and can still end within the payload.
+std::vector<Count> RaisableCounts(const Bytes& body) {
+    const size_t end = body.size() - CRC_SIZE;
+    const size_t links = body[LINK_COUNT_AT];
+    std::vector<Count> counts;
+    size_t at = LINKS_AT;
+    for (size_t link = 0; link < links; ++link) {
+        const size_t countAt = at + LINK_HEAD_SIZE - 1;
+        at += LINK_HEAD_SIZE;
+        counts.push_back({countAt, (end - at) / GROUP_SIZE + 1});
+        at += body[countAt] * GROUP_SIZE;
+    }
+    counts.push_back({LINK_COUNT_AT, links + (end - at) / LINK_HEAD_SIZE + 1});
+    std::erase_if(counts, [](const Count& count) { return count.fewest > 255; });
+    return counts;
+}
+
+// Slightly too high: small errors are the ones that a receiver overlooks.
+bool DamageCount(Bytes& body, Chance& chance) {
+    const std::vector<Count> counts = RaisableCounts(body);
+    if (counts.empty()) {
+        return false;
+    }
+    const Count& count = counts[chance.Below(counts.size())];
+    body[count.at] = static_cast<uint8_t>(count.fewest + chance.Below(std::min<size_t>(8, 256 - count.fewest)));
+    RenewCrc(body);
+    return true;
+}
+
+// A delimiter within has a part of the body on either side.
+bool DamageDelimiter(Bytes& frame, Chance& chance) {
+    switch (chance.Below(3)) {
+    case 0:
+        frame.erase(frame.begin());
+        break;
+    case 1:
+        frame.pop_back();
+        break;
+    default:
+        frame.insert(frame.begin() + Offset(2 + chance.Below(frame.size() - 3)), DELIMITER);
+    }
+    return true;
+}
+
+// An unescaped DB alone is not damage: a receiver may read it as a plain byte.
+bool DamageEscape(Bytes& frame, Chance& chance) {
+    const auto escapes = static_cast<size_t>(std::ranges::count(frame, ESCAPE));
+    if (escapes == 0) {
+        return false;
+    }
+    auto escape = std::ranges::find(frame, ESCAPE);
+    for (size_t left = chance.Below(escapes); left > 0; --left) {
+        escape = std::find(escape + 1, frame.end(), ESCAPE);
+    }
+    if (escape[1] == ESCAPED_DELIMITER && chance.Below(2) == 0) {
+        *frame.erase(escape) = DELIMITER;
+        return true;
+    }
+    do {
+        escape[1] = chance.Byte();
+    } while (escape[1] == ESCAPED_DELIMITER || escape[1] == ESCAPED_ESCAPE || escape[1] == DELIMITER);
+    return true;
+}
+
+struct Damage {
+    bool (*apply)(Bytes& bytes, Chance& chance);
+    bool isToBody;     // else to the frame
+    bool mustBreakCrc; // retried when it does not, one time in 65536
+};
+constexpr Damage DAMAGES[] = {
+    {nullptr, false, false},     {DamageCrc, true, true},   {DamageLength, true, true}, {DamageDelimiter, false, false},
+    {DamageEscape, false, true}, {DamageType, true, false}, {DamageCount, true, false},
+};
+static_assert(std::size(DAMAGES) == std::size(FRAME_KINDS));
+
+} // namespace
+
+bool DamageFrame(Bytes& frame, FrameKind kind, uint32_t random) {
+    const auto& [apply, isToBody, mustBreakCrc] = DAMAGES[static_cast<size_t>(kind)];
+    if (apply == nullptr || ClassifyFrame(frame) != FrameKind::good) {
+        return false;
+    }
+    const Bytes body = OpenFrame(frame)->body;
+    Chance chance(random);
+    while (true) {
+        Bytes damaged = isToBody ? body : frame;
+        if (!apply(damaged, chance)) {
+            return false;
+        }
+        if (isToBody) {
+            damaged = Enclose(damaged);
+        }
+        const auto opened = OpenFrame(damaged);
+        if (!mustBreakCrc || !opened || !opened->isCrcRight) {
+            frame = std::move(damaged);
+            return true;
+        }
+    }
+}
 
 FrameStream::FrameStream(const StreamOptions& options, uint32_t seed)
-    : m_options(options), m_garbage(options.garbage, 1, seed + 1), m_random(seed + 2) {}
+    : m_options(options), m_damage(options.damage, seed), m_garbage({options.garbage, {0}}, seed + 1),
+      m_random(seed + 2) {}
 
-std::optional<Load> FrameStream::Add(const std::vector<uint8_t>& frame, FrameKind kind) {
+std::optional<Load> FrameStream::Add(Bytes frame) {
+    const auto damage = m_damage.Next();
+    const FrameKind wanted = damage ? static_cast<FrameKind>(damage->kind) : FrameKind::good;
+    const bool isDamaged = damage && DamageFrame(frame, wanted, damage->random);
+    const FrameKind kind = isDamaged ? wanted : ClassifyFrame(frame);
     const auto hit = m_garbage.Next();
-    const std::vector<uint8_t> garbage = hit ? MakeGarbage(hit->random) : std::vector<uint8_t>{};
+    const Bytes garbage = hit ? MakeGarbage(hit->random) : Bytes{};
     std::optional<Load> full;
     if (m_bytes.size() + garbage.size() + frame.size() > MAX_DATAGRAM) {
         full = Rest();
@@ -33,9 +185,9 @@ std::optional<Load> FrameStream::Rest() {
     return std::exchange(m_load, {});
 }
 
-std::vector<uint8_t> FrameStream::MakeGarbage(uint32_t random) {
+Bytes FrameStream::MakeGarbage(uint32_t random) {
     constexpr uint32_t MOST = 64;
-    std::vector<uint8_t> garbage(1 + random % MOST);
+    Bytes garbage(1 + random % MOST);
     std::ranges::generate(garbage, [this] {
         const auto byte = static_cast<uint8_t>(m_random() % 255);
         return byte < DELIMITER ? byte : static_cast<uint8_t>(byte + 1);
@@ -43,7 +195,7 @@ std::vector<uint8_t> FrameStream::MakeGarbage(uint32_t random) {
     return garbage;
 }
 
-// Anywhere, within an escape too, but leaving at least one byte for each datagram.
+// Cuts at random places, also within an escape; each datagram has at least one byte.
 void FrameStream::CutLoad() {
     size_t at = 0;
     for (size_t left = std::min<size_t>(m_options.split, m_bytes.size()); left > 0; --left) {
@@ -57,8 +209,7 @@ void FrameStream::CutLoad() {
 
 void FrameCount::Sent(const Load& load, Time now) {
     for (const auto& [kind, movesDelimiters, hasGarbage] : load.frames) {
-        ++m_all;
-        ++m_byKind[static_cast<size_t>(kind)];
+        m_kinds.Add(kind);
         m_withGarbage += hasGarbage ? 1 : 0;
         if (kind == FrameKind::good && m_moved && now - *m_moved < RECOVERY) {
             ++m_cutGood;
@@ -67,10 +218,6 @@ void FrameCount::Sent(const Load& load, Time now) {
             m_moved = now;
         }
     }
-}
-
-void FrameCount::Torn(Time now) {
-    m_moved = now;
 }
 
 } // namespace sim

@@ -1,7 +1,6 @@
-// Frames as a stream of bytes, cut into datagrams, and the count of what was sent.
+// Light-status frames as a stream of bytes: damaged, with garbage between them, cut into datagrams, and counted.
 #pragma once
 
-#include <array>
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -14,33 +13,42 @@
 namespace sim {
 
 struct StreamOptions {
-    unsigned split = 1; // datagrams for each frame; 1 when frames are batched
-    unsigned batch = 1; // frames in each datagram
-    double garbage = 0; // share of the frames before which bytes stand that belong to none, 0 to 1
+    unsigned split = 1;   // datagrams for each frame; 1 when frames are batched
+    unsigned batch = 1;   // frames in each datagram
+    double garbage = 0;   // share of the frames that follow garbage, 0 to 1
+    DamageOptions damage; // by FrameKind
 };
 inline constexpr unsigned MAX_SPLIT = 8;
 inline constexpr unsigned MAX_BATCH = 8;
 
-// What leaves at one time.
+// Turns a good frame into one of `kind`; `random` chooses among the many ways to do so. Returns false, and leaves the
+// frame alone, when it is not good, when `kind` is good, or when the frame cannot be damaged in this way (it holds no
+// escape, or all its counts are 255).
+//
+// A receiver that cuts the stream at delimiters sees one of these: a wrong CRC (also after wrong length and wrong
+// escape), another type, or counts that reach beyond the end. A frame that lacks a delimiter is still whole where a
+// neighbour's delimiter replaces it.
+bool DamageFrame(std::vector<uint8_t>& frame, FrameKind kind, uint32_t random);
+
+// What is sent at one time.
 struct Load {
     struct Frame {
         FrameKind kind;
-        bool movesDelimiters; // they no longer come in pairs
+        bool movesDelimiters; // the frame's delimiters are not a pair
         bool hasGarbage;
     };
     std::vector<Frame> frames;
     std::vector<std::vector<uint8_t>> datagrams;
 };
 
-// The datagrams' bytes, in their order, are the frames, in theirs, and the garbage. Not for use by two threads at a
-// time.
+// The bytes of all datagrams in order are the frames in order, with the garbage. One thread at a time.
 class FrameStream {
 public:
     FrameStream(const StreamOptions& options, uint32_t seed);
 
-    // One more frame; empty when it waits for others.
-    std::optional<Load> Add(const std::vector<uint8_t>& frame, FrameKind kind);
-    // Those that wait; empty when there are none.
+    // Adds one frame; returns a load once it is complete.
+    std::optional<Load> Add(std::vector<uint8_t> frame);
+    // The frames of an incomplete load; empty without any.
     std::optional<Load> Rest();
 
 private:
@@ -48,36 +56,34 @@ private:
     void CutLoad();
 
     StreamOptions m_options;
+    DamageShare m_damage;
     DamageShare m_garbage;
     std::mt19937 m_random;
     Load m_load;
     std::vector<uint8_t> m_bytes; // of the load
 };
 
-// How many frames of which kind went out, and for how many good ones a receiver cannot be held to account.
+// Counts the frames that were sent, and the good ones that a receiver may lose.
 class FrameCount {
 public:
     // Time on any clock that does not go back.
     using Time = std::chrono::nanoseconds;
 
-    // A receiver that throws away every 500 ms what is not yet a whole frame finds the delimiters again by then; the
-    // rest is for one that is late.
+    // The daemon discards an incomplete frame after 500 ms and then finds the delimiters again; the rest is reserve.
     static constexpr Time RECOVERY = std::chrono::milliseconds(900);
 
     void Sent(const Load& load, Time now);
-    // Only a part of the load's datagrams went out.
-    void Torn(Time now);
+    // Only a part of the load's datagrams was sent.
+    void Torn(Time now) { m_moved = now; }
 
-    uint64_t All() const { return m_all; }
-    uint64_t Of(FrameKind kind) const { return m_byKind[static_cast<size_t>(kind)]; }
+    const KindCount& Kinds() const { return m_kinds; }
     uint64_t WithGarbage() const { return m_withGarbage; }
-    // Good frames sent less than RECOVERY after delimiters moved: a receiver may take a closing one for an opening one,
-    // and then finds nothing until it starts anew.
+    // Good frames sent less than RECOVERY after delimiters moved. A receiver may take a closing delimiter for an
+    // opening one and then finds no frame until it restarts its search.
     uint64_t CutGood() const { return m_cutGood; }
 
 private:
-    std::array<uint64_t, FRAME_KINDS> m_byKind{};
-    uint64_t m_all = 0;
+    KindCount m_kinds{FRAME_KINDS};
     uint64_t m_withGarbage = 0;
     uint64_t m_cutGood = 0;
     std::optional<Time> m_moved;

@@ -1,6 +1,8 @@
 #include "ipc_record.h"
 
 #include <cstring>
+#include <iterator>
+#include <utility>
 
 #include "text.h"
 #include "v2x/v2xipc_data.h"
@@ -12,7 +14,7 @@ using Bytes = std::span<const uint8_t>;
 
 constexpr size_t HEADS_SIZE = sizeof(v2xipc_dataHead_t) + sizeof(v2xipc_rsuData_t);
 
-// Copies a wire record from the front of `rest` and moves on; false when there is not all of it.
+// Takes a copy of a wire record off the front of `rest`; false when `rest` is too short.
 template <typename Record>
 bool Take(Bytes& rest, Record& record) {
     if (rest.size() < sizeof record) {
@@ -23,7 +25,7 @@ bool Take(Bytes& rest, Record& record) {
     return true;
 }
 
-// An optional field is absent when all its bits are set, of whatever type it is declared.
+// An optional field is absent when all its bits are set, whatever its type.
 template <typename Value, typename Field>
 std::optional<Value> Optional(Field field) {
     return field == -1 ? std::nullopt : std::optional(static_cast<Value>(field));
@@ -43,7 +45,7 @@ PhaseState Convert(const v2xipc_pahseState_t& wire) {
     return state;
 }
 
-// Reads one entry; false when it lies partly outside.
+// Reads one entry; false when it reaches beyond the record.
 bool TakePhase(Bytes& rest, Phase& phase) {
     v2xipc_phase_t head{};
     if (!Take(rest, head)) {
@@ -64,15 +66,15 @@ bool TakePhase(Bytes& rest, Phase& phase) {
 Frame ReadRecord(Bytes rest, uint64_t sendTime) {
     v2xipc_phases_t fixed{};
     if (!Take(rest, fixed)) {
-        return Refusal{Rung::record, FormatText("%zu bytes are less than a record's fixed part", rest.size())};
+        return Rejection{Fault::record, FormatText("%zu bytes are less than a record's fixed part", rest.size())};
     }
     SpatRecord record{
         sendTime, fixed.m_intersectionId, fixed.m_status, fixed.m_moy, fixed.m_secMark, fixed.m_phaseNum, {}, 0};
     for (int number = 0; number < fixed.m_phaseNum; ++number) {
         Phase phase{};
         if (!TakePhase(rest, phase)) {
-            return Refusal{Rung::record, FormatText("phase entry %d of %d reaches beyond the record", number + 1,
-                                                    int{fixed.m_phaseNum})};
+            return Rejection{Fault::record, FormatText("phase entry %d of %d reaches beyond the record", number + 1,
+                                                       int{fixed.m_phaseNum})};
         }
         if (phase.id == 0 && phase.states.empty()) {
             ++record.emptyEntries;
@@ -81,70 +83,184 @@ Frame ReadRecord(Bytes rest, uint64_t sendTime) {
         }
     }
     if (!rest.empty()) {
-        return Refusal{Rung::record,
-                       FormatText("%zu bytes follow the %d phase entries", rest.size(), int{fixed.m_phaseNum})};
+        return Rejection{Fault::record,
+                         FormatText("%zu bytes follow the %d phase entries", rest.size(), int{fixed.m_phaseNum})};
     }
     return record;
 }
 
-// The rungs from the lengths to the data type; empty when all hold.
-std::optional<Refusal> CheckHead(const v2xipc_dataHead_t& head, const v2xipc_rsuData_t& block, size_t payload) {
+// Checks from the flag to the data type; empty when all pass.
+std::optional<Rejection> CheckHead(const v2xipc_dataHead_t& head, const v2xipc_rsuData_t& block, size_t payload) {
     if (std::memcmp(head.m_headFlag, V2XIPC_HEAD_FLAG, sizeof head.m_headFlag) != 0) {
-        return Refusal{Rung::flag,
-                       FormatText("the frame begins with %02X %02X", head.m_headFlag[0], head.m_headFlag[1])};
+        return Rejection{Fault::flag,
+                         FormatText("the frame begins with %02X %02X", head.m_headFlag[0], head.m_headFlag[1])};
     }
     if (head.m_packLen != payload) {
-        return Refusal{Rung::packLen, FormatText("the header says %u, %zu bytes follow it", head.m_packLen, payload)};
+        return Rejection{Fault::packLen,
+                         FormatText("the header says %u, %zu bytes follow it", head.m_packLen, payload)};
     }
     if (head.m_cmdType != V2XIPC_CMD_TO_STACK) {
-        return Refusal{Rung::cmd, FormatText("command %u", head.m_cmdType)};
+        return Rejection{Fault::cmd, FormatText("command %u", head.m_cmdType)};
     }
     if (block.m_dataType != V2XIPC_DATA_SPAT_RECORD && block.m_dataType != V2XIPC_DATA_SPAT_UPER) {
-        return Refusal{Rung::dataType, FormatText("data type %d", block.m_dataType)};
+        return Rejection{Fault::dataType, FormatText("data type %d", block.m_dataType)};
     }
     return std::nullopt;
 }
 
-// The rungs that depend on the data type, but for the record's inside.
-std::optional<Refusal> CheckBlock(const v2xipc_rsuData_t& block, size_t data) {
+// Checks that depend on the data type, except those within the record; empty when all pass.
+std::optional<Rejection> CheckBlock(const v2xipc_rsuData_t& block, size_t data) {
     const bool isRecord = block.m_dataType == V2XIPC_DATA_SPAT_RECORD;
     if (isRecord && block.m_dataNo != V2XIPC_DATA_NO_SPAT_RECORD) {
-        return Refusal{Rung::dataNo, FormatText("data number %d beside a record", block.m_dataNo)};
+        return Rejection{Fault::dataNo, FormatText("data number %d with a record", block.m_dataNo)};
     }
     if (block.m_dataLen != data) {
-        return Refusal{Rung::dataLen, FormatText("the data block says %u, %zu bytes follow it", block.m_dataLen, data)};
+        return Rejection{Fault::dataLen,
+                         FormatText("the data block says %u, %zu bytes follow it", block.m_dataLen, data)};
     }
     if (!isRecord && data != 0) {
-        return Refusal{Rung::dataLen, FormatText("a request with %zu bytes of data", data)};
+        return Rejection{Fault::dataLen, FormatText("a request with %zu bytes of data", data)};
     }
     return std::nullopt;
+}
+
+// "permissive green"; "light 9" for unknown codes.
+std::string LightName(uint8_t light) {
+    constexpr const char* NAMES[] = {
+        "unavailable",     "dark",   "flashing red",   "red", "flashing green", "permissive green",
+        "protected green", "yellow", "flashing yellow"};
+    static_assert(std::size(NAMES) == V2XIPC_LIGHT_FLASHING_YELLOW + 1);
+    return light < std::size(NAMES) ? NAMES[light] : FormatText("light %u", light);
+}
+
+std::string SecondsText(uint16_t tenths) {
+    return tenths == V2XIPC_TIME_UNKNOWN ? "unknown" : FormatText("%u.%u s", tenths / 10, tenths % 10);
+}
+
+// "12:34:56.789  1/2", from the minute of the year and the millisecond of that minute.
+std::string ReadingText(const SpatRecord& record) {
+    const uint32_t minute = record.moy % (24 * 60);
+    return FormatText("%02u:%02u:%02u.%03u  %u/%u", minute / 60, minute % 60, record.secMark / 1000,
+                      record.secMark % 1000, record.intersection >> 16, record.intersection & 0xFFFF);
+}
+
+// The current state in columns, then the states that follow it.
+std::string StatesText(const std::vector<PhaseState>& states) {
+    if (states.empty()) {
+        return "no state";
+    }
+    const PhaseState& first = states.front();
+    std::string line = FormatText("%-16s  %7s", LightName(first.light).c_str(), SecondsText(first.end).c_str());
+    if (first.start != 0) {
+        line += FormatText(" (from %s)", SecondsText(first.start).c_str());
+    }
+    for (size_t at = 1; at < states.size(); ++at) {
+        line += FormatText(", then %s %s to %s", LightName(states[at].light).c_str(),
+                           SecondsText(states[at].start).c_str(), SecondsText(states[at].end).c_str());
+    }
+    return line;
+}
+
+void AddTime(cJSON* object, const char* key, uint16_t tenths) {
+    if (tenths == V2XIPC_TIME_UNKNOWN) {
+        cJSON_AddNullToObject(object, key);
+    } else {
+        AddNumber(object, key, tenths);
+    }
+}
+
+void AddState(cJSON* states, const PhaseState& state) {
+    cJSON* const object = AddObject(states);
+    AddNumber(object, "mode", state.mode);
+    cJSON_AddStringToObject(object, "light", LightName(state.light).c_str());
+    AddNumber(object, "lightCode", state.light);
+    AddTime(object, "start", state.start);
+    AddTime(object, "end", state.end);
+    const struct {
+        const char* key;
+        const std::optional<uint16_t>& value;
+    } optionals[] = {
+        {"maxEnd", state.maxEnd},
+        {"minEnd", state.minEnd},
+        {"nextStart", state.nextStart},
+        {"nextDuration", state.nextDuration},
+    };
+    for (const auto& [key, value] : optionals) {
+        if (value) {
+            AddTime(object, key, *value);
+        }
+    }
+    if (state.confidence) {
+        AddNumber(object, "confidence", *state.confidence);
+    }
 }
 
 } // namespace
-
-const char* RungName(Rung rung) {
-    constexpr const char* NAMES[] = {"length", "flag", "packLen", "cmd", "dataType", "dataNo", "dataLen", "record"};
-    static_assert(std::size(NAMES) == RUNGS && static_cast<size_t>(Rung::record) == RUNGS - 1);
-    return NAMES[static_cast<size_t>(rung)];
-}
 
 Frame ReadFrame(Bytes datagram) {
     Bytes rest = datagram;
     v2xipc_dataHead_t head{};
     v2xipc_rsuData_t block{};
     if (!Take(rest, head) || !Take(rest, block)) {
-        return Refusal{Rung::length, FormatText("%zu bytes, a frame has at least %zu", datagram.size(), HEADS_SIZE)};
+        return Rejection{Fault::length, FormatText("%zu bytes, a frame has at least %zu", datagram.size(), HEADS_SIZE)};
     }
-    if (std::optional<Refusal> refusal = CheckHead(head, block, datagram.size() - sizeof head)) {
-        return std::move(*refusal);
+    if (std::optional<Rejection> rejection = CheckHead(head, block, datagram.size() - sizeof head)) {
+        return std::move(*rejection);
     }
-    if (std::optional<Refusal> refusal = CheckBlock(block, rest.size())) {
-        return std::move(*refusal);
+    if (std::optional<Rejection> rejection = CheckBlock(block, rest.size())) {
+        return std::move(*rejection);
     }
     if (block.m_dataType == V2XIPC_DATA_SPAT_UPER) {
         return SpatRequest{};
     }
     return ReadRecord(rest, head.m_sendTime64);
+}
+
+std::vector<std::string> RecordLines(const SpatRecord& record) {
+    const std::string reading = ReadingText(record);
+    if (record.phases.empty()) {
+        return {reading + "  no phases"};
+    }
+    std::vector<std::string> lines;
+    for (const Phase& phase : record.phases) {
+        lines.push_back(FormatText("%s  phase %2u  %s", reading.c_str(), phase.id, StatesText(phase.states).c_str()));
+    }
+    return lines;
+}
+
+std::string RecordJson(const SpatRecord& record, uint64_t receiveTime) {
+    const JsonPtr object(cJSON_CreateObject());
+    AddNumber(object.get(), "intersection", record.intersection);
+    AddNumber(object.get(), "region", record.intersection >> 16);
+    AddNumber(object.get(), "node", record.intersection & 0xFFFF);
+    AddNumber(object.get(), "status", record.status);
+    AddNumber(object.get(), "moy", record.moy);
+    AddNumber(object.get(), "secMark", record.secMark);
+    AddNumber(object.get(), "phaseNum", record.phaseNum);
+    cJSON* const phases = cJSON_AddArrayToObject(object.get(), "phases");
+    for (const Phase& phase : record.phases) {
+        cJSON* const entry = AddObject(phases);
+        AddNumber(entry, "id", phase.id);
+        cJSON* const states = cJSON_AddArrayToObject(entry, "states");
+        for (const PhaseState& state : phase.states) {
+            AddState(states, state);
+        }
+    }
+    AddNumber(object.get(), "emptyEntries", record.emptyEntries);
+    AddNumber(object.get(), "receiveTime", receiveTime);
+    AddNumber(object.get(), "sendTime", record.sendTime);
+    return JsonLine(object);
+}
+
+std::string RejectionLine(const Rejection& rejection) {
+    return FormatText("rejected, %s: %s", FAULTS[static_cast<size_t>(rejection.fault)].text, rejection.why.c_str());
+}
+
+std::string RejectionJson(const Rejection& rejection) {
+    const JsonPtr object(cJSON_CreateObject());
+    cJSON_AddStringToObject(object.get(), "refused", FAULTS[static_cast<size_t>(rejection.fault)].text);
+    cJSON_AddStringToObject(object.get(), "why", rejection.why.c_str());
+    return JsonLine(object);
 }
 
 } // namespace sim

@@ -1,5 +1,6 @@
-// Reads the daemon's frames as the stack application gets them, and refuses what is not as the wire records of
-// v2x/v2xipc_data.h tell. Written on its own, beside the daemon's code, so that one checks the other.
+// Reads the daemon's frames as the stack application gets them, and shows them for people and for programs. It rejects
+// whatever differs from the wire records of v2x/v2xipc_data.h. It shares no code with the daemon, so that each checks
+// the other.
 #pragma once
 
 #include <cstdint>
@@ -9,6 +10,8 @@
 #include <variant>
 #include <vector>
 
+#include "summary.h"
+
 namespace sim {
 
 struct PhaseState {
@@ -16,7 +19,7 @@ struct PhaseState {
     uint8_t light;
     uint16_t start; // 0.1 s
     uint16_t end;   // 0.1 s, V2XIPC_TIME_UNKNOWN = unknown
-    // Empty where the record has no value.
+    // Empty when absent.
     std::optional<uint16_t> maxEnd;
     std::optional<uint16_t> minEnd;
     std::optional<uint16_t> nextStart;
@@ -33,38 +36,54 @@ struct SpatRecord {
     uint64_t sendTime; // microseconds since 1970, from the frame header
     uint32_t intersection;
     uint16_t status;
-    uint32_t moy;
-    uint16_t secMark;
-    int8_t phaseNum; // as reported
+    uint32_t moy;     // minute of the year, NO_MINUTE = absent
+    uint16_t secMark; // millisecond of the minute, NO_MILLISECOND = absent
+    int8_t phaseNum;  // as reported
     std::vector<Phase> phases;
-    uint32_t emptyEntries; // id 0 without states: they pad the record up to phaseNum and are not among `phases`
+    uint32_t emptyEntries; // with id 0 and without states: padding up to phaseNum, not among `phases`
 };
+inline constexpr uint32_t NO_MINUTE = 0xFFFFFFFF;
+inline constexpr uint16_t NO_MILLISECOND = 65535;
 
 // The daemon asks for the stack's own SPAT.
 struct SpatRequest {};
 
-// Rungs of the ladder, in the order in which they are climbed.
-enum class Rung : size_t {
-    length,   // header and data block are not whole
-    flag,     // A5 5A
-    packLen,  // is not what follows the header
-    cmd,      // not the command of frames to the stack
+// Why a frame is rejected, in the order of the checks.
+enum class Fault : size_t {
+    length,   // shorter than header and data block
+    flag,     // does not begin with A5 5A
+    packLen,  // is not the number of bytes after the header
+    cmd,      // is not the command of frames to the stack
     dataType, // neither record nor request
-    dataNo,   // a record without the number that the stack asks for
-    dataLen,  // is not what follows the data block, or a request with data
-    record,   // entries do not fill the record exactly
+    dataNo,   // not the number that a record must have
+    dataLen,  // is not the number of bytes after the data block, or a request has data
+    record,   // the phase entries do not fill the record exactly
 };
-inline constexpr size_t RUNGS = 8;
-const char* RungName(Rung rung);
+inline constexpr KindName FAULTS[] = {
+    {nullptr, "refusedLength", "length"},     {nullptr, "refusedFlag", "flag"},
+    {nullptr, "refusedPackLen", "packLen"},   {nullptr, "refusedCmd", "cmd"},
+    {nullptr, "refusedDataType", "dataType"}, {nullptr, "refusedDataNo", "dataNo"},
+    {nullptr, "refusedDataLen", "dataLen"},   {nullptr, "refusedRecord", "record"},
+};
 
-struct Refusal {
-    Rung rung;
+struct Rejection {
+    Fault fault;
     std::string why;
 };
 
-using Frame = std::variant<SpatRecord, SpatRequest, Refusal>;
+using Frame = std::variant<SpatRecord, SpatRequest, Rejection>;
 
 // Any thread. Reads nothing outside the datagram, whatever it holds.
 Frame ReadFrame(std::span<const uint8_t> datagram);
+
+// For people, one line per phase: time of the reading, intersection, phase, light, seconds left. A record without
+// phases is one line as well.
+std::vector<std::string> RecordLines(const SpatRecord& record);
+std::string RejectionLine(const Rejection& rejection);
+
+// For programs, one object in one line. Times of states are 0.1 s as on the wire, null when unknown; receiveTime and
+// sendTime are microseconds since 1970.
+std::string RecordJson(const SpatRecord& record, uint64_t receiveTime);
+std::string RejectionJson(const Rejection& rejection);
 
 } // namespace sim

@@ -1,87 +1,84 @@
-#include "learner.h"
-
 #include <algorithm>
-#include <atomic>
 #include <cinttypes>
+#include <memory>
 
-#include "damage.h"
+#include "command_line.h"
+#include "device.h"
+#include "learner_report.h"
+#include "roles.h"
 #include "text.h"
 
 namespace sim {
 namespace {
 
-// Counted on the receive thread, read by the main one.
-struct Received {
-    std::atomic<uint64_t> heartbeats{0};
-    std::atomic<uint64_t> unknown{0};
+constexpr DeviceRole ROLE = {"learner", "Play the signal learner: phase reports to the daemon", "reports",
+                             "Where reports go: the daemon's LearnMachine.LocalPort",
+                             "Where reports leave and heartbeats arrive: the daemon's\nLearnMachine.Port."};
 
-    void Count(std::span<const uint8_t> datagram) {
-        const bool isHeartbeat = std::ranges::equal(datagram, HEARTBEAT);
-        (isHeartbeat ? heartbeats : unknown).fetch_add(1, std::memory_order_relaxed);
-    }
-};
+constexpr DamageTexts DAMAGE_TEXTS = {
+    "--damage", "Share of the reports that are damaged, 0 to 1", "--damage-kinds",
+    "Kinds of damage to choose from: start (wrong start bytes),\nlength (wrong length field), count (phase "
+    "count above the number of\nrecords, otherwise valid)"};
 
-struct Sent {
-    std::array<uint64_t, REPORT_KINDS> byKind{};
-    uint64_t all = 0;
+struct LearnerOptions {
+    DeviceOptions device;
+    PhaseRange phases;
+    DamageOptions damage;
 };
 
 class Learner : public Device {
 public:
     explicit Learner(const LearnerOptions& options)
-        : Device({"learner", "reports"}, options.device, options.device.damage > 0 ? "damage" : "", options.phases,
-                 EncodeReport),
-          m_damageKinds(options.damageKinds),
-          m_damage(options.device.damage, std::max<size_t>(options.damageKinds.size(), 1), Seed()) {}
+        : Device(ROLE, options.device, options.damage.share > 0 ? "damage" : "", options.phases, EncodeReport),
+          m_damage(options.damage, Seed()) {}
 
 private:
     void OnReading(std::vector<uint8_t>& datagram) override {
         if (const auto hit = m_damage.Next()) {
-            DamageReport(datagram, m_damageKinds[hit->kind], hit->random);
+            DamageReport(datagram, static_cast<ReportKind>(hit->kind), hit->random);
         }
         if (Send(datagram)) {
-            ++m_sent.all;
-            ++m_sent.byKind[static_cast<size_t>(ClassifyReport(datagram))];
+            m_sent.Add(ClassifyReport(datagram));
         }
     }
 
-    void OnReceived(std::span<const uint8_t> datagram) override { m_received.Count(datagram); }
+    bool IsHeartbeat(std::span<const uint8_t> datagram) const override {
+        return std::ranges::equal(datagram, HEARTBEAT);
+    }
 
     std::string Counts() const override {
-        return FormatText("sent %" PRIu64 ", heartbeats %" PRIu64, m_sent.all,
-                          m_received.heartbeats.load(std::memory_order_relaxed));
+        return FormatText("sent %" PRIu64 ", heartbeats %" PRIu64, m_sent.All(), Heartbeats());
     }
 
     Summary MakeSummary() const override {
-        const auto kind = [this](ReportKind which) { return m_sent.byKind[static_cast<size_t>(which)]; };
-        const uint64_t heartbeats = m_received.heartbeats.load(std::memory_order_relaxed);
-        const uint64_t unknown = m_received.unknown.load(std::memory_order_relaxed);
-        Summary summary;
-        summary.text = FormatText("learner: sent %" PRIu64 " reports (%" PRIu64 " good, %" PRIu64
-                                  " wrong start, %" PRIu64 " wrong length, %" PRIu64 " count too high), %" PRIu64
-                                  " heartbeats received, %" PRIu64 " unknown datagrams",
-                                  m_sent.all, kind(ReportKind::good), kind(ReportKind::wrongStart),
-                                  kind(ReportKind::wrongLength), kind(ReportKind::highCount), heartbeats, unknown);
-        summary.numbers = {{"sent", m_sent.all},
-                           {"good", kind(ReportKind::good)},
-                           {"wrongStart", kind(ReportKind::wrongStart)},
-                           {"wrongLength", kind(ReportKind::wrongLength)},
-                           {"countTooHigh", kind(ReportKind::highCount)},
-                           {"heartbeats", heartbeats},
-                           {"unknown", unknown}};
+        Summary summary(FormatText("sent %" PRIu64 " reports%s", m_sent.All(), m_sent.Text().c_str()));
+        summary.Add("sent", m_sent.All());
+        m_sent.AddNumbers(summary);
+        summary.Add("heartbeats", Heartbeats(), "heartbeats received");
         return summary;
     }
 
-    const std::vector<ReportKind>& m_damageKinds;
     DamageShare m_damage;
-    Sent m_sent;
-    Received m_received;
+    KindCount m_sent{REPORT_KINDS};
 };
 
 } // namespace
 
-void RunLearner(const LearnerOptions& options) {
-    Learner(options).Run();
+void AddLearner(CLI::App& app, Run& run) {
+    const auto options = std::make_shared<LearnerOptions>();
+    options->device.target = {LOOPBACK, 8002};
+    options->device.listen = {"", 8001};
+    options->device.rate = 2;
+    CLI::App& learner = AddDevice(app, ROLE, options->device);
+    AddNumberOption(learner, "--phases", options->phases.count, 1, MAX_PLAN_PHASES, "N",
+                    "Phases in a report, 1 to 36: 4 straight on, 4 left turns,\nand the same again")
+        ->excludes("--replay");
+    AddNumberOption(learner, "--first-phase", options->phases.first, 1, 256 - MAX_PLAN_PHASES, "N",
+                    "Device number of the first phase")
+        ->excludes("--replay");
+    AddDamageOptions(learner, options->damage, options->device.run, REPORT_KINDS, DAMAGE_TEXTS);
+    learner.get_option("--seed")->needs("--damage");
+    learner.callback([&run, options] { run = [options] { Learner(*options).Run(); }; });
 }
 
 } // namespace sim

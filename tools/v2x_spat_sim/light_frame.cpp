@@ -1,7 +1,6 @@
 #include "light_frame.h"
 
 #include <algorithm>
-#include <array>
 #include <bit>
 
 namespace sim {
@@ -12,14 +11,14 @@ constexpr uint16_t OBJECT_ID = 0x0103;
 constexpr size_t HEAD_SIZE = 31;
 constexpr size_t LENGTH_SIZE = 2;
 
-// The latitude's bytes hold DB and the elevation's C0: every frame has something to escape.
+// The latitude's bytes hold DB and the elevation's C0, so that every frame has bytes to escape.
 constexpr float LONGITUDE = 116.39F;
 constexpr float LATITUDE = 39.964F;
 constexpr uint16_t ELEVATION = 0x00C0;
 
 constexpr size_t ARMS = 4;
 
-// Lamp type, and the first of the four movements whose light it shows, one for each arm.
+// Lamp type, and the first of the four movements (one for each arm) whose light it shows.
 struct LampGroup {
     uint8_t type;
     size_t firstMovement;
@@ -51,10 +50,10 @@ std::vector<uint8_t> EncodeHead(uint64_t microseconds) {
     return head;
 }
 
-void AppendLink(std::vector<uint8_t>& payload, std::span<const PhaseLight> movements, size_t link, uint8_t groups) {
+void AppendLink(std::vector<uint8_t>& payload, std::span<const PhaseLight> movements, size_t link, unsigned groups) {
     const size_t arm = link % ARMS;
     Append(payload, static_cast<uint32_t>(arm * 90), 2);
-    payload.push_back(groups);
+    payload.push_back(static_cast<uint8_t>(groups));
     for (size_t group = 0; group < groups; ++group) {
         const auto& [type, firstMovement] = GROUPS[group % std::size(GROUPS)];
         const PhaseLight& light = movements[firstMovement + arm];
@@ -63,7 +62,7 @@ void AppendLink(std::vector<uint8_t>& payload, std::span<const PhaseLight> movem
     }
 }
 
-// Whether all links and groups are there; what follows the last is left alone.
+// Whether the payload holds all links and groups that it counts. Bytes after the last are ignored.
 bool DoCountsFit(std::span<const uint8_t> payload) {
     size_t at = LINKS_AT;
     for (size_t link = 0; link < payload[LINK_COUNT_AT]; ++link) {
@@ -86,16 +85,7 @@ FrameKind ClassifyPayload(std::span<const uint8_t> payload) {
     return DoCountsFit(payload) ? FrameKind::good : FrameKind::wrongCount;
 }
 
-bool IsCrcRight(std::span<const uint8_t> body) {
-    if (body.size() < CRC_SIZE) {
-        return false;
-    }
-    const std::span<const uint8_t> crc = body.last(CRC_SIZE);
-    return (crc[0] | crc[1] << 8) == Crc16(body.first(body.size() - CRC_SIZE));
-}
-
-} // namespace
-
+// CRC-16/MODBUS.
 uint16_t Crc16(std::span<const uint8_t> bytes) {
     constexpr uint32_t POLYNOMIAL = 0xA001;
     uint32_t crc = 0xFFFF;
@@ -108,6 +98,16 @@ uint16_t Crc16(std::span<const uint8_t> bytes) {
     return static_cast<uint16_t>(crc);
 }
 
+bool IsCrcRight(std::span<const uint8_t> body) {
+    if (body.size() < CRC_SIZE) {
+        return false;
+    }
+    const std::span<const uint8_t> crc = body.last(CRC_SIZE);
+    return (crc[0] | crc[1] << 8) == Crc16(body.first(body.size() - CRC_SIZE));
+}
+
+} // namespace
+
 std::vector<uint8_t> EncodePayload(std::span<const PhaseLight> movements, FrameShape shape, uint64_t microseconds) {
     constexpr size_t LENGTH_AT = HEAD_SIZE;
     std::vector<uint8_t> payload = EncodeHead(microseconds);
@@ -115,7 +115,7 @@ std::vector<uint8_t> EncodePayload(std::span<const PhaseLight> movements, FrameS
     Append(payload, std::bit_cast<uint32_t>(LONGITUDE), 4);
     Append(payload, std::bit_cast<uint32_t>(LATITUDE), 4);
     Append(payload, ELEVATION, 2);
-    payload.push_back(shape.links);
+    payload.push_back(static_cast<uint8_t>(shape.links));
     for (size_t link = 0; link < shape.links; ++link) {
         AppendLink(payload, movements, link, shape.groups);
     }

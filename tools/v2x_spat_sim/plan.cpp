@@ -66,10 +66,6 @@ PhaseLight LightOf(const GreenTime& green, nanoseconds time) {
 
 } // namespace
 
-seconds PlanCycle() {
-    return CYCLE.length;
-}
-
 std::vector<PhaseLight> PlanAt(nanoseconds time, PhaseRange phases) {
     std::vector<PhaseLight> lights;
     lights.reserve(phases.count);

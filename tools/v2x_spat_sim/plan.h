@@ -21,19 +21,16 @@ struct PhaseLight {
     uint8_t secondsLeft; // until this phase's next change, rounded up: 1 in the last second
 };
 
-// The device phases `first`, `first` + 1, ... play the movements 1 to 8, and those beyond the eighth 1 to 8 again.
-// first + count - 1 must not exceed 255.
+// The device phases `first`, `first` + 1, ... play the movements 1 to 8; those beyond the eighth start again at
+// movement 1. first + count - 1 must not exceed 255.
 struct PhaseRange {
-    uint8_t first = 1;
-    uint8_t count = 8;
+    unsigned first = 1;
+    unsigned count = 8;
 };
 
 inline constexpr int MAX_PLAN_PHASES = 36;
 
-// Length of the cycle, after which the plan repeats.
-std::chrono::seconds PlanCycle();
-
-// What the plan says `time` after its start, one entry per phase in order of their numbers. Any thread.
+// The lights `time` after the plan's start, one entry per phase in order of their numbers. Any thread.
 std::vector<PhaseLight> PlanAt(std::chrono::nanoseconds time, PhaseRange phases);
 
 // One line for people: "1 G15  2 R50  ...".

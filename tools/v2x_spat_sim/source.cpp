@@ -1,18 +1,63 @@
 #include "source.h"
 
+#include <charconv>
 #include <cinttypes>
+#include <stdexcept>
+#include <string_view>
 #include <utility>
 
+#include "common/hex.h"
 #include "text.h"
 
 namespace sim {
+namespace {
 
 using std::chrono::nanoseconds;
+
+constexpr std::string_view BLANKS = " \t\r";
+
+// Takes the time off the front of the line.
+std::chrono::milliseconds TakeTime(std::string_view& line) {
+    constexpr int64_t MAX_TIME = 1'000'000'000'000;
+    line.remove_prefix(line.find_first_not_of(BLANKS));
+    const std::string_view word = line.substr(0, line.find_first_of(BLANKS));
+    line.remove_prefix(word.size());
+    int64_t value = 0;
+    const auto [stop, error] = std::from_chars(word.data(), word.data() + word.size(), value);
+    if (error != std::errc{} || stop != word.data() + word.size() || value < 0 || value > MAX_TIME) {
+        throw std::invalid_argument("'" + std::string(word) + "' is not a time in milliseconds");
+    }
+    return std::chrono::milliseconds(value);
+}
+
+// Parses one line that is not empty.
+ReplayDatagram ParseLine(std::string_view line) {
+    ReplayDatagram datagram{TakeTime(line), {}};
+    const std::string problem = tools::AppendHex(line, datagram.bytes);
+    if (!problem.empty()) {
+        throw std::invalid_argument("after the time, " + problem);
+    }
+    if (datagram.bytes.empty() || datagram.bytes.size() > MAX_DATAGRAM) {
+        throw std::invalid_argument(
+            FormatText("%zu bytes; a datagram has 1 to %zu", datagram.bytes.size(), MAX_DATAGRAM));
+    }
+    return datagram;
+}
+
+nanoseconds RoundLength(const std::vector<ReplayDatagram>& datagrams) {
+    constexpr nanoseconds WITHOUT_GAP = std::chrono::seconds(1);
+    const nanoseconds last = datagrams.back().time;
+    const nanoseconds span = last - datagrams.front().time;
+    const auto gaps = static_cast<int64_t>(datagrams.size()) - 1;
+    return last + (span.count() > 0 ? span / gaps : WITHOUT_GAP);
+}
+
+} // namespace
 
 PlanSource::PlanSource(double rate, PhaseRange phases, nanoseconds start, Encode encode)
     : m_rate(rate), m_phases(phases), m_start(start), m_encode(std::move(encode)) {}
 
-// From the index and not from the deadline before, so that rounding does not add up.
+// Computed from the index, so that rounding errors do not add up.
 nanoseconds PlanSource::Deadline() const {
     return nanoseconds(static_cast<int64_t>(static_cast<double>(m_index) * 1e9 / m_rate));
 }
@@ -25,17 +70,32 @@ std::optional<nanoseconds> PlanSource::Due(nanoseconds now) {
 }
 
 std::vector<uint8_t> PlanSource::Take() {
-    std::vector<uint8_t> datagram = m_encode(PlanAt(m_start + Deadline(), m_phases));
+    std::vector<uint8_t> message = m_encode(PlanAt(m_start + Deadline(), m_phases));
     ++m_index;
-    return datagram;
+    return message;
 }
 
 std::string PlanSource::State(nanoseconds now) const {
     return PlanText(PlanAt(m_start + now, m_phases));
 }
 
+std::vector<ReplayDatagram> ParseReplay(const std::string& text, const std::string& name) {
+    std::vector<ReplayDatagram> datagrams;
+    EachLine(text, name, [&](std::string_view line) {
+        ReplayDatagram datagram = ParseLine(line);
+        if (!datagrams.empty() && datagram.time < datagrams.back().time) {
+            throw std::invalid_argument("the time goes back");
+        }
+        datagrams.push_back(std::move(datagram));
+    });
+    if (datagrams.empty()) {
+        throw std::runtime_error(name + ": holds no datagram");
+    }
+    return datagrams;
+}
+
 ReplaySource::ReplaySource(std::vector<ReplayDatagram> datagrams, bool loop)
-    : m_datagrams(std::move(datagrams)), m_roundLength(ReplayRound(m_datagrams)), m_loop(loop) {}
+    : m_datagrams(std::move(datagrams)), m_roundLength(RoundLength(m_datagrams)), m_loop(loop) {}
 
 std::optional<nanoseconds> ReplaySource::Due(nanoseconds /*now*/) {
     if (m_next == m_datagrams.size()) {
@@ -45,13 +105,13 @@ std::optional<nanoseconds> ReplaySource::Due(nanoseconds /*now*/) {
 }
 
 std::vector<uint8_t> ReplaySource::Take() {
-    std::vector<uint8_t> datagram = m_datagrams[m_next].bytes;
+    std::vector<uint8_t> message = m_datagrams[m_next].bytes;
     ++m_next;
     if (m_next == m_datagrams.size() && m_loop) {
         m_next = 0;
         ++m_round;
     }
-    return datagram;
+    return message;
 }
 
 std::string ReplaySource::State(nanoseconds /*now*/) const {

@@ -1,4 +1,4 @@
-// Where a simulator's datagrams come from, one after another, each with the time at which it is due.
+// Where a simulated device's messages come from, one after another, each with the time at which it is due.
 #pragma once
 
 #include <chrono>
@@ -10,25 +10,24 @@
 #include <vector>
 
 #include "plan.h"
-#include "replay.h"
 
 namespace sim {
 
-// Not for use by two threads at a time. Times count from the start of the run.
-class DatagramSource {
+// One thread at a time. Times count from the start of the run.
+class MessageSource {
 public:
-    virtual ~DatagramSource() = default;
-    // When the next datagram is due; empty: there is none any more.
+    virtual ~MessageSource() = default;
+    // When the next message is due; empty after the last one.
     virtual std::optional<std::chrono::nanoseconds> Due(std::chrono::nanoseconds now) = 0;
-    // The datagram that is due, and on to the next. Only while Due() names a time.
+    // Returns the message that is due and moves on to the next. Only while Due() names a time.
     virtual std::vector<uint8_t> Take() = 0;
-    // What the source says at this time, for people, in one line.
+    // The source's state at this time in one line for people.
     virtual std::string State(std::chrono::nanoseconds now) const = 0;
 };
 
-// The signal plan, encoded `rate` times a second. Deadlines do not drift. When sending falls behind it catches up, but
-// not on more than one second: what is older is left out, as a device would that was stopped.
-class PlanSource : public DatagramSource {
+// The signal plan, encoded `rate` times a second. Deadlines do not drift. A source that falls behind catches up, but
+// skips what is more than one second late.
+class PlanSource : public MessageSource {
 public:
     using Encode = std::function<std::vector<uint8_t>(std::span<const PhaseLight> lights)>;
 
@@ -48,9 +47,23 @@ private:
     Encode m_encode;
 };
 
-// A recording, once or again and again.
-class ReplaySource : public DatagramSource {
+inline constexpr size_t MAX_DATAGRAM = 32767; // bytes that the platform's UDP sockets receive
+
+struct ReplayDatagram {
+    std::chrono::milliseconds time; // since the start of the replay
+    std::vector<uint8_t> bytes;     // 1 to MAX_DATAGRAM
+};
+
+// Parses the text of a replay file. Each line holds one datagram: milliseconds since the start, a blank, the bytes in
+// hex. Times must not go back. `name` stands for the file in messages. Throws std::runtime_error "name:line: reason",
+// or "name: reason" when the text holds no datagram.
+std::vector<ReplayDatagram> ParseReplay(const std::string& text, const std::string& name);
+
+// Recorded datagrams, once or in a loop. The next round starts one average gap after the last datagram, or 1 s after
+// it when there is no gap.
+class ReplaySource : public MessageSource {
 public:
+    // At least one datagram.
     ReplaySource(std::vector<ReplayDatagram> datagrams, bool loop);
     std::optional<std::chrono::nanoseconds> Due(std::chrono::nanoseconds now) override;
     std::vector<uint8_t> Take() override;

@@ -1,52 +1,61 @@
-#include "stack.h"
-
-#include <array>
-#include <cctype>
 #include <cinttypes>
-#include <random>
+#include <memory>
 
-#include "ipc_print.h"
+#include "command_line.h"
+#include "common/files.h"
 #include "ipc_record.h"
-#include "output.h"
-#include "run_loop.h"
-#include "summary.h"
+#include "port.h"
+#include "roles.h"
+#include "session.h"
+#include "stack_answer.h"
 #include "text.h"
-#include "udp_port.h"
 
 namespace sim {
 namespace {
 
+constexpr size_t MAX_ITEMS = 100; // the daemon reads 64
+
+constexpr DamageTexts DAMAGE_TEXTS = {
+    "--bad-replies", "Share of the replies that are bad, 0 to 1", "--bad-reply-kinds",
+    "Kinds of bad replies to choose from: head (wrong start bytes),\nlength (wrong length field), large (20481 bytes "
+    "after the header),\ncommand (wrong command), type (wrong data type), cut (an item that\nreaches beyond the end), "
+    "garbage (an item that cannot be decoded),\ntrailing (bytes after an item's frame), number (fewer items than\n"
+    "counted), short (a datagram of 0 to 27 bytes)"};
+
+constexpr const char* FOOTER =
+    "Requests for SPAT are answered with encoded messages: those of --frames, or a message with\nthe last record's "
+    "first 16 phases. Without a record there is no answer.\n"
+    "The daemon looks for each item of a reply right after the first one, and so finds the first\ntwo; "
+    "Corrections.ReplyItems of its configuration makes it read all of them.\n"
+    "The summary's items are those that can be decoded, in a bad reply up to the first that\ncannot.";
+
+struct StackOptions {
+    RunOptions run;                   // its count limits records
+    Endpoint listen{LOOPBACK, 20010}; // without IP: loopback
+    bool isSilent = false;            // answers nothing
+    std::string framesFile;
+    AnswerOptions answers;
+};
+
 class Stack {
 public:
     explicit Stack(const StackOptions& options)
-        : m_options(options), m_seed(options.seed ? *options.seed : std::random_device{}()),
-          m_answerer(options.answers, m_seed),
+        : m_options(options),
+          m_session("stack", options.run, !options.isSilent && options.answers.damage.share > 0 ? "bad replies" : ""),
+          m_answerer(options.answers, m_session.Seed()),
           m_port("stack", options.listen, [this](std::span<const uint8_t> datagram, const UdpPort::Sender& sender) {
               OnDatagram(datagram, sender);
           }) {}
 
     void Run() {
-        Announce();
-        m_loop.WaitUntil(EndOfRun(Clock::now(), m_options.run.limits.seconds));
+        m_session.Announce("listening on " + EndpointText(m_options.listen));
+        m_session.WaitUntil(EndOfRun(Clock::now(), m_options.run.seconds));
         m_port.Close();
-        ReportSummary(MakeSummary(), m_options.run.json, m_options.run.summaryFile, m_output);
-        m_output.CheckFailure();
+        m_session.Finish(MakeSummary());
     }
 
 private:
-    bool IsDamaging() const { return m_options.isAnswering && m_options.answers.bad > 0; }
-
-    void Announce() const {
-        Output notes(m_options.run.json ? stderr : stdout);
-        if (!m_options.run.quiet) {
-            notes.Line("stack: listening on " + EndpointText(m_options.listen));
-        }
-        if (IsDamaging()) {
-            notes.Line(FormatText("stack: bad replies with --seed %" PRIu32, m_seed));
-        }
-    }
-
-    // What follows runs on the receive thread until the port is closed.
+    // The functions from here to OnRecord run on the receive thread until the port is closed.
 
     void OnDatagram(std::span<const uint8_t> datagram, const UdpPort::Sender& sender) {
         if (m_isDone) {
@@ -56,11 +65,9 @@ private:
         const Frame frame = ReadFrame(datagram);
         if (const auto* record = std::get_if<SpatRecord>(&frame)) {
             OnRecord(*record, receiveTime);
-        } else if (const auto* refusal = std::get_if<Refusal>(&frame)) {
-            ++m_refused[static_cast<size_t>(refusal->rung)];
-            if (!m_options.run.quiet) {
-                Show({m_options.run.json ? RefusalJson(*refusal) : RefusalLine(*refusal)});
-            }
+        } else if (const auto* rejection = std::get_if<Rejection>(&frame)) {
+            m_rejected.Add(rejection->fault);
+            m_session.Print(m_options.run.json ? RejectionJson(*rejection) : RejectionLine(*rejection));
         } else {
             OnRequest(sender);
         }
@@ -68,7 +75,7 @@ private:
 
     void OnRequest(const UdpPort::Sender& sender) {
         ++m_requests;
-        if (!m_options.isAnswering) {
+        if (m_options.isSilent) {
             return;
         }
         if (auto reply = m_answerer.Answer(v2xpub_CommGetCurrentTime64())) {
@@ -84,103 +91,83 @@ private:
         for (const Phase& phase : record.phases) {
             m_states += phase.states.size();
         }
-        if (!m_options.run.quiet) {
-            Show(m_options.run.json ? std::vector{RecordJson(record, receiveTime)} : RecordLines(record));
+        for (const std::string& line :
+             m_options.run.json ? std::vector{RecordJson(record, receiveTime)} : RecordLines(record)) {
+            m_session.Print(line);
         }
-        if (m_records == m_options.run.limits.count) {
-            End();
+        if (m_records == m_options.run.count) {
+            m_isDone = true;
+            m_session.Stop();
         }
-    }
-
-    void Show(const std::vector<std::string>& lines) {
-        for (const std::string& line : lines) {
-            if (!m_output.Line(line)) {
-                End();
-            }
-        }
-    }
-
-    void End() {
-        m_isDone = true;
-        m_loop.Stop();
-    }
-
-    // From here on: after the port is closed.
-
-    uint64_t AllRefused() const {
-        uint64_t all = 0;
-        for (const uint64_t count : m_refused) {
-            all += count;
-        }
-        return all;
-    }
-
-    std::string RefusedText() const {
-        std::string rungs;
-        for (size_t rung = 0; rung < RUNGS; ++rung) {
-            if (m_refused[rung] != 0) {
-                rungs += FormatText("%s%s %" PRIu64, rungs.empty() ? "" : ", ", RungName(static_cast<Rung>(rung)),
-                                    m_refused[rung]);
-            }
-        }
-        return FormatText("%" PRIu64 " refused", AllRefused()) + (rungs.empty() ? "" : " (" + rungs + ")");
     }
 
     Summary MakeSummary() const {
         const v2xpub_UdpSocketStats_t stats = m_port.Stats();
-        Summary summary;
-        summary.text =
-            FormatText("stack: %" PRIu64 " records (%" PRIu64 " phase states), %" PRIu64 " SPAT requests, %s",
-                       m_records, m_states, m_requests, RefusedText().c_str());
-        summary.numbers = {
-            {"records", m_records}, {"phaseStates", m_states}, {"requests", m_requests}, {"refused", AllRefused()}};
-        for (size_t rung = 0; rung < RUNGS; ++rung) {
-            std::string key = RungName(static_cast<Rung>(rung));
-            key.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(key.front())));
-            summary.numbers.emplace_back("refused" + key, m_refused[rung]);
-        }
-        const struct {
-            const char* key;
-            const char* text;
-            uint64_t count;
-        } extras[] = {
-            {"emptyEntries", "empty phase entries", m_emptyEntries},
-            {"tooLong", "too long to be received", stats.tooLong},
-            {"kernelDrops", "lost in a full receive buffer", stats.kernelDrops},
-        };
-        for (const auto& extra : extras) {
-            summary.numbers.emplace_back(extra.key, extra.count);
-            if (extra.count != 0) {
-                summary.text += FormatText(", %" PRIu64 " %s", extra.count, extra.text);
-            }
-        }
-        if (m_options.isAnswering) {
+        Summary summary(FormatText("%" PRIu64 " records (%" PRIu64 " phase states)", m_records, m_states));
+        summary.Add("records", m_records);
+        summary.Add("phaseStates", m_states);
+        summary.Add("requests", m_requests, "SPAT requests");
+        summary.Add("refused", m_rejected.All(), "rejected" + m_rejected.Text());
+        m_rejected.AddNumbers(summary);
+        summary.AddIfAny("emptyEntries", m_emptyEntries, "empty phase entries");
+        summary.AddIfAny("tooLong", stats.tooLong, "too long to be received");
+        summary.AddIfAny("kernelDrops", stats.kernelDrops, "dropped by the kernel, receive buffer full");
+        if (!m_options.isSilent) {
             m_answerer.AddTo(summary);
-        }
-        if (IsDamaging()) {
-            summary.numbers.emplace_back("seed", m_seed);
         }
         return summary;
     }
 
     const StackOptions& m_options;
-    const uint32_t m_seed;
+    Session m_session; // before the port, whose thread must not get the signals
     Answerer m_answerer;
-    Output m_output{stdout};
     bool m_isDone = false;
     uint64_t m_records = 0;
     uint64_t m_states = 0;
     uint64_t m_emptyEntries = 0;
     uint64_t m_requests = 0;
-    std::array<uint64_t, RUNGS> m_refused{};
-    RunLoop m_loop; // before the port, whose thread is to leave the signals alone
+    KindCount m_rejected{FAULTS};
     UdpPort m_port;
 };
 
+void RunStack(StackOptions& options) {
+    constexpr size_t MAX_FILE = size_t{1} << 30;
+    if (options.listen.ip.empty()) {
+        options.listen.ip = LOOPBACK;
+    }
+    if (!options.framesFile.empty()) {
+        options.answers.frames = ParseFrames(tools::ReadFile(options.framesFile, MAX_FILE), options.framesFile);
+        CheckAnswers(options.answers);
+    }
+    Stack(options).Run();
+}
+
 } // namespace
 
-void RunStack(const StackOptions& options) {
-    Stack(options).Run();
+void AddStack(CLI::App& app, Run& run) {
+    const auto options = std::make_shared<StackOptions>();
+    CLI::App& stack = *app.add_subcommand(
+        "stack", "Play the stack application: check the daemon's frames, show them, answer its requests");
+    AddEndpointOption(stack, "--listen", options->listen, "[IP:]PORT",
+                      "Where frames arrive: ipc.app_rs_rcvport of v2x_ipc.cfg");
+    stack
+        .add_option("--frames", options->framesFile,
+                    "Answer with the encoded messages in FILE, in turn; a frame in hex\non each line, '#' begins a "
+                    "comment")
+        ->type_name("FILE");
+    AddNumberOption(stack, "--items", options->answers.items, 1, MAX_ITEMS, "N", "Frames of the file in each reply")
+        ->needs("--frames");
+    AddDamageOptions(stack, options->answers.damage, options->run, REPLY_KINDS, DAMAGE_TEXTS);
+    stack.get_option("--seed")->needs("--bad-replies");
+    stack.add_flag("--no-replies", options->isSilent, "Answer no request")
+        ->excludes("--frames")
+        ->excludes("--bad-replies");
+    AddRunOptions(
+        stack, options->run, "records",
+        "Print each record, each rejected frame and the summary as one JSON\nobject per line; times of states in "
+        "0.1 s");
+    stack.footer(FOOTER);
+    stack.callback([&run, options] { run = [options] { RunStack(*options); }; });
 }
 
 } // namespace sim

@@ -1,7 +1,6 @@
 #include "stack_reply.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <limits>
 #include <utility>
@@ -32,7 +31,7 @@ void Put(Bytes& bytes, size_t at, const Record& record) {
     std::memcpy(bytes.data() + at, &record, sizeof record);
 }
 
-// Makes the lengths in both heads those of the datagram.
+// Sets both length fields to the datagram's size.
 void RenewLengths(Bytes& reply) {
     auto head = Get<Head>(reply, 0);
     auto block = Get<Block>(reply, sizeof(Head));
@@ -42,9 +41,9 @@ void RenewLengths(Bytes& reply) {
     Put(reply, sizeof head, block);
 }
 
-// ---- damage to items, before they are laid out
+// ---- damage to the items of a reply
 
-// There are five alternatives of MessageFrame, in three bits behind that for later ones.
+// A MessageFrame begins with the extension bit and three bits that choose one of five alternatives.
 void DamageToGarbage(std::vector<Item>& items, Chance& chance) {
     Item& item = items[chance.Below(items.size())];
     if (chance.Below(2) == 0) {
@@ -71,7 +70,7 @@ void DamageHead(Bytes& reply, size_t /*last*/, Chance& chance) {
     chance.Change(reply[chance.Below(2)]);
 }
 
-// Near misses, below and above: they tell more of a receiver than lengths far off.
+// By 1 to 64, below or above: small errors are the ones that a receiver overlooks.
 void DamageLength(Bytes& reply, size_t /*last*/, Chance& chance) {
     auto head = Get<Head>(reply, 0);
     const size_t off = 1 + chance.Below(64);
@@ -100,7 +99,7 @@ void DamageNumber(Bytes& reply, size_t /*last*/, Chance& chance) {
     Put(reply, sizeof(Head), block);
 }
 
-// Either the last item says too much, or it is cut, in its length at the most.
+// Raises the length of the last item, or cuts off its end, at most down to one byte of its length.
 void DamageCut(Bytes& reply, size_t last, Chance& chance) {
     if (chance.Below(2) == 0) {
         const auto more = static_cast<uint16_t>(std::min<size_t>(last + 1 + chance.Below(64), 65535));
@@ -115,19 +114,12 @@ struct Damage {
     void (*toItems)(std::vector<Item>& items, Chance& chance);
     void (*toReply)(Bytes& reply, size_t last, Chance& chance);
 };
-constexpr std::array<Damage, REPLY_KINDS> DAMAGES = {{
-    {nullptr, nullptr},
-    {nullptr, DamageShort},
-    {nullptr, DamageHead},
-    {nullptr, DamageLength},
-    {nullptr, DamageLarge},
-    {nullptr, DamageCommand},
-    {nullptr, DamageType},
-    {nullptr, DamageNumber},
-    {nullptr, DamageCut},
-    {DamageToGarbage, nullptr},
-    {DamageTrailing, nullptr},
-}};
+constexpr Damage DAMAGES[] = {
+    {nullptr, nullptr},        {nullptr, DamageHead},   {nullptr, DamageLength}, {nullptr, DamageLarge},
+    {nullptr, DamageCommand},  {nullptr, DamageType},   {nullptr, DamageCut},    {DamageToGarbage, nullptr},
+    {DamageTrailing, nullptr}, {nullptr, DamageNumber}, {nullptr, DamageShort},
+};
+static_assert(std::size(DAMAGES) == std::size(REPLY_KINDS));
 
 // ---- reading
 

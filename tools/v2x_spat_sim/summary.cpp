@@ -1,34 +1,51 @@
 #include "summary.h"
 
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <stdexcept>
+#include <cinttypes>
+#include <numeric>
 
-#include "json.h"
+#include "text.h"
 
 namespace sim {
 
-std::string SummaryJson(const Summary& summary) {
+void Summary::Add(const std::string& key, uint64_t count, const std::string& text) {
+    Add(key, count);
+    Say(FormatText(", %" PRIu64 " %s", count, text.c_str()));
+}
+
+void Summary::AddIfAny(const std::string& key, uint64_t count, const std::string& text) {
+    if (count != 0) {
+        Add(key, count, text);
+    } else {
+        Add(key, count);
+    }
+}
+
+std::string Summary::Json() const {
     const JsonPtr object(cJSON_CreateObject());
     cJSON* const numbers = cJSON_AddObjectToObject(object.get(), "summary");
-    for (const auto& [key, value] : summary.numbers) {
-        AddUnsigned(numbers, key.c_str(), value);
+    for (const auto& [key, count] : m_numbers) {
+        AddNumber(numbers, key.c_str(), count);
     }
     return JsonLine(object);
 }
 
-void ReportSummary(const Summary& summary, bool json, const std::string& file, Output& output) {
-    const std::string line = SummaryJson(summary);
-    output.Line(json ? line : summary.text);
-    if (file.empty()) {
-        return;
+uint64_t KindCount::All() const {
+    return std::accumulate(m_counts.begin(), m_counts.end(), uint64_t{0});
+}
+
+std::string KindCount::Text() const {
+    std::string text;
+    for (size_t kind = 0; kind < m_counts.size(); ++kind) {
+        if (m_counts[kind] != 0) {
+            text += FormatText("%s%" PRIu64 " %s", text.empty() ? " (" : ", ", m_counts[kind], m_names[kind].text);
+        }
     }
-    std::ofstream out(file);
-    out << line << '\n';
-    out.close();
-    if (!out) {
-        throw std::runtime_error(file + ": the summary cannot be written: " + std::strerror(errno));
+    return text.empty() ? "" : text + ")";
+}
+
+void KindCount::AddNumbers(Summary& summary) const {
+    for (size_t kind = 0; kind < m_counts.size(); ++kind) {
+        summary.Add(m_names[kind].key, m_counts[kind]);
     }
 }
 

@@ -1,4 +1,4 @@
-#include "report.h"
+#include "learner_report.h"
 
 namespace sim {
 namespace {
@@ -31,7 +31,7 @@ void DamageStart(std::vector<uint8_t>& datagram, uint32_t random) {
     }
 }
 
-// Near misses, below and above: they tell more of a receiver than lengths far off.
+// By 1 to 64, below or above: small errors are the ones that a receiver overlooks.
 void DamageLength(std::vector<uint8_t>& datagram, uint32_t random) {
     if (datagram.size() >= HEAD_SIZE) {
         const size_t off = 1 + (random >> 1) % 64;
@@ -71,10 +71,15 @@ ReportKind ClassifyReport(std::span<const uint8_t> datagram) {
 }
 
 void DamageReport(std::vector<uint8_t>& datagram, ReportKind kind, uint32_t random) {
-    using Damage = void (*)(std::vector<uint8_t>&, uint32_t);
-    constexpr std::array<Damage, REPORT_KINDS> DAMAGES = {nullptr, DamageStart, DamageLength, DamageCount};
-    if (const Damage damage = DAMAGES[static_cast<size_t>(kind)]; damage != nullptr) {
-        damage(datagram, random);
+    switch (kind) {
+    case ReportKind::good:
+        break;
+    case ReportKind::wrongStart:
+        return DamageStart(datagram, random);
+    case ReportKind::wrongLength:
+        return DamageLength(datagram, random);
+    case ReportKind::highCount:
+        return DamageCount(datagram, random);
     }
 }
 
