@@ -55,7 +55,7 @@ struct CloudOptions {
     RunOptions run; // its count limits documents: those sent, or those received when none is sent
     int32_t domain = 200;
     std::string device = "RSU0001"; // the unit's identity, part of the topics' names
-    std::string status = "1";
+    std::string status = "none";
     double statusInterval = 5; // seconds
     std::vector<std::string> documentFiles;
     std::optional<double> rate; // of documents a second
@@ -227,7 +227,7 @@ void RunCloud(CloudOptions& options) {
 
 void AddDocumentOptions(CLI::App& cloud, CloudOptions& options) {
     DownOptions& downs = options.downs;
-    cloud.add_option("--rate", options.rate, "Documents per second (default: 1; 0: none)")
+    cloud.add_option("--rate", options.rate, "Documents per second (default: 0, none is sent; with --document 1)")
         ->check(tools::Number(0, 1e4))
         ->type_name("HZ");
     cloud.add_option("--document", options.documentFiles, "Send these files unchanged, in turn, instead of the plan")
@@ -240,7 +240,7 @@ void AddDocumentOptions(CLI::App& cloud, CloudOptions& options) {
         AddNumberOption(cloud, "--node", downs.intersection.node, 0, 65535, "N", "Node id of the plan's intersection"),
     };
     for (CLI::Option* const option : plan) {
-        option->excludes("--document");
+        option->excludes("--document")->needs("--rate");
     }
     cloud
         .add_option("--fragment", downs.piece,
@@ -266,7 +266,8 @@ void AddCloud(CLI::App& app, Run& run) {
         ->check(CLI::IsMember(RUN_STATES).description(""))
         ->type_name("STATUS")
         ->capture_default_str();
-    AddNumberOption(cloud, "--status-interval", options->statusInterval, 0.01, 1e6, "S", "Seconds between two of them");
+    AddNumberOption(cloud, "--status-interval", options->statusInterval, 0.01, 1e6, "S", "Seconds between two of them")
+        ->needs("--status");
     AddDocumentOptions(cloud, *options);
     AddDamageOptions(cloud, options->downs.damage, options->run, DOCUMENT_KINDS, DAMAGE_TEXTS);
     cloud.get_option("--seed")->needs("--bad-documents");
@@ -276,7 +277,7 @@ void AddCloud(CLI::App& app, Run& run) {
     cloud.footer(FOOTER);
     cloud.callback([&run, options] {
         DownOptions& downs = options->downs;
-        downs.rate = options->rate.value_or(1);
+        downs.rate = options->rate.value_or(options->documentFiles.empty() ? 0 : 1);
         if (downs.rate == 0 && (downs.piece != 0 || downs.damage.share > 0)) {
             throw CLI::ValidationError("--fragment and --bad-documents require --rate or --document");
         }
