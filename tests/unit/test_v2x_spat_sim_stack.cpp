@@ -46,13 +46,17 @@ std::string Verdict(const Bytes& datagram) {
 
 TEST(IpcRecord, ShowsARecord) {
     ASSERT_EQ(FRAME.size(), 58U);
-    const auto record = std::get<SpatRecord>(ReadFrame(FRAME));
+    auto record = std::get<SpatRecord>(ReadFrame(FRAME));
     EXPECT_THAT(RecordLines(record), ElementsAre("12:34:56.789  1/2  phase  3  permissive green   15.0 s"));
     EXPECT_EQ(
         RecordJson(record, 1732181400200000),
         R"({"intersection":65538,"region":1,"node":2,"status":0,"moy":468754,"secMark":56789,"phaseNum":1,)"
         R"("phases":[{"id":3,"states":[{"mode":1,"light":"permissive green","lightCode":5,"start":0,"end":150}]}],)"
         R"("emptyEntries":0,"receiveTime":1732181400200000,"sendTime":1732181400123456})");
+    record.moy = 0xFFFFFFFF;
+    EXPECT_THAT(RecordLines(record), ElementsAre("--:--:56.789  1/2  phase  3  permissive green   15.0 s"));
+    record.secMark = 65535;
+    EXPECT_THAT(RecordLines(record), ElementsAre("--:--:--.---  1/2  phase  3  permissive green   15.0 s"));
 }
 
 TEST(IpcRecord, NamesTheFaultOfAFrame) {

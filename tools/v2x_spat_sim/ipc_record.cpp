@@ -137,11 +137,16 @@ std::string SecondsText(uint16_t tenths) {
     return tenths == V2XIPC_TIME_UNKNOWN ? "unknown" : FormatText("%u.%u s", tenths / 10, tenths % 10);
 }
 
-// "12:34:56.789  1/2", from the minute of the year and the millisecond of that minute.
+// "12:34:56.789  1/2", from the minute of the year and the millisecond of that minute; dashes for an absent one.
 std::string ReadingText(const SpatRecord& record) {
     const uint32_t minute = record.moy % (24 * 60);
-    return FormatText("%02u:%02u:%02u.%03u  %u/%u", minute / 60, minute % 60, record.secMark / 1000,
-                      record.secMark % 1000, record.intersection >> 16, record.intersection & 0xFFFF);
+    const std::string minuteText =
+        record.moy == NO_MINUTE ? "--:--" : FormatText("%02u:%02u", minute / 60, minute % 60);
+    const std::string secondText = record.secMark == NO_MILLISECOND
+                                       ? "--.---"
+                                       : FormatText("%02u.%03u", record.secMark / 1000, record.secMark % 1000);
+    return FormatText("%s:%s  %u/%u", minuteText.c_str(), secondText.c_str(), record.intersection >> 16,
+                      record.intersection & 0xFFFF);
 }
 
 // The current state in columns, then the states that follow it.
