@@ -124,8 +124,9 @@ struct Damage {
     bool mustBreakCrc; // retried when it does not, one time in 65536
 };
 constexpr Damage DAMAGES[] = {
-    {nullptr, false, false},     {DamageCrc, true, true},   {DamageLength, true, true}, {DamageDelimiter, false, false},
-    {DamageEscape, false, true}, {DamageType, true, false}, {DamageCount, true, false},
+    {nullptr, false, false}, // good
+    {DamageCrc, true, true},     {DamageLength, true, true}, {DamageDelimiter, false, false},
+    {DamageEscape, false, true}, {DamageType, true, false},  {DamageCount, true, false},
 };
 static_assert(std::size(DAMAGES) == std::size(FRAME_KINDS));
 

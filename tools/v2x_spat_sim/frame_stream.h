@@ -57,7 +57,7 @@ private:
 
     StreamOptions m_options;
     DamageShare m_damage;
-    DamageShare m_garbage;
+    DamageShare m_garbage; // of one kind
     std::mt19937 m_random;
     Load m_load;
     std::vector<uint8_t> m_bytes; // of the load

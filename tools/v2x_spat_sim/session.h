@@ -37,19 +37,23 @@ public:
     // The given seed, or a random one.
     uint32_t Seed() const { return m_seed; }
 
-    // A line for people. Any thread; the same for the rest up to Stop. A failed write to standard output ends the run.
+    // Note, Print and Stop may be called on any thread; the other functions on the main thread only. A failed write to
+    // standard output ends the run.
+
+    // Writes a line for people, unless the run is quiet.
     void Note(const std::string& line);
-    // A line of results on standard output.
+    // Writes a line of results to standard output, unless the run is quiet.
     void Print(const std::string& line);
+    // Ends the run.
     void Stop();
 
     // Prints the first lines: "role: what", and the seed where it decides something.
     void Announce(const std::string& what);
-    // Waits until the deadline (Clock::time_point::max(): for ever) and returns true. Returns false at once, also after
-    // the deadline, when the run is to end. One thread only.
+    // Waits until the deadline (Clock::time_point::max(): for ever) and returns true. Returns false at once after Stop,
+    // SIGINT or SIGTERM, even when the deadline has passed.
     bool WaitUntil(Clock::time_point deadline);
     // Prints "role: " and the summary, and writes its file. Throws std::runtime_error when this or an earlier write
-    // failed, unless because the reader of standard output is gone.
+    // failed. A closed pipe at standard output is not a failure.
     void Finish(Summary summary);
 
 private:
