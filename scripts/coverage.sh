@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds for coverage, runs every test and prints which share of lines and branches they reach, folder by folder; what is not
-# reached goes line by line to build/coverage/coverage.txt.
+# Builds for coverage, runs every test and prints the share of lines and branches that they reach, folder by folder.
+# build/coverage/coverage.txt lists each line that they do not reach.
 # usage: coverage.sh
 set -euo pipefail
 
@@ -12,8 +12,8 @@ cmake --preset coverage -DV2X_DEVELOP=ON >/dev/null
 cmake --build --preset coverage >"$build/build.log" 2>&1 || { tail -60 "$build/build.log"; exit 1; }
 find "$build" -name '*.gcda' -delete
 status=0
-# Left out: one limits the size of files, which the counters' own meet as well.
-ctest --test-dir "$build" --output-on-failure -E 'ScenarioMsg.SaysWhatFailedAndEndsWithItsStatus' \
+# Without the case that limits the size of files: the coverage counters' files meet the limit, too.
+GTEST_FILTER=-ScenarioMsg.SaysWhatFailedAndEndsWithItsStatus ctest --test-dir "$build" -j2 --output-on-failure \
   >"$build/ctest.log" 2>&1 || status=$?
 tail -3 "$build/ctest.log"
 gcovr --root . --object-directory "$build" --filter src/ --filter tools/ --exclude "$build/" --exclude-throw-branches \

@@ -11,8 +11,8 @@ build_packages=(
 )
 develop_packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
-  clang libclang-rt-14-dev clang-format
-  cyclonedds-dev cyclonedds-tools faketime
+  clang clang-format libclang-rt-14-dev
+  cyclonedds-dev cyclonedds-tools faketime python3
 )
 
 case "${1:-all}" in
