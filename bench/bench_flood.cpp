@@ -1,5 +1,5 @@
-// What a flood of controller frames does to the rest: latency of the learner's reports, memory and log of the daemon,
-// quiet and with 1000 frames a second, and how soon a frame arrives once the flood is over.
+// Effect of a flood of controller frames: latency of the learner's reports, memory and log of the daemon without it and
+// with 1000 frames a second, and the time until a frame arrives after the flood.
 // usage: bench_flood [SECONDS [FRAMES_PER_SECOND]]
 #include <algorithm>
 #include <chrono>
@@ -36,7 +36,7 @@ uintmax_t logBytes(const Unit& unit) {
     return all;
 }
 
-// Waits for the record whose first phase is this one; the milliseconds since `start`, or -1.
+// Waits for the record with this first phase; milliseconds since `start`, or -1.
 double arrival(Unit& unit, uint8_t phaseId, Clock::time_point start) {
     for (;;) {
         const auto bytes = unit.receiveRecord(2000);
@@ -80,22 +80,16 @@ void measure(Unit& unit, const char* name, int seconds) {
 
 int main(int argc, char** argv) {
     const int seconds = argc > 1 ? atoi(argv[1]) : 30;
-    const std::string rate = argc > 2 ? argv[2] : "1000";
+    const double rate = argc > 2 ? atof(argv[2]) : 1000;
     Unit unit;
     unit.startAndWaitReady();
     measure(unit, "quiet", seconds);
 
-    unit.controller.release();
-    std::string summary;
-    std::thread controller([&] {
-        summary = unit.simulate("controller", {"--target", "127.0.0.1:" + std::to_string(unit.framePort), "--listen",
-                                               std::to_string(unit.controller.port()), "--rate", rate, "--seconds",
-                                               std::to_string(seconds)});
-    });
+    unit.startDevice("controller", rate, {"--seconds", std::to_string(seconds)});
     measure(unit, "flood", seconds);
-    controller.join();
+    const std::string summary = unit.endSimulator("controller", 0);
     const auto over = Clock::now();
-    while (unit.receiveRecord(600).has_value()) { // what one processing run still takes out of the ring
+    while (unit.receiveRecord(600).has_value()) { // the rest of the ring
     }
     const UdpPeer other;
     const auto sent = Clock::now();

@@ -16,7 +16,7 @@ Process::Process(const std::vector<std::string>& argv, const std::vector<std::st
     arguments.push_back(nullptr);
     m_pid = fork();
     if (m_pid == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL); // a test that is killed leaves nothing behind
+        prctl(PR_SET_PDEATHSIG, SIGKILL); // ends with the test
         for (const std::string& variable : environment) {
             putenv(const_cast<char*>(variable.c_str()));
         }

@@ -1,4 +1,4 @@
-// Programs under test, run as their user would run them.
+// Programs under test, run like a user runs them.
 #pragma once
 
 #include <string>
@@ -7,10 +7,10 @@
 
 #include "temp_folder.h"
 
-// A started program; standard output and error go to files. Killed when it goes out of scope.
+// A running program; standard output and error go to files. The destructor kills it.
 class Process {
 public:
-    // argv[0] is a path; `environment` is added to the test's own ("NAME=value").
+    // argv[0] is a path; `environment` ("NAME=value") extends the test's own.
     Process(const std::vector<std::string>& argv, const std::vector<std::string>& environment,
             const std::string& outFile, const std::string& errFile);
     ~Process();
@@ -18,9 +18,9 @@ public:
     Process& operator=(const Process&) = delete;
 
     void signal(int sig) const;
-    // Stops it (SIGSTOP), and waits until every thread of it stands. False when it has ended.
+    // Sends SIGSTOP and waits until every thread has stopped. False when it has ended.
     bool stop();
-    // Waits for the end, at most so long. Exit status, 128 + signal when one ended it, -1 when it still runs.
+    // Exit status, 128 + signal after a fatal signal, -1 while it still runs after the time out.
     int wait(int milliseconds);
     pid_t pid() const { return m_pid; }
 

@@ -5,18 +5,17 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
-std::vector<std::string> recordOf(const Bytes& frame) {
-    std::vector<std::string> parts = {std::to_string(static_cast<int8_t>(frame.at(40)))};
-    for (size_t at = 41; at + 17 <= frame.size() && frame[at + 1] == 1; at += 17) {
-        parts.push_back(std::to_string(frame[at]) + ":" + std::to_string(frame[at + 3]) + ":" +
-                        std::to_string(frame[at + 6] + 256 * frame[at + 7]));
+std::vector<std::string> recordOf(const Bytes& record) {
+    std::vector<std::string> parts = {std::to_string(static_cast<int8_t>(record.at(40)))};
+    for (size_t at = 41; at + 17 <= record.size() && record[at + 1] == 1; at += 17) {
+        parts.push_back(std::to_string(record[at]) + ":" + std::to_string(record[at + 3]) + ":" +
+                        std::to_string(record[at + 6] + 256 * record[at + 7]));
     }
     return parts;
 }
@@ -26,20 +25,30 @@ uint64_t counted(const std::string& summary, const std::string& name) {
     return at == std::string::npos ? UINT64_MAX : strtoull(summary.c_str() + at + name.size() + 3, nullptr, 10);
 }
 
-bool isFree(uint16_t port) {
-    std::ifstream sockets("/proc/net/udp");
-    std::string line;
-    std::getline(sockets, line); // the head
-    for (std::string slot, local; sockets >> slot >> local && std::getline(sockets, line);) {
-        if (std::stoul(local.substr(local.find(':') + 1), nullptr, 16) == port) {
-            return false;
-        }
+size_t occurrences(const std::string& text, const std::string& part) {
+    size_t count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) {
+        count++;
     }
-    return true;
+    return count;
+}
+
+bool isFree(uint16_t port) {
+    char local[8];
+    snprintf(local, sizeof local, ":%04X ", port);
+    return readFile("/proc/net/udp").find(local) == std::string::npos;
 }
 
 std::string addressOf(uint16_t port) {
     return "127.0.0.1:" + std::to_string(port);
+}
+
+int drain(UdpPeer& peer) {
+    int count = 0;
+    while (peer.receive(0).has_value()) {
+        count++;
+    }
+    return count;
 }
 
 NotifySocket::NotifySocket(const std::string& path) : m_fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
@@ -64,9 +73,9 @@ Unit::Unit() {
     std::filesystem::create_directory(folder.path() + "/conf");
     writeFile(folder.path() + "/conf/sysinfo.xml", "<device_id>" + device + "</device_id>");
     writeFile(folder.path() + "/conf/v2x_ipc.cfg",
-              "ipc = { spat_conv_sndport = 0; spat_conv_rcvport = 0; spatconv_logtool_rcvport = " +
-                  std::to_string(logToolPort) + "; app_rs_rcvport = " + std::to_string(stack.port()) +
-                  "; hosts = { RSU_RCV = \"127.0.0.1\"; }; };");
+              "ipc = { spat_conv_sndport = " + std::to_string(recordPort) + "; spat_conv_rcvport = " +
+                  std::to_string(requestPort) + "; spatconv_logtool_rcvport = " + std::to_string(logToolPort) +
+                  "; app_rs_rcvport = " + std::to_string(stack.port()) + "; hosts = { RSU_RCV = \"127.0.0.1\"; }; };");
 }
 
 std::string Unit::configuration() const {
@@ -82,16 +91,17 @@ void Unit::startSimulator(const std::string& role, std::vector<std::string> argu
     const std::string base = folder.path() + "/" + key;
     arguments.insert(arguments.begin(), {V2X_BIN "/v2x_spat_sim", role});
     arguments.insert(arguments.end(), {"--summary", base + ".json"});
-    writeFile(base + ".out", ""); // of one that ran before
+    writeFile(base + ".out", ""); // without the output of an earlier run
     m_simulators[key] = std::make_unique<Process>(arguments, std::vector<std::string>{}, base + ".out", base + ".err");
 }
 
 std::string Unit::endSimulator(const std::string& name, int sig) {
     const std::string base = folder.path() + "/" + name;
     m_simulators[name]->signal(sig);
-    EXPECT_EQ(m_simulators[name]->wait(20000), sig == SIGTERM ? 0 : 128 + sig) << readFile(base + ".err");
+    const bool isKilled = sig == SIGKILL;
+    EXPECT_EQ(m_simulators[name]->wait(60000), isKilled ? 128 + sig : 0) << readFile(base + ".err");
     m_simulators.erase(name);
-    return sig == SIGTERM ? readFile(base + ".json") : "";
+    return isKilled ? "" : readFile(base + ".json");
 }
 
 std::optional<Bytes> Unit::receiveRecord(int milliseconds) {
@@ -103,6 +113,15 @@ std::optional<Bytes> Unit::receiveRecord(int milliseconds) {
         bytes = stack.receive(left > 0 ? static_cast<int>(left) : 0);
     } while (bytes.has_value() && bytes->size() == REQUEST_SIZE);
     return bytes;
+}
+
+void Unit::startDevice(const std::string& role, double rate, std::vector<std::string> arguments) {
+    const bool isLearner = role == "learner";
+    UdpPeer& place = isLearner ? learner : controller;
+    place.release();
+    arguments.insert(arguments.end(), {"--target", addressOf(isLearner ? reportPort : framePort), "--listen",
+                                       std::to_string(place.port()), "--rate", std::to_string(rate), "--quiet"});
+    startSimulator(role, arguments);
 }
 
 void Unit::startStackSimulator(std::vector<std::string> arguments) {
@@ -117,20 +136,13 @@ void Unit::startCloudSimulator(std::vector<std::string> arguments) {
     startSimulator("cloud", arguments);
 }
 
-std::string Unit::simulate(const std::string& role, std::vector<std::string> arguments) const {
-    const std::string base = folder.path() + "/" + role;
-    arguments.insert(arguments.begin(), {V2X_BIN "/v2x_spat_sim", role});
-    arguments.insert(arguments.end(), {"--quiet", "--summary", base + ".json"});
-    EXPECT_EQ(Process(arguments, {}, base + ".out", base + ".err").wait(60000), 0) << readFile(base + ".err");
-    return readFile(base + ".json");
-}
-
 void Unit::start(const std::vector<std::string>& options, const std::vector<std::string>& environment) {
     for (UdpPeer& port : held) {
         port.release();
     }
     writeFile(folder.path() + "/conf/v2x_spat_convert.cfg", cfg.empty() ? configuration() : cfg);
-    std::vector<std::string> argv = {V2X_BIN "/v2x_spat_convert", "-w", folder.path(), "-f", logPath};
+    std::vector<std::string> argv = launcher;
+    argv.insert(argv.end(), {V2X_BIN "/v2x_spat_convert", "-w", folder.path(), "-f", logPath});
     argv.insert(argv.end(), options.begin(), options.end());
     std::vector<std::string> variables = {"NOTIFY_SOCKET=" + folder.path() + "/notify", "TZ=UTC"};
     variables.insert(variables.end(), environment.begin(), environment.end());

@@ -1,4 +1,4 @@
-// A road-side unit on the desk: a work directory, the real daemon, and plain sockets where its peers would be.
+// A road-side unit on the desk: a work directory, the real daemon, and plain sockets in its peers' places.
 #pragma once
 
 #include <csignal>
@@ -14,14 +14,17 @@
 #include "process.h"
 #include "udp_peer.h"
 
-// "count of phases" and "id:light:end time" per entry, read by hand from the bytes of a frame to the stack application.
-std::vector<std::string> recordOf(const Bytes& frame);
+// "count of phases" and "id:light:end time" of each entry, read byte by byte from a record for the stack application.
+std::vector<std::string> recordOf(const Bytes& record);
 
-// The number behind "name": in a simulator's summary; UINT64_MAX when there is none.
+// The number behind "name": in a simulator's summary; UINT64_MAX without one.
 uint64_t counted(const std::string& summary, const std::string& name);
 
-bool isFree(uint16_t port);           // asks without taking it, so that another program finds it free
-std::string addressOf(uint16_t port); // as the simulators take it
+size_t occurrences(const std::string& text, const std::string& part);
+
+bool isFree(uint16_t port);           // without binding it
+std::string addressOf(uint16_t port); // "127.0.0.1:PORT"
+int drain(UdpPeer& peer);             // discards what has arrived; returns how many datagrams
 
 // The service manager's end of NOTIFY_SOCKET.
 class NotifySocket {
@@ -30,13 +33,13 @@ public:
     ~NotifySocket();
     NotifySocket(const NotifySocket&) = delete;
     NotifySocket& operator=(const NotifySocket&) = delete;
-    std::string receive(int milliseconds = 20000) const; // "" when nothing comes
+    std::string receive(int milliseconds = 20000) const; // "" after the time out
 
 private:
     int m_fd;
 };
 
-// Work directory and daemon. Configuration texts can be changed before start().
+// Work directory and daemon. Set the configuration texts before start().
 class Unit {
 public:
     Unit();
@@ -49,35 +52,38 @@ public:
     std::string err() const { return readFile(folder.path() + "/err"); }
 
     TempFolder folder;
-    std::string device = "T" + std::to_string(getpid()); // keeps tests that run beside each other apart on the domain
+    std::string device = "T" + std::to_string(getpid()); // own topics: tests share the DDS domain
     std::string logPath = folder.path() + "/log/spat_conv.log";
-    // The daemon's ports, held until it starts, so that no peer is given one of them.
-    UdpPeer held[3];
+    // The daemon's ports, bound here until it starts so that no peer takes one.
+    UdpPeer held[5];
     uint16_t reportPort = held[0].port();
     uint16_t framePort = held[1].port(); // for the controller's frames
     uint16_t logToolPort = held[2].port();
+    uint16_t recordPort = held[3].port();  // records leave from it
+    uint16_t requestPort = held[4].port(); // requests for SPAT leave from it
     UdpPeer learner;
     UdpPeer controller;
     UdpPeer stack;
     NotifySocket notify{folder.path() + "/notify"};
-    // v2x_spat_sim with these arguments beside the test, silent but for what --json says; a second one of its role has
-    // a name of its own. The summary comes with its end.
+
+    // Runs v2x_spat_sim in the background; a second one of a role needs a name. endSimulator() returns its summary, ""
+    // after SIGKILL; with signal 0 it waits for the simulator's own end.
     void startSimulator(const std::string& role, std::vector<std::string> arguments, const std::string& name = "");
     std::string endSimulator(const std::string& name, int sig = SIGTERM);
-    pid_t simulatorPid(const std::string& name) const { return m_simulators.at(name)->pid(); }
+    Process& simulator(const std::string& name) const { return *m_simulators.at(name); }
     std::string simulatorOutput(const std::string& name) const { return readFile(folder.path() + "/" + name + ".out"); }
-    // What reaches the stack application's place next; requests for its SPAT are passed over.
+    // Next record at the stack application's socket; ignores requests for SPAT.
     std::optional<Bytes> receiveRecord(int milliseconds = 20000);
-    // The stack application's place, taken by the simulator.
+    // The learner's or the controller's simulator takes over its socket and sends to the daemon.
+    void startDevice(const std::string& role, double rate, std::vector<std::string> arguments = {});
+    // The simulator takes over the stack application's socket.
     void startStackSimulator(std::vector<std::string> arguments = {});
     std::string endStackSimulator() { return endSimulator("stack"); }
-    // The cloud's place.
     void startCloudSimulator(std::vector<std::string> arguments);
-    // v2x_spat_sim with these arguments, silent, to its end; the summary that it wrote.
-    std::string simulate(const std::string& role, std::vector<std::string> arguments) const;
 
-    std::string corrections; // of Corrections
-    std::string cfg;         // replaces the whole file when not empty
+    std::string corrections;           // of Corrections
+    std::string cfg;                   // replaces the whole file unless empty
+    std::vector<std::string> launcher; // command line in front of the daemon's
     std::optional<Process> daemon;
 
 private:

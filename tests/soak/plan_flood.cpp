@@ -1,26 +1,27 @@
-// Each port and topic flooded with good, damaged and random input, good streams beside it: what was sent is accounted
-// for by the daemon's own counts, and the good streams come through.
+// Floods of each port and topic with good, damaged and random input while good streams run. The daemon's counters must
+// account for every input, and the good streams must arrive.
 #include <algorithm>
 #include <cmath>
 #include <random>
+#include <stdexcept>
 
 #include "captured_frames.h"
 #include "frame_1743.h"
 #include "messages.h"
 #include "plans.h"
-#include "stack_desk.h"
+#include "traffic.h"
 #include "v2x/v2xdds.h"
 #include "watch.h"
 
 namespace {
 
-constexpr double FLOOD_SECONDS = 1; // and longer where that is less than so many inputs
-constexpr double FLOOD_INPUTS = 10;
+constexpr double FLOOD_SECONDS = 1; // a flood lasts at least this long
+constexpr double FLOOD_INPUTS = 10; // and has at least this many inputs
 constexpr int SCALES[] = {10, 100, 1000};
-constexpr size_t DATAGRAM_MAX = 32767; // that a socket of the daemon hands on
-constexpr size_t RANDOM_MAX = 1000;    // below a fragment that another follows
+constexpr size_t DATAGRAM_MAX = 32767; // longer ones are dropped at the socket
+constexpr size_t RANDOM_MAX = 1000;    // less than a document's fragment, which the next one continues
 constexpr uint32_t LONG_EACH = 100;
-constexpr int LOSSLESS_SCALE = 10; // up to here the good streams lose nothing
+constexpr int LOSSLESS_SCALE = 10; // the good streams lose nothing up to this one
 
 enum class Kind { good, damaged, random };
 constexpr std::pair<Kind, const char*> KINDS[] = {
@@ -35,13 +36,13 @@ Bytes document(int phase) {
     return {text.begin(), text.end()};
 }
 
-// Good streams beside every flood, by Source; each makes a record of its own.
+// Good streams during every flood, by Source; each makes a record of its own.
 const struct Stream {
     const char* name;
     double rate; // a second
     Bytes input;
-    std::vector<std::string> record; // as recordOf() tells it
-} STREAMS[SOURCES] = {
+    std::vector<std::string> record; // as recordOf() returns it
+} STREAMS[] = {
     {"reports",
      20,
      hex("FEFE10 0018 000300 15010100000000 16020200000000 17030300000000"),
@@ -54,13 +55,13 @@ const struct Stream {
 };
 
 Source streamOf(const Bytes& record) {
-    const std::vector<std::string> told = recordOf(record);
+    const std::vector<std::string> parts = recordOf(record);
     const auto* const at = std::find_if(std::begin(STREAMS), std::end(STREAMS),
-                                        [&](const Stream& stream) { return stream.record == told; });
-    return static_cast<Source>(at - std::begin(STREAMS));
+                                        [&](const Stream& stream) { return stream.record == parts; });
+    return at == std::end(STREAMS) ? UNKNOWN : static_cast<Source>(at - std::begin(STREAMS));
 }
 
-// The cloud's topics, written from here.
+// Writes the cloud's topics.
 class Cloud {
 public:
     explicit Cloud(const std::string& device) : DOWN("rsu/" + device + "/spat/down"), m_dds(create_dds()) {
@@ -77,7 +78,7 @@ public:
         return eventually(
             [&] { return get_match_cnt(m_dds, DOWN.c_str()) == 1 && get_match_cnt(m_dds, STATUS.c_str()) >= 1; });
     }
-    // With "all" kept nothing is lost: where the reader is behind, no sample is taken.
+    // With history "all" nothing is lost: the writer refuses a sample while the reader is behind.
     void send(const std::string& topic, const Bytes& bytes) const {
         eventually(
             [&] { return dds_send(m_dds, topic.c_str(), bytes.data(), static_cast<uint32_t>(bytes.size())) == 0; });
@@ -90,7 +91,6 @@ private:
     void* m_dds;
 };
 
-// A daemon with what floods it and what its records reach.
 struct Desk {
     const Cloud& cloud;
     Unit unit{};
@@ -100,17 +100,17 @@ struct Desk {
 
 using Names = std::vector<std::string>;
 
-// Where a flood goes in.
+// A port or topic.
 const struct Inlet {
     const char* name;
     double nominal; // inputs a second
     Bytes good;
     void (*send)(const Desk& desk, const Bytes& input);
-    Source stream; // that goes in here, too; SOURCES: none
-    Names came;    // counts that together are what was sent; of a socket, the last is the kernel's
-    // A count, and those that are equal to it in sum.
+    Source stream; // the good stream that uses it, too, or UNKNOWN
+    Names came;    // counters whose sum is the number of inputs; of a socket, the last is the kernel's
+    // A counter, and those whose sum equals it.
     std::vector<std::pair<std::string, Names>> balances{};
-    Names bytes{}; // counts that together are the bytes that were sent, where there are such
+    Names bytes{}; // counters whose sum is the number of bytes, if there are any
     bool isSocket() const { return came.back().ends_with(".kernel_drops"); }
 } INLETS[] = {
     {"learner's port",
@@ -135,18 +135,18 @@ const struct Inlet {
      1,
      LOG_REQUEST,
      [](const Desk& desk, const Bytes& input) { desk.flooder.sendTo(desk.unit.logToolPort, input); },
-     SOURCES,
+     UNKNOWN,
      {"SPAT_C_LOGTOOL.received", "SPAT_C_LOGTOOL.too_long", "SPAT_C_LOGTOOL.kernel_drops"},
      {{"SPAT_C_LOGTOOL.received",
        {"log_tool.answered", "log_tool.not_answered", "log_tool.too_short", "log_tool.wrong_command",
-        "log_tool.not_served", "log_tool.no_memory"}}}},
+        "log_tool.not_served"}}}},
     {"port for replies",
      1 / 0.6,
      replyWith(hex(captured::spat)),
      [](const Desk& desk, const Bytes& input) { desk.flooder.sendTo(desk.records.requestPort(), input); },
-     SOURCES,
+     UNKNOWN,
      {"GET_SPAT_DATA.received", "GET_SPAT_DATA.too_long", "GET_SPAT_DATA.kernel_drops"},
-     {{"GET_SPAT_DATA.received", {"ipc.late_replies", "reply.received", "reply.no_memory"}},
+     {{"GET_SPAT_DATA.received", {"ipc.late_replies", "reply.received"}},
       {"reply.received",
        {"reply.accepted", "reply.overrun", "reply.wrong_head", "reply.wrong_length", "reply.wrong_command",
         "reply.other_type", "reply.no_block", "reply.bad_item"}}}},
@@ -156,12 +156,12 @@ const struct Inlet {
      [](const Desk& desk, const Bytes& input) { desk.cloud.send(desk.cloud.DOWN, input); },
      CLOUD,
      {"down.fragments"},
-     {{"down.fragments", {"down.accepted", "down.no_spat", "down.not_converted", "down.no_memory"}}}},
+     {{"down.fragments", {"down.accepted", "down.no_spat", "down.not_converted"}}}},
     {"topic of the cloud's status",
      0.2,
      hex("05 01"),
      [](const Desk& desk, const Bytes& input) { desk.cloud.send(desk.cloud.STATUS, input); },
-     SOURCES,
+     UNKNOWN,
      {"cloud_status.accepted", "cloud_status.too_short", "cloud_status.other_service"}},
 };
 
@@ -172,7 +172,7 @@ Bytes inputFor(const Inlet& inlet, Kind kind, std::mt19937& chance) {
         bytes.resize(1 + below(RANDOM_MAX));
         std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<uint8_t>(chance()); });
     } else if (kind == Kind::damaged) {
-        // Octets changed, or missing at the end, or too many there.
+        // Changed bytes, missing or surplus ones at the end.
         for (size_t changes = below(4); changes > 0; changes--) {
             bytes[below(bytes.size())] = static_cast<uint8_t>(chance());
         }
@@ -189,23 +189,24 @@ uint64_t sum(const Counts& counts, const Names& names) {
     return sum;
 }
 
-// A daemon of its own for each flood, so that its counts are those of the flood.
+// One flood of a daemon of its own, whose counters count this flood alone.
 class Flood {
 public:
-    Flood(const Cloud& cloud, const Inlet& inlet, uint32_t seed) : m_desk{cloud}, m_inlet(inlet), m_chance(seed) {}
-
-    bool start() {
+    // Starts the daemon and waits for its peers; throws std::runtime_error without them.
+    Flood(const Cloud& cloud, const Inlet& inlet, uint32_t seed) : m_desk{cloud}, m_inlet(inlet), m_chance(seed) {
         m_desk.unit.corrections = "SpatDown = true;";
         m_desk.records.answer(false);
         m_desk.unit.startAndWaitReady();
-        return m_desk.cloud.waitMatched() && eventually([&] { return m_desk.records.requestPort() != 0; });
+        if (!cloud.waitMatched() || !eventually([&] { return m_desk.records.requestPort() != 0; })) {
+            throw std::runtime_error("the daemon does not reach its peers");
+        }
     }
-    // At so many inputs a second, the good streams beside them.
+    // Sends `rate` inputs a second and the good streams.
     void run(Kind kind, double rate);
-    // As fast as it goes, damaged and random in turn.
+    // Sends damaged and random inputs in turn, as fast as possible.
     void runAtOnce(uint32_t inputs);
-    // Lets the daemon take what waits and ends it: what was sent, and what became of it, is the same.
-    void check(const std::string& what, Table& table);
+    // Waits until the daemon has taken all, ends it and compares its counters with what was sent.
+    void check(const std::string& what, Report& report);
     uint64_t lost(Source stream) const { return m_streams[stream] - m_desk.records.of(stream); }
 
 private:
@@ -214,16 +215,16 @@ private:
     Desk m_desk;
     const Inlet& m_inlet;
     std::mt19937 m_chance;
-    uint64_t m_inputs = 0; // that went into the inlet
+    uint64_t m_inputs = 0; // sent to the inlet
     uint64_t m_bytes = 0;
-    uint64_t m_streams[SOURCES] = {};
+    uint64_t m_streams[std::size(STREAMS)] = {};
 };
 
 void Flood::send(const Inlet& inlet, const Bytes& bytes) {
     inlet.send(m_desk, bytes);
     if (&inlet == &m_inlet) {
         m_inputs++;
-        m_bytes += bytes.size() <= DATAGRAM_MAX ? bytes.size() : 0; // a longer one goes no further than the socket
+        m_bytes += bytes.size() <= DATAGRAM_MAX ? bytes.size() : 0; // the socket drops a longer one
     }
 }
 
@@ -237,7 +238,7 @@ void Flood::run(Kind kind, double rate) {
             send(m_inlet, inputFor(m_inlet, kind, m_chance));
         }
         for (const Inlet& inlet : INLETS) {
-            while (inlet.stream != SOURCES &&
+            while (inlet.stream != UNKNOWN &&
                    m_streams[inlet.stream] < static_cast<uint64_t>(elapsed * STREAMS[inlet.stream].rate)) {
                 send(inlet, STREAMS[inlet.stream].input);
                 m_streams[inlet.stream]++;
@@ -255,8 +256,8 @@ void Flood::runAtOnce(uint32_t inputs) {
     }
 }
 
-void Flood::check(const std::string& what, Table& table) {
-    // The controller's bytes are taken every 500 ms, and what waits at the port for replies every 600 ms.
+void Flood::check(const std::string& what, Report& report) {
+    // The daemon reads the controller's bytes every 500 ms and the port for replies every 600 ms.
     std::this_thread::sleep_for(std::chrono::milliseconds(1500));
     for (uint64_t before = UINT64_MAX; before != m_desk.records.all();) {
         before = m_desk.records.all();
@@ -283,57 +284,52 @@ void Flood::check(const std::string& what, Table& table) {
     if (!m_inlet.bytes.empty()) {
         text += "; bytes " + std::to_string(m_bytes) + " =";
         const uint64_t taken = sum(counted, m_inlet.bytes);
-        // What the kernel dropped is counted in datagrams alone.
+        // The kernel counts dropped datagrams, not bytes.
         add(m_inlet.bytes, of(counted, m_inlet.came.back()) > 0 ? taken < m_bytes : taken == m_bytes);
     }
-    table.check(what, isSame, status == 0 ? text : text + "; the daemon ended with " + std::to_string(status),
-                "all of it accounted for");
+    report.check(what, isSame, status == 0 ? text : text + "; the daemon ended with " + std::to_string(status),
+                 "all counted");
 }
 
-void floodWith(const Cloud& cloud, const Inlet& inlet, const std::pair<Kind, const char*>& kind, int scale,
-               uint32_t seed, Table& table) {
-    Flood flood(cloud, inlet, seed);
-    const std::string what = std::string(inlet.name) + " x " + std::to_string(scale) + ", " + kind.second;
-    if (!table.check(what, flood.start(), "daemon and peers ready", "ready")) {
-        return;
-    }
-    flood.run(kind.first, inlet.nominal * scale);
-    flood.check(what, table);
+// What the good streams lost during a flood of this scale.
+void checkStreams(const Flood& flood, const Inlet& inlet, Kind kind, int scale, const std::string& what,
+                  Report& report) {
     std::string losses;
     std::string asked = "none";
     bool isLossless = true;
     for (const Source stream : {LEARNER, CONTROLLER, CLOUD}) {
         const std::string name = STREAMS[stream].name;
-        losses += (losses.empty() ? "" : ", ") + name + " " + std::to_string(flood.lost(stream));
-        // Damaged and random bytes between frames cost the frames behind them, by the nature of a byte stream.
-        if (!inlet.bytes.empty() && kind.first != Kind::good && inlet.stream == stream) {
-            asked += ", but for " + name;
+        losses += " " + name + " " + std::to_string(flood.lost(stream));
+        // In a byte stream, damaged and random bytes cost the frames that follow.
+        if (!inlet.bytes.empty() && kind != Kind::good && inlet.stream == stream) {
+            asked += " but " + name;
         } else {
             isLossless = isLossless && flood.lost(stream) == 0;
         }
     }
     if (scale <= LOSSLESS_SCALE) {
-        table.check(what + ": good input lost beside it", isLossless, losses, asked);
+        report.check(what + ": good input lost", isLossless, losses, asked);
     } else {
-        table.note(what + ": good input lost beside it", losses);
+        report.note(what + ": good input lost", losses);
     }
 }
 
 } // namespace
 
-void planFlood(const Options& options, Table& table) {
-    const Cloud cloud("T" + std::to_string(getpid())); // the device of every desk
+void planFlood(const Options& options, Report& report) {
+    const Cloud cloud("T" + std::to_string(getpid())); // Unit::device of every flood
     for (const Inlet& inlet : INLETS) {
-        for (const auto& kind : KINDS) {
+        for (const auto& [kind, kindName] : KINDS) {
             for (const int scale : SCALES) {
-                floodWith(cloud, inlet, kind, scale, options.seed, table);
+                const std::string what = std::string(inlet.name) + " x " + std::to_string(scale) + ", " + kindName;
+                Flood flood(cloud, inlet, options.seed);
+                flood.run(kind, inlet.nominal * scale);
+                flood.check(what, report);
+                checkStreams(flood, inlet, kind, scale, what, report);
             }
         }
         Flood flood(cloud, inlet, options.seed);
-        const std::string what = std::string(inlet.name) + ", malformed at once";
-        if (table.check(what, flood.start(), "daemon and peers ready", "ready")) {
-            flood.runAtOnce(options.malformed);
-            flood.check(what, table);
-        }
+        flood.runAtOnce(options.malformed);
+        flood.check(std::string(inlet.name) + ", malformed at once", report);
     }
 }

@@ -1,14 +1,13 @@
-// Each peer killed, stopped and continued under traffic on all paths.
+// DDS peers and the daemon that stall, and peers that are killed. Stalls: both directions work again within two
+// seconds, though other participants come and go. Kills: the other paths lose nothing meanwhile.
 #include <algorithm>
-#include <atomic>
 #include <csignal>
-#include <cstdlib>
 #include <functional>
-#include <random>
 #include <thread>
 
-#include "paths.h"
+#include "dds/dds_test.h"
 #include "plans.h"
+#include "traffic.h"
 #include "watch.h"
 
 namespace {
@@ -16,269 +15,165 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr int BACK_MS = 10000;
-constexpr auto DRAIN = 1500ms;   // a frame waits up to 0.5 s
-constexpr auto UP_DRAIN = 700ms; // a reply waits up to 0.3 s
-constexpr auto LEASE_OVER = 4s;  // of a DDS peer: 3 s
-constexpr auto KILLED = 100ms;
-constexpr int STOPPED_MS = 100; // and up to twice as much more
+constexpr auto STALLS = {4s, 9s};
+constexpr auto STALE = 500ms; // after it, what was sent during the stall has arrived
+constexpr auto LIMIT = 2000ms;
+constexpr auto DRAIN = 1500ms; // a frame waits up to 0.5 s
+constexpr double REPORTS = 20;
+constexpr double FRAMES = 10;
+constexpr double DOCUMENTS = 10;
 
-// Of the cloud a document whose sender ends at that moment.
-constexpr Records MAY_LOSE = {0, 0, 1};
-
-// One peer's faults: how it is started, and counts that all grow when it works.
-struct Victim {
-    std::string role;
-    std::function<void()> start;
-    std::function<std::vector<uint64_t>()> progress;
-    std::function<void()> whileThere = [] {}; // between a fault and the next
+struct Site : Unit {
+    Site() { corrections = "SpatDown = true; ReplyItems = true;"; }
 };
 
-// Other participants of the domain, which come and go: they keep discovery under way, in which a peer that stands still
-// is lost most easily.
-class PassersBy {
-public:
-    explicit PassersBy(const Unit& unit) : m_thread([this, folder = unit.folder.path()] { run(folder); }) {}
-    ~PassersBy() {
-        m_isOver = true;
-        m_thread.join();
-    }
-    PassersBy(const PassersBy&) = delete;
-    PassersBy& operator=(const PassersBy&) = delete;
+using Progress = std::function<std::vector<uint64_t>()>; // counts that grow while the paths work
 
-private:
-    void run(const std::string& folder) {
-        constexpr int STAY_MS = 700;
-        const std::string base = folder + "/passer";
-        for (int i = 0; !m_isOver; i++) {
-            Process passer({V2X_BIN "/v2x_spat_sim", "cloud", "--device", "passer", "--quiet", "--rate", "0"}, {},
-                           base + ".out", base + ".err");
-            passer.wait(STAY_MS);
-            passer.signal(i % 2 == 0 ? SIGTERM : SIGKILL);
-            passer.wait(BACK_MS);
-        }
-    }
-
-    std::atomic<bool> m_isOver{false};
-    std::thread m_thread;
-};
-
-// Whether each count grows again.
-bool isBack(const Victim& victim, const std::vector<uint64_t>& before) {
-    return eventually(
-        [&] {
-            const std::vector<uint64_t> now = victim.progress();
-            return std::equal(now.begin(), now.end(), before.begin(), std::greater());
-        },
-        BACK_MS);
+bool hasGrown(const std::vector<uint64_t>& now, const std::vector<uint64_t>& before) {
+    return std::equal(now.begin(), now.end(), before.begin(), std::greater());
 }
 
-void faultsOf(Unit& unit, const Victim& victim, const Options& options, Table& table) {
-    std::mt19937 random(options.seed);
-    uint32_t stopped = 0;
+bool growsSoon(const Progress& progress) {
+    return eventually([&, before = progress()] { return hasGrown(progress(), before); }, BACK_MS);
+}
+
+// Participants that join and leave the domain every 0.7 s, half of them without a good-bye: discovery never rests.
+void passBy(const std::string& base, const std::stop_token& stop) {
+    for (int i = 0; !stop.stop_requested(); i++) {
+        Process passer({V2X_BIN "/v2x_spat_sim", "cloud", "--device", "passer", "--quiet", "--rate", "0"}, {},
+                       base + ".out", base + ".err");
+        passer.wait(700);
+        passer.signal(i % 2 == 0 ? SIGTERM : SIGKILL);
+        passer.wait(BACK_MS);
+    }
+}
+
+// Stops and continues a process; whether all counts grow between the end of stale input and the limit.
+bool survivesStall(Process& process, std::chrono::seconds length, const Progress& progress) {
+    const bool isStopped = process.stop();
+    std::this_thread::sleep_for(length);
+    process.signal(SIGCONT);
+    std::this_thread::sleep_for(STALE);
+    const std::vector<uint64_t> before = progress();
+    std::this_thread::sleep_for(LIMIT - STALE);
+    return hasGrown(progress(), before) && isStopped;
+}
+
+void stalls(const Options& options, Report& report) {
+    Site unit;
+    const StackDesk desk(unit.stack);
+    unit.startAndWaitReady();
+    startSource(unit, CLOUD, DOCUMENTS);
+    const std::string base = unit.folder.path() + "/cyclone";
+    const std::string document = base + ".json";
+    writeFile(document, R"({"intersections":[{"intersectionId":{"region":1,"id":)" + std::to_string(CYCLONE_NODE) +
+                            R"(},"status":0,"phases":[{"phaseId":1,"phaseStates":[{"light":3}]}]}]})");
+    const std::string topics = "rsu/" + unit.device + "/spat/";
+    Process cyclone({V2X_BIN "/cyclone_peer", "200", topics + "up", topics + "down", "100", document},
+                    {Peer::CYCLONE_ON_LOOPBACK}, base + ".out", base + ".err");
+    const Progress ofCloud = [&] { return std::vector{desk.of(CLOUD), documentsUp(unit)}; };
+    const Progress ofCyclone = [&] {
+        return std::vector{desk.of(CYCLONE), static_cast<uint64_t>(occurrences(readFile(base + ".out"), "\n"))};
+    };
+    const Progress ofBoth = [&] {
+        std::vector<uint64_t> all = ofCloud();
+        all.insert(all.end(), {ofCyclone()[0], ofCyclone()[1]});
+        return all;
+    };
+    const std::jthread passersBy([&](const std::stop_token& stop) { passBy(unit.folder.path() + "/passer", stop); });
+    report.check("both directions, both peers, before the first stall", growsSoon(ofBoth), "", "work");
+    const struct {
+        const char* name;
+        Process& process;
+        const Progress& progress;
+    } rows[] = {{"daemon", *unit.daemon, ofBoth},
+                {"Fast DDS peer", unit.simulator("cloud"), ofCloud},
+                {"Cyclone peer", cyclone, ofCyclone}};
+    for (const auto& row : rows) {
+        for (const std::chrono::seconds length : STALLS) {
+            uint32_t back = 0;
+            for (uint32_t i = 0; i < options.times; i++) {
+                back += survivesStall(row.process, length, row.progress) ? 1 : 0;
+            }
+            report.equal(std::string(row.name) + " stopped for " + std::to_string(length.count()) +
+                             " s: both directions within 2 s",
+                         back, options.times, "times");
+        }
+    }
+    report.check("both directions, both peers, at the end", growsSoon(ofBoth), "", "work");
+    unit.endSimulator("cloud");
+    checkStop(unit, report);
+}
+
+// Kills and restarts a simulator; its paths work again each time.
+void kills(Unit& unit, const std::string& role, const std::function<void()>& start, const Progress& progress,
+           const Options& options, Report& report) {
     uint32_t back = 0;
-    for (uint32_t round = 0; round < 2 * options.times; round++) {
-        if (round % 2 == 0) {
-            unit.endSimulator(victim.role, SIGKILL);
-            std::this_thread::sleep_for(KILLED);
-            victim.start();
-            back += isBack(victim, victim.progress()) ? 1 : 0;
-        } else {
-            const bool isLong = victim.role == ROLES[CLOUD];
-            const pid_t pid = unit.simulatorPid(victim.role);
-            kill(pid, SIGSTOP);
-            std::this_thread::sleep_for(
-                isLong ? LEASE_OVER : std::chrono::milliseconds(STOPPED_MS + random() % (2 * STOPPED_MS + 1)));
-            const std::vector<uint64_t> before = victim.progress();
-            const std::string stat = readFile("/proc/" + std::to_string(pid) + "/stat");
-            stopped += stat.find(") T ") != std::string::npos ? 1 : 0;
-            kill(pid, SIGCONT);
-            back += isBack(victim, before) ? 1 : 0;
-        }
-        victim.whileThere();
+    for (uint32_t i = 0; i < options.times; i++) {
+        unit.endSimulator(role, SIGKILL);
+        std::this_thread::sleep_for(100ms);
+        start();
+        back += growsSoon(progress) ? 1 : 0;
     }
-    table.equal(victim.role + ": stopped", stopped, options.times, "times");
-    table.equal(victim.role + ": back after each kill and stop", back, int64_t{2} * options.times, "times");
+    report.equal(role + " killed and started again: works again", back, options.times, "times");
 }
 
-void checkNothingLost(const std::string& what, uint64_t sent, uint64_t arrived, uint64_t mayLose, Table& table) {
-    table.check(what, sent > 0 && arrived <= sent && arrived + mayLose >= sent,
-                std::to_string(arrived) + " of " + std::to_string(sent), mayLose == 0 ? "all" : "all but 1 at the end");
-}
-
-void checkRecords(const std::string& who, const std::string& where, const Records& sent, const Records& arrived,
-                  Source but, Table& table) {
-    const std::string what = who + " away: records of the ";
-    for (const Source source : {LEARNER, CONTROLLER, CLOUD}) {
-        if (source != but) {
-            checkNothingLost(std::string(what).append(ROLES[source]).append(where), sent[source], arrived[source],
-                             MAY_LOSE[source], table);
-        }
-    }
-}
-
-// Replies of the application, and documents of them in the cloud, from one moment at which none is under way to
-// another.
-class Up {
-public:
-    Up(const Unit& unit, StackDesk& desk) : m_unit(unit), m_desk(desk) {}
-    void begin() {
-        eventually([&] { return documentsUp(m_unit) > 0; }, BACK_MS);
-        pause();
-        m_repliesBefore = m_desk.replies();
-        m_documentsBefore = documentsUp(m_unit);
-        m_desk.answer(true);
-    }
-    void end() {
-        eventually([&] { return documentsUp(m_unit) > m_documentsBefore; }, BACK_MS);
-        pause();
-        m_replies += m_desk.replies() - m_repliesBefore;
-        m_documents += documentsUp(m_unit) - m_documentsBefore;
-        m_desk.answer(true);
-    }
-    void check(const std::string& what, Table& table) const {
-        checkNothingLost(what, m_replies, m_documents, 0, table);
-    }
-
-private:
-    void pause() {
-        m_desk.answer(false);
-        std::this_thread::sleep_for(UP_DRAIN);
-    }
-
-    const Unit& m_unit;
-    StackDesk& m_desk;
-    uint64_t m_repliesBefore = 0;
-    uint64_t m_documentsBefore = 0;
-    uint64_t m_replies = 0;
-    uint64_t m_documents = 0;
-};
-
-// One source away; the other paths are looked at from the stack application's place. Documents go up as long as the
-// cloud is there.
-void sourceAway(Unit& unit, StackDesk& desk, Source away, const Options& options, Table& table) {
-    const std::string role = ROLES[away];
-    const Records before = desk.records();
-    startSources(unit);
-    Up up(unit, desk);
-    Victim victim = {role, [&] { startSource(unit, away, RATES[away]); }, [&] { return std::vector{desk.of(away)}; }};
-    if (away == CLOUD) {
-        victim.progress = [&] { return std::vector{desk.of(CLOUD), documentsUp(unit)}; };
-        victim.whileThere = [&] {
-            up.begin();
-            up.end();
-        };
-        eventually([&] { return documentsUp(unit) > 0; }, BACK_MS);
-        faultsOf(unit, victim, options, table);
-    } else {
-        up.begin();
-        faultsOf(unit, victim, options, table);
-        up.end();
-    }
-    up.check(away == CLOUD ? "cloud: documents up while it was there" : role + " away: documents up", table);
-    const Records sent = endSources(unit);
-    std::this_thread::sleep_for(DRAIN);
-    const Records now = desk.records();
-    checkRecords(role, "", sent, {now[0] - before[0], now[1] - before[1], now[2] - before[2]}, away, table);
-}
-
-// Ends the daemon: every reply of its life is a document, and every document is in its counts.
-void accountForDocuments(Unit& unit, StackDesk& desk, const Stopwatch& life, Table& table) {
-    constexpr int64_t STATUS_MS = 5000; // a status record goes to the cloud, too
-    desk.answer(false);
-    std::this_thread::sleep_for(DRAIN);
-    const int64_t statuses = life.ms() / STATUS_MS;
-    checkEnds(unit, "cloud away: ends when asked to", table);
-    const Counts seen = counts(unit.logPath);
-    const auto count = [&](const char* name) { return static_cast<int64_t>(of(seen, name)); };
-    const auto replies = static_cast<int64_t>(desk.replies());
-    table.equal("cloud away: replies made a document", count("up.documents"), replies);
-    const int64_t handled = count("cloud.sent") + count("cloud.unmatched");
-    table.check("cloud away: documents and status counted as sent or unmatched",
-                std::abs(handled - replies - statuses) <= 1,
-                std::to_string(count("cloud.sent")) + " + " + std::to_string(count("cloud.unmatched")),
-                std::to_string(replies) + " + " + std::to_string(statuses) + ", give or take a status");
-    table.equal("cloud away: not sent for another reason", count("cloud.not_sent"), 0);
-    table.note("cloud away: the domain joined anew", std::to_string(count("dds.joined_anew")) + " times");
-}
-
-// The stack application away: what the daemon sends it is looked at on the wire.
-void stackAway(Unit& unit, const Options& options, Table& table) {
+void killedPeers(const Options& options, Report& report) {
+    Site unit;
+    unit.startAndWaitReady();
     const Stopwatch watch;
-    const Wire wire(unit.stack.port());
+    std::optional<StackDesk> desk(unit.stack);
+    for (const auto& [source, rate] : {std::pair{LEARNER, REPORTS}, {CONTROLLER, FRAMES}, {CLOUD, DOCUMENTS}}) {
+        startSource(unit, source, rate);
+    }
+    const Progress ofCloud = [&] { return std::vector{desk->of(CLOUD), documentsUp(unit)}; };
+    report.check("all paths before the first kill", growsSoon([&] {
+                     return std::vector{desk->of(LEARNER), desk->of(CONTROLLER), desk->of(CLOUD), documentsUp(unit)};
+                 }),
+                 "", "work");
+    const Sample before = sample(unit.daemon->pid(), unit.logPath);
+    kills(
+        unit, "cloud", [&] { startSource(unit, CLOUD, DOCUMENTS); }, ofCloud, options, report);
+
+    // The simulator takes over the stack application's socket.
+    desk.reset();
+    unit.stack.release();
     const auto startStack = [&] {
         unit.startSimulator("stack", {"--listen", std::to_string(unit.stack.port()), "--json"});
     };
-    unit.stack.release();
     startStack();
-    startSources(unit);
-    eventually([&] { return documentsUp(unit) > 0; }, BACK_MS);
-    const auto progress = [&] {
-        const std::string shown = unit.simulatorOutput("stack");
-        return std::vector<uint64_t>{times(shown, "\"phaseNum\":3,"), times(shown, "\"phaseNum\":20,"),
-                                     times(shown, "\"node\":77,"), documentsUp(unit)};
+    const Progress ofStack = [&] {
+        return std::vector{uint64_t{unit.simulatorOutput("stack").size()}, documentsUp(unit)};
     };
-    faultsOf(unit, {"stack", startStack, progress}, options, table);
-    const Records sent = endSources(unit);
+    kills(unit, "stack", startStack, ofStack, options, report);
+
+    const uint64_t reports = endSource(unit, LEARNER);
+    const uint64_t frames = endSource(unit, CONTROLLER);
+    const uint64_t documents = endSource(unit, CLOUD);
     std::this_thread::sleep_for(DRAIN);
     unit.endStackSimulator();
+    const Sample after = sample(unit.daemon->pid(), unit.logPath);
+    report.atMost("threads, before and after", after.threads, before.threads);
+    report.atMost("descriptors, before and after", after.descriptors, before.descriptors);
     const int64_t seconds = watch.ms() / 1000;
-    table.atLeast("stack away: heartbeats at the learner in " + std::to_string(seconds) + " s",
-                  static_cast<int64_t>(heartbeats(unit)), std::max<int64_t>(1, seconds * 8 / 10 - 3));
-    if (!wire.fault().empty()) {
-        table.notRun("stack away: records on the wire", wire.fault());
-    } else {
-        checkRecords("stack", " on the wire", sent, wire.records(), SOURCES, table);
-    }
-}
-
-// Of a daemon at rest, after all its paths have worked.
-Sample lookAtRest(Unit& unit, const StackDesk& desk, const std::string& what, Table& table) {
-    checkPaths(unit, desk, what, table);
-    std::this_thread::sleep_for(LEASE_OVER);
-    return sample(unit.daemon->pid(), unit.logPath);
-}
-
-void checkAfter(Unit& unit, const StackDesk& desk, const Sample& before, const std::string& who, Table& table) {
-    const Sample after = lookAtRest(unit, desk, who + ": all paths after", table);
-    checkLives(unit, who, table);
-    table.atMost(who + ": threads, " + std::to_string(before.threads) + " before", after.threads, before.threads);
-    table.atMost(who + ": descriptors, " + std::to_string(before.descriptors) + " before", after.descriptors,
-                 before.descriptors);
-}
-
-void devicesAndStack(const Options& options, Table& table) {
-    const std::string who = "devices, stack";
-    Site unit;
-    unit.startAndWaitReady();
-    std::optional<StackDesk> desk(unit.stack);
-    const Sample before = lookAtRest(unit, *desk, who + ": all paths before", table);
-    sourceAway(unit, *desk, LEARNER, options, table);
-    sourceAway(unit, *desk, CONTROLLER, options, table);
-    desk.reset();
-    stackAway(unit, options, table);
-    const UdpPeer stack(unit.stack.port());
-    table.check(who + ": the stack's port again", stack.isBound(), stack.isBound() ? "free" : "taken", "free");
-    checkAfter(unit, StackDesk(stack), before, who, table);
-}
-
-// Another daemon, since every reply of its life is counted.
-void cloud(const Options& options, Table& table) {
-    Site unit;
-    StackDesk desk(unit.stack);
-    unit.startAndWaitReady();
-    const Stopwatch life;
-    const Sample before = lookAtRest(unit, desk, "cloud: all paths before", table);
-    {
-        const PassersBy passersBy(unit);
-        sourceAway(unit, desk, CLOUD, options, table);
-    }
-    checkAfter(unit, desk, before, "cloud", table);
-    accountForDocuments(unit, desk, life, table);
+    const std::string summary = readFile(unit.folder.path() + "/learner.json");
+    report.atLeast("heartbeats at the learner in " + std::to_string(seconds) + " s",
+                   static_cast<int64_t>(counted(summary, "heartbeats")), seconds * 8 / 10 - 3);
+    checkStop(unit, report);
+    const Counts seen = counts(unit.logPath);
+    const auto count = [&](const char* name) { return static_cast<int64_t>(of(seen, name)); };
+    report.equal("reports sent, and accepted", count("learner.accepted"), static_cast<int64_t>(reports));
+    report.equal("frames sent, and accepted", count("1743.accepted"), static_cast<int64_t>(frames));
+    report.atLeast("documents of the last cloud sent, and accepted", count("down.accepted"),
+                   static_cast<int64_t>(documents));
+    report.equal("records sent, of all that was accepted", count("record.sent"),
+                 count("learner.accepted") + count("1743.accepted") + count("down.accepted"));
+    report.equal("documents and status records refused by DDS", count("cloud.not_sent"), 0);
 }
 
 } // namespace
 
-void planPeers(const Options& options, Table& table) {
-    devicesAndStack(options, table);
-    cloud(options, table);
+void planPeers(const Options& options, Report& report) {
+    stalls(options, report);
+    killedPeers(options, report);
 }

@@ -2,38 +2,38 @@
 #include <algorithm>
 
 #include "encoded_frames.h"
-#include "paths.h"
 #include "plans.h"
+#include "traffic.h"
 #include "watch.h"
 
 namespace {
 
-// A second, as the simulators do by themselves.
+// Nominal rates, a second.
 constexpr double REPORTS = 2;
 constexpr double FRAMES = 1;
 constexpr double DOCUMENTS = 1;
 constexpr double CLOUD_STATUS_INTERVAL = 5; // seconds
 constexpr int ITEMS_MAX = 64;               // in one reply
 
-// What the daemon does by itself.
+// The daemon's own periods.
 constexpr double REQUEST_INTERVAL = 0.6; // seconds
 constexpr double STATUS_INTERVAL = 5;
-constexpr double AT_LEAST = 0.8; // of what the time says, on a machine that is busy
+constexpr double AT_LEAST = 0.8; // of the nominal count, on a busy machine
 
 constexpr int64_t RSS_GROWTH_KIB = 64; // from the second quarter to the last
 constexpr double RSS_MINUTES = 10;     // a shorter run says nothing about growth
-constexpr int64_t CPU_MS = 50;         // of one core, each second at ten times the nominal rates
+constexpr int64_t CPU_MS = 50;         // a second, at up to ten times the nominal rates
 constexpr int64_t LOG_BYTES = 6 * (10 * 1024 * 1024 + 65536);
 
-constexpr bool SANITIZED = V2X_SANITIZED;
+constexpr bool SANITIZED = V2X_SANITIZED != 0;
 
-// The counts that grow when all is well; every other one tells of something refused or dropped.
+// Counts of good input; every other one counts what was refused or dropped.
 constexpr const char* GOOD[] = {"received", "sent",      "accepted", "samples",      "fragments",
                                 "items",    "documents", "answered", "bytes_framed", "frames"};
-// Before the peers are there, a few.
+// A few, before the peers have started.
 constexpr const char* AT_START[] = {"reply.unanswered", "cloud.unmatched", "GET_SPAT_DATA.send_errors"};
 constexpr int64_t AT_START_MOST = 10;
-// On a topic that is every unit's, so that other daemons' peers may send to it, too.
+// All units share this topic: other units' peers may write to it.
 constexpr const char SHARED[] = "cloud_status.";
 
 void startTraffic(Unit& unit, double scale) {
@@ -42,18 +42,17 @@ void startTraffic(Unit& unit, double scale) {
     const int items = std::clamp(static_cast<int>(scale), 1, ITEMS_MAX);
     unit.startCloudSimulator({"--rate", "0", "--status", "none", "--quiet"});
     unit.startAndWaitReady();
-    // A status record tells that the two have found each other.
     eventually([&] { return unit.log().find("/spat/up: 1 readers") != std::string::npos; });
     unit.startStackSimulator({"--frames", frames, "--items", std::to_string(items)});
     unit.startSimulator("cloud",
                         {"--device", unit.device, "--quiet", "--rate", std::to_string(DOCUMENTS * scale), "--phases",
-                         "12", "--status-interval", std::to_string(CLOUD_STATUS_INTERVAL / scale)},
+                         "12", "--status", "1", "--status-interval", std::to_string(CLOUD_STATUS_INTERVAL / scale)},
                         "source");
     startSource(unit, LEARNER, REPORTS * scale);
     startSource(unit, CONTROLLER, FRAMES * scale);
 }
 
-// A sample each second until the time is over; ends early when the daemon does.
+// One sample a second; ends early when the daemon does.
 std::vector<Sample> watch(Unit& unit, double minutes) {
     std::vector<Sample> samples;
     const Stopwatch watch;
@@ -63,7 +62,7 @@ std::vector<Sample> watch(Unit& unit, double minutes) {
     return samples;
 }
 
-// The least and the most from the quarter `first` on, up to the quarter `last`.
+// The smallest and the largest value in the quarters `first` to `last` of the run.
 std::pair<int64_t, int64_t> range(const std::vector<Sample>& samples, size_t first, size_t last,
                                   int64_t Sample::*field) {
     const auto [least, most] =
@@ -73,92 +72,91 @@ std::pair<int64_t, int64_t> range(const std::vector<Sample>& samples, size_t fir
     return {(*least).*field, (*most).*field};
 }
 
-void judgeSamples(const std::vector<Sample>& samples, double minutes, double scale, Table& table) {
-    if (!table.atLeast("samples of the running daemon", static_cast<int64_t>(samples.size()), 8)) {
+void checkSamples(const std::vector<Sample>& samples, double minutes, double scale, Report& report) {
+    if (!report.atLeast("samples of the running daemon", static_cast<int64_t>(samples.size()), 8)) {
         return;
     }
     for (const auto& [what, field] : {std::pair{"threads", &Sample::threads}, {"descriptors", &Sample::descriptors}}) {
         const auto [least, most] = range(samples, 2, 4, field);
-        table.check(std::string(what) + " from the second quarter on", least == most && most > 0,
-                    std::to_string(least) + " to " + std::to_string(most), "level");
+        report.check(std::string(what) + " from the second quarter on", least == most && most > 0,
+                     std::to_string(least) + " to " + std::to_string(most), "constant");
     }
     const int64_t second = range(samples, 2, 2, &Sample::rssKib).second;
     const int64_t last = range(samples, 4, 4, &Sample::rssKib).second;
     const std::string rss =
         "most RSS, second quarter and last: " + std::to_string(second) + " and " + std::to_string(last) + " KiB";
     if (minutes >= RSS_MINUTES && !SANITIZED) {
-        table.atMost(rss, last - second, RSS_GROWTH_KIB, "KiB");
+        report.atMost(rss, last - second, RSS_GROWTH_KIB, "KiB");
     } else {
-        table.note(rss, "too short a run, or a sanitizer's memory");
+        report.note(rss, "too short a run, or a sanitizer's memory");
     }
     const Sample& end = samples.back();
-    const int64_t cpu =
-        (end.cpuMs - samples.front().cpuMs) * 1000 / std::max<int64_t>(end.atMs - samples.front().atMs, 1);
+    const int64_t cpu = (end.cpuMs - samples.front().cpuMs) / static_cast<int64_t>(samples.size() - 1);
     if (!SANITIZED && scale <= 10) {
-        table.atMost("CPU a second", cpu, CPU_MS, "ms");
+        report.atMost("CPU a second", cpu, CPU_MS, "ms");
     } else {
-        table.note("CPU a second", std::to_string(cpu) + " ms");
+        report.note("CPU a second", std::to_string(cpu) + " ms");
     }
-    table.atMost("log", end.logBytes, LOG_BYTES, "bytes");
+    report.atMost("log", end.logBytes, LOG_BYTES, "bytes");
 }
 
-void judgeCounts(const Counts& counts, Table& table) {
+void checkCounts(const Counts& counts, Report& report) {
     for (const auto& [name, count] : counts) {
         const std::string last = name.substr(name.rfind('.') + 1);
         const bool isGood = std::find(std::begin(GOOD), std::end(GOOD), last) != std::end(GOOD);
         const bool isStart = std::find(std::begin(AT_START), std::end(AT_START), name) != std::end(AT_START);
         if (isGood || name.starts_with(SHARED)) {
-            table.note("counted " + name, std::to_string(count));
+            report.note("counted " + name, std::to_string(count));
         } else if (isStart) {
-            table.atMost("counted " + name + ", at the start", static_cast<int64_t>(count), AT_START_MOST);
+            report.atMost("counted " + name + ", at the start", static_cast<int64_t>(count), AT_START_MOST);
         } else {
-            table.equal("counted " + name, static_cast<int64_t>(count), 0);
+            report.equal("counted " + name, static_cast<int64_t>(count), 0);
         }
     }
 }
 
 } // namespace
 
-void planSteady(const Options& options, Table& table) {
+void planSteady(const Options& options, Report& report) {
     Unit unit;
     unit.corrections = "ReplyItems = true;"; // all items of a reply, not the first two
     startTraffic(unit, options.scale);
     const std::vector<Sample> samples = watch(unit, options.minutes);
     const bool isAnswered = logToolAnswered(unit);
-    // From the sources to the sinks, each when what came before it has passed.
+    // The sources end first, each sink when it has received all.
     std::map<std::string, std::string> summaries;
     constexpr std::pair<const char*, int> ENDS[] = {{"learner", 0}, {"controller", 2}, {"source", 1}, {"stack", 2}};
     for (const auto& [role, seconds] : ENDS) {
         summaries[role] = unit.endSimulator(role);
         std::this_thread::sleep_for(std::chrono::seconds(seconds));
     }
-    judgeSamples(samples, options.minutes, options.scale, table);
-    checkEnds(unit, "ends when asked to", table);
+    checkSamples(samples, options.minutes, options.scale, report);
+    checkStop(unit, report);
     summaries["cloud"] = unit.endSimulator("cloud");
-    table.check("standard error", unit.err().empty(), unit.err().substr(0, 200), "empty");
+    report.check("standard error", unit.err().empty(), unit.err().substr(0, 200), "empty");
     const Counts seen = counts(unit.logPath);
-    judgeCounts(seen, table);
+    checkCounts(seen, report);
 
     const auto counter = [&](const char* name) { return static_cast<int64_t>(of(seen, name)); };
-    const auto said = [&](const char* role, const char* name) {
+    const auto summed = [&](const char* role, const char* name) {
         return static_cast<int64_t>(counted(summaries[role], name));
     };
-    const int64_t reports = said("learner", "sent");
-    const int64_t frames = said("controller", "sent");
-    const int64_t documents = said("source", "down");
-    const int64_t statuses = said("source", "statusSent");
-    table.equal("reports sent, and accepted", counter("learner.accepted"), reports);
-    table.equal("frames sent, and accepted", counter("1743.accepted"), frames);
-    table.equal("documents sent, and accepted", counter("down.accepted"), documents);
-    table.atLeast("cloud status sent, and accepted", counter("cloud_status.accepted"), statuses);
-    table.equal("records of all sources, and at the stack application", said("stack", "records"),
-                reports + frames + documents);
-    table.equal("replies sent, and accepted", counter("reply.accepted"), said("stack", "replies"));
-    table.equal("SPAT in the replies, and documents at the cloud", said("cloud", "upGood"), said("stack", "items"));
-    table.check("the log tool's request at the end", isAnswered, isAnswered ? "answered" : "not", "answered");
-    // That it was a run at all.
-    const double seconds =
-        samples.empty() ? 0 : static_cast<double>(samples.back().atMs - samples.front().atMs) / 1000 * AT_LEAST;
+    const int64_t reports = summed("learner", "sent");
+    const int64_t frames = summed("controller", "sent");
+    const int64_t documents = summed("source", "down");
+    const int64_t statuses = summed("source", "statusSent");
+    report.equal("reports sent, and accepted", counter("learner.accepted"), reports);
+    report.equal("frames sent, and accepted", counter("1743.accepted"), frames);
+    report.equal("documents sent, and accepted", counter("down.accepted"), documents);
+    report.atLeast("cloud status sent, and accepted", counter("cloud_status.accepted"), statuses);
+    report.equal("records of all sources, and at the stack application", summed("stack", "records"),
+                 reports + frames + documents);
+    report.equal("replies sent, and accepted", counter("reply.accepted"), summed("stack", "replies"));
+    report.equal("SPAT in the replies, and documents at the cloud", summed("cloud", "upGood"),
+                 summed("stack", "items"));
+    report.check("the log tool's request at the end", isAnswered, isAnswered ? "answered" : "not", "answered");
+    // The run was long and busy enough.
+    const double seconds = static_cast<double>(samples.size()) * AT_LEAST; // one sample a second
     const struct {
         const char* what;
         int64_t seen;
@@ -168,12 +166,12 @@ void planSteady(const Options& options, Table& table) {
         {"pace: frames", frames, FRAMES * options.scale},
         {"pace: documents", documents, DOCUMENTS * options.scale},
         {"pace: cloud status", statuses, options.scale / CLOUD_STATUS_INTERVAL},
-        {"pace: heartbeats", said("learner", "heartbeats"), 1},
+        {"pace: heartbeats", summed("learner", "heartbeats"), 1},
         {"pace: requests", counter("GET_SPAT_DATA.sent"), 1 / REQUEST_INTERVAL},
         {"pace: replies", counter("reply.accepted"), 1 / REQUEST_INTERVAL},
-        {"pace: the daemon's status", said("cloud", "statusRecords"), 1 / STATUS_INTERVAL},
+        {"pace: the daemon's status", summed("cloud", "statusRecords"), 1 / STATUS_INTERVAL},
     };
     for (const auto& pace : paces) {
-        table.atLeast(pace.what, pace.seen, static_cast<int64_t>(seconds * pace.perSecond));
+        report.atLeast(pace.what, pace.seen, static_cast<int64_t>(seconds * pace.perSecond));
     }
 }

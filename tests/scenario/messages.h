@@ -1,9 +1,9 @@
-// Messages of the stack application and the log tool, put together by hand.
+// Messages of the stack application and of the log tool, made by hand.
 #pragma once
 
 #include "bytes.h"
 
-// A reply with one encoded message of at most 20467 bytes: head, data block, item.
+// A reply with one encoded message of at most 20467 bytes: header, data block, item.
 inline Bytes replyWith(const Bytes& message) {
     const auto le16 = [](size_t number) {
         return Bytes{static_cast<uint8_t>(number & 0xFF), static_cast<uint8_t>(number >> 8)};
