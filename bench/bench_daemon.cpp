@@ -1,5 +1,5 @@
-// The daemon as it stands: time from its start to the first record, and what it takes when nothing comes in.
-// usage: bench_daemon [SECONDS]    how long to watch it idle, default 30
+// Time from the daemon's start to the first record, and the idle daemon's processor time and memory.
+// usage: bench_daemon [SECONDS]    idle time to measure, default 30
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -22,8 +22,7 @@ constexpr double RSS_LIMIT_MIB = 40;
 
 const Bytes REPORT = hex("FEFE10 000A 00 01 00 03 01 0F 00000000");
 
-// Milliseconds from the start of the process to the first record, the learner reporting all the while; below 0: none
-// came.
+// Milliseconds from the start of the process to the first record while the learner reports; below 0 without a record.
 double firstRecord() {
     Unit unit;
     const auto start = Clock::now();
@@ -39,7 +38,7 @@ double firstRecord() {
 
 struct Usage {
     uint64_t ticks = 0;    // of processor time
-    uint64_t switches = 0; // voluntary, of all threads: how often one was woken
+    uint64_t switches = 0; // voluntary, wake-ups of all threads
     uint64_t rssKiB = 0;
 };
 
@@ -83,7 +82,7 @@ int main(int argc, char** argv) {
     Unit unit;
     unit.start();
     if (unit.notify.receive() != "READY=1") {
-        fprintf(stderr, "bench_daemon: the daemon does not start: %s\n", unit.err().c_str());
+        fprintf(stderr, "bench_daemon: the daemon did not start: %s\n", unit.err().c_str());
         return 1;
     }
     std::this_thread::sleep_for(std::chrono::seconds(2));
@@ -94,7 +93,7 @@ int main(int argc, char** argv) {
         100.0 * static_cast<double>(after.ticks - before.ticks) / static_cast<double>(sysconf(_SC_CLK_TCK)) / seconds;
     within &= row("idle, share of one processor", cpu, "%", IDLE_LIMIT_PERCENT);
     within &= row("idle, resident memory", static_cast<double>(after.rssKiB) / 1024, "MiB", RSS_LIMIT_MIB);
-    printf("%-44s %10.2f /s\n", "idle, times that a thread is woken",
+    printf("%-44s %10.2f /s\n", "idle, thread wake-ups",
            static_cast<double>(after.switches - before.switches) / seconds);
     return within ? 0 : 1;
 }

@@ -1,6 +1,6 @@
-// Latency and sustained rate from a phase report sent to a datagram received, through the real daemon and, in the same
-// run, through a bare loop that receives a datagram and sends one of the same size. Both stand in turn for each round,
-// so that a machine that slows down slows both. usage: bench_loopback [ROUNDS]
+// Latency and sustained rate from a phase report to its datagram, through the real daemon and through a bare loop that
+// receives a datagram and sends one of the same size. They take turns, so that a slow machine slows both.
+// usage: bench_loopback [ROUNDS]
 #include <algorithm>
 #include <arpa/inet.h>
 #include <chrono>
@@ -22,7 +22,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int LATENCY_SAMPLES = 2000; // a round
 constexpr int RATE_DATAGRAMS = 40000; // a round
-constexpr int WINDOW = 64;            // reports under way while the rate is measured: nothing is lost
+constexpr int WINDOW = 64;            // reports in flight while the rate is measured: none is lost
 constexpr int WARM_UP = 500;
 
 struct Series {
@@ -33,8 +33,8 @@ struct Series {
     std::vector<double> rates;
 };
 
-// Which processors the peers and the loop under test run on. Left alone, the scheduler moves them about, and what would
-// be measured is its choice. On one processor the work itself shows, on two the waking of an idle one as well.
+// Processors of the peers and of the loop under test. Without pinning, the result would show the scheduler's choices.
+// One processor shows the work itself, two add the wake-up of an idle processor.
 struct Placement {
     const char* name;
     int peers;
@@ -64,7 +64,7 @@ Bytes report() {
     return bytes;
 }
 
-// The least that a converter could do: one call to receive, one to send. Ends with its parent.
+// The minimum of any converter: one call to receive, one to send. Ends with its parent.
 [[noreturn]] void bareLoop(int fd, uint16_t stackPort, size_t length) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     sockaddr_in target = {};
@@ -174,7 +174,7 @@ int main(int argc, char** argv) {
     if (loop == 0) {
         bareLoop(fd, unit.stack.port(), length);
     }
-    // A real peer runs on another machine: this one must not take the processor from the loop at every datagram.
+    // A real peer runs on another machine: this process must not preempt the loop at each datagram.
     const sched_param ordinary = {};
     sched_setscheduler(0, SCHED_BATCH, &ordinary);
     printf("report of %zu bytes to datagram of %zu bytes\n", report().size(), length);

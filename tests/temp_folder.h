@@ -1,4 +1,4 @@
-// What tests of files and of threads share: a folder of their own, whole files, waiting with a deadline.
+// For tests of files and threads: a temporary folder, whole files, waiting with a deadline.
 #pragma once
 
 #include <chrono>
@@ -9,7 +9,7 @@
 #include <string>
 #include <thread>
 
-// A folder in TMPDIR or else /tmp, removed with all it holds when it goes out of scope.
+// A new folder in TMPDIR, or in /tmp without it. The destructor removes it with its content.
 class TempFolder {
 public:
     TempFolder() {
@@ -40,7 +40,7 @@ inline void writeFile(const std::string& path, const std::string& text) {
     std::ofstream(path, std::ios::binary) << text;
 }
 
-// Asks again until it is so, at most so long.
+// Polls the condition; false after the time out.
 template <typename Condition>
 bool eventually(Condition condition, int milliseconds = 20000) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);

@@ -1,4 +1,4 @@
-// A plain UDP socket on loop-back, where a test plays a peer.
+// A plain UDP socket on loopback: a peer of the code under test.
 #pragma once
 
 #include <arpa/inet.h>
@@ -17,7 +17,7 @@
 
 class UdpPeer {
 public:
-    // port: 0 for any; of another one isBound() says whether it was free.
+    // port: 0 for any free one; with another value isBound() tells whether it was free.
     explicit UdpPeer(uint16_t port = 0) {
         if (port != 0) {
             open(port);
@@ -40,7 +40,7 @@ public:
     const sockaddr_in& address() const { return m_address; }
     int fd() const { return m_fd; }
 
-    // Gives the port to another program.
+    // Closes the socket so that another program can bind its port.
     void release() {
         if (m_fd >= 0) {
             close(m_fd);
@@ -54,7 +54,7 @@ public:
                static_cast<ssize_t>(bytes.size());
     }
 
-    // The next datagram, of up to 65536 bytes; none when the time is over.
+    // Next datagram, up to 65536 bytes; nullopt after the time out.
     std::optional<Bytes> receive(int milliseconds = 20000) {
         pollfd in{m_fd, POLLIN, 0};
         if (poll(&in, 1, milliseconds) != 1) {
@@ -68,12 +68,12 @@ public:
         return bytes;
     }
 
-    // Where the datagram received last came from.
+    // Sender of the last datagram.
     uint16_t senderPort() const { return ntohs(m_sender.sin_port); }
 
 private:
-    // Below the ports that the kernel gives out by itself, so that no socket is given one between release() and its
-    // next owner, and below those at which DDS participants look for each other (RTPS 2.3, 9.6.1: from 7400 on).
+    // Below the kernel's ephemeral ports: no socket gets one between release() and its next owner. Below the DDS
+    // discovery ports, too (RTPS 2.3, 9.6.1: from 7400 on).
     static constexpr int FIRST_PORT = 2048;
     static constexpr int PORTS = 7400 - FIRST_PORT;
     static uint16_t nextPort() {
