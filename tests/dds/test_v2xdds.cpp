@@ -13,12 +13,10 @@
 #include <deque>
 #include <filesystem>
 #include <map>
-#include <optional>
 #include <thread>
 
 #include "counts.h"
 #include "dds/dds_test.h"
-#include "v2xdds_cdr.h"
 #include "v2xdds_reader.h"
 
 static std::atomic<bool> g_isSilent{false}; // no datagram leaves the process
@@ -40,34 +38,6 @@ using Life = DdsTest;
 using Traces = DdsTest;
 
 constexpr dds_RecvCallback IGNORE = [](void*, unsigned int) {};
-
-TEST(Cdr, RejectsSamplesThatAreNotPlainCdrOrTooShort) {
-    const struct {
-        const char* what;
-        Bytes sample;
-        std::optional<Bytes> octets;
-    } rows[] = {
-        {"little-endian", {0, 1, 0, 0, 2, 0, 0, 0, 7, 8}, Bytes{7, 8}},
-        {"big-endian", {0, 0, 0, 0, 0, 0, 0, 2, 7, 8}, Bytes{7, 8}},
-        {"padding behind", {0, 1, 0, 3, 1, 0, 0, 0, 7, 0, 0, 0}, Bytes{7}},
-        {"empty", {0, 1, 0, 0, 0, 0, 0, 0}, Bytes{}},
-        {"one octet short", {0, 1, 0, 0, 3, 0, 0, 0, 7, 8}, std::nullopt},
-        {"greatest length", {0, 1, 0, 0, 255, 255, 255, 255, 7}, std::nullopt},
-        {"parameter list", {0, 3, 0, 0, 1, 0, 0, 0, 7}, std::nullopt},
-        {"another family", {1, 1, 0, 0, 1, 0, 0, 0, 7}, std::nullopt},
-        {"truncated length", {0, 1, 0, 0, 0, 0, 0}, std::nullopt},
-        {"nothing", {}, std::nullopt},
-    };
-    for (const auto& row : rows) {
-        Bytes exact(row.sample); // of exact size, so that a sanitizer detects a read behind it
-        exact.shrink_to_fit();
-        const auto octets = v2xdds_Decode(exact);
-        ASSERT_EQ(octets.has_value(), row.octets.has_value()) << row.what;
-        if (octets) {
-            EXPECT_EQ(Bytes(octets->begin(), octets->end()), *row.octets) << row.what;
-        }
-    }
-}
 
 // A queue that holds `count` samples.
 class FilledQueue : public v2xdds_queue {

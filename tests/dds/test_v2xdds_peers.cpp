@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <thread>
 
 #include "bare_dds.h"
@@ -11,7 +12,6 @@
 
 namespace {
 
-using testing::ElementsAre;
 using testing::ElementsAreArray;
 using Peers = DdsTest;
 using Foreign = DdsTest;
@@ -105,18 +105,37 @@ TEST_F(Foreign, CycloneExchangesSamplesBothWays) {
     EXPECT_THAT(lines, ElementsAreArray(expected));
 }
 
-TEST_F(Foreign, InvalidSamplesAreRejectedAndLaterOnesDelivered) {
+// The sizes are multiples of four where it matters, since DDS pads samples. The fuzz target finds reads outside a
+// sample.
+TEST_F(Foreign, InvalidSamplesAreRejectedAndOthersDelivered) {
+    const struct {
+        Bytes sample;
+        const char* octets; // null: invalid
+    } rows[] = {
+        {{0, 1, 0, 0, 2, 0, 0, 0, 'a', 'b'}, "ab"},              // little-endian
+        {{0, 3, 0, 0, 1, 0, 0, 0, 'x'}, nullptr},                // a parameter list
+        {{0, 0, 0, 0, 0, 0, 0, 2, 'c', 'd'}, "cd"},              // big-endian
+        {{1, 1, 0, 0, 1, 0, 0, 0, 'x'}, nullptr},                // another encapsulation
+        {{0, 1, 0, 3, 1, 0, 0, 0, 'e', 0, 0, 0}, "e"},           // padded
+        {{0, 1, 0, 0, 5, 0, 0, 0, 'x', 'x', 'x', 'x'}, nullptr}, // one octet short
+        {{0, 1, 0, 0, 255, 255, 255, 255, 'x'}, nullptr},        // maximum length
+        {{0, 1, 0, 0}, nullptr},                                 // no length
+        {{0, 1, 0, 0, 1, 0, 0, 0, 'f'}, "f"},
+    };
     const uint64_t before = countsOf("dds")["refused"];
     Participant here({{"t", Inbox::take}});
     BareWriter foreign(testDomain(), "t");
     ASSERT_TRUE(eventually([&] { return foreign.readers() == 1; }));
-    for (const Bytes& sample : {Bytes{0, 3, 0, 0, 1, 0, 0, 0, 1}, Bytes{0, 1, 0, 0, 1, 0, 0, 0, 42},
-                                Bytes{0, 1, 0, 0, 255, 255, 255, 255, 1}, Bytes{0, 0, 0, 0, 0, 0, 0, 1, 43}}) {
-        ASSERT_TRUE(foreign.send(sample));
+    std::vector<std::string> expected;
+    for (const auto& row : rows) {
+        ASSERT_TRUE(foreign.send(row.sample));
+        if (row.octets != nullptr) {
+            expected.push_back(describe(row.octets, strlen(row.octets)));
+        }
     }
-    EXPECT_TRUE(Inbox::of().holds(2));
-    EXPECT_THAT(Inbox::of().all(), ElementsAre(describe("*", 1), describe("+", 1)));
-    EXPECT_EQ(countsOf("dds")["refused"], before + 2);
+    EXPECT_TRUE(Inbox::of().holds(expected.size()));
+    EXPECT_THAT(Inbox::of().all(), ElementsAreArray(expected));
+    EXPECT_EQ(countsOf("dds")["refused"], before + std::size(rows) - expected.size());
 }
 
 } // namespace
