@@ -3,7 +3,8 @@
 
 usage: check_modules.py BUILD_FOLDER ARCHITECTURE.MD
 
-Fails on an include or a call that the table does not allow, on a circle of files, and on a source without a module.
+Fails on an include or a call that the table does not allow, on an entry of the table that nothing uses, on files that
+call each other in a circle, and on a source without a module.
 """
 import fnmatch, pathlib, re, subprocess, sys
 
@@ -27,7 +28,7 @@ def node(path):  # one for a source and its header; the headers of src/include a
 def output(*command):
     return subprocess.run(command, check=True, capture_output=True, text=True).stdout
 
-includes, calls = {}, {}  # node: {other node: how}
+includes, direct, calls = {}, {}, {}  # node: {other node: how}
 defined, undefined = {}, []  # symbol: node; (node, symbol)
 faults = []
 for block in output("ninja", "-C", build, "-t", "deps").split("\n\n"):
@@ -35,13 +36,17 @@ for block in output("ninja", "-C", build, "-t", "deps").split("\n\n"):
     if not re.match(r"src/.*\.cpp\.o$", target) or "VALID" not in rest or not (build / target).exists():
         continue
     here = node(pathlib.Path(target))
-    includes[here], calls[here] = {}, {}
+    includes[here], direct[here], calls[here] = {}, {}, {}
     if module(here) is None:
         faults.append(f"{here}: not in the table")
     for path in (build / line.strip() for line in rest.splitlines()[1:]):
         path = path.resolve()
         if path.is_relative_to(source) and node(path) != here:
-            includes[here][node(path)] = "includes"
+            includes[here][node(path)] = "includes, through other headers,"
+        if path.is_relative_to(source) and node(path) == here:
+            for name in re.findall(r'^#include "(.+)\.h"', path.read_text(), re.M):
+                direct[here][name.replace("v2x/", "include/")] = "includes"
+    direct[here] = {other: how for other, how in direct[here].items() if other in includes[here]}
     for symbol, kind in re.findall(r"^(\S+) ([A-Zu])\b", output("nm", "-P", build / target), re.M):
         if kind == "U":
             undefined.append((here, symbol))
@@ -54,12 +59,16 @@ for here, symbol in undefined:
 def reachable(name):  # a used module's header may include those of the modules that it uses
     return {name}.union(*(reachable(used) for used in modules[name][1])) if name in modules else set()
 
+used = set()
 for here in includes:
-    called = {module(here), *modules.get(module(here), ((), ()))[1]}
-    checks = [(includes[here], reachable(module(here))), (calls[here], called)]
+    neighbours = {module(here), *modules.get(module(here), ((), ()))[1]}
+    checks = [(includes[here], reachable(module(here))), (direct[here], neighbours), (calls[here], neighbours)]
     for found, allowed in checks:
         for other in (other for other in found if module(other) not in allowed):
             faults.append(f"{here} ({module(here)}) {found[other]} {other} ({module(other)}): not in the table")
+    used |= {(module(here), module(other)) for other in [*direct[here], *calls[here]]}
+for name in set(map(module, includes)) & modules.keys():
+    faults += [f"{name} may use {other}, but does not" for other in modules[name][1] if (name, other) not in used]
 
 def reach(start, path):  # depth first; a way back to the start is a circle
     for other in calls[start]:

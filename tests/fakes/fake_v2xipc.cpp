@@ -12,6 +12,7 @@ struct v2xipc_socket {
 };
 
 namespace fakes {
+std::function<void()> onRequest;
 std::deque<std::vector<uint8_t>> replies;
 } // namespace fakes
 
@@ -59,6 +60,9 @@ int32_t v2xipc_SocketReqSend(V2X_IPCSOCKHANDLE handle, const v2x_ipc_config_t*, 
     const std::string host = handle->host + (reply != nullptr ? " (waits)" : "");
     fakes::sent.push_back(
         {handle->para.m_sockName, host, handle->port, {request->mp_data, request->mp_data + request->m_curMsgLen}});
+    if (fakes::onRequest) {
+        fakes::onRequest();
+    }
     if (reply == nullptr) {
         return 0;
     }

@@ -17,6 +17,7 @@ void reset() {
     sockets.clear();
     socketResults.clear();
     socketStats.clear();
+    onRequest = nullptr;
     replies.clear();
     ddsCreateFails = false;
     ddsRegFails.clear();

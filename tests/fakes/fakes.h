@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -70,6 +71,7 @@ extern std::map<std::string, v2xpub_UdpSocketStats_t> socketStats; // of open so
 void receive(const std::string& socketName, const std::vector<uint8_t>& bytes);
 
 // ---- ipc
+extern std::function<void()> onRequest;          // called at each request; empty after a reset
 extern std::deque<std::vector<uint8_t>> replies; // for the next requests that wait; without one they get -4
 
 // ---- dds: one participant; the journal holds its calls with their arguments ("dds.dds_reg 200 rsu/a/spat/up

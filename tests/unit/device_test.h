@@ -28,6 +28,7 @@ protected:
         fakes::now = 1772714096789000; // 2026-03-05 12:34:56.789
         EXPECT_EQ(v2xspatconv_StackInterfaceInit(), 0);
         v2xspatconv_SetSpatConvStatus({});
+        fakes::logLines.clear();
     }
 
     static uint8_t runStatus() {

@@ -240,18 +240,41 @@ TEST_F(Controller, FramesDoNotDependOnDatagramBoundaries) {
               5 * one.size() + 3 * two.size() + three.size() + 53);
 }
 
-TEST_F(Controller, FullRingDropsSingleBytesAtEveryPosition) {
+TEST_F(Controller, FullRingDropsSingleBytes) {
     ASSERT_EQ(start(), 0);
     const Bytes one = frame(payload(ONE_LINK));
-    for (int round = 0; round < 3; round++) { // the second and third round wrap
-        receive(Bytes(RING_SIZE - one.size() + 3, 0x41));
-        receive(one);
-        EXPECT_EQ(messages(), std::vector<std::string>(3, "2 enqueue signal machine data error"));
-        EXPECT_THAT(recordsOf({}), IsEmpty()) << "the frame lost its end";
-        receive(Bytes(RING_SIZE - one.size() - 1000 * static_cast<size_t>(round), 0x41));
-        EXPECT_THAT(recordsOf(one), ElementsAre("1; 1:5:250"));
+    receive(Bytes(RING_SIZE - one.size() + 3, 0x41));
+    receive(one);
+    EXPECT_EQ(messages(), std::vector<std::string>(3, "2 enqueue signal machine data error"));
+    EXPECT_THAT(recordsOf({}), IsEmpty()) << "the frame lost its end";
+    EXPECT_THAT(recordsOf(one), ElementsAre("1; 1:5:250"));
+    EXPECT_EQ(countsOf("1743")["bytes_dropped"], 3U);
+}
+
+// Bytes that arrive while a run converts frames wrap around the end of the ring.
+TEST_F(Controller, RingWrapsWhileARunEmptiesIt) {
+    ASSERT_EQ(start(), 0);
+    const auto numbered = [](size_t i) { return frame(payload({{0, {{1, 2, static_cast<uint8_t>(i % 250 + 1)}}}})); };
+    constexpr size_t FRAMES = 2000; // some six times the ring
+    size_t arrived = 0;
+    size_t converted = 0;
+    size_t stored = 0; // bytes in the ring
+    fakes::onRequest = [&] {
+        stored -= numbered(converted++).size();
+        while (arrived < FRAMES && stored + numbered(arrived).size() <= RING_SIZE) {
+            stored += numbered(arrived).size();
+            receive(numbered(arrived++));
+        }
+    };
+    stored = numbered(arrived).size();
+    receive(numbered(arrived++));
+    process();
+    const std::vector<std::string> all = records();
+    ASSERT_EQ(all.size(), FRAMES);
+    for (size_t i = 0; i < FRAMES; i++) {
+        ASSERT_EQ(all[i], "1; 1:3:" + std::to_string((i % 250 + 1) * 10));
     }
-    EXPECT_EQ(countsOf("1743")["bytes_dropped"], 9U);
+    EXPECT_EQ(countsOf("1743")["bytes_dropped"], 0U);
 }
 
 // ---- link

@@ -128,9 +128,9 @@ TEST_F(SpatDown, SendsOnlyTheFirstIntersectionLegacyAndCorrected) {
                                       intersection(R"({"id":9})", "1", FOUR_PHASES));
     deliver(text);
     // Legacy: heads directly after one another, then zeros; the length is that of two states a phase.
-    Bytes settled = hex("02000100 0000 FFFFFFFF FFFF 04  0102 0202 0302 0402");
-    settled.resize(13 + (2 + 2 * 15) + 3 * 2);
-    EXPECT_EQ(records(), std::vector<Bytes>{settled});
+    Bytes legacy = hex("02000100 0000 FFFFFFFF FFFF 04  0102 0202 0302 0402");
+    legacy.resize(13 + (2 + 2 * 15) + 3 * 2);
+    EXPECT_EQ(records(), std::vector<Bytes>{legacy});
     m_config->m_corrections.m_spat_down = true;
     deliver(text);
     EXPECT_EQ(records(), std::vector<Bytes>{hex(std::string("02000100 0201 FFFFFFFF FFFF 04") + FOUR_PHASES_RECORD)});

@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr auto SETTLED = v2xspatconv_down::settled;
+constexpr auto LEGACY = v2xspatconv_down::legacy;
 constexpr auto CORRECTED = v2xspatconv_down::corrected;
 
 class Record : public fakes::Fixture {
@@ -32,7 +32,7 @@ TEST_F(Record, LegacyEntriesOverlap) {
     read(FOUR_PHASES);
     // Heads at 13, 15, 17, 19; each phase's states follow its head and overwrite those of earlier phases. A state
     // without timing overwrites nothing.
-    expect(SETTLED, R"(02000100 0201 FFFFFFFF FFFF 04  01 02 02 02 03 02 04 02
+    expect(LEGACY, R"(02000100 0201 FFFFFFFF FFFF 04  01 02 02 02 03 02 04 02
         01 00 0700 A18C CCCC FEFF FFFF FFFF FF
         01 00 0000 A18C FFFF FFFF FFFF FFFF FF)");
 }
@@ -42,7 +42,7 @@ TEST_F(Record, LegacyEntriesOverlapInPart) {
                 {"light":3,"timing":{"counting":{"startTime":4369,"likelyEndTime":8738,"minEndTime":30}}},
                 {"light":4,"timing":{"counting":{"startTime":13107,"likelyEndTime":17476,"nextDuration":50}}}]},
              {"phaseId":2,"phaseStates":[{"light":6}]}])");
-    expect(SETTLED, R"(02000100 0201 FFFFFFFF FFFF 02  01 02 02 01
+    expect(LEGACY, R"(02000100 0201 FFFFFFFF FFFF 02  01 02 02 01
               1111 2222 FFFF 0300 FFFF FFFF FF
         01 04 3333 4444 FFFF FFFF FFFF 0500 FF)");
 }
@@ -63,7 +63,7 @@ TEST_F(Record, CopiesIdentityAndTime) {
     for (auto row : cases) {
         first().moy = &row.moy;
         first().timeStamp = &row.timeStamp;
-        expect(SETTLED, std::string("FFFFFFFF 0201") + row.bytes + "00");
+        expect(LEGACY, std::string("FFFFFFFF 0201") + row.bytes + "00");
     }
     first().moy = nullptr;
     first().timeStamp = nullptr;
@@ -82,7 +82,7 @@ TEST_F(Record, TruncatesCountsToTheirFields) {
     const struct {
         int phases;
         int states;
-        const char* settled; // m_phaseNum, then the first head if any
+        const char* legacy; // m_phaseNum, then the first head if any
         const char* corrected;
     } cases[] = {
         {1, 16, "01 0710", "01 0710"},  {1, 17, "01 0711", "01 0710"},  {1, 255, "01 07FF", "01 0710"},
@@ -93,10 +93,10 @@ TEST_F(Record, TruncatesCountsToTheirFields) {
         ASN_STRUCT_FREE_CONTENTS_ONLY(asn_DEF_SPAT, &spat);
         spat = {};
         read(listOf(row.phases, R"({"phaseId":7,"phaseStates":)" + listOf(row.states, "{}") + "}"));
-        for (const auto mode : {SETTLED, CORRECTED}) {
+        for (const auto mode : {LEGACY, CORRECTED}) {
             alignas(8) uint8_t record[V2XIPC_RECORD_SIZE] = {};
             v2xspatconv_GbSpatToIpcSpat(&spat, reinterpret_cast<v2xipc_phases_t*>(record), mode);
-            EXPECT_EQ(Bytes(record + 12, record + 15), hex(mode == SETTLED ? row.settled : row.corrected))
+            EXPECT_EQ(Bytes(record + 12, record + 15), hex(mode == LEGACY ? row.legacy : row.corrected))
                 << row.phases << " " << row.states;
         }
     }
@@ -119,16 +119,16 @@ TEST_F(Record, ScalesOptionalTimes) {
     for (const auto& row : cases) {
         *timing.maxEndTime = row.value;
         *timing.timeConfidence = row.value;
-        expect(SETTLED, std::string("02000100 0201 FFFFFFFF FFFF 01 0101 01 03 0000 0000") + row.time +
-                            "FFFF FFFF FFFF" + row.confidence);
+        expect(LEGACY, std::string("02000100 0201 FFFFFFFF FFFF 01 0101 01 03 0000 0000") + row.time +
+                           "FFFF FFFF FFFF" + row.confidence);
     }
 }
 
 TEST_F(Record, RejectsNullAndASpatWithoutIntersection) {
     v2xipc_phases_t record = {};
-    EXPECT_EQ(v2xspatconv_GbSpatToIpcSpat(nullptr, &record, SETTLED), -2);
-    EXPECT_EQ(v2xspatconv_GbSpatToIpcSpat(&spat, nullptr, SETTLED), -2);
-    EXPECT_EQ(v2xspatconv_GbSpatToIpcSpat(&spat, &record, SETTLED), -2);
+    EXPECT_EQ(v2xspatconv_GbSpatToIpcSpat(nullptr, &record, LEGACY), -2);
+    EXPECT_EQ(v2xspatconv_GbSpatToIpcSpat(&spat, nullptr, LEGACY), -2);
+    EXPECT_EQ(v2xspatconv_GbSpatToIpcSpat(&spat, &record, LEGACY), -2);
     EXPECT_EQ(takeLog(), Lines(3, "DOWN 2 input param error"));
 }
 

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr auto SETTLED = v2xspatconv_down::settled;
+constexpr auto LEGACY = v2xspatconv_down::legacy;
 constexpr auto CORRECTED = v2xspatconv_down::corrected;
 
 struct FreeSpat {
@@ -22,8 +22,8 @@ Spat newSpat() {
 using Reader = fakes::Fixture;
 
 TEST_F(Reader, RejectsNullArguments) {
-    EXPECT_EQ(v2xspatconv_SpatJsonToStruct(nullptr, newSpat().get(), SETTLED), -2);
-    EXPECT_EQ(v2xspatconv_SpatJsonToStruct("{}", nullptr, SETTLED), -2);
+    EXPECT_EQ(v2xspatconv_SpatJsonToStruct(nullptr, newSpat().get(), LEGACY), -2);
+    EXPECT_EQ(v2xspatconv_SpatJsonToStruct("{}", nullptr, LEGACY), -2);
     EXPECT_EQ(takeLog(), Lines(2, "DOWN 2 input param error"));
 }
 
@@ -52,7 +52,7 @@ TEST_F(Reader, ReadsTheDocumentsFrame) {
     };
     for (const auto& row : cases) {
         const Spat spat = newSpat();
-        EXPECT_EQ(v2xspatconv_SpatJsonToStruct(row.text.c_str(), spat.get(), SETTLED), row.ret) << row.text;
+        EXPECT_EQ(v2xspatconv_SpatJsonToStruct(row.text.c_str(), spat.get(), LEGACY), row.ret) << row.text;
         const DescriptiveName_t* name = spat->name;
         EXPECT_EQ(name == nullptr ? "-" : std::string(name->buf, name->buf + name->size), row.name);
         EXPECT_EQ(takeLog(), row.log) << row.text;
@@ -110,7 +110,7 @@ TEST_F(Reader, ReturnsTheLastIntersectionsResultAndDropsFailedOnes) {
         {with("{}") + "," + good + "," + good, 0, {"-/3 0", "-/3 0"}, noId},
         {"7", -3, {}, {"DOWN 2 Get intersectionId failed!", statusLog[0], statusLog[1]}},
     };
-    for (const auto mode : {SETTLED, CORRECTED}) {
+    for (const auto mode : {LEGACY, CORRECTED}) {
         for (const auto& row : cases) {
             const Spat spat = newSpat();
             const bool failed = row.ret != 0;
@@ -133,7 +133,7 @@ TEST_F(Reader, MissingMembersReadAsZero) {
     const Spat spat = newSpat();
     const std::string text =
         document(intersection(R"({"id":1})", "0", R"([{},7,{"phaseId":-3,"phaseStates":[{},{"light":9}]}])"));
-    EXPECT_EQ(v2xspatconv_SpatJsonToStruct(text.c_str(), spat.get(), SETTLED), 0);
+    EXPECT_EQ(v2xspatconv_SpatJsonToStruct(text.c_str(), spat.get(), LEGACY), 0);
     const auto& phases = spat->intersections.list.array[0]->phases.list;
     ASSERT_EQ(phases.count, 3);
     EXPECT_EQ(phases.array[0]->id, 0);
@@ -199,7 +199,7 @@ TEST_F(Reader, AttachesTimingWhenCorrectedAndLogsTheSameInBothModes) {
         {9, R"("Timing":{})", "0 none", {noTiming}},
         {-1, R"("Timing":{})", "0 none", {noTiming}},
     };
-    for (const auto mode : {SETTLED, CORRECTED}) {
+    for (const auto mode : {LEGACY, CORRECTED}) {
         for (const auto& row : cases) {
             const Spat spat = newSpat();
             const std::string light = std::to_string(row.light);

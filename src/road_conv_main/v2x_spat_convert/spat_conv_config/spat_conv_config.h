@@ -79,5 +79,6 @@ int32_t GetPhaseRelationship(V2X_CFGHANDLE snode, const char* node_path, phase_r
 // callers wait while one of them loads; after that no call takes a lock.
 int32_t v2xspatconv_GetCfgData(const spat_conv_config_t** p_spatconv_cfg);
 
-// Why the last load failed, for people: "file: key: reason". Never null; valid until the next load.
+// Why the last load failed, for people: "file: key: reason", or the reason alone. Never null; valid until the next
+// load.
 const char* v2xspatconv_GetCfgErrorText(void);

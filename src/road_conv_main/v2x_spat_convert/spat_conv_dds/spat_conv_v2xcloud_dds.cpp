@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "spat_conv_interface.h"
@@ -81,6 +82,7 @@ int32_t dds_TopicStrPreHandle(char** mp_topic, const char* start_topic_str, cons
     const bool whole = rsu_esn != nullptr && end_topic_str != nullptr;
     char name[TOPIC_SIZE];
     snprintf(name, sizeof name, "%s%s%s", start_topic_str, whole ? rsu_esn : "", whole ? end_topic_str : "");
+    free(*mp_topic);
     *mp_topic = strdup(name);
     if (*mp_topic == nullptr) {
         V2XLOG(g_log, V2XLOG_ERROR, "malloc failed!");

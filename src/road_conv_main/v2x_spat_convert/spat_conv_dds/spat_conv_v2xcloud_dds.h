@@ -55,8 +55,8 @@ struct v2xcloud_comm_ddsinfo {
 // Returns 0; -2 for a null identity. Main thread, once, before the tasks that send.
 int32_t v2xcloud_ddsInit(const char* rsu_esn);
 
-// Publishes data_len bytes on a topic that has a reader. After a length that is a multiple of 1024 follows a sample of
-// one byte 0: a receiver that collects fragments of 1024 bytes needs a shorter one as the end. Does not wait for a
+// Publishes data_len bytes on a topic that has a reader. When data_len is a multiple of 1024, a
+// one-byte sample (0) follows: it marks the end for receivers that collect 1024-byte fragments. Does not wait for a
 // reader and does not retry. Any thread, at any time; after the channel is closed no reader is matched. Returns 0; -2
 // for a null argument or a length of 0; the number of matched readers when it is not positive.
 int32_t v2xcloud_ddsSend(void* dds_handle, const char* topic, const void* data, unsigned int data_len);

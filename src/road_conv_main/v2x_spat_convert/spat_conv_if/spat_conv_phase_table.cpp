@@ -37,16 +37,20 @@ void LogCopied(v2xlog_tag_t& tag, int32_t phaseId, const uint8_t* entry) {
 }
 
 // Minute of the year in local time, 0 to 527039.
-int32_t GetMoyOfTheYear(uint64_t now) {
+int32_t GetMoyOfTheYear(v2xlog_tag_t& tag, uint64_t now) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(tag, ret);
     const time_t seconds = static_cast<time_t>(now / MICROSECONDS);
     tm local = {};
     localtime_r(&seconds, &local);
-    return (local.tm_yday * 24 + local.tm_hour) * 60 + local.tm_min;
+    return ret = (local.tm_yday * 24 + local.tm_hour) * 60 + local.tm_min;
 }
 
 // Millisecond of the minute, 0 to 59999. Time zones are whole minutes, so it is the same in each.
-int32_t GetSecMarkOfTheMinute(uint64_t now) {
-    return static_cast<int32_t>(now / 1000 % 60000);
+int32_t GetSecMarkOfTheMinute(v2xlog_tag_t& tag, uint64_t now) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(tag, ret);
+    return ret = static_cast<int32_t>(now / 1000 % 60000);
 }
 
 // One walk serves all 32 look-ups of a reading.
@@ -67,7 +71,9 @@ void IndexPhases(v2xspatconv_match match, std::span<const uint8_t> lm_phase, Pha
 }
 
 // The entry of a device phase; null when there is none, as for every number above 255.
-const uint8_t* GetLMPhaseByPhaseId(const PhaseIndex& index, uint16_t PhaseId) {
+const uint8_t* GetLMPhaseByPhaseId(v2xlog_tag_t& tag, const PhaseIndex& index, uint16_t PhaseId) {
+    const int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(tag, ret);
     return PhaseId < std::size(index.entries) ? index.entries[PhaseId] : nullptr;
 }
 
@@ -85,8 +91,8 @@ const spat_conv_config_t* v2xspatconv_AdapterConfig(v2xlog_tag_t& tag) {
 
 int32_t v2xspatconv_FillIpcHead(v2xlog_tag_t& tag, const spat_conv_config_t& cfg, v2xipc_phases_t* spat_ipc) {
     const uint64_t now = v2xpub_CommGetCurrentTime64();
-    const int32_t moy = GetMoyOfTheYear(now);
-    const int32_t secMark = GetSecMarkOfTheMinute(now);
+    const int32_t moy = GetMoyOfTheYear(tag, now);
+    const int32_t secMark = GetSecMarkOfTheMinute(tag, now);
     const struct {
         int64_t value;
         int64_t max;
@@ -138,7 +144,7 @@ void DealLMPhaseToIpcData(v2xlog_tag_t& tag, const spat_conv_config_t& cfg, v2xs
     for (uint8_t phaseId = 1; phaseId <= V2XSPATCONV_PHASE_MAX; phaseId++) {
         const uint16_t mapped = cfg.m_phase_relationship.m_phaseid[phaseId];
         const uint16_t devicePhase = mapped != 0 ? mapped : phaseId;
-        const uint8_t* entry = GetLMPhaseByPhaseId(index, devicePhase);
+        const uint8_t* entry = GetLMPhaseByPhaseId(tag, index, devicePhase);
         if (entry == nullptr) {
             V2XLOG(tag, V2XLOG_TRACE, "Get PhaseID error:%d %d", devicePhase, spat_ipc->m_phaseNum);
             continue;

@@ -121,10 +121,6 @@ void v2xspatconv_GetLearnMachineDataRcv(V2X_UDPSOCKHANDLE /*handle*/, void* p_da
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_quorLog, ret);
     const v2xpub_UdpSocketDataHead_t* datagram = static_cast<const v2xpub_UdpSocketDataHead_t*>(p_data);
-    if (datagram == nullptr || datagram->mp_data == nullptr) {
-        V2XLOG(g_quorLog, V2XLOG_ERROR, "input param error");
-        return;
-    }
     const int32_t received = datagram->m_curMsgLen;
     const uint8_t* bytes = datagram->mp_data;
     if (received < REPORT_HEAD_LENGTH || memcmp(bytes, REPORT_START, sizeof REPORT_START) != 0) {

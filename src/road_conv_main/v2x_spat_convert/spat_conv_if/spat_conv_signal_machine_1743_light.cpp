@@ -69,7 +69,7 @@ static_assert(sizeof(dataLightSta_1743_t) == 4);
 
 constexpr uint8_t LIGHT_STATUS_CTL_TYPE = 0x87;
 constexpr uint16_t LIGHT_STATUS_OBJ_ID = 0x0103;
-constexpr int32_t COUNT_MAX = 10; // greatest index of an entry link, and of a lamp group within one
+constexpr int32_t COUNT_MAX = 10; // greatest accepted index of an entry link, and of a lamp group in a link
 constexpr uint16_t TENTHS_PER_SECOND = 10;
 
 enum e_intoLinkDirection_1743 : uint8_t {

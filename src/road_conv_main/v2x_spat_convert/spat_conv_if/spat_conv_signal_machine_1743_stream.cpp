@@ -12,7 +12,7 @@
 
 namespace {
 
-// Each received byte counts once, unless it is still in the ring.
+// Each received byte counts in exactly one of these; bytes in the ring are not counted yet.
 v2x_counter g_framedBytes{"1743", "bytes_framed"};
 v2x_counter g_skippedBytes{"1743", "bytes_skipped"}; // before an opening delimiter
 v2x_counter g_cutBytes{"1743", "bytes_cut"};         // of a frame that was incomplete when the ring ran empty
@@ -157,6 +157,8 @@ int32_t Unescaped(std::span<const uint8_t> bytes) {
 
 // Unescapes `in` and returns the length of the result. pDataOut has room for as many bytes as `in` has.
 size_t ConvertDecodeData(std::span<const uint8_t> in, uint8_t* pDataOut) {
+    const int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_1743Log, ret);
     size_t written = 0;
     for (size_t i = 0; i < in.size(); i++) {
         const int32_t unescaped = Unescaped(in.subspan(i));
@@ -166,14 +168,15 @@ size_t ConvertDecodeData(std::span<const uint8_t> in, uint8_t* pDataOut) {
     return written;
 }
 
-// Unescapes one frame, checks its CRC and passes the payload on. Returns 0 when the CRC is correct, whatever the
-// conversion's result; -3 for a wrong length; -4 when the CRC could not be computed; -6 for a wrong CRC.
+// Unescapes one frame of at least FRAME_LENGTH_MIN bytes, checks its CRC and passes the payload on. Returns 0 when the
+// CRC is correct, whatever the conversion's result; -3 for a wrong length; -4 when the CRC could not be computed; -6
+// for a wrong CRC.
 int32_t DealSignalMachineRecvData(std::span<const uint8_t> data) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_1743Log, ret);
     uint8_t unescaped[FRAME_LENGTH_MAX];
     const size_t length = ConvertDecodeData(data, unescaped);
-    if (length < FRAME_OVERHEAD || length >= sizeof unescaped) {
+    if (length >= sizeof unescaped) {
         g_notUnescaped.Add();
         V2XLOG(g_1743Log, V2XLOG_ERROR, "ConvertDecodeData error");
         return ret = -3;

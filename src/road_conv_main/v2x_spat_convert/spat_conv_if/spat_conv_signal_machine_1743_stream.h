@@ -8,8 +8,8 @@
 // Empties the adapter's byte ring. Call before the socket opens.
 void initBuffer(void);
 
-// Receive callback of the controller's socket (v2xpub_msgFunc): appends the bytes to the ring. A full ring drops bytes,
-// with one line for each.
+// Receive callback of the controller's socket (v2xpub_msgFunc): appends the bytes to the ring. Bytes without
+// room are dropped; each is logged.
 void v2xspatconv_GetSignalMachine1743DataRcv(V2X_UDPSOCKHANDLE handle, void* p_data, void* addr, int16_t addrLen);
 
 // Task routine, every 500 ms: processes all frames in the ring. Each frame with a correct CRC goes to the light-status

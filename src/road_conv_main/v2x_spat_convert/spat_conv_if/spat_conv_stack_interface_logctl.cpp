@@ -101,17 +101,20 @@ void Answer(V2X_UDPSOCKHANDLE handle, const Datagram& datagram, const void* addr
 }
 
 void Serve(V2X_UDPSOCKHANDLE handle, Datagram& datagram, const void* addr, int16_t addrLen) {
-    if (datagram.m_curMsgLen < static_cast<int32_t>(sizeof(Request))) {
+    const auto size = static_cast<size_t>(datagram.m_curMsgLen);
+    const uint16_t cmdType =
+        size >= sizeof(v2xipc_dataHead_t) ? Read<v2xipc_dataHead_t>(datagram).m_cmdType : V2XIPC_CMD_LOG_REQUEST;
+    if (cmdType != V2XIPC_CMD_LOG_REQUEST) {
+        g_wrongCommand.Add();
+        V2XLOG(g_log, V2XLOG_WARN, "get error data,type pStr->m_cmdType=%d", cmdType);
+        return;
+    }
+    if (size < sizeof(Request)) {
         g_tooShort.Add();
-        V2XLOG(g_log, V2XLOG_WARN, "log tool request of %d bytes is too short", datagram.m_curMsgLen);
+        V2XLOG(g_log, V2XLOG_WARN, "log tool request of %zu bytes is too short", size);
         return;
     }
     const Request request = Read<Request>(datagram);
-    if (request.head.m_cmdType != V2XIPC_CMD_LOG_REQUEST) {
-        g_wrongCommand.Add();
-        V2XLOG(g_log, V2XLOG_WARN, "get error data,type pStr->m_cmdType=%d", request.head.m_cmdType);
-        return;
-    }
     if (request.command.m_logCmd == V2XIPC_LOG_REPORT) {
         Report report;
         const int16_t length = ReportLevels(request, report);

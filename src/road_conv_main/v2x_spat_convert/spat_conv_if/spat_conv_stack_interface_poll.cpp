@@ -8,6 +8,7 @@
 #include "spat_conv_spatup.h"
 #include "spat_conv_stack_interface.h"
 #include "v2x/v2xcount.h"
+#include "v2x/v2xipc_data.h"
 #include "v2x/v2xlog.h"
 #include "v2xapp_upercodec.h"
 
@@ -27,7 +28,7 @@ v2x_counter g_otherType{"reply", "other_type"};
 v2x_counter g_noBlock{"reply", "no_block"};
 v2x_counter g_badItem{"reply", "bad_item"}; // earlier items of the reply are used
 v2x_counter g_accepted{"reply", "accepted"};
-// Each item that is used or ignored counts in one of these.
+// Decoded items, and items after the 64th.
 v2x_counter g_items{"reply", "items"};
 v2x_counter g_itemsOver{"reply", "items_over"};
 
@@ -39,8 +40,8 @@ constexpr int16_t DATAGRAM_MAX = 32767; // greatest value of m_curMsgLen
 
 // One reply datagram.
 struct spat_pc5_data_ {
-    v2xpub_UdpSocketDataHead_t m_spat_data;
-    uint8_t bytes[DATAGRAM_MAX]; // m_spat_data points here
+    int16_t m_curMsgLen;
+    uint8_t bytes[DATAGRAM_MAX];
 };
 
 // Replies in order of arrival: a ring of which g_pending slots from g_first on are in use.
@@ -50,8 +51,8 @@ size_t g_first = 0;
 size_t g_pending = 0;
 
 void CopyReply(const spat_pc5_data_& from, spat_pc5_data_& to) {
-    to.m_spat_data = {from.m_spat_data.m_curMsgLen, to.bytes};
-    memcpy(to.bytes, from.bytes, static_cast<size_t>(from.m_spat_data.m_curMsgLen));
+    to.m_curMsgLen = from.m_curMsgLen;
+    memcpy(to.bytes, from.bytes, static_cast<size_t>(from.m_curMsgLen));
 }
 
 void Append(const spat_pc5_data_& reply) {
@@ -69,7 +70,8 @@ void Append(const spat_pc5_data_& reply) {
     }
 }
 
-// Removes the oldest reply. The caller has seen that one is queued, and nobody else removes any.
+// Removes the oldest reply. Call only when Pending() > 0, on the processing task: Append may replace the oldest reply
+// but never shortens the queue.
 void TakeFirst(spat_pc5_data_& reply) {
     const std::lock_guard<std::mutex> guard(g_spat_pc5_data_mutex);
     CopyReply(g_spat_pc5_data[g_first], reply);
@@ -191,12 +193,13 @@ void SendGetSpatDataToAPPTaskFun(void* /*arg*/) {
     memcpy(frame, &head, sizeof head);
 
     const v2xpub_UdpSocketDataHead_t request = {static_cast<int16_t>(sizeof frame), frame};
-    answer.m_spat_data = {DATAGRAM_MAX, answer.bytes};
-    if (v2xspatconv_AskStack(request, answer.m_spat_data) != 0) {
+    v2xpub_UdpSocketDataHead_t received = {DATAGRAM_MAX, answer.bytes};
+    if (v2xspatconv_AskStack(request, received) != 0) {
         g_unanswered.Add();
         V2XLOG(g_log, V2XLOG_WARN, "UDP send error:%d", -4);
         return;
     }
+    answer.m_curMsgLen = received.m_curMsgLen;
     g_received.Add();
     Append(answer);
 }
@@ -209,6 +212,7 @@ void DealSpatDataRecvTaskFun(void* /*arg*/) {
     }
     for (size_t i = 0; i < waiting; i++) {
         TakeFirst(reply);
-        v2xspatconv_GetRsuDataResp(&reply.m_spat_data);
+        const v2xpub_UdpSocketDataHead_t datagram = {reply.m_curMsgLen, reply.bytes};
+        v2xspatconv_GetRsuDataResp(&datagram);
     }
 }

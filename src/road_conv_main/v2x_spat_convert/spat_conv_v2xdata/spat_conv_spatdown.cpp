@@ -53,7 +53,7 @@ void Collect(const void* data, uint32_t len) {
 v2xspatconv_down Mode() {
     const spat_conv_config_t* config = nullptr;
     const bool loaded = v2xspatconv_GetCfgData(&config) == 0;
-    return loaded && config->m_corrections.m_spat_down ? v2xspatconv_down::corrected : v2xspatconv_down::settled;
+    return loaded && config->m_corrections.m_spat_down ? v2xspatconv_down::corrected : v2xspatconv_down::legacy;
 }
 
 // From the collected document to the stack application.

@@ -80,7 +80,7 @@ void WriteState(const PhaseState_t& gb_phSta, uint8_t* place, v2xspatconv_down m
         state = v2xspatconv_GbPhaseStateUtcTimingToIpc(gb_phSta.light, gb_phSta.timing->choice.utcTiming);
         break;
     default:
-        if (mode == v2xspatconv_down::settled) {
+        if (mode == v2xspatconv_down::legacy) {
             return;
         }
         state = LightAlone(gb_phSta.light);

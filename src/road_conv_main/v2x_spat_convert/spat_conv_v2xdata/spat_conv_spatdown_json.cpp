@@ -58,9 +58,9 @@ template <typename Timing>
 void StoreTime(const cJSON* member, const v2xspatconv_timeKey_t<Timing>& key, Timing& timing) {
     const bool isNumber = cJSON_IsNumber(member) != 0;
     if (key.mandatory != nullptr) {
-        const long value = isNumber ? member->valueint : key.missing;
-        const bool isTimeMark = value >= 0 && value <= V2XIPC_TIME_UNKNOWN;
-        timing.*key.mandatory = isTimeMark || key.missing == 0 ? value : key.missing;
+        const long value = isNumber ? member->valueint : 0;
+        const bool isKnown = isNumber && value >= 0 && value <= V2XIPC_TIME_UNKNOWN;
+        timing.*key.mandatory = key.isEnd && !isKnown ? V2XIPC_TIME_UNKNOWN : value;
     } else if (isNumber) {
         timing.*key.optional = New<long>("timing calloc failed!");
         if (timing.*key.optional != nullptr) {
@@ -137,26 +137,24 @@ struct ListKind {
 
 template <typename List, typename Element>
 int32_t ReadList(const cJSON* json, List& list, const ListKind<Element>& kind, v2xspatconv_down mode) {
-    int32_t ret = 0;
-    V2XLOG_TRACE_SCOPE(g_downLog, ret);
     const cJSON* array = cJSON_GetObjectItemCaseSensitive(json, kind.key);
     if (array == nullptr) {
         V2XLOG(g_downLog, V2XLOG_ERROR, "cJSON_Parse Error!");
-        return ret = -4;
+        return -4;
     }
     const cJSON* item = nullptr;
     cJSON_ArrayForEach(item, array) {
         Owned<Element> element(New<Element>(kind.noMemory), {kind.type});
         if (element == nullptr) {
-            return ret = -2;
+            return -2;
         }
         kind.read(item, *element, mode);
-        ret = Append(list, element);
+        const int32_t ret = Append(list, element);
         if (ret != 0) {
             return ret;
         }
     }
-    return ret;
+    return 0;
 }
 
 void ReadPhaseState(const cJSON* item, PhaseState_t& state, v2xspatconv_down mode) {
@@ -172,12 +170,24 @@ void ReadPhaseState(const cJSON* item, PhaseState_t& state, v2xspatconv_down mod
 constexpr ListKind<PhaseState_t> PHASE_STATES = {"phaseStates", "PhaseState_t calloc failed!", &asn_DEF_PhaseState,
                                                  ReadPhaseState};
 
+int32_t GetPhaseStatesFormJson(const cJSON* json, PhaseStateList_t& phaseStates, v2xspatconv_down mode) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_downLog, ret);
+    return ret = ReadList(json, phaseStates, PHASE_STATES, mode);
+}
+
 void ReadPhase(const cJSON* item, Phase_t& phase, v2xspatconv_down mode) {
     GetIntDataFromJson(item, "phaseId", &phase.id);
-    ReadList(item, phase.phaseStates, PHASE_STATES, mode);
+    GetPhaseStatesFormJson(item, phase.phaseStates, mode);
 }
 
 constexpr ListKind<Phase_t> PHASES = {"phases", "Phase_t calloc failed!", &asn_DEF_Phase, ReadPhase};
+
+int32_t GetPhasesFromJson(const cJSON* json, PhaseList_t& phases, v2xspatconv_down mode) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_downLog, ret);
+    return ret = ReadList(json, phases, PHASES, mode);
+}
 
 // ---- intersections
 
@@ -232,7 +242,7 @@ int32_t ReadIntersection(const cJSON* item, IntersectionState_t& intersection, v
     if (mode == v2xspatconv_down::corrected) {
         v2xcodec_long2BitString(&status, STATUS_BITS, &intersection.status);
     }
-    ret = ReadList(item, intersection.phases, PHASES, mode);
+    ret = GetPhasesFromJson(item, intersection.phases, mode);
     if (ret != 0) {
         V2XLOG(g_downLog, V2XLOG_ERROR, "GetPhasesFromJson error");
     }
