@@ -12,16 +12,16 @@
 
 namespace {
 
-constexpr const char* kKeys[] = {"a",     "b",     "a.b",     "g.a",
-                                 "g.b.c", "a.[0]", "g.[1].a", "rsuSpatConfigInfo.LearnMachine.Port"};
+constexpr const char* KEYS[] = {"a",     "b",     "a.b",     "g.a",
+                                "g.b.c", "a.[0]", "g.[1].a", "rsuSpatConfigInfo.LearnMachine.Port"};
 
 void ReadAll(V2X_CFGHANDLE root) {
-    constexpr int32_t kMaxText = 16;
-    for (const char* const key : kKeys) {
+    constexpr int32_t MAX_TEXT = 16;
+    for (const char* const key : KEYS) {
         bool flag = false;
         int32_t number = 0;
-        std::array<char, kMaxText + 1> text{};
-        int32_t length = kMaxText;
+        std::array<char, MAX_TEXT + 1> text{};
+        int32_t length = MAX_TEXT;
         v2xcfg_GetNodeValue(root, V2XCFG_TYPE_BOOL, key, &flag, nullptr);
         v2xcfg_GetNodeValue(root, V2XCFG_TYPE_INT32, key, &number, nullptr);
         v2xcfg_GetNodeValue(root, V2XCFG_TYPE_STRING, key, text.data(), &length);

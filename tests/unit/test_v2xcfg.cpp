@@ -66,7 +66,7 @@ TEST_F(V2xCfg, ReadsRegularFilesOfAtMost64KiB) {
 }
 
 // Every kind of value, and texts that only look like faults.
-constexpr char kText[] = R"(yes = TRUE; no = false;
+constexpr char TEXT[] = R"(yes = TRUE; no = false;
 one = 1; zero = 0L; two = 2;
 least = -2147483648; most = 0x7fffffffLL;
 real = 99999999999.5; /* " { @include 5000000000 */ array = [1]; list = (1, "x", { deep = 7; }); // " }
@@ -100,7 +100,7 @@ TEST_F(V2xCfg, ReadsValuesByType) {
         {"more", V2XCFG_TYPE_STRING, -3, ":8: more: string of 33 characters, at most 32 are allowed"},
         {"one", static_cast<e_v2xcfg_type>(4), -2, ":2: one: unknown type 4"},
     };
-    ASSERT_EQ(Open(kText), 0) << v2xcfg_GetErrorText();
+    ASSERT_EQ(Open(TEXT), 0) << v2xcfg_GetErrorText();
     for (const auto& row : rows) {
         SCOPED_TRACE(std::string(row.key) + " as " + std::to_string(row.type));
         char buffer[1 + 32 + 1] = "?????";

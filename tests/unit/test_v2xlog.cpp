@@ -31,8 +31,8 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
-constexpr size_t kTimeLength = 24; // "2026-01-31 12:00:00.000 "
-constexpr int64_t kTenSeconds = 10'000'000'000;
+constexpr size_t TIME_LENGTH = 24; // "2026-01-31 12:00:00.000 "
+constexpr int64_t TEN_SECONDS = 10'000'000'000;
 
 // The lines of a file, each from character `from` on.
 std::vector<std::string> Lines(const fs::path& path, size_t from = 0) {
@@ -163,7 +163,7 @@ TEST_F(V2xLog, LineHasTimeLevelTagAndOneLineOfText) {
         v2xlog_HexDump(handle, V2XLOG_INFO, data, 0);
         v2xlog_HexDump(handle, V2XLOG_INFO, nullptr, 4);
         const auto fromHere = MatchesRegex("E QUOR test_v2xlog.cpp:operator\\(\\):[0-9]+:from here");
-        EXPECT_THAT(Lines(path, kTimeLength),
+        EXPECT_THAT(Lines(path, TIME_LENGTH),
                     ElementsAre("I QUOR a  b   \xe8\xb7\xaf", "T MAIN default tag", "V MAIN " + std::string(4095, 'x'),
                                 "F QUOR a.cpp:run:12:value -1", "E QUOR a.cpp:run:12:%ls",
                                 "W QUOR a.cpp:" + std::string(4089, 'f'), fromHere, fromHere,
@@ -187,12 +187,12 @@ TEST_F(V2xLog, SuppressesTextEqualToTheLastOneOfItsPlace) {
         Format(site, V2XLOG_WARN, 1, "y");
         Format(site, V2XLOG_ERROR, 2, "y"); // a line of another level is not equal
         Format(other, V2XLOG_WARN, 1, "y");
-        site.textTime -= kTenSeconds;
+        site.textTime -= TEN_SECONDS;
         Format(site, V2XLOG_ERROR, 1, "y");
         for (int i = 0; i < 4; ++i) {
             V2XLOG(module, V2XLOG_INFO, "%s", i < 3 ? "same" : "new");
         }
-        EXPECT_THAT(Lines(path, kTimeLength),
+        EXPECT_THAT(Lines(path, TIME_LENGTH),
                     ElementsAre("W MAIN a.cpp:f:1:x", "W MAIN b.cpp:f:2:x", "W MAIN a.cpp:f:1:y [6 more]",
                                 "E MAIN a.cpp:f:1:y", "W MAIN b.cpp:f:2:y [6 more]", "E MAIN a.cpp:f:1:y [1 more]",
                                 EndsWith(":same"), EndsWith(":new [2 more]")));
@@ -211,7 +211,7 @@ TEST_F(V2xLog, LimitsPlaceToThreeHundredLinesInTenSecondsUpToDebug) {
             for (int i = 0; i < 400; ++i) {
                 Format(site, level, 1, level > V2XLOG_DEBUG ? "equal" : std::to_string(i));
             }
-            site.windowStart -= kTenSeconds;
+            site.windowStart -= TEN_SECONDS;
             Format(site, level, 1, "later");
         });
         const std::vector<std::string> lines = Lines(path);
@@ -224,9 +224,9 @@ TEST_F(V2xLog, LimitsPlaceToThreeHundredLinesInTenSecondsUpToDebug) {
 TEST_F(V2xLog, RotationKeepsFiveOldFilesAndEveryLineBetween) {
     InChild([this] {
         Start(0);
-        constexpr int kLines = 18500; // seven files of 10 MiB and part of another
+        constexpr int LINES = 18500; // seven files of 10 MiB and part of another
         const std::string rest(4050, 'r');
-        for (int i = 0; i < kLines; ++i) {
+        for (int i = 0; i < LINES; ++i) {
             v2xlog_Print(tag, V2XLOG_INFO, (std::to_string(i) + ' ' + rest).c_str());
         }
         EXPECT_FALSE(fs::exists(path.parent_path() / "unit.6.log"));
@@ -238,7 +238,7 @@ TEST_F(V2xLog, RotationKeepsFiveOldFilesAndEveryLineBetween) {
                 ASSERT_EQ(std::stoi(line), expected++) << name;
             }
         }
-        EXPECT_EQ(expected, kLines);
+        EXPECT_EQ(expected, LINES);
     });
 }
 

@@ -28,7 +28,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr size_t kMaxFile = size_t{64} * 1024; // libconfig's time grows with the square of the settings
+constexpr size_t MAX_FILE = size_t{64} * 1024; // libconfig's time grows with the square of the settings
 
 v2xlog_tag_t g_tag{"VCFG"};
 thread_local std::string g_errorText = "no error";
@@ -61,12 +61,12 @@ std::string ReadFile(const std::string& path, std::string& text) {
         return "not a regular file";
     }
     std::ifstream file(path, std::ios::binary);
-    text.resize(kMaxFile + 1);
+    text.resize(MAX_FILE + 1);
     if (!file.read(text.data(), static_cast<std::streamsize>(text.size())) && !file.eof()) {
         return std::generic_category().message(errno);
     }
     text.resize(static_cast<size_t>(file.gcount()));
-    return text.size() > kMaxFile ? "larger than 64 KiB" : "";
+    return text.size() > MAX_FILE ? "larger than 64 KiB" : "";
 }
 
 int32_t Load(v2xcfg_context& context) {
@@ -109,12 +109,12 @@ struct Value {
 };
 
 int32_t WrongType(const Value& value, const std::string& expected) {
-    static constexpr const char* kNames[] = {
+    static constexpr const char* NAMES[] = {
         "nothing",  "a group",   "an integer", "an integer", "a floating-point number",
         "a string", "a boolean", "an array",   "a list",
     };
-    static_assert(std::size(kNames) == CONFIG_TYPE_LIST + 1);
-    return Fail(-3, value.place, "expected " + expected + ", found " + kNames[value.Type()]);
+    static_assert(std::size(NAMES) == CONFIG_TYPE_LIST + 1);
+    return Fail(-3, value.place, "expected " + expected + ", found " + NAMES[value.Type()]);
 }
 
 int32_t GetBool(const Value& value, void* destination) {

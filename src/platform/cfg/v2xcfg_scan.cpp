@@ -8,9 +8,9 @@
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n\f";
-constexpr std::string_view kNameStart = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz*";
-constexpr std::string_view kNamePart = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz*0123456789-_";
+constexpr std::string_view BLANKS = " \t\r\n\f";
+constexpr std::string_view NAME_START = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz*";
+constexpr std::string_view NAME_PART = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz*0123456789-_";
 
 struct Token {
     size_t length;
@@ -60,8 +60,8 @@ Token Number(std::string_view text) {
 
 Token NextToken(std::string_view text) {
     const char first = text[0];
-    if (Contains(kBlanks, first)) {
-        return {Span(text, kBlanks), ' '};
+    if (Contains(BLANKS, first)) {
+        return {Span(text, BLANKS), ' '};
     }
     if (text.starts_with("/*") || text.starts_with("//") || first == '#') {
         return Comment(text);
@@ -69,8 +69,8 @@ Token NextToken(std::string_view text) {
     if (first == '"') {
         return String(text);
     }
-    if (Contains(kNameStart, first)) {
-        return {Span(text, kNamePart), first};
+    if (Contains(NAME_START, first)) {
+        return {Span(text, NAME_PART), first};
     }
     if (text.starts_with("@include")) {
         return {0, first, "@include is not supported"};

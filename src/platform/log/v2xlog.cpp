@@ -16,10 +16,10 @@ namespace {
 
 using Clock = v2xlog_output::Clock;
 
-constexpr int64_t kLimitWindow = std::chrono::nanoseconds(std::chrono::seconds(10)).count();
-constexpr uint32_t kLimitLines = 300;
-constexpr int32_t kLimitLevel = V2XLOG_DEBUG; // lines above this level are not limited
-constexpr int32_t kBytesPerLine = 16;
+constexpr int64_t LIMIT_WINDOW = std::chrono::nanoseconds(std::chrono::seconds(10)).count();
+constexpr uint32_t LIMIT_LINES = 300;
+constexpr int32_t LIMIT_LEVEL = V2XLOG_DEBUG; // lines above this level are not limited
+constexpr int32_t BYTES_PER_LINE = 16;
 
 // Callers may use errno after they log it.
 class KeepErrno {
@@ -36,12 +36,12 @@ private:
 // Counts `times` equal lines at their place. Returns whether the first one is to be written.
 bool PassLimit(v2xlog_site& site, uint64_t textHash, uint32_t times, Clock::time_point time) {
     const int64_t now = std::chrono::nanoseconds(time.time_since_epoch()).count();
-    if (now - site.windowStart >= kLimitWindow) {
+    if (now - site.windowStart >= LIMIT_WINDOW) {
         site.windowStart = now;
         site.written = 0;
     }
-    const bool isRepeated = textHash == site.textHash && now - site.textTime < kLimitWindow;
-    if (isRepeated || site.written >= kLimitLines) {
+    const bool isRepeated = textHash == site.textHash && now - site.textTime < LIMIT_WINDOW;
+    if (isRepeated || site.written >= LIMIT_LINES) {
         site.suppressed += times;
         return false;
     }
@@ -76,7 +76,7 @@ public:
             return;
         }
         const auto now = Clock::now();
-        if (m_hasLimit && site != nullptr && level <= kLimitLevel) {
+        if (m_hasLimit && site != nullptr && level <= LIMIT_LEVEL) {
             const uint64_t hash = std::hash<std::string_view>{}(text) ^ std::hash<const void*>{}(handle);
             if (!PassLimit(*site, hash + static_cast<uint64_t>(level), times, now)) {
                 return;
@@ -129,11 +129,11 @@ void ReplaceControls(char* text, size_t length) {
 
 // "0010  de ad ...   |..|" for up to sixteen bytes.
 std::string_view DumpLine(char (&text)[128], int64_t offset, const uint8_t* data, int32_t count) {
-    constexpr char kDigits[] = "0123456789abcdef";
+    constexpr char DIGITS[] = "0123456789abcdef";
     char* out = text + std::snprintf(text, sizeof(text), "%04x  ", static_cast<unsigned>(offset));
-    for (int32_t i = 0; i < kBytesPerLine; ++i) {
-        *out++ = i < count ? kDigits[data[i] >> 4] : ' ';
-        *out++ = i < count ? kDigits[data[i] & 15] : ' ';
+    for (int32_t i = 0; i < BYTES_PER_LINE; ++i) {
+        *out++ = i < count ? DIGITS[data[i] >> 4] : ' ';
+        *out++ = i < count ? DIGITS[data[i] & 15] : ' ';
         *out++ = ' ';
     }
     out = std::copy_n("  |", 3, out);
@@ -180,8 +180,8 @@ void v2xlog_HexDump(V2X_LOGHANDLE handle, int32_t level, const uint8_t* data, in
         return;
     }
     char line[128];
-    for (int64_t offset = 0; offset < len; offset += kBytesPerLine) {
-        const int32_t count = static_cast<int32_t>(std::min<int64_t>(kBytesPerLine, len - offset));
+    for (int64_t offset = 0; offset < len; offset += BYTES_PER_LINE) {
+        const int32_t count = static_cast<int32_t>(std::min<int64_t>(BYTES_PER_LINE, len - offset));
         writer->Write(handle, level, DumpLine(line, offset, data + offset, count), nullptr, 1);
     }
 }

@@ -11,11 +11,11 @@
 
 namespace {
 
-constexpr size_t kMaxBytes = size_t{10} * 1024 * 1024;
-constexpr size_t kOldFiles = 5;
-constexpr auto kBackOff = std::chrono::seconds(2);
-constexpr auto kCheckPeriod = std::chrono::seconds(1);
-constexpr int kOpenFlags = O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC;
+constexpr size_t MAX_BYTES = size_t{10} * 1024 * 1024;
+constexpr size_t OLD_FILES = 5;
+constexpr auto BACK_OFF = std::chrono::seconds(2);
+constexpr auto CHECK_PERIOD = std::chrono::seconds(1);
+constexpr int OPEN_FLAGS = O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC;
 
 std::filesystem::path FolderOf(const std::filesystem::path& path) {
     return path.has_parent_path() ? path.parent_path() : ".";
@@ -57,9 +57,9 @@ void v2xlog_file::Open(Clock::time_point now) {
         spdlog::file_event_handlers handlers;
         handlers.before_open = [this](const spdlog::filename_t&) { CheckBeforeOpen(); };
         handlers.after_open = [this](const spdlog::filename_t&, std::FILE* file) { NoteIdentity(file); };
-        m_sink = std::make_unique<spdlog::sinks::rotating_file_sink_st>(m_path, kMaxBytes, kOldFiles, false, handlers);
+        m_sink = std::make_unique<spdlog::sinks::rotating_file_sink_st>(m_path, MAX_BYTES, OLD_FILES, false, handlers);
         m_sink->set_formatter(std::make_unique<spdlog::pattern_formatter>("%v", spdlog::pattern_time_type::local, ""));
-        m_nextCheck = now + kCheckPeriod;
+        m_nextCheck = now + CHECK_PERIOD;
     } catch (const spdlog::spdlog_ex& failure) {
         Close(now, failure.what());
     }
@@ -68,7 +68,7 @@ void v2xlog_file::Open(Clock::time_point now) {
 void v2xlog_file::Close(Clock::time_point now, const char* reason) {
     m_reason = reason;
     m_sink.reset();
-    m_nextOpen = now + kBackOff;
+    m_nextOpen = now + BACK_OFF;
 }
 
 // Whether the path names no file or another one than the open file. After the sink's own rotation it does not:
@@ -77,7 +77,7 @@ bool v2xlog_file::IsReplaced(Clock::time_point now) {
     if (now < m_nextCheck) {
         return false;
     }
-    m_nextCheck = now + kCheckPeriod;
+    m_nextCheck = now + CHECK_PERIOD;
     struct stat found {};
     if (!CanRename(m_folder)) {
         return true;
@@ -104,7 +104,7 @@ void v2xlog_file::CheckBeforeOpen() const {
     if (!CanRename(m_folder)) {
         spdlog::throw_spdlog_ex("the folder is not writable, so the file cannot be rotated");
     }
-    const int file = ::open(m_path.c_str(), kOpenFlags, 0644);
+    const int file = ::open(m_path.c_str(), OPEN_FLAGS, 0644);
     if (file < 0) {
         spdlog::throw_spdlog_ex(std::strerror(errno));
     }

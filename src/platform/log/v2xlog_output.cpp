@@ -13,8 +13,8 @@
 
 namespace {
 
-constexpr char kLetters[] = "?FEWIDVT"; // by level
-static_assert(sizeof(kLetters) == V2XLOG_TRACE + 2);
+constexpr char LETTERS[] = "?FEWIDVT"; // by level
+static_assert(sizeof(LETTERS) == V2XLOG_TRACE + 2);
 
 // Writes one line with its newline to standard error, truncated to 4096 bytes. False: it was dropped. POSIX: a pipe
 // that is ready for writing takes PIPE_BUF bytes at once.
@@ -62,7 +62,7 @@ void v2xlog_output::Write(const v2xlog_line& line, Clock::time_point now) {
 
 void v2xlog_output::Append(const v2xlog_line& line) {
     m_time.format(spdlog::details::log_msg({}, spdlog::level::info, {}), m_buffer);
-    m_buffer.push_back(kLetters[line.level]);
+    m_buffer.push_back(LETTERS[line.level]);
     m_buffer.push_back(' ');
     m_buffer.append(std::string_view(line.tag));
     m_buffer.push_back(' ');
