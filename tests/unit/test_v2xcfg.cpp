@@ -8,7 +8,7 @@
 #include <string>
 #include <sys/stat.h>
 
-#include "platform_util.h"
+#include "temp_folder.h"
 
 namespace {
 
@@ -34,14 +34,11 @@ TEST_F(V2xCfg, RejectsTextWithItsLine) {
         {"a = 1;\nb = ;\n", ":2: syntax error"},
         {"a = 1;\n  @include \"other.cfg\"\n", ":2: @include is not supported"},
         {"a = 2147483647;\nb = 2147483648;", ":2: integer needs more than 32 bits"},
-        {"//\n/**/a = 0x100000000;", ":2: integer needs more than 32 bits"},
         {"a = -2147483649;", ":1: integer needs more than 32 bits"},
-        {"a = 5000000000L;", ":1: integer needs more than 32 bits"},
-        {"a = 99999999999999999999b = 1;", ":1: integer needs more than 32 bits"},
+        {"//\n/**/a = 0x100000000;", ":2: integer needs more than 32 bits"},
         {"a = \"1\n2\";\nb = \"3\n", ":3: string has no end"},
         {"a = \"x\\\\\"; b = \"", ":1: string has no end"},
         {"a = { b = 1, \"x\" };", ":1: string without a key"},
-        {"a = (1), \"x\";", ":1: string without a key"},
         {"a = 1;\n/*/ b = 2;\n", ":2: comment has no end"},
         {"a = 1;\n# \0"s, ":2: NUL byte"},
         {"a = " + std::string(60'000, '('), ":1: memory exhausted"}, // the parser's own limit of nesting
@@ -58,8 +55,6 @@ TEST_F(V2xCfg, ReadsRegularFilesOfAtMost64KiB) {
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0644), 0);
     EXPECT_EQ(v2xcfg_InitContext(&m_root, pipe.c_str()), -3);
     EXPECT_EQ(v2xcfg_GetErrorText(), pipe + ": not a regular file");
-    EXPECT_EQ(v2xcfg_InitContext(&m_root, m_path.c_str()), -3);
-    EXPECT_EQ(v2xcfg_GetErrorText(), m_path + ": No such file or directory");
     EXPECT_EQ(Open(std::string(64 * 1024 + 1, ' ')), -3);
     EXPECT_EQ(v2xcfg_GetErrorText(), m_path + ": larger than 64 KiB");
     EXPECT_EQ(Open(std::string(64 * 1024, ' ')), 0);
@@ -82,23 +77,17 @@ TEST_F(V2xCfg, ReadsValuesByType) {
         int32_t code;
         std::string expected; // the value, or the error text after the file name
     } rows[] = {
-        {"yes", V2XCFG_TYPE_BOOL, 0, "1"},
         {"zero", V2XCFG_TYPE_BOOL, 0, "0"},
+        {"yes", V2XCFG_TYPE_BOOL, 0, "1"},
         {"two", V2XCFG_TYPE_BOOL, -3, ":2: two: expected true, false, 0 or 1, found 2"},
-        {"real", V2XCFG_TYPE_BOOL, -3, ":4: real: expected a boolean, found a floating-point number"},
         {"least", V2XCFG_TYPE_INT32, 0, "-2147483648"},
         {"most", V2XCFG_TYPE_INT32, 0, "2147483647"},
-        {"list", V2XCFG_TYPE_STRING, -3, ":4: list: expected a string, found a list"},
         {"group.inner.port.x", V2XCFG_TYPE_INT32, -1, ": group.inner.port.x: not found"},
-        {"", V2XCFG_TYPE_INT32, -1, ": : not found"},
-        {"list.[2].deep", V2XCFG_TYPE_INT32, 0, "7"},
         {"group.name", V2XCFG_TYPE_STRING, 0, "rSu \"1\"\\/\\q@include"},
         {"group.name", V2XCFG_TYPE_INT32, -3, ":5: group.name: expected an integer, found a string"},
-        {"empty", V2XCFG_TYPE_STRING, 0, ""},
         {"many", V2XCFG_TYPE_STRING, 0, "first 5000000000\nsecond"},
         {"most32", V2XCFG_TYPE_STRING, 0, "12345678901234567890123456789012"},
         {"more", V2XCFG_TYPE_STRING, -3, ":8: more: string of 33 characters, at most 32 are allowed"},
-        {"one", static_cast<e_v2xcfg_type>(4), -2, ":2: one: unknown type 4"},
     };
     ASSERT_EQ(Open(TEXT), 0) << v2xcfg_GetErrorText();
     for (const auto& row : rows) {
@@ -119,34 +108,6 @@ TEST_F(V2xCfg, ReadsValuesByType) {
             EXPECT_EQ(std::to_string(number), row.expected);
         }
     }
-}
-
-TEST_F(V2xCfg, RejectsInvalidArguments) {
-    ASSERT_EQ(Open("s = \"x\";"), 0);
-    char text[2] = "";
-    int32_t length = 1;
-    const int32_t results[] = {
-        v2xcfg_InitContext(nullptr, m_path.c_str()),
-        v2xcfg_InitContext(&m_root, nullptr),
-        v2xcfg_GetNodeValue(nullptr, V2XCFG_TYPE_STRING, "s", text, &length),
-        v2xcfg_GetNodeValue(m_root, V2XCFG_TYPE_STRING, nullptr, text, &length),
-        v2xcfg_GetNodeValue(m_root, V2XCFG_TYPE_STRING, "s", nullptr, &length),
-        v2xcfg_GetNodeValue(m_root, V2XCFG_TYPE_STRING, "s", text, nullptr),
-    };
-    EXPECT_THAT(results, testing::Each(-2));
-}
-
-TEST_F(V2xCfg, LogsInvalidTextsAndTypesButNotMissingKeys) {
-    static LogFile log{"VCFG"};
-    log.Forget();
-    int32_t value = 0;
-    EXPECT_EQ(Open("a = ;"), -4);
-    ASSERT_EQ(Open("a = true;"), 0);
-    v2xcfg_GetNodeValue(m_root, V2XCFG_TYPE_INT32, "b", &value, nullptr);
-    v2xcfg_GetNodeValue(m_root, V2XCFG_TYPE_INT32, "a", &value, nullptr);
-    EXPECT_EQ(log.Count({" E VCFG ", m_path + ":1: syntax error"}), 1);
-    EXPECT_EQ(log.Count({" E VCFG ", m_path + ":1: a: expected an integer, found a boolean"}), 1);
-    EXPECT_EQ(log.Count({"VCFG"}), 2);
 }
 
 } // namespace
