@@ -1,4 +1,3 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -37,9 +36,8 @@ TEST(IpcConf, KeepsTheDefaultOfMissingAndInvalidValues) {
          "ipc.spatconv_logtool_rcvport: port 0 out of range"},
         {"ipc = { app_rs_rcvport = 65536; };", 0, defaults, "ipc.app_rs_rcvport: port 65536 out of range"},
         {"ipc = { hosts = { RSU_RCV = \"a\"; }; };", 0, defaults, "\"a\" is not a dotted IPv4 address"},
-        {"ipc = { hosts = { RSU_RCV = 1; }; };", 0, defaults, "ipc.hosts.RSU_RCV: expected a string"},
     };
-    static LogFile log{"VIPC"};
+    static LogFile log("VIPC");
     const TempFolder folder;
     std::filesystem::create_directory(folder.path() + "/conf");
     for (const auto& row : rows) {
@@ -50,12 +48,13 @@ TEST(IpcConf, KeepsTheDefaultOfMissingAndInvalidValues) {
         log.Forget();
         EXPECT_EQ(v2xipc_CfgInit(folder.path().c_str()), row.result);
         EXPECT_EQ(std::memcmp(Conf(), &row.table, sizeof row.table), 0);
-        EXPECT_EQ(log.Count({"VIPC"}), row.logged[0] == '\0' ? 0 : 1);
-        EXPECT_EQ(log.Count({"VIPC", row.logged}), log.Count({"VIPC"}));
+        EXPECT_EQ(log.Count(" VIPC "), row.logged[0] == '\0' ? 0 : 1);
+        EXPECT_EQ(log.Count(row.logged), log.Count(" VIPC "));
     }
 }
 
-V2X_IPCSOCKHANDLE Open(const v2xpub_SocketInitPara_t& para) {
+V2X_IPCSOCKHANDLE OpenClient() {
+    const v2xpub_SocketInitPara_t para = SocketPara("client", false, 0, nullptr);
     V2X_IPCSOCKHANDLE socket = nullptr;
     EXPECT_EQ(v2xipc_SocketInit(&socket, Conf(), &para), 0);
     return socket;
@@ -64,9 +63,8 @@ V2X_IPCSOCKHANDLE Open(const v2xpub_SocketInitPara_t& para) {
 // A client whose requests go to m_peer.
 class IpcSocket : public testing::Test {
 protected:
-    IpcSocket() { SendTo(m_peer.port()); }
-    void SendTo(uint16_t port) {
-        EXPECT_EQ(v2xipc_SocketSetSendAddr(m_client, Conf(), "RSU_RCV", static_cast<int16_t>(port)), 0);
+    IpcSocket() {
+        EXPECT_EQ(v2xipc_SocketSetSendAddr(m_client, Conf(), "RSU_RCV", static_cast<int16_t>(m_peer.port())), 0);
     }
     // Returns the reply, or the result of a call that failed.
     std::string Request(std::string text, int32_t timeoutMs = 60'000) {
@@ -79,7 +77,7 @@ protected:
     }
     static Bytes BytesOf(const std::string& text) { return {text.begin(), text.end()}; }
 
-    static inline const V2X_IPCSOCKHANDLE m_client = Open(SocketPara("client", false, 0, nullptr));
+    static inline const V2X_IPCSOCKHANDLE m_client = OpenClient();
     UdpPeer m_peer;
 };
 
@@ -115,55 +113,6 @@ TEST_F(IpcSocket, DiscardsLateReplies) {
     EXPECT_EQ(Request("second"), "in time");
     answering.join();
     EXPECT_EQ(countsOf("ipc")["late_replies"], before + 3);
-}
-
-void Echo(V2X_UDPSOCKHANDLE handle, void* p_data, void* addr, int16_t addrLen) {
-    const auto* head = static_cast<v2xpub_UdpSocketDataHead_t*>(p_data);
-    EXPECT_EQ(v2xipc_SocketRespSend(handle, Conf(), head, addr, addrLen), 0);
-}
-
-TEST_F(IpcSocket, GivesEachWaitingCallerItsOwnReply) {
-    static const uint16_t port = UdpPeer().port();
-    // volatile keeps it in memory, where the leak checker finds it.
-    [[maybe_unused]] static V2X_IPCSOCKHANDLE volatile server = Open(SocketPara("server", true, port, Echo));
-    SendTo(port);
-    const auto requestOften = [&](const std::string& name) {
-        for (int i = 0; i < 50; ++i) {
-            EXPECT_EQ(Request(name + std::to_string(i)), name + std::to_string(i));
-        }
-    };
-    std::thread other(requestOften, "other");
-    requestOften("this");
-    other.join();
-}
-
-TEST_F(IpcSocket, RejectsInvalidArguments) {
-    uint8_t byte = 0;
-    const v2xpub_UdpSocketDataHead_t request{1, &byte};
-    v2xpub_UdpSocketDataHead_t noBuffer{1, nullptr};
-    v2xpub_UdpSocketDataHead_t negative{-1, &byte};
-    v2xpub_UdpSocketDataHead_t reply{1, &byte};
-    const v2xpub_SocketInitPara_t para = SocketPara("client", false, 0, nullptr);
-    V2X_IPCSOCKHANDLE socket = nullptr;
-    const int32_t results[] = {
-        v2xipc_CfgInit(nullptr),
-        v2xipc_GetIpcConfValue(nullptr),
-        v2xipc_SocketInit(nullptr, Conf(), &para),
-        v2xipc_SocketInit(&socket, nullptr, &para),
-        v2xipc_SocketSetSendAddr(nullptr, Conf(), "RSU_RCV", 1),
-        v2xipc_SocketSetSendAddr(m_client, nullptr, "RSU_RCV", 1),
-        v2xipc_SocketSetSendAddr(m_client, Conf(), nullptr, 1),
-        v2xipc_SocketSetSendAddr(m_client, Conf(), "RSU", 1),
-        v2xipc_SocketReqSend(nullptr, Conf(), 0, &request, nullptr),
-        v2xipc_SocketReqSend(m_client, nullptr, 0, &request, nullptr),
-        v2xipc_SocketReqSend(m_client, Conf(), 0, nullptr, nullptr),
-        v2xipc_SocketReqSend(m_client, Conf(), 0, &request, &noBuffer),
-        v2xipc_SocketReqSend(m_client, Conf(), 0, &request, &negative),
-        v2xipc_SocketReqSend(m_client, Conf(), -1, &request, &reply),
-        v2xipc_SocketRespSend(nullptr, nullptr, &request, &m_peer.address(), 16),
-    };
-    EXPECT_THAT(results, testing::Each(-2));
-    EXPECT_FALSE(m_peer.receive(0)) << "a rejected request was sent";
 }
 
 } // namespace
