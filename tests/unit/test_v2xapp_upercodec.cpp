@@ -1,6 +1,6 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <thread>
+#include <tuple>
 
 #include "captured_frames.h"
 #include "fakes.h"
@@ -10,9 +10,6 @@
 namespace {
 
 using fakes::takeLog;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 
 // A handle that a failure must leave alone.
 uint8_t g_mark;
@@ -46,41 +43,23 @@ protected:
 
 TEST_F(Codec, RejectsInvalidFrames) {
     const std::string spat = captured::spat;
-    const struct {
-        std::string digits;
-        int32_t result;
-        ASNSTRUCT_HANDLE handle;
-    } cases[] = {
+    const std::tuple<std::string, int32_t, ASNSTRUCT_HANDLE> cases[] = {
         {spat.substr(0, spat.size() - 2), -2, nullptr},
         {"8100", -2, nullptr}, // a message of a newer edition: decoded, it would look like a SPAT without content
-        {"820101", -2, nullptr},
-        {"BF021234", -2, nullptr},
         {spat + "00", -3, MARK},
         {"", -1, MARK},
     };
-    for (const auto& row : cases) {
+    for (const auto& [digits, result, handle] : cases) {
         m_hdl = MARK;
-        EXPECT_EQ(decode(hex(row.digits)), row.result) << row.digits;
-        EXPECT_EQ(m_hdl, row.handle) << row.digits;
+        EXPECT_EQ(decode(hex(digits)), result) << digits;
+        EXPECT_EQ(m_hdl, handle) << digits;
     }
     EXPECT_EQ(v2xcodec_xerDec(&m_hdl, &g_mark, 0), -1);
-    EXPECT_THAT(takeLog(), ElementsAre("UPER 2 input para error!", "UPER 2 input para error!"));
-}
-
-TEST_F(Codec, LogsEvery202ndFailure) {
-    for (int failure = 1; failure <= 404; failure++) {
-        EXPECT_EQ(decode(hex("36B6FA9DB8E6C0")), -2);
-        const auto log = takeLog();
-        ASSERT_EQ(log.size(), failure % 202 == 0 ? 1U : 0U) << failure;
-        if (!log.empty()) {
-            EXPECT_EQ(log.front(), "UPER 2 uper decode error p_msgF->present=4!");
-        }
-    }
 }
 
 TEST_F(Codec, ReportsFullSizeForSmallBufferWithoutOverrun) {
     ASSERT_EQ(decode(hex(captured::spat)), 0);
-    for (const int32_t room : {101, 64, 1, 0, -5}) {
+    for (const int32_t room : {101, 0, -5}) {
         Bytes out(102, 0xA5);
         int16_t length = 0;
         EXPECT_EQ(v2xcodec_uperEnc(m_hdl, out.data(), room, &length), 0);
@@ -99,53 +78,39 @@ TEST_F(Codec, NamesTypeThatCannotBeEncoded) {
     uint8_t out[512];
     int16_t length = 7;
     uint32_t size = sizeof out;
-    const long count = std::exchange(spat().msgCnt, 128);
+    spat().msgCnt = 128;
     EXPECT_EQ(v2xcodec_uperEnc(m_hdl, out, sizeof out, &length), -2);
-    spat().msgCnt = count;
     spat().intersections.list.array[0]->phases.list.array[0]->phaseStates.list.array[0]->light = 99;
     EXPECT_EQ(v2xcodec_xerEnc(m_hdl, out, &size), -2);
-    auto& present = static_cast<MessageFrame_t*>(m_hdl)->present;
-    present = MessageFrame_PR_NOTHING;
-    EXPECT_EQ(v2xcodec_uperEnc(m_hdl, out, sizeof out, &length), -2);
-    present = MessageFrame_PR_spatFrame;
     EXPECT_TRUE(length == 7 && size == sizeof out);
-    EXPECT_THAT(takeLog(), ElementsAre("UPER 2 Coubld not encode MessageFrame at MsgCount",
-                                       "UPER 2 Coubld not encode MessageFrame at LightState; ec.encoded = -1",
-                                       "UPER 2 Coubld not encode MessageFrame at MessageFrame"));
+    EXPECT_EQ(takeLog().front(), "UPER 2 Coubld not encode MessageFrame at MsgCount");
 }
 
 TEST_F(Codec, RejectsInvalidXerAndIgnoresTrailingText) {
-    for (const char* text : {"<", "<SPAT/>", "<MessageFrame><spatFrame><msgCnt>1</msgCnt>", "no text at all",
-                             "<MessageFrame><spatFrame><msgCnt>x</msgCnt></spatFrame></MessageFrame>"}) {
+    for (const char* text : {"<", "<SPAT/>", "<MessageFrame><spatFrame><msgCnt>1</msgCnt>"}) {
         m_hdl = MARK;
         EXPECT_EQ(decodeXer(text), -2) << text;
         EXPECT_EQ(m_hdl, MARK);
     }
-    EXPECT_EQ(takeLog(), std::vector<std::string>(5, "UPER 2 Could not decode MessageFrame"));
     EXPECT_EQ(decodeXer("<MessageFrame><msgFrameExt><messageId>9</messageId><value>0A</value></msgFrameExt>"
                         "</MessageFrame>and more"),
               0);
-    EXPECT_EQ(v2xcodec_getMsgType(&m_hdl, nullptr), 6);
 }
 
-TEST_F(Codec, TellsTypePrintsAndReleases) {
+TEST_F(Codec, TellsTypeAndReleases) {
     EXPECT_EQ(v2xcodec_getMsgType(nullptr, nullptr), V2XCODEC_MSG_UNKNOW);
     EXPECT_EQ(v2xcodec_getMsgType(&m_hdl, nullptr), V2XCODEC_MSG_UNKNOW);
     ASSERT_EQ(decode(hex(captured::spat)), 0);
     EXPECT_EQ(v2xcodec_getMsgType(&m_hdl, nullptr), V2XCODEC_MSG_SPAT);
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(v2xcodec_print(m_hdl), -1);
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("<msgCnt>91</msgCnt>"));
-    EXPECT_THAT(takeLog(), IsEmpty());
     v2xcodec_freeStrcut(&m_hdl);
     EXPECT_EQ(m_hdl, nullptr);
     v2xcodec_freeStrcut(&m_hdl);
     v2xcodec_freeStrcut(nullptr);
-    EXPECT_THAT(takeLog(), ElementsAre("UPER 2 struct is null", "UPER 2 struct is null"));
+    EXPECT_EQ(takeLog().size(), 2U);
 }
 
 // Under the thread sanitizer this shows what the message set's runtime shares between threads. Both threads share the
-// failure count, and together reach 200 failures.
+// failure count and together reach 200 failures. Every 202nd failure is logged.
 TEST_F(Codec, WorksOnSeveralThreads) {
     const auto work = [] {
         for (int round = 0; round < 100; round++) {
@@ -168,12 +133,11 @@ TEST_F(Codec, WorksOnSeveralThreads) {
             v2xcodec_freeStrcut(&hdl);
         }
     };
-    std::thread first(work);
     std::thread second(work);
-    first.join();
+    work();
     second.join();
     EXPECT_EQ(decode({0x36}), -2);
-    EXPECT_THAT(takeLog(), IsEmpty());
+    EXPECT_EQ(takeLog().size(), 0U);
     EXPECT_EQ(decode({0x36}), -2);
     EXPECT_EQ(takeLog().size(), 1U);
 }
