@@ -66,17 +66,14 @@ std::string bitsText(const BIT_STRING_t& bits) {
     return text + "'B";
 }
 
-std::string enumeratedText(const asn_TYPE_descriptor_t& type, long value) {
-    const auto* row = INTEGER_map_value2enum(static_cast<asn_INTEGER_specifics_t*>(type.specifics), value);
-    return std::string(row == nullptr ? "?" : row->enum_name) + " (" + std::to_string(value) + ")";
-}
-
 std::string leafText(const asn_TYPE_descriptor_t& type, const void* value) {
     if (type.xer_encoder == NativeInteger_encode_xer) {
         return std::to_string(at<long>(value));
     }
     if (type.xer_encoder == NativeEnumerated_encode_xer) {
-        return enumeratedText(type, at<long>(value));
+        const long number = at<long>(value);
+        const auto* row = INTEGER_map_value2enum(static_cast<asn_INTEGER_specifics_t*>(type.specifics), number);
+        return std::string(row == nullptr ? "?" : row->enum_name) + " (" + std::to_string(number) + ")";
     }
     if (type.xer_encoder == BIT_STRING_encode_xer) {
         return bitsText(at<BIT_STRING_t>(value));
@@ -117,13 +114,10 @@ void appendLeaves(const asn_TYPE_descriptor_t& type, const void* value, const st
     }
 }
 
-Leaves leavesOf(const MessageFrame_t& message) {
+// Returns the leaves after comparing them with those of the independent decoder.
+Leaves checkedLeaves(const UperFrame& frame, const MessageFrame_t& message) {
     Leaves leaves;
     appendLeaves(asn_DEF_MessageFrame, &message, "", leaves);
-    return leaves;
-}
-
-void expectLeaves(const UperFrame& frame, const Leaves& leaves) {
     const std::set<std::string> all(leaves.begin(), leaves.end());
     for (const std::string& leaf : frame.leaves) {
         EXPECT_TRUE(all.contains(leaf)) << leaf;
@@ -134,6 +128,7 @@ void expectLeaves(const UperFrame& frame, const Leaves& leaves) {
     }
     EXPECT_EQ(leaves.size(), frame.leafCount);
     EXPECT_EQ(crc32(text), frame.leafCrc) << text;
+    return leaves;
 }
 
 // ---- decoding and encoding
@@ -143,27 +138,23 @@ struct Release {
 };
 using Message = std::unique_ptr<MessageFrame_t, Release>;
 
-Message decode(asn_transfer_syntax syntax, const Bytes& bytes) {
+Message decode(const Bytes& bytes) {
     void* decoded = nullptr;
     const asn_dec_rval_t result =
-        asn_decode(nullptr, syntax, &asn_DEF_MessageFrame, &decoded, bytes.data(), bytes.size());
+        asn_decode(nullptr, ATS_UNALIGNED_CANONICAL_PER, &asn_DEF_MessageFrame, &decoded, bytes.data(), bytes.size());
     Message message(static_cast<MessageFrame_t*>(decoded));
     EXPECT_EQ(result.code, RC_OK);
-    const size_t left = syntax == ATS_BASIC_XER ? 1 : 0; // the decoder leaves the final line feed
-    EXPECT_EQ(result.consumed + left, bytes.size());
+    EXPECT_EQ(result.consumed, bytes.size());
     return result.code == RC_OK ? std::move(message) : nullptr;
 }
 
 // Returns no bytes when the message cannot be encoded.
-Bytes encode(asn_transfer_syntax syntax, const Message& message) {
-    const auto into = [&](Bytes& bytes) {
-        return asn_encode_to_buffer(nullptr, syntax, &asn_DEF_MessageFrame, message.get(), bytes.data(), bytes.size())
-            .encoded;
-    };
-    Bytes bytes;
-    const ssize_t size = into(bytes);
+Bytes encode(const Message& message) {
+    Bytes bytes(1 << 18);
+    const ssize_t size = asn_encode_to_buffer(nullptr, ATS_UNALIGNED_CANONICAL_PER, &asn_DEF_MessageFrame,
+                                              message.get(), bytes.data(), bytes.size())
+                             .encoded;
     bytes.resize(static_cast<size_t>(std::max<ssize_t>(size, 0)));
-    EXPECT_EQ(into(bytes), size);
     return bytes;
 }
 
@@ -178,26 +169,20 @@ TEST_P(MsgsetVectors, DecodeAndEncodeLikeIndependentCodec) {
     EXPECT_FALSE(frames.empty());
     for (const UperFrame& frame : frames) {
         SCOPED_TRACE(frame.name);
-        const Message message = decode(ATS_UNALIGNED_CANONICAL_PER, frame.bytes);
+        const Message message = decode(frame.bytes);
         if (message == nullptr) {
             continue;
         }
-        const Leaves leaves = leavesOf(*message);
-        expectLeaves(frame, leaves);
-        const bool hasEmptyChoice = std::any_of(leaves.begin(), leaves.end(),
-                                                [](const std::string& leaf) { return leaf.ends_with(" = none"); });
+        const Leaves leaves = checkedLeaves(frame, *message);
         const bool isValid = asn_check_constraints(&asn_DEF_MessageFrame, message.get(), nullptr, nullptr) == 0;
         EXPECT_TRUE(isValid || isNewer);
-        for (const asn_transfer_syntax syntax : {ATS_UNALIGNED_CANONICAL_PER, ATS_BASIC_XER, ATS_CANONICAL_XER}) {
-            SCOPED_TRACE(syntax);
-            const Bytes made = encode(syntax, message);
-            EXPECT_EQ(made.empty(), hasEmptyChoice);
-            const Message again = hasEmptyChoice ? nullptr : decode(syntax, made);
-            if (again != nullptr && isNewer) {
-                expectLeaves(frame, leavesOf(*again));
-            } else if (again != nullptr) {
-                EXPECT_TRUE(encode(ATS_UNALIGNED_CANONICAL_PER, again) == frame.bytes);
-            }
+        const Bytes made = encode(message);
+        if (!isNewer) {
+            EXPECT_TRUE(made == frame.bytes);
+        } else if (std::ranges::any_of(leaves, [](const std::string& leaf) { return leaf.ends_with(" = none"); })) {
+            EXPECT_TRUE(made.empty());
+        } else if (const Message again = decode(made)) {
+            checkedLeaves(frame, *again);
         }
     }
 }
