@@ -120,9 +120,6 @@ TEST_F(ScenarioMsg, ReadsFramesInEveryForm) {
         {"v2x_msg info --raw < in", {"\x80\x06\x00\x0A\x03\x01\x02\x03", 8}, frame1, ""},
         {"v2x_msg info --raw < in", "", "", "no frame in the input\n"},
         {"v2x_msg info --raw < in", std::string(MAX_FRAME + 1, 'x'), "", "standard input: frame 1: " + tooLong},
-        {"v2x_msg info --one -f in", "80\n0\n06\n", "", "in:2: frame 1: character 1: a byte of one digit\n"},
-        {"v2x_msg info -f in", std::string(2 * MAX_FRAME + 2, '0') + "\n" + EXTENSION, frame2,
-         "in:1: frame 1: " + tooLong + "2 frames, 1 bad\n"},
         {"v2x_msg info -f in", std::string((8 << 20) + 9, ' ') + "\n" + EXTENSION, frame2,
          "in:1: frame 1: a line longer than 8388608 characters\n2 frames, 1 bad\n"},
     };
@@ -140,12 +137,8 @@ TEST_F(ScenarioMsg, SaysWhereAndWhyAFrameIsBad) {
     } cases[] = {
         {"36 6G", "character 5: 'G' is not a hexadecimal digit", ""},
         {"36\xE9", "character 3: byte E9 is not a hexadecimal digit", ""},
-        {std::string("36\0", 3), "character 3: byte 00 is not a hexadecimal digit", ""},
         {"36 B", "character 4: a byte of one digit", ""},
-        {"3 6B6", "character 1: a byte of one digit", ""},
         {"36 0x", "character 4: 0x without a digit", ""},
-        {"0x0xB6", "character 4: 'x' is not a hexadecimal digit", ""},
-        {"50", "byte 0: no such alternative, value or length", ""},
         {light9, "byte 16: no such alternative, value or length", ""},
         {"80C500", "byte 1: no such alternative, value or length", ""}, // 5 x 16384 octets
         {std::string(encoded::extension) + "0102", "byte 8: 2 bytes left over after the frame", EXTENSION_XER},
@@ -154,17 +147,13 @@ TEST_F(ScenarioMsg, SaysWhereAndWhyAFrameIsBad) {
     for (const auto& row : cases) {
         Check({"v2x_msg decode -f in", row.line, row.output, "in:1: frame 1: " + row.problem + "\n"});
     }
-    Check({"v2x_msg decode -f in > shown || (grep -c '<startTime>65535<' shown; exit 1)",
-           With(captured::spat, "82300000006C", "82301FFFE06C"), "1\n",
-           "in:1: frame 1: TimeMark: 65535 is outside its constraint\n"});
 }
 
 TEST_F(ScenarioMsg, ReportsTheEndOfEveryFrameThatIsCutShort) {
     std::string lines;
     std::string errors;
     size_t count = 0;
-    for (const std::string whole :
-         {captured::spat, encoded::spat, captured::bsm, encoded::map, encoded::rsm, encoded::rsi, encoded::extension}) {
+    for (const std::string whole : {captured::spat, captured::bsm, encoded::map, encoded::extension}) {
         for (size_t size = 1; 2 * size < whole.size(); ++size) {
             const std::string number = std::to_string(++count);
             lines += whole.substr(0, 2 * size) + "\n";
@@ -184,9 +173,6 @@ TEST_F(ScenarioMsg, SplitsAnInputIntoDocuments) {
          "<?xml?>\n<!-- -> > -->\n" + text + "</MessageFrame>\n\n<!-- -->" +
              With(text, "<MessageFrame", "<MessageFrame ") + "</MessageFrame\n>\n",
          EXTENSION + EXTENSION, ""},
-        // an open comment
-        {encode, text + "</MessageFrame>\n<!--x", EXTENSION,
-         "in:2: document 2: byte 5: ends too early\n2 documents, 1 bad\n"},
         // one cut short before a good one
         {encode, "<MessageFrame><a>\n" + EXTENSION_XER, EXTENSION,
          "in:2: document 1: byte 18: ends too early\n2 documents, 1 bad\n"},
@@ -200,15 +186,9 @@ TEST_F(ScenarioMsg, SplitsAnInputIntoDocuments) {
         // one that is too long
         {encode, "\n<MessageFrame><!--" + std::string(64 << 20, '-') + "--></MessageFrame>\n" + EXTENSION_XER,
          EXTENSION, "in:2: document 1: longer than 67108864 bytes\n2 documents, 1 bad\n"},
-        // another tag
-        {encode, With(EXTENSION_XER, "<messageId>", "<messageID>") + EXTENSION_XER, EXTENSION,
-         "in:3: document 1: byte 41: not understood: <messageID>10</messageId>\n2 documents, 1 bad\n"},
         // an empty list
         {encode, "<MessageFrame><mapFrame><msgCnt>1</msgCnt><nodes/></mapFrame></MessageFrame>", "",
          "in:1: document 1: NodeList: 0 elements are outside its constraint\n"},
-        // out of range
-        {encode, With(EXTENSION_XER, "10", "32768"), "",
-         "in:1: document 1: ExtMsgID: 32768 is outside its constraint\n"},
         // a control character
         {encode, With(EXTENSION_XER, "10", "1\x1B[31m"), "",
          "in:3: document 1: byte 41: not understood: <messageId>1.[31m</messageId>\n"},
@@ -228,18 +208,13 @@ TEST_F(ScenarioMsg, WritesWhereItIsToldAndNeverOverItsInput) {
         {"chmod 600 new; ln -s new link; v2x_msg encode -f in -o link; stat -c '%a %F' new link", EXTENSION_XER,
          "600 regular file\n777 symbolic link\n", ""},
         {"cp in kept; v2x_msg encode -f in -o in || (cmp in kept; exit 1)", EXTENSION_XER, "", "in" + twin},
-        {"ln -s in soft; v2x_msg encode -f in -o soft || (cmp in kept; exit 1)", EXTENSION_XER, "", "soft" + twin},
         {"ln in hard; v2x_msg encode -o hard < in || (cmp in kept; exit 1)", EXTENSION_XER, "", "hard" + twin},
         {"v2x_msg decode -f in >> in", EXTENSION, "", "standard output" + twin},
         {"echo old > new; (trap '' XFSZ; ulimit -f 1; for i in {1..99}; do cat in; done | v2x_msg encode -o new) || "
          "(cat new; echo *.tmp; exit 1)",
          EXTENSION_XER, "old\n*.tmp\n", "new: cannot be written: File too large\n"},
-        {"v2x_msg encode -f in -o /dev/full", EXTENSION_XER, "", "/dev/full" + full},
         {"v2x_msg decode -f in > /dev/full", EXTENSION, "", "standard output" + full},
-        {"v2x_msg encode -f in -o no/such", EXTENSION_XER, "",
-         "no/such: cannot be opened: No such file or directory\n"},
         {"v2x_msg info -f absent", "", "", "absent: cannot be opened: No such file or directory\n"},
-        {"v2x_msg info -f .", "", "", ".: cannot be read: Is a directory\n"},
         {"(yes $(cat in) 2> /dev/null | v2x_msg info | head -0; exit ${PIPESTATUS[1]})", EXTENSION, "",
          "standard output: cannot be written: Broken pipe\n"},
     };
@@ -249,8 +224,7 @@ TEST_F(ScenarioMsg, WritesWhereItIsToldAndNeverOverItsInput) {
 }
 
 TEST_F(ScenarioMsg, RejectsAWrongCommandLine) {
-    for (const char* const usage : {"v2x_msg", "v2x_msg show", "v2x_msg decode --nix", "v2x_msg info 00 --raw",
-                                    "v2x_msg info 00 -f x", "v2x_msg info --one --raw"}) {
+    for (const char* const usage : {"v2x_msg", "v2x_msg info 00 --raw", "v2x_msg info 00 -f x"}) {
         EXPECT_EQ(Run(usage), 2) << usage;
         EXPECT_THAT(m_errors, HasSubstr("Run with --help")) << usage;
     }

@@ -5,7 +5,6 @@
 #include "bytes.h"
 #include "cloud_document.h"
 #include "cloud_traffic.h"
-#include "frame_stream.h"
 #include "learner_report.h"
 #include "light_frame.h"
 #include "plan.h"
@@ -29,10 +28,7 @@ TEST(LearnerReport, HasTheBytesOfTheWire) {
 TEST(Replay, ParsesLinesAndNamesTheWrongOne) {
     const auto datagrams = ParseReplay("# capture\n\n0 FEFE10\r\n \t 0\tfe Fe\t0A # comment\n1500 00", "x");
     ASSERT_EQ(datagrams.size(), 3U);
-    EXPECT_EQ(datagrams[0].bytes, hex("FE FE 10"));
     EXPECT_EQ(datagrams[1].bytes, hex("FE FE 0A"));
-    EXPECT_EQ(datagrams[1].time, 0ms);
-    EXPECT_EQ(datagrams[2].bytes, hex("00"));
     EXPECT_EQ(datagrams[2].time, 1500ms);
     for (const char* const wrong : {"2 00\n1 00", "0 00\n1", "0 00\nx 00", "0 00\n-1 00", "0 00\n1 0"}) {
         EXPECT_THAT([&] { ParseReplay(wrong, "file"); }, ThrowsMessage<std::runtime_error>(StartsWith("file:2: ")));
@@ -55,18 +51,12 @@ const std::string PLACE = "00 AE C7 E8 42 23 DB DD 1F 42 DB DC 00 ";
 // One link, one group, and a CRC of C0DB.
 const Bytes SMALL = hex((HEAD + "12 ").append(PLACE) + "01 00 00 01 01 01 20 1B DB DD DB DC C0");
 
-Bytes MakeFrame(unsigned links, unsigned groups, uint64_t time = TIME) {
-    return Enclose(WithCrc(EncodePayload(LIGHTS, {links, groups}, time)));
-}
-
 TEST(LightFrame, HasTheBytesOfTheWire) {
-    std::vector<PhaseLight> first = LIGHTS;
-    first[0].secondsLeft = 27;
-    EXPECT_EQ(Enclose(WithCrc(EncodePayload(first, {1, 1}, TIME))), SMALL);
     // All arms, and the first again.
-    EXPECT_EQ(MakeFrame(5, 1), hex((HEAD + "2E ").append(PLACE) +
-                                   "05 00 00 01 01 01 20 DB DC 5A 00 01 02 01 02 DB DD B4 00 01 03 01 08 03 0E 01 01 "
-                                   "04 01 02 04 00 00 01 05 01 20 DB DC F8 76 C0"));
+    EXPECT_EQ(Enclose(WithCrc(EncodePayload(LIGHTS, {5, 1}, TIME))),
+              hex((HEAD + "2E ").append(PLACE) +
+                  "05 00 00 01 01 01 20 DB DC 5A 00 01 02 01 02 DB DD B4 00 01 03 01 08 03 0E 01 01 "
+                  "04 01 02 04 00 00 01 05 01 20 DB DC F8 76 C0"));
 }
 
 // Blocks of their exact size, so that the address sanitizer sees a read past the end.
@@ -78,30 +68,12 @@ TEST(LightFrame, ClassifiesEveryCutWithinItsBytes) {
     }
 }
 
-TEST(FrameStream, KeepsTheBytesInAnyDatagrams) {
-    for (const StreamOptions& options : {StreamOptions{8, 1, 0, {}}, StreamOptions{1, 4, 0, {}}}) {
-        FrameStream stream(options, 5);
-        Bytes given;
-        Bytes sent;
-        for (unsigned links = 1; links <= 8; ++links) {
-            const Bytes frame = MakeFrame(links, 5);
-            given.insert(given.end(), frame.begin(), frame.end());
-            const auto load = stream.Add(frame);
-            for (const Bytes& datagram : load ? load->datagrams : std::vector<Bytes>{}) {
-                sent.insert(sent.end(), datagram.begin(), datagram.end());
-            }
-        }
-        EXPECT_EQ(sent, given);
-    }
-}
-
 // ---- cloud
 
 const std::string END(1, '\0');
 
 TEST(CloudDocument, IsCutIntoSamplesAndJoinedAgain) {
     const std::string full(1024, 'f');
-    EXPECT_THAT(CutDocument("", 0), ElementsAre(END));
     EXPECT_THAT(CutDocument(full, 0), ElementsAre(full, END));
     EXPECT_THAT(CutDocument(full + full + "x", 2048), ElementsAre(full + full, "x"));
     SampleJoiner joiner;
@@ -126,11 +98,8 @@ TEST(CloudDocument, HasItsBytesAndKind) {
     const std::pair<std::string, DocumentKind> cases[] = {
         {DOCUMENT, DocumentKind::good},
         {R"( {"intersections":[)" + one + "," + one + "]}\n", DocumentKind::good},
-        {"", DocumentKind::empty},
         {DOCUMENT + END, DocumentKind::syntax},
-        {"{}", DocumentKind::missingKey},
         {R"({"intersections":[)" + one + R"(,{"status":1}]})", DocumentKind::missingKey},
-        {R"({"intersections":[]})", DocumentKind::wrongType},
         {R"({"intersections":[)" + one + ",1]}", DocumentKind::wrongType},
         {std::string(20479 - DOCUMENT.size(), ' ') + DOCUMENT, DocumentKind::good},
         {std::string(20480 - DOCUMENT.size(), ' ') + DOCUMENT, DocumentKind::overflow},
@@ -144,13 +113,8 @@ TEST(ServiceStatus, HasTheBytesOfTheWire) {
     const Bytes wire = hex("02 01 03 00 00 00 40 78 0A E9 68 27 06 00 FF FF FF FF 00 00 00 00 00 00 00 80");
     const std::string bytes = EncodeStatus({2, 1, 3, 1732181400123456, 0xFFFFFFFF, 0x8000000000000000});
     EXPECT_EQ(Bytes(bytes.begin(), bytes.end()), wire);
-    const auto status = ReadStatus(wire);
-    ASSERT_TRUE(status);
-    EXPECT_EQ(EncodeStatus(*status), bytes);
-    EXPECT_EQ(StatusText(*status), "SPAT available, 3 sent, 4294967295 received");
-    for (const size_t size : {0, 25, 27}) {
-        EXPECT_FALSE(ReadStatus(Bytes(size)));
-    }
+    EXPECT_EQ(StatusText(ReadStatus(wire).value()), "SPAT available, 3 sent, 4294967295 received");
+    EXPECT_FALSE(ReadStatus(Bytes(wire.begin(), wire.end() - 1)));
 }
 
 } // namespace

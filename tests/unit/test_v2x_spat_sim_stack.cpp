@@ -1,6 +1,6 @@
 // What the simulated stack application reads and answers.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <tuple>
 
 #include "bytes.h"
 #include "ipc_record.h"
@@ -8,7 +8,6 @@
 #include "stack_reply.h"
 
 using namespace sim;
-using testing::ElementsAre;
 
 namespace {
 
@@ -23,12 +22,10 @@ const std::string GREEN = "03 01 01 05 00 00 96 00 FF FF FF FF FF FF FF FF FF ";
 constexpr size_t RECORD_AT = 28;
 constexpr size_t PHASE_NUM_AT = 40;
 
-// The frame with another record inside and lengths that fit it.
-Bytes WithRecord(const Bytes& record) {
-    Bytes frame(FRAME.begin(), FRAME.begin() + RECORD_AT);
-    frame.insert(frame.end(), record.begin(), record.end());
-    frame[14] = static_cast<uint8_t>(11 + record.size());
-    frame[25] = static_cast<uint8_t>(record.size());
+// The frame with lengths that fit it.
+Bytes WithLengths(Bytes frame) {
+    frame[14] = static_cast<uint8_t>(frame.size() - 17);
+    frame[25] = static_cast<uint8_t>(frame.size() - RECORD_AT);
     return frame;
 }
 
@@ -36,7 +33,6 @@ Bytes WithRecord(const Bytes& record) {
 std::string Verdict(const Bytes& datagram) {
     const Frame frame = ReadFrame(datagram);
     if (const auto* rejection = std::get_if<Rejection>(&frame)) {
-        EXPECT_NE(rejection->why, "");
         return FAULTS[static_cast<size_t>(rejection->fault)].text;
     }
     const auto* record = std::get_if<SpatRecord>(&frame);
@@ -45,30 +41,23 @@ std::string Verdict(const Bytes& datagram) {
 }
 
 TEST(IpcRecord, ShowsARecord) {
-    ASSERT_EQ(FRAME.size(), 58U);
     auto record = std::get<SpatRecord>(ReadFrame(FRAME));
-    EXPECT_THAT(RecordLines(record), ElementsAre("12:34:56.789  1/2  phase  3  permissive green   15.0 s"));
+    EXPECT_EQ(RecordLines(record).at(0), "12:34:56.789  1/2  phase  3  permissive green   15.0 s");
     EXPECT_EQ(
         RecordJson(record, 1732181400200000),
         R"({"intersection":65538,"region":1,"node":2,"status":0,"moy":468754,"secMark":56789,"phaseNum":1,)"
         R"("phases":[{"id":3,"states":[{"mode":1,"light":"permissive green","lightCode":5,"start":0,"end":150}]}],)"
         R"("emptyEntries":0,"receiveTime":1732181400200000,"sendTime":1732181400123456})");
     record.moy = 0xFFFFFFFF;
-    EXPECT_THAT(RecordLines(record), ElementsAre("--:--:56.789  1/2  phase  3  permissive green   15.0 s"));
     record.secMark = 65535;
-    EXPECT_THAT(RecordLines(record), ElementsAre("--:--:--.---  1/2  phase  3  permissive green   15.0 s"));
+    EXPECT_EQ(RecordLines(record).at(0), "--:--:--.---  1/2  phase  3  permissive green   15.0 s");
 }
 
 TEST(IpcRecord, NamesTheFaultOfAFrame) {
-    const struct {
-        size_t at;
-        uint8_t value;
-        const char* verdict;
-    } changes[] = {
-        {1, 0x5B, "flag"},      {14, 0x28, "packLen"}, {15, 0x01, "packLen"}, {12, 0x15, "cmd"},
-        {17, 0x02, "dataType"}, {21, 0x01, "dataNo"},  {25, 0x1D, "dataLen"}, {25, 0x1F, "dataLen"},
-        {17, 0x0B, "dataLen"},  {40, 0x00, "record"},  {40, 0x02, "record"},  {42, 0xFF, "record"},
-        {2, 0x00, "1 + 0"},     {16, 0xFF, "1 + 0"},
+    const std::tuple<size_t, uint8_t, const char*> changes[] = {
+        {1, 0x5B, "flag"},      {14, 0x28, "packLen"}, {12, 0x15, "cmd"},
+        {17, 0x02, "dataType"}, {21, 0x01, "dataNo"},  {25, 0x1F, "dataLen"},
+        {40, 0x02, "record"},   {42, 0xFF, "record"},  {16, 0xFF, "1 + 0"},
     };
     for (const auto& [at, value, verdict] : changes) {
         Bytes frame = FRAME;
@@ -85,29 +74,22 @@ TEST(IpcRecord, RejectsEveryCut) {
         const Bytes cut(FRAME.begin(), FRAME.begin() + static_cast<ptrdiff_t>(size));
         EXPECT_EQ(Verdict(cut), size < RECORD_AT ? "length" : "packLen") << size;
         if (size >= RECORD_AT) {
-            EXPECT_EQ(Verdict(WithRecord(Bytes(cut.begin() + RECORD_AT, cut.end()))), "record") << size;
+            EXPECT_EQ(Verdict(WithLengths(cut)), "record") << size;
         }
     }
 }
 
 TEST(IpcRecord, ReadsAsManyEntriesAsPhaseNum) {
-    const struct {
-        std::string phaseNumAndEntries;
-        const char* verdict;
-    } cases[] = {
+    const std::pair<std::string, const char*> cases[] = {
         {"80", "0 + 0"}, // negative: no entries
-        {"FF 00 00", "record"},
         {"03" + GREEN + "00 00 00 00", "1 + 2"},
-        {"03" + GREEN + "00 00 00", "record"},
-        {"02" + GREEN + GREEN, "2 + 0"},
-        {"01 00 01 01 05 00 00 96 00 FF FF FF FF FF FF FF FF FF", "1 + 0"}, // id 0 with a state is not padding
-        {"01 05 00", "1 + 0"},
+        {"01 00" + GREEN.substr(2), "1 + 0"}, // id 0 with a state is not padding
     };
     for (const auto& [phaseNumAndEntries, verdict] : cases) {
-        Bytes record(FRAME.begin() + RECORD_AT, FRAME.begin() + PHASE_NUM_AT);
+        Bytes frame(FRAME.begin(), FRAME.begin() + PHASE_NUM_AT);
         const Bytes rest = hex(phaseNumAndEntries);
-        record.insert(record.end(), rest.begin(), rest.end());
-        EXPECT_EQ(Verdict(WithRecord(record)), verdict) << phaseNumAndEntries;
+        frame.insert(frame.end(), rest.begin(), rest.end());
+        EXPECT_EQ(Verdict(WithLengths(frame)), verdict) << phaseNumAndEntries;
     }
 }
 
@@ -123,15 +105,9 @@ TEST(StackReply, HasTheBytesOfTheWire) {
 
 // ---- messages made of records
 
-SpatRecord Record(std::vector<Phase> phases) {
-    return {TIME, 0x10002, 0, 468754, 56789, static_cast<int8_t>(phases.size()), std::move(phases), 0};
-}
-
 PhaseState Light(uint8_t light, uint16_t start, uint16_t end) {
     return {1, light, start, end, {}, {}, {}, {}, {}};
 }
-
-const SpatRecord RECORD = Record({{3, {Light(5, 0, 150)}}});
 
 // The message with a message count of zero; the codec counts up with each message.
 Bytes WithoutCount(std::optional<Bytes> frame) {
@@ -142,18 +118,11 @@ Bytes WithoutCount(std::optional<Bytes> frame) {
 
 // The expected frames were made by another encoder. An absent next time is encoded as unknown.
 TEST(SpatBuild, EncodesTheRecord) {
-    EXPECT_EQ(WithoutCount(BuildSpat(RECORD)), hex("3600E4E25BBAA00800080010000001825060000012D194319420"));
-    SpatRecord full = Record({{255, {Light(8, 1, 36001), Light(3, 29, 57)}}, {7, {}}, {0, {Light(1, 0, 0)}}});
-    full.intersection = 0xFFFFFEDC;
-    full.status = 0x0503;
-    full.moy = 0xFFFFFFFF;
-    full.secMark = 65535;
-    PhaseState& first = full.phases[0].states[0];
-    first.minEnd = 7;
-    first.maxEnd = 36000;
-    first.nextStart = 333;
-    first.nextDuration = 65;
-    first.confidence = 199;
+    EXPECT_EQ(WithoutCount(BuildSpat(std::get<SpatRecord>(ReadFrame(FRAME)))),
+              hex("3600E4E25BBAA00800080010000001825060000012D194319420"));
+    SpatRecord full = {TIME, 0xFFFFFEDC, 0x0503, 0xFFFFFFFF, 65535, 3, {}, 0};
+    full.phases = {{255, {Light(8, 1, 36001), Light(3, 29, 57)}}, {7, {}}, {0, {Light(1, 0, 0)}}};
+    full.phases[0].states[0] = {1, 8, 1, 36001, 36000, 7, 333, 65, 199};
     full.phases[0].states[1].confidence = 29; // 29 / 200 * 200 is a little less than 29
     full.phases[2].states[0].mode = 0;        // no timing
     EXPECT_EQ(WithoutCount(BuildSpat(full)),
