@@ -105,10 +105,6 @@ TEST(StackReply, HasTheBytesOfTheWire) {
 
 // ---- messages made of records
 
-PhaseState Light(uint8_t light, uint16_t start, uint16_t end) {
-    return {1, light, start, end, {}, {}, {}, {}, {}};
-}
-
 // The message with a message count of zero; the codec counts up with each message.
 Bytes WithoutCount(std::optional<Bytes> frame) {
     EXPECT_TRUE(frame);
@@ -121,10 +117,10 @@ TEST(SpatBuild, EncodesTheRecord) {
     EXPECT_EQ(WithoutCount(BuildSpat(std::get<SpatRecord>(ReadFrame(FRAME)))),
               hex("3600E4E25BBAA00800080010000001825060000012D194319420"));
     SpatRecord full = {TIME, 0xFFFFFEDC, 0x0503, 0xFFFFFFFF, 65535, 3, {}, 0};
-    full.phases = {{255, {Light(8, 1, 36001), Light(3, 29, 57)}}, {7, {}}, {0, {Light(1, 0, 0)}}};
-    full.phases[0].states[0] = {1, 8, 1, 36001, 36000, 7, 333, 65, 199};
-    full.phases[0].states[1].confidence = 29; // 29 / 200 * 200 is a little less than 29
-    full.phases[2].states[0].mode = 0;        // no timing
+    // 29 / 200 * 200 is a little less than 29. The last state has no timing.
+    full.phases = {{255, {{1, 8, 1, 36001, 36000, 7, 333, 65, 199}, {1, 3, 29, 57, {}, {}, {}, {}, 29}}},
+                   {7, {}},
+                   {0, {{0, 1, 0, 0, {}, {}, {}, {}, {}}}}};
     EXPECT_EQ(WithoutCount(BuildSpat(full)),
               hex("3201FFFE00FFFFFF6E02818FF8A83E0002000F194119438E029A00828C3800E801C8EC650C65080001"));
 }
