@@ -29,15 +29,14 @@ Bytes WithLengths(Bytes frame) {
     return frame;
 }
 
-// The fault, "request", or the numbers of phases and empty entries of a record.
+// The fault, or the numbers of phases and empty entries of a record.
 std::string Verdict(const Bytes& datagram) {
     const Frame frame = ReadFrame(datagram);
     if (const auto* rejection = std::get_if<Rejection>(&frame)) {
         return FAULTS[static_cast<size_t>(rejection->fault)].text;
     }
-    const auto* record = std::get_if<SpatRecord>(&frame);
-    return record == nullptr ? "request"
-                             : std::to_string(record->phases.size()) + " + " + std::to_string(record->emptyEntries);
+    const auto& record = std::get<SpatRecord>(frame);
+    return std::to_string(record.phases.size()) + " + " + std::to_string(record.emptyEntries);
 }
 
 TEST(IpcRecord, ShowsARecord) {
@@ -64,8 +63,6 @@ TEST(IpcRecord, NamesTheFaultOfAFrame) {
         frame[at] = value;
         EXPECT_EQ(Verdict(frame), verdict) << "byte " << at << " = " << int{value};
     }
-    EXPECT_EQ(Verdict(hex("A5 5A 04 00 00 00 00 00 00 00 00 00 14 00 0B 00 00 0B 00 00 00 01 00 00 00 00 00 00")),
-              "request");
 }
 
 // Blocks of their exact size, so that the address sanitizer sees a read past the end.
@@ -107,7 +104,6 @@ TEST(StackReply, HasTheBytesOfTheWire) {
 
 // The message with a message count of zero; the codec counts up with each message.
 Bytes WithoutCount(std::optional<Bytes> frame) {
-    EXPECT_TRUE(frame);
     frame.value().at(1) &= 1;
     return *frame;
 }
