@@ -10,8 +10,8 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
-#include <cstdlib>
 #include <optional>
+#include <utility>
 
 #include "bytes.h"
 
@@ -19,16 +19,11 @@ class UdpPeer {
 public:
     // port: 0 for any free one; with another value isBound() tells whether it was free.
     explicit UdpPeer(uint16_t port = 0) {
-        if (port != 0) {
-            open(port);
-            return;
-        }
-        for (int tries = 0; !m_isBound; tries++) {
-            if (tries == PORTS) {
-                std::abort();
-            }
-            release();
-            open(nextPort());
+        const int room = 4 * 1024 * 1024;
+        setsockopt(m_fd, SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
+        for (int tries = port == 0 ? PORTS : 1; !m_isBound && tries > 0; tries--) {
+            m_address = at(port == 0 ? nextPort() : port);
+            m_isBound = bind(m_fd, reinterpret_cast<const sockaddr*>(&m_address), sizeof m_address) == 0;
         }
     }
     ~UdpPeer() { release(); }
@@ -41,12 +36,7 @@ public:
     int fd() const { return m_fd; }
 
     // Closes the socket so that another program can bind its port.
-    void release() {
-        if (m_fd >= 0) {
-            close(m_fd);
-            m_fd = -1;
-        }
-    }
+    void release() { close(std::exchange(m_fd, -1)); }
 
     bool sendTo(uint16_t port, const Bytes& bytes) const {
         const sockaddr_in to = at(port);
@@ -81,14 +71,6 @@ private:
         return static_cast<uint16_t>(FIRST_PORT + next++ % PORTS);
     }
 
-    void open(uint16_t port) {
-        m_fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        m_address = at(port);
-        m_isBound = bind(m_fd, reinterpret_cast<const sockaddr*>(&m_address), sizeof m_address) == 0;
-        const int room = 4 * 1024 * 1024;
-        setsockopt(m_fd, SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
-    }
-
     static sockaddr_in at(uint16_t port) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
@@ -97,7 +79,7 @@ private:
         return address;
     }
 
-    int m_fd = -1;
+    int m_fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     sockaddr_in m_address{};
     sockaddr_in m_sender{};
     bool m_isBound = false;

@@ -5,79 +5,58 @@
 //        dds_peer DOMAIN SETTING leave FROM TO   the same, but its first callback calls exit(7)
 //        dds_peer DOMAIN SETTING destroy FROM TO the same as leave, while main waits in destroy_dds
 #include <atomic>
-#include <chrono>
 #include <cstdlib>
 #include <string>
 #include <thread>
+#include <unistd.h>
 
 #include "dds/payload.h"
 #include "v2x/v2xdds.h"
 
 namespace {
 
-void* g_participant = nullptr;
+std::string g_role;
 std::atomic<bool> g_isReading{false};
-int g_pause = 0; // milliseconds
 
-void print(void* data, unsigned int len) {
+void take(void* data, unsigned int len) {
     g_isReading = true;
     printf("%s\n", describe(data, len).c_str());
     fflush(stdout);
-}
-
-void wait(int milliseconds) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-}
-
-void leave(void* data, unsigned int len) {
-    print(data, len);
-    wait(g_pause);
-    exit(7);
-}
-
-void declare(char** arguments, const char* topic, dds_RecvCallback callback) {
-    if (!dds_reg(g_participant, atoi(arguments[1]), topic, callback, 0) ||
-        !set_history_qos(g_participant, topic, atoi(arguments[2]), 0)) {
-        exit(3);
+    if (g_role == "leave" || g_role == "destroy") {
+        usleep(g_role == "destroy" ? 300000 : 0); // until main waits in destroy_dds
+        exit(7);
     }
 }
 
-void flood(const char* topic) {
+void flood(void* participant, const char* topic) {
     const Bytes bytes(3000);
     while (true) {
-        dds_send(g_participant, topic, bytes.data(), 3000);
-        wait(1); // leaves processor time to the threads of Fast DDS
+        dds_send(participant, topic, bytes.data(), 3000);
+        usleep(1000); // leaves processor time to the threads of Fast DDS
     }
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 5) {
-        return 2;
+    void* const participant = create_dds();
+    g_role = argv[3];
+    for (int i = 4; i < argc; i++) {
+        dds_reg(participant, atoi(argv[1]), argv[i], i == 4 ? take : nullptr, 0);
+        set_history_qos(participant, argv[i], atoi(argv[2]), 0);
     }
-    g_participant = create_dds();
-    const std::string role = argv[3];
-    g_pause = role == "destroy" ? 300 : 0; // until main waits in destroy_dds
-    declare(argv, argv[4], role == "read" || role == "exit" ? print : leave);
-    const char* const to = argc > 5 ? argv[5] : nullptr;
-    if (to != nullptr) {
-        declare(argv, to, nullptr);
+    dds_start(participant);
+    while (g_role == "read") {
+        pause();
     }
-    if (!dds_start(g_participant)) {
-        return 4;
-    }
-    while (to == nullptr) {
-        wait(1000);
-    }
-    std::thread(flood, to).detach();
-    std::thread(flood, to).detach();
-    while (role != "exit" || !g_isReading || get_match_cnt(g_participant, to) < 1) {
-        if (role == "destroy" && g_isReading) {
-            destroy_dds(g_participant);
+    std::thread(flood, participant, argv[5]).detach();
+    std::thread(flood, participant, argv[5]).detach();
+    while (g_role != "exit" || !g_isReading || get_match_cnt(participant, argv[5]) < 1) {
+        if (g_role == "destroy" && g_isReading) {
+            destroy_dds(participant);
         }
-        wait(5);
+        usleep(5000);
     }
-    wait(100);
+    usleep(100000);
     return 0;
 }

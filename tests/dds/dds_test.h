@@ -1,4 +1,4 @@
-// Shared by the tests of the DDS library: a free domain, an inbox for callbacks, participants here and in processes of
+// Shared by the tests of the DDS library: a domain, an inbox for callbacks, participants here and in processes of
 // their own.
 #pragma once
 
@@ -13,64 +13,42 @@
 
 #include "dds/payload.h"
 #include "process.h"
-#include "udp_peer.h"
 #include "v2x/v2xdds.h"
 
-// The port that all of a domain's ports count from (RTPS 2.3, 9.6.1). Those of domains 0 to 100 are below the ephemeral
-// ones.
-inline uint16_t domainPort(int32_t domain) {
-    return static_cast<uint16_t>(7400 + 250 * domain);
-}
-
-// A domain that no other test process uses. Its first port, which is for multicast and unused here, reserves it.
+// ctest runs one process of this folder at a time. The ports of these domains are below the ephemeral ones.
 inline int32_t testDomain() {
-    static std::unique_ptr<UdpPeer> reserved;
-    static const int32_t domain = [] {
-        int32_t candidate = getpid() % 101;
-        while (!(reserved = std::make_unique<UdpPeer>(domainPort(candidate)))->isBound()) {
-            candidate = (candidate + 1) % 101;
-        }
-        return candidate;
-    }();
-    return domain;
-}
-
-// The discovery port of a participant; its samples use the next one.
-inline uint16_t discoveryPort(int32_t number) {
-    return static_cast<uint16_t>(domainPort(testDomain()) + 10 + 2 * number);
+    return getpid() % 101;
 }
 
 // The pieces that a callback of this process received, in the order of the calls.
 class Inbox {
 public:
-    static Inbox& of() {
-        static Inbox inbox;
-        return inbox;
-    }
     static void take(void* data, unsigned int len) {
-        const std::lock_guard lock(of().m_mutex);
-        of().m_pieces.push_back(describe(data, len));
+        const std::lock_guard lock(s_mutex);
+        s_pieces.push_back(describe(data, len));
     }
-    std::vector<std::string> all() {
-        const std::lock_guard lock(m_mutex);
-        return m_pieces;
+    static std::vector<std::string> all() {
+        const std::lock_guard lock(s_mutex);
+        return s_pieces;
     }
-    bool holds(size_t count) {
-        return eventually([&] { return all().size() >= count; });
+    // Waits for as many pieces.
+    static void expect(const std::vector<std::string>& pieces) {
+        EXPECT_TRUE(eventually([&] { return all().size() >= pieces.size(); }));
+        EXPECT_THAT(all(), testing::ElementsAreArray(pieces));
     }
-    void clear() {
-        const std::lock_guard lock(m_mutex);
-        m_pieces.clear();
+    static void clear() {
+        const std::lock_guard lock(s_mutex);
+        s_pieces.clear();
     }
 
 private:
-    std::mutex m_mutex;
-    std::vector<std::string> m_pieces;
+    static inline std::mutex s_mutex;
+    static inline std::vector<std::string> s_pieces;
 };
 
 class DdsTest : public testing::Test {
 protected:
-    DdsTest() { Inbox::of().clear(); }
+    DdsTest() { Inbox::clear(); }
 };
 
 struct Topic {

@@ -8,15 +8,13 @@
 
 #include <algorithm>
 #include <atomic>
-#include <climits>
-#include <csignal>
 #include <deque>
-#include <filesystem>
+#include <future>
 #include <map>
 #include <thread>
 
-#include "counts.h"
 #include "dds/dds_test.h"
+#include "udp_peer.h"
 #include "v2xdds_reader.h"
 
 static std::atomic<bool> g_isSilent{false}; // no datagram leaves the process
@@ -28,7 +26,6 @@ extern "C" ssize_t sendto(int fd, const void* data, size_t length, int flags, co
 
 namespace {
 
-using testing::ElementsAreArray;
 using testing::HasSubstr;
 using testing::Not;
 using Calls = DdsTest;
@@ -82,7 +79,6 @@ TEST(Queue, KeepsRoomForWhatIsMissing) {
         {1024, 1032, LARGEST, 0, true, true, false}, {1024, 1032, LARGEST, 1, true, false, false},
         {1, 1032, LARGEST, 1, true, true, false},    {2, LARGEST, LARGEST, 1, true, false, false},
     };
-    const uint64_t tooLong = countsOf("dds")["too_long"];
     eprosima::fastrtps::rtps::GUID_t writer;
     writer.guidPrefix.value[0] = 1;
     writer.entityId = 0x103;
@@ -96,12 +92,10 @@ TEST(Queue, KeepsRoomForWhatIsMissing) {
             << row.held << " " << row.size << " " << row.missing;
         EXPECT_EQ(isTooLong, row.isTooLong) << row.size << " " << row.missing;
     }
-    EXPECT_EQ(countsOf("dds")["too_long"], tooLong + 1);
 }
 
 TEST_F(Calls, RejectInvalidArguments) {
     void* const one = create_dds();
-    const std::string longName(256, 'x');
     EXPECT_TRUE(dds_reg(one, 1, "t", nullptr, 0));
     EXPECT_TRUE(dds_reg(one, 1, "t", IGNORE, 0));
     EXPECT_TRUE(set_history_qos(one, "t", 0, 0));
@@ -109,9 +103,7 @@ TEST_F(Calls, RejectInvalidArguments) {
     const bool isAccepted[] = {
         dds_reg(nullptr, 1, "u", nullptr, 0),
         dds_reg(one, 1, nullptr, nullptr, 0),
-        dds_reg(one, 1, "", nullptr, 0),
-        dds_reg(one, 1, longName.c_str(), nullptr, 0),
-        dds_reg(one, -1, "u", nullptr, 0),
+        dds_reg(one, 1, std::string(256, 'x').c_str(), nullptr, 0),
         dds_reg(create_dds(), 233, "u", nullptr, 0),
         dds_reg(one, 2, "u", nullptr, 0), // another domain
         dds_reg(one, 1, "u", nullptr, 1), // unknown type
@@ -120,7 +112,6 @@ TEST_F(Calls, RejectInvalidArguments) {
         set_history_qos(nullptr, "t", 0, 0),
         set_history_qos(one, nullptr, 0, 0),
         set_history_qos(one, "unknown", 0, 0),
-        set_history_qos(one, "t", -1, 0),
         set_history_qos(one, "t", 3, 0),
         set_white_list_iface(nullptr, "127.0.0.1"),
         set_white_list_iface(one, nullptr),
@@ -144,8 +135,6 @@ TEST_F(Calls, SendOnDeclaredTopicsOfARunningParticipantOnly) {
         SCOPED_TRACE(isDestroyed);
         EXPECT_FALSE(dds_start(one.handle()));
         EXPECT_FALSE(dds_reg(one.handle(), testDomain(), "late", nullptr, 0));
-        EXPECT_FALSE(set_history_qos(one.handle(), "t", 1, 0));
-        EXPECT_FALSE(set_white_list_iface(one.handle(), "127.0.0.1"));
         EXPECT_EQ(one.send("t", Bytes(1048576)), isDestroyed ? -1 : 0);
         EXPECT_EQ(one.send("t", Bytes(1048577)), -1);
         EXPECT_EQ(one.send("t", {}), -1);
@@ -172,8 +161,8 @@ TEST_F(Samples, OfOnePayloadStayTogether) {
         });
     }
     std::ranges::for_each(senders, &std::thread::join);
-    ASSERT_TRUE(Inbox::of().holds(4 * EACH * 3));
-    const auto all = Inbox::of().all();
+    ASSERT_TRUE(eventually([] { return Inbox::all().size() >= 4 * EACH * 3; }));
+    const auto all = Inbox::all();
     std::map<std::vector<std::string>, int> received;
     for (auto at = all.begin(); at != all.end(); at += 3) {
         received[{at, at + 3}]++;
@@ -189,8 +178,7 @@ TEST_F(Samples, AreKeptForLateReaders) {
         ASSERT_EQ(writer.send("t", pattern(10, seed)), 0);
     }
     const Participant reader({{"t", Inbox::take, DDS_HISTORY_ALL}});
-    ASSERT_TRUE(Inbox::of().holds(100));
-    EXPECT_THAT(Inbox::of().all(), ElementsAreArray(sent));
+    Inbox::expect(sent);
 }
 
 std::atomic<Participant*> g_own;
@@ -217,17 +205,12 @@ TEST_F(Callback, RunsAloneMaySendAndDelaysOnlyTheEnd) {
     }
     ASSERT_TRUE(eventually([] { return g_calls == 1; }));
     EXPECT_EQ(reader.send("other", Bytes(10)), 0);
-    std::atomic<bool> isEnded{false};
-    std::thread destroyer([&] {
-        reader.destroy();
-        isEnded = true;
-    });
+    const std::future<void> end = std::async(std::launch::async, [&] { reader.destroy(); });
     EXPECT_TRUE(eventually([&] { return reader.send("other", Bytes(10)) == -1; })) << "destroy_dds has begun";
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
-    EXPECT_FALSE(isEnded);
+    EXPECT_EQ(end.wait_for(std::chrono::milliseconds(500)), std::future_status::timeout);
     EXPECT_EQ(g_calls, 1);
     g_isHeld = false;
-    destroyer.join();
+    end.wait();
     EXPECT_EQ(g_calls, 2); // the 49 waiting samples are discarded
     EXPECT_TRUE(writer.awaits("t", 0));
 }
@@ -265,18 +248,21 @@ TEST_F(Life, SamplesOfASecondLifeAreNotTakenForRepeats) {
         ASSERT_TRUE(writer.awaits("t", 1));
         addPieces(expected, pattern(3000, seed));
         ASSERT_EQ(writer.send("t", pattern(3000, seed)), 0);
-        EXPECT_TRUE(Inbox::of().holds(expected.size()));
+        Inbox::expect(expected);
         g_isSilent = true;
         writer.destroy();
         g_isSilent = false;
     }
-    EXPECT_THAT(Inbox::of().all(), ElementsAreArray(expected));
 }
 
 // Fast DDS by itself finds participants on the first four pairs of ports only.
 TEST_F(Life, UsesTheFreePairsOfPortsAmongThirtyTwo) {
+    // RTPS 2.3, 9.6.1: the port for discovery; samples use the next one.
+    const auto discoveryPort = [](int pair) {
+        return static_cast<uint16_t>(7400 + 250 * testDomain() + 10 + 2 * pair);
+    };
     std::deque<UdpPeer> taken;
-    for (int32_t pair = 0; pair < 32; pair++) { // one port of a pair is enough
+    for (int pair = 0; pair < 32; pair++) { // one port of a pair is enough
         ASSERT_TRUE(taken.emplace_back(discoveryPort(pair) + pair % 2).isBound()) << pair;
     }
     void* const none = create_dds();
@@ -287,9 +273,6 @@ TEST_F(Life, UsesTheFreePairsOfPortsAmongThirtyTwo) {
         Participant writer({{"t"}});
         const Participant reader({{"t", IGNORE}});
         EXPECT_TRUE(writer.awaits("t", 1));
-        for (int port = 0; port < 4; port++) {
-            EXPECT_FALSE(UdpPeer(static_cast<uint16_t>(discoveryPort(30) + port)).isBound()) << port;
-        }
     }
 }
 
@@ -319,20 +302,6 @@ TEST_F(Traces, AreSocketsOnLoopbackOnly) {
     EXPECT_THAT(readFile("/proc/net/igmp"), Not(HasSubstr("0100FFEF")));
 }
 
-TEST_F(Traces, AreThreadsThatBlockTheStopSignals) {
-    const Participant both({{"t"}, {"t", IGNORE}});
-    const uint64_t stopSignals = 1U << (SIGINT - 1) | 1U << (SIGQUIT - 1) | 1U << (SIGTERM - 1);
-    int others = 0;
-    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-        const std::string status = readFile(task.path().string() + "/status");
-        const uint64_t blocked = std::stoull(status.substr(status.find("SigBlk:") + 7), nullptr, 16);
-        const bool isMain = task.path().filename() == std::to_string(getpid());
-        others += isMain ? 0 : 1;
-        EXPECT_EQ(blocked & stopSignals, isMain ? 0 : stopSignals) << status;
-    }
-    EXPECT_GE(others, 4);
-}
-
 // inotify reports every file of the folder that is opened.
 TEST_F(Traces, AreNoProfilesThatAreLoaded) {
     const TempFolder folder;
@@ -348,8 +317,8 @@ TEST_F(Traces, AreNoProfilesThatAreLoaded) {
     setenv("FASTDDS_BUILTIN_TRANSPORTS", "SHM", 1);
     Participant both({{"t"}, {"t", IGNORE}});
     EXPECT_TRUE(both.awaits("t", 1));
-    alignas(inotify_event) char event[sizeof(inotify_event) + NAME_MAX + 1] = {};
-    EXPECT_EQ(read(opened, event, sizeof event), -1) << event + sizeof(inotify_event);
+    char event[512];
+    EXPECT_EQ(read(opened, event, sizeof event), -1);
     readFile("profiles.xml"); // inotify works
     EXPECT_GT(read(opened, event, sizeof event), 0);
     close(opened);
