@@ -11,7 +11,6 @@
 #include "plans.h"
 #include "traffic.h"
 #include "v2x/v2xdds.h"
-#include "watch.h"
 
 namespace {
 

@@ -18,8 +18,7 @@ constexpr struct {
     {"steady", planSteady, "all paths at --scale times their nominal rates for --minutes; nothing grows or is lost"},
     {"flood", planFlood,
      "each port and topic at 10, 100 and 1000 times its rate, good, damaged and random; malformed input"},
-    {"peers", planPeers,
-     "DDS peers and the daemon stopped for 4 and 9 s while others join and leave; cloud and stack application killed"},
+    {"peers", planPeers, "DDS peers and the daemon stopped for 4 and 9 s while others join and leave"},
 };
 
 } // namespace

@@ -1,33 +1,14 @@
 #include "traffic.h"
 
+#include <algorithm>
+#include <fstream>
 #include <numeric>
+#include <sstream>
 
 #include "encoded_frames.h"
 #include "messages.h"
 
-namespace {
-
-constexpr size_t TYPE_AT = 17;
-constexpr size_t NODE_AT = 28;
-constexpr size_t PHASE_NUM_AT = 40;
-constexpr size_t REQUEST_SIZE = 28;
-constexpr uint8_t TYPE_RECORD = 1;
-constexpr uint8_t TYPE_REQUEST = 11;
-
-constexpr const char* ROLES[] = {"learner", "controller", "cloud"};
-
-} // namespace
-
-Source sourceOf(const Bytes& record) {
-    if (record.size() <= PHASE_NUM_AT || record[TYPE_AT] != TYPE_RECORD) {
-        return UNKNOWN;
-    }
-    if (record[NODE_AT] == CLOUD_NODE || record[NODE_AT] == CYCLONE_NODE) {
-        return record[NODE_AT] == CLOUD_NODE ? CLOUD : CYCLONE;
-    }
-    const int phases = record[PHASE_NUM_AT];
-    return phases == LEARNER_PHASES ? LEARNER : phases == CONTROLLER_LINKS * CONTROLLER_GROUPS ? CONTROLLER : UNKNOWN;
-}
+namespace fs = std::filesystem;
 
 StackDesk::StackDesk(UdpPeer& stack, Source (*tell)(const Bytes& record)) : m_stack(stack), m_tell(tell) {
     m_thread = std::jthread([this](const std::stop_token& stop) {
@@ -45,8 +26,8 @@ uint64_t StackDesk::all() const {
 
 void StackDesk::take(const Bytes& datagram) {
     static const Bytes REPLY = replyWith(hex(encoded::spat));
-    if (datagram.size() != REQUEST_SIZE || datagram[TYPE_AT] != TYPE_REQUEST) {
-        m_counts[datagram.size() > PHASE_NUM_AT ? m_tell(datagram) : UNKNOWN]++;
+    if (datagram.size() != 28) { // a request has 28 bytes, a record more than 40
+        m_counts[datagram.size() > 40 ? m_tell(datagram) : UNKNOWN]++;
         return;
     }
     m_requestPort = m_stack.senderPort();
@@ -55,34 +36,35 @@ void StackDesk::take(const Bytes& datagram) {
     }
 }
 
-void startSource(Unit& unit, Source source, double rate) {
-    if (source == CLOUD) {
-        unit.startCloudSimulator({"--rate", std::to_string(rate), "--node", std::to_string(CLOUD_NODE), "--status", "1",
-                                  "--status-interval", "0.5"});
-    } else if (source == LEARNER) {
-        unit.startDevice(ROLES[source], rate, {"--phases", std::to_string(LEARNER_PHASES)});
-    } else {
-        unit.startDevice(ROLES[source], rate,
-                         {"--groups", std::to_string(CONTROLLER_GROUPS), "--links", std::to_string(CONTROLLER_LINKS)});
-    }
-}
-
-uint64_t endSource(Unit& unit, Source source) {
-    return counted(unit.endSimulator(ROLES[source]), source == CLOUD ? "downGood" : "sent");
-}
-
-uint64_t documentsUp(const Unit& unit) {
-    return occurrences(unit.simulatorOutput("cloud"), "{\"topic\":\"rsu/" + unit.device + "/spat/up\"");
-}
-
-bool logToolAnswered(const Unit& unit) {
-    UdpPeer tool;
-    tool.sendTo(unit.logToolPort, LOG_REQUEST);
-    const std::optional<Bytes> answer = tool.receive(500);
-    return answer.has_value() && answer->size() > 22 && answer->at(12) == 51;
-}
-
 void checkStop(Unit& unit, Report& report) {
     unit.daemon->signal(SIGTERM);
     report.equal("exit status after SIGTERM", unit.daemon->wait(20000), 0);
+}
+
+// A counter line: "... counters PATH: NAME COUNT, NAME COUNT", perhaps with " [...]" behind it.
+Counts counts(const std::string& logPath) {
+    const std::string START = ":counters ";
+    Counts found;
+    for (const fs::directory_entry& file : fs::directory_iterator(fs::path(logPath).parent_path())) {
+        std::ifstream in(file.path());
+        for (std::string line; std::getline(in, line);) {
+            const size_t at = line.find(START);
+            const size_t colon = line.find(": ", at + START.size());
+            if (at == std::string::npos || colon == std::string::npos) {
+                continue;
+            }
+            const std::string path = line.substr(at + START.size(), colon - at - START.size()) + ".";
+            std::istringstream parts(line.substr(colon + 2, line.find(" [", colon) - colon - 2));
+            for (std::string name, number; parts >> name >> number;) {
+                uint64_t& count = found[path + name]; // counts only grow
+                count = std::max<uint64_t>(count, strtoull(number.c_str(), nullptr, 10));
+            }
+        }
+    }
+    return found;
+}
+
+uint64_t of(const Counts& counts, const std::string& name) {
+    const auto at = counts.find(name);
+    return at == counts.end() ? 0 : at->second;
 }

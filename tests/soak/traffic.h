@@ -1,7 +1,9 @@
-// Traffic through the daemon: the sources, and the stack application's socket.
+// The daemon from outside: the records at the stack application's socket, and the counters in its log.
 #pragma once
 
 #include <atomic>
+#include <chrono>
+#include <map>
 #include <string>
 #include <thread>
 
@@ -11,20 +13,18 @@
 // Who a record comes from.
 enum Source { LEARNER, CONTROLLER, CLOUD, CYCLONE, UNKNOWN };
 
-constexpr int LEARNER_PHASES = 3;
-constexpr int CONTROLLER_LINKS = 4;
-constexpr int CONTROLLER_GROUPS = 5;
-constexpr int CLOUD_NODE = 77;
-constexpr int CYCLONE_NODE = 78;
-
-// Tells the traffic of startSource() apart.
-Source sourceOf(const Bytes& record);
+struct Stopwatch {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point start = Clock::now();
+    int64_t ms() const { return (Clock::now() - start) / std::chrono::milliseconds(1); }
+};
 
 // Reads the stack application's socket on a thread of its own: counts records by source, and answers each request with
 // a message of two intersections while answer() is on.
 class StackDesk {
 public:
-    explicit StackDesk(UdpPeer& stack, Source (*tell)(const Bytes& record) = sourceOf);
+    // `tell` finds the source of a record.
+    StackDesk(UdpPeer& stack, Source (*tell)(const Bytes& record));
     uint64_t of(Source source) const { return m_counts[source]; }
     uint64_t all() const;
     void answer(bool on) { m_answers = on; }
@@ -41,12 +41,10 @@ private:
     std::jthread m_thread; // last: it uses the others
 };
 
-// A simulator as the learner, the controller or the cloud, with this many inputs a second.
-void startSource(Unit& unit, Source source, double rate);
-uint64_t endSource(Unit& unit, Source source); // returns the number of inputs that it sent
-
-// Documents that the unit's cloud simulator has shown since its start.
-uint64_t documentsUp(const Unit& unit);
-bool logToolAnswered(const Unit& unit);
 // SIGTERM ends the daemon with status 0.
 void checkStop(Unit& unit, Report& report);
+
+// "path.name" and its count, from the daemon's last counter lines in all log files. A count of 0 is absent.
+using Counts = std::map<std::string, uint64_t>;
+Counts counts(const std::string& logPath);
+uint64_t of(const Counts& counts, const std::string& name); // 0 when absent
