@@ -1,4 +1,4 @@
-// A learner's reports and a controller's frames through the real daemon to the stack application.
+// Reports, frames and documents through the real daemon to the stack application.
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
@@ -32,7 +32,7 @@ const Bytes EXAMPLE = hex("FEFE10 000A 000100 03010F00000000");
 
 TEST(ScenarioDevices, ExampleReportArrivesByteForByte) {
     Unit unit;
-    unit.startAndWaitReady({}, {"WATCHDOG_USEC="});
+    unit.startAndWaitReady();
     unit.learner.sendTo(unit.reportPort, EXAMPLE);
     Bytes record = unit.receiveRecord().value();
     ASSERT_EQ(record.size(), 58U);
@@ -42,9 +42,6 @@ TEST(ScenarioDevices, ExampleReportArrivesByteForByte) {
     std::fill(record.begin() + 34, record.begin() + 40, uint8_t{0});
     EXPECT_EQ(record, hex("A55A 04 00 0000000000000000 1400 2900 00  01000000 18000000 1E00 00"
                           "02000100 0000 00000000 0000 01  03 01 01 05 0000 9600 FFFF FFFF FFFF FFFF FF"));
-    unit.daemon->signal(SIGTERM);
-    EXPECT_EQ(unit.notify.receive(), "STOPPING=1") << "no watchdog was asked for";
-    EXPECT_EQ(unit.daemon->wait(20000), 0);
 }
 
 TEST(ScenarioDevices, OverlongFrameCostsNoneOfTheNextFrames) {
@@ -58,9 +55,7 @@ TEST(ScenarioDevices, OverlongFrameCostsNoneOfTheNextFrames) {
     }
     unit.controller.sendTo(unit.framePort, burst);
     for (const char* const phase : {"2:5:110", "2:5:120", "2:5:130", "2:5:140"}) {
-        const std::optional<Bytes> record = unit.receiveRecord(3000);
-        ASSERT_TRUE(record.has_value()) << phase;
-        EXPECT_EQ(recordOf(*record), (std::vector<std::string>{"1", phase}));
+        EXPECT_EQ(recordOf(unit.receiveRecord(3000).value()), (std::vector<std::string>{"1", phase}));
     }
 }
 
@@ -106,32 +101,37 @@ TEST(ScenarioDevices, WallClockStepMovesTimesAndNoPeriod) {
     }
 }
 
-// Each well-framed report and each good frame becomes one record; nothing else does.
+// Each well-framed report, good frame and good document becomes one record; nothing else does.
 TEST(ScenarioDevices, CountsOfAllSimulatorsAgree) {
     Unit unit;
+    unit.corrections = "SpatDown = true;";
     unit.startAndWaitReady();
-    unit.startStackSimulator();
+    unit.startStackSimulator({"--no-replies"});
     unit.startDevice("learner", 300, {"--count", "1000", "--damage", "0.2", "--seed", "7"});
     // Only damage that costs no neighbouring frame: exactly the good frames arrive.
     unit.startDevice("controller", 50,
                      {"--count", "300", "--damage", "0.2", "--damage-kinds", "crc,length,type,count", "--garbage",
                       "0.2", "--seed", "5"});
+    unit.startCloudSimulator({"--rate", "50", "--count", "200", "--status", "none", "--phases", "12", "--bad-documents",
+                              "0.2", "--bad-document-kinds", "syntax,empty,missing-key", "--seed", "7"});
+    EXPECT_TRUE(eventually([&] { return occurrences(unit.simulatorOutput("cloud"), "\"summary\"") > 0; }, 60000));
     const std::string reports = unit.endSimulator("learner", 0);
     const std::string frames = unit.endSimulator("controller", 0);
+    const std::string cloud = unit.endSimulator("cloud");
     const uint64_t framed = counted(reports, "good") + counted(reports, "countTooHigh");
-    EXPECT_GT(framed, 700U);
     EXPECT_LT(framed, 1000U);
-    EXPECT_GE(counted(reports, "heartbeats"), 1U);
-    const uint64_t good = counted(frames, "good");
-    EXPECT_GT(good, 200U);
-    EXPECT_LT(good, 300U);
+    EXPECT_LT(counted(frames, "good"), 300U);
+    EXPECT_EQ(counted(cloud, "down"), 200U);
+    EXPECT_GT(counted(cloud, "downBad"), 20U);
 
     std::this_thread::sleep_for(std::chrono::milliseconds(2000)); // the last frames wait up to half a second
     unit.daemon->signal(SIGTERM);
     EXPECT_EQ(unit.daemon->wait(20000), 0);
     EXPECT_EQ(unit.err(), "");
-    const std::string received = unit.endStackSimulator();
-    EXPECT_EQ(counted(received, "records"), framed + good);
+    const std::string received = unit.endSimulator("stack");
+    const uint64_t records = framed + counted(frames, "good") + counted(cloud, "downGood");
+    EXPECT_GT(records, 1000U);
+    EXPECT_EQ(counted(received, "records"), records);
     EXPECT_EQ(counted(received, "refused"), 0U);
 }
 

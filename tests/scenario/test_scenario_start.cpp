@@ -1,9 +1,10 @@
-// Start, stop and configuration errors of the real daemon, as the service manager sees them.
+// Start, stop, configuration errors and log of the real daemon, as the service manager sees them.
 #include <csignal>
-#include <deque>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <set>
 #include <sys/stat.h>
 #include <thread>
 
@@ -13,29 +14,27 @@
 
 namespace {
 
-void expectMainThreadAloneGetsStopSignals(pid_t pid) {
-    const uint64_t stopSignals = 1U << (SIGINT - 1) | 1U << (SIGQUIT - 1) | 1U << (SIGTERM - 1);
-    int others = 0;
-    for (const auto& task : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {
-        const std::string status = readFile(task.path().string() + "/status");
-        if (status.empty()) {
-            continue; // the thread has ended
-        }
-        const uint64_t blocked = std::stoull(status.substr(status.find("SigBlk:") + 7), nullptr, 16);
-        const bool isMain = task.path().filename() == std::to_string(pid);
-        others += isMain ? 0 : 1;
-        EXPECT_EQ(blocked & stopSignals, isMain ? 0 : stopSignals) << status;
-    }
-    EXPECT_GE(others, 10);
-}
-
 TEST(ScenarioStart, NotifiesServiceManagerAndWatchdog) {
     Unit unit;
     unit.startAndWaitReady({"-x"}, {"WATCHDOG_USEC=200000"});
     for (int i = 0; i < 3; i++) {
         EXPECT_EQ(unit.notify.receive(), "WATCHDOG=1");
     }
-    expectMainThreadAloneGetsStopSignals(unit.daemon->pid());
+    // The main thread alone gets the stop signals.
+    const uint64_t stopSignals = 1U << (SIGINT - 1) | 1U << (SIGQUIT - 1) | 1U << (SIGTERM - 1);
+    const std::string pid = std::to_string(unit.daemon->pid());
+    int others = 0;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/" + pid + "/task")) {
+        const std::string status = readFile(task.path().string() + "/status");
+        if (status.empty()) {
+            continue; // the thread has ended
+        }
+        const uint64_t blocked = std::stoull(status.substr(status.find("SigBlk:") + 7), nullptr, 16);
+        const bool isMain = task.path().filename() == pid;
+        others += isMain ? 0 : 1;
+        EXPECT_EQ(blocked & stopSignals, isMain ? 0 : stopSignals) << status;
+    }
+    EXPECT_GE(others, 10);
     unit.daemon->signal(SIGINT);
     std::string state;
     while ((state = unit.notify.receive()) == "WATCHDOG=1") {
@@ -59,88 +58,93 @@ TEST(ScenarioStart, StopsWhileNobodyReadsItsStandardOutput) {
 }
 
 TEST(ScenarioStart, EndsWithOneLineForAnInvalidConfiguration) {
-    const struct {
-        std::string workDir; // below the unit's own
-        std::string cfg;     // @ stands for the unit's work directory
-        std::string line;    // on standard error
-    } cases[] = {
-        {"/nowhere", "", "@/nowhere/conf/v2x_spat_convert.cfg: No such file or directory\n"},
-        {"", "rsuSpatConfigInfo = {\n  nodeId = ;\n};", "@/conf/v2x_spat_convert.cfg:2: syntax error\n"},
-        {"", "rsuSpatConfigInfo = {\n Sysinfoname = 5;\n};",
-         "@/conf/v2x_spat_convert.cfg:2: rsuSpatConfigInfo.Sysinfoname: expected a string, found an integer\n"},
-        {"", "rsuSpatConfigInfo = { Sysinfoname = \"@/conf/v2x_ipc.cfg\"; };",
-         "@/conf/v2x_ipc.cfg: device_id: missing, empty or longer than 31 characters\n"},
-    };
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.line);
-        Unit unit;
-        const auto filled = [&](std::string text) {
-            for (size_t at = 0; (at = text.find("@/", at)) != std::string::npos;) {
-                text.replace(at, 1, unit.folder.path());
-            }
-            return text;
-        };
-        unit.cfg = filled(row.cfg);
-        unit.start({"-w", unit.folder.path() + row.workDir});
-        EXPECT_EQ(unit.daemon->wait(20000), 0);
-        EXPECT_EQ(unit.err(), "v2x_spat_convert: " + filled(row.line));
-        EXPECT_EQ(unit.notify.receive(0), "STOPPING=1") << "and never READY=1";
-    }
+    Unit unit;
+    const std::string file = unit.folder.path() + "/conf/v2x_ipc.cfg";
+    unit.cfg = "rsuSpatConfigInfo = { Sysinfoname = \"" + file + "\"; };";
+    unit.start();
+    EXPECT_EQ(unit.daemon->wait(20000), 0);
+    EXPECT_EQ(unit.err(), "v2x_spat_convert: " + file + ": device_id: missing, empty or longer than 31 characters\n");
+    EXPECT_EQ(unit.notify.receive(0), "STOPPING=1") << "and never READY=1";
 }
 
 // The paths without DDS that work within 1.5 s.
-std::string workingPaths(Unit& unit) {
+std::set<std::string> workingPaths(Unit& unit) {
     using namespace frame_1743;
     UdpPeer tool;
     unit.learner.sendTo(unit.reportPort, hex("FEFE10 000A 000100 03010F00000000"));
     unit.controller.sendTo(unit.framePort, frame(payload({{90, {{1, 0x20, 9}}}})));
     tool.sendTo(unit.logToolPort, LOG_REQUEST);
     std::this_thread::sleep_for(std::chrono::milliseconds(1500));
-    bool report = false;
-    bool ofFrame = false;
-    bool request = false;
+    std::set<std::string> paths;
     while (const std::optional<Bytes> bytes = unit.stack.receive(0)) {
-        const bool isRecord = bytes->size() > 41;
-        report = report || (isRecord && bytes->at(41) == 3);
-        ofFrame = ofFrame || (isRecord && bytes->at(41) == 2);
-        request = request || !isRecord;
+        paths.insert(bytes->size() <= 41 ? "request" : bytes->at(41) == 3 ? "report" : "frame");
     }
-    return std::string(report ? "report " : "") + (ofFrame ? "frame " : "") + (request ? "request " : "") +
-           (tool.receive(0).has_value() ? "tool " : "") + (unit.learner.receive(0).has_value() ? "heartbeat" : "");
+    if (drain(tool) > 0) {
+        paths.insert("tool");
+    }
+    if (drain(unit.learner) > 0) {
+        paths.insert("heartbeat");
+    }
+    return paths;
 }
 
 TEST(ScenarioStart, PortInUseTurnsOffItsPath) {
-    constexpr uint16_t DDS = 7400 + 250 * 200 + 10; // of domain 200: two ports for each of 32 participants
     const struct {
-        const char* socket; // nullptr: all DDS ports
+        const char* socket;
         uint16_t Unit::*port;
-        const char* working;
+        std::set<std::string> working;
     } cases[] = {
-        {"QUOR_RECV_SG", &Unit::reportPort, "frame request tool "},
-        {"1743_RECV_SG", &Unit::framePort, "report request tool heartbeat"},
-        {"SPAT_C_LOGTOOL", &Unit::logToolPort, "report frame request heartbeat"},
-        {"GET_SPAT_DATA", &Unit::requestPort, "report frame heartbeat"},
-        {"SPAT_SEND_APP", &Unit::recordPort, "heartbeat"}, // later sockets to the stack application stay closed
-        {nullptr, nullptr, "report frame request tool heartbeat"},
+        {"QUOR_RECV_SG", &Unit::reportPort, {"frame", "request", "tool"}},
+        {"1743_RECV_SG", &Unit::framePort, {"report", "request", "tool", "heartbeat"}},
+        {"SPAT_C_LOGTOOL", &Unit::logToolPort, {"report", "frame", "request", "heartbeat"}},
+        {"GET_SPAT_DATA", &Unit::requestPort, {"report", "frame", "heartbeat"}},
+        {"SPAT_SEND_APP", &Unit::recordPort, {"heartbeat"}}, // later sockets to the stack application stay closed
     };
     for (const auto& row : cases) {
-        SCOPED_TRACE(row.working);
+        SCOPED_TRACE(row.socket);
         Unit unit;
         for (UdpPeer& own : unit.held) {
             own.release();
         }
-        std::deque<UdpPeer> others;
-        for (uint16_t i = 0; i < (row.socket == nullptr ? 64 : 1); i++) { // or another program has a DDS port
-            others.emplace_back(row.socket == nullptr ? static_cast<uint16_t>(DDS + i) : unit.*row.port);
-        }
+        const UdpPeer other(unit.*row.port);
         unit.startAndWaitReady();
         EXPECT_EQ(workingPaths(unit), row.working);
-        const std::string line = row.socket == nullptr ? "cannot join domain 200"
-                                                       : "socket " + std::string(row.socket) +
-                                                             " at 0.0.0.0:" + std::to_string(others[0].port()) +
-                                                             ": Address already in use";
-        EXPECT_NE(unit.log().find(line), std::string::npos) << line;
+        const std::string line =
+            std::string(row.socket) + " at 0.0.0.0:" + std::to_string(other.port()) + ": Address already in use";
+        EXPECT_NE(unit.log().find("socket " + line), std::string::npos) << line;
     }
+}
+
+TEST(ScenarioLog, RotatesAndSurvivesFullDiskWithoutLosingRecords) {
+    constexpr const char* MOUNT = "mount -t tmpfs -o size=12m v2x_test \"$0\" && "
+                                  "head -c 10450000 /dev/zero > \"$0/spat_conv.log\" && exec \"$@\"";
+    Unit unit;
+    const std::string folder = unit.folder.path() + "/log";
+    std::filesystem::create_directory(folder);
+    unit.launcher = {"/usr/bin/unshare", geteuid() == 0 ? "-m" : "-rm", "/bin/sh", "-c", MOUNT, folder};
+    unit.start({"-d", "7"});
+    if (unit.daemon->wait(500) == 1) {
+        GTEST_SKIP() << unit.err(); // no mount of one's own
+    }
+    ASSERT_EQ(unit.notify.receive(), "READY=1") << unit.err();
+    const std::string seenFromHere = "/proc/" + std::to_string(unit.daemon->pid()) + "/root" + folder;
+    const auto logSize = [&] { return std::filesystem::file_size(seenFromHere + "/spat_conv.log"); };
+    unit.startStackSimulator({"--no-replies"});
+    unit.startDevice("learner", 50);
+    EXPECT_TRUE(eventually([&] { return std::filesystem::exists(seenFromHere + "/spat_conv.1.log"); }));
+
+    const std::string filler = seenFromHere + "/filler";
+    std::ofstream(filler) << std::string(12 << 20, 'x'); // until the disk is full
+    EXPECT_TRUE(eventually([&] { return unit.err().find("No space left on device") != std::string::npos; }));
+    const auto sizeWhenFull = logSize();
+    std::filesystem::remove(filler);
+    EXPECT_TRUE(eventually([&] { return logSize() > sizeWhenFull + 4096; }, 5000));
+
+    const std::string sent = unit.endSimulator("learner");
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    EXPECT_EQ(counted(unit.endSimulator("stack"), "records"), counted(sent, "sent"));
+    unit.daemon->signal(SIGTERM);
+    EXPECT_EQ(unit.daemon->wait(20000), 0);
 }
 
 } // namespace

@@ -33,16 +33,6 @@ size_t occurrences(const std::string& text, const std::string& part) {
     return count;
 }
 
-bool isFree(uint16_t port) {
-    char local[8];
-    snprintf(local, sizeof local, ":%04X ", port);
-    return readFile("/proc/net/udp").find(local) == std::string::npos;
-}
-
-std::string addressOf(uint16_t port) {
-    return "127.0.0.1:" + std::to_string(port);
-}
-
 int drain(UdpPeer& peer) {
     int count = 0;
     while (peer.receive(0).has_value()) {
@@ -78,14 +68,6 @@ Unit::Unit() {
                   "; app_rs_rcvport = " + std::to_string(stack.port()) + "; hosts = { RSU_RCV = \"127.0.0.1\"; }; };");
 }
 
-std::string Unit::configuration() const {
-    return "rsuSpatConfigInfo = { Sysinfoname = \"" + folder.path() + "/conf/sysinfo.xml\";\n" +
-           "LearnMachine = { IsEnable = true; Ip = \"127.0.0.1\"; Port = " + std::to_string(learner.port()) +
-           "; LocalPort = " + std::to_string(reportPort) + "; };\n" +
-           "SignalMachine1743 = { IsEnable = true; LocalPort = " + std::to_string(framePort) + "; };\n" +
-           "Corrections = { " + corrections + " };\nnodeId = 2; regionId = 1; };\n";
-}
-
 void Unit::startSimulator(const std::string& role, std::vector<std::string> arguments, const std::string& name) {
     const std::string key = name.empty() ? role : name;
     const std::string base = folder.path() + "/" + key;
@@ -119,8 +101,9 @@ void Unit::startDevice(const std::string& role, double rate, std::vector<std::st
     const bool isLearner = role == "learner";
     UdpPeer& place = isLearner ? learner : controller;
     place.release();
-    arguments.insert(arguments.end(), {"--target", addressOf(isLearner ? reportPort : framePort), "--listen",
-                                       std::to_string(place.port()), "--rate", std::to_string(rate), "--quiet"});
+    arguments.insert(arguments.end(),
+                     {"--target", "127.0.0.1:" + std::to_string(isLearner ? reportPort : framePort), "--listen",
+                      std::to_string(place.port()), "--rate", std::to_string(rate), "--quiet"});
     startSimulator(role, arguments);
 }
 
@@ -128,7 +111,9 @@ void Unit::startStackSimulator(std::vector<std::string> arguments) {
     stack.release();
     arguments.insert(arguments.end(), {"--listen", std::to_string(stack.port()), "--quiet"});
     startSimulator("stack", arguments);
-    EXPECT_TRUE(eventually([&] { return !isFree(stack.port()); }));
+    char local[8]; // the port is bound once the kernel lists it
+    snprintf(local, sizeof local, ":%04X ", stack.port());
+    EXPECT_TRUE(eventually([&] { return occurrences(readFile("/proc/net/udp"), local) > 0; }));
 }
 
 void Unit::startCloudSimulator(std::vector<std::string> arguments) {
@@ -140,7 +125,13 @@ void Unit::start(const std::vector<std::string>& options, const std::vector<std:
     for (UdpPeer& port : held) {
         port.release();
     }
-    writeFile(folder.path() + "/conf/v2x_spat_convert.cfg", cfg.empty() ? configuration() : cfg);
+    const std::string standard =
+        "rsuSpatConfigInfo = { Sysinfoname = \"" + folder.path() + "/conf/sysinfo.xml\";\n" +
+        "LearnMachine = { IsEnable = true; Ip = \"127.0.0.1\"; Port = " + std::to_string(learner.port()) +
+        "; LocalPort = " + std::to_string(reportPort) + "; };\n" +
+        "SignalMachine1743 = { IsEnable = true; LocalPort = " + std::to_string(framePort) + "; };\n" +
+        "Corrections = { " + corrections + " };\nnodeId = 2; regionId = 1; };\n";
+    writeFile(folder.path() + "/conf/v2x_spat_convert.cfg", cfg.empty() ? standard : cfg);
     std::vector<std::string> argv = launcher;
     argv.insert(argv.end(), {V2X_BIN "/v2x_spat_convert", "-w", folder.path(), "-f", logPath});
     argv.insert(argv.end(), options.begin(), options.end());

@@ -22,9 +22,7 @@ uint64_t counted(const std::string& summary, const std::string& name);
 
 size_t occurrences(const std::string& text, const std::string& part);
 
-bool isFree(uint16_t port);           // without binding it
-std::string addressOf(uint16_t port); // "127.0.0.1:PORT"
-int drain(UdpPeer& peer);             // discards what has arrived; returns how many datagrams
+int drain(UdpPeer& peer); // discards what has arrived; returns how many datagrams
 
 // The service manager's end of NOTIFY_SOCKET.
 class NotifySocket {
@@ -78,7 +76,6 @@ public:
     void startDevice(const std::string& role, double rate, std::vector<std::string> arguments = {});
     // The simulator takes over the stack application's socket.
     void startStackSimulator(std::vector<std::string> arguments = {});
-    std::string endStackSimulator() { return endSimulator("stack"); }
     void startCloudSimulator(std::vector<std::string> arguments);
 
     std::string corrections;           // of Corrections
@@ -87,6 +84,5 @@ public:
     std::optional<Process> daemon;
 
 private:
-    std::string configuration() const;
     std::map<std::string, std::unique_ptr<Process>> m_simulators;
 };
