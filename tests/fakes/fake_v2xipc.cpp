@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cstring>
 #include <list>
 
 #include "fakes.h"
@@ -43,9 +42,6 @@ int32_t v2xipc_SocketInit(V2X_IPCSOCKHANDLE* handle, const v2x_ipc_config_t*, co
 
 int32_t v2xipc_SocketSetSendAddr(V2X_IPCSOCKHANDLE handle, const v2x_ipc_config_t*, const char* hostName,
                                  int16_t port) {
-    if (handle == nullptr) {
-        return -2;
-    }
     handle->host = hostName;
     handle->port = static_cast<uint16_t>(port);
     return 0;
@@ -53,9 +49,6 @@ int32_t v2xipc_SocketSetSendAddr(V2X_IPCSOCKHANDLE handle, const v2x_ipc_config_
 
 int32_t v2xipc_SocketReqSend(V2X_IPCSOCKHANDLE handle, const v2x_ipc_config_t*, int32_t,
                              const v2xpub_UdpSocketDataHead_t* request, v2xpub_UdpSocketDataHead_t* reply) {
-    if (handle == nullptr) {
-        return -2;
-    }
     // A caller that hands in a reply buffer would wait for the stack application.
     const std::string host = handle->host + (reply != nullptr ? " (waits)" : "");
     fakes::sent.push_back(

@@ -16,7 +16,6 @@ int32_t logLevel = V2XLOG_TRACE;
 } // namespace
 
 namespace fakes {
-int32_t logInitResult = 0;
 std::set<std::string> unknownTags;
 std::vector<LogLine> logLines;
 std::vector<std::string> journal;
@@ -30,7 +29,6 @@ void setLogLevel(int32_t level) {
 
 void resetLog() {
     setLogLevel(V2XLOG_TRACE);
-    logInitResult = 0;
     unknownTags.clear();
     logLines.clear();
     added.clear();
@@ -61,7 +59,7 @@ std::vector<std::string> takeLog() {
 int32_t v2xlog_Init(const char* path, const char* defaultTag, int32_t useFile, int32_t limit, int32_t useStderr) {
     fakes::journal.push_back("log.Init " + std::string(path) + " " + defaultTag + " " + std::to_string(useFile) +
                              std::to_string(limit) + std::to_string(useStderr));
-    return fakes::logInitResult;
+    return 0;
 }
 
 int32_t v2xlog_AddTag(const char* name, V2X_LOGHANDLE* handle) {

@@ -11,7 +11,6 @@ void reset() {
     now = 0;
     clockReads = 0;
     tasks.clear();
-    taskResults.clear();
     taskRoom = SIZE_MAX;
     sent.clear();
     sockets.clear();
@@ -19,8 +18,6 @@ void reset() {
     socketStats.clear();
     onRequest = nullptr;
     replies.clear();
-    ddsCreateFails = false;
-    ddsRegFails.clear();
     ddsMatched.clear();
     ddsTopics.clear();
     ddsSent.clear();

@@ -23,7 +23,6 @@ void reset();
 
 // ---- log: every tag is known except these
 extern std::set<std::string> unknownTags;
-extern int32_t logInitResult;
 void setLogLevel(int32_t level); // of every tag; 7 after a reset
 void resetLog();
 struct LogLine {
@@ -53,8 +52,7 @@ struct Task {
     void run() const { para.f_tskFunExec(para.mp_arg); }
 };
 extern std::vector<Task> tasks;
-extern std::map<std::string, int32_t> taskResults; // by task name; default 0
-extern size_t taskRoom;                            // tasks that can exist; the next one fails with -3
+extern size_t taskRoom; // tasks that can exist; the next one fails with -3
 
 struct Datagram {
     std::string socket;
@@ -75,14 +73,11 @@ extern std::function<void()> onRequest;          // called at each request; empt
 extern std::deque<std::vector<uint8_t>> replies; // for the next requests that wait; without one they get -4
 
 // ---- dds: one participant; the journal holds its calls with their arguments ("dds.dds_reg 200 rsu/a/spat/up
-// writer", "dds.set_history_qos rsu/a/spat/up 2 0", "dds.destroy_dds null")
-extern bool ddsCreateFails;
-extern std::map<std::string, bool> ddsRegFails;   // by topic; default false
+// writer", "dds.set_history_qos rsu/a/spat/up 2 0", "dds.destroy_dds")
 extern std::map<std::string, int32_t> ddsMatched; // matched readers once started, by topic; default 0
 struct DdsTopic {
     std::string name;
     dds_RecvCallback callback; // null for a writer
-    int32_t dataType;
 };
 extern std::vector<DdsTopic> ddsTopics; // declared, in order
 struct DdsSample {
@@ -93,7 +88,5 @@ extern std::vector<DdsSample> ddsSent; // as passed to dds_send
 
 // Passes bytes to the topic's callback, in a buffer of exactly their size.
 void ddsReceive(const std::string& topic, const std::vector<uint8_t>& bytes);
-
-using ::hex;
 
 } // namespace fakes

@@ -20,9 +20,8 @@ protected:
     }
 
     int32_t start() { return v2xspatconv_QuorSignalLearnerInterfaceInit(*m_config); }
-    static void report(const std::string& digits) { fakes::receive("QUOR_RECV_SG", fakes::hex(digits)); }
+    static void report(const std::string& digits) { fakes::receive("QUOR_RECV_SG", hex(digits)); }
     static void heartbeat() { fakes::tasks.at(0).run(); }
-    static std::vector<std::string> displayed() { return DeviceTest::displayed(v2xspatconv_DisplayQuorSignalInfo); }
 };
 
 const char PHASE_3_GREEN_15_S[] = "FEFE10 000A 000100 03010F00000000";
@@ -51,21 +50,14 @@ TEST_F(Learner, ConvertsReportsToRecords) {
          "FEFE10 0018 000300 0D010100000000 11020200000000 01030300000000", "3; 1:7:30 13:3:20 17:3:20"},
         {"seconds unknown", "FEFE10 000A 000100 0201FF00000000", "1; 2:0:36001"},
         {"the 33rd phase", thirtyThree + "01010F00000000", "33; 9:5:150"},
-        {"127 phases counted, one received", "FEFE10 000A 007F00 02010F00000000", "127; 2:5:150"},
         {"200 phases", "FEFE10 000A 00C800 02010F00000000", "-56;"},
-        {"body without a count", "FEFE10 0001 00", "0;"},
-        {"empty body", "FEFE10 0000", "0;"},
-        {"body that ends after its count", "FEFE10 0002 0005", "5;"},
         {"a record cut short is absent", "FEFE10 0010 000200 03010F00000000 040110000000", "2; 3:5:150"},
         {"more received than counted", "FEFE10 0011 000100 03010F00000000 04011000000000", "1; 3:5:150"},
     };
-    uint32_t received = 0;
     for (const auto& row : cases) {
         SCOPED_TRACE(row.what);
         report(row.datagram);
         EXPECT_THAT(records(), ElementsAre(row.record));
-        received++;
-        EXPECT_EQ(displayed().at(4), "Recv count:" + std::to_string(received));
     }
 }
 
@@ -73,46 +65,32 @@ TEST_F(Learner, RejectsOtherDatagramsWithoutSignOfLife) {
     ASSERT_EQ(start(), 0);
     const struct {
         std::string datagram;
-        std::vector<std::string> lines; // "level text", without traces
+        std::string message;
     } cases[] = {
-        {"", {"2 Invalid LearnMachine Data", "6 len=0 Invalid LearnMachine Data:", "6 hexdump of 0"}},
-        {"FEFE1000", {"2 Invalid LearnMachine Data", "6 len=4 Invalid LearnMachine Data:", "6 hexdump of 4"}},
-        {"FEFE11 0000", {"2 Invalid LearnMachine Data", "6 len=5 Invalid LearnMachine Data:", "6 hexdump of 5"}},
-        {"FEFE10 000A 000100 03010F0000000000", {"2 Invalid Length, [recv len:16] , [calc len:15]"}},
-        {"FEFE10 000A 000100 03010F000000", {"2 Invalid Length, [recv len:14] , [calc len:15]"}},
-        {"FEFE10 FFFF", {"2 Invalid Length, [recv len:5] , [calc len:4]"}},
-        {"FEFE10 8000", {"2 Invalid Length, [recv len:5] , [calc len:-32763]"}},
+        {"", "2 Invalid LearnMachine Data"},
+        {"FEFE1000", "2 Invalid LearnMachine Data"},
+        {"FEFE11 0000", "2 Invalid LearnMachine Data"},
+        {"FEFE10 000A 000100 03010F0000000000", "2 Invalid Length, [recv len:16] , [calc len:15]"},
+        {"FEFE10 000A 000100 03010F000000", "2 Invalid Length, [recv len:14] , [calc len:15]"},
+        {"FEFE10 FFFF", "2 Invalid Length, [recv len:5] , [calc len:4]"},
+        {"FEFE10 8000", "2 Invalid Length, [recv len:5] , [calc len:-32763]"},
     };
     for (const auto& row : cases) {
-        SCOPED_TRACE(row.datagram);
-        fakes::logLines.clear();
         report(row.datagram);
-        std::vector<std::string> lines;
-        for (const fakes::LogLine& line : fakes::logLines) {
-            if (line.level < 7) {
-                lines.push_back(std::to_string(line.level) + " " + line.text);
-            }
-        }
-        EXPECT_EQ(lines, row.lines);
+        EXPECT_THAT(messages("QUOR"), ElementsAre(row.message)) << row.datagram;
     }
     EXPECT_THAT(fakes::sent, IsEmpty());
-    EXPECT_THAT(displayed(), testing::Contains("Recv count:0"));
     EXPECT_EQ(countsOf("learner"), (PathCounts{{"invalid", 3}, {"wrong_length", 4}}));
 }
 
 TEST_F(Learner, IdentityOutOfRangeSendsNothingAndCountsAsSignOfLife) {
     ASSERT_EQ(start(), 0);
-    const struct {
-        int32_t region;
-        int32_t node;
-        const char* code;
-    } cases[] = {{65536, 65536, "-4"}, {-1, 2, "-4"}, {1, 65536, "-3"}, {1, -1, "-3"}};
-    for (const auto& row : cases) {
-        m_config->m_regionId = row.region;
-        m_config->m_nodeId = row.node;
+    const std::pair<int32_t, int32_t> cases[] = {{65536, 2}, {-1, 2}, {1, 65536}, {1, -1}};
+    for (const auto& [region, node] : cases) {
+        m_config->m_regionId = region;
+        m_config->m_nodeId = node;
         v2xspatconv_SetSpatConvStatus({});
         report(PHASE_3_GREEN_15_S);
-        EXPECT_EQ(fakes::logged(std::string("v2xspatconv_LearnMachineToIpcSpat end ret=") + row.code).size(), 1U);
         EXPECT_THAT(messages("QUOR"), ElementsAre("2 asn param error", "3 v2xspatconv_LearnMachineToIpcSpat error"));
         EXPECT_EQ(runStatus(), 1);
     }
@@ -122,14 +100,12 @@ TEST_F(Learner, IdentityOutOfRangeSendsNothingAndCountsAsSignOfLife) {
 
 TEST_F(Learner, SendsHeartbeatsAndTurnsAbnormalAtTheEleventhWithoutReport) {
     ASSERT_EQ(start(), 0);
-    EXPECT_STREQ(fakes::tasks[0].para.m_taskName, "LM_Heart_Data");
-    EXPECT_EQ(fakes::tasks[0].para.m_intervals, 1000000U);
     EXPECT_EQ(fakes::sockets.at(fakes::sockets.size() - 2).m_svrPort, 8002) << "the low 16 bits";
     heartbeat();
     ASSERT_EQ(fakes::sent.size(), 1U);
     EXPECT_EQ(fakes::sent[0].ip, "127.0.0.5");
     EXPECT_EQ(fakes::sent[0].port, 8001);
-    EXPECT_EQ(fakes::sent[0].bytes, fakes::hex("FEFE03 0006 01 00000000 55"));
+    EXPECT_EQ(fakes::sent[0].bytes, hex("FEFE03 0006 01 00000000 55"));
     EXPECT_EQ(runStatus(), 2) << "not working before the first report";
 
     for (int round = 0; round < 2; round++) {
@@ -144,27 +120,10 @@ TEST_F(Learner, SendsHeartbeatsAndTurnsAbnormalAtTheEleventhWithoutReport) {
     }
     fakes::now = 5000000;
     heartbeat();
-    EXPECT_THAT(displayed(),
+    EXPECT_THAT(displayed(v2xspatconv_DisplayQuorSignalInfo),
                 ElementsAre("v2xspatconv_DisplayQuorSignalInfo start", "Signal learn machine works abnormally",
                             "Send count:24", "Send last time:5000000", "Recv count:2",
                             "Recv last time:1772714096789000", "v2xspatconv_DisplayQuorSignalInfo end"));
-    report(PHASE_3_GREEN_15_S);
-    EXPECT_EQ(displayed().at(1), "Signal learn machine is working");
-}
-
-TEST_F(Learner, StartStopsAtTheFirstFailureAndCountsBeatsWithoutASocket) {
-    fakes::taskResults["LM_Heart_Data"] = -3;
-    EXPECT_EQ(start(), -2);
-    EXPECT_THAT(messages("QUOR"), ElementsAre("2 Creat LM_Heart_Data error"));
-    fakes::taskResults.clear();
-    fakes::socketResults["QUOR_RECV_SG"] = -3;
-    EXPECT_EQ(start(), -3);
-    EXPECT_THAT(messages("QUOR"), ElementsAre("2 v2xpub_UdpSocketInit end ret=-3"));
-    fakes::socketResults = {{"QUOR_SEND_SG", -3}};
-    EXPECT_EQ(start(), -4);
-    heartbeat();
-    EXPECT_THAT(fakes::sent, IsEmpty());
-    EXPECT_EQ(displayed().at(2), "Send count:1");
 }
 
 TEST_F(Learner, NamesAnInvalidDeviceAddressAtStart) {
