@@ -37,34 +37,12 @@ TEST_F(Record, LegacyEntriesOverlap) {
         01 00 0000 A18C FFFF FFFF FFFF FFFF FF)");
 }
 
-TEST_F(Record, LegacyEntriesOverlapInPart) {
-    read(R"([{"phaseId":1,"phaseStates":[
-                {"light":3,"timing":{"counting":{"startTime":4369,"likelyEndTime":8738,"minEndTime":30}}},
-                {"light":4,"timing":{"counting":{"startTime":13107,"likelyEndTime":17476,"nextDuration":50}}}]},
-             {"phaseId":2,"phaseStates":[{"light":6}]}])");
-    expect(LEGACY, R"(02000100 0201 FFFFFFFF FFFF 02  01 02 02 01
-              1111 2222 FFFF 0300 FFFF FFFF FF
-        01 04 3333 4444 FFFF FFFF FFFF 0500 FF)");
-}
-
-TEST_F(Record, CopiesIdentityAndTime) {
+TEST_F(Record, CopiesTime) {
     read("[]");
-    first().intersectionId.id = 65535;
-    *first().intersectionId.region = 65535;
-    const struct {
-        long moy;
-        long timeStamp;
-        const char* bytes;
-    } cases[] = {
-        {527039, 60999, "BF0A0800 47EE"},
-        {0, 0, "00000000 0000"},
-        {-1, 65536, "FFFFFFFF 0000"},
-    };
-    for (auto row : cases) {
-        first().moy = &row.moy;
-        first().timeStamp = &row.timeStamp;
-        expect(LEGACY, std::string("FFFFFFFF 0201") + row.bytes + "00");
-    }
+    long times[] = {527039, 60999};
+    first().moy = &times[0];
+    first().timeStamp = &times[1];
+    expect(LEGACY, "02000100 0201 BF0A0800 47EE 00");
     first().moy = nullptr;
     first().timeStamp = nullptr;
 }
@@ -85,9 +63,8 @@ TEST_F(Record, TruncatesCountsToTheirFields) {
         const char* legacy; // m_phaseNum, then the first head if any
         const char* corrected;
     } cases[] = {
-        {1, 16, "01 0710", "01 0710"},  {1, 17, "01 0711", "01 0710"},  {1, 255, "01 07FF", "01 0710"},
-        {1, 256, "01 0700", "01 0710"}, {1, 257, "01 0701", "01 0710"}, {17, 0, "11 0700", "10 0700"},
-        {127, 0, "7F 0700", "10 0700"}, {128, 0, "80 0000", "10 0700"}, {256, 0, "00 0000", "10 0700"},
+        {1, 16, "01 0710", "01 0710"}, {1, 17, "01 0711", "01 0710"},  {1, 257, "01 0701", "01 0710"},
+        {17, 0, "11 0700", "10 0700"}, {128, 0, "80 0000", "10 0700"}, {256, 0, "00 0000", "10 0700"},
     };
     for (const auto& row : cases) {
         ASN_STRUCT_FREE_CONTENTS_ONLY(asn_DEF_SPAT, &spat);
@@ -96,8 +73,7 @@ TEST_F(Record, TruncatesCountsToTheirFields) {
         for (const auto mode : {LEGACY, CORRECTED}) {
             alignas(8) uint8_t record[V2XIPC_RECORD_SIZE] = {};
             v2xspatconv_GbSpatToIpcSpat(&spat, reinterpret_cast<v2xipc_phases_t*>(record), mode);
-            EXPECT_EQ(Bytes(record + 12, record + 15), hex(mode == LEGACY ? row.legacy : row.corrected))
-                << row.phases << " " << row.states;
+            EXPECT_EQ(Bytes(record + 12, record + 15), hex(mode == LEGACY ? row.legacy : row.corrected));
         }
     }
 }
@@ -110,10 +86,8 @@ TEST_F(Record, ScalesOptionalTimes) {
         const char* time;       // times 0.1
         const char* confidence; // times 0.005
     } cases[] = {
-        {9, "0000", "00"},         {10, "0100", "00"},          {199, "1300", "00"},
-        {200, "1400", "01"},       {36001, "100E", "B4"},       {-200, "ECFF", "FF"},
-        {655360, "0000", "CC"},    {21474836480, "FFFF", "66"}, // beyond 32 bits, and 107374182
-        {INT64_MAX, "FFFF", "FF"}, {INT64_MIN, "0000", "00"},
+        {199, "1300", "00"},         {36001, "100E", "B4"},     {-200, "ECFF", "FF"},
+        {21474836480, "FFFF", "66"}, {INT64_MAX, "FFFF", "FF"}, {INT64_MIN, "0000", "00"},
     };
     TimeCountingDown_t& timing = first().phases.list.array[0]->phaseStates.list.array[0]->timing->choice.counting;
     for (const auto& row : cases) {
@@ -124,12 +98,9 @@ TEST_F(Record, ScalesOptionalTimes) {
     }
 }
 
-TEST_F(Record, RejectsNullAndASpatWithoutIntersection) {
+TEST_F(Record, RejectsASpatWithoutIntersection) {
     v2xipc_phases_t record = {};
-    EXPECT_EQ(v2xspatconv_GbSpatToIpcSpat(nullptr, &record, LEGACY), -2);
-    EXPECT_EQ(v2xspatconv_GbSpatToIpcSpat(&spat, nullptr, LEGACY), -2);
     EXPECT_EQ(v2xspatconv_GbSpatToIpcSpat(&spat, &record, LEGACY), -2);
-    EXPECT_EQ(takeLog(), Lines(3, "DOWN 2 input param error"));
 }
 
 } // namespace

@@ -21,17 +21,10 @@ Spat newSpat() {
 
 using Reader = fakes::Fixture;
 
-TEST_F(Reader, RejectsNullArguments) {
-    EXPECT_EQ(v2xspatconv_SpatJsonToStruct(nullptr, newSpat().get(), LEGACY), -2);
-    EXPECT_EQ(v2xspatconv_SpatJsonToStruct("{}", nullptr, LEGACY), -2);
-    EXPECT_EQ(takeLog(), Lines(2, "DOWN 2 input param error"));
-}
-
 TEST_F(Reader, ReadsTheDocumentsFrame) {
     const std::string noName = "DOWN 2 cJSON_Parse error!";
     const std::string noDocument = "DOWN 2 cJSON_Parse Error!";
     const std::string noIntersections = "DOWN 2 v2xspatconv_GetIntersectionsFromJson error";
-    const std::string longName(300, 'n');
     const struct {
         std::string text;
         int32_t ret;
@@ -39,16 +32,12 @@ TEST_F(Reader, ReadsTheDocumentsFrame) {
         Lines log;
     } cases[] = {
         {"", -2, "-", {noDocument}},
-        {R"({"name":"a)", -2, "-", {noDocument}},
-        {std::string(1001, '['), -2, "-", {noDocument}},
         {"[]", -3, "-", {noName, noDocument, noIntersections}},
         {R"({"name":"Kreuzung \u00fc","intersections":[]})", -3, "Kreuzung \xC3\xBC", {noIntersections}},
         {R"({"intersections":[{"status":0,"phases":[]}],"name":7} and more)",
          0,
          "-",
          {noName, "DOWN 2 Get intersectionId failed!"}},
-        {R"({"Name":"a","intersections":5})", -3, "-", {noName, noIntersections}},
-        {R"({"name":")" + longName + R"(","intersections":[]})", -3, longName, {noIntersections}},
     };
     for (const auto& row : cases) {
         const Spat spat = newSpat();
@@ -93,17 +82,12 @@ TEST_F(Reader, ReturnsTheLastIntersectionsResultAndDropsFailedOnes) {
         Lines log;
     } cases[] = {
         {"", -1, {}, {}},
-        {good, 0, {"-/3 0"}, {}},
         {with(R"({"region":65535,"id":65535})", "65535"), 0, {"65535/65535 65535"}, {}},
         {with(R"({"region":0.9,"id":7.9})", "65536"), 0, {"0/7 0"}, {}},
         {with(R"({"region":"1","id":true})", "\"258\""), 0, {"0/1 0"}, {}},
-        {with(R"({"id":2})", "-1"), 0, {"-/2 65535"}, {}},
-        {with(R"({"region":65536,"id":2})"), -3, {}, idLog("region value error")},
         {with(R"({"region":-1,"id":2})"), -3, {}, idLog("region value error")},
         {with(R"({"region":1,"id":65536})"), -5, {}, idLog("id value error")},
-        {with(R"({"id":-1})"), -5, {}, idLog("id value error")},
         {with(R"({"region":1})"), -6, {}, noId},
-        {with("5"), -6, {}, noId},
         {noStatus, -3, {}, statusLog},
         {noPhases, -4, {}, phasesLog},
         {good + "," + noStatus, -3, {"-/3 0"}, statusLog},
@@ -129,25 +113,6 @@ TEST_F(Reader, ReturnsTheLastIntersectionsResultAndDropsFailedOnes) {
     }
 }
 
-TEST_F(Reader, MissingMembersReadAsZero) {
-    const Spat spat = newSpat();
-    const std::string text =
-        document(intersection(R"({"id":1})", "0", R"([{},7,{"phaseId":-3,"phaseStates":[{},{"light":9}]}])"));
-    EXPECT_EQ(v2xspatconv_SpatJsonToStruct(text.c_str(), spat.get(), LEGACY), 0);
-    const auto& phases = spat->intersections.list.array[0]->phases.list;
-    ASSERT_EQ(phases.count, 3);
-    EXPECT_EQ(phases.array[0]->id, 0);
-    EXPECT_EQ(phases.array[1]->phaseStates.list.count, 0);
-    EXPECT_EQ(phases.array[2]->id, -3);
-    ASSERT_EQ(phases.array[2]->phaseStates.list.count, 2);
-    EXPECT_EQ(phases.array[2]->phaseStates.list.array[0]->light, 0);
-    EXPECT_EQ(phases.array[2]->phaseStates.list.array[1]->light, 9);
-    EXPECT_EQ(takeLog(),
-              (Lines{"SCOM 2 Get phaseId item failed!", "DOWN 2 cJSON_Parse Error!", "SCOM 2 Get phaseId item failed!",
-                     "DOWN 2 cJSON_Parse Error!", "SCOM 2 Get light item failed!", "DOWN 3 cJSON_Parse timing failed!",
-                     "DOWN 3 cJSON_Parse timing failed!"}));
-}
-
 // `before`, "Get KEY item failed!" for each of the keys, `behind`.
 Lines missing(const std::vector<std::string>& keys, const Lines& before, const Lines& behind) {
     Lines lines = before;
@@ -168,8 +133,6 @@ TEST_F(Reader, AttachesTimingWhenCorrectedAndLogsTheSameInBothModes) {
     const std::string allUtc =
         R"("utcTiming":{"startUtcTime":11,"minEndUtcTime":12,"maxEndUtcTime":13,"likelyEndUtcTime":14,)"
         R"("timeConfidence":15,"nextStartUtcTime":16,"nextEndUtcTime":17})";
-    const std::vector<std::string> countingKeys = {"startTime",      "minEndTime",    "maxEndTime",  "likelyEndTime",
-                                                   "timeConfidence", "nextStartTime", "nextDuration"};
     const struct {
         long light;
         std::string more; // members
@@ -180,16 +143,11 @@ TEST_F(Reader, AttachesTimingWhenCorrectedAndLogsTheSameInBothModes) {
         {3, R"("timing":{)" + allUtc + "}", "3 utc 11 14 13 12 16 17 15", {noCounting}},
         {3, R"("timing":{)" + allUtc + "," + allCounting + "}", "3 counting 1 4 3 2 6 7 5", {}},
         {3, R"("timing":{"Counting":{}})", "3 nothing chosen", {noCounting, noUtc}},
-        {3, R"("timing":{"counting":{}})", "3 counting 0 36001 - - - - -", missing(countingKeys, {}, {noUtc})},
         {3,
          R"("timing":{"counting":{"startTime":8589934592,"likelyEndTime":-1.5,"minEndTime":"x",)"
          R"("timeConfidence":null}})",
          "3 counting 2147483647 36001 - - - - -",
          missing({"maxEndTime", "nextStartTime", "nextDuration"}, {}, {noUtc})},
-        {3, R"("timing":{"counting":null,)" + allUtc + "}", "3 utc 11 14 13 12 16 17 15",
-         missing(countingKeys, {}, {})},
-        {3, R"("timing":{"counting":{"startTime":0,"likelyEndTime":36002}})", "3 counting 0 36001 - - - - -",
-         missing({"minEndTime", "maxEndTime", "timeConfidence", "nextStartTime", "nextDuration"}, {}, {noUtc})},
         {3, R"("timing":{"utcTiming":{"maxEndTime":300}})", "3 utc 0 36001 - - - - -",
          missing({"startUtcTime", "minEndUtcTime", "maxEndUtcTime", "likelyEndUtcTime", "timeConfidence",
                   "nextStartUtcTime", "nextEndUtcTime"},
@@ -197,7 +155,6 @@ TEST_F(Reader, AttachesTimingWhenCorrectedAndLogsTheSameInBothModes) {
         // The low 8 bits of an unknown light could be a light.
         {8, R"("Timing":{})", "8 none", {noTiming}},
         {9, R"("Timing":{})", "0 none", {noTiming}},
-        {-1, R"("Timing":{})", "0 none", {noTiming}},
     };
     for (const auto mode : {LEGACY, CORRECTED}) {
         for (const auto& row : cases) {
