@@ -25,13 +25,12 @@ int32_t give(const std::variant<bool, int32_t, std::string>& value, void* destin
     return 0;
 }
 
-int32_t giveString(const std::variant<bool, int32_t, std::string>& value, void* destination, int32_t* length) {
+int32_t giveString(const std::variant<bool, int32_t, std::string>& value, void* destination, int32_t length) {
     const std::string* held = std::get_if<std::string>(&value);
-    if (held == nullptr || static_cast<int32_t>(held->size()) > *length) {
+    if (held == nullptr || static_cast<int32_t>(held->size()) > length) {
         return -3;
     }
     memcpy(destination, held->c_str(), held->size() + 1);
-    *length = static_cast<int32_t>(held->size());
     return 0;
 }
 
@@ -57,7 +56,7 @@ int32_t v2xcfg_GetNodeValue(V2X_CFGHANDLE, e_v2xcfg_type type, const char* key, 
     case V2XCFG_TYPE_INT32:
         return give<int32_t>(found->second, destination);
     default:
-        return giveString(found->second, destination, length);
+        return giveString(found->second, destination, *length);
     }
 }
 

@@ -1,5 +1,4 @@
 #include "fakes.h"
-#include "v2x/v2xdds.h"
 
 namespace fakes {
 

@@ -1,8 +1,6 @@
 #include <algorithm>
-#include <list>
 
 #include "fakes.h"
-#include "v2x/v2xipc.h"
 
 struct v2xipc_socket {
     v2xpub_SocketInitPara_t para;
@@ -16,7 +14,7 @@ std::deque<std::vector<uint8_t>> replies;
 } // namespace fakes
 
 namespace {
-std::list<v2xipc_socket> open;
+std::deque<v2xipc_socket> open;
 const v2x_ipc_config_t ipcConf = {20001, 20002, 20003, 20010, "127.0.0.1"};
 } // namespace
 

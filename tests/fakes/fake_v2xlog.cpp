@@ -1,6 +1,8 @@
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <list>
 #include <mutex>
 
@@ -36,11 +38,8 @@ void resetLog() {
 
 std::vector<LogLine> logged(const std::string& text) {
     std::vector<LogLine> lines;
-    for (const LogLine& line : logLines) {
-        if (line.text == text) {
-            lines.push_back(line);
-        }
-    }
+    std::copy_if(logLines.begin(), logLines.end(), std::back_inserter(lines),
+                 [&](const LogLine& line) { return line.text == text; });
     return lines;
 }
 
@@ -122,9 +121,7 @@ void v2xlog_Format(V2X_LOGHANDLE handle, int32_t level, uint32_t times, v2xlog_s
 }
 
 void v2xlog_HexDump(V2X_LOGHANDLE handle, int32_t level, const uint8_t* data, int32_t len) {
+    const Bytes copy(data, data + len); // a sanitizer detects a read outside the data
     const std::lock_guard guard(lock);
-    fakes::logLines.push_back({handle->name, level, "hexdump of " + std::to_string(len)});
-    for (int32_t i = 0; i < len; i++) {
-        [[maybe_unused]] const volatile uint8_t byte = data[i]; // a sanitizer sees a read outside the data
-    }
+    fakes::logLines.push_back({handle->name, level, "hexdump of " + std::to_string(copy.size())});
 }

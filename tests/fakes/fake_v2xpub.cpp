@@ -1,7 +1,4 @@
-#include <list>
-
 #include "fakes.h"
-#include "v2x/v2xpub.h"
 
 struct v2xpub_task {};
 
@@ -36,7 +33,7 @@ void receive(const std::string& socketName, const std::vector<uint8_t>& bytes) {
 } // namespace fakes
 
 namespace {
-std::list<v2xpub_udpSocket> open;
+std::deque<v2xpub_udpSocket> open;
 v2xpub_task task;
 } // namespace
 
@@ -71,12 +68,9 @@ int32_t v2xpub_UdpSocketInit(V2X_UDPSOCKHANDLE* handle, const v2xpub_SocketInitP
 }
 
 int32_t v2xpub_UdpSocketSetSendAddr(V2X_UDPSOCKHANDLE handle, const char* ip, uint16_t port) {
-    if (port == 0) {
-        return -2;
-    }
     handle->ip = ip;
     handle->port = port;
-    return 0;
+    return port == 0 ? -2 : 0;
 }
 
 int32_t v2xpub_UdpSocketReqSend(V2X_UDPSOCKHANDLE handle, const v2xpub_UdpSocketDataHead_t* data) {
