@@ -104,7 +104,7 @@ TEST_F(StackReply, ChecksRepliesInThisOrder) {
     } cases[] = {
         {"good", good, "", 1},
         {"first flag", hex("A45A 04 00 0000000000000000 1400 0000 00"), wrongHead, 0},
-        {"empty", {}, wrongHead, 0},
+        {"one byte", {0xA5}, wrongHead, 0},
         {"a byte more than the length", good + Bytes{0}, wrongLength, 0},
         {"ends inside the head", hex("A55A 04 00 00000000"), wrongLength, 0},
         {"nothing", hex(head + "1500 0000 00"), "3 Recv m_dataType error:0", 0},
