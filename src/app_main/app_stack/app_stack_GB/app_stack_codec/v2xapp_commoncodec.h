@@ -1,10 +1,10 @@
-// Conversions that several messages share: bit strings to and from integers, and positions to and from offsets relative
-// to a reference position.
+// Converts bit strings to and from integers, and positions to and from offsets relative to a reference position.
+// Several message types share these conversions.
 //
-// Failures are logged at level 2 under the tag "UPER" if the process has registered that tag. Every function may be
-// called on any thread; use one value on one thread at a time. Memory that a function adds to a value is malloc's and
-// belongs to that value. It is released with the enclosing message (v2xcodec_freeStrcut) or with the type's free
-// operation. A failed allocation throws std::bad_alloc.
+// The functions log failures at V2XLOG_ERROR under the tag "UPER" if the process has registered that tag. Every
+// function may run on any thread; do not use the same object on two threads at once. Members are allocated with malloc
+// and owned by the object. v2xcodec_freeStrcut of the enclosing message, or ASN_STRUCT_FREE, frees the members. A
+// failed allocation throws std::bad_alloc.
 #pragma once
 
 #include <cstdint>
@@ -18,22 +18,22 @@
 
 using BITSTRING_HANDLE = BIT_STRING_t*;
 
-// Reads the octets of a bit string as one integer, most significant octet first; bits_unused is ignored. Up to three
-// octets give the plain value. A fourth octet of 0x80 or more makes the result negative. From the fifth octet on, octet
-// number i, counted from the end, has the weight of octet i modulo 4. A null string or one without octets gives 0. With
-// a null longData the call does nothing. Returns 0.
+// Reads the octets of a bit string as one integer, most significant octet first, and ignores bits_unused. Up to three
+// octets give an unsigned value. Four octets give a signed 32-bit value. Legacy for longer strings: octet i (the last
+// octet is 0) is shifted left by 8 * (i mod 4) bits, read as int32, and added. *longData becomes 0 if the string is
+// null or has no octets. The call does nothing if longData is null. Always returns 0.
 int32_t v2xcodec_bitString2Long(BITSTRING_HANDLE p_bitstring, int64_t* longData);
 
-// Fills a bit string with the low `avail_bit` bits (1 to 127) of *longData. The size is rounded up to whole octets and
-// the value is right-aligned: the least significant octet comes last, even if bits_unused is not 0. Bits from the 64th
-// on are 0. An avail_bit below 1 gives an empty string. `buf` receives new memory that belongs to the string; the
-// previous `buf` is not freed. With a null argument the call does nothing. Returns 0.
+// Fills a bit string with the low octets of *longData. The size is `avail_bit` bits (1 to 127), rounded up to whole
+// octets. The value is right-aligned: the least significant octet comes last, even if bits_unused is not 0. Bits beyond
+// the 64 bits of *longData are 0. An avail_bit below 1 gives an empty string. The string owns the new `buf`; the call
+// does not free the previous `buf`. The call does nothing if an argument is null. Always returns 0.
 int32_t v2xcodec_long2BitString(int64_t* longData, int8_t avail_bit, BITSTRING_HANDLE p_bitstring);
 
 // ---- positions
 
-// Tags of VerticalOffset: six offsets of growing width, then the absolute elevation. PositionOffsetLL uses the same
-// numbers.
+// Tags of VerticalOffset: six offsets of increasing width, then the absolute elevation. PositionOffsetLL has the same
+// numbers; its tag 7 is the absolute position.
 enum COMMONPOSELETYPE : int32_t {
     COMMON_POSELETYPE_PR_NOTHING = 0,
     COMMON_POSELETYPE_PR_offset1 = 1,
@@ -45,16 +45,16 @@ enum COMMONPOSELETYPE : int32_t {
     COMMON_POSELETYPE_PR_elevation = 7,
 };
 
-// The planar projection of a position, in metres. These functions neither read nor write it.
+// The planar projection of a position, in metres. No function of this header uses it.
 struct c_posToXY_t {
     double x;
     double y;
 };
 
-// A working position.
+// A position in degrees and metres, before encoding or after decoding.
 struct c_pos3D_t {
     bool posIsValid;
-    int8_t m_pos3DSrc; // source of the position
+    int8_t m_pos3DSrc; // the caller's code for the origin of the position; no function of this header uses it
     double lat;        // degrees
     double lon;        // degrees
     bool elevIsValid;
@@ -62,55 +62,59 @@ struct c_pos3D_t {
     c_posToXY_t m_posToXY;
 };
 
-// A position in the units of a message.
+// A position in message units (1e-7 degree, 0.1 m).
 struct v2xapp_gbMsg_PosStr_t {
-    uint8_t m_codeType; // 7 = absolute position, otherwise an offset
+    uint8_t m_codeType; // 7: m_lat and m_lon are absolute; any other number: both are offsets
     int64_t m_lat;      // 1e-7 degree
     int64_t m_lon;      // 1e-7 degree
-    bool m_isContainV;  // an elevation is present
-    uint8_t m_elevType; // 7 = absolute elevation, otherwise an offset
+    bool m_isContainV;  // true if m_elev is valid
+    uint8_t m_elevType; // 7: m_elev is absolute; any other number: m_elev is an offset
     int64_t m_elev;     // 0.1 m
 };
 
 // ---- decoding to degrees and metres
 //
-// `initPos3D` is the reference position and `outPos3D` the result; they may be the same object. posIsValid becomes
-// true; m_pos3DSrc and m_posToXY stay unchanged. Return 0; -1 for a null argument ("input param error"), with no
-// output.
+// `initPos3D` is the reference position and `outPos3D` the result; both may be the same object. Both functions set
+// posIsValid to true, keep m_pos3DSrc and m_posToXY, and return 0. For a null argument both functions log "input param
+// error", keep the result unchanged, and return -1.
 
-// Decodes a raw position. An elevation offset is added to the reference elevation, even if that one is invalid.
-// elevIsValid becomes m_isContainV.
+// Decodes a position in message units. An elevation offset is added to the reference elevation, even if the reference
+// elevation is invalid. elevIsValid becomes m_isContainV. Without m_isContainV, the elevation stays unchanged.
 int32_t v2xcodec_GBpraseMsgPos(const v2xapp_gbMsg_PosStr_t* p_msgPos, const c_pos3D_t* initPos3D, c_pos3D_t* outPos3D);
 
 // Decodes a PositionOffsetLLV. If the tag of offsetLL is not from 1 to 7, lat and lon stay unchanged. elevIsValid
-// becomes true if offsetV is present and the reference elevation is valid; otherwise it becomes false and the elevation
-// stays unchanged. This also discards an absolute elevation. If the tag of offsetV is not from 1 to 7, the elevation
-// stays unchanged.
+// becomes true if offsetV is present and the reference elevation is valid. Otherwise elevIsValid becomes false and the
+// elevation stays unchanged: without a valid reference, even an absolute elevation is discarded (legacy). If the tag of
+// offsetV is not from 1 to 7, the elevation stays unchanged.
 int32_t prasePosOffsetLLV(const PositionOffsetLLV_t* p_posOftllv, const c_pos3D_t* initPos3D, c_pos3D_t* outPos3D);
 
-// ---- decoding to units (1e-7 degree, 0.1 m)
+// ---- decoding to message units (1e-7 degree, 0.1 m)
 
-// Decodes a PositionOffsetLLV. If the tag of offsetLL is not from 1 to 7, lat and Long stay unchanged. The result has
-// an elevation if offsetV is present and the reference has one; it is 0 if the tag of offsetV is not from 1 to 7. Sums
-// are clamped to the range of a long. If both positions are the same object, its elevation is updated in place or
-// freed. Otherwise the old value of outPos3D->elevation is overwritten without being read or freed, so the caller
-// releases it first. Returns 0; -1 for a null argument ("input param error").
+// Decodes a PositionOffsetLLV relative to the reference position `initPos3D`. If the tag of offsetLL is not from 1 to
+// 7, lat and Long stay unchanged. The result has an elevation if both offsetV and the reference elevation are present.
+// The elevation is 0 if the tag of offsetV is not from 1 to 7. Sums are clamped to the range of a long. If both
+// positions are the same object, its elevation is updated in place or freed. Otherwise outPos3D->elevation is
+// overwritten without being read or freed, so the caller frees the old elevation before the call. Returns 0. For a null
+// argument the function logs "input param error" and returns -1.
 int32_t prasePosOffsetLLVOriginal(const PositionOffsetLLV_t* p_posOftllv, const Position3D_t* initPos3D,
                                   Position3D_t* outPos3D);
 
 // ---- encoding
 //
-// The first argument is the current position, the second the reference. Encoding selects the narrowest offset that
-// holds the larger of the two horizontal differences, or the absolute position beyond 0.8388607 degree. The elevation
-// works the same way, with a limit of 204.7 m. The old value of p_outPosOftllv->offsetV is overwritten without being
-// read or freed, so the caller releases it first. Return 0; -2 for a null argument ("input para error").
+// The first argument is the current position, the second the reference position. Both functions select the narrowest
+// offset for the larger of the two horizontal differences. Beyond 0.8388607 degree they encode the absolute position.
+// The elevation is encoded in the same way, with a limit of 204.7 m. p_outPosOftllv->offsetV is overwritten without
+// being read or freed, so the caller frees the old offsetV before the call. Both functions return 0. For a null
+// argument both functions log "input para error" and return -2.
 
-// Encodes from degrees and metres: multiplies differences by 1e7 and 10 and truncates them. Each width excludes its
-// bound, so 0.0002047 degree takes the second width. If either elevation is exactly 0.0, it counts as missing and
-// offsetV is absent; elevIsValid is ignored. NaN and values beyond a long become values that no encoder accepts.
+// Encodes from degrees and metres: multiplies the differences by 1e7 or 10 and truncates the products. A difference
+// equal to the maximum of a width takes the next width: 0.0002047 degree (2047 units) is encoded as offset2. Legacy: an
+// elevation of exactly 0.0 counts as missing, whatever elevIsValid is. offsetV is absent if either elevation is
+// missing. NaN and numbers outside the range of a long become numbers that the encoder rejects.
 int32_t setPosOffsetLLV(const c_pos3D_t* currPos3D, const c_pos3D_t* hpathPos3D, PositionOffsetLLV_t* p_outPosOftllv);
 
-// Encodes from units (1e-7 degree, 0.1 m). Each horizontal width includes its bound, so a difference of 2047 takes the
-// first width. offsetV is absent unless both positions have an elevation.
+// Encodes from message units (1e-7 degree, 0.1 m). A horizontal difference equal to the maximum of a width still fits:
+// 2047 units are encoded as the first offset. A vertical difference equal to the maximum takes the next width. offsetV
+// is absent unless both positions have an elevation.
 int32_t setPosOffsetLLVOriginal(const Position3D_t* currPos3D, const Position3D_t* refPos3D,
                                 PositionOffsetLLV_t* p_outPosOftllv);

@@ -1,35 +1,36 @@
 // Builds a MessageFrame with a SPAT step by step: the frame, the message's elements, then intersections, phases and
-// phase states. Each child is created, filled and added to its parent.
+// phase states. The caller creates each child, fills it, and adds it to its parent.
 //
 // Calling order: Init; message elements; for each intersection SectionInit and its elements; for each phase PhaseInit
 // and PhaseId; for each state PhaseStateInit, LightState, PhaseState and PhaseStateAdd; then PhaseAdd; then SectionAdd.
-// Encode the frame with v2xcodec_uperEnc and release it with v2xcodec_freeStrcut (v2xapp_upercodec.h).
+// Encode the frame with v2xcodec_uperEnc and free the frame with v2xcodec_freeStrcut (v2xapp_upercodec.h).
 //
-// Ownership: allocated memory is malloc's and belongs to the structure that holds it. Setting an element again reuses
-// or frees the previous value. The caller owns a child until it is added; then the parent owns it. Add a child once.
-// Release a child that is never added with its type's free operation. Arguments are copied, never kept.
+// Ownership: every structure owns its members, which are allocated with malloc. Setting an element again reuses or
+// frees the previous value. The caller owns a child until the call that adds it; afterwards the parent owns the child.
+// Add a child only once. Free a child that is never added with ASN_STRUCT_FREE of its type. The functions copy all
+// other arguments.
 //
-// Results: 0; -1 if a handle or required pointer is null ("input err", level 2); -3 if memory for an optional number
-// runs out ("calloc err", level 2). Other results are listed with each function. Elements set before a failure stay
-// set. Other failed allocations throw std::bad_alloc. Values out of range are logged at level 3. Those that are kept
-// cannot be encoded.
+// Results: 0 on success; -1 if a handle or a required pointer is null ("input err" at V2XLOG_ERROR); -3 if memory for
+// an optional number runs out ("calloc err" at V2XLOG_ERROR). The comment of each function lists its other results. A
+// failed call does not undo earlier changes. Other failed allocations throw std::bad_alloc. Out-of-range values are
+// logged at V2XLOG_WARN; the encoder rejects those that are stored unchanged.
 //
-// Log lines use the tag "GBSM" if the process has registered it. Every function may be called on any thread; use one
-// frame and its children on one thread at a time.
+// The functions log under the tag "GBSM" if the process has registered that tag. Every function may run on any thread;
+// do not use the same frame or its children on two threads at once.
 #pragma once
 
 #include <cstdint>
 
 using GBMSG_HANDLE = void*;              // a MessageFrame_t
-using GBSPAT_HANDLE = void*;             // the SPAT_t inside the frame; valid as long as the frame
+using GBSPAT_HANDLE = void*;             // the SPAT_t of a frame; valid until the frame is freed
 using GBSPATIS_HANDLE = void*;           // an IntersectionState_t
 using GBSPATISPHASE_HANDLE = void*;      // a Phase_t
 using GBSPATISPHASESTATE_HANDLE = void*; // a PhaseState_t
 
-// The times of one phase state, in seconds. The builder ignores lightState and the flags: a negative value means that
-// an optional element is absent.
+// The times of one phase state, in seconds. The builder ignores lightState and the flags. A negative optional value
+// means absent or unknown; see v2xapp_GBMsgSPATSectionPhaseStatePhaseState.
 struct c_phaseState_t {
-    int8_t stateMode; // 1 = seconds from now, 2 = seconds of the UTC hour
+    int8_t stateMode; // 1: times are seconds from now; 2: times are seconds of the UTC hour
     uint8_t lightState;
     double startTime;
     double endTime;
@@ -41,33 +42,33 @@ struct c_phaseState_t {
     double opt_maxendTime;
     double opt_minendTime;
     double opt_nextStartTime;
-    double opt_nextDuration;   // in mode 2: the next end time
+    double opt_nextDuration;   // mode 1: duration; mode 2: next end time
     double opt_timeConfidence; // 0 to 1
 };
 
 // ---- message
 
-// Creates a frame with an empty SPAT; the caller owns the frame. Returns 0; -1 also if memory runs out ("malloc memory
-// error!").
+// Creates a frame with an empty SPAT; the caller owns the frame. Also returns -1 if memory runs out ("malloc memory
+// error!" at V2XLOG_ERROR).
 int32_t v2xapp_GBMsgSPATInit(GBMSG_HANDLE* p_msgHdl, GBSPAT_HANDLE* p_spatHdl);
 
 // Sets msgCnt to the next message count: 1, 2, ... 127, 0, 1, ... All threads of the process share the count.
 int32_t getSPATMsgCnt(GBSPAT_HANDLE spatHdl);
 
-// Sets the minute of the year, 0 to 527040 (MinuteOfTheYear). Null removes it. Any other value changes a minute that is
-// present to 527040 (invalid) and leaves an absent one absent.
+// Sets the minute of the year, 0 to 527040 (MinuteOfTheYear). Null removes the element. Legacy: any other value changes
+// a present element to 527040 (invalid) and leaves an absent element absent.
 int32_t v2xapp_GBMsgSPATMoy(GBSPAT_HANDLE spatHdl, int32_t* moy);
 
 // Sets the name to the `len` bytes at `text`, or to the text up to its NUL if len is negative. Only 1 to 63 ASCII bytes
-// can be encoded (DescriptiveName). A null text removes the name, except that it changes nothing when len is 1 to 63.
-// Returns 0 or -1.
+// can be encoded (DescriptiveName). A null text removes the name. Legacy: a null text with a len from 1 to 63 changes
+// nothing. Returns 0 or -1.
 int32_t v2xapp_GBMsgSPATName(GBSPAT_HANDLE spatHdl, char* text, int32_t len);
 
-// Sets the time stamp to the millisecond of the minute of *now, a clock in microseconds that starts at a full minute
-// (for example Unix time). Returns -1 for a null clock, too.
+// Sets the time stamp to the millisecond of the minute. *now is a time in microseconds since the start of any minute,
+// for example Unix time.
 int32_t v2xapp_GBMsgSPATSecmark(GBSPAT_HANDLE spatHdl, uint64_t* now);
 
-// Sets the time stamp to `secMark`, 0 to 65535 (DSecond). Any other value is logged and becomes 60000.
+// Sets the time stamp to `secMark`, 0 to 65535 (DSecond). Any other value is logged and stored as 60000.
 int32_t v2xapp_GBMsgSPATSecmark2(GBSPAT_HANDLE spatHdl, uint64_t secMark);
 
 // ---- intersection
@@ -75,25 +76,27 @@ int32_t v2xapp_GBMsgSPATSecmark2(GBSPAT_HANDLE spatHdl, uint64_t secMark);
 // Creates an empty intersection, which the caller owns. Returns -2 if memory runs out ("calloc section err").
 int32_t v2xapp_GBMsgSPATSectionInit(GBSPATIS_HANDLE* p_sectionHdl);
 
-// Appends the intersection to the message, which then owns it. Also returns 0 if memory for the list runs out: then the
-// list's count stays the same and the caller still owns the intersection.
+// Appends the intersection to the message; the message then owns the intersection. Legacy: if memory for the list runs
+// out, the result is also 0, the list's count does not change, and the caller keeps the ownership.
 int32_t v2xapp_GBMsgSPATSectionAdd(GBSPAT_HANDLE spatHdl, GBSPATIS_HANDLE sectionHdl);
 
 // Sets the intersection id: the upper 16 bits are the region, the lower 16 bits the node id. Returns -3 if memory for
-// the region runs out ("intersectionId.region is out of range(0..65535), curr value = ...", level 3); the node id is
-// set.
+// the region runs out ("intersectionId.region is out of range(0..65535), curr value = ..." at V2XLOG_WARN); the node id
+// is set.
 int32_t v2xapp_GBMsgSPATSectionId(GBSPATIS_HANDLE sectionHdl, uint32_t id);
 
-// Sets the status to the low 16 bits of `status` (IntersectionStatusObject). Bit 15 is the first bit of the bit string.
+// Sets the status to the low 16 bits of `status` (IntersectionStatusObject). Bit 15 of `status` is the first bit of the
+// bit string.
 int32_t v2xapp_GBMsgSPATSectionStatus(GBSPATIS_HANDLE sectionHdl, int32_t status);
 
-// These three work like the message's functions.
+// These three functions set elements of the intersection. Values and results are the same as for the message: see
+// v2xapp_GBMsgSPATMoy, v2xapp_GBMsgSPATSecmark and v2xapp_GBMsgSPATSecmark2.
 int32_t v2xapp_GBMsgSPATSectionMoy(GBSPATIS_HANDLE sectionHdl, int32_t* moy);
 int32_t v2xapp_GBMsgSPATSectionSecmark(GBSPATIS_HANDLE sectionHdl, uint64_t* now);
 int32_t v2xapp_GBMsgSPATSectionSecmark2(GBSPATIS_HANDLE sectionHdl, uint64_t secMark);
 
-// Sets the time confidence, 0 to 39 (TimeConfidence). Null removes it. Returns 0, even for a null handle ("input err");
-// -2 for a value out of range ("range out 0..39", level 2), which changes nothing.
+// Sets the time confidence, 0 to 39 (TimeConfidence). Null removes the element. An out-of-range value changes nothing
+// and returns -2 ("range out 0..39" at V2XLOG_ERROR). Legacy: a null handle is logged, but returns 0.
 int32_t v2xapp_GBMsgSPATSectionTimeCfd(GBSPATIS_HANDLE sectionHdl, int32_t* timeConfidence);
 
 // ---- phase
@@ -101,10 +104,10 @@ int32_t v2xapp_GBMsgSPATSectionTimeCfd(GBSPATIS_HANDLE sectionHdl, int32_t* time
 // Creates an empty phase, which the caller owns. Returns -2 if memory runs out ("calloc section err").
 int32_t v2xapp_GBMsgSPATSectionPhaseInit(GBSPATISPHASE_HANDLE* p_phaseHdl);
 
-// Appends the phase to the intersection; otherwise like SectionAdd.
+// Appends the phase to the intersection. Ownership and results are as for v2xapp_GBMsgSPATSectionAdd.
 int32_t v2xapp_GBMsgSPATSectionPhaseAdd(GBSPATIS_HANDLE sectionHdl, GBSPATISPHASE_HANDLE phaseHdl);
 
-// Sets the phase id, 0 to 255 (PhaseID). Stores any other value, too, but returns -2.
+// Sets the phase id, 0 to 255 (PhaseID). Legacy: any other value is logged and stored, and the result is -2.
 int32_t v2xapp_GBMsgSPATSectionPhaseId(GBSPATISPHASE_HANDLE phaseHdl, int32_t phaseId);
 
 // ---- phase state
@@ -112,21 +115,21 @@ int32_t v2xapp_GBMsgSPATSectionPhaseId(GBSPATISPHASE_HANDLE phaseHdl, int32_t ph
 // Creates an empty phase state, which the caller owns. Returns -2 if memory runs out ("calloc section err").
 int32_t v2xapp_GBMsgSPATSectionPhaseStateInit(GBSPATISPHASESTATE_HANDLE* p_stateHdl);
 
-// Appends the state to the phase; otherwise like SectionAdd.
+// Appends the state to the phase. Ownership and results are as for v2xapp_GBMsgSPATSectionAdd.
 int32_t v2xapp_GBMsgSPATSectionPhaseStateAdd(GBSPATISPHASE_HANDLE phaseHdl, GBSPATISPHASESTATE_HANDLE stateHdl);
 
-// Sets the light, 0 to 8 (LightState). Stores any other value, too, but returns -2.
+// Sets the light, 0 to 8 (LightState). Legacy: any other value is logged and stored, and the result is -2.
 int32_t v2xapp_GBMsgSPATSectionPhaseStateLightState(GBSPATISPHASESTATE_HANDLE stateHdl, int32_t light);
 
-// Sets the timing that stateMode selects; modes other than 1 and 2 change nothing. Times are truncated to tenths of a
-// second (TimeMark, 36001 = unknown). Times outside 0 to 36001 are logged and kept; so are NaN and values beyond a
-// long.
+// Sets the timing that stateMode selects; a mode other than 1 and 2 changes nothing. Times are truncated to tenths of a
+// second (TimeMark; 36001 means unknown). A time outside 0 to 36001 is logged and stored. NaN and values outside the
+// range of a long are logged and stored as numbers that the encoder rejects.
 // - Start and likely end are always present.
-// - Latest and earliest end are absent when negative.
-// - The next start is 36001 when negative.
-// - The next duration (mode 1) is 36001 when the next START is negative; the next end (mode 2) when it is itself
-// negative.
-// - The confidence counts in steps of 0.5 % (Confidence). A negative one is absent in mode 1 and 0 in mode 2. One above
-//   200 is logged and kept.
+// - Latest and earliest end are absent if negative.
+// - The next start is 36001 if negative.
+// - Mode 1: the next duration is 36001 if the next START is negative (legacy).
+// - Mode 2: the next end is 36001 if the next end is negative.
+// - The confidence is truncated to steps of 0.5 % (Confidence). A negative confidence is absent in mode 1 and becomes 0
+//   in mode 2. A confidence above 200 steps is logged and stored.
 // Returns 0 or -1.
 int32_t v2xapp_GBMsgSPATSectionPhaseStatePhaseState(GBSPATISPHASESTATE_HANDLE stateHdl, c_phaseState_t state);

@@ -7,7 +7,8 @@
 
 #include "v2x/v2xlog.h"
 
-// Returns `isValid`. When it is false, logs `message` at level 2 under the name of the calling function. Any thread.
+// Returns `isValid`. If `isValid` is false, logs `message` at V2XLOG_ERROR with the name of the calling function. Any
+// thread.
 inline bool v2xapp_Check(v2xlog_tag_t& tag, bool isValid, const char* message,
                          const char* function = __builtin_FUNCTION()) {
     if (!isValid && v2xlog_Enabled(tag, V2XLOG_ERROR)) {
@@ -17,8 +18,8 @@ inline bool v2xapp_Check(v2xlog_tag_t& tag, bool isValid, const char* message,
     return isValid;
 }
 
-// Allocates `count` zeroed structures for a message. The memory is calloc's, because the message set's runtime releases
-// it with free(). Throws std::bad_alloc. Any thread.
+// Allocates `count` zeroed structures with calloc, because the message set's runtime frees its structures with free().
+// Throws std::bad_alloc. Any thread.
 template <typename T>
 T* v2xapp_New(size_t count = 1) {
     auto* structures = static_cast<T*>(std::calloc(count, sizeof(T)));

@@ -13,29 +13,31 @@ namespace {
 
 v2xlog_tag_t g_tag{"UPER"};
 
-// Invalid frames can arrive endlessly, so only every 202nd failure is logged.
+// A peer can send invalid frames endlessly, so only every 202nd failure is logged.
 constexpr uint64_t FAILURES_PER_LINE = 202;
 std::atomic<uint64_t> printCount{0};
 
-struct Release {
+struct FrameDeleter {
     void operator()(MessageFrame_t* frame) const {
         ASN_STRUCT_FREE_CONTENTS_ONLY(asn_DEF_MessageFrame, frame);
         std::free(frame->_asn_ctx.ptr);
         std::free(frame);
     }
 };
-using Frame = std::unique_ptr<MessageFrame_t, Release>;
+using Frame = std::unique_ptr<MessageFrame_t, FrameDeleter>;
 
-const char* Name(const asn_TYPE_descriptor_t* type) {
+// Returns the name of a type for the log.
+const char* TypeName(const asn_TYPE_descriptor_t* type) {
     return type != nullptr ? type->name : "unknown";
 }
 
-// Counts a failure and returns whether to log it.
+// Counts one decoding failure. Returns true for every 202nd failure, which the caller logs.
 bool CountFailure() {
     return printCount.fetch_add(1, std::memory_order_relaxed) % FAILURES_PER_LINE == FAILURES_PER_LINE - 1;
 }
 
-Frame Decode(asn_transfer_syntax syntax, const uint8_t* bytes, size_t size, asn_dec_rval_t& result) {
+// Decodes one frame and stores the decoder's result. The frame is null or incomplete if result.code is not RC_OK.
+Frame DecodeFrame(asn_transfer_syntax syntax, const uint8_t* bytes, size_t size, asn_dec_rval_t& result) {
     void* structure = nullptr;
     result = asn_decode(nullptr, syntax, &asn_DEF_MessageFrame, &structure, bytes, size);
     return Frame(static_cast<MessageFrame_t*>(structure));
@@ -47,11 +49,11 @@ int32_t v2xcodec_uperEnc(ASNSTRUCT_HANDLE hdl, uint8_t* enc_buf, int32_t enc_buf
     if (!v2xapp_Check(g_tag, hdl != nullptr && enc_buf != nullptr && encLen != nullptr, "input para error!")) {
         return -1;
     }
-    const auto room = static_cast<size_t>(std::max(enc_bufLen, 0));
+    const auto bufferSize = static_cast<size_t>(std::max(enc_bufLen, 0));
     const asn_enc_rval_t result =
-        asn_encode_to_buffer(nullptr, ATS_UNALIGNED_CANONICAL_PER, &asn_DEF_MessageFrame, hdl, enc_buf, room);
+        asn_encode_to_buffer(nullptr, ATS_UNALIGNED_CANONICAL_PER, &asn_DEF_MessageFrame, hdl, enc_buf, bufferSize);
     if (result.encoded < 0) {
-        V2XLOG(g_tag, V2XLOG_ERROR, "Coubld not encode MessageFrame at %s", Name(result.failed_type));
+        V2XLOG(g_tag, V2XLOG_ERROR, "Coubld not encode MessageFrame at %s", TypeName(result.failed_type));
         return -2;
     }
     *encLen = static_cast<int16_t>(result.encoded);
@@ -64,7 +66,7 @@ int32_t v2xcodec_uperDec(ASNSTRUCT_HANDLE* hdl, uint8_t* enc_buf, int16_t enc_bu
     }
     const auto size = static_cast<size_t>(enc_bufLen);
     asn_dec_rval_t result;
-    Frame frame = Decode(ATS_UNALIGNED_CANONICAL_PER, enc_buf, size, result);
+    Frame frame = DecodeFrame(ATS_UNALIGNED_CANONICAL_PER, enc_buf, size, result);
     if (result.code != RC_OK || frame->present == MessageFrame_PR_NOTHING) {
         if (CountFailure()) {
             V2XLOG(g_tag, V2XLOG_ERROR, "uper decode error p_msgF->present=%d!",
@@ -87,8 +89,8 @@ int32_t v2xcodec_xerEnc(ASNSTRUCT_HANDLE hdl, uint8_t* enc_buf, uint32_t* enc_bu
     const asn_enc_rval_t result =
         asn_encode_to_buffer(nullptr, ATS_BASIC_XER, &asn_DEF_MessageFrame, hdl, enc_buf, *enc_bufLen);
     if (result.encoded < 0) {
-        V2XLOG(g_tag, V2XLOG_ERROR, "Coubld not encode MessageFrame at %s; ec.encoded = %ld", Name(result.failed_type),
-               static_cast<long>(result.encoded));
+        V2XLOG(g_tag, V2XLOG_ERROR, "Coubld not encode MessageFrame at %s; ec.encoded = %ld",
+               TypeName(result.failed_type), static_cast<long>(result.encoded));
         return -2;
     }
     *enc_bufLen = static_cast<uint32_t>(result.encoded);
@@ -100,7 +102,7 @@ int32_t v2xcodec_xerDec(ASNSTRUCT_HANDLE* hdl, uint8_t* enc_buf, int32_t enc_buf
         return -1;
     }
     asn_dec_rval_t result;
-    Frame frame = Decode(ATS_CANONICAL_XER, enc_buf, static_cast<size_t>(enc_bufLen), result);
+    Frame frame = DecodeFrame(ATS_CANONICAL_XER, enc_buf, static_cast<size_t>(enc_bufLen), result);
     if (result.code != RC_OK) {
         V2XLOG(g_tag, V2XLOG_ERROR, "Could not decode MessageFrame");
         return -2;
@@ -115,7 +117,7 @@ void v2xcodec_freeStrcut(ASNSTRUCT_HANDLE* hdl) {
         V2XLOG(g_tag, V2XLOG_ERROR, "struct is null");
         return;
     }
-    Release{}(static_cast<MessageFrame_t*>(*hdl));
+    FrameDeleter{}(static_cast<MessageFrame_t*>(*hdl));
     *hdl = nullptr;
     V2XLOG(g_tag, V2XLOG_DEBUG, "free ASN MessageFrame struct");
 }
