@@ -12,11 +12,11 @@
 namespace {
 
 char g_configDir[64];
-bool g_isDirTooLong = false; // the work directory does not fit g_configDir, which is empty then
+bool g_isDirTooLong = false; // true: the work directory is too long for g_configDir, and g_configDir is empty
 char g_configPath[128];
 spat_conv_config_t g_spatconv_cfg;
 V2X_CFGHANDLE gp_convcfg_root = nullptr;
-std::mutex g_convcfg_lock; // guards everything above during a load
+std::mutex g_convcfg_lock; // locked during a load, which changes the variables above
 std::atomic<bool> g_convcfg_active{false};
 char g_errorText[512] = "";
 
@@ -26,8 +26,8 @@ constexpr char PHASE_PREFIX[] = "rsuSpatConfigInfo.PhaseRelationship";
 struct KeyRow {
     const char* key;
     e_v2xcfg_type type;
-    int32_t length; // maximum characters of a string
-    size_t offset;  // in spat_conv_config_t
+    int32_t length; // maximum length of a string in characters; 0 for other types
+    size_t offset;  // offset of the field in spat_conv_config_t, in bytes
 };
 
 #define CFG_ROW(key, type, length, member)                                                                             \
@@ -35,7 +35,7 @@ struct KeyRow {
 
 constexpr KeyRow SYSINFO_ROW = CFG_ROW("Sysinfoname", V2XCFG_TYPE_STRING, 127, m_SysinfoName);
 
-// A missing one is not logged.
+// A missing key is not logged.
 constexpr KeyRow OPTIONAL_ROWS[] = {
     CFG_ROW("LearnMachine.IsEnable", V2XCFG_TYPE_BOOL, 0, m_learn_machine_info.m_is_enable),
     CFG_ROW("LearnMachine.Ip", V2XCFG_TYPE_STRING, 31, m_learn_machine_info.m_ip),
@@ -54,14 +54,16 @@ constexpr KeyRow IDENTITY_ROWS[] = {
     CFG_ROW("regionId", V2XCFG_TYPE_INT32, 0, m_regionId),
 };
 
-// A missing or invalid value leaves its field 0. The configuration library logs an invalid one.
+// Reads one key into its field. A missing or invalid value leaves the field 0. The configuration library logs an
+// invalid value. Returns the result of v2xcfg_GetNodeValue.
 int32_t ReadRow(const KeyRow& row) {
     int32_t length = row.length;
     char* field = reinterpret_cast<char*>(&g_spatconv_cfg) + row.offset;
     return v2xcfg_GetNodeValue(gp_convcfg_root, row.type, row.key, field, &length);
 }
 
-// Reads the unit's identity; a load fails without it.
+// Reads the identity of the road-side unit. Returns 0; -3 if the key of the system-information file is missing; -4 if
+// no device_id can be read from the file. Without the identity the load fails.
 int32_t LoadSysinfo() {
     if (ReadRow(SYSINFO_ROW) != 0) {
         V2XLOG(g_scfgLog, V2XLOG_WARN, "%s node error ", SYSINFO_KEY);
@@ -78,7 +80,7 @@ int32_t LoadSysinfo() {
     return 0;
 }
 
-// Fills the record from the open tree.
+// Fills the record from the open configuration file. Returns 0, or the result of LoadSysinfo.
 int32_t LoadTree() {
     const int32_t ret = LoadSysinfo();
     if (ret != 0) {
@@ -96,7 +98,7 @@ int32_t LoadTree() {
     return 0;
 }
 
-// Loads the configuration. The caller holds the lock.
+// Loads the configuration. The caller has locked g_convcfg_lock. Results as for v2xspatconv_GetCfgData.
 int32_t Load() {
     const char* path = nullptr;
     if (v2xspatconv_GetCfgDir("conf/v2x_spat_convert.cfg", &path) != 0) {

@@ -1,5 +1,5 @@
-// Configuration of the daemon: loaded once per process from conf/v2x_spat_convert.cfg below the work directory and from
-// the unit's system-information file. Every module reads it through one pointer.
+// Configuration of the daemon. The first successful load in a process reads conf/v2x_spat_convert.cfg in the work
+// directory and the system-information file of the road-side unit. All modules read the same record.
 #pragma once
 
 #include <cstdint>
@@ -8,31 +8,31 @@
 
 #pragma pack(push, 1)
 
-// Identity of the unit: NUL-terminated texts of at most 31 characters, empty when missing from the file.
+// Identity of the road-side unit: NUL-terminated texts of at most 31 characters. A text that the file lacks is empty.
 struct rsu_sysinfo_t {
     char m_device_id[32];
     char m_device_name[32];
     char m_hardware_version[32];
 };
 
-// Link to one device.
+// Settings of the adapter of one signal device.
 struct learn_machine_info_t {
-    bool m_is_enable;     // the adapter is started only when true
-    char m_ip[32];        // the device's dotted IPv4 address
-    int32_t m_port;       // the device's UDP port; only the low 16 bits are used
-    int32_t m_local_port; // the unit's UDP port; only the low 16 bits are used
+    bool m_is_enable;     // true: the daemon starts the adapter
+    char m_ip[32];        // IPv4 address of the device, dotted decimal
+    int32_t m_port;       // UDP port of the device; the adapter reads the low 16 bits
+    int32_t m_local_port; // UDP port of the daemon; the adapter reads the low 16 bits
 };
 using signal_machine_1743_info_t = learn_machine_info_t;
 
-// Index: SPAT phase id. Value: the device phase that feeds it; 0 = the phase of the same number.
+// m_phaseid[i] is the device phase that becomes SPAT phase i; 0 selects device phase i.
 struct phase_relationship_t {
     uint16_t m_phaseid[256];
 };
 
-// true selects the corrected behaviour, false (the default) the legacy one.
+// true selects the corrected behaviour, false (the default) the legacy behaviour.
 struct corrections_t {
-    bool m_spat_down;   // cloud SPAT reaches the stack application with status, lights and timing
-    bool m_reply_items; // each item of a stack reply is read where the previous one ends
+    bool m_spat_down;   // true: cloud SPAT reaches the stack application with status, lights and timing
+    bool m_reply_items; // true: each item of a stack reply starts at the end of the previous item
 };
 
 struct spat_conv_config_t {
@@ -41,44 +41,46 @@ struct spat_conv_config_t {
     learn_machine_info_t m_learn_machine_info;
     signal_machine_1743_info_t m_signal_machine_1743_info;
     phase_relationship_t m_phase_relationship;
-    int32_t m_regionId; // as configured; the message set carries 0 to 65535
-    int32_t m_nodeId;
+    int32_t m_regionId; // RoadRegulatorID, 0 to 65535; checked when a record is filled
+    int32_t m_nodeId;   // NodeID, 0 to 65535; checked when a record is filled
     corrections_t m_corrections;
 };
 
 #pragma pack(pop)
 
-// Stores the configuration directory, which is the work directory. Null keeps the previous one. Returns 0. With 64
-// characters or more, v2xspatconv_GetCfgDir and v2xspatconv_GetCfgData fail. Call it before the first
+// Stores the work directory. Null keeps the previous directory. Returns 0. If the directory has 64 characters or more,
+// later calls of v2xspatconv_GetCfgDir and v2xspatconv_GetCfgData fail. Main thread, before the first call of
 // v2xspatconv_GetCfgData.
 int32_t v2xspatconv_InitCfg(const char* dir);
 
-// Builds "<directory>/<userPath>" from the first 63 characters of userPath, or the bare name without a directory, and
-// stores a pointer to it, valid until the next call. Returns 0; -2 for a null argument; -3 when the directory has 64
-// characters or more. Not for concurrent callers.
+// Builds "<work directory>/<userPath>", or "<userPath>" if no directory is stored, and stores the address of the text
+// in *fullcfgPath. userPath is truncated to 63 characters. The text is valid until the next call. Returns 0; -2 for a
+// null argument; -3 if the directory has 64 characters or more. Not thread-safe.
 int32_t v2xspatconv_GetCfgDir(const char* userPath, const char** fullcfgPath);
 
-// Copies the text between the first <tag> in xml and the next </tag> into out_value, a buffer of max_out_len bytes with
-// the NUL. It searches for tags and does not parse XML. Returns 0; -2 for a null argument; -3 without a start tag; -4
-// without an end tag after it; -5 when the text does not fit. A failure leaves out_value unchanged.
+// Copies the text between the first <tag> in xml and the next </tag> into out_value, a buffer of max_out_len bytes
+// including the NUL. The function searches for the tags only; it does not parse XML. Returns 0; -2 for a null argument;
+// -3 if the start tag is missing; -4 if no end tag follows; -5 if the text does not fit. On failure out_value stays
+// unchanged. Any thread.
 int32_t v2xspatconv_parseXML(const char* xml, const char* tag, char* out_value, int32_t max_out_len);
 
-// Reads the file named by m_SysinfoName into m_sysinfo: a regular file of at most 1 MiB; a relative path starts at the
-// current directory. A missing tag or a text of over 31 characters leaves its field unchanged. Returns 0; -2 for null;
-// -1 when the file cannot be read.
+// Reads the file m_SysinfoName into m_sysinfo. The file must be a regular file of at most 1 MiB; a relative name starts
+// at the current directory. A field stays unchanged if its tag is missing or its text exceeds 31 characters. Returns 0;
+// -2 for a null argument; -1 if the file cannot be read.
 int32_t v2xspatconv_GetSysinfo(spat_conv_config_t* spatconv_cfg);
 
-// Fills the table from the keys "<node_path>.PhaseID0" to "...PhaseID255", low 16 bits each, and logs a warning for
-// each missing key. Returns -2 for a null argument, else always -1: ignore it.
+// Fills the table from the keys "<node_path>.PhaseID0" to "<node_path>.PhaseID255" and logs a warning for each missing
+// key. Each value is truncated to its low 16 bits. Returns -2 for a null argument. Legacy: returns -1 on success.
 int32_t GetPhaseRelationship(V2X_CFGHANDLE snode, const char* node_path, phase_relationship_t* phase_relationship);
 
-// Loads the configuration at the first call and stores the address of the one record, which never changes afterwards.
-// Returns 0; 1 when the configuration file cannot be read or parsed; -2 for a null argument; -3 without
-// "rsuSpatConfigInfo.Sysinfoname"; -4 when the system-information file yields no "device_id"; -5 when the work
-// directory has 64 characters or more. A failure leaves the pointer unchanged, and the next call retries. Any thread:
-// callers wait while one of them loads; after that no call takes a lock.
+// Stores the address of the configuration in *p_spatconv_cfg. The first call loads the configuration; after a
+// successful load the configuration never changes. Returns 0; 1 if the configuration file cannot be read or parsed; -2
+// for a null argument; -3 if the key "rsuSpatConfigInfo.Sysinfoname" is missing; -4 if no "device_id" can be read from
+// the system-information file; -5 if the work directory has 64 characters or more. On failure *p_spatconv_cfg stays
+// unchanged, and the next call loads again. Any thread. Callers wait while another thread loads; calls after a
+// successful load take no lock.
 int32_t v2xspatconv_GetCfgData(const spat_conv_config_t** p_spatconv_cfg);
 
-// Why the last load failed, for people: "file: key: reason", or the reason alone. Never null; valid until the next
-// load.
+// Returns the reason of the last failed load for the operator: "file: key: reason" or only the reason. Never null;
+// valid until the next load.
 const char* v2xspatconv_GetCfgErrorText(void);

@@ -1,4 +1,4 @@
-// The module's log tag, shared by its files.
+// The log tag of the configuration module.
 #pragma once
 
 #include "v2x/v2xlog.h"

@@ -1,4 +1,4 @@
-// Reads the unit's system-information file.
+// Reads the system-information file of the road-side unit.
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -26,8 +26,8 @@ constexpr SysinfoTag SYSINFO_TAGS[] = {
     {"module_hardware_version", &rsu_sysinfo_t::m_hardware_version},
 };
 
-// Returns the size of a regular file of at most 1 MiB, else -1.
-int64_t SizeOf(const char* path) {
+// Returns the size in bytes of a regular file of at most 1 MiB; -1 for any other file.
+int64_t FileSize(const char* path) {
     std::error_code error;
     if (!std::filesystem::is_regular_file(path, error)) {
         return -1;
@@ -78,7 +78,7 @@ int32_t v2xspatconv_GetSysinfo(spat_conv_config_t* spatconv_cfg) {
         return ret = -2;
     }
     const char* path = spatconv_cfg->m_SysinfoName;
-    const int64_t size = SizeOf(path);
+    const int64_t size = FileSize(path);
     std::ifstream file;
     if (size >= 0) {
         file.open(path, std::ios::binary);
