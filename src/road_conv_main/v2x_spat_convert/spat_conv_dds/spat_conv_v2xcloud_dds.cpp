@@ -28,8 +28,8 @@ constexpr unsigned int FRAGMENT_SIZE = 1024;
 
 v2xcloud_comm_ddsinfo g_ddsinfo;
 
-// Receive callback of the communication software's status. Samples of other services, and those shorter than two bytes,
-// are ignored.
+// Receive callback of the communication software's status. Ignores samples of other services and samples shorter than
+// two bytes.
 void v2xcloud_ddsRecvCommSoft(void* data, unsigned int len) {
     V2XLOG(g_log, V2XLOG_TRACE, "%s start recv:%d", __func__, static_cast<int>(len));
     uint8_t status[offsetof(service_status_t, run_status) + 1]; // service type and run status
@@ -45,15 +45,15 @@ void v2xcloud_ddsRecvCommSoft(void* data, unsigned int len) {
     }
 }
 
-using Topic = char* v2xcloud_comm_ddsinfo::*;
+using TopicMember = char* v2xcloud_comm_ddsinfo::*;
 
 struct TopicRow {
-    Topic topic;
+    TopicMember topic;
     const char* start;
-    const char* end; // the identity is between the two; null: start alone
+    const char* end; // the topic name is start, identity and end; if end is null, the name is start alone
 };
 
-// In the order in which the names are made.
+// The channel creates the topic names in this order.
 constexpr TopicRow TOPICS[] = {
     {&v2xcloud_comm_ddsinfo::mp_commsoft_recv_topic, "/pelko/cloud/v2x/service_status", nullptr},
     {&v2xcloud_comm_ddsinfo::mp_spat_conv_send_topic, "/pelko/v2x/cloud/service_status", nullptr},
@@ -61,27 +61,29 @@ constexpr TopicRow TOPICS[] = {
     {&v2xcloud_comm_ddsinfo::mp_spat_down_topic, "rsu/", "/spat/down"},
 };
 
-struct RegisterRow {
-    Topic topic;
+struct RegistrationRow {
+    TopicMember topic;
     dds_RecvCallback callback;
 };
 
-// In the order in which the topics are declared.
-constexpr RegisterRow REGISTER[] = {
+// The channel declares the topics in this order.
+constexpr RegistrationRow REGISTRATIONS[] = {
     {&v2xcloud_comm_ddsinfo::mp_spat_conv_send_topic, nullptr},
     {&v2xcloud_comm_ddsinfo::mp_commsoft_recv_topic, v2xcloud_ddsRecvCommSoft},
     {&v2xcloud_comm_ddsinfo::mp_spat_up_topic, nullptr},
     {&v2xcloud_comm_ddsinfo::mp_spat_down_topic, v2xspatconv_ddsRecvSpatDown},
 };
 
-// Makes the topic name start, identity and end as one text, truncated to 127 characters; start alone where end is null.
+// Stores the topic name (start, identity and end, or start alone if end is null) in *mp_topic, truncated to 127
+// characters. Returns 0; -2 if memory runs out.
 int32_t dds_TopicStrPreHandle(char** mp_topic, const char* start_topic_str, const char* rsu_esn,
                               const char* end_topic_str) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_log, ret);
-    const bool whole = rsu_esn != nullptr && end_topic_str != nullptr;
+    const bool hasIdentity = rsu_esn != nullptr && end_topic_str != nullptr;
     char name[TOPIC_SIZE];
-    snprintf(name, sizeof name, "%s%s%s", start_topic_str, whole ? rsu_esn : "", whole ? end_topic_str : "");
+    snprintf(name, sizeof name, "%s%s%s", start_topic_str, hasIdentity ? rsu_esn : "",
+             hasIdentity ? end_topic_str : "");
     free(*mp_topic);
     *mp_topic = strdup(name);
     if (*mp_topic == nullptr) {
@@ -91,7 +93,7 @@ int32_t dds_TopicStrPreHandle(char** mp_topic, const char* start_topic_str, cons
     return ret;
 }
 
-// Makes the context's four topic names.
+// Creates the four topic names of the channel. Returns 0.
 int32_t dds_TopicInit(v2xcloud_comm_ddsinfo* ddsinfo, const char* rsu_esn) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_log, ret);
@@ -101,7 +103,8 @@ int32_t dds_TopicInit(v2xcloud_comm_ddsinfo* ddsinfo, const char* rsu_esn) {
     return ret;
 }
 
-// Declares a topic, as a reader when there is a callback, with the real-time history setting.
+// Declares a topic with the real-time history setting: for receiving if the callback is not null, otherwise for
+// sending. Returns 0; -2 for a null handle or topic; -3 if the DDS library rejects the topic.
 int32_t dds_RegAndSet(void* dds_handle, int32_t domainID, const char* topic, dds_RecvCallback callback,
                       int32_t data_type) {
     int32_t ret = 0;
@@ -131,7 +134,7 @@ int32_t v2xcloud_ddsInit(const char* rsu_esn) {
     dds_TopicInit(&g_ddsinfo, rsu_esn);
     g_ddsinfo.m_domain_id = DOMAIN_ID;
     g_ddsinfo.dds_object = create_dds();
-    for (const RegisterRow& row : REGISTER) {
+    for (const RegistrationRow& row : REGISTRATIONS) {
         dds_RegAndSet(g_ddsinfo.dds_object, g_ddsinfo.m_domain_id, g_ddsinfo.*row.topic, row.callback, DATA_TYPE_BYTES);
     }
     set_white_list_iface(g_ddsinfo.dds_object, "127.0.0.1");
@@ -152,12 +155,12 @@ int32_t v2xcloud_ddsSend(void* dds_handle, const char* topic, const void* data, 
         V2XLOG(g_log, V2XLOG_WARN, "Don't match:%s", topic);
         return ret = matched;
     }
-    bool sent = dds_send(dds_handle, topic, data, data_len) == 0;
+    bool isSent = dds_send(dds_handle, topic, data, data_len) == 0;
     if (data_len % FRAGMENT_SIZE == 0) {
-        const uint8_t end = 0;
-        sent = dds_send(dds_handle, topic, &end, sizeof end) == 0 && sent;
+        const uint8_t endMark = 0;
+        isSent = dds_send(dds_handle, topic, &endMark, sizeof endMark) == 0 && isSent;
     }
-    (sent ? g_sent : g_notSent).Add();
+    (isSent ? g_sent : g_notSent).Add();
     return ret;
 }
 

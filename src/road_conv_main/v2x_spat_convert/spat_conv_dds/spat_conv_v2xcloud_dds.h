@@ -1,8 +1,8 @@
-// The daemon's channel to the cloud: the unit's DDS domain, on the loop-back interface only.
+// The DDS channel between the daemon and the cloud's communication software, on the loop-back interface only.
 //
-// Publishes the daemon's service status and SPAT from the stack application (".../spat/up"). Subscribes to the
-// communication software's service status and the cloud's SPAT (".../spat/down"). Failures are logged under the tag
-// "SDDS".
+// The daemon publishes its service status and the SPAT of the stack application (".../spat/up"). The daemon subscribes
+// to the communication software's service status and the cloud's SPAT (".../spat/down"). Failures are logged under the
+// tag "SDDS".
 #pragma once
 
 #include <atomic>
@@ -10,17 +10,17 @@
 
 #include "v2x/v2xdds.h"
 
-// The channel's context. The unit's other converters use the same record; this daemon fills the four topics that have a
-// comment. Texts are heap, NUL-terminated, null until the channel is opened.
+// State of the channel. Other converters of the road-side unit have the same record; this daemon sets only the four
+// topics that have a comment. A topic is a NUL-terminated text on the heap, or null until the channel is opened.
 struct v2xcloud_comm_ddsinfo {
     int32_t m_domain_id;
-    void* dds_object;                  // the participant
-    std::atomic<bool> cloud_available; // set by the main loop: the cloud's latest status is "available"
+    void* dds_object;                  // the DDS participant
+    std::atomic<bool> cloud_available; // true: the cloud's latest status is "available"; written by the main loop
     char* mp_map_conv_send_topic;
     char* mp_rsu_cloud_send_topic;
-    char* mp_spat_conv_send_topic; // the daemon's service_status_t goes out here
+    char* mp_spat_conv_send_topic; // the daemon publishes its service_status_t on this topic
     char* mp_rsm_conv_send_topic;
-    char* mp_commsoft_recv_topic; // the communication software's service_status_t arrives here
+    char* mp_commsoft_recv_topic; // the communication software publishes its service_status_t on this topic
     char* mp_info_up_topic;
     char* mp_info_up_ack_topic;
     char* mp_config_down_topic;
@@ -50,21 +50,23 @@ struct v2xcloud_comm_ddsinfo {
     char* mp_map_to_rsucloud_topic;
 };
 
-// Opens the channel on domain 200 for the unit with the identity rsu_esn: participant, four topics, start. The DDS
-// library logs its failures, and the daemon continues without the cloud. Topic names are truncated to 127 characters.
-// Returns 0; -2 for a null identity. Main thread, once, before the tasks that send.
+// Opens the channel of the road-side unit with the identity rsu_esn: creates the participant on domain 200, declares
+// the four topics, and starts the participant. The DDS library logs its failures; the daemon then runs without the
+// cloud. Topic names are truncated to 127 characters. Returns 0; -2 for a null identity. Main thread, once, before the
+// tasks that send.
 int32_t v2xcloud_ddsInit(const char* rsu_esn);
 
-// Publishes data_len bytes on a topic that has a reader. When data_len is a multiple of 1024, a
-// one-byte sample (0) follows: it marks the end for receivers that collect 1024-byte fragments. Does not wait for a
-// reader and does not retry. Any thread, at any time; after the channel is closed no reader is matched. Returns 0; -2
-// for a null argument or a length of 0; the number of matched readers when it is not positive.
+// Publishes data_len bytes as one sample on a topic that has a matched reader. If data_len is a multiple of 1024, a
+// second sample of one zero byte follows: receivers of 1024-byte fragments recognize the end of the document. The
+// function does not wait for a reader and does not retry. After v2xcloud_ddsExit no reader is matched. Returns 0, even
+// if the DDS library fails to send; -2 for a null argument or a length of 0; the number of matched readers if the
+// number is not positive. Any thread.
 int32_t v2xcloud_ddsSend(void* dds_handle, const char* topic, const void* data, unsigned int data_len);
 
-// Closes the channel. When it returns, callbacks have ended and sending does nothing. The topics' texts are kept,
-// because tasks may be about to send. Harmless when repeated and on a channel that was never opened. Returns 0; -2 for
-// null. Main thread.
+// Closes the channel. After the return no callback runs and v2xcloud_ddsSend sends nothing. The topic names stay
+// allocated, because a task may read the names. The call has no effect on a channel that is not open. Returns 0; -2 for
+// a null argument. Main thread.
 int32_t v2xcloud_ddsExit(const v2xcloud_comm_ddsinfo* ddsinfo);
 
-// The one context; never null.
+// Returns the state of the channel, never null. Any thread.
 v2xcloud_comm_ddsinfo* v2xspatconv_GetddsInfo();
