@@ -25,7 +25,7 @@ v2xlog_tag_t g_log{"SPAT"};
 constexpr int32_t MAIN_LOOP_MS = 5000;
 constexpr int32_t COUNTERS_MS = 60000;
 
-// In the order in which the log tool lists them.
+// The log tool lists the tags in this order.
 constexpr const char* LOG_TAGS[] = {"UDPA", "TASK", "MQPS", "MCFG", "SPAT", "SDDS", "SCFG", "INTF", "SINF",
                                     "SCOM", "DOWN", "SPUP", "VCFG", "UPER", "1743", "QUOR", "LSKU", "VIPC"};
 
@@ -40,7 +40,7 @@ void OpenLog(const v2xspatconv_options_t& options) {
            options.g_workDir);
 }
 
-void StartSources(const spat_conv_config_t& config) {
+void StartAdapters(const spat_conv_config_t& config) {
     V2XLOG(g_log, V2XLOG_INFO, "signal learner %s, GA/T 1743 controller %s",
            config.m_learn_machine_info.m_is_enable ? "enabled" : "disabled",
            config.m_signal_machine_1743_info.m_is_enable ? "enabled" : "disabled");
@@ -55,11 +55,11 @@ void StartSources(const spat_conv_config_t& config) {
 void UpdateCloudAvailable(v2xcloud_comm_ddsinfo& ddsinfo) {
     service_status_t cloud = {};
     v2xspatconv_GetCloudStatus(cloud);
-    const bool available = cloud.run_status == V2X_CONV_RUN_STATUS_AVAILABLE;
-    if (available != ddsinfo.cloud_available) {
-        V2XLOG(g_log, V2XLOG_INFO, "cloud %s", available ? "available" : "unavailable");
+    const bool isAvailable = cloud.run_status == V2X_CONV_RUN_STATUS_AVAILABLE;
+    if (isAvailable != ddsinfo.cloud_available) {
+        V2XLOG(g_log, V2XLOG_INFO, "cloud %s", isAvailable ? "available" : "unavailable");
     }
-    ddsinfo.cloud_available = available;
+    ddsinfo.cloud_available = isAvailable;
 }
 
 } // namespace
@@ -79,7 +79,7 @@ int32_t v2xspatconv_init(int32_t argc, char** argv) {
         return ret;
     }
     v2xspatconv_StackInterfaceInit();
-    StartSources(*config);
+    StartAdapters(*config);
     service_status_t status = {};
     status.service_type = V2X_CLOUD_SERVICE_TYPE_SPAT;
     status.run_status = V2X_CONV_RUN_STATUS_AVAILABLE;
@@ -95,16 +95,16 @@ int32_t v2xspatconv_exec(void) {
     }
     v2xcloud_comm_ddsinfo* const ddsinfo = v2xspatconv_GetddsInfo();
     const int32_t interval = v2xspatconv_ServiceInterval(MAIN_LOOP_MS);
-    int32_t sinceCounters = 0; // milliseconds
+    int32_t msSinceCounters = 0;
     while (v2xspatconv_IsRunning()) {
         v2xspatconv_ServiceAlive();
         UpdateCloudAvailable(*ddsinfo);
-        tzset(); // the unit's time zone may change while it runs; localtime_r does not reread it
+        tzset(); // rereads the time zone, which may change while the daemon runs; localtime_r does not reread it
         v2xspatconv_SleepUnlessStopped(interval);
-        sinceCounters += interval;
-        if (sinceCounters >= COUNTERS_MS) {
+        msSinceCounters += interval;
+        if (msSinceCounters >= COUNTERS_MS) {
             v2xspatconv_LogCounters(false);
-            sinceCounters = 0;
+            msSinceCounters = 0;
         }
     }
     v2xspatconv_ServiceStopping();

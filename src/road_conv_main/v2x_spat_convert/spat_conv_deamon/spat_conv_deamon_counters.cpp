@@ -13,20 +13,24 @@ namespace {
 
 v2xlog_tag_t g_log{"SPAT"};
 
-struct Path {
+// The counters of one data path: the text of the log line, and the sum of the counts. Counts never decrease, so an
+// equal sum means that no count has changed.
+struct PathCounts {
     std::string text;
-    uint64_t sum = 0; // counts never decrease, so an equal sum means no change
+    uint64_t sum = 0;
 };
-using Paths = std::map<std::string, Path>;
+using PathMap = std::map<std::string, PathCounts>;
 
-void Add(Paths& paths, const char* pathName, const char* name, uint64_t count) {
+// Adds one count to its data path. Ignores a count of 0.
+void AddCount(PathMap& paths, const char* pathName, const char* name, uint64_t count) {
     if (count > 0) {
-        Path& path = paths[pathName];
+        PathCounts& path = paths[pathName];
         path.text += (path.text.empty() ? "" : ", ") + std::string(name) + " " + std::to_string(count);
         path.sum += count;
     }
 }
 
+// Adds the counts of one socket to `paths`, a PathMap.
 void AddSocket(void* paths, const char* sockName, const v2xpub_UdpSocketStats_t* stats) {
     const struct {
         const char* name;
@@ -36,7 +40,7 @@ void AddSocket(void* paths, const char* sockName, const v2xpub_UdpSocketStats_t*
         {"sent", stats->sent},         {"send_errors", stats->sendErrors},
     };
     for (const auto& row : rows) {
-        Add(*static_cast<Paths*>(paths), sockName, row.name, row.count);
+        AddCount(*static_cast<PathMap*>(paths), sockName, row.name, row.count);
     }
 }
 
@@ -46,17 +50,18 @@ void v2xspatconv_LogCounters(bool all) {
     if (!v2xlog_Enabled(g_log, V2XLOG_INFO)) {
         return;
     }
-    static auto& logged = *new std::map<std::string, uint64_t>; // sums by path; never destroyed: threads run on at exit
-    Paths paths;
+    // Sum of each data path at the previous call. Never destroyed, because threads may run during the exit.
+    static auto& loggedSums = *new std::map<std::string, uint64_t>;
+    PathMap paths;
     for (const v2x_counter* counter = v2x_counter::First(); counter != nullptr; counter = counter->Next()) {
-        Add(paths, counter->Path(), counter->Name(), counter->Count());
+        AddCount(paths, counter->Path(), counter->Name(), counter->Count());
     }
     v2xpub_UdpSocketVisitStats(AddSocket, &paths);
     for (const auto& [name, path] : paths) {
-        uint64_t& before = logged[name];
-        if (all || before != path.sum) {
+        uint64_t& loggedSum = loggedSums[name];
+        if (all || loggedSum != path.sum) {
             V2XLOG(g_log, V2XLOG_INFO, "counters %s: %s", name.c_str(), path.text.c_str());
         }
-        before = path.sum;
+        loggedSum = path.sum;
     }
 }

@@ -1,6 +1,6 @@
-// Writes the counters of every path to the log.
+// Logs the counters of every data path.
 #pragma once
 
-// Writes at level 4 a line "counters PATH: NAME COUNT, ..." for each path with a count that changed since the last call
-// (with `all`: for each path that has a count). Counts of 0 are left out. Main thread.
+// Logs one line "counters PATH: NAME COUNT, ..." at V2XLOG_INFO for each data path whose counts have changed since the
+// previous call. With `all`, logs every data path that has a count. Counts of 0 are omitted. Main thread.
 void v2xspatconv_LogCounters(bool all);

@@ -8,7 +8,7 @@
 
 namespace {
 
-// The text is fixed by the field's manuals, including "-l".
+// The operators' manuals quote this text, including "-l".
 constexpr char g_help[] = " -h             print Help;\n"
                           " -v version     v2x_spat_convert version;\n"
                           " -d loglevel    start with debug log level <level>,eg: \n"
@@ -18,7 +18,8 @@ constexpr char g_help[] = " -h             print Help;\n"
                           " -w workdir     start with workdir,eg: \n"
                           "                <v2x_spat_convert -w /opt/v2x_service>;\n";
 
-int g_lopt = 0; // character of the latest option; getopt_long stores those of long options here
+// The character of the latest option. getopt_long stores the character of a long option in this variable.
+int g_lopt = 0;
 
 const option g_longOpts[] = {
     {"help", no_argument, &g_lopt, 'h'},           {"version", no_argument, &g_lopt, 'v'},
@@ -41,7 +42,7 @@ void PrintVersion(v2xspatconv_options_t& /*options*/, const char* /*argument*/) 
     exit(0);
 }
 
-// Like atoi: text that is not a number gives 0, and the range is not checked.
+// A text that is not a number gives level 0. The range is not checked.
 void SetLogLevel(v2xspatconv_options_t& options, const char* argument) {
     options.g_logLevelFlag = static_cast<int32_t>(strtol(argument, nullptr, 10));
 }

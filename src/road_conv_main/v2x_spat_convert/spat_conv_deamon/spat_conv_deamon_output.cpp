@@ -6,7 +6,8 @@
 
 namespace {
 
-// Made without the C library's printing, which a signal handler must not call.
+// A line of at most 64 bytes. The class avoids the C library's printing functions, which a signal handler must not
+// call.
 class Line {
 public:
     void Add(const char* text) {

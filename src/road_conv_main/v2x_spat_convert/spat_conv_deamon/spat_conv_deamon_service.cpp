@@ -12,17 +12,17 @@ void v2xspatconv_ServiceStopping(void) {
 }
 
 void v2xspatconv_ServiceAlive(void) {
-    // A manager that did not ask for a watchdog may not read, and its full socket would block the caller.
+    // Without a watchdog the service manager may not read its socket, and a full socket would block the caller.
     if (sd_watchdog_enabled(0, nullptr) > 0) {
         sd_notify(0, "WATCHDOG=1");
     }
 }
 
-int32_t v2xspatconv_ServiceInterval(int32_t atMost) {
+int32_t v2xspatconv_ServiceInterval(int32_t maxInterval) {
     uint64_t microseconds = 0;
     if (sd_watchdog_enabled(0, &microseconds) <= 0) {
-        return atMost;
+        return maxInterval;
     }
     const uint64_t half = std::max<uint64_t>(microseconds / 2000, 1);
-    return static_cast<int32_t>(std::min<uint64_t>(half, static_cast<uint64_t>(atMost)));
+    return static_cast<int32_t>(std::min<uint64_t>(half, static_cast<uint64_t>(maxInterval)));
 }

@@ -1,13 +1,17 @@
-// Notifications to the service manager (systemd). Without one they do nothing.
+// Notifies the service manager (systemd). Without a service manager the functions have no effect. Main thread.
 #pragma once
 
 #include <cstdint>
 
+// Reports that the start is complete.
 void v2xspatconv_ServiceReady(void);
+
+// Reports that the stop has begun.
 void v2xspatconv_ServiceStopping(void);
-// Does nothing when the service manager asked for no watchdog.
+
+// Resets the watchdog timer. Does nothing if the service manager runs no watchdog for the daemon.
 void v2xspatconv_ServiceAlive(void);
 
-// Longest pause in milliseconds between two calls of v2xspatconv_ServiceAlive: half the watchdog's time, at most
-// `atMost`. Without a watchdog `atMost`.
-int32_t v2xspatconv_ServiceInterval(int32_t atMost);
+// Returns the longest pause between two calls of v2xspatconv_ServiceAlive in milliseconds: half the watchdog's
+// time-out, limited to `maxInterval`. Without a watchdog, returns `maxInterval`.
+int32_t v2xspatconv_ServiceInterval(int32_t maxInterval);

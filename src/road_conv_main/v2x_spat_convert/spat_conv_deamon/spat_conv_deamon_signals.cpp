@@ -11,7 +11,7 @@
 namespace {
 
 std::atomic<bool> g_appRunningFlag{true};
-std::atomic<int> g_wakeFd{-1}; // becomes readable with a stop request
+std::atomic<int> g_wakeFd{-1}; // an eventfd that a stop request makes readable
 std::atomic<int32_t> g_caughtSignals{0};
 
 static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free,
@@ -42,7 +42,7 @@ void sigHandler(int sig, siginfo_t* /*info*/, void* /*ucontext*/) {
 void v2xspatconv_signalsRegister(void) {
     g_wakeFd.store(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     signal(SIGPIPE, SIG_IGN);
-    signal(SIGXFSZ, SIG_IGN); // a write at the file size limit then fails with an error
+    signal(SIGXFSZ, SIG_IGN); // a write beyond the file size limit fails, but does not end the daemon
     struct sigaction action = {};
     action.sa_sigaction = sigHandler;
     sigemptyset(&action.sa_mask);
@@ -63,7 +63,7 @@ void v2xspatconv_RequestStop(void) {
 }
 
 void v2xspatconv_SleepUnlessStopped(int32_t milliseconds) {
-    // Without a descriptor (-1) poll ignores the entry, and the signal itself ends the sleep.
+    // poll ignores a descriptor of -1; in this case only a signal ends the sleep early.
     pollfd wake = {g_wakeFd.load(), POLLIN, 0};
     poll(&wake, 1, milliseconds);
 }
