@@ -4,8 +4,8 @@
 
 namespace {
 
-constexpr auto LEGACY = v2xspatconv_down::legacy;
-constexpr auto CORRECTED = v2xspatconv_down::corrected;
+constexpr auto LEGACY = v2xspatconv_downMode::legacy;
+constexpr auto CORRECTED = v2xspatconv_downMode::corrected;
 
 class Record : public fakes::Fixture {
 protected:
@@ -17,7 +17,7 @@ protected:
     }
     IntersectionState_t& first() { return *spat.intersections.list.array[0]; }
     // The record's first bytes; all others must be 0.
-    void expect(v2xspatconv_down mode, const std::string& digits) {
+    void expect(v2xspatconv_downMode mode, const std::string& digits) {
         Bytes expected = hex(digits);
         expected.resize(V2XIPC_RECORD_SIZE);
         alignas(8) uint8_t record[V2XIPC_RECORD_SIZE] = {};

@@ -7,8 +7,8 @@
 
 namespace {
 
-constexpr auto LEGACY = v2xspatconv_down::legacy;
-constexpr auto CORRECTED = v2xspatconv_down::corrected;
+constexpr auto LEGACY = v2xspatconv_downMode::legacy;
+constexpr auto CORRECTED = v2xspatconv_downMode::corrected;
 
 struct FreeSpat {
     void operator()(SPAT_t* spat) const { ASN_STRUCT_FREE(asn_DEF_SPAT, spat); }

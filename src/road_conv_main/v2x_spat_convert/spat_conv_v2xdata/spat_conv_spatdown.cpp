@@ -16,20 +16,20 @@
 namespace {
 
 v2x_counter g_fragments{"down", "fragments"};
-// Each document counts in one of these. One that is too long counts each time that it fills the buffer, and its rest as
-// no_spat.
+// One of these counters counts each document. A document that is too long counts each time that it exceeds the buffer,
+// and its remaining fragments count as one no_spat.
 v2x_counter g_accepted{"down", "accepted"};
 v2x_counter g_tooLong{"down", "too_long"};
 v2x_counter g_noSpat{"down", "no_spat"};
 v2x_counter g_notConverted{"down", "not_converted"};
 
-constexpr uint32_t DOCUMENT_MAX = 20479; // the last byte of the buffer stays 0
-constexpr uint32_t FRAGMENT_MAX = 1024;  // a shorter fragment ends a document
+constexpr uint32_t DOCUMENT_MAX = 20479; // largest document in bytes, without the NUL
+constexpr uint32_t FRAGMENT_MAX = 1024;  // largest fragment in bytes; a shorter fragment ends the document
 
 char dds_data[DOCUMENT_MAX + 1];
 uint32_t dds_len = 0;
 
-struct Release {
+struct FrameDeleter {
     void operator()(MessageFrame_t* frame) const { ASN_STRUCT_FREE(asn_DEF_MessageFrame, frame); }
 };
 
@@ -38,8 +38,8 @@ void ClearDocument() {
     dds_len = 0;
 }
 
-// Appends a fragment to the document, or drops both when they are too long together.
-void Collect(const void* data, uint32_t len) {
+// Appends a fragment to the document. If the result exceeds the buffer, drops the fragment and the document.
+void AppendFragment(const void* data, uint32_t len) {
     if (len > DOCUMENT_MAX - dds_len) {
         g_tooLong.Add();
         V2XLOG(g_downLog, V2XLOG_WARN, "Msg data is too long");
@@ -50,15 +50,16 @@ void Collect(const void* data, uint32_t len) {
     }
 }
 
-v2xspatconv_down Mode() {
+v2xspatconv_downMode ReadMode() {
     const spat_conv_config_t* config = nullptr;
-    const bool loaded = v2xspatconv_GetCfgData(&config) == 0;
-    return loaded && config->m_corrections.m_spat_down ? v2xspatconv_down::corrected : v2xspatconv_down::legacy;
+    const bool isLoaded = v2xspatconv_GetCfgData(&config) == 0;
+    return isLoaded && config->m_corrections.m_spat_down ? v2xspatconv_downMode::corrected
+                                                         : v2xspatconv_downMode::legacy;
 }
 
-// From the collected document to the stack application.
-void Convert(SPAT_t& spat) {
-    const v2xspatconv_down mode = Mode();
+// Reads the document into `spat`, converts the SPAT to a record, and sends the record to the stack application.
+void ConvertDocument(SPAT_t& spat) {
+    const v2xspatconv_downMode mode = ReadMode();
     if (v2xspatconv_SpatJsonToStruct(dds_data, &spat, mode) != 0) {
         g_noSpat.Add();
         V2XLOG(g_downLog, V2XLOG_ERROR, "v2xspatconv_SpatJsonToStruct error");
@@ -85,18 +86,18 @@ void v2xspatconv_ddsRecvSpatDown(void* data, unsigned int len) {
         return;
     }
     g_fragments.Add();
-    Collect(data, len);
+    AppendFragment(data, len);
     if (len >= FRAGMENT_MAX) {
         return;
     }
     V2XLOG(g_downLog, V2XLOG_TRACE, "recv_total:%d", static_cast<int>(dds_len));
-    const std::unique_ptr<MessageFrame_t, Release> msgFrame(
+    const std::unique_ptr<MessageFrame_t, FrameDeleter> msgFrame(
         static_cast<MessageFrame_t*>(std::calloc(1, sizeof(MessageFrame_t))));
     if (msgFrame == nullptr) {
         V2XLOG(g_downLog, V2XLOG_ERROR, "msgFrame calloc error");
         return;
     }
     msgFrame->present = MessageFrame_PR_spatFrame;
-    Convert(msgFrame->choice.spatFrame);
+    ConvertDocument(msgFrame->choice.spatFrame);
     ClearDocument();
 }

@@ -1,15 +1,16 @@
-// Shared by the files of SPAT down.
+// Declarations that the files of SPAT down share.
 #pragma once
 
 #include "v2x/v2xlog.h"
 
 inline v2xlog_tag_t g_downLog{"DOWN"};
 
-// Which data of a document reach the stack application.
-enum class v2xspatconv_down {
-    // Identity, phase ids and counts. Status and timing are read and dropped. In the record each phase's head
-    // directly follows the previous head, where the previous phase's first state belongs.
+// Selects the data of a document that reach the stack application.
+enum class v2xspatconv_downMode {
+    // Intersection id, phase ids and counts. Status and timing are read and dropped. In the record each phase head
+    // directly follows the previous head and overwrites the start of the previous phase's first state.
     legacy,
-    // Status, lights and timing as well; entries follow one another as a reader of the record walks them.
+    // The data of `legacy`, status, lights and timing. In the record each phase head follows the states of the previous
+    // phase.
     corrected,
 };

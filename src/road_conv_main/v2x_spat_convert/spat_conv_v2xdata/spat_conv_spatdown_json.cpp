@@ -17,22 +17,23 @@ static_assert(sizeof(long) == sizeof(int64_t), "GetIntDataFromJson stores 64 bit
 
 constexpr int8_t STATUS_BITS = 16;
 
-struct DeleteJson {
+struct JsonDeleter {
     void operator()(cJSON* json) const { cJSON_Delete(json); }
 };
 
-// A new structure of the message set, freed with all that it holds unless it is released.
+// Frees a structure of the message set with its members.
 template <typename T>
-struct Free {
+struct StructureDeleter {
     asn_TYPE_descriptor_t* type;
     void operator()(T* structure) const { ASN_STRUCT_FREE(*type, structure); }
 };
 template <typename T>
-using Owned = std::unique_ptr<T, Free<T>>;
+using Owned = std::unique_ptr<T, StructureDeleter<T>>;
 
-// A zeroed structure that the message set's free operations release; null without memory, with `message` in the log.
+// Allocates a zeroed structure with calloc, as the message set's free operations require. If memory runs out, logs
+// `message` and returns null.
 template <typename T>
-T* New(const char* message) {
+T* AllocateOrLog(const char* message) {
     T* structure = static_cast<T*>(std::calloc(1, sizeof(T)));
     if (structure == nullptr) {
         V2XLOG(g_downLog, V2XLOG_ERROR, "%s", message);
@@ -40,8 +41,9 @@ T* New(const char* message) {
     return structure;
 }
 
+// Moves the element to the list. Returns 0; -4 if memory runs out.
 template <typename List, typename Element>
-int32_t Append(List& list, Owned<Element>& element) {
+int32_t AppendToList(List& list, Owned<Element>& element) {
     if (asn_set_add(&list.list, element.get()) != 0) {
         V2XLOG(g_downLog, V2XLOG_ERROR, "ASN_SEQUENCE_ADD faild \n");
         return -4;
@@ -52,8 +54,8 @@ int32_t Append(List& list, Owned<Element>& element) {
 
 // ---- timing
 
-// Corrected: an optional time counts when it is a number. An end that is not a time mark is unknown: 0 would mean that
-// the light ends now.
+// Stores one time of a document in the timing (corrected mode). An optional time that is not a number is absent. An end
+// that is not from 0 to 36001 is stored as unknown, because 0 means that the light ends immediately.
 template <typename Timing>
 void StoreTime(const cJSON* member, const v2xspatconv_timeKey_t<Timing>& key, Timing& timing) {
     const bool isNumber = cJSON_IsNumber(member) != 0;
@@ -62,14 +64,14 @@ void StoreTime(const cJSON* member, const v2xspatconv_timeKey_t<Timing>& key, Ti
         const bool isKnown = isNumber && value >= 0 && value <= V2XIPC_TIME_UNKNOWN;
         timing.*key.mandatory = key.isEnd && !isKnown ? V2XIPC_TIME_UNKNOWN : value;
     } else if (isNumber) {
-        timing.*key.optional = New<long>("timing calloc failed!");
+        timing.*key.optional = AllocateOrLog<long>("timing calloc failed!");
         if (timing.*key.optional != nullptr) {
             *(timing.*key.optional) = member->valueint;
         }
     }
 }
 
-// One kind of timing. Every key is fetched, so that missing ones are logged; without a `timing` the values are dropped.
+// Reads every key of one kind of timing, so that each missing key is logged. Drops the values if `timing` is null.
 template <typename Timing, size_t N>
 void ReadTimes(const cJSON* object, const v2xspatconv_timeKey_t<Timing> (&keys)[N], Timing* timing) {
     for (const auto& key : keys) {
@@ -96,9 +98,10 @@ void GetUtcTimingFromJson(const cJSON* object, UTCTiming_t* utcTiming) {
     ReadTimes(object, V2XSPATCONV_UTC_KEYS, utcTiming);
 }
 
-// Legacy: the timing is read and dropped. Corrected: it goes to the phase state; a non-object (usually null) means
-// absent, and "counting" wins over "utcTiming".
-int32_t GetTimingFromJson(const cJSON* json, PhaseState_t& state, v2xspatconv_down mode) {
+// Reads the timing of a phase state. Legacy: the timing is dropped. Corrected: the timing is stored in `state`; if both
+// "counting" and "utcTiming" are objects, "counting" is stored. A non-object (usually null) means absent.
+// Returns 0; -2 if memory runs out.
+int32_t GetTimingFromJson(const cJSON* json, PhaseState_t& state, v2xspatconv_downMode mode) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_downLog, ret);
     const cJSON* object = cJSON_GetObjectItemCaseSensitive(json, "timing");
@@ -109,8 +112,8 @@ int32_t GetTimingFromJson(const cJSON* json, PhaseState_t& state, v2xspatconv_do
     const cJSON* counting = cJSON_GetObjectItemCaseSensitive(object, "counting");
     const cJSON* utc = cJSON_GetObjectItemCaseSensitive(object, "utcTiming");
     TimeChangeDetails_PR chosen = TimeChangeDetails_PR_NOTHING;
-    if (mode == v2xspatconv_down::corrected) {
-        state.timing = New<TimeChangeDetails_t>("timing calloc failed!");
+    if (mode == v2xspatconv_downMode::corrected) {
+        state.timing = AllocateOrLog<TimeChangeDetails_t>("timing calloc failed!");
         if (state.timing == nullptr) {
             return ret = -2;
         }
@@ -126,17 +129,18 @@ int32_t GetTimingFromJson(const cJSON* json, PhaseState_t& state, v2xspatconv_do
 
 // ---- phases and phase states
 
-// What differs between the two lists.
+// The properties of one of the two lists.
 template <typename Element>
 struct ListKind {
     const char* key;
-    const char* noMemory;
+    const char* noMemoryMessage;
     asn_TYPE_descriptor_t* type;
-    void (*read)(const cJSON* item, Element& element, v2xspatconv_down mode);
+    void (*read)(const cJSON* item, Element& element, v2xspatconv_downMode mode);
 };
 
+// Reads the list under the key of `kind`. Returns 0; -2 or -4 if memory runs out; -4 if the key is missing.
 template <typename List, typename Element>
-int32_t ReadList(const cJSON* json, List& list, const ListKind<Element>& kind, v2xspatconv_down mode) {
+int32_t ReadList(const cJSON* json, List& list, const ListKind<Element>& kind, v2xspatconv_downMode mode) {
     const cJSON* array = cJSON_GetObjectItemCaseSensitive(json, kind.key);
     if (array == nullptr) {
         V2XLOG(g_downLog, V2XLOG_ERROR, "cJSON_Parse Error!");
@@ -144,12 +148,12 @@ int32_t ReadList(const cJSON* json, List& list, const ListKind<Element>& kind, v
     }
     const cJSON* item = nullptr;
     cJSON_ArrayForEach(item, array) {
-        Owned<Element> element(New<Element>(kind.noMemory), {kind.type});
+        Owned<Element> element(AllocateOrLog<Element>(kind.noMemoryMessage), {kind.type});
         if (element == nullptr) {
             return -2;
         }
         kind.read(item, *element, mode);
-        const int32_t ret = Append(list, element);
+        const int32_t ret = AppendToList(list, element);
         if (ret != 0) {
             return ret;
         }
@@ -157,10 +161,10 @@ int32_t ReadList(const cJSON* json, List& list, const ListKind<Element>& kind, v
     return 0;
 }
 
-void ReadPhaseState(const cJSON* item, PhaseState_t& state, v2xspatconv_down mode) {
+void ReadPhaseState(const cJSON* item, PhaseState_t& state, v2xspatconv_downMode mode) {
     GetIntDataFromJson(item, "light", &state.light);
-    // Corrected: an unknown light is unavailable; its low 8 bits could look like a light.
-    if (mode == v2xspatconv_down::corrected &&
+    // Corrected: an unknown light becomes "unavailable", because its low 8 bits may equal a known light.
+    if (mode == v2xspatconv_downMode::corrected &&
         (state.light < V2XIPC_LIGHT_UNAVAILABLE || state.light > V2XIPC_LIGHT_FLASHING_YELLOW)) {
         state.light = V2XIPC_LIGHT_UNAVAILABLE;
     }
@@ -170,20 +174,20 @@ void ReadPhaseState(const cJSON* item, PhaseState_t& state, v2xspatconv_down mod
 constexpr ListKind<PhaseState_t> PHASE_STATES = {"phaseStates", "PhaseState_t calloc failed!", &asn_DEF_PhaseState,
                                                  ReadPhaseState};
 
-int32_t GetPhaseStatesFormJson(const cJSON* json, PhaseStateList_t& phaseStates, v2xspatconv_down mode) {
+int32_t GetPhaseStatesFormJson(const cJSON* json, PhaseStateList_t& phaseStates, v2xspatconv_downMode mode) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_downLog, ret);
     return ret = ReadList(json, phaseStates, PHASE_STATES, mode);
 }
 
-void ReadPhase(const cJSON* item, Phase_t& phase, v2xspatconv_down mode) {
+void ReadPhase(const cJSON* item, Phase_t& phase, v2xspatconv_downMode mode) {
     GetIntDataFromJson(item, "phaseId", &phase.id);
     GetPhaseStatesFormJson(item, phase.phaseStates, mode);
 }
 
 constexpr ListKind<Phase_t> PHASES = {"phases", "Phase_t calloc failed!", &asn_DEF_Phase, ReadPhase};
 
-int32_t GetPhasesFromJson(const cJSON* json, PhaseList_t& phases, v2xspatconv_down mode) {
+int32_t GetPhasesFromJson(const cJSON* json, PhaseList_t& phases, v2xspatconv_downMode mode) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_downLog, ret);
     return ret = ReadList(json, phases, PHASES, mode);
@@ -191,8 +195,8 @@ int32_t GetPhasesFromJson(const cJSON* json, PhaseList_t& phases, v2xspatconv_do
 
 // ---- intersections
 
-// The node reference under the key `item`; a missing one is logged and no error. Returns 0; -3 and -5 when region or id
-// is outside its type; -6 without an id; -4 without memory.
+// Reads the node reference under the key `item`. Returns 0; -3 if the region is out of range; -5 if the id is out of
+// range; -6 if the id is missing; -4 if memory runs out. A missing node reference is logged, but returns 0.
 int32_t GetNodeReferenceIDFromJson(const cJSON* json, const char* item, NodeReferenceID_t* id) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_downLog, ret);
@@ -203,7 +207,7 @@ int32_t GetNodeReferenceIDFromJson(const cJSON* json, const char* item, NodeRefe
     }
     long value = 0;
     if (cJSON_GetObjectItemCaseSensitive(object, "region") != nullptr) {
-        id->region = New<RoadRegulatorID_t>("id->region calloc error");
+        id->region = AllocateOrLog<RoadRegulatorID_t>("id->region calloc error");
         if (id->region == nullptr) {
             return ret = -4;
         }
@@ -226,8 +230,8 @@ int32_t GetNodeReferenceIDFromJson(const cJSON* json, const char* item, NodeRefe
     return ret;
 }
 
-// Reads one intersection. Returns 0, or the code of the part that fails.
-int32_t ReadIntersection(const cJSON* item, IntersectionState_t& intersection, v2xspatconv_down mode) {
+// Reads one intersection. Returns 0, or the result of the function that fails.
+int32_t ReadIntersection(const cJSON* item, IntersectionState_t& intersection, v2xspatconv_downMode mode) {
     int32_t ret = GetNodeReferenceIDFromJson(item, "intersectionId", &intersection.intersectionId);
     if (ret != 0) {
         V2XLOG(g_downLog, V2XLOG_ERROR, "GetNodeReferenceIDFromJson error");
@@ -239,7 +243,7 @@ int32_t ReadIntersection(const cJSON* item, IntersectionState_t& intersection, v
         V2XLOG(g_downLog, V2XLOG_ERROR, "get status error");
         return ret;
     }
-    if (mode == v2xspatconv_down::corrected) {
+    if (mode == v2xspatconv_downMode::corrected) {
         v2xcodec_long2BitString(&status, STATUS_BITS, &intersection.status);
     }
     ret = GetPhasesFromJson(item, intersection.phases, mode);
@@ -249,9 +253,10 @@ int32_t ReadIntersection(const cJSON* item, IntersectionState_t& intersection, v
     return ret;
 }
 
-// Returns the result of the last intersection: 0 when it was appended, else the code of its failure; -1 for an empty
-// list; -4 without a list.
-int32_t v2xspatconv_GetIntersectionsFromJson(const cJSON* cloud_json, SPAT_t* spat, v2xspatconv_down mode) {
+// Reads the intersections and appends those without an error. Returns the result for the last intersection: 0 if the
+// intersection was appended, otherwise the code of its failure. Returns -1 for an empty list; -4 if the list is
+// missing.
+int32_t v2xspatconv_GetIntersectionsFromJson(const cJSON* cloud_json, SPAT_t* spat, v2xspatconv_downMode mode) {
     int32_t ret = -1;
     V2XLOG_TRACE_SCOPE(g_downLog, ret);
     const cJSON* array = cJSON_GetObjectItemCaseSensitive(cloud_json, "intersections");
@@ -261,9 +266,8 @@ int32_t v2xspatconv_GetIntersectionsFromJson(const cJSON* cloud_json, SPAT_t* sp
     }
     const cJSON* item = nullptr;
     cJSON_ArrayForEach(item, array) {
-        // Read into before it is appended; freed when it is dropped.
-        Owned<IntersectionState_t> intersection(New<IntersectionState_t>("IntersectionState_t calloc failed!"),
-                                                {&asn_DEF_IntersectionState});
+        Owned<IntersectionState_t> intersection(
+            AllocateOrLog<IntersectionState_t>("IntersectionState_t calloc failed!"), {&asn_DEF_IntersectionState});
         if (intersection == nullptr) {
             return ret = -2;
         }
@@ -271,7 +275,7 @@ int32_t v2xspatconv_GetIntersectionsFromJson(const cJSON* cloud_json, SPAT_t* sp
         if (ret != 0) {
             continue;
         }
-        ret = Append(spat->intersections, intersection);
+        ret = AppendToList(spat->intersections, intersection);
         if (ret != 0) {
             return ret;
         }
@@ -279,7 +283,8 @@ int32_t v2xspatconv_GetIntersectionsFromJson(const cJSON* cloud_json, SPAT_t* sp
     return ret;
 }
 
-// "name", whole and unchecked. Returns 0; -3 without memory; -4 when the member is missing or not a string.
+// Reads the member "name" without a check of its length. Returns 0; -3 if memory runs out; -4 if the member is missing
+// or not a string.
 int32_t v2xspatconv_GetNameFromJson(const cJSON* json, SPAT_t* spat) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_downLog, ret);
@@ -288,7 +293,7 @@ int32_t v2xspatconv_GetNameFromJson(const cJSON* json, SPAT_t* spat) {
         V2XLOG(g_downLog, V2XLOG_ERROR, "cJSON_Parse error!");
         return ret = -4;
     }
-    spat->name = New<DescriptiveName_t>("Calloc error!");
+    spat->name = AllocateOrLog<DescriptiveName_t>("Calloc error!");
     if (spat->name == nullptr) {
         return ret = -3;
     }
@@ -298,14 +303,14 @@ int32_t v2xspatconv_GetNameFromJson(const cJSON* json, SPAT_t* spat) {
 
 } // namespace
 
-int32_t v2xspatconv_SpatJsonToStruct(const char* cloud_json_str, SPAT_t* spat, v2xspatconv_down mode) {
+int32_t v2xspatconv_SpatJsonToStruct(const char* cloud_json_str, SPAT_t* spat, v2xspatconv_downMode mode) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_downLog, ret);
     if (cloud_json_str == nullptr || spat == nullptr) {
         V2XLOG(g_downLog, V2XLOG_ERROR, "input param error");
         return ret = -2;
     }
-    const std::unique_ptr<cJSON, DeleteJson> json(cJSON_Parse(cloud_json_str));
+    const std::unique_ptr<cJSON, JsonDeleter> json(cJSON_Parse(cloud_json_str));
     if (json == nullptr) {
         V2XLOG(g_downLog, V2XLOG_ERROR, "cJSON_Parse Error!");
         return ret = -2;

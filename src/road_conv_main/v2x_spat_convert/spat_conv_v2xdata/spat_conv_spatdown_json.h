@@ -1,15 +1,15 @@
-// SPAT down, reading: from the cloud document's text to the message set's SPAT.
+// SPAT down: converts the text of a cloud document to the message set's SPAT.
 //
-// docs/interfaces.md lists keys and types. Numbers are stored raw; only region and id are checked against their types'
-// ranges. A member of an unexpected JSON type reads as 0, as an empty list or as missing. Failures are logged under the
-// tag "DOWN" at level 2, missing timing at 3; every missing number at 2 under "SCOM".
+// docs/interfaces.md lists keys and types. Numbers are stored unscaled. Only region and id are range-checked. A member
+// of an unexpected JSON type is read as 0, as an empty list, or as missing. Failures are logged under the tag "DOWN" at
+// V2XLOG_ERROR, a missing timing at V2XLOG_WARN. A missing number is logged under the tag "SCOM" at V2XLOG_ERROR.
 #pragma once
 
 #include "spat_conv_spatdown_internal.h"
 #include "v2x/v2xmsgset.h"
 
-// Reads the whole document. An intersection that lacks a required member is dropped, and the next one takes its place.
-// `spat` is zeroed; the caller owns it and frees it whatever the result. Returns 0; -2 for a null argument or a text
-// that is not JSON; -3 when the last intersection was dropped, or when there is none. Any thread, but one document at a
-// time in the process: cJSON keeps the place of a syntax error in a global.
-int32_t v2xspatconv_SpatJsonToStruct(const char* cloud_json_str, SPAT_t* spat, v2xspatconv_down mode);
+// Reads the document into `spat`, which the caller zeroes before the call and frees after the call, even after a
+// failure. An intersection without a required member is dropped. Returns 0; -2 for a null argument or a text that is
+// not JSON; -3 if the last intersection is dropped or the document has no intersection. Any thread, but only one call
+// at a time in the process: cJSON stores the position of a syntax error in a global variable.
+int32_t v2xspatconv_SpatJsonToStruct(const char* cloud_json_str, SPAT_t* spat, v2xspatconv_downMode mode);

@@ -17,18 +17,18 @@ namespace {
 v2xlog_tag_t g_log{"SPUP"};
 
 v2x_counter g_documents{"up", "documents"};
-v2x_counter g_noDocument{"up", "no_document"}; // another message than SPAT, or no memory
+v2x_counter g_noDocument{"up", "no_document"}; // the frame contains no SPAT, or memory runs out
 
-struct DeleteJson {
+struct JsonDeleter {
     void operator()(cJSON* json) const { cJSON_Delete(json); }
 };
-using JsonPtr = std::unique_ptr<cJSON, DeleteJson>;
+using JsonPtr = std::unique_ptr<cJSON, JsonDeleter>;
 
-struct FreeText {
+struct TextDeleter {
     void operator()(char* text) const { cJSON_free(text); }
 };
 
-// Moves `child` to `parent`; frees it when that fails.
+// Moves `child` to `parent`. If cJSON fails, frees `child`.
 void AddToObject(cJSON* parent, const char* key, JsonPtr child) {
     if (cJSON_AddItemToObject(parent, key, child.get()) != 0) {
         static_cast<void>(child.release());
@@ -44,7 +44,7 @@ void AddNumber(cJSON* object, const char* key, int64_t value) {
     cJSON_AddNumberToObject(object, key, static_cast<double>(value));
 }
 
-// Adds an array under `key`, filled from the list.
+// Adds an array under `key`; `fill` writes the elements of the list to the array.
 template <typename List>
 void AddArray(cJSON* object, const char* key, const List& list, int32_t (*fill)(cJSON* array, const List* list)) {
     JsonPtr array(cJSON_CreateArray());
@@ -54,7 +54,8 @@ void AddArray(cJSON* object, const char* key, const List& list, int32_t (*fill)(
     AddToObject(object, key, std::move(array));
 }
 
-// Adds one object to the array for each element of the list, written by `fill`.
+// Adds one object to the array for each element of the list; `fill` writes the element to the object. Returns 0; -3 if
+// memory runs out.
 template <typename List, typename Element>
 int32_t AddElements(cJSON* json, const List* list, void (*fill)(cJSON* object, const Element& element)) {
     for (int32_t i = 0; list->list.array != nullptr && i < list->list.count; i++) {
@@ -72,7 +73,8 @@ int32_t AddElements(cJSON* json, const List* list, void (*fill)(cJSON* object, c
     return 0;
 }
 
-// Adds one kind of timing: the mandatory times and the optional ones that are present.
+// Adds one kind of timing: the mandatory times and the optional times that are present. Returns 0; -3 if memory runs
+// out.
 template <typename Timing, size_t N>
 int32_t AddTimes(cJSON* json, const char* item, const Timing* timing, const v2xspatconv_timeKey_t<Timing> (&keys)[N]) {
     JsonPtr object(cJSON_CreateObject());
@@ -147,7 +149,8 @@ int32_t SetNodeReferenceIDToObject(cJSON* obj, const char* name, const NodeRefer
 
 void SetIntersection(cJSON* object, const IntersectionState_t& intersection) {
     int64_t status = 0;
-    v2xcodec_bitString2Long(const_cast<IntersectionStatusObject_t*>(&intersection.status), &status); // reads only
+    // v2xcodec_bitString2Long does not change the string, so the cast is safe.
+    v2xcodec_bitString2Long(const_cast<IntersectionStatusObject_t*>(&intersection.status), &status);
     SetNodeReferenceIDToObject(object, "intersectionId", &intersection.intersectionId);
     AddNumber(object, "status", status);
     AddArray(object, "phases", intersection.phases, SetPhasesToObject);
@@ -159,22 +162,23 @@ int32_t SetIntersectionsToObject(cJSON* json, const IntersectionStateList_t* int
     return ret = AddElements(json, intersections, SetIntersection);
 }
 
-// The octets up to the first NUL.
+// Adds the name, up to its first NUL.
 void SetName(cJSON* object, const DescriptiveName_t& name) {
     const std::string text(reinterpret_cast<const char*>(name.buf),
                            name.buf != nullptr ? static_cast<size_t>(name.size) : 0);
     cJSON_AddStringToObject(object, "name", text.c_str());
 }
 
-// The frame's SPAT; null without a frame or for another message.
-const SPAT_t* Spat(ASNSTRUCT_HANDLE* p_handle) {
+// Returns the SPAT of the frame; null if there is no frame or the frame contains another message.
+const SPAT_t* FindSpat(ASNSTRUCT_HANDLE* p_handle) {
     return v2xcodec_getMsgType(p_handle, nullptr) == V2XCODEC_MSG_SPAT
                ? &static_cast<const MessageFrame_t*>(*p_handle)->choice.spatFrame
                : nullptr;
 }
 
+// Converts the SPAT to a document and publishes the document. Returns 0; -4 if the conversion fails.
 int32_t Publish(const SPAT_t* spat) {
-    const std::unique_ptr<char, FreeText> text(v2xspatconv_SpatStructToJson(spat));
+    const std::unique_ptr<char, TextDeleter> text(v2xspatconv_SpatStructToJson(spat));
     (text != nullptr ? g_documents : g_noDocument).Add();
     if (text == nullptr) {
         V2XLOG(g_log, V2XLOG_ERROR, "v2xspatconv_SpatStructToJson error!");
@@ -213,7 +217,7 @@ int32_t v2xspatconv_SpatDataUp(ASNSTRUCT_HANDLE* p_handle) {
         V2XLOG(g_log, V2XLOG_ERROR, "input param error");
         return ret = -2;
     }
-    ret = Publish(Spat(p_handle));
+    ret = Publish(FindSpat(p_handle));
     v2xcodec_freeStrcut(p_handle);
     return ret;
 }

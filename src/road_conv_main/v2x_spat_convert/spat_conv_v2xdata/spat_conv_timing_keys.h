@@ -1,16 +1,18 @@
-// The keys of the cloud document's two kinds of timing, for its reader and its writer, in the document's order.
+// The keys of both kinds of timing in the cloud document, in the order of the document. The reader and the writer share
+// the tables.
 #pragma once
 
 #include "v2x/v2xmsgset.h"
 
-// One time of a phase state: its keys, and its member in the message. One of the two members is set.
+// One time of a phase state: its keys in the document and its member in the message. Exactly one of `mandatory` and
+// `optional` is not null.
 template <typename Timing>
 struct v2xspatconv_timeKey_t {
-    const char* down; // the key that is read
-    const char* up;   // the key that is written
+    const char* down; // key in documents from the cloud
+    const char* up;   // key in documents to the cloud
     long Timing::*mandatory;
     long* Timing::*optional;
-    bool isEnd; // corrected mode: missing, not a number or out of range means unknown
+    bool isEnd; // true: corrected mode stores a missing or invalid time as unknown
 };
 
 inline constexpr v2xspatconv_timeKey_t<TimeCountingDown_t> V2XSPATCONV_COUNTING_KEYS[] = {
@@ -26,7 +28,7 @@ inline constexpr v2xspatconv_timeKey_t<TimeCountingDown_t> V2XSPATCONV_COUNTING_
 inline constexpr v2xspatconv_timeKey_t<UTCTiming_t> V2XSPATCONV_UTC_KEYS[] = {
     {"startUtcTime", "startUtcTime", &UTCTiming_t::startUTCTime, nullptr, false},
     {"minEndUtcTime", "minEndUtcTime", nullptr, &UTCTiming_t::minEndUTCTime, false},
-    {"maxEndUtcTime", "maxEndTime", nullptr, &UTCTiming_t::maxEndUTCTime, false}, // they differ; the cloud relies on it
+    {"maxEndUtcTime", "maxEndTime", nullptr, &UTCTiming_t::maxEndUTCTime, false}, // legacy: the two keys differ
     {"likelyEndUtcTime", "likelyEndUtcTime", &UTCTiming_t::likelyEndUTCTime, nullptr, true},
     {"timeConfidence", "timeConfidence", nullptr, &UTCTiming_t::timeConfidence, false},
     {"nextStartUtcTime", "nextStartUtcTime", nullptr, &UTCTiming_t::nextStartUTCTime, false},
