@@ -129,8 +129,9 @@ TEST_F(Learner, SendsHeartbeatsAndTurnsAbnormalAtTheEleventhWithoutReport) {
 TEST_F(Learner, NamesAnInvalidDeviceAddressAtStart) {
     m_config->m_learn_machine_info.m_port = 65536;
     EXPECT_EQ(start(), 0);
-    EXPECT_THAT(messages("QUOR"),
-                ElementsAre("2 no heartbeats: LearnMachine.Ip \"127.0.0.5\", Port 65536 is not a UDP address"));
+    EXPECT_THAT(
+        messages("QUOR"),
+        ElementsAre("2 cannot send heartbeats: LearnMachine.Ip \"127.0.0.5\", Port 65536 is not a UDP address"));
     heartbeat();
     EXPECT_THAT(fakes::sent, IsEmpty());
 }

@@ -72,8 +72,8 @@ TEST_F(LogControl, DoesNotAnswerFailedRequests) {
          "get error data,type pStr->m_cmdType=51"},
         {"no bytes", "", "log tool request of 0 bytes is too short"},
         {"no command", "A55A 01 02 1112131415161718 3200 0000 00", "log tool request of 17 bytes is too short"},
-        {"half an entry", HEAD_15 + "02 0000 0A00 51554F52 00", "log tool request of 27 bytes names no level"},
-        {"sets nothing", HEAD_5 + "02 0000 0000", "log tool request of 22 bytes names no level"},
+        {"half an entry", HEAD_15 + "02 0000 0A00 51554F52 00", "log tool request of 27 bytes contains no log level"},
+        {"sets nothing", HEAD_5 + "02 0000 0000", "log tool request of 22 bytes contains no log level"},
     };
     for (const auto& row : cases) {
         EXPECT_THAT(ask(row.request), IsEmpty()) << row.what;

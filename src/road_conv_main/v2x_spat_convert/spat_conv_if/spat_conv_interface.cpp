@@ -30,8 +30,8 @@ int32_t v2xspatconv_TaskCreat(const char* taskname, uint32_t intervals, v2xpub_t
     para.m_intervals = intervals;
     para.m_tskType = V2XTASK_TYPE_RR;
     para.f_tskFunExec = func;
-    V2X_TASKHANDLE unnamed = nullptr;
-    const int32_t created = v2xpub_TaskCreate(handle != nullptr ? handle : &unnamed, &para);
+    V2X_TASKHANDLE unusedHandle = nullptr;
+    const int32_t created = v2xpub_TaskCreate(handle != nullptr ? handle : &unusedHandle, &para);
     if (created != 0) {
         V2XLOG(g_log, V2XLOG_ERROR, " Task create error ret=%d", created);
         return ret = -6;

@@ -22,8 +22,8 @@ constexpr struct {
     const char* name;
     uint32_t intervals; // microseconds
     v2xpub_taskFun func;
-    const char* message; // on failure
-    int32_t code;        // on failure
+    const char* message; // logged if the task cannot be created
+    int32_t code;        // result of v2xspatconv_TaskInit if the task cannot be created
 } TASKS[] = {
     {"spat_conv_stat", 5000000, SendSpatConvStatusToCommSoft, "Creat spat_conv_status error", -2},
     {"Get_SPAT_Data", 600000, SendGetSpatDataToAPPTaskFun, "Creat Get_SPAT_Data error", -3},

@@ -3,6 +3,6 @@
 
 #include <cstdint>
 
-// Creates the five tasks in the order of their table. The first failure is logged, returns the code of its row (-2 to
-// -6) and leaves the later tasks uncreated. Returns 0 on success. Main thread, once.
+// Creates the five tasks in the order of the task table. At the first failure the function logs the failure, creates no
+// further task, and returns the code of the failed task (-2 to -6). Returns 0 on success. Main thread, once.
 int32_t v2xspatconv_TaskInit(void);

@@ -1,5 +1,5 @@
-// Supervision of the link to one signal device, the same for every adapter: counters, times, and the rule by which a
-// device counts as working. Every change is copied to the daemon's own status. Any thread.
+// Supervises the link to one signal device: counts packets and decides whether the device is working. All adapters
+// share these functions. Every change is copied to the daemon's status. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 #include "spat_conv_interface.h"
 #include "v2x/v2xlog.h"
 
-// A device counts as silent when more than this many link checks have passed since its last accepted message.
+// A device is unavailable after more than this number of link checks without an accepted message.
 inline constexpr uint32_t V2XSPATCONV_LINK_SILENT_CHECKS = 10;
 
 struct v2xspatconv_link_t {
@@ -17,11 +17,12 @@ struct v2xspatconv_link_t {
     std::mutex lock{};
 };
 
-// The device sent an accepted message: it works.
-void v2xspatconv_LinkAccepted(v2xspatconv_link_t& link);
+// Counts one accepted message of the device and sets the run status to available.
+void v2xspatconv_LinkCountAccepted(v2xspatconv_link_t& link);
 
-// One periodic link check. `sent` counts a packet sent to the device as well.
-void v2xspatconv_LinkChecked(v2xspatconv_link_t& link, bool sent);
+// Performs one periodic link check. If `isSent` is true, counts one packet sent to the device.
+void v2xspatconv_LinkCheck(v2xspatconv_link_t& link, bool isSent);
 
-// Logs the state of the link at level 5 under `tag`: `works` or `abnormal`, then counters and times.
-void v2xspatconv_LinkDisplay(v2xspatconv_link_t& link, v2xlog_tag_t& tag, const char* works, const char* abnormal);
+// Logs the state of the link at V2XLOG_DEBUG under `tag`: `workingText` or `abnormalText`, then counters and times.
+void v2xspatconv_LinkDisplay(v2xspatconv_link_t& link, v2xlog_tag_t& tag, const char* workingText,
+                             const char* abnormalText);

@@ -13,51 +13,52 @@ constexpr int64_t NODE_ID_MAX = 65535;
 constexpr int64_t MINUTE_OF_THE_YEAR_MAX = 527040;
 constexpr int64_t D_SECOND_MAX = 65535;
 
-constexpr uint64_t MICROSECONDS = 1000000; // in a second
+constexpr uint64_t MICROSECONDS_PER_SECOND = 1000000;
 
-// Where a device phase table has each device phase; null = nowhere.
+// entries[i] points to the entry of device phase i in a device phase table; null if the table has no such entry.
 struct PhaseIndex {
     const uint8_t* entries[256];
 };
 
+// Returns the length of an entry with its states in bytes.
 size_t EntryLength(const v2xipc_phase_t& entry) {
     return sizeof entry + sizeof(v2xipc_pahseState_t) * entry.m_phaseStateNum;
 }
 
-v2xipc_phase_t EntryHead(const uint8_t* entry) {
+v2xipc_phase_t ReadEntryHead(const uint8_t* entry) {
     v2xipc_phase_t head;
     memcpy(&head, entry, sizeof head);
     return head;
 }
 
-void LogCopied(v2xlog_tag_t& tag, int32_t phaseId, const uint8_t* entry) {
+void LogCopiedPhase(v2xlog_tag_t& tag, int32_t phaseId, const uint8_t* entry) {
     v2xipc_pahseState_t state;
     memcpy(&state, entry + sizeof(v2xipc_phase_t), sizeof state);
     V2XLOG(tag, V2XLOG_DEBUG, "======Ipc phaseId%d:%d[%d]======", phaseId, state.m_endTime, state.m_lightState);
 }
 
-// Minute of the year in local time, 0 to 527039.
+// Returns the minute of the year in local time, 0 to 527039. `now` is in microseconds since 1970-01-01 UTC.
 int32_t GetMoyOfTheYear(v2xlog_tag_t& tag, uint64_t now) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(tag, ret);
-    const time_t seconds = static_cast<time_t>(now / MICROSECONDS);
+    const time_t seconds = static_cast<time_t>(now / MICROSECONDS_PER_SECOND);
     tm local = {};
     localtime_r(&seconds, &local);
     return ret = (local.tm_yday * 24 + local.tm_hour) * 60 + local.tm_min;
 }
 
-// Millisecond of the minute, 0 to 59999. Time zones are whole minutes, so it is the same in each.
+// Returns the millisecond of the minute, 0 to 59999. All time zones are whole minutes, so UTC gives the same result.
 int32_t GetSecMarkOfTheMinute(v2xlog_tag_t& tag, uint64_t now) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(tag, ret);
     return ret = static_cast<int32_t>(now / 1000 % 60000);
 }
 
-// One walk serves all 32 look-ups of a reading.
+// Fills the index with one pass over the table, so that the 32 look-ups need no search.
 void IndexPhases(v2xspatconv_match match, std::span<const uint8_t> lm_phase, PhaseIndex& index) {
     index = {};
     for (uint16_t i = 0; i < V2XSPATCONV_PHASE_MAX && lm_phase.size() >= sizeof(v2xipc_phase_t); i++) {
-        const v2xipc_phase_t head = EntryHead(lm_phase.data());
+        const v2xipc_phase_t head = ReadEntryHead(lm_phase.data());
         const size_t length = EntryLength(head);
         if (length > lm_phase.size()) {
             return;
@@ -70,7 +71,7 @@ void IndexPhases(v2xspatconv_match match, std::span<const uint8_t> lm_phase, Pha
     }
 }
 
-// The entry of a device phase; null when there is none, as for every number above 255.
+// Returns the entry of a device phase; null if the table has no such entry or the phase number exceeds 255.
 const uint8_t* GetLMPhaseByPhaseId(v2xlog_tag_t& tag, const PhaseIndex& index, uint16_t PhaseId) {
     const int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(tag, ret);
@@ -79,7 +80,7 @@ const uint8_t* GetLMPhaseByPhaseId(v2xlog_tag_t& tag, const PhaseIndex& index, u
 
 } // namespace
 
-const spat_conv_config_t* v2xspatconv_AdapterConfig(v2xlog_tag_t& tag) {
+const spat_conv_config_t* v2xspatconv_GetAdapterConfig(v2xlog_tag_t& tag) {
     const spat_conv_config_t* cfg = nullptr;
     const int32_t ret = v2xspatconv_GetCfgData(&cfg);
     if (ret != 0) {
@@ -149,7 +150,7 @@ void DealLMPhaseToIpcData(v2xlog_tag_t& tag, const spat_conv_config_t& cfg, v2xs
             V2XLOG(tag, V2XLOG_TRACE, "Get PhaseID error:%d %d", devicePhase, spat_ipc->m_phaseNum);
             continue;
         }
-        const size_t length = EntryLength(EntryHead(entry));
+        const size_t length = EntryLength(ReadEntryHead(entry));
         if (offset + length > V2XIPC_RECORD_SIZE) {
             V2XLOG(tag, V2XLOG_ERROR, "phase %d does not fit the SPAT record", phaseId);
             return;
@@ -157,6 +158,6 @@ void DealLMPhaseToIpcData(v2xlog_tag_t& tag, const spat_conv_config_t& cfg, v2xs
         memcpy(record + offset, entry, length);
         record[offset + offsetof(v2xipc_phase_t, m_phaseId)] = phaseId;
         offset += length;
-        LogCopied(tag, phaseId, entry);
+        LogCopiedPhase(tag, phaseId, entry);
     }
 }

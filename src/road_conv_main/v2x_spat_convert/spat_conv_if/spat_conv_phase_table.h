@@ -1,9 +1,9 @@
-// From a device's phases to an IPC SPAT record: the routines that every device adapter shares.
+// Converts the phases of a signal device to an IPC SPAT record. All adapters share these functions.
 //
-// An adapter fills the record's header, writes the phases of one reading into a device phase table (in the device's own
-// numbering) and copies them into the record (in SPAT numbering). Tables and records are buffers on the caller's stack.
-// Nothing is kept between calls and nothing is allocated. Any thread may call, with buffers of its own. Lines and
-// traces appear under the tag of the adapter that calls.
+// An adapter fills the record's header, writes the phases of one device message into a device phase table, and copies
+// the phases from the table to the record. The table contains device phase numbers, the record contains SPAT phase ids.
+// The functions keep no state and allocate nothing. Any thread; each thread needs its own buffers. The functions log
+// under the tag of the calling adapter.
 #pragma once
 
 #include <cstdint>
@@ -13,29 +13,31 @@
 #include "v2x/v2xipc_data.h"
 #include "v2x/v2xlog.h"
 
-// Bytes of a device phase table: entries v2xipc_phase_t with their states, one directly after another.
+// Size of a device phase table in bytes. Each entry is a v2xipc_phase_t and its states, without gaps.
 inline constexpr int32_t V2XSPATCONV_PHASE_TABLE_SIZE = 10240;
-// Entries of the table that are searched, and the greatest SPAT phase id that is written.
+// Number of entries of the table that are read, and the largest SPAT phase id that is written.
 inline constexpr uint16_t V2XSPATCONV_PHASE_MAX = 32;
 
-// Which entry an adapter uses when several have the same phase id.
+// Selects the first or the last of several entries with the same phase number.
 enum class v2xspatconv_match { first, last };
 
-// The loaded configuration; null when there is none, which is logged as "Get spat config error:%d" at level 3.
-const spat_conv_config_t* v2xspatconv_AdapterConfig(v2xlog_tag_t& tag);
+// Returns the configuration. If the configuration cannot be loaded, logs "Get spat config error:%d" at V2XLOG_WARN and
+// returns null.
+const spat_conv_config_t* v2xspatconv_GetAdapterConfig(v2xlog_tag_t& tag);
 
-// Fills intersection id, minute of the year (local time) and millisecond of the minute from one reading of the clock.
-// Returns 0; -4, -3, -5 or -6 when region, node, minute or millisecond is outside its type of the message set
-// (RoadRegulatorID, NodeID, MinuteOfTheYear, DSecond). The first failure in this order is logged.
+// Fills intersection id, minute of the year (local time) and millisecond of the minute. Minute and millisecond come
+// from the same clock reading. The ranges are those of the message set. Returns 0; -4 if the region (RoadRegulatorID)
+// is out of range; -3 for the node (NodeID); -5 for the minute (MinuteOfTheYear); -6 for the millisecond (DSecond). The
+// function checks in this order and logs the first failure.
 int32_t v2xspatconv_FillIpcHead(v2xlog_tag_t& tag, const spat_conv_config_t& cfg, v2xipc_phases_t* spat_ipc);
 
-// Writes one entry with one current state (start time 0, all optional times absent) at the table position `entry` and
-// returns its length, 17 bytes. endTime is in 0.1 s.
+// Writes an entry with one state to `entry`, 17 bytes in a device phase table. The state starts at 0, ends at endTime
+// (0.1 s), and has no optional times. Returns 17.
 uint16_t v2xspatconv_WritePhase(uint8_t* entry, uint8_t phaseId, uint8_t lightState, uint16_t endTime);
 
-// Copies the entries that feed the SPAT phases 1 to 32 into the record, in ascending order under their SPAT ids. The
-// phase relationship of cfg names the device phase of a SPAT phase; 0 means the same number. lm_phase is the written
-// part of the table; its first 32 entries are searched, and an entry without states is never found. m_phaseNum stays as
-// the adapter set it: the stack application gets the number that the device reported.
+// Copies the table's entries to the record as SPAT phases 1 to 32, in ascending order. The phase relationship of cfg
+// maps a SPAT phase to its device phase; 0 maps to the same number. lm_phase is the written part of the table. Only its
+// first 32 entries are read; entries without states are ignored. Legacy: m_phaseNum stays unchanged, so the stack
+// application receives the number that the device reported.
 void DealLMPhaseToIpcData(v2xlog_tag_t& tag, const spat_conv_config_t& cfg, v2xspatconv_match match,
                           std::span<const uint8_t> lm_phase, v2xipc_phases_t* spat_ipc);

@@ -12,7 +12,7 @@
 namespace {
 
 V2X_UDPSOCKHANDLE g_udp_recv_from_learnmachine_handle = nullptr;
-// The heartbeat task runs before this socket is open.
+// Null until the socket is open. The heartbeat task starts earlier.
 std::atomic<V2X_UDPSOCKHANDLE> g_udp_send_to_learnmachine_handle{nullptr};
 
 constexpr uint32_t HEARTBEAT_INTERVAL = 1000000; // microseconds
@@ -36,7 +36,7 @@ constexpr v2xpub_SocketInitPara_t SEND_PARA = {.m_sockName = "QUOR_SEND_SG",
                                                .m_cliEnable = 1,
                                                .f_msgFunc = nullptr};
 
-// The socket, or null.
+// Opens a socket and returns its handle. If the socket cannot be opened, logs the failure and returns null.
 V2X_UDPSOCKHANDLE OpenSocket(const v2xpub_SocketInitPara_t& para) {
     V2X_UDPSOCKHANDLE handle = nullptr;
     const int32_t ret = v2xpub_UdpSocketInit(&handle, &para, 0);
@@ -61,13 +61,13 @@ void SendHeartDataToLearnMachine(void* /*arg*/) {
     }
     const V2X_UDPSOCKHANDLE handle = g_udp_send_to_learnmachine_handle.load(std::memory_order_acquire);
     if (handle != nullptr && cfg != nullptr && SetHeartbeatTarget(handle, cfg->m_learn_machine_info) == 0) {
-        uint8_t beat[sizeof HEARTBEAT];
-        memcpy(beat, HEARTBEAT, sizeof beat);
-        const v2xpub_UdpSocketDataHead_t datagram = {sizeof beat, beat};
+        uint8_t heartbeat[sizeof HEARTBEAT];
+        memcpy(heartbeat, HEARTBEAT, sizeof heartbeat);
+        const v2xpub_UdpSocketDataHead_t datagram = {sizeof heartbeat, heartbeat};
         v2xpub_UdpSocketReqSend(handle, &datagram);
     }
-    // A beat that could not be sent counts as well.
-    v2xspatconv_LinkChecked(g_quorLink, true);
+    // Legacy: a heartbeat that fails counts as sent.
+    v2xspatconv_LinkCheck(g_quorLink, true);
 }
 
 } // namespace
@@ -90,7 +90,7 @@ int32_t v2xspatconv_QuorSignalLearnerInterfaceInit(const spat_conv_config_t& spa
         return ret = -4;
     }
     if (SetHeartbeatTarget(sender, learner) != 0) {
-        V2XLOG(g_quorLog, V2XLOG_ERROR, "no heartbeats: LearnMachine.Ip \"%s\", Port %d is not a UDP address",
+        V2XLOG(g_quorLog, V2XLOG_ERROR, "cannot send heartbeats: LearnMachine.Ip \"%s\", Port %d is not a UDP address",
                learner.m_ip, static_cast<int32_t>(learner.m_port));
     }
     return ret;

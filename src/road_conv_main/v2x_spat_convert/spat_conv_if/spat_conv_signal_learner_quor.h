@@ -5,9 +5,10 @@
 
 #include "spat_conv_config.h"
 
-// Starts the adapter: heartbeat task, receive socket, send socket. Returns 0; -2 without the task; -3 without the
-// receive socket; -4 without the send socket. What was started before a failure keeps running. Main thread, once.
+// Creates the heartbeat task and opens the receive socket and the send socket, in this order. Returns 0; -2 if the task
+// cannot be created; -3 if the receive socket cannot be opened; -4 for the send socket. After a failure the tasks and
+// sockets that exist keep running. Main thread, once.
 int32_t v2xspatconv_QuorSignalLearnerInterfaceInit(const spat_conv_config_t& spatconv_cfg);
 
-// Task routine, every 5 s: logs state and counters of the link at level 5. `arg` is not used.
+// Task function, every 5 s: logs state and counters of the link at V2XLOG_DEBUG. Ignores `arg`.
 void v2xspatconv_DisplayQuorSignalInfo(void* arg);

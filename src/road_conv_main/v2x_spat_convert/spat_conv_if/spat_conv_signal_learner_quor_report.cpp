@@ -15,11 +15,11 @@ v2x_counter g_notConverted{"learner", "not_converted"};
 v2x_counter g_invalid{"learner", "invalid"};
 v2x_counter g_wrongLength{"learner", "wrong_length"};
 
-constexpr uint8_t REPORT_START[3] = {0xFE, 0xFE, 0x10}; // start bytes and the type of a phase report
-constexpr int32_t REPORT_HEAD_LENGTH = 5;               // start, type, body length (big-endian)
+constexpr uint8_t REPORT_START[3] = {0xFE, 0xFE, 0x10}; // two start bytes, then the type of a phase report
+constexpr int32_t REPORT_HEAD_LENGTH = 5;               // REPORT_START and the body length (16 bits, big-endian)
 constexpr size_t BODY_PHASE_NUM = 1;                    // offset of the phase count in the body
 constexpr size_t BODY_HEAD_LENGTH = 3;
-constexpr size_t PHASE_LENGTH = 7; // phase number, colour, seconds left, four unused bytes
+constexpr size_t PHASE_LENGTH = 7; // phase number, colour, remaining seconds, four ignored bytes
 constexpr uint8_t SECONDS_UNKNOWN = 255;
 constexpr uint16_t TENTHS_PER_SECOND = 10;
 
@@ -32,7 +32,7 @@ constexpr struct {
     {3, V2XIPC_LIGHT_YELLOW},
 };
 
-// An unknown colour writes nothing.
+// Stores the light state of a colour in *out_data. An unknown colour leaves *out_data unchanged. Returns 0.
 int32_t DealLearnMachineLightStataToIpcData(uint8_t light_data, uint8_t* out_data) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_quorLog, ret);
@@ -44,7 +44,7 @@ int32_t DealLearnMachineLightStataToIpcData(uint8_t light_data, uint8_t* out_dat
     return ret;
 }
 
-// One phase record into the device phase table.
+// Converts one phase record of a report to an entry at `lm_phase`. *phase_len receives the length of the entry.
 void v2xspatconv_DealSinglePhase(std::span<const uint8_t, PHASE_LENGTH> data, uint16_t* phase_len, uint8_t* lm_phase) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_quorLog, ret);
@@ -60,19 +60,20 @@ void v2xspatconv_DealSinglePhase(std::span<const uint8_t, PHASE_LENGTH> data, ui
     *phase_len = v2xspatconv_WritePhase(lm_phase, phaseId, lightState, endTime);
 }
 
-// `data` holds the phase records that were received; phase_num is the report's count. Records that were not received
-// are absent.
+// Converts a report to an IPC SPAT record. `data` contains the received phase records; phase_num is the number that the
+// report claims. If the report is shorter, the missing phases are omitted. Returns 0; -4 if the configuration cannot be
+// loaded; otherwise the result of v2xspatconv_FillIpcHead.
 int32_t v2xspatconv_LearnMachineToIpcSpat(std::span<const uint8_t> data, uint8_t phase_num, v2xipc_phases_t* spat_ipc) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_quorLog, ret);
-    const spat_conv_config_t* cfg = v2xspatconv_AdapterConfig(g_quorLog);
+    const spat_conv_config_t* cfg = v2xspatconv_GetAdapterConfig(g_quorLog);
     ret = cfg != nullptr ? v2xspatconv_FillIpcHead(g_quorLog, *cfg, spat_ipc) : -4;
     if (ret != 0) {
         return ret;
     }
-    // A count above 127 becomes negative and is sent without phases: the record's count stays as reported.
+    // Legacy: a number above 127 becomes negative, and the record is sent without phases.
     spat_ipc->m_phaseNum = static_cast<int8_t>(phase_num);
-    uint8_t lm_phase[V2XSPATCONV_PHASE_TABLE_SIZE]; // 127 entries of 17 bytes at most
+    uint8_t lm_phase[V2XSPATCONV_PHASE_TABLE_SIZE]; // large enough for 127 entries of 17 bytes
     size_t written = 0;
     for (int32_t i = 0; i < spat_ipc->m_phaseNum && data.size() >= PHASE_LENGTH; i++) {
         uint16_t phase_len = 0;
@@ -84,7 +85,8 @@ int32_t v2xspatconv_LearnMachineToIpcSpat(std::span<const uint8_t> data, uint8_t
     return ret;
 }
 
-// A well-framed report is a sign of life even when its conversion fails.
+// Converts the body of a report and sends the record to the stack application. The report counts as accepted by the
+// link even if the conversion fails. Returns the result of the conversion.
 int32_t DealLearnMachineData(std::span<const uint8_t> body) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_quorLog, ret);
@@ -101,10 +103,11 @@ int32_t DealLearnMachineData(std::span<const uint8_t> body) {
         g_accepted.Add();
         v2xspatconv_SpatNotify(spat_ipc);
     }
-    v2xspatconv_LinkAccepted(g_quorLink);
+    v2xspatconv_LinkCountAccepted(g_quorLink);
     return ret;
 }
 
+// Counts and logs a datagram that is not a phase report.
 void RejectReport(const v2xpub_UdpSocketDataHead_t& datagram) {
     g_invalid.Add();
     V2XLOG(g_quorLog, V2XLOG_ERROR, "Invalid LearnMachine Data");

@@ -11,14 +11,14 @@ namespace {
 
 V2X_UDPSOCKHANDLE g_udp_recv_from_signal_machine = nullptr;
 
-// The liveness tick.
+// Task function: performs the periodic link check.
 void DealSignalMachineStatus(void* /*arg*/) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_1743Log, ret);
-    v2xspatconv_LinkChecked(g_1743Link, false);
+    v2xspatconv_LinkCheck(g_1743Link, false);
 }
 
-// Both tasks have the name of the learner's heartbeat task. The name is part of the interface.
+// Legacy: both tasks have the name of the learner's heartbeat task.
 constexpr struct {
     uint32_t intervals; // microseconds
     v2xpub_taskFun func;

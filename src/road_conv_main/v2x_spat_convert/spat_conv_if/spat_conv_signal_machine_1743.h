@@ -5,9 +5,10 @@
 
 #include "spat_conv_config.h"
 
-// Starts the adapter: liveness task, processing task, byte ring, socket. Returns 0; -2 without a task; -3 without the
-// socket. What was started before a failure keeps running. Main thread, once.
+// Creates the link-check task and the processing task, empties the byte ring, and opens the receive socket. Returns 0;
+// -2 if a task cannot be created; -3 if the socket cannot be opened. After a failure the tasks that exist keep running.
+// Main thread, once.
 int32_t v2xspatconv_SignalMachine1743InterfaceInit(const spat_conv_config_t& spatconv_cfg);
 
-// Task routine, every 5 s: logs state and counters of the link at level 5. `arg` is not used.
+// Task function, every 5 s: logs state and counters of the link at V2XLOG_DEBUG. Ignores `arg`.
 void v2xspatconv_Display1743SignalInfo(void* arg);

@@ -14,7 +14,7 @@ v2x_counter g_accepted{"1743", "accepted"};
 v2x_counter g_notConverted{"1743", "not_converted"};
 v2x_counter g_otherType{"1743", "other_type"};
 
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the records are copied as they lie on the wire");
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the records are copied from little-endian frames");
 
 #pragma pack(push, 1)
 
@@ -40,7 +40,7 @@ static_assert(sizeof(dataHead_1743_t) == 31 && offsetof(dataHead_1743_t, m_rcvID
               offsetof(dataHead_1743_t, m_timeStamp) == 16 && offsetof(dataHead_1743_t, m_ctlType) == 24 &&
               offsetof(dataHead_1743_t, m_objID) == 25);
 
-// Crossing; m_intoLinkNum entry links follow.
+// Intersection. In the frame m_intoLinkNum entry links follow.
 struct dataCrossSta_1743_t {
     uint16_t m_msgLen;
     float m_lon;
@@ -50,18 +50,19 @@ struct dataCrossSta_1743_t {
 };
 static_assert(sizeof(dataCrossSta_1743_t) == 13 && offsetof(dataCrossSta_1743_t, m_intoLinkNum) == 12);
 
-// Entry link; m_lightNum lamp groups follow.
+// Entry link. In the frame m_lightNum lamp groups follow.
 struct dataLinkLightSta_1743_t {
     uint16_t m_direction; // approach angle in degrees
     uint8_t m_lightNum;
 };
 static_assert(sizeof(dataLinkLightSta_1743_t) == 3 && offsetof(dataLinkLightSta_1743_t, m_lightNum) == 2);
 
+// Lamp group.
 struct dataLightSta_1743_t {
     uint8_t m_lightID;
     uint8_t m_lightType;
-    uint8_t m_lightColorSta; // COLOURS
-    uint8_t m_leftTime;      // seconds; 0 = unknown
+    uint8_t m_lightColorSta; // bits as in COLOURS
+    uint8_t m_leftTime;      // remaining seconds; 0: unknown
 };
 static_assert(sizeof(dataLightSta_1743_t) == 4);
 
@@ -69,7 +70,7 @@ static_assert(sizeof(dataLightSta_1743_t) == 4);
 
 constexpr uint8_t LIGHT_STATUS_CTL_TYPE = 0x87;
 constexpr uint16_t LIGHT_STATUS_OBJ_ID = 0x0103;
-constexpr int32_t COUNT_MAX = 10; // greatest accepted index of an entry link, and of a lamp group in a link
+constexpr int32_t INDEX_MAX = 10; // largest accepted index of an entry link, and of a lamp group in a link
 constexpr uint16_t TENTHS_PER_SECOND = 10;
 
 enum e_intoLinkDirection_1743 : uint8_t {
@@ -80,6 +81,7 @@ enum e_intoLinkDirection_1743 : uint8_t {
     INTO_LINK_DIRECTION_WEST = 4,
 };
 
+// Directions by approach angle. Each row ends at lastAngle degrees; the next row starts at the following degree.
 constexpr struct {
     uint16_t lastAngle;
     e_intoLinkDirection_1743 direction;
@@ -88,16 +90,16 @@ constexpr struct {
     {314, INTO_LINK_DIRECTION_WEST}, {UINT16_MAX, INTO_LINK_DIRECTION_NORTH},
 };
 
-// Phase ids by lamp type and direction. The row of type 8 is irregular on purpose.
+// Phase ids by lamp type and direction. Legacy: the row of type 8 is irregular.
 constexpr struct {
     uint8_t lightType;
-    uint8_t phaseIds[5]; // by e_intoLinkDirection_1743
+    uint8_t phaseIds[5]; // index: e_intoLinkDirection_1743
 } PHASE_IDS[] = {
     {1, {0, 1, 2, 3, 4}},   {2, {0, 7, 8, 9, 10}},    {3, {0, 13, 14, 15, 16}},
     {8, {0, 5, 6, 11, 12}}, {9, {0, 17, 18, 19, 20}},
 };
 
-// The first row whose bit is set applies.
+// Light states by colour bit. If several bits are set, the first row applies.
 constexpr struct {
     uint8_t bit;
     uint8_t lightState;
@@ -107,18 +109,19 @@ constexpr struct {
     {0x20, V2XIPC_LIGHT_PERMISSIVE_GREEN},
 };
 
-// A device phase table and its fill level.
+// A device phase table and the number of written bytes.
 struct PhaseTable {
     uint8_t entries[V2XSPATCONV_PHASE_TABLE_SIZE];
     size_t written = 0;
 };
-// Room for every group that is converted, including the twelfth, which causes the rejection.
-static_assert((COUNT_MAX + 2) * (COUNT_MAX + 2) * (sizeof(v2xipc_phase_t) + sizeof(v2xipc_pahseState_t)) <=
+// The table is large enough for 12 links of 12 groups: the twelfth is converted before the frame is rejected.
+static_assert((INDEX_MAX + 2) * (INDEX_MAX + 2) * (sizeof(v2xipc_phase_t) + sizeof(v2xipc_pahseState_t)) <=
               V2XSPATCONV_PHASE_TABLE_SIZE);
 
-// Copies the record at the front of the bytes and removes it from them. False when the bytes are too short.
+// Copies the first bytes to the record and advances `bytes`. Returns false, without a change, if there are too few
+// bytes.
 template <typename Record>
-bool Take(std::span<const uint8_t>& bytes, Record& record) {
+bool TakeRecord(std::span<const uint8_t>& bytes, Record& record) {
     if (bytes.size() < sizeof record) {
         return false;
     }
@@ -127,6 +130,7 @@ bool Take(std::span<const uint8_t>& bytes, Record& record) {
     return true;
 }
 
+// Returns the direction of an approach angle in degrees.
 e_intoLinkDirection_1743 getDirection(uint16_t angle) {
     for (const auto& row : DIRECTIONS) {
         if (angle <= row.lastAngle) {
@@ -136,7 +140,8 @@ e_intoLinkDirection_1743 getDirection(uint16_t angle) {
     return INTO_LINK_DIRECTION_NONE;
 }
 
-// An unknown lamp type writes nothing.
+// Stores the phase id of a lamp type and an approach angle in *phaseId. An unknown lamp type leaves *phaseId unchanged.
+// Returns 0.
 int32_t DealSignalMachinePhaseID(uint16_t direction, uint8_t light_type, uint8_t* phaseId) {
     for (const auto& row : PHASE_IDS) {
         if (row.lightType == light_type) {
@@ -146,7 +151,7 @@ int32_t DealSignalMachinePhaseID(uint16_t direction, uint8_t light_type, uint8_t
     return 0;
 }
 
-// Without a known colour bit nothing is written.
+// Stores the light state of the colour bits in *out_data. Without a known bit *out_data stays unchanged. Returns 0.
 int32_t DealLearnMachineLightStataToIpcData(uint8_t light_data, uint8_t* out_data) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_1743Log, ret);
@@ -159,7 +164,7 @@ int32_t DealLearnMachineLightStataToIpcData(uint8_t light_data, uint8_t* out_dat
     return ret;
 }
 
-// An unknown lamp type gives phase id 0, which no SPAT phase uses.
+// Appends one lamp group to the table. An unknown lamp type gives phase id 0, which is never copied to a SPAT phase.
 void v2xspatconv_DealSinglePhase(const dataLightSta_1743_t& group, uint16_t direction, PhaseTable& table) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_1743Log, ret);
@@ -176,25 +181,28 @@ void v2xspatconv_DealSinglePhase(const dataLightSta_1743_t& group, uint16_t dire
     table.written += v2xspatconv_WritePhase(table.entries + table.written, phaseId, lightState, endTime);
 }
 
-// The record counts lamp groups, whether or not they become phases.
+// Converts one lamp group and advances `data`. Legacy: m_phaseNum counts every lamp group, even of an unknown lamp
+// type. Returns 0; -3 if the frame is too short.
 int32_t DealLightGroupColorInfo(std::span<const uint8_t>& data, uint16_t direction, v2xipc_phases_t* spat_ipc,
                                 PhaseTable& table) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_1743Log, ret);
     spat_ipc->m_phaseNum = static_cast<int8_t>(spat_ipc->m_phaseNum + 1);
     dataLightSta_1743_t group;
-    if (!Take(data, group)) {
+    if (!TakeRecord(data, group)) {
         return ret = -3;
     }
     v2xspatconv_DealSinglePhase(group, direction, table);
     return ret;
 }
 
+// Converts one entry link with its lamp groups and advances `data`. Returns 0; -3 if the frame is too short; -4 for too
+// many groups.
 int32_t DealIntoLinkLightColorStatusInfo(std::span<const uint8_t>& data, v2xipc_phases_t* spat_ipc, PhaseTable& table) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_1743Log, ret);
     dataLinkLightSta_1743_t link;
-    if (!Take(data, link)) {
+    if (!TakeRecord(data, link)) {
         return ret = -3;
     }
     for (int32_t j = 0; j < link.m_lightNum; j++) {
@@ -202,7 +210,7 @@ int32_t DealIntoLinkLightColorStatusInfo(std::span<const uint8_t>& data, v2xipc_
             V2XLOG(g_1743Log, V2XLOG_ERROR, "Deal light group color info error");
             return ret = -3;
         }
-        if (j > COUNT_MAX) {
+        if (j > INDEX_MAX) {
             V2XLOG(g_1743Log, V2XLOG_ERROR, "into light group count is too much");
             return ret = -4;
         }
@@ -210,12 +218,14 @@ int32_t DealIntoLinkLightColorStatusInfo(std::span<const uint8_t>& data, v2xipc_
     return ret;
 }
 
+// Converts the content of a light-status report to a record whose header is filled. Returns 0; -3 if the frame is too
+// short or a link fails; -4 for too many links.
 int32_t DealLightColorStatusContent(const spat_conv_config_t& cfg, std::span<const uint8_t> data,
                                     v2xipc_phases_t* spat_ipc) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_1743Log, ret);
     dataCrossSta_1743_t msgCross;
-    if (!Take(data, msgCross)) {
+    if (!TakeRecord(data, msgCross)) {
         return ret = -3;
     }
     PhaseTable table;
@@ -224,7 +234,7 @@ int32_t DealLightColorStatusContent(const spat_conv_config_t& cfg, std::span<con
             V2XLOG(g_1743Log, V2XLOG_ERROR, "Deal into link light color status info error");
             return ret = -3;
         }
-        if (i > COUNT_MAX) {
+        if (i > INDEX_MAX) {
             V2XLOG(g_1743Log, V2XLOG_ERROR, "into link count is too much");
             return ret = -4;
         }
@@ -236,7 +246,7 @@ int32_t DealLightColorStatusContent(const spat_conv_config_t& cfg, std::span<con
 int32_t DealSignalMachineToIpcSpat(std::span<const uint8_t> data, v2xipc_phases_t* spat_ipc) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_1743Log, ret);
-    const spat_conv_config_t* cfg = v2xspatconv_AdapterConfig(g_1743Log);
+    const spat_conv_config_t* cfg = v2xspatconv_GetAdapterConfig(g_1743Log);
     ret = cfg != nullptr ? v2xspatconv_FillIpcHead(g_1743Log, *cfg, spat_ipc) : -4;
     if (ret == 0) {
         ret = DealLightColorStatusContent(*cfg, data, spat_ipc);
@@ -250,7 +260,7 @@ int32_t DealSignalMachineDataTable(std::span<const uint8_t> data) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_1743Log, ret);
     dataHead_1743_t head;
-    if (!Take(data, head) || head.m_ctlType != LIGHT_STATUS_CTL_TYPE || head.m_objID != LIGHT_STATUS_OBJ_ID) {
+    if (!TakeRecord(data, head) || head.m_ctlType != LIGHT_STATUS_CTL_TYPE || head.m_objID != LIGHT_STATUS_OBJ_ID) {
         g_otherType.Add();
         return ret = -1;
     }
@@ -264,6 +274,6 @@ int32_t DealSignalMachineDataTable(std::span<const uint8_t> data) {
         g_accepted.Add();
         v2xspatconv_SpatNotify(spat_ipc);
     }
-    v2xspatconv_LinkAccepted(g_1743Link);
+    v2xspatconv_LinkCountAccepted(g_1743Link);
     return ret;
 }

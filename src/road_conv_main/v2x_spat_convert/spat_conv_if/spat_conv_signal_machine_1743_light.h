@@ -1,4 +1,4 @@
-// Light status of the controller (GA/T 1743), for the files of its adapter.
+// Converts the light status of the controller (GA/T 1743). Private to the controller's adapter.
 #pragma once
 
 #include <cstdint>
@@ -9,10 +9,12 @@
 
 inline v2xlog_tag_t g_1743Log{"1743"};
 
-// State of the link to the controller: run status 0 until its first frame or its eleventh silent tick.
+// State of the link to the controller. The run status is 0 until the first light-status report or the eleventh link
+// check.
 inline v2xspatconv_link_t g_1743Link;
 
-// Converts the payload of one frame with a correct CRC. A light-status report becomes a record for the stack
-// application and a sign of life, the latter even when the conversion fails. Returns 0; -1 for a frame of another kind
-// or shorter than its header (ignored); -3 to -6 when the conversion failed and nothing was sent. Processing task.
+// Converts the payload of one frame with a correct CRC. If the frame is a light-status report, sends a record to the
+// stack application; the report counts as accepted by the link even if the conversion fails. Returns 0; -1 if the frame
+// is no light-status report or shorter than its header (ignored); -3 to -6 if the conversion fails (nothing is sent).
+// Processing task.
 int32_t DealSignalMachineDataTable(std::span<const uint8_t> data);

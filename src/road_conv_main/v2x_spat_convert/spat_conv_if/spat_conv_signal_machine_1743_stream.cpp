@@ -12,13 +12,14 @@
 
 namespace {
 
-// Each received byte counts in exactly one of these; bytes in the ring are not counted yet.
-v2x_counter g_framedBytes{"1743", "bytes_framed"};
-v2x_counter g_skippedBytes{"1743", "bytes_skipped"}; // before an opening delimiter
-v2x_counter g_cutBytes{"1743", "bytes_cut"};         // of a frame that was incomplete when the ring ran empty
-v2x_counter g_droppedBytes{"1743", "bytes_dropped"}; // the ring was full
-// Each frame counts in one of the rejections here, or where its content is converted.
-v2x_counter g_frames{"1743", "frames"}; // all
+// Exactly one of these counters counts each received byte when the byte leaves the ring or is dropped.
+v2x_counter g_framedBytes{"1743", "bytes_framed"};   // bytes of complete frames and of frames that are too long
+v2x_counter g_skippedBytes{"1743", "bytes_skipped"}; // bytes before an opening delimiter
+v2x_counter g_cutBytes{"1743", "bytes_cut"};         // bytes of a frame that was incomplete when the ring became empty
+v2x_counter g_droppedBytes{"1743", "bytes_dropped"}; // bytes that did not fit in the ring
+// g_frames counts every frame. One of the next four counters, or a counter of the light-status conversion, also counts
+// the frame.
+v2x_counter g_frames{"1743", "frames"};
 v2x_counter g_tooShort{"1743", "too_short"};
 v2x_counter g_tooLong{"1743", "too_long"};
 v2x_counter g_notUnescaped{"1743", "not_unescaped"};
@@ -30,14 +31,15 @@ constexpr uint8_t ESCAPED_DELIMITER = 0xDC;
 constexpr uint8_t ESCAPED_ESCAPE = 0xDD;
 
 constexpr size_t RING_SIZE = 20480;
-constexpr size_t FRAME_LENGTH_MIN = 31;   // escaped, with delimiters
-constexpr size_t FRAME_LENGTH_MAX = 5120; // likewise
-constexpr size_t FRAME_OVERHEAD = 4;      // two delimiters and the CRC
+// Limits of an escaped frame with its delimiters, in bytes.
+constexpr size_t FRAME_LENGTH_MIN = 31;
+constexpr size_t FRAME_LENGTH_MAX = 5120;
+constexpr size_t FRAME_OVERHEAD = 4; // two delimiters and the CRC
 
 constexpr uint16_t CRC_INITIAL = 0xFFFF; // CRC-16/MODBUS
 constexpr uint16_t CRC_POLYNOMIAL = 0xA001;
 
-// Byte ring between the receive thread and the processing task. Every slot can hold data; -1 marks an empty ring.
+// Byte ring between the receive thread and the processing task. Both indexes are -1 if the ring is empty.
 struct SerialBuffer_t {
     uint8_t m_data[RING_SIZE];
     int m_front = -1; // index of the oldest byte
@@ -47,101 +49,106 @@ struct SerialBuffer_t {
 
 SerialBuffer_t g_seria_buffer;
 
-// The next functions are called with m_mutex held.
+// The caller of the next functions has locked m_mutex.
 
 bool isEmpty(const SerialBuffer_t& buffer) {
     return buffer.m_front == -1;
 }
 
-size_t Next(int index, size_t steps) {
+// Returns the index that is `steps` after `index`.
+size_t AdvanceIndex(int index, size_t steps) {
     return (static_cast<size_t>(index) + steps) % RING_SIZE;
 }
 
-size_t Stored(const SerialBuffer_t& buffer) {
-    const size_t distance = Next(buffer.m_rear - buffer.m_front, RING_SIZE);
+// Returns the number of bytes in the ring.
+size_t CountStored(const SerialBuffer_t& buffer) {
+    const size_t distance = AdvanceIndex(buffer.m_rear - buffer.m_front, RING_SIZE);
     return isEmpty(buffer) ? 0 : distance + 1;
 }
 
-// The oldest bytes, up to the newest one or the end of the storage.
-std::span<const uint8_t> FrontBlock(const SerialBuffer_t& buffer) {
-    const size_t front = Next(buffer.m_front, 0);
-    return std::span<const uint8_t>(buffer.m_data).subspan(front, std::min(Stored(buffer), RING_SIZE - front));
+// Returns the oldest bytes, up to the newest byte or the end of m_data.
+std::span<const uint8_t> OldestBlock(const SerialBuffer_t& buffer) {
+    const size_t front = AdvanceIndex(buffer.m_front, 0);
+    return std::span<const uint8_t>(buffer.m_data).subspan(front, std::min(CountStored(buffer), RING_SIZE - front));
 }
 
-void Remove(SerialBuffer_t& buffer, size_t count) {
-    if (count == Stored(buffer)) {
+// Removes the `count` oldest bytes.
+void RemoveOldest(SerialBuffer_t& buffer, size_t count) {
+    if (count == CountStored(buffer)) {
         buffer.m_front = -1;
         buffer.m_rear = -1;
     } else {
-        buffer.m_front = static_cast<int>(Next(buffer.m_front, count));
+        buffer.m_front = static_cast<int>(AdvanceIndex(buffer.m_front, count));
     }
 }
 
-// Appends the bytes that there is room for and returns how many were dropped.
+// Appends the bytes until the ring is full. Returns the number of bytes that were dropped.
 size_t enqueue(SerialBuffer_t& buffer, std::span<const uint8_t> bytes) {
-    const std::span<const uint8_t> taken = bytes.first(std::min(bytes.size(), RING_SIZE - Stored(buffer)));
-    if (!taken.empty()) {
-        const size_t start = isEmpty(buffer) ? 0 : Next(buffer.m_rear, 1);
-        const size_t first = std::min(taken.size(), RING_SIZE - start);
-        memcpy(buffer.m_data + start, taken.data(), first);
-        memcpy(buffer.m_data, taken.data() + first, taken.size() - first);
+    const std::span<const uint8_t> accepted = bytes.first(std::min(bytes.size(), RING_SIZE - CountStored(buffer)));
+    if (!accepted.empty()) {
+        const size_t start = isEmpty(buffer) ? 0 : AdvanceIndex(buffer.m_rear, 1);
+        const size_t first = std::min(accepted.size(), RING_SIZE - start);
+        memcpy(buffer.m_data + start, accepted.data(), first);
+        memcpy(buffer.m_data, accepted.data() + first, accepted.size() - first);
         buffer.m_front = isEmpty(buffer) ? 0 : buffer.m_front;
-        buffer.m_rear = static_cast<int>((start + taken.size() - 1) % RING_SIZE);
+        buffer.m_rear = static_cast<int>((start + accepted.size() - 1) % RING_SIZE);
     }
-    return bytes.size() - taken.size();
+    return bytes.size() - accepted.size();
 }
 
-struct Dequeued {
-    size_t count = 0;      // bytes removed from the ring
-    bool hasEnded = false; // the last of them is a delimiter
+struct DequeueResult {
+    size_t count = 0;          // number of bytes removed from the ring
+    bool hasDelimiter = false; // true: the last removed byte is a delimiter
 };
 
-// Removes the bytes up to and including the next delimiter, or all of them, and stores those that `out` has room for.
-Dequeued dequeue(SerialBuffer_t& buffer, std::span<uint8_t> out) {
-    Dequeued result;
-    while (!isEmpty(buffer) && !result.hasEnded) {
-        std::span<const uint8_t> block = FrontBlock(buffer);
+// Removes the bytes up to and including the next delimiter, or all bytes if the ring contains no delimiter. Stores the
+// removed bytes in `out` until `out` is full.
+DequeueResult dequeue(SerialBuffer_t& buffer, std::span<uint8_t> out) {
+    DequeueResult result;
+    while (!isEmpty(buffer) && !result.hasDelimiter) {
+        std::span<const uint8_t> block = OldestBlock(buffer);
         const auto delimiter = static_cast<const uint8_t*>(memchr(block.data(), DELIMITER, block.size()));
         if (delimiter != nullptr) {
             block = {block.data(), delimiter + 1};
-            result.hasEnded = true;
+            result.hasDelimiter = true;
         }
         const size_t stored = std::min(block.size(), out.size());
         std::copy_n(block.begin(), stored, out.begin());
         out = out.subspan(stored);
         result.count += block.size();
-        Remove(buffer, block.size());
+        RemoveOldest(buffer, block.size());
     }
     return result;
 }
 
-// Removes one frame from the ring and stores it in `data` (FRAME_LENGTH_MAX bytes), delimiters included. Bytes before
-// an opening delimiter are discarded. Returns 0; -3 when the ring ran empty (an incomplete frame is lost); -4 for a
-// frame that is too long, which is discarded up to its closing delimiter or the end of the ring.
+// Removes one frame from the ring and stores the frame with its delimiters in `data` (FRAME_LENGTH_MAX bytes). Discards
+// bytes before the opening delimiter. Returns 0; -3 if the ring contains no complete frame (an incomplete frame is
+// discarded); -4 if the frame is too long (discarded up to its closing delimiter or the end of the ring).
 int32_t GetOneCompleteDataPacket(SerialBuffer_t& buffer, uint8_t* data, size_t* data_len) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_1743Log, ret);
     const std::lock_guard<std::mutex> guard(buffer.m_mutex);
-    const Dequeued before = dequeue(buffer, {});
-    g_skippedBytes.Add(before.count - (before.hasEnded ? 1 : 0));
-    if (!before.hasEnded) {
+    const DequeueResult skipped = dequeue(buffer, {});
+    g_skippedBytes.Add(skipped.count - (skipped.hasDelimiter ? 1 : 0));
+    if (!skipped.hasDelimiter) {
         return ret = -3;
     }
     data[0] = DELIMITER;
-    const Dequeued body = dequeue(buffer, {data + 1, FRAME_LENGTH_MAX - 1});
+    const DequeueResult body = dequeue(buffer, {data + 1, FRAME_LENGTH_MAX - 1});
     *data_len = 1 + body.count;
-    const bool isTooLong = *data_len + (body.hasEnded ? 0 : 1) > FRAME_LENGTH_MAX;
-    (body.hasEnded || isTooLong ? g_framedBytes : g_cutBytes).Add(*data_len);
+    const bool isTooLong = *data_len + (body.hasDelimiter ? 0 : 1) > FRAME_LENGTH_MAX;
+    (body.hasDelimiter || isTooLong ? g_framedBytes : g_cutBytes).Add(*data_len);
     if (isTooLong) {
         ret = -4;
-    } else if (!body.hasEnded) {
+    } else if (!body.hasDelimiter) {
         ret = -3;
     }
     return ret;
 }
 
-// The byte that the escape sequence at the front stands for; -1 when there is none.
-int32_t Unescaped(std::span<const uint8_t> bytes) {
+// Decodes an escape sequence at the start of `bytes`. Returns the decoded byte; -1 if `bytes` starts with no escape
+// sequence.
+int32_t DecodeEscape(std::span<const uint8_t> bytes) {
     if (bytes.size() < 2 || bytes[0] != ESCAPE) {
         return -1;
     }
@@ -155,22 +162,22 @@ int32_t Unescaped(std::span<const uint8_t> bytes) {
     }
 }
 
-// Unescapes `in` and returns the length of the result. pDataOut has room for as many bytes as `in` has.
+// Unescapes `in` into pDataOut, which is at least as large as `in`. Returns the length of the result.
 size_t ConvertDecodeData(std::span<const uint8_t> in, uint8_t* pDataOut) {
     const int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_1743Log, ret);
     size_t written = 0;
     for (size_t i = 0; i < in.size(); i++) {
-        const int32_t unescaped = Unescaped(in.subspan(i));
+        const int32_t unescaped = DecodeEscape(in.subspan(i));
         pDataOut[written++] = unescaped < 0 ? in[i] : static_cast<uint8_t>(unescaped);
         i += unescaped < 0 ? 0 : 1;
     }
     return written;
 }
 
-// Unescapes one frame of at least FRAME_LENGTH_MIN bytes, checks its CRC and passes the payload on. Returns 0 when the
-// CRC is correct, whatever the conversion's result; -3 for a wrong length; -4 when the CRC could not be computed; -6
-// for a wrong CRC.
+// Unescapes one frame of at least FRAME_LENGTH_MIN bytes, checks its CRC, and converts its payload. Returns 0 if the
+// CRC is correct, even if the conversion fails; -3 for a wrong length; -4 if the CRC cannot be computed; -6 for a wrong
+// CRC.
 int32_t DealSignalMachineRecvData(std::span<const uint8_t> data) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_1743Log, ret);
@@ -199,14 +206,15 @@ int32_t DealSignalMachineRecvData(std::span<const uint8_t> data) {
     return ret;
 }
 
+// Processes all frames in the ring.
 void ProcessFrames() {
     uint8_t frame[FRAME_LENGTH_MAX];
     size_t length = 0;
-    int32_t got = 0;
-    while ((got = GetOneCompleteDataPacket(g_seria_buffer, frame, &length)) != -3) {
+    int32_t result = 0;
+    while ((result = GetOneCompleteDataPacket(g_seria_buffer, frame, &length)) != -3) {
         g_frames.Add();
-        if (got != 0 || length < FRAME_LENGTH_MIN) {
-            (got != 0 ? g_tooLong : g_tooShort).Add();
+        if (result != 0 || length < FRAME_LENGTH_MIN) {
+            (result != 0 ? g_tooLong : g_tooShort).Add();
             V2XLOG(g_1743Log, V2XLOG_WARN, "GetOneCompleteDataPacket error");
         } else {
             DealSignalMachineRecvData({frame, length});

@@ -17,7 +17,7 @@ v2x_counter g_sent{"record", "sent"};
 v2x_counter g_notSent{"record", "not_sent"};
 v2x_counter g_tooLong{"record", "too_long"};
 
-// Set once by the main thread before any source starts.
+// The main thread sets these variables once, before the adapters start.
 const v2x_ipc_config_t* g_ipc_conf = nullptr;
 V2X_IPCSOCKHANDLE g_udp_send_data_to_app_handle = nullptr;
 V2X_IPCSOCKHANDLE g_udp_get_app_data_handle = nullptr;
@@ -30,7 +30,7 @@ struct SocketRow {
     const char* name;
     V2X_IPCSOCKHANDLE* handle;
     int16_t v2x_ipc_config_t::*port;
-    v2xpub_msgFunc serve; // of a server; null = a client
+    v2xpub_msgFunc callback; // receive callback of a server; null for a client
 };
 
 constexpr SocketRow SOCKETS[] = {
@@ -44,16 +44,17 @@ int32_t OpenSocket(const SocketRow& row) {
     const uint16_t port = static_cast<uint16_t>(g_ipc_conf->*row.port);
     snprintf(para.m_sockName, sizeof para.m_sockName, "%s", row.name);
     snprintf(para.m_localIP, sizeof para.m_localIP, "0.0.0.0");
-    const bool isServer = row.serve != nullptr;
+    const bool isServer = row.callback != nullptr;
     para.m_svrEnable = isServer ? 1 : 0;
     para.m_cliEnable = isServer ? 0 : 1;
     para.m_svrPort = isServer ? port : 0;
     para.m_cliPort = isServer ? 0 : port;
-    para.f_msgFunc = row.serve;
+    para.f_msgFunc = row.callback;
     return v2xipc_SocketInit(row.handle, g_ipc_conf, &para);
 }
 
-// Length of the record with its phases, or -3 when they exceed its buffer. A negative count means no phases.
+// Returns the length of the record with its phases in bytes; -3 if the phases exceed V2XIPC_RECORD_SIZE. A negative
+// number of phases counts as 0.
 int32_t RecordLength(const uint8_t* record, int8_t phaseNum) {
     int32_t length = sizeof(v2xipc_phases_t);
     for (int32_t i = 0; i < phaseNum; i++) {
@@ -67,8 +68,8 @@ int32_t RecordLength(const uint8_t* record, int8_t phaseNum) {
     return length <= V2XIPC_RECORD_SIZE ? length : -3;
 }
 
-// Writes the RSU data block of a record at pData (room for 11 + V2XIPC_RECORD_SIZE bytes) and its length to plen.
-// Returns 0; -3 when the record claims more than its V2XIPC_RECORD_SIZE bytes.
+// Writes the RSU data block of a record to pData (11 + V2XIPC_RECORD_SIZE bytes) and the length of the block to *plen.
+// Returns 0; -3 if the phases of the record exceed V2XIPC_RECORD_SIZE bytes.
 int32_t spat_fill(uint8_t* pData, const v2xipc_phases_t* spat_ipc, uint16_t* plen) {
     const uint8_t* record = reinterpret_cast<const uint8_t*>(spat_ipc);
     const int32_t length = RecordLength(record, spat_ipc->m_phaseNum);
@@ -88,7 +89,7 @@ int32_t spat_fill(uint8_t* pData, const v2xipc_phases_t* spat_ipc, uint16_t* ple
     return 0;
 }
 
-// Addresses the socket to the stack application and sends. Results as v2xipc_SocketReqSend.
+// Sends a request to the stack application. Results as for v2xipc_SocketReqSend.
 int32_t SendToStack(V2X_IPCSOCKHANDLE handle, const v2xpub_UdpSocketDataHead_t& request,
                     v2xpub_UdpSocketDataHead_t* reply) {
     v2xipc_SocketSetSendAddr(handle, g_ipc_conf, "RSU_RCV",
@@ -96,6 +97,8 @@ int32_t SendToStack(V2X_IPCSOCKHANDLE handle, const v2xpub_UdpSocketDataHead_t& 
     return v2xipc_SocketReqSend(handle, g_ipc_conf, REPLY_WAIT_MS, &request, reply);
 }
 
+// Builds the IPC frame of a record and sends the frame to the stack application. Returns 0; -3 if the record is too
+// long.
 int32_t v2xspatconv_PackIpcSpatAndSendData(const v2xipc_phases_t* spat_ipc) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_log, ret);
@@ -105,7 +108,7 @@ int32_t v2xspatconv_PackIpcSpatAndSendData(const v2xipc_phases_t* spat_ipc) {
     if (ret != 0) {
         return ret;
     }
-    v2xipc_dataHead_t head = v2xspatconv_RequestHead(blockLength);
+    v2xipc_dataHead_t head = v2xspatconv_MakeRequestHead(blockLength);
     head.m_sendTime64 = v2xpub_CommGetCurrentTime64();
     memcpy(frame, &head, sizeof head);
     const v2xpub_UdpSocketDataHead_t request = {static_cast<int16_t>(sizeof head + blockLength), frame};
@@ -115,7 +118,7 @@ int32_t v2xspatconv_PackIpcSpatAndSendData(const v2xipc_phases_t* spat_ipc) {
 
 } // namespace
 
-v2xipc_dataHead_t v2xspatconv_RequestHead(uint16_t packLen) {
+v2xipc_dataHead_t v2xspatconv_MakeRequestHead(uint16_t packLen) {
     v2xipc_dataHead_t head = {};
     memcpy(head.m_headFlag, V2XIPC_HEAD_FLAG, sizeof head.m_headFlag);
     head.m_inc = V2XIPC_INC;
@@ -137,7 +140,7 @@ int32_t v2xspatconv_StackInterfaceInit(void) {
         if (opened == 0) {
             continue;
         }
-        if (row.serve != nullptr) {
+        if (row.callback != nullptr) {
             V2XLOG(g_log, V2XLOG_ERROR, "SocketInit LogTool error ret=%d", opened);
         } else {
             V2XLOG(g_log, V2XLOG_ERROR, "SocketInit error ret=%d", opened);

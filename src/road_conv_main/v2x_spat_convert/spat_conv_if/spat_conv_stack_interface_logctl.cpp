@@ -20,7 +20,7 @@ v2x_counter g_notServed{"log_tool", "not_served"};
 constexpr char ALL_TAGS[V2XLOG_NAME_SIZE] = "ALL";
 
 #pragma pack(push, 1)
-// What every request begins with.
+// The first bytes of every request.
 struct Request {
     v2xipc_dataHead_t head;
     v2xipc_logCmd_t command;
@@ -39,14 +39,15 @@ static_assert(sizeof(Request) == 22 && sizeof(SetRequest) == 32);
 using Datagram = v2xpub_UdpSocketDataHead_t;
 
 template <typename Record>
-Record Read(const Datagram& datagram) {
+Record ReadRecord(const Datagram& datagram) {
     Record record;
     memcpy(&record, datagram.mp_data, sizeof record);
     return record;
 }
 
-// The report that answers the request: every tag in order of registration. Returns its length in bytes.
-int16_t ReportLevels(const Request& request, Report& report) {
+// Fills the report that answers the request: the level of every tag in the order of registration. Returns the length of
+// the report in bytes.
+int16_t FillReport(const Request& request, Report& report) {
     const int32_t tags = v2xlog_GetTagNum();
     const size_t dataLen = static_cast<size_t>(tags) * sizeof(v2xipc_logData_t);
     report.request = request;
@@ -62,13 +63,13 @@ int16_t ReportLevels(const Request& request, Report& report) {
     return static_cast<int16_t>(sizeof request + dataLen);
 }
 
-// Returns 0 when the level is set.
+// Sets the level of one tag or of all tags. Returns 0 if the level is set.
 int32_t SetLevel(const Datagram& datagram) {
     if (datagram.m_curMsgLen < static_cast<int32_t>(sizeof(SetRequest))) {
-        V2XLOG(g_log, V2XLOG_WARN, "log tool request of %d bytes names no level", datagram.m_curMsgLen);
+        V2XLOG(g_log, V2XLOG_WARN, "log tool request of %d bytes contains no log level", datagram.m_curMsgLen);
         return -1;
     }
-    const v2xipc_logData_t entry = Read<SetRequest>(datagram).entry;
+    const v2xipc_logData_t entry = ReadRecord<SetRequest>(datagram).entry;
     if (memcmp(entry.m_tagName, ALL_TAGS, sizeof entry.m_tagName) == 0) {
         const int32_t ret = v2xlog_SetAllTagLevel(entry.m_level);
         if (ret != 0) {
@@ -89,9 +90,9 @@ int32_t SetLevel(const Datagram& datagram) {
     return ret;
 }
 
-// Marks the datagram as the answer and sends it back.
-void Answer(V2X_UDPSOCKHANDLE handle, const Datagram& datagram, const void* addr, int16_t addrLen) {
-    Request request = Read<Request>(datagram);
+// Marks the datagram as an answer and sends the answer to addr.
+void SendAnswer(V2X_UDPSOCKHANDLE handle, const Datagram& datagram, const void* addr, int16_t addrLen) {
+    Request request = ReadRecord<Request>(datagram);
     request.head.m_cmdType = V2XIPC_CMD_LOG_REPLY;
     request.command.m_result = 0;
     memcpy(datagram.mp_data, &request, sizeof request);
@@ -100,10 +101,11 @@ void Answer(V2X_UDPSOCKHANDLE handle, const Datagram& datagram, const void* addr
     (v2xipc_SocketRespSend(handle, conf, &datagram, addr, addrLen) == 0 ? g_answered : g_notAnswered).Add();
 }
 
-void Serve(V2X_UDPSOCKHANDLE handle, Datagram& datagram, const void* addr, int16_t addrLen) {
+// Serves one datagram of the log tool.
+void ServeRequest(V2X_UDPSOCKHANDLE handle, Datagram& datagram, const void* addr, int16_t addrLen) {
     const auto size = static_cast<size_t>(datagram.m_curMsgLen);
     const uint16_t cmdType =
-        size >= sizeof(v2xipc_dataHead_t) ? Read<v2xipc_dataHead_t>(datagram).m_cmdType : V2XIPC_CMD_LOG_REQUEST;
+        size >= sizeof(v2xipc_dataHead_t) ? ReadRecord<v2xipc_dataHead_t>(datagram).m_cmdType : V2XIPC_CMD_LOG_REQUEST;
     if (cmdType != V2XIPC_CMD_LOG_REQUEST) {
         g_wrongCommand.Add();
         V2XLOG(g_log, V2XLOG_WARN, "get error data,type pStr->m_cmdType=%d", cmdType);
@@ -114,15 +116,16 @@ void Serve(V2X_UDPSOCKHANDLE handle, Datagram& datagram, const void* addr, int16
         V2XLOG(g_log, V2XLOG_WARN, "log tool request of %zu bytes is too short", size);
         return;
     }
-    const Request request = Read<Request>(datagram);
+    const Request request = ReadRecord<Request>(datagram);
     if (request.command.m_logCmd == V2XIPC_LOG_REPORT) {
         Report report;
-        const int16_t length = ReportLevels(request, report);
-        Answer(handle, {length, reinterpret_cast<uint8_t*>(&report)}, addr, addrLen);
+        const int16_t length = FillReport(request, report);
+        SendAnswer(handle, {length, reinterpret_cast<uint8_t*>(&report)}, addr, addrLen);
     } else if (request.command.m_logCmd == V2XIPC_LOG_SET && SetLevel(datagram) != 0) {
         g_notServed.Add();
     } else {
-        Answer(handle, datagram, addr, addrLen); // an unknown command goes back as it came
+        // The answer to a set request, or to an unknown command, repeats the request.
+        SendAnswer(handle, datagram, addr, addrLen);
     }
 }
 
@@ -130,6 +133,6 @@ void Serve(V2X_UDPSOCKHANDLE handle, Datagram& datagram, const void* addr, int16
 
 void GetLogCtl(V2X_UDPSOCKHANDLE handle, void* p_data, void* addr, int16_t addrLen) {
     V2XLOG(g_log, V2XLOG_TRACE, "GetLogCtl enter");
-    Serve(handle, *static_cast<Datagram*>(p_data), addr, addrLen);
+    ServeRequest(handle, *static_cast<Datagram*>(p_data), addr, addrLen);
     V2XLOG(g_log, V2XLOG_TRACE, "GetLogCtl exit");
 }

@@ -1,4 +1,4 @@
-// Log control: the local log tool reads and changes the levels of the daemon's log tags.
+// Log control: the log tool reads and sets the levels of the daemon's log tags.
 #pragma once
 
 #include <cstdint>
@@ -6,5 +6,5 @@
 #include "v2x/v2xpub.h"
 
 // Receive callback of the log tool's socket (v2xpub_msgFunc): reports or sets log levels and answers the sender. The
-// answer is made in the received buffer, except for a report. Runs on the socket's thread.
+// function writes its answer to the received buffer, except for a report. Runs on the socket's thread.
 void GetLogCtl(V2X_UDPSOCKHANDLE handle, void* p_data, void* addr, int16_t addrLen);

@@ -16,27 +16,26 @@ namespace {
 
 v2xlog_tag_t g_log{"SINF"};
 
-// Each request counts in one of these.
+// One of these two counters counts each request.
 v2x_counter g_unanswered{"reply", "unanswered"};
 v2x_counter g_received{"reply", "received"};
-// Each received reply counts in one of these, unless it is still queued.
+// One of these counters counts each received reply when the reply leaves the queue.
 v2x_counter g_overrun{"reply", "overrun"};
 v2x_counter g_wrongHead{"reply", "wrong_head"};
 v2x_counter g_wrongLength{"reply", "wrong_length"};
 v2x_counter g_wrongCommand{"reply", "wrong_command"};
 v2x_counter g_otherType{"reply", "other_type"};
 v2x_counter g_noBlock{"reply", "no_block"};
-v2x_counter g_badItem{"reply", "bad_item"}; // earlier items of the reply are used
+v2x_counter g_badItem{"reply", "bad_item"}; // the reply ends at an invalid item; earlier items are forwarded
 v2x_counter g_accepted{"reply", "accepted"};
-// Decoded items, and items after the 64th.
-v2x_counter g_items{"reply", "items"};
-v2x_counter g_itemsOver{"reply", "items_over"};
+v2x_counter g_items{"reply", "items"};          // decoded items
+v2x_counter g_itemsOver{"reply", "items_over"}; // items after the 64th, which are ignored
 
 constexpr int32_t REQUEST_DATA_NO = 1;
 constexpr int32_t REPLY_MAX_PACK = 20480;
 constexpr int32_t REPLY_MAX_ITEMS = 64;
 constexpr size_t PENDING_MAX = 64;
-constexpr int16_t DATAGRAM_MAX = 32767; // greatest value of m_curMsgLen
+constexpr int16_t DATAGRAM_MAX = 32767; // largest value of m_curMsgLen
 
 // One reply datagram.
 struct spat_pc5_data_ {
@@ -44,7 +43,7 @@ struct spat_pc5_data_ {
     uint8_t bytes[DATAGRAM_MAX];
 };
 
-// Replies in order of arrival: a ring of which g_pending slots from g_first on are in use.
+// A ring of replies in order of arrival. g_first is the index of the oldest reply, g_pending the number of replies.
 std::mutex g_spat_pc5_data_mutex;
 spat_pc5_data_ g_spat_pc5_data[PENDING_MAX];
 size_t g_first = 0;
@@ -55,7 +54,8 @@ void CopyReply(const spat_pc5_data_& from, spat_pc5_data_& to) {
     memcpy(to.bytes, from.bytes, static_cast<size_t>(from.m_curMsgLen));
 }
 
-void Append(const spat_pc5_data_& reply) {
+// Queues a reply. If the queue is full, drops the oldest reply.
+void QueueReply(const spat_pc5_data_& reply) {
     bool isFull = false;
     {
         const std::lock_guard<std::mutex> guard(g_spat_pc5_data_mutex);
@@ -70,28 +70,28 @@ void Append(const spat_pc5_data_& reply) {
     }
 }
 
-// Removes the oldest reply. Call only when Pending() > 0, on the processing task: Append may replace the oldest reply
-// but never shortens the queue.
-void TakeFirst(spat_pc5_data_& reply) {
+// Removes the oldest reply and copies it to `reply`. Only the processing task may call this function, and only if
+// CountPending() > 0: QueueReply never shortens the queue.
+void TakeOldest(spat_pc5_data_& reply) {
     const std::lock_guard<std::mutex> guard(g_spat_pc5_data_mutex);
     CopyReply(g_spat_pc5_data[g_first], reply);
     g_first = (g_first + 1) % PENDING_MAX;
     g_pending--;
 }
 
-size_t Pending() {
+size_t CountPending() {
     const std::lock_guard<std::mutex> guard(g_spat_pc5_data_mutex);
     return g_pending;
 }
 
-// Whether an item starts where the previous one ends (corrected) or at the legacy offset.
-bool ItemsAreContiguous() {
+// Returns true if each item starts at the end of the previous item (corrected); false for the legacy offset.
+bool AreItemsContiguous() {
     const spat_conv_config_t* config = nullptr;
     return v2xspatconv_GetCfgData(&config) == 0 && config->m_corrections.m_reply_items;
 }
 
-// Decodes the item whose length field is at `at` and sends it up to the cloud. Returns the end of its bytes; 0 when the
-// item does not fit or does not decode.
+// Decodes the item whose length field is at offset `at` and sends its SPAT to the cloud. Returns the offset of the end
+// of the item; 0 if the item exceeds the block or cannot be decoded.
 size_t DealItem(uint8_t* bytes, size_t size, size_t at) {
     v2xipc_pc5Data_t item = {};
     if (at + sizeof item <= size) {
@@ -111,8 +111,8 @@ size_t DealItem(uint8_t* bytes, size_t size, size_t at) {
     return end;
 }
 
-// Decodes the items of a data block of `size` bytes, at most 64. Returns 0; -2 for a block that is too short or when an
-// item fails, which ends the reply.
+// Decodes at most 64 items of a data block of `size` bytes. Stops at the first invalid item. Returns 0; -2 if the block
+// is too short or an item is invalid.
 int32_t DealSpatDataRecv(uint8_t* pRsuData, size_t size) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_log, ret);
@@ -124,23 +124,23 @@ int32_t DealSpatDataRecv(uint8_t* pRsuData, size_t size) {
     }
     memcpy(&block, pRsuData, sizeof block);
     uint8_t* const items = pRsuData + sizeof block;
-    const bool contiguous = ItemsAreContiguous();
+    const bool areContiguous = AreItemsContiguous();
     size_t at = 0;
     for (int32_t i = 0; i < std::min(block.m_dataNo, REPLY_MAX_ITEMS); i++) {
         const size_t end = DealItem(items, size - sizeof block, at);
         if (end == 0) {
             return ret = -2;
         }
-        // Legacy: the offset adds the length of the previous item only.
+        // Legacy: the offset includes the data length of the previous item, but of no earlier item.
         const size_t length = end - at - sizeof(v2xipc_pc5Data_t);
-        at = contiguous ? end : sizeof(v2xipc_pc5Data_t) * static_cast<size_t>(i + 1) + length;
+        at = areContiguous ? end : sizeof(v2xipc_pc5Data_t) * static_cast<size_t>(i + 1) + length;
     }
     g_accepted.Add();
     g_itemsOver.Add(static_cast<uint64_t>(std::max(block.m_dataNo, REPLY_MAX_ITEMS) - REPLY_MAX_ITEMS));
     return ret;
 }
 
-// Writes the request's data block (type 11, number 1, no data) at pData and its length to plen.
+// Writes the request's data block (type 11, number 1, no data) to pData and the length of the block to *plen.
 void GetSpatData_fill(uint8_t* pData, uint16_t* plen) {
     v2xipc_rsuData_t block = {};
     block.m_dataType = V2XIPC_DATA_SPAT_UPER;
@@ -185,11 +185,11 @@ int32_t v2xspatconv_GetRsuDataResp(const v2xpub_UdpSocketDataHead_t* mp_data) {
 }
 
 void SendGetSpatDataToAPPTaskFun(void* /*arg*/) {
-    static spat_pc5_data_ answer; // of the request task alone
+    static spat_pc5_data_ answer; // only the request task accesses this buffer
     uint8_t frame[sizeof(v2xipc_dataHead_t) + sizeof(v2xipc_rsuData_t)];
     uint16_t blockLength = 0;
     GetSpatData_fill(frame + sizeof(v2xipc_dataHead_t), &blockLength);
-    const v2xipc_dataHead_t head = v2xspatconv_RequestHead(blockLength);
+    const v2xipc_dataHead_t head = v2xspatconv_MakeRequestHead(blockLength);
     memcpy(frame, &head, sizeof head);
 
     const v2xpub_UdpSocketDataHead_t request = {static_cast<int16_t>(sizeof frame), frame};
@@ -201,17 +201,17 @@ void SendGetSpatDataToAPPTaskFun(void* /*arg*/) {
     }
     answer.m_curMsgLen = received.m_curMsgLen;
     g_received.Add();
-    Append(answer);
+    QueueReply(answer);
 }
 
 void DealSpatDataRecvTaskFun(void* /*arg*/) {
-    static spat_pc5_data_ reply; // of the processing task alone
-    const size_t waiting = Pending();
+    static spat_pc5_data_ reply; // only the processing task accesses this buffer
+    const size_t waiting = CountPending();
     if (waiting == 0) {
         V2XLOG(g_log, V2XLOG_WARN, "NO SPAT data");
     }
     for (size_t i = 0; i < waiting; i++) {
-        TakeFirst(reply);
+        TakeOldest(reply);
         const v2xpub_UdpSocketDataHead_t datagram = {reply.m_curMsgLen, reply.bytes};
         v2xspatconv_GetRsuDataResp(&datagram);
     }
