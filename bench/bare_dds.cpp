@@ -16,7 +16,7 @@ namespace {
 
 constexpr int32_t KEPT = 64;
 constexpr int32_t QUEUED = 1024;
-constexpr uint32_t SAMPLE_USUAL = V2XDDS_CDR_HEAD + V2XDDS_PIECE_MAX;
+constexpr uint32_t SAMPLE_USUAL = V2XDDS_CDR_HEAD + V2XDDS_SAMPLE_MAX;
 
 // Throws if Fast DDS returned null.
 template <typename Made>

@@ -110,7 +110,7 @@ TEST_F(Foreign, InvalidSamplesAreRejectedAndOthersDelivered) {
         {{0, 1, 0, 0}, nullptr},                                 // no length
         {{0, 1, 0, 0, 1, 0, 0, 0, 'f'}, "f"},
     };
-    const uint64_t before = countsOf("dds")["refused"];
+    const uint64_t before = countsOf("dds")["wrong_type"];
     Participant here({{"t", Inbox::take}});
     BareWriter foreign(testDomain(), "t");
     ASSERT_TRUE(eventually([&] { return foreign.readers() == 1; }));
@@ -122,7 +122,7 @@ TEST_F(Foreign, InvalidSamplesAreRejectedAndOthersDelivered) {
         }
     }
     Inbox::expect(expected);
-    EXPECT_EQ(countsOf("dds")["refused"], before + std::size(rows) - expected.size());
+    EXPECT_EQ(countsOf("dds")["wrong_type"], before + std::size(rows) - expected.size());
 }
 
 } // namespace

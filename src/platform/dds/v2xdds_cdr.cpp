@@ -4,16 +4,16 @@
 
 namespace {
 
-// Encapsulation identifiers of RTPS 2.3, 10.2: the second byte; the first is 0.
+// Second byte of the encapsulation identifier (RTPS 2.3, 10.2). The first byte is 0.
 constexpr uint8_t CDR_BIG_ENDIAN = 0;
 constexpr uint8_t CDR_LITTLE_ENDIAN = 1;
 
-uint32_t LengthOf(const uint8_t* field, bool isLittleEndian) {
-    uint32_t length = 0;
+uint32_t ReadUint32(const uint8_t* bytes, bool isLittleEndian) {
+    uint32_t value = 0;
     for (int i = 0; i < 4; ++i) {
-        length = length << 8 | field[isLittleEndian ? 3 - i : i];
+        value = value << 8 | bytes[isLittleEndian ? 3 - i : i];
     }
-    return length;
+    return value;
 }
 
 } // namespace
@@ -39,7 +39,7 @@ std::optional<std::span<const uint8_t>> v2xdds_Decode(std::span<const uint8_t> s
         return std::nullopt;
     }
     static_assert(CDR_BIG_ENDIAN == 0 && CDR_LITTLE_ENDIAN == 1);
-    const uint32_t length = LengthOf(&sample[4], sample[1] == CDR_LITTLE_ENDIAN);
+    const uint32_t length = ReadUint32(&sample[4], sample[1] == CDR_LITTLE_ENDIAN);
     const auto rest = sample.subspan(V2XDDS_CDR_HEAD);
     if (length > rest.size()) {
         return std::nullopt;

@@ -6,12 +6,13 @@
 
 namespace {
 
-thread_local const v2xdds_dispatch* t_running = nullptr; // the dispatcher that this thread belongs to
+// The dispatcher that started the current thread; null on all other threads.
+thread_local const v2xdds_dispatch* t_dispatcher = nullptr;
 
 } // namespace
 
-bool v2xdds_dispatch::IsCaller() const {
-    return t_running == this;
+bool v2xdds_dispatch::IsOwnThread() const {
+    return t_dispatcher == this;
 }
 
 void v2xdds_dispatch::Start(const Readers& readers) {
@@ -39,18 +40,18 @@ void v2xdds_dispatch::Stop() {
 }
 
 void v2xdds_dispatch::Run(const Readers& readers) {
-    t_running = this;
+    t_dispatcher = this;
     std::unique_lock lock(m_mutex);
     while (!m_isStopping) {
         m_wake.wait(lock, [this] { return m_isPending || m_isStopping; });
         m_isPending = false;
         lock.unlock();
-        // One sample of each topic in turn, so that a busy topic does not delay the others.
-        bool isMore = false;
+        // Deliver one sample of each topic in turn, so that a busy topic does not delay the other topics.
+        bool hasMore = false;
         for (const auto& reader : readers) {
-            isMore |= reader->DeliverOne();
+            hasMore |= reader->DeliverOne();
         }
         lock.lock();
-        m_isPending |= isMore;
+        m_isPending |= hasMore;
     }
 }

@@ -1,5 +1,6 @@
-// The thread that runs the callbacks of one participant. Fast DDS holds its locks while it notifies, so its threads
-// only wake this one: a callback may be slow, send, or ask for matches without delaying the protocol.
+// The dispatcher: a thread that calls the callbacks of one participant. Fast DDS holds its locks while it notifies a
+// listener, so our listeners only wake this thread. A callback may be slow, call dds_send or call get_match_cnt without
+// delaying the RTPS protocol.
 #pragma once
 
 #include <condition_variable>
@@ -19,14 +20,15 @@ public:
 
     using Readers = std::vector<std::unique_ptr<v2xdds_reader>>;
 
-    // Serves these readers, which must outlive the thread. Throws std::system_error if no thread can be created.
+    // Starts the thread that delivers the samples of `readers`. The readers must outlive the thread. Throws
+    // std::system_error if the thread cannot be created.
     void Start(const Readers& readers);
-    // A reader may have a sample. Any thread.
+    // Wakes the thread because a reader may have received a sample. May be called on any thread.
     void Wake();
-    // Waits for a callback that is running; none runs afterwards.
+    // Waits for a running callback and ends the thread. No callback runs after Stop returns.
     void Stop();
-    // Whether the caller is a callback of this participant.
-    bool IsCaller() const;
+    // Returns true on the thread of this dispatcher, so true means that a callback is the caller.
+    bool IsOwnThread() const;
 
 private:
     void Run(const Readers& readers);

@@ -1,21 +1,21 @@
-// Settings of Fast DDS that hold for the whole process.
+// Process-wide settings of Fast DDS.
 #pragma once
 
 #include <csignal>
 
-// Routes the warnings and errors of Fast DDS to this unit's log, turns its delivery within a process off, and starts
-// its log thread, which inherits the caller's signal mask. Call before each participant is created.
+// Redirects the warnings and errors of Fast DDS to v2xlog, turns off its intraprocess delivery, and starts its log
+// thread. The log thread inherits the caller's signal mask. Call this function before each participant is created.
 void v2xdds_PrepareLibrary();
 
-// Blocks SIGINT, SIGQUIT and SIGTERM in the calling thread during its lifetime. Threads that start meanwhile inherit
-// the mask, so the main thread receives these signals.
-class v2xdds_signalsBlocked {
+// Blocks SIGINT, SIGQUIT and SIGTERM in the constructing thread until the object is destroyed. A thread that this
+// thread creates while the object exists inherits the signal mask and never receives these signals.
+class v2xdds_signalBlocker {
 public:
-    v2xdds_signalsBlocked();
-    ~v2xdds_signalsBlocked();
-    v2xdds_signalsBlocked(const v2xdds_signalsBlocked&) = delete;
-    v2xdds_signalsBlocked& operator=(const v2xdds_signalsBlocked&) = delete;
+    v2xdds_signalBlocker();
+    ~v2xdds_signalBlocker();
+    v2xdds_signalBlocker(const v2xdds_signalBlocker&) = delete;
+    v2xdds_signalBlocker& operator=(const v2xdds_signalBlocker&) = delete;
 
 private:
-    sigset_t m_before;
+    sigset_t m_previousMask;
 };

@@ -1,4 +1,4 @@
-// The topic attributes that writers and readers announce.
+// The topic attributes and the durability that writers and readers announce.
 #pragma once
 
 #include <fastdds/rtps/common/Types.h>
@@ -12,12 +12,13 @@
 
 inline eprosima::fastrtps::TopicAttributes v2xdds_TopicAttributes(const std::string& topic) {
     eprosima::fastrtps::TopicAttributes attributes(topic.c_str(), V2XDDS_TYPE_NAME);
-    attributes.auto_fill_type_object = false; // the type is identified by its name only
+    // Announce the name of the type only, without a type description.
+    attributes.auto_fill_type_object = false;
     attributes.auto_fill_type_information = false;
     return attributes;
 }
 
-// The setting's durability, as the protocol layer and the discovery of Fast DDS name it.
+// Returns the durability of `setting` as two types of Fast DDS: one for the RTPS layer, one for discovery.
 inline std::pair<eprosima::fastrtps::rtps::DurabilityKind_t, eprosima::fastrtps::DurabilityQosPolicyKind>
 v2xdds_DurabilityOf(dds_historySetting setting) {
     if (setting == DDS_HISTORY_REAL_TIME) {

@@ -15,38 +15,41 @@
 namespace {
 
 v2x_counter g_samples{"dds", "samples"};
-v2x_counter g_refused{"dds", "refused"};
+v2x_counter g_wrongType{"dds", "wrong_type"};
 v2x_counter g_tooLong{"dds", "too_long"};
-v2x_counter g_unfit{"dds", "unfit_writers"};
-v2x_counter g_lost{"dds", "lost"}; // the writer dropped them before they arrived
+v2x_counter g_incompatible{"dds", "incompatible_writers"};
+v2x_counter g_lost{"dds", "lost"}; // samples that their writer evicted before they arrived
 
 namespace rtps = eprosima::fastrtps::rtps;
 
-// Samples that wait for the callback: one payload of maximum length in pieces. The writer's history, not this queue,
-// decides what a late or slow reader loses.
-constexpr size_t QUEUED = V2XDDS_PAYLOAD_MAX / V2XDDS_PIECE_MAX;
-constexpr uint32_t QUEUED_BYTES = 4 * V2XDDS_PAYLOAD_MAX;
-constexpr uint32_t SAMPLE_USUAL = V2XDDS_CDR_HEAD + V2XDDS_PIECE_MAX;
-constexpr uint32_t SAMPLE_MAX = V2XDDS_CDR_HEAD + V2XDDS_PAYLOAD_MAX + 3; // padded to a multiple of four
+// Maximum number of samples that wait for the callback. A payload of maximum length has this number of samples. The
+// writer's history, not this queue, decides which samples a late or slow reader loses.
+constexpr size_t QUEUE_SAMPLES = V2XDDS_PAYLOAD_MAX / V2XDDS_SAMPLE_MAX;
+constexpr uint32_t QUEUE_BYTES = 4 * V2XDDS_PAYLOAD_MAX;
+constexpr uint32_t INITIAL_SAMPLE_BYTES = V2XDDS_CDR_HEAD + V2XDDS_SAMPLE_MAX;
+// A sample is padded to a multiple of four bytes.
+constexpr uint32_t RECEIVED_SAMPLE_BYTES_MAX = V2XDDS_CDR_HEAD + V2XDDS_PAYLOAD_MAX + 3;
 
 } // namespace
 
-// The limit of Fast DDS itself is only a second bound, since it ignores gaps.
+// The limit of Fast DDS ignores missing samples. It is therefore higher than the limits that the queue itself checks.
 v2xdds_queue::v2xdds_queue()
-    : ReaderHistory({rtps::DYNAMIC_RESERVE_MEMORY_MODE, SAMPLE_USUAL, 0, static_cast<int32_t>(2 * QUEUED)}) {}
+    : ReaderHistory(
+          {rtps::DYNAMIC_RESERVE_MEMORY_MODE, INITIAL_SAMPLE_BYTES, 0, static_cast<int32_t>(2 * QUEUE_SAMPLES)}) {}
 
-// Called for every sample, and for every fragment of one.
+// Fast DDS calls this function for every sample. For a fragmented sample it calls the function for every fragment.
 bool v2xdds_queue::can_change_be_added_nts(const rtps::GUID_t& writer_guid, uint32_t total_payload_size,
                                            size_t unknown_missing_changes_up_to, bool& will_never_be_accepted) const {
-    will_never_be_accepted = total_payload_size > SAMPLE_MAX;
+    will_never_be_accepted = total_payload_size > RECEIVED_SAMPLE_BYTES_MAX;
     if (will_never_be_accepted) {
         g_tooLong.Add();
         V2XLOG(g_v2xddsLog, V2XLOG_WARN, "rejected a sample of %u bytes: longer than %u", total_payload_size,
-               SAMPLE_MAX);
+               RECEIVED_SAMPLE_BYTES_MAX);
         return false;
     }
     uint64_t bytes = 0;
-    bool isBegun = false; // earlier fragments of this sample are queued: it has its place, and its bytes are counted
+    // True if earlier fragments of this sample are queued. The loop below then counts the sample and its bytes.
+    bool isBegun = false;
     for (rtps::CacheChange_t* change : m_changes) {
         bytes += change->serializedPayload.length;
         isBegun = isBegun || (!change->is_fully_assembled() && change->writerGUID == writer_guid &&
@@ -54,10 +57,12 @@ bool v2xdds_queue::can_change_be_added_nts(const rtps::GUID_t& writer_guid, uint
     }
     const size_t ahead = m_changes.size() - (isBegun ? 1 : 0) + unknown_missing_changes_up_to;
     bytes += isBegun ? 0 : total_payload_size;
-    // Samples behind a gap cannot be delivered. They leave room for the missing sample, else the queue stays full for
-    // good. Reserve two maximum samples: an incomplete one may be counted twice.
+    // A sample after a missing sample cannot be delivered. Such samples must not fill the queue, because the missing
+    // sample could then never be queued. Reserve one entry for the missing sample, and the bytes of two maximum
+    // samples: an incomplete sample may be counted twice.
     const bool isNext = unknown_missing_changes_up_to == 0;
-    return ahead < (isNext ? QUEUED : QUEUED - 1) && bytes <= (isNext ? QUEUED_BYTES : QUEUED_BYTES - 2 * SAMPLE_MAX) &&
+    return ahead < (isNext ? QUEUE_SAMPLES : QUEUE_SAMPLES - 1) &&
+           bytes <= (isNext ? QUEUE_BYTES : QUEUE_BYTES - 2 * RECEIVED_SAMPLE_BYTES_MAX) &&
            ReaderHistory::can_change_be_added_nts(writer_guid, total_payload_size, unknown_missing_changes_up_to,
                                                   will_never_be_accepted);
 }
@@ -105,14 +110,14 @@ bool v2xdds_reader::DeliverOne() {
     }
     const auto octets = v2xdds_Decode(m_sample);
     if (!octets) {
-        g_refused.Add();
+        g_wrongType.Add();
         V2XLOG(g_v2xddsLog, V2XLOG_WARN, "topic %s: rejected a sample of %zu bytes: not of type %s", m_topic.c_str(),
                m_sample.size(), V2XDDS_TYPE_NAME);
         return true;
     }
     g_samples.Add();
-    for (size_t at = 0; at < octets->size(); at += V2XDDS_PIECE_MAX) {
-        const size_t length = std::min<size_t>(octets->size() - at, V2XDDS_PIECE_MAX);
+    for (size_t at = 0; at < octets->size(); at += V2XDDS_SAMPLE_MAX) {
+        const size_t length = std::min<size_t>(octets->size() - at, V2XDDS_SAMPLE_MAX);
         m_callback(m_sample.data() + V2XDDS_CDR_HEAD + at, static_cast<unsigned int>(length));
     }
     return true;
@@ -134,6 +139,6 @@ void v2xdds_reader::on_sample_lost(rtps::RTPSReader* /*reader*/, int32_t count) 
 
 void v2xdds_reader::on_requested_incompatible_qos(rtps::RTPSReader* /*reader*/,
                                                   eprosima::fastdds::dds::PolicyMask /*qos*/) {
-    g_unfit.Add();
+    g_incompatible.Add();
     V2XLOG(g_v2xddsLog, V2XLOG_WARN, "topic %s: the QoS of a writer is incompatible", m_topic.c_str());
 }

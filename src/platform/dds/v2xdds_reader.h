@@ -1,4 +1,4 @@
-// One topic's reader: a bounded queue of received samples, delivered to the callback in pieces.
+// The reader of one topic. It queues received samples and passes them to the callback, at most 1024 bytes a call.
 #pragma once
 
 #include <cstdint>
@@ -12,30 +12,32 @@
 
 #include "v2x/v2xdds.h"
 
-// A queue bounded in samples and bytes. While it is full the writer retries; a sample that is too long is discarded.
+// A queue with a limited number of samples and bytes. A full queue rejects a sample, and the writer sends the sample
+// again later. A sample that is too long is discarded.
 class v2xdds_queue : public eprosima::fastrtps::rtps::ReaderHistory {
 public:
     v2xdds_queue();
     bool can_change_be_added_nts(const eprosima::fastrtps::rtps::GUID_t& writer_guid, uint32_t total_payload_size,
                                  size_t unknown_missing_changes_up_to, bool& will_never_be_accepted) const override;
-    // Moves the next sample that is complete and in order into `sample`; false if there is none.
+    // Moves the next sample from the queue into `sample`. Returns false if the next sample is missing or incomplete.
     bool Take(eprosima::fastrtps::rtps::RTPSReader& reader, std::vector<uint8_t>& sample);
 };
 
 class v2xdds_reader : private eprosima::fastrtps::rtps::ReaderListener {
 public:
-    // onSample: called on threads of Fast DDS when a sample has arrived.
+    // Fast DDS calls `onSample` on its own threads after a sample arrived.
     v2xdds_reader(std::string topic, dds_historySetting setting, dds_RecvCallback callback,
                   std::function<void()> onSample);
     ~v2xdds_reader() override;
     v2xdds_reader(const v2xdds_reader&) = delete;
     v2xdds_reader& operator=(const v2xdds_reader&) = delete;
 
-    // Creates the reader in the participant, which must outlive it. False if Fast DDS rejects it.
+    // Creates the RTPS reader in `participant`, which must outlive this object. Returns false if Fast DDS rejects the
+    // reader.
     bool Open(eprosima::fastrtps::rtps::RTPSParticipant& participant);
 
-    // Delivers the next sample to the callback, or discards it if it is invalid; false if there is none. On the
-    // dispatching thread only.
+    // Delivers the next sample to the callback, or discards an invalid sample. Returns false if no sample can be
+    // delivered. Call it on the dispatcher's thread only.
     bool DeliverOne();
 
 private:
@@ -52,7 +54,7 @@ private:
     const dds_historySetting m_setting;
     const dds_RecvCallback m_callback;
     const std::function<void()> m_onSample;
-    std::vector<uint8_t> m_sample; // taken last
+    std::vector<uint8_t> m_sample; // the sample that DeliverOne delivers
     v2xdds_queue m_queue;
     eprosima::fastrtps::rtps::RTPSReader* m_reader = nullptr;
 };

@@ -1,4 +1,4 @@
-// How a participant reaches its peers: UDP on 127.0.0.1, unicast only, no settings from files or environment.
+// Network settings of a participant: unicast UDP on 127.0.0.1. They do not depend on files or environment variables.
 #pragma once
 
 #include <cstdint>
@@ -6,10 +6,11 @@
 
 // The only address that participants use.
 inline constexpr char V2XDDS_ADDRESS[] = "127.0.0.1";
-// The highest domain whose ports exist (RTPS 2.3, 9.6.1: from port 7400 + 250 * domain on).
+// Highest domain whose ports are below 65536. The ports of a domain start at 7400 + 250 * domain (RTPS 2.3, 9.6.1).
 inline constexpr int32_t V2XDDS_DOMAIN_MAX = 232;
 
-// The settings of a participant. It listens on the lowest free pair of ports, out of the 32 pairs that peers probe. By
-// default Fast DDS takes a new pair for every participant of a process, and runs without ports if it finds none. Throws
-// std::runtime_error if all pairs are taken or no socket can be created to probe them.
+// Returns the attributes of a participant that listens on the lowest free port pair out of the 32 pairs of the domain.
+// Without these attributes Fast DDS assigns a new port pair to every participant of a process, and a participant that
+// finds no free pair runs without ports. `domain` is 0 to V2XDDS_DOMAIN_MAX. Throws std::runtime_error if all pairs are
+// in use or if a port cannot be checked.
 eprosima::fastrtps::rtps::RTPSParticipantAttributes v2xdds_ParticipantAttributes(int32_t domain);

@@ -14,25 +14,30 @@
 
 namespace {
 
-v2x_counter g_overwritten{"dds", "overwritten"}; // dropped before every reader had acknowledged them
-v2x_counter g_unfit{"dds", "unfit_readers"};
+v2x_counter g_evicted{"dds", "evicted"}; // samples evicted before every reader acknowledged them
+v2x_counter g_incompatible{"dds", "incompatible_readers"};
 
 namespace rtps = eprosima::fastrtps::rtps;
 
-constexpr uint32_t HEARTBEAT_NS = 100'000'000; // a reader requests a lost sample again within this time
+// A reader notices a lost sample at the next heartbeat and requests the sample again.
+constexpr uint32_t HEARTBEAT_NS = 100'000'000;
 
-// Samples in the history, one row for each setting.
-constexpr size_t KEPT[] = {4096, 1, 64};
+// Maximum number of samples in the history.
+constexpr size_t HISTORY_DEPTH[] = {
+    4096, // DDS_HISTORY_ALL
+    1,    // DDS_HISTORY_LAST
+    64,   // DDS_HISTORY_REAL_TIME
+};
 
 rtps::HistoryAttributes HistoryFor(dds_historySetting setting) {
-    constexpr int32_t FIRST = 16; // allocated at the start; the rest on demand
-    const auto kept = static_cast<int32_t>(KEPT[setting]);
-    return {rtps::PREALLOCATED_WITH_REALLOC_MEMORY_MODE, V2XDDS_CDR_HEAD + V2XDDS_PIECE_MAX, std::min(FIRST, kept),
-            kept};
+    constexpr int32_t INITIAL_SAMPLES = 16; // Fast DDS allocates more samples on demand
+    const auto depth = static_cast<int32_t>(HISTORY_DEPTH[setting]);
+    return {rtps::PREALLOCATED_WITH_REALLOC_MEMORY_MODE, V2XDDS_CDR_HEAD + V2XDDS_SAMPLE_MAX,
+            std::min(INITIAL_SAMPLES, depth), depth};
 }
 
-size_t PiecesOf(std::span<const uint8_t> payload) {
-    return (payload.size() + V2XDDS_PIECE_MAX - 1) / V2XDDS_PIECE_MAX;
+size_t CountSamples(std::span<const uint8_t> payload) {
+    return (payload.size() + V2XDDS_SAMPLE_MAX - 1) / V2XDDS_SAMPLE_MAX;
 }
 
 } // namespace
@@ -63,22 +68,23 @@ bool v2xdds_writer::Open(rtps::RTPSParticipant& participant) {
 
 int32_t v2xdds_writer::Send(std::span<const uint8_t> payload) {
     const std::lock_guard lock(m_sendMutex);
-    if (m_setting == DDS_HISTORY_ALL && !MakeRoom(PiecesOf(payload))) {
+    if (m_setting == DDS_HISTORY_ALL && !EvictAcknowledged(CountSamples(payload))) {
         return -2;
     }
     while (!payload.empty()) {
-        const auto piece = payload.first(std::min<size_t>(payload.size(), V2XDDS_PIECE_MAX));
-        if (!SendPiece(piece)) {
+        const auto octets = payload.first(std::min<size_t>(payload.size(), V2XDDS_SAMPLE_MAX));
+        if (!SendSample(octets)) {
             return -2;
         }
-        payload = payload.subspan(piece.size());
+        payload = payload.subspan(octets.size());
     }
     return 0;
 }
 
-// For the setting "all": drops only samples that every reader has acknowledged.
-bool v2xdds_writer::MakeRoom(size_t samples) {
-    while (m_history.getHistorySize() + samples > KEPT[m_setting]) {
+// Evicts the oldest samples until `newSamples` more samples fit into the history. Returns false if a reader has not
+// acknowledged the oldest sample.
+bool v2xdds_writer::EvictAcknowledged(size_t newSamples) {
+    while (m_history.getHistorySize() + newSamples > HISTORY_DEPTH[m_setting]) {
         rtps::CacheChange_t* oldest = nullptr;
         if (!m_history.get_min_change(&oldest) || !m_writer->is_acked_by_all(oldest) ||
             !m_history.remove_min_change()) {
@@ -88,31 +94,32 @@ bool v2xdds_writer::MakeRoom(size_t samples) {
     return true;
 }
 
-// Makes room for one sample, even if a reader has not acknowledged the oldest.
-bool v2xdds_writer::Overwrite() {
+// If the history is full, evicts the oldest sample, even if a reader has not acknowledged it.
+bool v2xdds_writer::EvictOldest() {
     rtps::CacheChange_t* oldest = nullptr;
-    if (m_history.getHistorySize() < KEPT[m_setting]) {
+    if (m_history.getHistorySize() < HISTORY_DEPTH[m_setting]) {
         return true;
     }
     if (m_history.get_min_change(&oldest) && !m_writer->is_acked_by_all(oldest)) {
-        g_overwritten.Add();
+        g_evicted.Add();
     }
     return m_history.remove_min_change();
 }
 
-bool v2xdds_writer::SendPiece(std::span<const uint8_t> piece) {
-    if (!Overwrite()) {
+bool v2xdds_writer::SendSample(std::span<const uint8_t> octets) {
+    if (!EvictOldest()) {
         return false;
     }
-    const auto size = static_cast<uint32_t>(V2XDDS_CDR_HEAD + piece.size());
+    const auto size = static_cast<uint32_t>(V2XDDS_CDR_HEAD + octets.size());
     rtps::CacheChange_t* const change = m_writer->new_change([size] { return size; }, rtps::ALIVE);
     if (change == nullptr) {
         return false;
     }
-    v2xdds_Encode(piece, change->serializedPayload.data);
+    v2xdds_Encode(octets, change->serializedPayload.data);
     change->serializedPayload.length = size;
     change->serializedPayload.encapsulation = CDR_LE;
-    // Readers sort waiting samples by this time. It never decreases, so a clock step keeps the order.
+    // A reader orders its queued samples by this time stamp. The stamp never decreases, so the samples stay in order
+    // when the system clock is set back.
     rtps::Time_t stamp;
     rtps::Time_t::now(stamp);
     m_lastStamp = std::max(m_lastStamp, stamp.to_ns());
@@ -128,13 +135,14 @@ bool v2xdds_writer::SendPiece(std::span<const uint8_t> piece) {
 
 void v2xdds_writer::onWriterMatched(rtps::RTPSWriter* /*writer*/,
                                     const eprosima::fastdds::dds::PublicationMatchedStatus& status) {
-    const int32_t change = status.current_count_change; // the total is always 0 in this layer
-    const int32_t count = m_matched.fetch_add(change, std::memory_order_relaxed) + change;
+    // The RTPS layer always reports current_count as 0, so the changes are summed here.
+    const int32_t change = status.current_count_change;
+    const int32_t count = m_matchedReaders.fetch_add(change, std::memory_order_relaxed) + change;
     V2XLOG(g_v2xddsLog, V2XLOG_INFO, "topic %s: %d readers", m_topic.c_str(), count);
 }
 
 void v2xdds_writer::on_offered_incompatible_qos(rtps::RTPSWriter* /*writer*/,
                                                 eprosima::fastdds::dds::PolicyMask /*qos*/) {
-    g_unfit.Add();
+    g_incompatible.Add();
     V2XLOG(g_v2xddsLog, V2XLOG_WARN, "topic %s: the QoS of a reader is incompatible", m_topic.c_str());
 }

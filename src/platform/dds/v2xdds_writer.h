@@ -1,4 +1,4 @@
-// One topic's writer. Its history is bounded, and sending never waits for a reader.
+// The writer of one topic. The number of samples in its history is limited, and Send never waits for a reader.
 #pragma once
 
 #include <atomic>
@@ -20,14 +20,16 @@ public:
     v2xdds_writer(const v2xdds_writer&) = delete;
     v2xdds_writer& operator=(const v2xdds_writer&) = delete;
 
-    // Creates the writer in the participant, which must outlive it. False if Fast DDS rejects it.
+    // Creates the RTPS writer in `participant`, which must outlive this object. Returns false if Fast DDS rejects the
+    // writer.
     bool Open(eprosima::fastrtps::rtps::RTPSParticipant& participant);
 
-    // Returns 0 or -2 like dds_send. Any thread.
+    // Publishes the payload in samples of at most 1024 bytes. Returns 0 or -2 as dds_send does. May be called on any
+    // thread.
     int32_t Send(std::span<const uint8_t> payload);
 
     const std::string& Topic() const { return m_topic; }
-    int32_t Matched() const { return m_matched.load(std::memory_order_relaxed); }
+    int32_t CountMatchedReaders() const { return m_matchedReaders.load(std::memory_order_relaxed); }
 
 private:
     using WriterListener::onWriterMatched;
@@ -36,15 +38,15 @@ private:
     void on_offered_incompatible_qos(eprosima::fastrtps::rtps::RTPSWriter* writer,
                                      eprosima::fastdds::dds::PolicyMask qos) override;
 
-    bool MakeRoom(size_t samples);
-    bool Overwrite();
-    bool SendPiece(std::span<const uint8_t> piece);
+    bool EvictAcknowledged(size_t newSamples);
+    bool EvictOldest();
+    bool SendSample(std::span<const uint8_t> octets);
 
     const std::string m_topic;
     const dds_historySetting m_setting;
-    std::atomic<int32_t> m_matched{0};
+    std::atomic<int32_t> m_matchedReaders{0};
 
-    std::mutex m_sendMutex; // one payload at a time
+    std::mutex m_sendMutex; // serializes Send()
     int64_t m_lastStamp = 0;
     eprosima::fastrtps::rtps::WriterHistory m_history;
     eprosima::fastrtps::rtps::RTPSWriter* m_writer = nullptr;
