@@ -209,7 +209,7 @@ TEST_F(V2xLog, RecoversFromFullAndRemovedFile) {
         EXPECT_THAT(readFile(path), HasSubstr(first)) << "the file was truncated";
         EXPECT_THAT(readFile(path),
                     testing::ContainsRegex("W MAIN v2xlog: this file could not be written for [0-9]+ s: "
-                                           "[1-9][0-9]* lines went to standard error, 0 were lost\n"));
+                                           "[1-9][0-9]* lines were written to standard error, 0 were lost\n"));
         EXPECT_THAT(Lines(errors).at(0), MatchesRegex("v2xlog: cannot write /.*: .*File too large; logging to .*"));
         fs::remove_all(folder / "a");
         EXPECT_TRUE(LineArrives("in a new folder", path));

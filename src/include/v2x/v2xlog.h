@@ -1,16 +1,16 @@
-// Log library of the unit: one log file per process, and tags whose levels can be changed at run time.
+// Log library: one log file per process, and tags whose levels can be changed at run time.
 //
-// Any thread may call any function at any time. Before v2xlog_Init nothing is written. No function waits for a full or
-// missing disk, and none ends the process for it: while the file cannot be written, lines go to standard error, and a
-// line that would block there is dropped. One line on standard error reports the start of such an outage, one line in
-// the file reports its end. The process is expected to ignore SIGPIPE (standard error without a reader) and SIGXFSZ (a
-// file at the size limit of the process).
+// Any thread may call any function at any time. Before v2xlog_Init the library writes nothing. A full or missing disk
+// neither blocks a caller nor ends the process. While the file cannot be written, the library writes lines to standard
+// error, and drops a line that would block. One line on standard error reports the start of such an outage. One line in
+// the file reports the end. The process must ignore SIGPIPE, which is raised if standard error has no reader, and
+// SIGXFSZ, which is raised if the file exceeds the size limit of the process.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
 
-// Levels, most important first. A tag at level n writes lines of the levels 1 to n; at 0 it writes nothing.
+// Levels, most important first. A tag at level n writes the lines of levels 1 to n. A tag at level 0 writes nothing.
 enum v2xlog_level : int32_t {
     V2XLOG_UNDO = 0,
     V2XLOG_FATAL = 1,
@@ -22,85 +22,86 @@ enum v2xlog_level : int32_t {
     V2XLOG_TRACE = 7,
 };
 
-// Bytes of one formatted message including its NUL; a longer message is truncated.
+// Maximum size of a formatted message in bytes, including its NUL. A longer message is truncated.
 inline constexpr int32_t V2XLOG_TEXT_SIZE = 4096;
-// Bytes of a tag name as it travels on the wire, NUL-padded; a name has at most 7 characters.
+// Size of a NUL-padded tag name in bytes, in memory and in messages. A name has at most 7 characters.
 inline constexpr int32_t V2XLOG_NAME_SIZE = 8;
 // Maximum number of tags in one process.
 inline constexpr int32_t V2XLOG_MAX_TAGS = 64;
 
-// One registered tag. Owned by the library, never freed, at a fixed address.
+// One registered tag. The library owns the tag and never frees or moves it.
 struct v2xlog_tagSlot {
     char name[V2XLOG_NAME_SIZE];
     std::atomic<int32_t> level;
 };
 using V2X_LOGHANDLE = v2xlog_tagSlot*;
 
-// Opens the log file `path` and creates its missing folders. Lines printed with a null handle carry `defaultTag`, which
-// is not registered by this call.
-// useFile: 1 = write to the file (rotated at 10 MiB, five old files kept as NAME.1.EXT to NAME.5.EXT), 0 = no file.
-// limit: 1 = limit each place in the code (see v2xlog_site), 0 = write every line. useStderr: 1 = write every line to
-// standard error as well. Lines after exit() has begun are dropped. Returns 0; -2 for a null path or tag; -3 when the
-// file cannot be opened or is not a regular file (a folder, a device, a symbolic link): the library then writes to
-// standard error and tries the file again every 2 s; -4 for a second call, which changes nothing.
+// Opens the log file `path` and creates its missing folders. `defaultTag` is the tag of lines that are printed with a
+// null handle; this function does not register it.
+// useFile: 1 writes lines to the file, 0 uses no file. The file is rotated at 10 MiB; the five old files are NAME.1.EXT
+// to NAME.5.EXT. limit: 1 rate-limits each log statement (see v2xlog_site), 0 writes every line. useStderr: 1 writes
+// every line to standard error, too.
+// The library drops lines that are printed after exit() is called. Returns 0; -2 for a null path or tag; -3 if the file
+// cannot be opened or is not a regular file (a folder, a device, a symbolic link); -4 for a second call, which changes
+// nothing. After -3 the library writes to standard error and tries to open the file every 2 s.
 int32_t v2xlog_Init(const char* path, const char* defaultTag, int32_t useFile, int32_t limit, int32_t useStderr);
 
-// Registers a tag (1 to 7 characters) at level 4 and stores its handle. For a registered name it stores the existing
-// handle and keeps the level. Returns 0; -2 for a null argument or a name of invalid length; -3 when 64 tags are
-// registered.
+// Registers a tag (1 to 7 characters) at level 4 and stores its handle. If the name is already registered, stores the
+// existing handle and does not change the level. Returns 0; -2 for a null argument or a name of invalid length; -3 if
+// 64 tags are already registered.
 int32_t v2xlog_AddTag(const char* name, V2X_LOGHANDLE* handle);
 
-// Finds a registered tag; `name` is read up to its NUL and at most 8 bytes. Returns 0, -2 for a null argument, -3 for
-// an unknown name (the handle keeps its value).
+// Finds a registered tag and stores its handle. Reads `name` up to its NUL, but at most 8 bytes. Returns 0; -2 for a
+// null argument; -3 for an unknown name. On failure *handle is unchanged.
 int32_t v2xlog_GetTagHandle(const char* name, V2X_LOGHANDLE* handle);
 
-// Sets a level, 0 to 7. Returns 0, -2 for a null handle, -3 for a level out of range (nothing changes).
+// Set the level, 0 to 7, of one tag or of all registered tags. Both functions return 0; -3 for a level out of range,
+// without a change. v2xlog_SetTagLevel returns -2 for a null handle.
 int32_t v2xlog_SetTagLevel(V2X_LOGHANDLE handle, int32_t level);
 int32_t v2xlog_SetAllTagLevel(int32_t level);
 
-// Number of registered tags, 0 to 64. Their indexes follow the order of registration.
+// Returns the number of registered tags, 0 to 64. The tags are indexed from 0 in the order of registration.
 int32_t v2xlog_GetTagNum(void);
 
-// Copies name (8 bytes, NUL-padded) and level of the tag at `index`. Returns 0, -2 for a null argument, -3 for an index
-// out of range.
+// Copies the name (8 bytes, NUL-padded) and the level of the tag at `index`. Returns 0; -2 for a null argument; -3 for
+// an index out of range.
 int32_t v2xlog_GetTagLevelByIndex(int32_t index, uint8_t* name, int16_t* level);
 
-// Writes one line: local time, level letter (F E W I D V T), tag, text. Control characters in the text become blanks.
-// A null handle means the default tag with its level (4 while it is not registered). Not limited.
+// Writes one line: local time, level letter (F E W I D V T), tag, text. Replaces control characters in the text by
+// blanks. A null handle means the default tag; an unregistered default tag has level 4. Lines are not rate-limited.
 void v2xlog_Print(V2X_LOGHANDLE handle, int32_t level, const char* text);
 
-// Writes `len` bytes, sixteen a line: offset, hex, printable characters. Null data or len <= 0 writes nothing. Not
-// limited.
+// Writes `len` bytes, sixteen in each line: offset, hexadecimal digits, printable characters. Writes nothing if `data`
+// is null or `len` <= 0. Lines are not rate-limited.
 void v2xlog_HexDump(V2X_LOGHANDLE handle, int32_t level, const uint8_t* data, int32_t len);
 
-// One place in the code that logs, with static storage. The library limits its lines of the levels 1 to 5: it
-// suppresses a text equal to the last one written less than 10 s ago, and every line after 300 in 10 s. The next line
-// that the place writes ends in " [n more]", the number of suppressed lines.
+// One log statement of the program, in static storage. The library rate-limits the lines of levels 1 to 5: it
+// suppresses a line if the statement wrote the same text last and less than 10 s ago, and every line after 300 lines in
+// 10 s. The next line that the statement writes ends in " [n more]", where n is the number of suppressed lines.
 struct v2xlog_site {
-    const char* file; // name without folders
+    const char* file; // name of the source file without folders
     int32_t line;
-    // State of the limit, owned by the library and guarded by its lock.
-    uint64_t textHash = 0;
-    int64_t textTime = 0;    // of the last text written; monotonic nanoseconds
-    int64_t windowStart = 0; // monotonic nanoseconds
-    uint32_t written = 0;    // in the window
-    uint64_t suppressed = 0; // since the last line written
+    // State of the rate limit. Only the library uses it, under its lock.
+    uint64_t textHash = 0;   // hash of the last text written
+    int64_t textTime = 0;    // time of the last text written, in monotonic nanoseconds
+    int64_t windowStart = 0; // start of the current 10 s, in monotonic nanoseconds
+    uint32_t written = 0;    // number of lines written since windowStart
+    uint64_t suppressed = 0; // number of lines suppressed since the last line written
 };
 
-// Formats "file:function:line:" and the message into one text and prints it `times` times. Use the macros below, which
-// test the level first.
+// Formats "file:function:line:" and the message into one text and writes the text `times` times. Use the macros below,
+// which test the level first.
 __attribute__((format(printf, 6, 7))) void v2xlog_Format(V2X_LOGHANDLE handle, int32_t level, uint32_t times,
                                                          v2xlog_site& site, const char* function, const char* format,
                                                          ...);
 
-// A module's tag: its name, and its handle once the tag is registered. Keep it in static storage. Lines of an
-// unregistered tag are not written.
+// A module's tag, in static storage. Lines of an unregistered tag are not written.
 struct v2xlog_tag_t {
     const char* name;
-    std::atomic<V2X_LOGHANDLE> handle{nullptr};
+    std::atomic<V2X_LOGHANDLE> handle{nullptr}; // null until v2xlog_Handle finds the tag registered
 };
 
-// The handle, or null while the tag is not registered.
+// Returns the tag's handle, or null if the tag is not registered.
 inline V2X_LOGHANDLE v2xlog_Handle(v2xlog_tag_t& tag) {
     V2X_LOGHANDLE handle = tag.handle.load(std::memory_order_acquire);
     if (handle == nullptr && v2xlog_GetTagHandle(tag.name, &handle) == 0) {
@@ -109,15 +110,17 @@ inline V2X_LOGHANDLE v2xlog_Handle(v2xlog_tag_t& tag) {
     return handle;
 }
 
+// Returns true if the tag is registered and its level includes `level`.
 inline bool v2xlog_Enabled(v2xlog_tag_t& tag, int32_t level) {
     const V2X_LOGHANDLE handle = v2xlog_Handle(tag);
     return handle != nullptr && level <= handle->level.load(std::memory_order_relaxed);
 }
 
-// V2XLOG(v2xlog_tag_t, level, printf format, ...): tests the level before it evaluates the arguments.
+// V2XLOG(v2xlog_tag_t, level, printf format, ...) logs a message. It evaluates the arguments only if the level is
+// enabled.
 #define V2XLOG(tag, level, ...) V2XLOG_TIMES(tag, level, 1, __VA_ARGS__)
 
-// Equals V2XLOG called `times` times in a row, at the cost of one call; 0 logs nothing.
+// Has the effect of `times` successive calls of V2XLOG, but formats the message only once. 0 logs nothing.
 #define V2XLOG_TIMES(tag, level, times, ...)                                                                           \
     do {                                                                                                               \
         if ((times) > 0 && v2xlog_Enabled(tag, level)) {                                                               \
@@ -151,7 +154,7 @@ private:
     const int32_t& m_ret;
 };
 
-// Place it after `int32_t ret = 0;` at the start of a function that ends in `return ret;`.
+// Use this macro after `int32_t ret = 0;` at the start of a function that ends in `return ret;`.
 #define V2XLOG_TRACE_SCOPE(tag, ret)                                                                                   \
     static constinit v2xlog_site v2xlogTraceSite{__FILE_NAME__, __LINE__};                                             \
     const v2xlog_Trace v2xlogTrace(tag, v2xlogTraceSite, __func__, ret)

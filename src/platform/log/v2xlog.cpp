@@ -1,4 +1,4 @@
-// The functions that write: start, lines, hex dumps and formatted messages. The registry is in v2xlog_registry.cpp.
+// Initializes the log and writes lines, hex dumps and formatted messages. The tags are in v2xlog_registry.cpp.
 #include "v2x/v2xlog.h"
 
 #include "v2xlog_output.h"
@@ -18,23 +18,24 @@ using Clock = v2xlog_output::Clock;
 
 constexpr int64_t LIMIT_WINDOW = std::chrono::nanoseconds(std::chrono::seconds(10)).count();
 constexpr uint32_t LIMIT_LINES = 300;
-constexpr int32_t LIMIT_LEVEL = V2XLOG_DEBUG; // lines above this level are not limited
+constexpr int32_t LIMIT_LEVEL = V2XLOG_DEBUG; // highest level that is rate-limited
 constexpr int32_t BYTES_PER_LINE = 16;
 
-// Callers may use errno after they log it.
-class KeepErrno {
+// Restores errno in its destructor, because a caller may use errno after logging.
+class ErrnoRestorer {
 public:
-    KeepErrno() = default;
-    ~KeepErrno() { errno = m_errno; }
-    KeepErrno(const KeepErrno&) = delete;
-    KeepErrno& operator=(const KeepErrno&) = delete;
+    ErrnoRestorer() = default;
+    ~ErrnoRestorer() { errno = m_errno; }
+    ErrnoRestorer(const ErrnoRestorer&) = delete;
+    ErrnoRestorer& operator=(const ErrnoRestorer&) = delete;
 
 private:
     const int m_errno = errno;
 };
 
-// Counts `times` equal lines at their place. Returns whether the first one is to be written.
-bool PassLimit(v2xlog_site& site, uint64_t textHash, uint32_t times, Clock::time_point time) {
+// Applies the rate limit to `times` equal lines of one log statement. Returns true if the first line must be written.
+// Otherwise counts the lines as suppressed and returns false.
+bool ApplyLimit(v2xlog_site& site, uint64_t textHash, uint32_t times, Clock::time_point time) {
     const int64_t now = std::chrono::nanoseconds(time.time_since_epoch()).count();
     if (now - site.windowStart >= LIMIT_WINDOW) {
         site.windowStart = now;
@@ -51,7 +52,7 @@ bool PassLimit(v2xlog_site& site, uint64_t textHash, uint32_t times, Clock::time
     return true;
 }
 
-// Takes the lines of all threads, one at a time.
+// Writes the lines of all threads. A mutex serializes the writes.
 class Writer {
 public:
     Writer(const char* path, const char* defaultTag, bool hasLimit, bool useStderr)
@@ -60,7 +61,8 @@ public:
 
     bool Open() { return m_output.Open(Clock::now()); }
 
-    // The handle, for null that of the default tag, which is null while that tag is not registered.
+    // Returns `handle`, or the default tag's handle if `handle` is null. The result is null if the default tag is not
+    // registered.
     V2X_LOGHANDLE Resolve(V2X_LOGHANDLE handle) const {
         if (handle == nullptr) {
             v2xlog_GetTagHandle(m_defaultTag.c_str(), &handle);
@@ -68,7 +70,7 @@ public:
         return handle;
     }
 
-    // Writes a line of a resolved handle `times` times. A null site means no limit.
+    // Writes a line `times` times. `handle` is a result of Resolve. If `site` is null, the line is not rate-limited.
     void Write(V2X_LOGHANDLE handle, int32_t level, std::string_view text, v2xlog_site* site, uint32_t times) {
         v2xlog_line line{handle == nullptr ? m_defaultTag.c_str() : handle->name, level, text, 0};
         const std::lock_guard lock(m_mutex);
@@ -78,7 +80,7 @@ public:
         const auto now = Clock::now();
         if (m_hasLimit && site != nullptr && level <= LIMIT_LEVEL) {
             const uint64_t hash = std::hash<std::string_view>{}(text) ^ std::hash<const void*>{}(handle);
-            if (!PassLimit(*site, hash + static_cast<uint64_t>(level), times, now)) {
+            if (!ApplyLimit(*site, hash + static_cast<uint64_t>(level), times, now)) {
                 return;
             }
             line.suppressed = std::exchange(site->suppressed, times - 1);
@@ -89,7 +91,8 @@ public:
         }
     }
 
-    // At exit the C library frees the buffer of the open file, whatever thread still writes to it.
+    // Drops all later lines. exit() calls Close before the C library frees the file's buffer: another thread must not
+    // write to the freed buffer.
     void Close() {
         const std::lock_guard lock(m_mutex);
         m_isClosed = true;
@@ -110,8 +113,8 @@ void CloseAtExit() {
     g_writer.load(std::memory_order_acquire)->Close();
 }
 
-// The writer when lines of this level are enabled, else null; `handle` becomes the resolved one.
-Writer* WriterFor(V2X_LOGHANDLE& handle, int32_t level) {
+// Returns the writer if lines of `level` are enabled, else null. Replaces `handle` by the result of Resolve.
+Writer* FindEnabledWriter(V2X_LOGHANDLE& handle, int32_t level) {
     Writer* const writer = g_writer.load(std::memory_order_acquire);
     if (writer == nullptr) {
         return nullptr;
@@ -121,14 +124,14 @@ Writer* WriterFor(V2X_LOGHANDLE& handle, int32_t level) {
     return level > V2XLOG_UNDO && level <= V2XLOG_TRACE && level <= enabled ? writer : nullptr;
 }
 
-// One message is one line: control characters become blanks.
+// Replaces control characters by blanks, so that one message is one line.
 void ReplaceControls(char* text, size_t length) {
     const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; };
     std::replace_if(text, text + length, isControl, ' ');
 }
 
-// "0010  de ad ...   |..|" for up to sixteen bytes.
-std::string_view DumpLine(char (&text)[128], int64_t offset, const uint8_t* data, int32_t count) {
+// Formats up to sixteen bytes as "0010  de ad ...   |..|".
+std::string_view FormatDumpLine(char (&text)[128], int64_t offset, const uint8_t* data, int32_t count) {
     constexpr char DIGITS[] = "0123456789abcdef";
     char* out = text + std::snprintf(text, sizeof(text), "%04x  ", static_cast<unsigned>(offset));
     for (int32_t i = 0; i < BYTES_PER_LINE; ++i) {
@@ -161,8 +164,8 @@ int32_t v2xlog_Init(const char* path, const char* defaultTag, int32_t useFile, i
 }
 
 void v2xlog_Print(V2X_LOGHANDLE handle, int32_t level, const char* text) {
-    const KeepErrno keep;
-    Writer* const writer = text == nullptr ? nullptr : WriterFor(handle, level);
+    const ErrnoRestorer restorer;
+    Writer* const writer = text == nullptr ? nullptr : FindEnabledWriter(handle, level);
     if (writer == nullptr) {
         return;
     }
@@ -174,22 +177,22 @@ void v2xlog_Print(V2X_LOGHANDLE handle, int32_t level, const char* text) {
 }
 
 void v2xlog_HexDump(V2X_LOGHANDLE handle, int32_t level, const uint8_t* data, int32_t len) {
-    const KeepErrno keep;
-    Writer* const writer = data == nullptr || len <= 0 ? nullptr : WriterFor(handle, level);
+    const ErrnoRestorer restorer;
+    Writer* const writer = data == nullptr || len <= 0 ? nullptr : FindEnabledWriter(handle, level);
     if (writer == nullptr) {
         return;
     }
     char line[128];
     for (int64_t offset = 0; offset < len; offset += BYTES_PER_LINE) {
         const int32_t count = static_cast<int32_t>(std::min<int64_t>(BYTES_PER_LINE, len - offset));
-        writer->Write(handle, level, DumpLine(line, offset, data + offset, count), nullptr, 1);
+        writer->Write(handle, level, FormatDumpLine(line, offset, data + offset, count), nullptr, 1);
     }
 }
 
 void v2xlog_Format(V2X_LOGHANDLE handle, int32_t level, uint32_t times, v2xlog_site& site, const char* function,
                    const char* format, ...) {
-    const KeepErrno keep;
-    Writer* const writer = WriterFor(handle, level);
+    const ErrnoRestorer restorer;
+    Writer* const writer = FindEnabledWriter(handle, level);
     if (writer == nullptr) {
         return;
     }
@@ -200,7 +203,7 @@ void v2xlog_Format(V2X_LOGHANDLE handle, int32_t level, uint32_t times, v2xlog_s
     va_start(arguments, format);
     int body = std::vsnprintf(text + start, sizeof(text) - start, format, arguments);
     va_end(arguments);
-    if (body < 0) { // the arguments cannot be converted: the plain format still names place and cause
+    if (body < 0) { // vsnprintf cannot convert the arguments: log the format string itself
         body = std::snprintf(text + start, sizeof(text) - start, "%s", format);
     }
     const size_t length = std::min(start + static_cast<size_t>(std::max(body, 0)), sizeof(text) - 1);

@@ -21,7 +21,8 @@ std::filesystem::path FolderOf(const std::filesystem::path& path) {
     return path.has_parent_path() ? path.parent_path() : ".";
 }
 
-// Rotation renames files, which needs a writable folder. EPERM: the folder has the immutable flag.
+// Returns false if the folder is not writable: rotation then cannot rename files in it. The error is EPERM if the
+// folder has the immutable flag.
 bool CanRename(const std::filesystem::path& folder) {
     return ::access(folder.c_str(), W_OK | X_OK) == 0 || (errno != EACCES && errno != EROFS && errno != EPERM);
 }
@@ -30,8 +31,8 @@ bool CanRename(const std::filesystem::path& folder) {
 
 v2xlog_file::v2xlog_file(const char* path) : m_path(path), m_folder(FolderOf(m_path)) {}
 
-bool v2xlog_file::Ready(Clock::time_point now) {
-    if (m_sink != nullptr && IsReplaced(now)) {
+bool v2xlog_file::EnsureOpen(Clock::time_point now) {
+    if (m_sink != nullptr && MustReopen(now)) {
         m_sink.reset();
         m_nextOpen = now;
     }
@@ -56,7 +57,7 @@ void v2xlog_file::Open(Clock::time_point now) {
     try {
         spdlog::file_event_handlers handlers;
         handlers.before_open = [this](const spdlog::filename_t&) { CheckBeforeOpen(); };
-        handlers.after_open = [this](const spdlog::filename_t&, std::FILE* file) { NoteIdentity(file); };
+        handlers.after_open = [this](const spdlog::filename_t&, std::FILE* file) { StoreIdentity(file); };
         m_sink = std::make_unique<spdlog::sinks::rotating_file_sink_st>(m_path, MAX_BYTES, OLD_FILES, false, handlers);
         m_sink->set_formatter(std::make_unique<spdlog::pattern_formatter>("%v", spdlog::pattern_time_type::local, ""));
         m_nextCheck = now + CHECK_PERIOD;
@@ -71,9 +72,9 @@ void v2xlog_file::Close(Clock::time_point now, const char* reason) {
     m_nextOpen = now + BACK_OFF;
 }
 
-// Whether the path names no file or another one than the open file. After the sink's own rotation it does not:
-// NoteIdentity has run.
-bool v2xlog_file::IsReplaced(Clock::time_point now) {
+// Returns true if the path names no file or another file than the open file, or if the folder is not writable. Checks
+// once a second. A rotation does not require a reopen, because it calls StoreIdentity for the new file.
+bool v2xlog_file::MustReopen(Clock::time_point now) {
     if (now < m_nextCheck) {
         return false;
     }
@@ -88,9 +89,9 @@ bool v2xlog_file::IsReplaced(Clock::time_point now) {
     return found.st_dev != m_device || found.st_ino != m_inode;
 }
 
-// Runs before the sink opens the file, at the start and in a rotation. Throws where the sink would fail after five
-// tries with pauses, would block (a pipe), or would do harm: it truncates a file that it cannot rename, and it renames
-// a symbolic link instead of the file.
+// The sink calls this function before it opens the file, also in a rotation. Throws spdlog_ex if the sink would fail
+// after five tries with pauses, would block (a pipe), or would lose data: the sink truncates a file that it cannot
+// rename, and it renames a symbolic link instead of the file.
 void v2xlog_file::CheckBeforeOpen() const {
     std::error_code error;
     std::filesystem::create_directories(m_folder, error);
@@ -111,7 +112,7 @@ void v2xlog_file::CheckBeforeOpen() const {
     ::close(file);
 }
 
-void v2xlog_file::NoteIdentity(std::FILE* file) {
+void v2xlog_file::StoreIdentity(std::FILE* file) {
     struct stat found {};
     if (::fstat(::fileno(file), &found) == 0) {
         m_device = found.st_dev;

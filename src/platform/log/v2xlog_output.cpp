@@ -13,11 +13,11 @@
 
 namespace {
 
-constexpr char LETTERS[] = "?FEWIDVT"; // by level
+constexpr char LETTERS[] = "?FEWIDVT"; // indexed by level
 static_assert(sizeof(LETTERS) == V2XLOG_TRACE + 2);
 
-// Writes one line with its newline to standard error, truncated to 4096 bytes. False: it was dropped. POSIX: a pipe
-// that is ready for writing takes PIPE_BUF bytes at once.
+// Writes one line with its newline to standard error and truncates it to PIPE_BUF (4096) bytes. Drops the line and
+// returns false if the write would block or fails. POSIX: a writable pipe accepts PIPE_BUF bytes without blocking.
 bool WriteToStderr(std::string_view line) {
     char truncated[PIPE_BUF];
     if (line.size() > sizeof(truncated)) {
@@ -40,10 +40,10 @@ v2xlog_output::v2xlog_output(const char* path, const char* tag, bool useStderr)
 }
 
 bool v2xlog_output::Open(Clock::time_point now) {
-    if (!m_file || m_file->Ready(now)) {
+    if (!m_file || m_file->EnsureOpen(now)) {
         return true;
     }
-    NoteOutage(now);
+    ReportOutage(now);
     return false;
 }
 
@@ -75,16 +75,16 @@ void v2xlog_output::Append(const v2xlog_line& line) {
 
 void v2xlog_output::AppendEndOfOutage(Clock::time_point now) {
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(now - m_outage->start).count();
-    const std::string text =
-        fmt::format("v2xlog: this file could not be written for {} s: {} lines went to standard error, {} were lost",
-                    seconds, m_outage->onStderr, m_outage->lost);
+    const std::string text = fmt::format(
+        "v2xlog: this file could not be written for {} s: {} lines were written to standard error, {} were lost",
+        seconds, m_outage->onStderr, m_outage->lost);
     Append({m_tag.c_str(), V2XLOG_WARN, text, 0});
 }
 
-// The line that ends an outage and the first line after it are one write: a disk with room for a few bytes must not end
-// the outage again and again.
+// Writes the line that ends an outage and the next line together. Otherwise a disk with only a few free bytes would end
+// the outage repeatedly.
 bool v2xlog_output::WriteToFile(const v2xlog_line& line, Clock::time_point now) {
-    if (m_file->Ready(now)) {
+    if (m_file->EnsureOpen(now)) {
         m_buffer.clear();
         if (m_outage) {
             AppendEndOfOutage(now);
@@ -95,17 +95,17 @@ bool v2xlog_output::WriteToFile(const v2xlog_line& line, Clock::time_point now) 
             return true;
         }
     }
-    NoteOutage(now);
+    ReportOutage(now);
     return false;
 }
 
-void v2xlog_output::NoteOutage(Clock::time_point now) {
+void v2xlog_output::ReportOutage(Clock::time_point now) {
     if (!m_outage) {
         m_outage = Outage{now};
     }
     if (!m_outage->isReported) {
         m_outage->isReported = WriteToStderr(
-            fmt::format("v2xlog: cannot write {:.3500}: {}; logging to standard error until it can be written\n",
+            fmt::format("v2xlog: cannot write {:.3500}: {}; logging to standard error until the file can be written\n",
                         m_file->Path(), m_file->Reason()));
     }
 }

@@ -1,5 +1,5 @@
-// Where lines go: the log file, or standard error while the file cannot be written. Never waits for a reader of
-// standard error. Not thread-safe.
+// Writes lines to the log file, and to standard error while the file cannot be written. Drops a line that would block
+// on standard error. Not thread-safe.
 #pragma once
 
 #include "v2xlog_file.h"
@@ -15,35 +15,35 @@ struct v2xlog_line {
     const char* tag;
     int32_t level; // 1 to 7
     std::string_view text;
-    uint64_t suppressed; // lines of the same place that were not written before this one
+    uint64_t suppressed; // lines that the log statement suppressed before this line
 };
 
 class v2xlog_output {
 public:
     using Clock = v2xlog_file::Clock;
 
-    // A null path means no file. `tag` marks the lines that this class writes itself.
+    // If `path` is null, no file is written. `tag` is the tag of the lines about outages.
     v2xlog_output(const char* path, const char* tag, bool useStderr);
 
-    // Opens the file. False: it cannot be opened, and a line on standard error says why.
+    // Opens the file. If the file cannot be opened, writes the reason to standard error and returns false.
     bool Open(Clock::time_point now);
 
-    // Writes one line. A line that neither the file nor standard error takes is counted as lost.
+    // Writes one line. Counts the line as lost if it can be written neither to the file nor to standard error.
     void Write(const v2xlog_line& line, Clock::time_point now);
 
 private:
-    // A time in which the file cannot be written.
+    // A period during which the file cannot be written.
     struct Outage {
         Clock::time_point start;
-        uint64_t onStderr = 0;
-        uint64_t lost = 0;
-        bool isReported = false;
+        uint64_t onStderr = 0;   // lines written to standard error
+        uint64_t lost = 0;       // lines written nowhere
+        bool isReported = false; // true after the report was written to standard error
     };
 
     void Append(const v2xlog_line& line);
     void AppendEndOfOutage(Clock::time_point now);
     bool WriteToFile(const v2xlog_line& line, Clock::time_point now);
-    void NoteOutage(Clock::time_point now);
+    void ReportOutage(Clock::time_point now);
 
     std::optional<v2xlog_file> m_file;
     std::optional<Outage> m_outage;

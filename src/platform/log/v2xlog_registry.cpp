@@ -1,5 +1,5 @@
-// Tag registry: a fixed array in the order of registration. The count is stored after the slot is complete, and a name
-// never changes, so that look-ups need no lock.
+// Tag registry: a fixed array in the order of registration. Look-ups need no lock: a slot is complete before the count
+// includes the slot, and the name of a slot never changes.
 #include "v2x/v2xlog.h"
 
 #include <array>
@@ -12,13 +12,13 @@ constinit std::array<v2xlog_tagSlot, V2XLOG_MAX_TAGS> g_slots{};
 constinit std::atomic<int32_t> g_count{0};
 constinit std::mutex g_addMutex;
 
-bool LevelInRange(int32_t level) {
+bool IsValidLevel(int32_t level) {
     return level >= V2XLOG_UNDO && level <= V2XLOG_TRACE;
 }
 
-// The slot named `name`, or null. A name from the wire may lack NUL in its eight bytes: it matches no slot, because a
-// stored name always contains NUL.
-v2xlog_tagSlot* Find(const char* name) {
+// Returns the slot with the name `name`, or null. A received name may have no NUL in its eight bytes. Such a name
+// matches no slot, because a stored name always contains a NUL.
+v2xlog_tagSlot* FindSlot(const char* name) {
     const int32_t count = g_count.load(std::memory_order_acquire);
     for (int32_t i = 0; i < count; ++i) {
         v2xlog_tagSlot& slot = g_slots[static_cast<size_t>(i)];
@@ -40,7 +40,7 @@ int32_t v2xlog_AddTag(const char* name, V2X_LOGHANDLE* handle) {
         return -2;
     }
     const std::lock_guard lock(g_addMutex);
-    v2xlog_tagSlot* slot = Find(name);
+    v2xlog_tagSlot* slot = FindSlot(name);
     if (slot == nullptr) {
         const int32_t count = g_count.load(std::memory_order_relaxed);
         if (count == V2XLOG_MAX_TAGS) {
@@ -59,7 +59,7 @@ int32_t v2xlog_GetTagHandle(const char* name, V2X_LOGHANDLE* handle) {
     if (name == nullptr || handle == nullptr) {
         return -2;
     }
-    v2xlog_tagSlot* const slot = Find(name);
+    v2xlog_tagSlot* const slot = FindSlot(name);
     if (slot == nullptr) {
         return -3;
     }
@@ -71,7 +71,7 @@ int32_t v2xlog_SetTagLevel(V2X_LOGHANDLE handle, int32_t level) {
     if (handle == nullptr) {
         return -2;
     }
-    if (!LevelInRange(level)) {
+    if (!IsValidLevel(level)) {
         return -3;
     }
     handle->level.store(level, std::memory_order_relaxed);
@@ -79,7 +79,7 @@ int32_t v2xlog_SetTagLevel(V2X_LOGHANDLE handle, int32_t level) {
 }
 
 int32_t v2xlog_SetAllTagLevel(int32_t level) {
-    if (!LevelInRange(level)) {
+    if (!IsValidLevel(level)) {
         return -3;
     }
     const int32_t count = g_count.load(std::memory_order_acquire);
