@@ -36,10 +36,10 @@ TEST_F(V2xCfg, RejectsTextWithItsLine) {
         {"a = 2147483647;\nb = 2147483648;", ":2: integer needs more than 32 bits"},
         {"a = -2147483649;", ":1: integer needs more than 32 bits"},
         {"//\n/**/a = 0x100000000;", ":2: integer needs more than 32 bits"},
-        {"a = \"1\n2\";\nb = \"3\n", ":3: string has no end"},
-        {"a = \"x\\\\\"; b = \"", ":1: string has no end"},
+        {"a = \"1\n2\";\nb = \"3\n", ":3: unterminated string"},
+        {"a = \"x\\\\\"; b = \"", ":1: unterminated string"},
         {"a = { b = 1, \"x\" };", ":1: string without a key"},
-        {"a = 1;\n/*/ b = 2;\n", ":2: comment has no end"},
+        {"a = 1;\n/*/ b = 2;\n", ":2: unterminated comment"},
         {"a = 1;\n# \0"s, ":2: NUL byte"},
         {"a = " + std::string(60'000, '('), ":1: memory exhausted"}, // the parser's own limit of nesting
     };

@@ -28,17 +28,19 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr size_t MAX_FILE = size_t{64} * 1024; // libconfig's time grows with the square of the settings
+// The parsing time of libconfig grows with the square of the number of settings.
+constexpr size_t MAX_FILE_BYTES = size_t{64} * 1024;
 
 v2xlog_tag_t g_tag{"VCFG"};
 thread_local std::string g_errorText = "no error";
 
-// Stores "place: reason" as the error text and returns `code`.
-int32_t Fail(int32_t code, const std::string& place, const std::string& reason) {
-    g_errorText = place + ": " + reason;
+// Stores "location: reason" as the error text and returns `code`.
+int32_t Fail(int32_t code, const std::string& location, const std::string& reason) {
+    g_errorText = location + ": " + reason;
     return code;
 }
 
+// Logs the error text if `code` is not 0. Returns `code`.
 int32_t LogFailure(int32_t code) {
     if (code != 0) {
         V2XLOG(g_tag, V2XLOG_ERROR, "%s", g_errorText.c_str());
@@ -46,27 +48,27 @@ int32_t LogFailure(int32_t code) {
     return code;
 }
 
-std::string AtLine(const std::string& path, unsigned line) {
+std::string FormatLocation(const std::string& path, unsigned line) {
     return path + ":" + std::to_string(line);
 }
 
-// Reads a regular file into `text`. Returns why it failed, or an empty text.
+// Reads a regular file into `text`. Returns the reason of a failure, or an empty string on success.
 std::string ReadFile(const std::string& path, std::string& text) {
     std::error_code error;
     const bool isRegular = fs::is_regular_file(path, error);
     if (error) {
         return error.message();
     }
-    if (!isRegular) { // opening a FIFO would wait for its writer
+    if (!isRegular) { // opening a FIFO would block until a process opens the FIFO for writing
         return "not a regular file";
     }
     std::ifstream file(path, std::ios::binary);
-    text.resize(MAX_FILE + 1);
+    text.resize(MAX_FILE_BYTES + 1);
     if (!file.read(text.data(), static_cast<std::streamsize>(text.size())) && !file.eof()) {
         return std::generic_category().message(errno);
     }
     text.resize(static_cast<size_t>(file.gcount()));
-    return text.size() > MAX_FILE ? "larger than 64 KiB" : "";
+    return text.size() > MAX_FILE_BYTES ? "larger than 64 KiB" : "";
 }
 
 int32_t Load(v2xcfg_context& context) {
@@ -77,12 +79,12 @@ int32_t Load(v2xcfg_context& context) {
         return Fail(-3, path, reason);
     }
     if (const std::optional<v2xcfg_fault> fault = v2xcfg_Scan(text)) {
-        return Fail(-4, AtLine(path, fault->line), fault->reason);
+        return Fail(-4, FormatLocation(path, fault->line), fault->reason);
     }
     text += '\n'; // libconfig rejects a line comment that ends the text
     if (config_read_string(&context.config, text.c_str()) != CONFIG_TRUE) {
         const auto line = static_cast<unsigned>(config_error_line(&context.config));
-        return Fail(-4, AtLine(path, line), config_error_text(&context.config));
+        return Fail(-4, FormatLocation(path, line), config_error_text(&context.config));
     }
     return 0;
 }
@@ -99,32 +101,32 @@ int32_t Open(V2X_CFGHANDLE* root, const char* path) {
     return ret;
 }
 
-// A setting, and its "file:line: key" for error texts.
+// A setting and its location "file:line: key" for error texts.
 struct Value {
     const config_setting_t* setting;
-    std::string place;
+    std::string location;
 
     int Type() const { return config_setting_type(setting); }
     bool IsInteger() const { return Type() == CONFIG_TYPE_INT || Type() == CONFIG_TYPE_INT64; }
 };
 
-int32_t WrongType(const Value& value, const std::string& expected) {
+int32_t FailWrongType(const Value& value, const std::string& expected) {
     static constexpr const char* NAMES[] = {
         "nothing",  "a group",   "an integer", "an integer", "a floating-point number",
         "a string", "a boolean", "an array",   "a list",
     };
     static_assert(std::size(NAMES) == CONFIG_TYPE_LIST + 1);
-    return Fail(-3, value.place, "expected " + expected + ", found " + NAMES[value.Type()]);
+    return Fail(-3, value.location, "expected " + expected + ", found " + NAMES[value.Type()]);
 }
 
 int32_t GetBool(const Value& value, void* destination) {
     if (!value.IsInteger() && value.Type() != CONFIG_TYPE_BOOL) {
-        return WrongType(value, "a boolean");
+        return FailWrongType(value, "a boolean");
     }
     const int number =
         value.IsInteger() ? config_setting_get_int(value.setting) : config_setting_get_bool(value.setting);
     if (number != 0 && number != 1) {
-        return Fail(-3, value.place, "expected true, false, 0 or 1, found " + std::to_string(number));
+        return Fail(-3, value.location, "expected true, false, 0 or 1, found " + std::to_string(number));
     }
     const bool flag = number == 1;
     std::memcpy(destination, &flag, sizeof(flag));
@@ -133,7 +135,7 @@ int32_t GetBool(const Value& value, void* destination) {
 
 int32_t GetInt32(const Value& value, void* destination) {
     if (!value.IsInteger()) {
-        return WrongType(value, "an integer");
+        return FailWrongType(value, "an integer");
     }
     const int32_t number = config_setting_get_int(value.setting);
     std::memcpy(destination, &number, sizeof(number));
@@ -142,11 +144,11 @@ int32_t GetInt32(const Value& value, void* destination) {
 
 int32_t GetString(const Value& value, void* destination, int32_t* length) {
     if (value.Type() != CONFIG_TYPE_STRING) {
-        return WrongType(value, "a string");
+        return FailWrongType(value, "a string");
     }
     const std::string text = config_setting_get_string(value.setting);
     if (text.size() > static_cast<size_t>(*length)) {
-        return Fail(-3, value.place,
+        return Fail(-3, value.location,
                     "string of " + std::to_string(text.size()) + " characters, at most " + std::to_string(*length) +
                         " are allowed");
     }
@@ -164,7 +166,7 @@ int32_t Get(const Value& value, e_v2xcfg_type type, void* destination, int32_t* 
     case V2XCFG_TYPE_STRING:
         return GetString(value, destination, length);
     }
-    return Fail(-2, value.place, "unknown type " + std::to_string(type));
+    return Fail(-2, value.location, "unknown type " + std::to_string(type));
 }
 
 } // namespace
@@ -179,15 +181,15 @@ int32_t v2xcfg_GetNodeValue(V2X_CFGHANDLE root, e_v2xcfg_type type, const char* 
         return Fail(-2, "v2xcfg_GetNodeValue", "null argument");
     }
     if (type == V2XCFG_TYPE_STRING && (length == nullptr || *length < 0)) {
-        return Fail(-2, key, "string without a length");
+        return Fail(-2, key, "the length is null or negative");
     }
-    // libconfig returns the root for an empty key.
+    // For an empty key libconfig would return the root setting.
     const config_setting_t* const setting = *key == '\0' ? nullptr : config_lookup(&root->config, key);
     if (setting == nullptr) {
         return Fail(-1, root->path + ": " + key, "not found");
     }
-    const std::string place = AtLine(root->path, config_setting_source_line(setting)) + ": " + key;
-    return LogFailure(Get({setting, place}, type, destination, length));
+    const std::string location = FormatLocation(root->path, config_setting_source_line(setting)) + ": " + key;
+    return LogFailure(Get({setting, location}, type, destination, length));
 }
 
 int32_t v2xcfg_ExitContext(V2X_CFGHANDLE root) {

@@ -14,68 +14,68 @@ constexpr std::string_view NAME_PART = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmn
 
 struct Token {
     size_t length;
-    char kind;                   // ' ' for blanks and comments, else the first character
-    const char* fault = nullptr; // why the token is rejected
+    char kind;                   // ' ' for blanks and comments, else the token's first character
+    const char* fault = nullptr; // reason to reject the token; null for a valid token
 };
 
 bool Contains(std::string_view set, char c) {
     return set.find(c) != std::string_view::npos;
 }
 
-// The length of the leading characters of `text` that are in `set`.
-size_t Span(std::string_view text, std::string_view set) {
+// Returns the number of characters at the start of `text` that are in `set`.
+size_t CountLeading(std::string_view text, std::string_view set) {
     return std::min(text.find_first_not_of(set), text.size());
 }
 
-Token Comment(std::string_view text) {
+Token ScanComment(std::string_view text) {
     if (!text.starts_with("/*")) {
         return {std::min(text.find('\n'), text.size()), ' '};
     }
     const size_t end = text.find("*/", 2);
-    return end == std::string_view::npos ? Token{0, ' ', "comment has no end"} : Token{end + 2, ' '};
+    return end == std::string_view::npos ? Token{0, ' ', "unterminated comment"} : Token{end + 2, ' '};
 }
 
-Token String(std::string_view text) {
+Token ScanString(std::string_view text) {
     size_t end = 1;
     while (end < text.size() && text[end] != '"') {
         const std::string_view rest = text.substr(end);
         end += rest.starts_with("\\\"") || rest.starts_with("\\\\") ? 2 : 1;
     }
-    return end < text.size() ? Token{end + 1, '"'} : Token{0, '"', "string has no end"};
+    return end < text.size() ? Token{end + 1, '"'} : Token{0, '"', "unterminated string"};
 }
 
-// A number, or a character that starts no other token.
-Token Number(std::string_view text) {
+// Scans a number, or a single character that is a token of its own.
+Token ScanNumber(std::string_view text) {
     const bool isHex = text.starts_with("0x") || text.starts_with("0X");
-    const size_t prefix = isHex ? 2 : Span(text.substr(0, 1), "+");
+    const size_t prefix = isHex ? 2 : CountLeading(text.substr(0, 1), "+");
     int32_t value = 0;
     const auto [end, error] = std::from_chars(text.data() + prefix, text.data() + text.size(), value, isHex ? 16 : 10);
     const size_t length = error == std::errc::invalid_argument ? 0 : static_cast<size_t>(end - text.data());
     if (text.substr(length).starts_with('.')) { // floating-point
-        return {length + Span(text.substr(length), ".0123456789"), text[0]};
+        return {length + CountLeading(text.substr(length), ".0123456789"), text[0]};
     }
     const bool isTooLarge = error == std::errc::result_out_of_range;
     return {std::max<size_t>(length, 1), text[0], isTooLarge ? "integer needs more than 32 bits" : nullptr};
 }
 
-Token NextToken(std::string_view text) {
+Token ScanToken(std::string_view text) {
     const char first = text[0];
     if (Contains(BLANKS, first)) {
-        return {Span(text, BLANKS), ' '};
+        return {CountLeading(text, BLANKS), ' '};
     }
     if (text.starts_with("/*") || text.starts_with("//") || first == '#') {
-        return Comment(text);
+        return ScanComment(text);
     }
     if (first == '"') {
-        return String(text);
+        return ScanString(text);
     }
     if (Contains(NAME_START, first)) {
-        return {Span(text, NAME_PART), first};
+        return {CountLeading(text, NAME_PART), first};
     }
     if (text.starts_with("@include")) {
         return {0, first, "@include is not supported"};
     }
-    return Number(text);
+    return ScanNumber(text);
 }
 
 } // namespace
@@ -89,15 +89,15 @@ std::optional<v2xcfg_fault> v2xcfg_Scan(std::string_view text) {
     if (nul != std::string_view::npos) {
         return faultAt(nul, "NUL byte");
     }
-    std::string brackets; // open ones
-    char before = ';';    // kind of the previous token
+    std::string brackets;    // the brackets that are open at `at`, outermost first
+    char previousKind = ';'; // kind of the previous token that is not blank; initially that of a separator
     for (size_t at = 0; at < text.size();) {
-        const Token token = NextToken(text.substr(at));
-        const bool isElement = before == ',' && (brackets.ends_with('[') || brackets.ends_with('('));
+        const Token token = ScanToken(text.substr(at));
+        const bool isElement = previousKind == ',' && (brackets.ends_with('[') || brackets.ends_with('('));
         if (token.fault != nullptr) {
             return faultAt(at, token.fault);
         }
-        if (token.kind == '"' && !isElement && !Contains("=:([\"", before)) {
+        if (token.kind == '"' && !isElement && !Contains("=:([\"", previousKind)) {
             return faultAt(at, "string without a key");
         }
         if (Contains("{[(", token.kind)) {
@@ -105,7 +105,7 @@ std::optional<v2xcfg_fault> v2xcfg_Scan(std::string_view text) {
         } else if (Contains("}])", token.kind) && !brackets.empty()) {
             brackets.pop_back();
         }
-        before = token.kind == ' ' ? before : token.kind;
+        previousKind = token.kind == ' ' ? previousKind : token.kind;
         at += token.length;
     }
     return std::nullopt;
