@@ -4,7 +4,7 @@
 
 namespace {
 
-// Remainders of all single bytes for one polynomial, rebuilt when a thread changes the polynomial.
+// The CRC remainders of all byte values for one polynomial.
 struct Table {
     bool isBuilt;
     uint16_t polynomial;
@@ -23,6 +23,7 @@ struct Table {
     }
 };
 
+// Each thread builds its table again if the polynomial changes.
 thread_local Table t_table;
 
 } // namespace

@@ -1,4 +1,4 @@
-// Start of the services, and the wall clock.
+// Initializes the services and reads the wall clock.
 #include <ctime>
 
 #include "v2x/v2xpub.h"
@@ -6,7 +6,7 @@
 
 int32_t v2xpub_PubSubInit(void) {
     tzset();
-    v2xpub_RealTimeAllowed();
+    v2xpub_IsRealTimeAllowed();
     return 0;
 }
 

@@ -29,12 +29,12 @@ struct v2xpub_task {
     pthread_t thread{};
     std::mutex mutex;
     std::condition_variable wake;
-    bool stop = false; // guarded by mutex
+    bool isStopping = false; // guarded by mutex
 };
 
 namespace {
 
-int PolicyOf(e_v2xtask_type type) {
+int GetPolicy(e_v2xtask_type type) {
     switch (type) {
     case V2XTASK_TYPE_FIFO:
         return SCHED_FIFO;
@@ -45,23 +45,24 @@ int PolicyOf(e_v2xtask_type type) {
     }
 }
 
-v2xpub_scheduling SchedulingOf(const v2xpub_TaskInitPara_t& para) {
-    const int policy = PolicyOf(para.m_tskType);
+v2xpub_scheduling GetScheduling(const v2xpub_TaskInitPara_t& para) {
+    const int policy = GetPolicy(para.m_tskType);
     return {policy, policy == SCHED_OTHER ? 0 : static_cast<int>(para.m_priority)};
 }
 
-// The reason to reject the parameters, or null.
-const char* FaultOf(const v2xpub_TaskInitPara_t& para) {
-    const bool realTime = PolicyOf(para.m_tskType) != SCHED_OTHER;
+// Returns the reason to reject the parameters, or null if they are valid.
+const char* FindFault(const v2xpub_TaskInitPara_t& para) {
+    const bool isRealTime = GetPolicy(para.m_tskType) != SCHED_OTHER;
     const struct {
         bool isFault;
         const char* text;
     } checks[] = {
-        {para.f_tskFunExec == nullptr, "no routine to run"},
+        {para.f_tskFunExec == nullptr, "f_tskFunExec is null"},
         {para.m_eventTrigFlag, "event triggers are not supported"},
-        {para.m_intervals < INTERVAL_MIN_US, "period below 1000 microseconds"},
-        {para.m_tskType < V2XTASK_TYPE_NONE || para.m_tskType > V2XTASK_TYPE_OTHER, "unknown scheduling type"},
-        {realTime && (para.m_priority < PRIORITY_MIN || para.m_priority > PRIORITY_MAX), "priority not in 1 to 99"},
+        {para.m_intervals < INTERVAL_MIN_US, "the period is below 1000 microseconds"},
+        {para.m_tskType < V2XTASK_TYPE_NONE || para.m_tskType > V2XTASK_TYPE_OTHER, "m_tskType is unknown"},
+        {isRealTime && (para.m_priority < PRIORITY_MIN || para.m_priority > PRIORITY_MAX),
+         "the priority is not in the range 1 to 99"},
     };
     for (const auto& check : checks) {
         if (check.isFault) {
@@ -71,10 +72,10 @@ const char* FaultOf(const v2xpub_TaskInitPara_t& para) {
     return nullptr;
 }
 
-// Sleeps until the deadline. False: the task must end.
+// Sleeps until the deadline. Returns false if the task must end.
 bool SleepUntil(v2xpub_task& task, Clock::time_point deadline) {
     std::unique_lock lock(task.mutex);
-    return !task.wake.wait_until(lock, deadline, [&task] { return task.stop; });
+    return !task.wake.wait_until(lock, deadline, [&task] { return task.isStopping; });
 }
 
 void RunPeriodically(v2xpub_task& task) {
@@ -85,7 +86,7 @@ void RunPeriodically(v2xpub_task& task) {
         if (task.para.m_isOneShot) {
             return;
         }
-        // The next deadline in the future: deadlines missed during the run are skipped.
+        // Skip the deadlines that passed during the run and continue with the next deadline in the future.
         deadline = task.created + period * ((Clock::now() - task.created) / period + 1);
     }
 }
@@ -113,22 +114,22 @@ int32_t v2xpub_TaskCreate(V2X_TASKHANDLE* handle, const v2xpub_TaskInitPara_t* p
     task->created = Clock::now();
     task->para = *para;
     task->name = v2xpub_FieldText(para->m_taskName);
-    if (const char* fault = FaultOf(*para); fault != nullptr) {
-        V2XLOG(g_log, V2XLOG_ERROR, "task %s: %s", task->name.c_str(), fault);
+    if (const char* fault = FindFault(*para); fault != nullptr) {
+        V2XLOG(g_log, V2XLOG_ERROR, "cannot create task %s: %s", task->name.c_str(), fault);
         return -2;
     }
     v2xpub_PubSubInit();
-    // The routines may read the caller's handle as soon as the thread runs.
-    auto* const before = *handle;
+    // Store the handle before the thread starts, because the routines may read the caller's handle.
+    auto* const previousHandle = *handle;
     *handle = task.get();
     const int error =
-        v2xpub_StartThread(&task->thread, task->name.c_str(), SchedulingOf(*para), TaskThread, task.get());
+        v2xpub_StartThread(&task->thread, task->name.c_str(), GetScheduling(*para), TaskThread, task.get());
     if (error != 0) {
-        *handle = before;
-        V2XLOG(g_log, V2XLOG_ERROR, "task %s: cannot start its thread: %s", task->name.c_str(), std::strerror(error));
+        *handle = previousHandle;
+        V2XLOG(g_log, V2XLOG_ERROR, "cannot start the thread of task %s: %s", task->name.c_str(), std::strerror(error));
         return -3;
     }
-    static_cast<void>(task.release()); // v2xpub_TaskDelete frees it
+    static_cast<void>(task.release()); // v2xpub_TaskDelete frees the task
     return 0;
 }
 
@@ -138,11 +139,11 @@ int32_t v2xpub_TaskDelete(V2X_TASKHANDLE handle) {
     }
     {
         const std::lock_guard lock(handle->mutex);
-        handle->stop = true;
+        handle->isStopping = true;
     }
     handle->wake.notify_one();
     if (pthread_join(handle->thread, nullptr) != 0) {
-        return -2; // called by the task itself: it ends after this run, and its record is not freed
+        return -2; // the task itself is the caller: it ends after the current run and is never freed
     }
     delete handle;
     return 0;

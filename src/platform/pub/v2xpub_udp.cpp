@@ -1,4 +1,4 @@
-// Opening, closing and counters of UDP sockets.
+// Opens and closes UDP sockets and reads their counters.
 #include "v2xpub_udp.h"
 
 #include <arpa/inet.h>
@@ -18,7 +18,8 @@ constexpr int32_t SERVER_RECEIVE_BUFFER = 4 * 1024 * 1024;
 
 v2xlog_tag_t g_log{"UDPA"};
 
-// The open sockets, newest first. Plain pointers without a destructor: threads still count while the process exits.
+// List of the open sockets, newest first. It has no destructor, because threads use the sockets while the process
+// exits.
 constinit std::mutex g_openLock;
 constinit v2xpub_udpSocket* g_open = nullptr;
 
@@ -28,15 +29,15 @@ struct Endpoint {
     in_addr address{};
     uint16_t port = 0;
     bool isServer = false;
-    int32_t receiveBuffer = 0; // 0 = the kernel's own size
+    int32_t receiveBuffer = 0; // size in bytes; 0 means the kernel's default
 };
 
 void LogFailure(const v2xpub_udpSocket& socket, const Endpoint& endpoint, const char* reason) {
-    V2XLOG(g_log, V2XLOG_ERROR, "socket %s at %s:%u: %s", socket.name.c_str(), endpoint.ip.c_str(),
+    V2XLOG(g_log, V2XLOG_ERROR, "cannot open socket %s at %s:%u: %s", socket.name.c_str(), endpoint.ip.c_str(),
            unsigned{endpoint.port}, reason);
 }
 
-Endpoint EndpointOf(const v2xpub_SocketInitPara_t& para, int32_t rcvBufBytes) {
+Endpoint MakeEndpoint(const v2xpub_SocketInitPara_t& para, int32_t rcvBufBytes) {
     Endpoint endpoint;
     endpoint.ip = v2xpub_FieldText(para.m_localIP);
     endpoint.isServer = para.m_svrEnable != 0;
@@ -46,25 +47,26 @@ Endpoint EndpointOf(const v2xpub_SocketInitPara_t& para, int32_t rcvBufBytes) {
     return endpoint;
 }
 
-// The reason to reject the parameters, or null. Converts the address.
-const char* FaultOf(const v2xpub_SocketInitPara_t& para, Endpoint& endpoint) {
+// Converts the address of `endpoint`. Returns the reason to reject the parameters, or null if they are valid.
+const char* FindFault(const v2xpub_SocketInitPara_t& para, Endpoint& endpoint) {
     if (para.m_svrEnable == 0 && para.m_cliEnable == 0) {
-        return "neither server nor client";
+        return "m_svrEnable and m_cliEnable are 0";
     }
     if (endpoint.isServer && endpoint.port == 0) {
-        return "no port to receive on (m_svrPort is 0)";
+        return "m_svrPort is 0";
     }
     if (endpoint.receiveBuffer < 0) {
-        return "negative receive buffer";
+        return "the size of the receive buffer is negative";
     }
     if (inet_pton(AF_INET, endpoint.ip.c_str(), &endpoint.address) != 1) {
-        return "not a dotted IPv4 address";
+        return "the address is not a dotted IPv4 address";
     }
     return nullptr;
 }
 
-// The kernel doubles the requested size for its bookkeeping and reports the double.
-int32_t ReceiveBufferOf(int fd) {
+// Returns the size of the receive buffer in bytes. The kernel doubles the requested size for its own data and reports
+// the doubled size.
+int32_t GetReceiveBuffer(int fd) {
     int bytes = 0;
     socklen_t size = sizeof bytes;
     getsockopt(fd, SOL_SOCKET, SO_RCVBUF, &bytes, &size);
@@ -75,15 +77,16 @@ void SetReceiveBuffer(const v2xpub_udpSocket& socket, int32_t requested) {
     // SO_RCVBUFFORCE exceeds net.core.rmem_max but needs CAP_NET_ADMIN.
     for (const int option : {SO_RCVBUF, SO_RCVBUFFORCE}) {
         setsockopt(socket.fd, SOL_SOCKET, option, &requested, sizeof requested);
-        if (ReceiveBufferOf(socket.fd) >= requested) {
+        if (GetReceiveBuffer(socket.fd) >= requested) {
             return;
         }
     }
-    V2XLOG(g_log, V2XLOG_INFO, "socket %s: receive buffer of %d bytes, %d requested (net.core.rmem_max)",
-           socket.name.c_str(), ReceiveBufferOf(socket.fd), requested);
+    V2XLOG(g_log, V2XLOG_INFO,
+           "socket %s: receive buffer has %d bytes, but %d were requested; net.core.rmem_max limits the size",
+           socket.name.c_str(), GetReceiveBuffer(socket.fd), requested);
 }
 
-// Returns 0 or the error number.
+// Creates the kernel's socket and binds it to the endpoint. Returns 0 or the error number.
 int OpenAndBind(v2xpub_udpSocket& socket, const Endpoint& endpoint) {
     socket.fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (socket.fd < 0) {
@@ -116,7 +119,7 @@ void RemoveFromOpen(const v2xpub_udpSocket& socket) {
     *link = socket.next;
 }
 
-// Received datagrams report earlier drops only: this reads the drops after the last one.
+// Counts the drops after the last received datagram. A received datagram reports only the drops before it.
 void FetchKernelDrops(v2xpub_udpSocket& socket) {
     uint32_t values[SK_MEMINFO_VARS]{};
     socklen_t size = sizeof values;
@@ -133,8 +136,8 @@ int32_t v2xpub_UdpSocketInit(V2X_UDPSOCKHANDLE* handle, const v2xpub_SocketInitP
     }
     auto socket = std::make_unique<v2xpub_udpSocket>();
     socket->name = v2xpub_FieldText(para->m_sockName);
-    Endpoint endpoint = EndpointOf(*para, rcvBufBytes);
-    if (const char* fault = FaultOf(*para, endpoint); fault != nullptr) {
+    Endpoint endpoint = MakeEndpoint(*para, rcvBufBytes);
+    if (const char* fault = FindFault(*para, endpoint); fault != nullptr) {
         LogFailure(*socket, endpoint, fault);
         return -2;
     }
@@ -143,8 +146,8 @@ int32_t v2xpub_UdpSocketInit(V2X_UDPSOCKHANDLE* handle, const v2xpub_SocketInitP
         socket->callback = para->f_msgFunc;
         socket->buffer = std::make_unique_for_overwrite<uint8_t[]>(V2XPUB_RECEIVE_BUFFER);
     }
-    // The callback may read the caller's handle as soon as the thread runs.
-    auto* const before = *handle;
+    // Store the handle before the thread starts, because the callback may read the caller's handle.
+    auto* const previousHandle = *handle;
     int error = OpenAndBind(*socket, endpoint);
     if (error == 0) {
         *handle = socket.get();
@@ -154,7 +157,7 @@ int32_t v2xpub_UdpSocketInit(V2X_UDPSOCKHANDLE* handle, const v2xpub_SocketInitP
         }
     }
     if (error != 0) {
-        *handle = before;
+        *handle = previousHandle;
         LogFailure(*socket, endpoint, std::strerror(error));
         errno = error;
         return -3;
@@ -163,7 +166,7 @@ int32_t v2xpub_UdpSocketInit(V2X_UDPSOCKHANDLE* handle, const v2xpub_SocketInitP
         V2XLOG(g_log, V2XLOG_INFO, "socket %s: receives at %s:%u", socket->name.c_str(), endpoint.ip.c_str(),
                unsigned{endpoint.port});
     }
-    AddToOpen(*socket.release()); // v2xpub_UdpSocketExit frees it
+    AddToOpen(*socket.release()); // v2xpub_UdpSocketExit frees the socket
     return 0;
 }
 
@@ -172,11 +175,11 @@ int32_t v2xpub_UdpSocketExit(V2X_UDPSOCKHANDLE handle) {
         return 0;
     }
     if (handle->buffer != nullptr) {
-        handle->stop.store(true, std::memory_order_release);
-        // Linux wakes the receiver of an unconnected socket, although the call reports ENOTCONN.
+        handle->isStopping.store(true, std::memory_order_release);
+        // On Linux shutdown() wakes the receive thread, although it fails with ENOTCONN for an unconnected socket.
         shutdown(handle->fd, SHUT_RD);
         if (pthread_join(handle->thread, nullptr) != 0) {
-            return -2; // called by the callback: the thread ends, and the socket is not freed
+            return -2; // the callback is the caller: the thread ends, and the socket is never freed
         }
     }
     RemoveFromOpen(*handle);

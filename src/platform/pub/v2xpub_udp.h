@@ -1,4 +1,4 @@
-// One UDP socket, shared by the source files of this library.
+// The data of a UDP socket, for the source files of this library.
 #pragma once
 
 #include <netinet/in.h>
@@ -14,20 +14,21 @@
 
 #include "v2x/v2xpub.h"
 
-// The largest length that m_curMsgLen can hold.
+// Maximum length of a datagram in bytes. m_curMsgLen cannot store a larger length.
 inline constexpr ssize_t V2XPUB_DATAGRAM_MAX = INT16_MAX;
 
-// Rate limit for log lines that a peer can cause without end: one passes every ten seconds. Any thread.
+// Rate limit for the log lines that a peer can cause at any rate.
 class v2xpub_RateLimit {
 public:
+    // Returns true at most once in ten seconds. May be called on any thread.
     bool Pass() {
         const int64_t now = std::chrono::steady_clock::now().time_since_epoch().count();
         int64_t next = m_next.load(std::memory_order_relaxed);
-        return now >= next && m_next.compare_exchange_strong(next, now + PAUSE, std::memory_order_relaxed);
+        return now >= next && m_next.compare_exchange_strong(next, now + INTERVAL, std::memory_order_relaxed);
     }
 
 private:
-    static constexpr int64_t PAUSE = std::chrono::steady_clock::duration(std::chrono::seconds(10)).count();
+    static constexpr int64_t INTERVAL = std::chrono::steady_clock::duration(std::chrono::seconds(10)).count();
     std::atomic<int64_t> m_next{INT64_MIN};
 };
 
@@ -44,24 +45,24 @@ struct v2xpub_udpSocket {
     std::string name;
     int fd = -1;
 
-    // Receive thread of a server with a callback; a null buffer means no thread.
+    // Callback and receive thread of a server. If `buffer` is null, the socket has neither.
     v2xpub_msgFunc callback = nullptr;
     std::unique_ptr<uint8_t[]> buffer;
     pthread_t thread{};
-    std::atomic<bool> stop{false};
+    std::atomic<bool> isStopping{false};
 
-    // Destination of requests, in one word so that senders need no lock; 0 = not set.
+    // Address and port of the destination in one word, so that senders need no lock. 0 means that none is set.
     std::atomic<uint64_t> destination{0};
 
-    v2xpub_udpSocket* next = nullptr; // in the list of open sockets
+    v2xpub_udpSocket* next = nullptr; // the next entry in the list of open sockets
 
     std::atomic<uint64_t> received{0};
     std::atomic<uint64_t> tooLong{0};
     std::atomic<uint64_t> kernelDrops{0};
     std::atomic<uint64_t> sent{0};
     std::atomic<uint64_t> sendErrors{0};
-    std::atomic<uint32_t> kernelDropsSeen{0};   // the kernel's counter at its last reading
-    std::atomic<uint64_t> kernelDropsLogged{0}; // the count in the last log line
+    std::atomic<uint32_t> kernelDropsSeen{0};   // the last value read from the kernel's drop counter
+    std::atomic<uint64_t> kernelDropsLogged{0}; // the value of kernelDrops in the last log line
 
     v2xpub_RateLimit tooLongLog;
     v2xpub_RateLimit kernelDropsLog;
@@ -69,16 +70,17 @@ struct v2xpub_udpSocket {
     v2xpub_RateLimit sendErrorLog;
 };
 
-// Adds one and returns the new count. The order is relaxed.
-inline uint64_t v2xpub_Count(std::atomic<uint64_t>& counter) {
+// Increments the counter in relaxed order and returns its new value.
+inline uint64_t v2xpub_Increment(std::atomic<uint64_t>& counter) {
     return counter.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
-// Adds the drops since the last reading of the kernel's counter, which is `total` now and wraps.
+// Adds the drops since the previous call to `kernelDrops`. `total` is the kernel's drop counter, which wraps.
 void v2xpub_CountKernelDrops(v2xpub_udpSocket& socket, uint32_t total);
 
-// The receive thread; `socket` is the v2xpub_udpSocket. Ends when stop is set and the socket is shut down.
+// The receive thread. `socket` points to a v2xpub_udpSocket. The thread ends after isStopping is set and the socket is
+// shut down. Returns null.
 void* v2xpub_UdpReceiveThread(void* socket);
 
-// Bytes of the thread's receive buffer, which holds any UDP datagram.
+// Size of the receive thread's buffer in bytes. Every UDP datagram fits into the buffer.
 inline constexpr size_t V2XPUB_RECEIVE_BUFFER = 65536;

@@ -1,4 +1,4 @@
-// Receiving on UDP sockets: the receive thread of a server, and the waiting call of a client.
+// Receives datagrams: the receive thread of a server, and v2xpub_UdpSocketRecv.
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -19,17 +19,18 @@ v2xlog_tag_t g_log{"UDPA"};
 
 constexpr int64_t NANOSECONDS = 1'000'000'000;
 constexpr timespec ERROR_PAUSE{0, 100'000'000};
-// Too long datagrams that one call drops after its deadline, so that a flood of them cannot block it.
+// Maximum number of oversized datagrams that v2xpub_UdpSocketRecv drops after its deadline, so that a flood of such
+// datagrams cannot block the caller.
 constexpr int32_t LATE_DROPS_MAX = 1024;
 
-// Where a datagram is stored.
+// Destination of a received datagram.
 struct Target {
     uint8_t* data;
     size_t size;
     sockaddr_in* sender; // may be null
 };
 
-// Drops during the pause of the log are reported with the first datagram after it.
+// Logs the number of drops if it has changed, but at most once in ten seconds.
 void LogKernelDrops(v2xpub_udpSocket& socket) {
     const uint64_t count = socket.kernelDrops.load(std::memory_order_relaxed);
     if (count != socket.kernelDropsLogged.load(std::memory_order_relaxed) && socket.kernelDropsLog.Pass()) {
@@ -62,8 +63,8 @@ ssize_t Receive(v2xpub_udpSocket& socket, const Target& target, int flags) {
     return length;
 }
 
-void DropTooLong(v2xpub_udpSocket& socket, ssize_t length, size_t limit) {
-    const uint64_t count = v2xpub_Count(socket.tooLong);
+void CountTooLong(v2xpub_udpSocket& socket, ssize_t length, size_t limit) {
+    const uint64_t count = v2xpub_Increment(socket.tooLong);
     if (socket.tooLongLog.Pass()) {
         V2XLOG(g_log, V2XLOG_WARN,
                "socket %s: dropped a datagram of %zd bytes, longer than %zu (%" PRIu64 " since it was opened)",
@@ -83,15 +84,15 @@ bool IsTransient(int error) {
 
 void Deliver(v2xpub_udpSocket& socket, ssize_t length, sockaddr_in& sender) {
     if (length > V2XPUB_DATAGRAM_MAX) {
-        DropTooLong(socket, length, V2XPUB_DATAGRAM_MAX);
+        CountTooLong(socket, length, V2XPUB_DATAGRAM_MAX);
         return;
     }
-    v2xpub_Count(socket.received);
+    v2xpub_Increment(socket.received);
     v2xpub_UdpSocketDataHead_t head{static_cast<int16_t>(length), socket.buffer.get()};
     socket.callback(&socket, &head, &sender, sizeof sender);
 }
 
-// Waits for a datagram. False: the deadline has passed.
+// Waits until a datagram arrives or the deadline passes. Returns false if the deadline has already passed at the call.
 bool WaitReadable(int fd, Clock::time_point deadline) {
     const int64_t left = std::chrono::nanoseconds(deadline - Clock::now()).count();
     if (left <= 0) {
@@ -99,11 +100,12 @@ bool WaitReadable(int fd, Clock::time_point deadline) {
     }
     pollfd entry{fd, POLLIN, 0};
     const timespec wait{left / NANOSECONDS, left % NANOSECONDS};
-    ppoll(&entry, 1, &wait, nullptr); // the next attempt to receive shows the result
+    ppoll(&entry, 1, &wait, nullptr); // the result is ignored: the caller tries to receive again
     return true;
 }
 
-// Receives the next datagram that fits the target and stores its length. Results as v2xpub_UdpSocketRecv.
+// Receives the next datagram that fits into the target and stores its length. Returns 0, 1 or -3 as
+// v2xpub_UdpSocketRecv does.
 int32_t ReceiveUntil(v2xpub_udpSocket& socket, const Target& target, Clock::time_point deadline, ssize_t& length) {
     for (int32_t lateDrops = 0; lateDrops < LATE_DROPS_MAX;) {
         length = Receive(socket, target, MSG_DONTWAIT);
@@ -112,7 +114,7 @@ int32_t ReceiveUntil(v2xpub_udpSocket& socket, const Target& target, Clock::time
             return 0;
         }
         if (length >= 0) {
-            DropTooLong(socket, length, target.size);
+            CountTooLong(socket, length, target.size);
             lateDrops += Clock::now() >= deadline ? 1 : 0;
         } else if (!IsTransient(error)) {
             LogReceiveError(socket, error);
@@ -127,7 +129,7 @@ int32_t ReceiveUntil(v2xpub_udpSocket& socket, const Target& target, Clock::time
 } // namespace
 
 void v2xpub_CountKernelDrops(v2xpub_udpSocket& socket, uint32_t total) {
-    // Another thread may have read a newer value.
+    // Ignore `total` if another thread has already counted a newer value.
     uint32_t seen = socket.kernelDropsSeen.load(std::memory_order_relaxed);
     while (static_cast<int32_t>(total - seen) > 0) {
         if (socket.kernelDropsSeen.compare_exchange_weak(seen, total, std::memory_order_relaxed)) {
@@ -145,8 +147,8 @@ void* v2xpub_UdpReceiveThread(void* arg) {
     while (true) {
         const ssize_t length = Receive(socket, target, 0);
         const int error = errno;
-        // A socket that is shut down returns empty datagrams without end: the flag distinguishes them from real ones.
-        if (socket.stop.load(std::memory_order_acquire)) {
+        // After shutdown() each recvmsg returns an empty datagram. Only the flag shows that the socket is shut down.
+        if (socket.isStopping.load(std::memory_order_acquire)) {
             return nullptr;
         }
         if (length >= 0) {
@@ -169,7 +171,7 @@ int32_t v2xpub_UdpSocketRecv(V2X_UDPSOCKHANDLE handle, v2xpub_UdpSocketDataHead_
     const int32_t result = ReceiveUntil(*handle, target, deadline, length);
     if (result == 0) {
         data->m_curMsgLen = static_cast<int16_t>(length);
-        v2xpub_Count(handle->received);
+        v2xpub_Increment(handle->received);
     }
     return result;
 }

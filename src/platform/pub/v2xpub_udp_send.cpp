@@ -1,4 +1,4 @@
-// Sending on UDP sockets: one system call for each datagram, no lock.
+// Sends datagrams, each with one system call and without a lock.
 #include <arpa/inet.h>
 #include <sys/socket.h>
 
@@ -15,7 +15,7 @@ v2xlog_tag_t g_log{"UDPA"};
 
 constexpr int PORT_BITS = 16;
 
-sockaddr_in AddressOf(uint64_t destination) {
+sockaddr_in UnpackAddress(uint64_t destination) {
     sockaddr_in to{};
     to.sin_family = AF_INET;
     to.sin_addr.s_addr = static_cast<in_addr_t>(destination >> PORT_BITS);
@@ -29,7 +29,7 @@ bool IsSendable(V2X_UDPSOCKHANDLE handle, const v2xpub_UdpSocketDataHead_t* data
 }
 
 int32_t CountSendError(v2xpub_udpSocket& socket, const sockaddr_in& to, int error) {
-    const uint64_t count = v2xpub_Count(socket.sendErrors);
+    const uint64_t count = v2xpub_Increment(socket.sendErrors);
     if (socket.sendErrorLog.Pass()) {
         char ip[INET_ADDRSTRLEN] = "";
         inet_ntop(AF_INET, &to.sin_addr, ip, sizeof ip);
@@ -49,7 +49,7 @@ int32_t SendTo(v2xpub_udpSocket& socket, const v2xpub_UdpSocketDataHead_t& data,
     if (result < 0) {
         return CountSendError(socket, to, errno);
     }
-    v2xpub_Count(socket.sent);
+    v2xpub_Increment(socket.sent);
     return 0;
 }
 
@@ -69,7 +69,7 @@ int32_t v2xpub_UdpSocketReqSend(V2X_UDPSOCKHANDLE handle, const v2xpub_UdpSocket
         return -2;
     }
     const uint64_t destination = handle->destination.load(std::memory_order_relaxed);
-    return destination == 0 ? -2 : SendTo(*handle, *data, AddressOf(destination));
+    return destination == 0 ? -2 : SendTo(*handle, *data, UnpackAddress(destination));
 }
 
 int32_t v2xpub_UdpSocketRespSend(V2X_UDPSOCKHANDLE handle, const v2xpub_UdpSocketDataHead_t* data, const void* addr,
