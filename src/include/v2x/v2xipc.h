@@ -1,50 +1,57 @@
-// IPC library of the unit: the port table of its processes and the request sockets between them.
+// IPC library: the port table of the processes on the road-side unit, and request sockets between the processes.
 #pragma once
 
 #include <cstdint>
 
 #include "v2x/v2xpub.h"
 
-// Port table, one port per role. A port above 32767 is stored as a negative number: cast it to uint16_t.
-// Read from conf/v2x_ipc.cfg below the work directory. Each line gives the key and its default.
+// Port table, read from conf/v2x_ipc.cfg in the work directory. Each comment gives the key and its default. A port
+// above 32767 is stored as a negative number: cast the port to uint16_t.
 struct v2x_ipc_config_t {
-    int16_t m_spat_conv_sndport;        // ipc.spat_conv_sndport, 20001: the daemon sends SPAT records from here
-    int16_t m_spat_conv_rcvport;        // ipc.spat_conv_rcvport, 20002: the daemon requests the stack's SPAT from here
-    int16_t m_spatconv_logtool_rcvport; // ipc.spatconv_logtool_rcvport, 20003: log tool requests arrive here
-    int16_t m_app_rs_rcvport;           // ipc.app_rs_rcvport, 20010: the stack application receives here
-    char m_rsu_rcv_ip[32]; // ipc.hosts.RSU_RCV, "127.0.0.1": NUL-terminated address of the stack application
+    // ipc.spat_conv_sndport, 20001: local port from which the daemon sends SPAT records
+    int16_t m_spat_conv_sndport;
+    // ipc.spat_conv_rcvport, 20002: local port from which the daemon requests the stack application's SPAT
+    int16_t m_spat_conv_rcvport;
+    // ipc.spatconv_logtool_rcvport, 20003: local port on which the daemon receives requests of the log tool
+    int16_t m_spatconv_logtool_rcvport;
+    // ipc.app_rs_rcvport, 20010: port on which the stack application receives
+    int16_t m_app_rs_rcvport;
+    // ipc.hosts.RSU_RCV, "127.0.0.1": NUL-terminated IPv4 address of the stack application
+    char m_rsu_rcv_ip[32];
 };
 
-// Open for the life of the process.
+// An IPC socket. It stays open until the process ends.
 using V2X_IPCSOCKHANDLE = struct v2xipc_socket*;
 
-// Reads the port table from `workDir`/conf/v2x_ipc.cfg (relative to the current directory when workDir is empty).
-// A missing file or key keeps the default. An invalid file or value is logged and keeps the default.
-// Returns 0; -2 for a null argument; -3 when the file cannot be read or parsed. Call it before the sockets are
-// used, from one thread.
+// Reads the port table from `workDir`/conf/v2x_ipc.cfg, or from conf/v2x_ipc.cfg in the current directory if `workDir`
+// is empty. Uses the default for a missing or invalid key, and all defaults for a missing or invalid file. Logs an
+// invalid file or value. Returns 0; -2 for a null argument; -3 if the file exists but cannot be read or parsed. Call this function on
+// one thread, before any socket is opened.
 int32_t v2xipc_CfgInit(const char* workDir);
 
-// Stores the address of the process's port table (the defaults before v2xipc_CfgInit). Returns 0, -2 for null.
+// Stores the address of the process's port table, which has the defaults until v2xipc_CfgInit is called. Returns 0; -2
+// for a null argument.
 int32_t v2xipc_GetIpcConfValue(const v2x_ipc_config_t** conf);
 
-// Opens an IPC socket. Parameters and results as v2xpub_UdpSocketInit; -2 also for a null conf. A client receives its
-// replies in v2xipc_SocketReqSend. A server's callback passes its handle to v2xipc_SocketRespSend.
+// Opens an IPC socket. `para` and the results are those of v2xpub_UdpSocketInit; a null `conf` also returns -2. A
+// client receives replies in v2xipc_SocketReqSend. A server answers in its callback with v2xipc_SocketRespSend.
 int32_t v2xipc_SocketInit(V2X_IPCSOCKHANDLE* handle, const v2x_ipc_config_t* conf, const v2xpub_SocketInitPara_t* para);
 
-// Sets the destination of requests: the host named in the port table ("RSU_RCV") and a port. Any thread.
-// Returns 0; -2 for a null argument, an unopened (null) handle, an unknown host or port 0.
+// Sets the destination of requests. `hostName` is the name of a host in the port table: "RSU_RCV". May be called on any
+// thread. Returns 0; -2 for a null argument, an unknown host or port 0.
 int32_t v2xipc_SocketSetSendAddr(V2X_IPCSOCKHANDLE handle, const v2x_ipc_config_t* conf, const char* hostName,
                                  int16_t port);
 
-// Sends a request. Any thread.
-// With a null reply it returns once the kernel has the datagram. It never waits for a caller that awaits its reply.
-// With a reply (buffer in mp_data, its size in m_curMsgLen) it discards late replies to earlier requests, sends, and
-// waits up to timeoutMs for the next datagram; m_curMsgLen becomes that datagram's length. Callers that await a reply
-// on one socket take turns. Returns 0; -2 for a null or invalid argument or an unopened handle; -3 when the send
-// failed; -4 without a reply in time.
+// Sends a request. May be called on any thread.
+// If `reply` is null, the function returns without waiting, even while other threads wait for replies.
+// Otherwise mp_data is the buffer for the reply and m_curMsgLen is the buffer's size. The function discards late
+// replies to earlier requests, sends the request, waits up to `timeoutMs` milliseconds for the next datagram, and sets
+// m_curMsgLen to the datagram's length. Only one thread at a time can wait for a reply on a socket; other threads wait
+// for their turn. Returns 0; -2 for a null or invalid argument; -3 if sending failed; -4 if no reply arrived in time.
 int32_t v2xipc_SocketReqSend(V2X_IPCSOCKHANDLE handle, const v2x_ipc_config_t* conf, int32_t timeoutMs,
                              const v2xpub_UdpSocketDataHead_t* request, v2xpub_UdpSocketDataHead_t* reply);
 
-// Answers a request, from the server's callback. Returns 0; -2 for a null argument; -3 when the send failed.
+// Answers a request. Call this function in the server's callback with the arguments of the callback. Returns 0; -2 for
+// a null argument; -3 if sending failed.
 int32_t v2xipc_SocketRespSend(V2X_UDPSOCKHANDLE handle, const v2x_ipc_config_t* conf,
                               const v2xpub_UdpSocketDataHead_t* response, const void* addr, int16_t addrLen);

@@ -1,7 +1,8 @@
-// Wire records between the daemon, the stack application and the log tool: packed and little-endian.
+// Records in the datagrams between the daemon, the stack application and the log tool. They are packed and
+// little-endian.
 //
-// sizeof is the size of the fixed part; the variable part follows it directly. Copy records in and out with memcpy, and
-// keep no pointer or reference to a packed field.
+// A structure is the fixed part of a record; the variable part follows directly. Copy records with memcpy, and keep no
+// pointer or reference to a packed field.
 #pragma once
 
 #include <cstddef>
@@ -19,24 +20,24 @@ struct v2xipc_dataHead_t {
     uint64_t m_sendTime64; // microseconds since 1970-01-01 UTC
     uint16_t m_cmdType;    // V2XIPC_CMD_...
     uint16_t m_packLen;    // payload bytes after the header
-    uint8_t m_checkSum;    // 0 when sent, ignored when received
+    uint8_t m_checkSum;    // the daemon sends 0 and ignores the received value
 };
 
 // RSU data block, the payload of a frame, followed by m_dataLen bytes.
 struct v2xipc_rsuData_t {
     int32_t m_dataType; // V2XIPC_DATA_...
-    int32_t m_dataNo;   // SPAT record: 24; request: 1; reply: number of items
-    uint16_t m_dataLen; // bytes that follow
-    uint8_t m_checkSum; // 0 when sent, ignored when received
+    int32_t m_dataNo;   // 24 in a SPAT record, 1 in a request, the number of items in a reply
+    uint16_t m_dataLen; // number of bytes after this record
+    uint8_t m_checkSum; // the daemon sends 0 and ignores the received value
 };
 
-// IPC SPAT record: one reading of an intersection, followed by m_phaseNum entries v2xipc_phase_t without gaps.
+// IPC SPAT record: the signal state of an intersection, followed by m_phaseNum entries v2xipc_phase_t without gaps.
 struct v2xipc_phases_t {
     uint32_t m_intersectionId; // region << 16 | node
-    uint16_t m_status;         // IntersectionStatusObject bits
+    uint16_t m_status;         // bits of IntersectionStatusObject
     uint32_t m_moy;            // minute of the year, local time
     uint16_t m_secMark;        // millisecond of that minute, 0 to 59999
-    int8_t m_phaseNum;         // entries that follow, as the source reports it; negative means 0
+    int8_t m_phaseNum;         // number of phases as the device or the cloud reports it; negative means 0
 };
 
 // Phase entry, followed by m_phaseStateNum entries v2xipc_pahseState_t.
@@ -45,12 +46,12 @@ struct v2xipc_phase_t {
     uint8_t m_phaseStateNum;
 };
 
-// Phase state. Times in 0.1 s. All ones in an optional field (m_opt_) mean absent.
+// Phase state. Times are in 0.1 s. An optional field (m_opt_) with all bits set is absent.
 struct v2xipc_pahseState_t {
-    int8_t m_stateMode;   // 1 = counting-down timing
+    int8_t m_stateMode;   // V2XIPC_STATE_MODE_COUNTING
     uint8_t m_lightState; // V2XIPC_LIGHT_...
-    uint16_t m_startTime; // until the state begins; 0 = current
-    uint16_t m_endTime;   // until the state most likely ends; V2XIPC_TIME_UNKNOWN = unknown
+    uint16_t m_startTime; // time until the state begins; 0 for the current state
+    uint16_t m_endTime;   // time until the state most likely ends, or V2XIPC_TIME_UNKNOWN
     int16_t m_opt_maxendTime;
     int16_t m_opt_minendTime;
     int16_t m_opt_nextStartTime;
@@ -67,7 +68,7 @@ struct v2xipc_pc5Data_t {
 struct v2xipc_logCmd_t {
     uint8_t m_logCmd;  // V2XIPC_LOG_...
     int16_t m_result;  // 0 in every reply
-    int16_t m_dataLen; // bytes that follow
+    int16_t m_dataLen; // number of bytes after this record
 };
 
 // A log tag and its level.
@@ -94,9 +95,10 @@ inline constexpr int32_t V2XIPC_DATA_SPAT_RECORD = 1;
 inline constexpr int32_t V2XIPC_DATA_SPAT_UPER = 11;
 inline constexpr int32_t V2XIPC_DATA_NO_SPAT_RECORD = 24; // m_dataNo of every SPAT record
 
-inline constexpr int32_t V2XIPC_RECORD_SIZE = 5120; // bytes of every buffer for a v2xipc_phases_t and its phases
+// Size in bytes of every buffer for an IPC SPAT record with its phases.
+inline constexpr int32_t V2XIPC_RECORD_SIZE = 5120;
 
-// LightState of the message set (T/CSAE 53, SPAT), as m_lightState carries it.
+// Values of m_lightState: LightState of the message set (T/CSAE 53, SPAT).
 enum e_v2xipc_lightState : uint8_t {
     V2XIPC_LIGHT_UNAVAILABLE = 0,
     V2XIPC_LIGHT_DARK = 1,

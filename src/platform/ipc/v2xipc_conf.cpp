@@ -1,4 +1,4 @@
-// The port table: built-in defaults, replaced by the values of conf/v2x_ipc.cfg.
+// The port table. The values in conf/v2x_ipc.cfg replace the built-in defaults.
 #include <arpa/inet.h>
 #include <unistd.h>
 
@@ -25,7 +25,7 @@ Conf g_conf = DEFAULTS;
 struct PortRow {
     const char* key;
     int16_t Conf::*field;
-    int32_t lowest; // 0 for a local port that only sends: the kernel may choose it
+    int32_t lowest; // lowest valid port; 0 lets the kernel choose a port that the daemon only sends from
 };
 
 constexpr PortRow PORTS[] = {
@@ -40,7 +40,7 @@ struct ConfFile {
     V2X_CFGHANDLE tree;
 };
 
-// Returns true when the value was read. Logs an invalid value; a missing key is no fault.
+// Reads a value and returns true on success. Logs an invalid value, but not a missing key.
 bool ReadValue(const ConfFile& file, e_v2xcfg_type type, const char* key, void* value, int32_t* length) {
     const int32_t result = v2xcfg_GetNodeValue(file.tree, type, key, value, length);
     if (result != 0 && result != -1) {

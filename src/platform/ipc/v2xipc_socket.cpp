@@ -1,4 +1,4 @@
-// Request sockets between the unit's processes, built on the UDP sockets of v2xpub.
+// Request sockets between the processes of the road-side unit, built on the UDP sockets of v2xpub.
 #include <array>
 #include <cstring>
 #include <memory>
@@ -9,34 +9,34 @@
 
 namespace {
 
-v2x_counter g_late{"ipc", "late_replies"};
+v2x_counter g_lateReplies{"ipc", "late_replies"};
 
-// Most late replies discarded before one request, so that a flood of them cannot block it.
+// Maximum number of late replies to discard before a request, so that a flood of late replies cannot block the request.
 constexpr int32_t LATE_REPLIES_MAX = 1024;
 
 } // namespace
 
 struct v2xipc_socket {
     V2X_UDPSOCKHANDLE udp = nullptr;
-    std::mutex waiting;                    // held by the caller that waits for a reply
-    std::array<uint8_t, INT16_MAX> late{}; // receives late replies; guarded by waiting
+    std::mutex replyMutex;                       // locked while a thread waits for a reply
+    std::array<uint8_t, INT16_MAX> lateBuffer{}; // buffer for late replies; guarded by replyMutex
 };
 
 namespace {
 
 void DiscardLateReplies(v2xipc_socket& socket) {
     for (int32_t count = 0; count < LATE_REPLIES_MAX; ++count) {
-        v2xpub_UdpSocketDataHead_t late{INT16_MAX, socket.late.data()};
-        if (v2xpub_UdpSocketRecv(socket.udp, &late, 0) != 0) {
+        v2xpub_UdpSocketDataHead_t lateReply{INT16_MAX, socket.lateBuffer.data()};
+        if (v2xpub_UdpSocketRecv(socket.udp, &lateReply, 0) != 0) {
             return;
         }
-        g_late.Add();
+        g_lateReplies.Add();
     }
 }
 
 int32_t RequestAndWait(v2xipc_socket& socket, int32_t timeoutMs, const v2xpub_UdpSocketDataHead_t& request,
                        v2xpub_UdpSocketDataHead_t& reply) {
-    const std::lock_guard lock(socket.waiting);
+    const std::lock_guard lock(socket.replyMutex);
     DiscardLateReplies(socket);
     const int32_t result = v2xpub_UdpSocketReqSend(socket.udp, &request);
     if (result != 0) {
