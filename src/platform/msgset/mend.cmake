@@ -1,18 +1,18 @@
-# Corrects known faults of asn1c 0.9.28 in its generated files. Fails when the code to replace does not occur exactly as
-# often as expected, because another version of asn1c needs another review.
+# Corrects known faults in the files that asn1c 0.9.28 generates. Fails if the code to replace does not occur exactly as
+# often as expected: the output of another version of asn1c needs a new review.
 # usage: cmake -D FOLDER=<generated files> -D LEAF_TYPES=<number of types without members in the modules> -P mend.cmake
 cmake_minimum_required(VERSION 3.25)
 
-# mend(VARIABLE WHAT TIMES OLD NEW): replaces OLD, which must occur TIMES times, by NEW in VARIABLE. An error message
-# names the place as WHAT.
-function(mend variable what times old new)
+# mend(VARIABLE LOCATION TIMES OLD NEW): replaces OLD, which must occur TIMES times, by NEW in VARIABLE. LOCATION is the
+# text for an error message.
+function(mend variable location times old new)
   string(REPLACE "${old}" "" without "${${variable}}")
   string(LENGTH "${${variable}}" before)
   string(LENGTH "${without}" after)
   string(LENGTH "${old}" each)
   math(EXPR found "(${before} - ${after}) / ${each}")
   if(NOT found EQUAL times)
-    message(FATAL_ERROR "mend: ${what}: found ${found} times instead of ${times}; is this asn1c 0.9.28?")
+    message(FATAL_ERROR "mend: ${location}: found the code ${found} times instead of ${times}; is this asn1c 0.9.28?")
   endif()
   string(REPLACE "${old}" "${new}" mended "${${variable}}")
   set(${variable} "${mended}" PARENT_SCOPE)
@@ -24,9 +24,9 @@ function(mend_file name times old new)
   file(WRITE ${FOLDER}/${name} "${text}")
 endfunction()
 
-# A type without members copies its base type's functions into its descriptor on every call. This is a data race, and it
-# replaces the type's constraint check by that of the base type, which accepts everything. Copy once, before main() and
-# other constructors, and keep the check.
+# A type without members copies the functions of its base type into its descriptor on every call. The copy is a data
+# race. It also replaces the type's constraint check by the base type's check, which accepts every value. After the
+# correction the copy runs once, before main() and other constructors, and leaves the constraint check unchanged.
 set(leaf_types 0)
 file(GLOB sources ${FOLDER}/*.c)
 foreach(path IN LISTS sources)
@@ -37,7 +37,7 @@ foreach(path IN LISTS sources)
   set(function ${CMAKE_MATCH_1}_inherit_TYPE_descriptor)
   string(REGEX REPLACE "_1$" "" type ${CMAKE_MATCH_1})
   if(NOT text MATCHES "td->free_struct    = asn_DEF_([A-Za-z0-9_]+)\\.free_struct")
-    message(FATAL_ERROR "mend: ${path}: no base type")
+    message(FATAL_ERROR "mend: ${path}: cannot find the base type")
   endif()
   set(base asn_DEF_${CMAKE_MATCH_1})
   math(EXPR leaf_types "${leaf_types} + 1")
@@ -53,10 +53,10 @@ foreach(path IN LISTS sources)
   file(WRITE ${path} "${text}")
 endforeach()
 if(NOT leaf_types EQUAL LEAF_TYPES)
-  message(FATAL_ERROR "mend: ${leaf_types} types fill in their descriptor instead of ${LEAF_TYPES}")
+  message(FATAL_ERROR "mend: found ${leaf_types} types without members instead of ${LEAF_TYPES}")
 endif()
 
-# Members without a check of their own stored their type's check at first use, which was a data race, too.
+# At first use a member without a constraint check stored the check of its type, which was a data race, too.
 foreach(file constr_CHOICE.c constr_SEQUENCE.c constr_SET_OF.c)
   mend_file(${file} 1 "elm->memb_constraints = elm->type->check_constraints;" ";")
 endforeach()
@@ -100,14 +100,14 @@ NativeEnumerated_constraint(asn_TYPE_descriptor_t *td, const void *sptr,
 asn_TYPE_descriptor_t asn_DEF_NativeEnumerated = {")
 mend_file(NativeEnumerated.c 1 "\tasn_generic_no_constraint,\n" "\tNativeEnumerated_constraint,\n")
 
-# The constraint check rejected extensible bit strings that a newer edition made longer.
+# The constraint check rejected extensible bit strings that are longer in a newer edition of the message set.
 foreach(size VehicleEventFlags:13 ExteriorLights:9 LaneAttributes-Vehicle:8)
   string(REGEX REPLACE "^(.*):(.*)$" "\\1.c;\\2" size ${size})
   list(POP_FRONT size file)
   mend_file(${file} 1 "if((size == ${size}))" "if(size >= ${size})")
 endforeach()
 
-# The decoder skipped unknown extension additions in steps of 24 bits, and skipped only the first of them.
+# The decoder skipped unknown extension additions in steps of 24 bits, and skipped only the first addition.
 mend_file(per_opentype.c 1 "while(per_get_few_bits(pd, 24) >= 0);" "while(per_get_few_bits(pd, 8) >= 0);")
 mend_file(constr_SEQUENCE.c 1
   "if(uper_open_type_skip(opt_codec_ctx, pd)) {
@@ -122,9 +122,9 @@ mend_file(constr_SEQUENCE.c 1
 				continue;
 ")
 
-# An unknown alternative or enumerated value of a newer edition failed the decoding of the whole frame. Skip the
-# alternative and leave the choice empty. Decode the value as the first one of its type: in every extensible type of the
-# message set that is unknown, unavailable or not in use.
+# The decoder rejected a whole frame with an unknown alternative or enumerated value of a newer edition. Now the decoder
+# skips an unknown alternative and leaves the choice empty. It decodes an unknown enumerated value as the first value of
+# the type, which means unknown, unavailable or not in use in every extensible type of the message set.
 mend_file(constr_CHOICE.c 1
   "\t\tvalue += specs->ext_start;
 		if(value >= td->elements_count)
@@ -151,7 +151,7 @@ mend_file(NativeEnumerated.c 1
 			value = 0;
 ")
 
-# Data sent in fragments of 16384 units lacked the final length of 0 when the last fragment was full.
+# The encoder did not write the final length of 0 after a last fragment of full size (16384 units).
 mend_file(per_opentype.c 1
   "\t\ttoGo -= maySave;\n"
   "\t\ttoGo -= maySave;
@@ -170,7 +170,8 @@ mend_file(OCTET_STRING.c 1
 			ASN__ENCODE_FAILED;
 ")
 
-# XER: a CHOICE recorded its alternative only after decoding it, so an incomplete alternative leaked.
+# XER: a CHOICE stored which alternative is present only after decoding the alternative. An incomplete alternative
+# leaked its memory.
 mend_file(constr_CHOICE.c 1
   "\t\t\tassert(_fetch_present_idx(st,
 				specs->pres_offset, specs->pres_size) == 0);
@@ -188,7 +189,8 @@ mend_file(constr_CHOICE.c 1
 			/* Start/Continue decoding the inner member */
 			tmprval = elm->type->xer_decoder(")
 
-# XER: comparing a name that contains a NUL read beyond the end of an enumerated name with the same beginning.
+# XER: the decoder compares a received name with the names of an enumeration. A NUL in the received name made the
+# decoder read beyond the end of an enumeration's name.
 mend_file(INTEGER.c 1
   "ptr < end; ptr++, name++) {
 		if(*ptr != *name)"
@@ -197,7 +199,8 @@ mend_file(INTEGER.c 1
 			return 1;
 		if(*ptr != *name)")
 
-# XER: a character reference without digits or to NUL aborted the process. Treat it as text, like other malformed ones.
+# XER: a character reference without digits or to NUL aborted the process. Now the decoder treats such a reference as
+# text, as it treats other malformed references.
 mend_file(OCTET_STRING.c 1
   "\t\t\tassert(val > 0);\n"
   "\t\t\tif(val <= 0) {

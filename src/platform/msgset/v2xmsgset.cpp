@@ -10,17 +10,19 @@
 
 namespace {
 
-// The encoders' output. `size` counts all bytes, also those that do not fit into `room`.
+// The output of an encoder.
 struct Output {
     uint8_t* bytes;
-    size_t room;
-    size_t size;
+    size_t capacity; // size of the buffer `bytes`
+    size_t size;     // size of the complete encoding, which may exceed the capacity
 };
 
-int Append(const void* piece, size_t size, void* key) {
+// Callback of the encoders: appends `size` bytes at `data`, or only counts the bytes if they exceed the capacity. `key`
+// points to an Output. Returns 0.
+int Append(const void* data, size_t size, void* key) {
     auto& output = *static_cast<Output*>(key);
-    if (output.size <= output.room && size <= output.room - output.size && size > 0) {
-        std::memcpy(output.bytes + output.size, piece, size);
+    if (output.size <= output.capacity && size <= output.capacity - output.size && size > 0) {
+        std::memcpy(output.bytes + output.size, data, size);
     }
     output.size += size;
     return 0;
@@ -58,7 +60,7 @@ asn_enc_rval_t asn_encode_to_buffer(const asn_codec_ctx_t* /*context*/, asn_tran
 
 asn_dec_rval_t asn_decode(const asn_codec_ctx_t* context, asn_transfer_syntax syntax, asn_TYPE_descriptor_t* type,
                           void** structure, const void* buffer, size_t size) {
-    asn_codec_ctx_t copy = context == nullptr ? asn_codec_ctx_t{} : *context; // the decoders modify it
+    asn_codec_ctx_t copy = context == nullptr ? asn_codec_ctx_t{} : *context; // the decoders modify the context
     switch (syntax) {
     case ATS_UNALIGNED_CANONICAL_PER:
         return uper_decode_complete(&copy, type, structure, buffer, size);
