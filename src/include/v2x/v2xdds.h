@@ -12,8 +12,8 @@
 #include <cstdint>
 
 // Receives a sample, or the next 1024 bytes of a longer sample, in the order of sending. `len` is 1 to 1024. The
-// library owns the bytes, which are valid only during the call. A thread of the library calls it; the calls of one
-// participant never overlap.
+// library owns the bytes, which are valid only during the call. The callback runs on a thread of the library. The
+// callbacks of one participant never overlap.
 using dds_RecvCallback = void (*)(void* data, unsigned int len);
 
 // The samples that a writer keeps for slow readers and, if the durability is transient-local, for late readers. All
@@ -52,10 +52,11 @@ int32_t get_match_cnt(void* handle, const char* topic);
 
 // Publishes `len` bytes, 1 to 1048576, and never waits for a reader. A slow reader loses the samples that the history
 // evicts. Returns 0; -1 for a null argument, a length out of range, an unknown topic, or a participant that is not
-// running; -2 if Fast DDS rejects a sample. With DDS_HISTORY_ALL the result -2 also means that the history is full of
-// unacknowledged samples; then no part of the payload is sent.
+// running; -2 if Fast DDS rejects a sample. With DDS_HISTORY_ALL the result -2 also means that too many samples in
+// the history are unacknowledged; then no part of the payload is sent.
 int32_t dds_send(void* handle, const char* topic, const void* data, uint32_t len);
 
 // Waits for a running callback and ends the participant. No callback runs after destroy_dds returns. Does nothing if a
-// callback of the same participant calls it. exit() ends the remaining participants, even if a callback calls exit().
+// callback of the same participant calls destroy_dds. exit() ends the remaining participants, even if a callback calls
+// exit().
 void destroy_dds(void* handle);

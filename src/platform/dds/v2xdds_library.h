@@ -3,12 +3,12 @@
 
 #include <csignal>
 
-// Redirects the warnings and errors of Fast DDS to v2xlog, turns off its intraprocess delivery, and starts its log
-// thread. The log thread inherits the caller's signal mask. Call this function before each participant is created.
+// Redirects the warnings and errors of Fast DDS to v2xlog, turns off intraprocess delivery, and starts the log thread
+// of Fast DDS. The log thread inherits the caller's signal mask. Call this function before each participant is created.
 void v2xdds_PrepareLibrary();
 
-// Blocks SIGINT, SIGQUIT and SIGTERM in the constructing thread until the object is destroyed. A thread that this
-// thread creates while the object exists inherits the signal mask and never receives these signals.
+// Blocks SIGINT, SIGQUIT and SIGTERM in the calling thread while the object exists. Threads that the calling thread
+// creates during this time inherit the signal mask and never receive these signals.
 class v2xdds_signalBlocker {
 public:
     v2xdds_signalBlocker();

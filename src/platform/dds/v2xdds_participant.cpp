@@ -86,8 +86,8 @@ bool v2xdds_participant::Start(void (*atExit)()) {
     try {
         const v2xdds_signalBlocker blocker;
         Open();
-        // Register atExit after Open, so that exit() runs it before it destroys the static objects of Fast DDS.
-        // Register atExit before the dispatcher starts, because a callback may call exit().
+        // Register atExit after Open, so that exit() first runs atExit and then destroys the static objects of Fast
+        // DDS. Register atExit before the dispatcher starts, because a callback may call exit().
         std::atexit(atExit);
         m_dispatch.Start(m_readers);
         m_state = State::RUNNING;

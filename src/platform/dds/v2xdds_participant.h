@@ -54,7 +54,7 @@ private:
     std::mutex m_destroyMutex; // serializes Destroy()
     // Destroy sets m_isEnding before it locks m_membersMutex. Send then returns at once and cannot delay Destroy.
     std::atomic<bool> m_isEnding{false};
-    // Send takes it shared; changes to the members below take it exclusively.
+    // Send locks m_membersMutex shared. Changes to the members below lock m_membersMutex exclusively.
     std::shared_mutex m_membersMutex;
     State m_state = State::DECLARED;
     int32_t m_domain = 0;

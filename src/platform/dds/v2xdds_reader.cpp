@@ -18,7 +18,7 @@ v2x_counter g_samples{"dds", "samples"};
 v2x_counter g_wrongType{"dds", "wrong_type"};
 v2x_counter g_tooLong{"dds", "too_long"};
 v2x_counter g_incompatible{"dds", "incompatible_writers"};
-v2x_counter g_lost{"dds", "lost"}; // samples that their writer evicted before they arrived
+v2x_counter g_lost{"dds", "lost"}; // samples that a writer evicted before delivery
 
 namespace rtps = eprosima::fastrtps::rtps;
 
@@ -32,7 +32,7 @@ constexpr uint32_t RECEIVED_SAMPLE_BYTES_MAX = V2XDDS_CDR_HEAD + V2XDDS_PAYLOAD_
 
 } // namespace
 
-// The limit of Fast DDS ignores missing samples. It is therefore higher than the limits that the queue itself checks.
+// Fast DDS ignores missing samples in its limit. The limit is therefore higher than those in can_change_be_added_nts.
 v2xdds_queue::v2xdds_queue()
     : ReaderHistory(
           {rtps::DYNAMIC_RESERVE_MEMORY_MODE, INITIAL_SAMPLE_BYTES, 0, static_cast<int32_t>(2 * QUEUE_SAMPLES)}) {}
@@ -49,14 +49,14 @@ bool v2xdds_queue::can_change_be_added_nts(const rtps::GUID_t& writer_guid, uint
     }
     uint64_t bytes = 0;
     // True if earlier fragments of this sample are queued. The loop below then counts the sample and its bytes.
-    bool isBegun = false;
+    bool isPartlyQueued = false;
     for (rtps::CacheChange_t* change : m_changes) {
         bytes += change->serializedPayload.length;
-        isBegun = isBegun || (!change->is_fully_assembled() && change->writerGUID == writer_guid &&
-                              change->serializedPayload.length == total_payload_size);
+        isPartlyQueued = isPartlyQueued || (!change->is_fully_assembled() && change->writerGUID == writer_guid &&
+                                            change->serializedPayload.length == total_payload_size);
     }
-    const size_t ahead = m_changes.size() - (isBegun ? 1 : 0) + unknown_missing_changes_up_to;
-    bytes += isBegun ? 0 : total_payload_size;
+    const size_t ahead = m_changes.size() - (isPartlyQueued ? 1 : 0) + unknown_missing_changes_up_to;
+    bytes += isPartlyQueued ? 0 : total_payload_size;
     // A sample after a missing sample cannot be delivered. Such samples must not fill the queue, because the missing
     // sample could then never be queued. Reserve one entry for the missing sample, and the bytes of two maximum
     // samples: an incomplete sample may be counted twice.

@@ -1,4 +1,4 @@
-// The reader of one topic. It queues received samples and passes them to the callback, at most 1024 bytes a call.
+// The reader of one topic: queues received samples and passes the octets to the callback, at most 1024 at a time.
 #pragma once
 
 #include <cstdint>
@@ -37,7 +37,7 @@ public:
     bool Open(eprosima::fastrtps::rtps::RTPSParticipant& participant);
 
     // Delivers the next sample to the callback, or discards an invalid sample. Returns false if no sample can be
-    // delivered. Call it on the dispatcher's thread only.
+    // delivered. Call DeliverOne on the dispatcher's thread only.
     bool DeliverOne();
 
 private:

@@ -10,7 +10,7 @@ inline constexpr char V2XDDS_ADDRESS[] = "127.0.0.1";
 inline constexpr int32_t V2XDDS_DOMAIN_MAX = 232;
 
 // Returns the attributes of a participant that listens on the lowest free port pair out of the 32 pairs of the domain.
-// Without these attributes Fast DDS assigns a new port pair to every participant of a process, and a participant that
-// finds no free pair runs without ports. `domain` is 0 to V2XDDS_DOMAIN_MAX. Throws std::runtime_error if all pairs are
-// in use or if a port cannot be checked.
+// `domain` is 0 to V2XDDS_DOMAIN_MAX. Throws std::runtime_error if all pairs are in use or if a port cannot be checked.
+// With its default attributes Fast DDS would assign a new port pair to every participant of a process, and would create
+// a participant without ports if no pair is free.
 eprosima::fastrtps::rtps::RTPSParticipantAttributes v2xdds_ParticipantAttributes(int32_t domain);
