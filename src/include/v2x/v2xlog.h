@@ -37,7 +37,7 @@ struct v2xlog_tagSlot {
 using V2X_LOGHANDLE = v2xlog_tagSlot*;
 
 // Opens the log file `path` and creates its missing folders. `defaultTag` is the tag of lines that are printed with a
-// null handle; this function does not register it.
+// null handle; this function does not register the tag.
 // useFile: 1 writes lines to the file, 0 uses no file. The file is rotated at 10 MiB; the five old files are NAME.1.EXT
 // to NAME.5.EXT. limit: 1 rate-limits each log statement (see v2xlog_site), 0 writes every line. useStderr: 1 writes
 // every line to standard error, too.
@@ -55,8 +55,8 @@ int32_t v2xlog_AddTag(const char* name, V2X_LOGHANDLE* handle);
 // null argument; -3 for an unknown name. On failure *handle is unchanged.
 int32_t v2xlog_GetTagHandle(const char* name, V2X_LOGHANDLE* handle);
 
-// Set the level, 0 to 7, of one tag or of all registered tags. Both functions return 0; -3 for a level out of range,
-// without a change. v2xlog_SetTagLevel returns -2 for a null handle.
+// Set the level, 0 to 7, of one tag or of all registered tags. Both functions return 0; -3 for a level out of range.
+// v2xlog_SetTagLevel returns -2 for a null handle. On failure no level changes.
 int32_t v2xlog_SetTagLevel(V2X_LOGHANDLE handle, int32_t level);
 int32_t v2xlog_SetAllTagLevel(int32_t level);
 
@@ -76,12 +76,12 @@ void v2xlog_Print(V2X_LOGHANDLE handle, int32_t level, const char* text);
 void v2xlog_HexDump(V2X_LOGHANDLE handle, int32_t level, const uint8_t* data, int32_t len);
 
 // One log statement of the program, in static storage. The library rate-limits the lines of levels 1 to 5: it
-// suppresses a line if the statement wrote the same text last and less than 10 s ago, and every line after 300 lines in
-// 10 s. The next line that the statement writes ends in " [n more]", where n is the number of suppressed lines.
+// suppresses a line that repeats the statement's last text within 10 s, and every line after 300 lines in 10 s. The
+// next line that the statement writes ends in " [n more]", where n is the number of suppressed lines.
 struct v2xlog_site {
     const char* file; // name of the source file without folders
     int32_t line;
-    // State of the rate limit. Only the library uses it, under its lock.
+    // State of the rate limit. The library guards the state with a lock.
     uint64_t textHash = 0;   // hash of the last text written
     int64_t textTime = 0;    // time of the last text written, in monotonic nanoseconds
     int64_t windowStart = 0; // start of the current 10 s, in monotonic nanoseconds
@@ -116,8 +116,8 @@ inline bool v2xlog_Enabled(v2xlog_tag_t& tag, int32_t level) {
     return handle != nullptr && level <= handle->level.load(std::memory_order_relaxed);
 }
 
-// V2XLOG(v2xlog_tag_t, level, printf format, ...) logs a message. It evaluates the arguments only if the level is
-// enabled.
+// V2XLOG(v2xlog_tag_t, level, printf format, ...) logs a message. The macro evaluates the arguments only if the
+// level is enabled.
 #define V2XLOG(tag, level, ...) V2XLOG_TIMES(tag, level, 1, __VA_ARGS__)
 
 // Has the effect of `times` successive calls of V2XLOG, but formats the message only once. 0 logs nothing.

@@ -21,8 +21,8 @@ std::filesystem::path FolderOf(const std::filesystem::path& path) {
     return path.has_parent_path() ? path.parent_path() : ".";
 }
 
-// Returns false if the folder is not writable: rotation then cannot rename files in it. The error is EPERM if the
-// folder has the immutable flag.
+// Returns false if the folder is not writable, because rotation then cannot rename the files. access() fails with EPERM
+// if the folder has the immutable flag.
 bool CanRename(const std::filesystem::path& folder) {
     return ::access(folder.c_str(), W_OK | X_OK) == 0 || (errno != EACCES && errno != EROFS && errno != EPERM);
 }
@@ -73,7 +73,7 @@ void v2xlog_file::Close(Clock::time_point now, const char* reason) {
 }
 
 // Returns true if the path names no file or another file than the open file, or if the folder is not writable. Checks
-// once a second. A rotation does not require a reopen, because it calls StoreIdentity for the new file.
+// once a second. A rotation does not require a reopen, because the sink then calls StoreIdentity for the new file.
 bool v2xlog_file::MustReopen(Clock::time_point now) {
     if (now < m_nextCheck) {
         return false;

@@ -1,5 +1,5 @@
-// The log file. It is rotated by size. After a failure it is opened again after a back-off. If another process moves or
-// removes the file, it is opened again within a second. Not thread-safe.
+// The log file, which is rotated by size. After a failure the file is opened again after a back-off. If another process
+// moves or removes the file, the file is opened again within a second. Not thread-safe.
 #pragma once
 
 #include <chrono>

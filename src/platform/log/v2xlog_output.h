@@ -28,7 +28,7 @@ public:
     // Opens the file. If the file cannot be opened, writes the reason to standard error and returns false.
     bool Open(Clock::time_point now);
 
-    // Writes one line. Counts the line as lost if it can be written neither to the file nor to standard error.
+    // Writes one line. Counts the line as lost if neither the file nor standard error accepts the line.
     void Write(const v2xlog_line& line, Clock::time_point now);
 
 private:
