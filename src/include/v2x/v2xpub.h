@@ -58,8 +58,8 @@ struct v2xpub_UdpSocketDataHead_t {
 };
 
 // Receive callback. `p_data` points to a v2xpub_UdpSocketDataHead_t. `addr` points to the sender's sockaddr of
-// `addrLen` bytes. Both are valid only during the call. The socket's receive thread calls it for one datagram after
-// another.
+// `addrLen` bytes. Both are valid only during the call. The callback runs on the socket's receive thread, for one
+// datagram after another.
 using v2xpub_msgFunc = void (*)(V2X_UDPSOCKHANDLE handle, void* p_data, void* addr, int16_t addrLen);
 
 struct v2xpub_SocketInitPara_t {
@@ -69,7 +69,7 @@ struct v2xpub_SocketInitPara_t {
     uint16_t m_cliPort;       // local port of a client; with 0 the kernel chooses the port
     int8_t m_svrEnable;       // 1: the socket is a server and is bound to m_svrPort
     int8_t m_cliEnable;       // 1: the socket is a client; it is bound to m_cliPort unless it is also a server
-    v2xpub_msgFunc f_msgFunc; // a server's receive thread calls it; if null, only v2xpub_UdpSocketRecv receives
+    v2xpub_msgFunc f_msgFunc; // callback of a server; if null, only v2xpub_UdpSocketRecv receives datagrams
 };
 
 // Counters of one socket since it was opened.

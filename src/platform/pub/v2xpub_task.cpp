@@ -143,7 +143,7 @@ int32_t v2xpub_TaskDelete(V2X_TASKHANDLE handle) {
     }
     handle->wake.notify_one();
     if (pthread_join(handle->thread, nullptr) != 0) {
-        return -2; // the task itself is the caller: it ends after the current run and is never freed
+        return -2; // the task is the caller: the task ends after the current run, but is never freed
     }
     delete handle;
     return 0;

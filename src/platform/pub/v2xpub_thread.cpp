@@ -11,8 +11,8 @@ constexpr size_t STACK_SIZE = size_t{512} * 1024;
 
 v2xlog_tag_t g_log{"TASK"};
 
-// Blocks SIGINT, SIGQUIT and SIGTERM in the constructing thread until the object is destroyed. A thread that this
-// thread creates while the object exists inherits the signal mask and never receives these signals.
+// Blocks SIGINT, SIGQUIT and SIGTERM in the calling thread while the object exists. Threads that the calling thread
+// creates during this time inherit the signal mask and never receive these signals.
 class StopSignalBlocker {
 public:
     StopSignalBlocker() {

@@ -18,7 +18,7 @@ constexpr int32_t SERVER_RECEIVE_BUFFER = 4 * 1024 * 1024;
 
 v2xlog_tag_t g_log{"UDPA"};
 
-// List of the open sockets, newest first. It has no destructor, because threads use the sockets while the process
+// List of the open sockets, newest first. The list has no destructor, because threads use sockets while the process
 // exits.
 constinit std::mutex g_openLock;
 constinit v2xpub_udpSocket* g_open = nullptr;

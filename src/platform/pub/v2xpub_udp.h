@@ -17,7 +17,7 @@
 // Maximum length of a datagram in bytes. m_curMsgLen cannot store a larger length.
 inline constexpr ssize_t V2XPUB_DATAGRAM_MAX = INT16_MAX;
 
-// Rate limit for the log lines that a peer can cause at any rate.
+// Rate limit for log lines that a peer can cause.
 class v2xpub_RateLimit {
 public:
     // Returns true at most once in ten seconds. May be called on any thread.
@@ -51,7 +51,7 @@ struct v2xpub_udpSocket {
     pthread_t thread{};
     std::atomic<bool> isStopping{false};
 
-    // Address and port of the destination in one word, so that senders need no lock. 0 means that none is set.
+    // Address and port of the destination in one word, so that senders need no lock. 0 means no destination.
     std::atomic<uint64_t> destination{0};
 
     v2xpub_udpSocket* next = nullptr; // the next entry in the list of open sockets
