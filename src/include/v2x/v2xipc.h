@@ -20,13 +20,13 @@ struct v2x_ipc_config_t {
     char m_rsu_rcv_ip[32];
 };
 
-// An IPC socket. It stays open until the process ends.
+// Handle of an IPC socket. The socket stays open until the process ends.
 using V2X_IPCSOCKHANDLE = struct v2xipc_socket*;
 
 // Reads the port table from `workDir`/conf/v2x_ipc.cfg, or from conf/v2x_ipc.cfg in the current directory if `workDir`
 // is empty. Uses the default for a missing or invalid key, and all defaults for a missing or invalid file. Logs an
-// invalid file or value. Returns 0; -2 for a null argument; -3 if the file exists but cannot be read or parsed. Call this function on
-// one thread, before any socket is opened.
+// invalid file or value. Returns 0; -2 for a null argument; -3 if the file exists but cannot be read or parsed. Call
+// this function on one thread, before any socket is opened.
 int32_t v2xipc_CfgInit(const char* workDir);
 
 // Stores the address of the process's port table, which has the defaults until v2xipc_CfgInit is called. Returns 0; -2

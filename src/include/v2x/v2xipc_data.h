@@ -36,7 +36,7 @@ struct v2xipc_phases_t {
     uint32_t m_intersectionId; // region << 16 | node
     uint16_t m_status;         // bits of IntersectionStatusObject
     uint32_t m_moy;            // minute of the year, local time
-    uint16_t m_secMark;        // millisecond of that minute, 0 to 59999
+    uint16_t m_secMark;        // millisecond within the minute, 0 to 59999
     int8_t m_phaseNum;         // number of phases as the device or the cloud reports it; negative means 0
 };
 
@@ -88,8 +88,8 @@ inline constexpr uint16_t V2XIPC_CMD_FROM_STACK = 21; // stack application to da
 inline constexpr uint16_t V2XIPC_CMD_LOG_REQUEST = 50; // log tool to daemon
 inline constexpr uint16_t V2XIPC_CMD_LOG_REPLY = 51;   // daemon to log tool
 
-inline constexpr uint8_t V2XIPC_LOG_REPORT = 1; // report the levels of all tags
-inline constexpr uint8_t V2XIPC_LOG_SET = 2;    // set the level of the first entry's tag, or of "ALL"
+inline constexpr uint8_t V2XIPC_LOG_REPORT = 1; // requests the levels of all tags
+inline constexpr uint8_t V2XIPC_LOG_SET = 2;    // sets the level of the first entry's tag, or of all tags for "ALL"
 
 inline constexpr int32_t V2XIPC_DATA_SPAT_RECORD = 1;
 inline constexpr int32_t V2XIPC_DATA_SPAT_UPER = 11;
@@ -112,7 +112,7 @@ enum e_v2xipc_lightState : uint8_t {
 };
 
 inline constexpr int8_t V2XIPC_STATE_MODE_COUNTING = 1;
-inline constexpr uint16_t V2XIPC_TIME_UNKNOWN = 36001; // TimeMark of the message set: unknown
+inline constexpr uint16_t V2XIPC_TIME_UNKNOWN = 36001; // TimeMark of the message set: the time is unknown
 inline constexpr int16_t V2XIPC_OPT_ABSENT = -1;
 inline constexpr int8_t V2XIPC_OPT_CONFIDENCE_ABSENT = -1;
 

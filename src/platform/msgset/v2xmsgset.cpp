@@ -34,7 +34,7 @@ asn_enc_rval_t asn_encode_to_buffer(const asn_codec_ctx_t* /*context*/, asn_tran
                                     asn_TYPE_descriptor_t* type, const void* structure, void* buffer,
                                     size_t buffer_size) {
     Output output{static_cast<uint8_t*>(buffer), buffer_size, 0};
-    auto* value = const_cast<void*>(structure); // the encoders only read it, but their signature lacks const
+    auto* value = const_cast<void*>(structure); // the encoders only read the value, but their signature lacks const
     asn_enc_rval_t result{-1, nullptr, value};
     switch (syntax) {
     case ATS_UNALIGNED_CANONICAL_PER:
