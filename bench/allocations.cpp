@@ -8,7 +8,7 @@ namespace {
 std::atomic<size_t> g_count{0};
 }
 
-size_t allocations() {
+size_t countAllocations() {
     return g_count.load(std::memory_order_relaxed);
 }
 

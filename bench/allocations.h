@@ -1,7 +1,7 @@
-// Counts the heap allocations of a benchmark program.
+// Replaces operator new and counts its calls.
 #pragma once
 
 #include <cstddef>
 
-// Calls of operator new so far, by all threads.
-size_t allocations();
+// Returns how often all threads have called operator new since the program's start. Any thread.
+size_t countAllocations();

@@ -14,21 +14,21 @@
 
 namespace {
 
-constexpr int32_t KEPT = 64;
-constexpr int32_t QUEUED = 1024;
-constexpr uint32_t SAMPLE_USUAL = V2XDDS_CDR_HEAD + V2XDDS_SAMPLE_MAX;
+constexpr int32_t WRITER_DEPTH = 64;   // samples
+constexpr int32_t READER_DEPTH = 1024; // samples
+constexpr uint32_t USUAL_SAMPLE_SIZE = V2XDDS_CDR_HEAD + V2XDDS_SAMPLE_MAX;
 
-// Throws if Fast DDS returned null.
-template <typename Made>
-Made* created(Made* made) {
-    if (made == nullptr) {
+// Returns the pointer. Throws if it is null.
+template <typename Entity>
+Entity* requireCreated(Entity* entity) {
+    if (entity == nullptr) {
         throw std::runtime_error("Fast DDS cannot create a participant, writer or reader");
     }
-    return made;
+    return entity;
 }
 
 template <typename Attributes>
-Attributes reliable() {
+Attributes makeAttributes() {
     Attributes attributes;
     attributes.endpoint.reliabilityKind = rtps::RELIABLE;
     attributes.endpoint.durabilityKind = rtps::VOLATILE;
@@ -36,22 +36,22 @@ Attributes reliable() {
 }
 
 template <typename Qos>
-Qos announced() {
+Qos makeQos() {
     Qos qos;
     qos.m_reliability.kind = eprosima::fastrtps::RELIABLE_RELIABILITY_QOS;
     qos.m_durability.kind = eprosima::fastrtps::VOLATILE_DURABILITY_QOS;
     return qos;
 }
 
-rtps::WriterAttributes writerAttributes() {
-    auto attributes = reliable<rtps::WriterAttributes>();
+rtps::WriterAttributes makeWriterAttributes() {
+    auto attributes = makeAttributes<rtps::WriterAttributes>();
     attributes.times.heartbeatPeriod = {0, 100'000'000};
     return attributes;
 }
 
 } // namespace
 
-std::vector<uint8_t> bareSample(size_t octets) {
+std::vector<uint8_t> encodeSample(size_t octets) {
     const std::vector<uint8_t> payload(octets, 0x41);
     std::vector<uint8_t> sample(V2XDDS_CDR_HEAD + octets);
     v2xdds_Encode(payload, sample.data());
@@ -59,7 +59,7 @@ std::vector<uint8_t> bareSample(size_t octets) {
 }
 
 BareParticipant::BareParticipant(int32_t domain)
-    : m_participant(created(
+    : m_participant(requireCreated(
           rtps::RTPSDomain::createParticipant(static_cast<uint32_t>(domain), v2xdds_ParticipantAttributes(domain)))) {}
 
 BareParticipant::~BareParticipant() {
@@ -67,12 +67,12 @@ BareParticipant::~BareParticipant() {
 }
 
 BareWriter::BareWriter(int32_t domain, const std::string& topic)
-    : m_participant(domain), m_history({rtps::PREALLOCATED_WITH_REALLOC_MEMORY_MODE, SAMPLE_USUAL, 16, KEPT}),
-      m_writer([this] {
-          rtps::WriterAttributes attributes = writerAttributes();
-          return created(rtps::RTPSDomain::createRTPSWriter(&m_participant.get(), attributes, &m_history, this));
+    : m_participant(domain),
+      m_history({rtps::PREALLOCATED_WITH_REALLOC_MEMORY_MODE, USUAL_SAMPLE_SIZE, 16, WRITER_DEPTH}), m_writer([this] {
+          rtps::WriterAttributes attributes = makeWriterAttributes();
+          return requireCreated(rtps::RTPSDomain::createRTPSWriter(&m_participant.get(), attributes, &m_history, this));
       }()) {
-    const auto qos = announced<eprosima::fastrtps::WriterQos>();
+    const auto qos = makeQos<eprosima::fastrtps::WriterQos>();
     m_participant.get().registerWriter(m_writer, v2xdds_TopicAttributes(topic), qos);
 }
 
@@ -81,7 +81,7 @@ BareWriter::~BareWriter() {
 }
 
 bool BareWriter::send(std::span<const uint8_t> sample) {
-    if (m_history.getHistorySize() >= KEPT && !m_history.remove_min_change()) {
+    if (m_history.getHistorySize() >= WRITER_DEPTH && !m_history.remove_min_change()) {
         return false;
     }
     const auto size = static_cast<uint32_t>(sample.size());
@@ -100,11 +100,12 @@ void BareWriter::onWriterMatched(rtps::RTPSWriter* /*writer*/,
 }
 
 BareReader::BareReader(int32_t domain, const std::string& topic)
-    : m_participant(domain), m_history({rtps::DYNAMIC_RESERVE_MEMORY_MODE, SAMPLE_USUAL, 0, QUEUED}), m_reader([this] {
-          auto attributes = reliable<rtps::ReaderAttributes>();
-          return created(rtps::RTPSDomain::createRTPSReader(&m_participant.get(), attributes, &m_history, this));
+    : m_participant(domain), m_history({rtps::DYNAMIC_RESERVE_MEMORY_MODE, USUAL_SAMPLE_SIZE, 0, READER_DEPTH}),
+      m_reader([this] {
+          auto attributes = makeAttributes<rtps::ReaderAttributes>();
+          return requireCreated(rtps::RTPSDomain::createRTPSReader(&m_participant.get(), attributes, &m_history, this));
       }()) {
-    const auto qos = announced<eprosima::fastrtps::ReaderQos>();
+    const auto qos = makeQos<eprosima::fastrtps::ReaderQos>();
     m_participant.get().registerReader(m_reader, v2xdds_TopicAttributes(topic), qos);
 }
 

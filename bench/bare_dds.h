@@ -1,4 +1,4 @@
-// A writer and a reader of bare Fast DDS, with the settings that the unit's DDS library uses for real-time topics.
+// A writer and a reader on Fast DDS alone, with the settings that the platform's DDS library uses for real-time topics.
 #pragma once
 
 #include <atomic>
@@ -18,10 +18,11 @@
 
 namespace rtps = eprosima::fastrtps::rtps;
 
-// An encoded sample of this many octets.
-std::vector<uint8_t> bareSample(size_t octets);
+// Returns an encoded sample with this many bytes of payload.
+std::vector<uint8_t> encodeSample(size_t octets);
 
-// A participant on 127.0.0.1. Start one of the unit's library first: it turns off delivery within the process.
+// A participant on 127.0.0.1. Start a participant of the platform's library first: the library turns off delivery
+// within the process. The constructors of all three classes throw std::runtime_error if Fast DDS fails.
 class BareParticipant {
 public:
     explicit BareParticipant(int32_t domain);
@@ -34,12 +35,15 @@ private:
     rtps::RTPSParticipant* const m_participant;
 };
 
+// Publishes on one topic. One thread at a time.
 class BareWriter : private rtps::WriterListener {
 public:
     BareWriter(int32_t domain, const std::string& topic);
     ~BareWriter() override;
+    // Publishes a sample of encodeSample. Returns false if Fast DDS rejects the sample.
     bool send(std::span<const uint8_t> sample);
-    int32_t readers() const { return m_readers; }
+    // Returns the number of matched readers. Any thread.
+    int32_t countReaders() const { return m_readers; }
 
 private:
     using WriterListener::onWriterMatched;
@@ -52,11 +56,13 @@ private:
     rtps::RTPSWriter* const m_writer;
 };
 
+// Reads one topic, counts the payload and discards the samples.
 class BareReader : private rtps::ReaderListener {
 public:
     BareReader(int32_t domain, const std::string& topic);
     ~BareReader() override;
-    const std::atomic<size_t>& received() const { return m_received; } // octets
+    // Returns the bytes of payload that have arrived. Any thread.
+    const std::atomic<size_t>& received() const { return m_received; }
 
 private:
     void onNewCacheChangeAdded(rtps::RTPSReader* reader, const rtps::CacheChange_t* change) override;

@@ -1,5 +1,5 @@
-// Framing of a record without the kernel (argument: number of phases), and storing bytes in the controller's ring
-// (argument: number of bytes).
+// Measures two steps without the kernel: recordToFrame makes a frame of a record (argument: number of phases), and
+// storeDatagram stores a controller datagram in the byte ring (argument: number of bytes).
 #include <benchmark/benchmark.h>
 #include <cstdio>
 #include <vector>
@@ -12,7 +12,7 @@
 
 namespace {
 
-bool start() {
+bool startModules() {
     return loadConfiguration("RSU0001", {"SINF"}) && v2xspatconv_StackInterfaceInit() == 0;
 }
 
@@ -24,15 +24,14 @@ void recordToFrame(benchmark::State& state) {
     }
     v2xipc_phases_t* spat_ipc = reinterpret_cast<v2xipc_phases_t*>(record);
     spat_ipc->m_phaseNum = static_cast<int8_t>(state.range(0));
-    const size_t before = allocations();
+    const size_t before = countAllocations();
     for (auto _ : state) {
         v2xspatconv_SpatNotify(spat_ipc);
     }
-    state.counters["allocations"] = static_cast<double>(allocations() - before);
+    state.counters["allocations"] = static_cast<double>(countAllocations() - before);
 }
 BENCHMARK(recordToFrame)->Arg(1)->Arg(8)->Arg(32);
 
-// One datagram of a controller into the byte ring.
 void storeDatagram(benchmark::State& state) {
     std::vector<uint8_t> bytes(static_cast<size_t>(state.range(0)), 0x41);
     v2xpub_UdpSocketDataHead_t datagram = {static_cast<int16_t>(bytes.size()), bytes.data()};
@@ -47,8 +46,8 @@ BENCHMARK(storeDatagram)->Arg(142)->Arg(1400);
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
-    if (!start()) {
-        fprintf(stderr, "bench_convert: the configuration cannot be loaded\n");
+    if (!startModules()) {
+        fprintf(stderr, "bench_convert: cannot load the configuration or open the sockets\n");
         return 1;
     }
     benchmark::RunSpecifiedBenchmarks();

@@ -1,5 +1,6 @@
-// Time from the daemon's start to the first record, and the idle daemon's processor time and memory.
-// usage: bench_daemon [SECONDS]    idle time to measure, default 30
+// Measures the time from the daemon's start to the first record. Then measures the idle daemon's processor time, memory
+// and thread wake-ups. The exit status is 1 if a figure exceeds its limit.
+// usage: bench_daemon [SECONDS]    measures the idle daemon for SECONDS, default 30
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -22,8 +23,9 @@ constexpr double RSS_LIMIT_MIB = 40;
 
 const Bytes REPORT = hex("FEFE10 000A 00 01 00 03 01 0F 00000000");
 
-// Milliseconds from the start of the process to the first record while the learner reports; below 0 without a record.
-double firstRecord() {
+// Starts a daemon and sends learner reports until a record arrives. Returns the time from the daemon's start to the
+// record in milliseconds, or -1 if no record arrives within 10 s.
+double measureFirstRecord() {
     Unit unit;
     const auto start = Clock::now();
     unit.start();
@@ -32,36 +34,37 @@ double firstRecord() {
         unit.learner.sendTo(unit.reportPort, REPORT);
         record = unit.receiveRecord(1);
     }
-    const double taken = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-    return record.has_value() ? taken : -1;
+    const double elapsed = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+    return record.has_value() ? elapsed : -1;
 }
 
 struct Usage {
-    uint64_t ticks = 0;    // of processor time
-    uint64_t switches = 0; // voluntary, wake-ups of all threads
+    uint64_t ticks = 0;    // processor time in clock ticks
+    uint64_t switches = 0; // voluntary context switches of all threads
     uint64_t rssKiB = 0;
 };
 
-Usage usageOf(pid_t pid) {
+Usage readUsage(pid_t pid) {
     const std::string process = "/proc/" + std::to_string(pid);
     Usage usage;
     std::istringstream stat(readFile(process + "/stat"));
     std::string field;
     for (int i = 1; i <= 15 && stat >> field; i++) {
-        usage.ticks += i >= 14 ? strtoull(field.c_str(), nullptr, 10) : 0; // utime and stime
+        usage.ticks += i >= 14 ? strtoull(field.c_str(), nullptr, 10) : 0; // fields 14 and 15 are utime and stime
     }
-    const auto number = [](const std::string& text, const std::string& name) {
+    const auto findNumber = [](const std::string& text, const std::string& name) {
         const size_t at = text.find(name + ":");
         return at == std::string::npos ? 0 : strtoull(text.c_str() + at + name.size() + 1, nullptr, 10);
     };
-    usage.rssKiB = number(readFile(process + "/status"), "VmRSS");
+    usage.rssKiB = findNumber(readFile(process + "/status"), "VmRSS");
     for (const auto& thread : std::filesystem::directory_iterator(process + "/task")) {
-        usage.switches += number(readFile(thread.path().string() + "/status"), "\nvoluntary_ctxt_switches");
+        usage.switches += findNumber(readFile(thread.path().string() + "/status"), "\nvoluntary_ctxt_switches");
     }
     return usage;
 }
 
-bool row(const char* what, double value, const char* unit, double limit) {
+// Prints a figure and its limit. Returns false if the figure exceeds the limit.
+bool printFigure(const char* what, double value, const char* unit, double limit) {
     printf("%-44s %10.2f %-4s limit %g\n", what, value, unit, limit);
     return value <= limit;
 }
@@ -72,12 +75,12 @@ int main(int argc, char** argv) {
     const int seconds = std::max(1, argc > 1 ? atoi(argv[1]) : 30);
     std::vector<double> starts;
     for (int i = 0; i < STARTS; i++) {
-        starts.push_back(firstRecord());
+        starts.push_back(measureFirstRecord());
     }
     std::ranges::sort(starts);
-    bool within = starts.front() > 0;
-    within &= row("start to first record, median", starts[STARTS / 2], "ms", FIRST_RECORD_LIMIT_MS);
-    within &= row("start to first record, longest", starts.back(), "ms", FIRST_RECORD_LIMIT_MS);
+    bool isOk = starts.front() > 0;
+    isOk &= printFigure("start to first record, median", starts[STARTS / 2], "ms", FIRST_RECORD_LIMIT_MS);
+    isOk &= printFigure("start to first record, longest", starts.back(), "ms", FIRST_RECORD_LIMIT_MS);
 
     Unit unit;
     unit.start();
@@ -86,14 +89,14 @@ int main(int argc, char** argv) {
         return 1;
     }
     std::this_thread::sleep_for(std::chrono::seconds(2));
-    const Usage before = usageOf(unit.daemon->pid());
+    const Usage before = readUsage(unit.daemon->pid());
     std::this_thread::sleep_for(std::chrono::seconds(seconds));
-    const Usage after = usageOf(unit.daemon->pid());
+    const Usage after = readUsage(unit.daemon->pid());
     const double cpu =
         100.0 * static_cast<double>(after.ticks - before.ticks) / static_cast<double>(sysconf(_SC_CLK_TCK)) / seconds;
-    within &= row("idle, share of one processor", cpu, "%", IDLE_LIMIT_PERCENT);
-    within &= row("idle, resident memory", static_cast<double>(after.rssKiB) / 1024, "MiB", RSS_LIMIT_MIB);
+    isOk &= printFigure("idle, share of one processor", cpu, "%", IDLE_LIMIT_PERCENT);
+    isOk &= printFigure("idle, resident memory", static_cast<double>(after.rssKiB) / 1024, "MiB", RSS_LIMIT_MIB);
     printf("%-44s %10.2f /s\n", "idle, thread wake-ups",
            static_cast<double>(after.switches - before.switches) / seconds);
-    return within ? 0 : 1;
+    return isOk ? 0 : 1;
 }

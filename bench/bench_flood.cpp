@@ -1,6 +1,6 @@
-// Effect of a flood of controller frames: latency of the learner's reports, memory and log of the daemon without it and
-// with 1000 frames a second, and the time until a frame arrives after the flood.
-// usage: bench_flood [SECONDS [FRAMES_PER_SECOND]]
+// Measures the effect of a flood of controller frames on the daemon: the latency of learner reports, the memory and the
+// size of the log, without and with the flood. Then measures how soon the daemon handles a frame after the flood.
+// usage: bench_flood [SECONDS [FRAMES_PER_SECOND]]    default: 30 s each without and with 1000 frames a second
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -16,28 +16,29 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr int REPORTS_PER_SECOND = 50;
-constexpr uint8_t LEARNER_PHASE = 31; // no lamp of the simulated controller
+constexpr uint8_t LEARNER_PHASE = 31; // the simulated controller has no lamp of this phase
 
 double millisecondsSince(Clock::time_point start) {
     return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
 
-long residentKib(pid_t pid) {
+long readResidentKib(pid_t pid) {
     const std::string status = readFile("/proc/" + std::to_string(pid) + "/status");
     const size_t at = status.find("VmRSS:");
     return at == std::string::npos ? 0 : strtol(status.c_str() + at + 6, nullptr, 10);
 }
 
-uintmax_t logBytes(const Unit& unit) {
-    uintmax_t all = 0;
+uintmax_t measureLog(const Unit& unit) {
+    uintmax_t bytes = 0;
     for (const auto& file : std::filesystem::directory_iterator(unit.folder.path() + "/log")) {
-        all += file.file_size();
+        bytes += file.file_size();
     }
-    return all;
+    return bytes;
 }
 
-// Waits for the record with this first phase; milliseconds since `start`, or -1.
-double arrival(Unit& unit, uint8_t phaseId, Clock::time_point start) {
+// Waits for a record whose first phase is `phaseId`. Returns the time since `start` in milliseconds, or -1 if no record
+// arrives within 2 s.
+double waitForRecord(Unit& unit, uint8_t phaseId, Clock::time_point start) {
     for (;;) {
         const auto bytes = unit.receiveRecord(2000);
         if (!bytes) {
@@ -57,7 +58,7 @@ void measure(Unit& unit, const char* name, int seconds) {
         std::this_thread::sleep_until(begin + std::chrono::microseconds(1000000LL * i / REPORTS_PER_SECOND));
         const auto start = Clock::now();
         unit.learner.sendTo(unit.reportPort, {0xFE, 0xFE, 0x10, 0, 10, 0, 1, 0, LEARNER_PHASE, 1, 9, 0, 0, 0, 0});
-        const double latency = arrival(unit, LEARNER_PHASE, start);
+        const double latency = waitForRecord(unit, LEARNER_PHASE, start);
         if (latency < 0) {
             lost++;
         } else {
@@ -72,7 +73,7 @@ void measure(Unit& unit, const char* name, int seconds) {
     printf(
         "%-6s %d s: %zu reports, %d lost, p50 %.3f ms, p99 %.3f ms, longest %.3f ms; daemon %ld KiB, log %ju bytes\n",
         name, seconds, latencies.size(), lost, quantile(0.5), quantile(0.99), quantile(1),
-        residentKib(unit.daemon->pid()), logBytes(unit));
+        readResidentKib(unit.daemon->pid()), measureLog(unit));
     fflush(stdout);
 }
 
@@ -88,15 +89,15 @@ int main(int argc, char** argv) {
     unit.startDevice("controller", rate, {"--seconds", std::to_string(seconds)});
     measure(unit, "flood", seconds);
     const std::string summary = unit.endSimulator("controller", 0);
-    const auto over = Clock::now();
-    while (unit.receiveRecord(600).has_value()) { // the rest of the ring
+    const auto floodEnd = Clock::now();
+    while (unit.receiveRecord(600).has_value()) { // discards the records of the frames that the daemon has queued
     }
     const UdpPeer other;
     const auto sent = Clock::now();
     other.sendTo(unit.framePort, frame_1743::frame(frame_1743::payload({{90, {{1, 0x20, 9}}}})));
-    const double recovery = arrival(unit, 2, sent);
+    const double recovery = waitForRecord(unit, 2, sent);
     printf("flood sent %s", summary.c_str());
-    printf("after it: last record within %.0f ms, the next frame's record %.0f ms after its frame\n",
-           std::chrono::duration<double, std::milli>(sent - over).count() - 600, recovery);
+    printf("after the flood: last record within %.0f ms; a new frame's record %.0f ms after the frame\n",
+           std::chrono::duration<double, std::milli>(sent - floodEnd).count() - 600, recovery);
     return recovery < 0 ? 1 : 0;
 }

@@ -1,6 +1,7 @@
-// Latency and sustained rate from a phase report to its datagram, through the real daemon and through a bare loop that
-// receives a datagram and sends one of the same size. They take turns, so that a slow machine slows both.
-// usage: bench_loopback [ROUNDS]
+// Measures the latency from a learner report to the resulting datagram, and the sustained rate. The baseline is a loop
+// that only receives a datagram and sends a ready-made datagram of the daemon's size. The daemon and the baseline
+// alternate, so that other load on the machine affects both.
+// usage: bench_loopback [ROUNDS]    default: 10
 #include <algorithm>
 #include <arpa/inet.h>
 #include <chrono>
@@ -20,21 +21,21 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int LATENCY_SAMPLES = 2000; // a round
-constexpr int RATE_DATAGRAMS = 40000; // a round
-constexpr int WINDOW = 64;            // reports in flight while the rate is measured: none is lost
+constexpr int LATENCY_SAMPLES = 2000; // per round
+constexpr int RATE_DATAGRAMS = 40000; // per round
+constexpr int WINDOW = 64;            // unanswered reports during the rate measurement; few enough to lose none
 constexpr int WARM_UP = 500;
 
 struct Series {
     const char* name;
     pid_t pid;
-    uint16_t port; // reports go there
+    uint16_t port; // receives the reports
     std::vector<double> latencies;
     std::vector<double> rates;
 };
 
-// Processors of the peers and of the loop under test. Without pinning, the result would show the scheduler's choices.
-// One processor shows the work itself, two add the wake-up of an idle processor.
+// The processors of this process (`peers`) and of the process under test (`loop`). Without pinning, the figures depend
+// on the scheduler. With two processors, the figures include the wake-up of an idle processor.
 struct Placement {
     const char* name;
     int peers;
@@ -49,14 +50,14 @@ void pin(pid_t pid, int processor) {
     CPU_SET(static_cast<size_t>(processor), &set);
     for (const auto& thread : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {
         if (sched_setaffinity(std::stoi(thread.path().filename()), sizeof set, &set) != 0) {
-            perror("bench_loopback: processor");
+            perror("bench_loopback: cannot bind a thread to a processor");
             exit(1);
         }
     }
 }
 
-// Eight phases, as a four-arm intersection reports them.
-Bytes report() {
+// Makes a report of eight phases, as of a four-arm intersection.
+Bytes makeReport() {
     Bytes bytes = hex("FEFE10 003B 000800");
     for (uint8_t i = 1; i <= 8; i++) {
         bytes.insert(bytes.end(), {i, static_cast<uint8_t>(i % 3 + 1), 15, 0, 0, 0, 0});
@@ -64,8 +65,9 @@ Bytes report() {
     return bytes;
 }
 
-// The minimum of any converter: one call to receive, one to send. Ends with its parent.
-[[noreturn]] void bareLoop(int fd, uint16_t stackPort, size_t length) {
+// Receives datagrams and answers each with a datagram of `length` bytes to `stackPort`: the least that any converter
+// does. Runs in a child process, which ends when its parent ends.
+[[noreturn]] void runBareLoop(int fd, uint16_t stackPort, size_t length) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     sockaddr_in target = {};
     target.sin_family = AF_INET;
@@ -79,7 +81,8 @@ Bytes report() {
     }
 }
 
-int boundSocket(uint16_t* port) {
+// Opens a UDP socket on a free port of 127.0.0.1 and writes the port to *port.
+int bindSocket(uint16_t* port) {
     const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     sockaddr_in address = {};
     address.sin_family = AF_INET;
@@ -87,7 +90,7 @@ int boundSocket(uint16_t* port) {
     socklen_t length = sizeof address;
     if (bind(fd, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
         getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-        perror("bench_loopback: socket");
+        perror("bench_loopback: cannot bind a UDP socket to 127.0.0.1");
         exit(1);
     }
     *port = ntohs(address.sin_port);
@@ -97,7 +100,7 @@ int boundSocket(uint16_t* port) {
 void receiveOne(const Unit& unit) {
     uint8_t buffer[8192];
     if (recv(unit.stack.fd(), buffer, sizeof buffer, 0) <= 0) {
-        fprintf(stderr, "bench_loopback: a datagram was lost\n");
+        fprintf(stderr, "bench_loopback: no datagram within 2 s\n");
         exit(1);
     }
 }
@@ -135,7 +138,7 @@ void print(const Series& series) {
 }
 
 void measure(const Unit& unit, const Placement& placement, Series bare, Series daemon, int rounds) {
-    const Bytes bytes = report();
+    const Bytes bytes = makeReport();
     pin(getpid(), placement.peers);
     for (Series* series : {&bare, &daemon}) {
         pin(series->pid, placement.loop);
@@ -148,7 +151,7 @@ void measure(const Unit& unit, const Placement& placement, Series bare, Series d
             measureRate(unit, *series, bytes);
         }
     }
-    printf("%s, %d rounds in turn\n", placement.name, rounds);
+    printf("%s, %d rounds\n", placement.name, rounds);
     print(bare);
     print(daemon);
     printf("  ratio     p50 %7.2f      p99 %7.2f      rate %7.2f\n",
@@ -163,21 +166,21 @@ int main(int argc, char** argv) {
     const int rounds = argc > 1 ? atoi(argv[1]) : 10;
     Unit unit;
     unit.startAndWaitReady();
-    const timeval patience = {2, 0};
-    setsockopt(unit.stack.fd(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    unit.learner.sendTo(unit.reportPort, report());
+    const timeval timeout = {2, 0};
+    setsockopt(unit.stack.fd(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+    unit.learner.sendTo(unit.reportPort, makeReport());
     const size_t length = unit.receiveRecord().value_or(Bytes(1)).size();
 
     uint16_t barePort = 0;
-    const int fd = boundSocket(&barePort);
+    const int fd = bindSocket(&barePort);
     const pid_t loop = fork();
     if (loop == 0) {
-        bareLoop(fd, unit.stack.port(), length);
+        runBareLoop(fd, unit.stack.port(), length);
     }
-    // A real peer runs on another machine: this process must not preempt the loop at each datagram.
-    const sched_param ordinary = {};
-    sched_setscheduler(0, SCHED_BATCH, &ordinary);
-    printf("report of %zu bytes to datagram of %zu bytes\n", report().size(), length);
+    // A real peer runs on another machine. SCHED_BATCH keeps this process from preempting the process under test.
+    const sched_param param = {};
+    sched_setscheduler(0, SCHED_BATCH, &param);
+    printf("each report has %zu bytes, each datagram %zu bytes\n", makeReport().size(), length);
     for (const Placement& placement : PLACEMENTS) {
         if (placement.loop < sysconf(_SC_NPROCESSORS_ONLN)) {
             measure(unit, placement, {"bare", loop, barePort, {}, {}},

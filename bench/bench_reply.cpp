@@ -1,5 +1,6 @@
-// From a reply of the stack application to the document for the cloud: check, decoding, JSON and, with a reader on the
-// domain, the DDS send; beside the bare runtime's decoding and the bare print of an equal tree.
+// Measures how the daemon turns a reply of the stack application into the cloud's document: checks, decoding and JSON.
+// With a DDS reader, the figures include the send. The baseline decodes the frame with the asn1c runtime and prints an
+// equal cJSON tree.
 #include <chrono>
 #include <cjson/cJSON.h>
 #include <cstdio>
@@ -25,21 +26,21 @@ using Bytes = std::vector<uint8_t>;
 
 constexpr const char* DEVICE = "BENCH";
 
-// The cloud's end of the topic.
+// Reads the cloud's topic. The constructor waits up to 10 s until the daemon's writer matches the reader.
 class Reader {
 public:
     Reader() : m_handle(create_dds()) {
         dds_reg(
             m_handle, 200, v2xspatconv_GetddsInfo()->mp_spat_up_topic, [](void*, unsigned int) {}, 0);
         dds_start(m_handle);
-        for (int i = 0; i < 1000 && readers() < 1; i++) {
+        for (int i = 0; i < 1000 && countReaders() < 1; i++) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
     }
     ~Reader() { destroy_dds(m_handle); }
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
-    static int32_t readers() {
+    static int32_t countReaders() {
         const v2xcloud_comm_ddsinfo* channel = v2xspatconv_GetddsInfo();
         return get_match_cnt(channel->dds_object, channel->mp_spat_up_topic);
     }
@@ -48,7 +49,8 @@ private:
     void* m_handle;
 };
 
-Bytes reply(const Bytes& frame) {
+// Makes a reply with one item.
+Bytes makeReply(const Bytes& frame) {
     v2xipc_dataHead_t head = {};
     v2xipc_rsuData_t block = {};
     const auto length = static_cast<uint16_t>(frame.size());
@@ -66,8 +68,8 @@ Bytes reply(const Bytes& frame) {
     return bytes;
 }
 
-// The document's tree; the caller deletes it.
-cJSON* documentOf(Bytes& frame) {
+// Converts the frame to the cloud's document and parses the document. The caller deletes the tree.
+cJSON* makeTree(Bytes& frame) {
     ASNSTRUCT_HANDLE hdl = nullptr;
     if (v2xcodec_uperDec(&hdl, frame.data(), static_cast<int16_t>(frame.size())) != 0) {
         return nullptr;
@@ -80,45 +82,45 @@ cJSON* documentOf(Bytes& frame) {
 }
 
 bool measure(const char* what, int phases, int states) {
-    Bytes frame = spatFrame(phases, states);
-    Bytes datagram = reply(frame);
-    cJSON* const tree = documentOf(frame);
-    bool sound = tree != nullptr;
+    Bytes frame = encodeSpatFrame(phases, states);
+    Bytes datagram = makeReply(frame);
+    cJSON* const tree = makeTree(frame);
+    bool isOk = tree != nullptr;
     compare(
         what,
         [&] {
             void* decoded = nullptr;
             asn_codec_ctx_t context{};
-            sound &= uper_decode_complete(&context, &asn_DEF_MessageFrame, &decoded, frame.data(), frame.size()).code ==
-                     RC_OK;
+            isOk &= uper_decode_complete(&context, &asn_DEF_MessageFrame, &decoded, frame.data(), frame.size()).code ==
+                    RC_OK;
             ASN_STRUCT_FREE(asn_DEF_MessageFrame, decoded);
             char* text = cJSON_PrintUnformatted(tree);
-            sound &= text != nullptr;
+            isOk &= text != nullptr;
             cJSON_free(text);
         },
         [&] {
             const v2xpub_UdpSocketDataHead_t data = {static_cast<int16_t>(datagram.size()), datagram.data()};
-            sound &= v2xspatconv_GetRsuDataResp(&data) == 0;
+            isOk &= v2xspatconv_GetRsuDataResp(&data) == 0;
         });
     cJSON_Delete(tree);
-    return sound;
+    return isOk;
 }
 
 } // namespace
 
 int main() {
     if (!loadConfiguration(DEVICE, {"SINF", "SPUP", "UPER"}) || v2xcloud_ddsInit(DEVICE) != 0) {
-        fprintf(stderr, "bench_reply: no configuration or no cloud channel\n");
+        fprintf(stderr, "bench_reply: cannot load the configuration or open the cloud channel\n");
         return 1;
     }
     compareHeading("bare", "reply");
-    bool sound = measure("1 phase, nobody reads", 1, 1) && measure("8 phases, nobody reads", 8, 1) &&
-                 measure("16 phases of 16 states, nobody reads", 16, 16);
+    bool isOk = measure("1 phase, no reader", 1, 1) && measure("8 phases, no reader", 8, 1) &&
+                measure("16 phases of 16 states, no reader", 16, 16);
     {
         const Reader reader;
-        sound = sound && Reader::readers() == 1 && measure("1 phase, sent by DDS", 1, 1) &&
-                measure("8 phases, sent by DDS", 8, 1) && measure("16 phases of 16 states, sent by DDS", 16, 16);
+        isOk = isOk && Reader::countReaders() == 1 && measure("1 phase, one DDS reader", 1, 1) &&
+               measure("8 phases, one DDS reader", 8, 1) && measure("16 phases of 16 states, one DDS reader", 16, 16);
     }
     v2xcloud_ddsExit(v2xspatconv_GetddsInfo());
-    return sound ? 0 : 1;
+    return isOk ? 0 : 1;
 }

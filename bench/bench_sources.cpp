@@ -1,6 +1,6 @@
-// From a source's bytes to the datagram for the stack application, without the kernel. Learner report and controller
-// frame beside a bare loop that copies their bytes in and a ready-made datagram of the same size out; the cloud's
-// document beside the bare parsing of its text. Every call must hand over one datagram.
+// Measures how the daemon converts one input to the datagram for the stack application, without the kernel. For learner
+// reports and controller frames, the baseline copies the input and a ready-made datagram of the output's size. For
+// cloud documents, the baseline only parses the JSON text. The benchmark fails if a call does not send one datagram.
 #include <algorithm>
 #include <benchmark/benchmark.h>
 #include <cjson/cJSON.h>
@@ -23,11 +23,11 @@
 
 namespace {
 
-constexpr size_t FRAGMENT = 1024; // bytes of a document
+constexpr size_t FRAGMENT = 1024; // bytes
 constexpr size_t DATAGRAM_MAX = 5120;
 
-// Datagrams that the hand-over got.
-uint64_t handedOver() {
+// Returns the value of the daemon's counter of sent records.
+uint64_t countSentRecords() {
     static const v2x_counter* const sent = [] {
         const v2x_counter* counter = v2x_counter::First();
         while (std::string_view(counter->Path()) != "record" || std::string_view(counter->Name()) != "sent") {
@@ -38,27 +38,27 @@ uint64_t handedOver() {
     return sent->Count();
 }
 
-// The datagram of a record that names `phases` phases, of which `written` have a state.
-size_t datagramSize(size_t phases, size_t written) {
+// Returns the size of the datagram of a record with `phases` phase entries and `states` states in all.
+size_t datagramSize(size_t phases, size_t states) {
     return sizeof(v2xipc_dataHead_t) + sizeof(v2xipc_rsuData_t) + sizeof(v2xipc_phases_t) +
-           phases * sizeof(v2xipc_phase_t) + written * sizeof(v2xipc_pahseState_t);
+           phases * sizeof(v2xipc_phase_t) + states * sizeof(v2xipc_pahseState_t);
 }
 
 template <typename Baseline, typename Convert>
 bool measure(const std::string& what, Baseline baseline, Convert convert) {
-    bool sound = true;
+    bool isOk = true;
     compare(what.c_str(), baseline, [&] {
-        const uint64_t before = handedOver();
+        const uint64_t before = countSentRecords();
         convert();
-        sound &= handedOver() == before + 1;
+        isOk &= countSentRecords() == before + 1;
     });
-    if (!sound) {
-        fprintf(stderr, "bench_sources: %s: not one datagram for each call\n", what.c_str());
+    if (!isOk) {
+        fprintf(stderr, "bench_sources: %s: a call sent no datagram or more than one\n", what.c_str());
     }
-    return sound;
+    return isOk;
 }
 
-// Of a device: one datagram in, one datagram out.
+// Measures the conversion of one device datagram. `outSize` is the size of the resulting datagram.
 template <typename Convert>
 bool measureDevice(const std::string& what, Bytes in, size_t outSize, Convert convert) {
     const Bytes ready(outSize, 0x5A);
@@ -90,7 +90,8 @@ bool measureReport(size_t phases) {
                          [](void* datagram) { v2xspatconv_GetLearnMachineDataRcv(nullptr, datagram, nullptr, 0); });
 }
 
-// Links all around the crossing, with every type of lamp in turn: 20 phases, whatever the number of groups.
+// Measures a frame whose links come from all directions and whose groups have all lamp types. Such a frame has 20
+// phases.
 bool measureFrame(size_t links, size_t groups) {
     constexpr uint8_t TYPES[] = {1, 2, 3, 8, 9};
     constexpr size_t PHASES = 20;
@@ -134,13 +135,13 @@ bool measureDocument(int phases) {
         });
 }
 
-bool start() {
+bool startModules() {
     const spat_conv_config_t* config = nullptr;
     if (!loadConfiguration("RSU0001", {"QUOR", "1743", "DOWN", "SCOM", "SINF"}) ||
         v2xspatconv_GetCfgData(&config) != 0) {
         return false;
     }
-    // As on a new installation; nothing else runs yet that reads it.
+    // The sample configuration sets SpatDown as well. No other thread reads the configuration at this point.
     const_cast<spat_conv_config_t*>(config)->m_corrections.m_spat_down = true;
     return v2xspatconv_StackInterfaceInit() == 0;
 }
@@ -148,20 +149,20 @@ bool start() {
 } // namespace
 
 int main() {
-    if (!start()) {
-        fprintf(stderr, "bench_sources: the configuration cannot be loaded\n");
+    if (!startModules()) {
+        fprintf(stderr, "bench_sources: cannot load the configuration or open the sockets\n");
         return 1;
     }
-    cJSON_Hooks counted = {malloc, free}; // else its allocations are made where none are counted
-    cJSON_InitHooks(&counted);
-    bool sound = true;
+    cJSON_Hooks hooks = {malloc, free}; // without hooks, the shared library's allocations would not be counted
+    cJSON_InitHooks(&hooks);
+    bool isOk = true;
     compareHeading("bare", "daemon");
     for (const size_t phases : {1, 8, 32}) {
-        sound &= measureReport(phases);
+        isOk &= measureReport(phases);
     }
-    sound &= measureFrame(4, 5) && measureFrame(11, 11);
+    isOk &= measureFrame(4, 5) && measureFrame(11, 11);
     for (const int phases : {1, 8, 16}) {
-        sound &= measureDocument(phases);
+        isOk &= measureDocument(phases);
     }
-    return sound ? 0 : 1;
+    return isOk ? 0 : 1;
 }

@@ -13,24 +13,25 @@ double median(std::vector<double> values) {
     return values[values.size() / 2];
 }
 
-double now(clockid_t clock) {
+double readClock(clockid_t clock) { // nanoseconds
     timespec time{};
     clock_gettime(clock, &time);
     return static_cast<double>(time.tv_sec) * 1e9 + static_cast<double>(time.tv_nsec);
 }
 
-double nanoseconds(clockid_t clock, const std::function<void()>& call, int times) {
-    const double start = now(clock);
+// Returns the mean time of one call in nanoseconds.
+double measureCall(clockid_t clock, const std::function<void()>& call, int times) {
+    const double start = readClock(clock);
     for (int i = 0; i < times; i++) {
         call();
     }
-    return (now(clock) - start) / times;
+    return (readClock(clock) - start) / times;
 }
 
-size_t allocations(const std::function<void()>& call) {
-    const size_t before = heapCalls();
+size_t countAllocations(const std::function<void()>& call) {
+    const size_t before = countHeapCalls();
     call();
-    return heapCalls() - before;
+    return countHeapCalls() - before;
 }
 
 } // namespace
@@ -43,25 +44,25 @@ void compareHeading(const char* baseline, const char* candidate) {
 void compare(const char* what, const std::function<void()>& baseline, const std::function<void()>& candidate,
              clockid_t clock) {
     constexpr int ROUNDS = 301;
-    const auto timesOf = [clock](const std::function<void()>& call) { // 0.3 ms a round
-        return std::max(1, static_cast<int>(300'000 / nanoseconds(clock, call, 10)));
+    const auto chooseCalls = [clock](const std::function<void()>& call) { // the calls of one round take about 0.3 ms
+        return std::max(1, static_cast<int>(300'000 / measureCall(clock, call, 10)));
     };
-    const int baselineCalls = timesOf(baseline);
-    const int candidateCalls = timesOf(candidate);
+    const int baselineCalls = chooseCalls(baseline);
+    const int candidateCalls = chooseCalls(candidate);
     std::vector<double> baselineTimes;
     std::vector<double> candidateTimes;
     std::vector<double> ratios;
     for (int round = 0; round < ROUNDS; round++) {
-        const bool baselineFirst = round % 2 == 0;
-        if (baselineFirst) {
-            baselineTimes.push_back(nanoseconds(clock, baseline, baselineCalls));
+        const bool isBaselineFirst = round % 2 == 0;
+        if (isBaselineFirst) {
+            baselineTimes.push_back(measureCall(clock, baseline, baselineCalls));
         }
-        candidateTimes.push_back(nanoseconds(clock, candidate, candidateCalls));
-        if (!baselineFirst) {
-            baselineTimes.push_back(nanoseconds(clock, baseline, baselineCalls));
+        candidateTimes.push_back(measureCall(clock, candidate, candidateCalls));
+        if (!isBaselineFirst) {
+            baselineTimes.push_back(measureCall(clock, baseline, baselineCalls));
         }
         ratios.push_back(candidateTimes.back() / baselineTimes.back());
     }
     printf("%-44s %10.0f %10.0f %8.3f %8zu %8zu\n", what, median(baselineTimes), median(candidateTimes), median(ratios),
-           allocations(baseline), allocations(candidate));
+           countAllocations(baseline), countAllocations(candidate));
 }

@@ -1,5 +1,4 @@
-// Measures two calls side by side. They alternate, so that other load on the machine affects both. The ratio is the
-// median of the ratios of all rounds.
+// Measures two calls in alternation, so that other load on the machine affects both.
 #pragma once
 
 #include <ctime>
@@ -8,8 +7,8 @@
 // Prints the column headings for compare().
 void compareHeading(const char* baseline, const char* candidate);
 
-// Measures both calls with the clock and prints one line: median times in nanoseconds, their ratio, and the number of
-// heap allocations of one call each. For calls that wake other threads use CLOCK_THREAD_CPUTIME_ID: with a wall clock
-// the scheduler decides whether the other threads' work counts.
+// Prints one line: the median time of each call in nanoseconds, the median of the rounds' ratios, and each call's heap
+// allocations. Use CLOCK_THREAD_CPUTIME_ID for calls that wake other threads: a wall clock may also measure the work of
+// these threads.
 void compare(const char* what, const std::function<void()>& baseline, const std::function<void()>& candidate,
              clockid_t clock = CLOCK_MONOTONIC);

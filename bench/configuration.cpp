@@ -24,7 +24,7 @@ bool loadConfiguration(const char* device, std::initializer_list<const char*> lo
     }
     const spat_conv_config_t* config = nullptr;
     v2xspatconv_InitCfg(path.c_str());
-    const bool loaded = v2xspatconv_GetCfgData(&config) == 0;
+    const bool isLoaded = v2xspatconv_GetCfgData(&config) == 0;
     std::filesystem::remove_all(path);
-    return loaded;
+    return isLoaded;
 }

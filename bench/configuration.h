@@ -1,8 +1,8 @@
-// A configuration for benchmarks of the daemon's modules.
+// The configuration of benchmarks that link the daemon's modules.
 #pragma once
 
 #include <initializer_list>
 
-// Loads a configuration with this identity, node 2 and region 1, as the daemon would; the log has these tags at their
-// usual level. False when it cannot be loaded.
+// Registers the log tags at their default level, then loads a configuration with this device id, node 2 and region 1.
+// Returns false if loading fails.
 bool loadConfiguration(const char* device, std::initializer_list<const char*> logTags);

@@ -6,11 +6,11 @@ namespace {
 thread_local size_t g_count = 0;
 }
 
-size_t heapCalls() {
+size_t countHeapCalls() {
     return g_count;
 }
 
-// The linker sends every call of the program here (--wrap) and gives the originals these names.
+// The linker option --wrap redirects each call of malloc to __wrap_malloc and names the original __real_malloc.
 extern "C" {
 void* __real_malloc(size_t size);
 void* __real_calloc(size_t count, size_t size);

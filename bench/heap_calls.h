@@ -1,6 +1,7 @@
-// Counts the calls of malloc, calloc and realloc in a benchmark program's own code, each thread for itself.
+// Counts the calls of malloc, calloc and realloc from statically linked code. Calls from shared libraries do not count.
 #pragma once
 
 #include <cstddef>
 
-size_t heapCalls();
+// Returns the number of calls that the calling thread has made since its start.
+size_t countHeapCalls();

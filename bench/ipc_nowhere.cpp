@@ -1,4 +1,5 @@
-// The IPC library's interface with sends that go nowhere, so that what is measured ends where the kernel begins.
+// Implements the IPC library's interface. Its send functions discard the data, so that a benchmark measures no kernel
+// time.
 #include <benchmark/benchmark.h>
 
 #include "v2x/v2xipc.h"

@@ -3,7 +3,7 @@
 #include "v2xapp_gbspat.h"
 #include "v2xapp_upercodec.h"
 
-std::vector<uint8_t> spatFrame(int phases, int states) {
+std::vector<uint8_t> encodeSpatFrame(int phases, int states) {
     GBMSG_HANDLE frame = nullptr;
     GBSPAT_HANDLE message = nullptr;
     GBSPATIS_HANDLE crossing = nullptr;

@@ -1,4 +1,4 @@
-// Heap memory that ends where the bytes end, so that the sanitizer sees a read behind them.
+// A copy in heap memory of the exact size, so that a sanitizer detects a read past its end.
 #pragma once
 
 #include <algorithm>

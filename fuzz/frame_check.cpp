@@ -8,14 +8,15 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-void expect(bool holds, const char* what) {
-    if (!holds) {
-        fprintf(stderr, "frame check: %s\n", what);
+void abortUnless(bool condition, const char* failure) {
+    if (!condition) {
+        fprintf(stderr, "checkFrame: %s\n", failure);
         abort();
     }
 }
 
-// Returns no bytes when the frame cannot be encoded. The first buffer is often too small, which tests its bounds.
+// Returns an empty vector if the frame cannot be encoded. The first buffer is often too small: this tests whether the
+// encoder respects the buffer's size.
 Bytes encode(asn_transfer_syntax syntax, ASNSTRUCT_HANDLE hdl) {
     Bytes bytes(64);
     for (int attempt = 0; attempt < 2; attempt++) {
@@ -30,16 +31,16 @@ Bytes encode(asn_transfer_syntax syntax, ASNSTRUCT_HANDLE hdl) {
             return bytes;
         }
     }
-    expect(false, "the size of an encoding varies");
+    abortUnless(false, "two encodings of one frame have different sizes");
     return {};
 }
 
-// Decodes the bytes and encodes the result as PER.
-Bytes reencoded(asn_transfer_syntax syntax, const Bytes& bytes) {
+// Decodes the bytes and encodes the frame in PER.
+Bytes reencode(asn_transfer_syntax syntax, const Bytes& bytes) {
     void* frame = nullptr;
     const asn_dec_rval_t result =
         asn_decode(nullptr, syntax, &asn_DEF_MessageFrame, &frame, bytes.data(), bytes.size());
-    expect(result.code == RC_OK, "an encoding cannot be decoded");
+    abortUnless(result.code == RC_OK, "an encoded frame cannot be decoded");
     const Bytes encoded = encode(ATS_UNALIGNED_CANONICAL_PER, frame);
     v2xcodec_freeStrcut(&frame);
     return encoded;
@@ -56,8 +57,8 @@ void checkFrame(ASNSTRUCT_HANDLE* hdl) {
     if (!isValid) {
         return;
     }
-    expect(!uper.empty() && !xer.empty() && !canonical.empty(), "a valid frame cannot be encoded");
-    expect(reencoded(ATS_UNALIGNED_CANONICAL_PER, uper) == uper, "PER round trip differs");
-    expect(reencoded(ATS_BASIC_XER, xer) == uper, "basic XER round trip differs");
-    expect(reencoded(ATS_CANONICAL_XER, canonical) == uper, "canonical XER round trip differs");
+    abortUnless(!uper.empty() && !xer.empty() && !canonical.empty(), "a valid frame cannot be encoded");
+    abortUnless(reencode(ATS_UNALIGNED_CANONICAL_PER, uper) == uper, "a PER round trip changes the frame");
+    abortUnless(reencode(ATS_BASIC_XER, xer) == uper, "a basic XER round trip changes the frame");
+    abortUnless(reencode(ATS_CANONICAL_XER, canonical) == uper, "a canonical XER round trip changes the frame");
 }

@@ -1,8 +1,8 @@
-// Checks that every fuzz target applies to a decoded frame.
+// The check that the PER and XER fuzz targets apply to a decoded frame.
 #pragma once
 
 #include "v2xapp_upercodec.h"
 
-// Checks the constraints of the frame at *hdl, encodes it in every syntax and releases it. If the frame meets its
-// constraints, each encoding must decode, and encode again to the same PER bytes. Aborts the process otherwise.
+// Encodes the frame at *hdl in PER, basic XER and canonical XER, then frees the frame. Aborts the process if the frame
+// meets its constraints and a round trip through one of the three encodings fails or changes the frame.
 void checkFrame(ASNSTRUCT_HANDLE* hdl);

@@ -1,5 +1,5 @@
-// One frame payload of a controller, directly to the light-status conversion. The header fields that select the frame
-// type are set, so that the conversion is reached.
+// Passes the input to the light-status conversion as the payload of one controller frame. Overwrites the control type
+// and the object id with those of a light-status frame, so that the conversion does not reject the payload early.
 #include <cstdint>
 
 #include "hand_over.h"

@@ -1,6 +1,7 @@
-// Datagrams of a controller into the byte ring and out of the conversion. The input is cut into datagrams, each after
-// one byte that tells its length; an odd one lets the processing task run behind it. A byte 255 before makes the
-// datagram the payload of a frame, escaped and with the right checksum: chance alone would not find one.
+// Passes controller datagrams to the byte ring and runs the processing task. The input is a list of datagrams. A
+// control byte precedes each datagram: its length is four times that byte. After an odd control byte the processing
+// task runs. A byte 255 before the control byte turns the datagram into a frame with this payload, escapes and a valid
+// checksum, because random input almost never contains a valid checksum.
 #include <algorithm>
 #include <cstdint>
 #include <span>
@@ -11,7 +12,7 @@
 
 namespace {
 
-constexpr uint8_t FRAMED = 255;
+constexpr uint8_t MAKE_FRAME = 255;
 
 void deliver(const uint8_t* data, size_t length) {
     const std::unique_ptr<uint8_t[]> bytes = exactCopy(data, length);
@@ -25,23 +26,23 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     startHandOver();
     initBuffer();
     std::span<const uint8_t> input(data, size);
-    bool framed = false;
+    bool isFrame = false;
     while (!input.empty()) {
         const uint8_t control = input[0];
         input = input.subspan(1);
-        if (control == FRAMED) {
-            framed = true;
+        if (control == MAKE_FRAME) {
+            isFrame = true;
             continue;
         }
         const size_t length = std::min<size_t>(input.size(), control * 4U);
-        if (framed) {
+        if (isFrame) {
             const auto frame = frame_1743::frame({input.begin(), input.begin() + static_cast<ptrdiff_t>(length)});
             deliver(frame.data(), frame.size());
         } else {
             deliver(input.data(), length);
         }
         input = input.subspan(length);
-        framed = false;
+        isFrame = false;
         if (control % 2 == 1) {
             DealSignalMachine1743DataRcv(nullptr);
         }

@@ -1,4 +1,4 @@
-// Decodes one sample of a topic, as a peer sends it.
+// Decodes the input as one DDS sample from a peer.
 #include <algorithm>
 #include <cstdlib>
 
@@ -11,14 +11,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (!octets) {
         return 0;
     }
-    // The octets lie within the sample, and survive encoding and decoding.
+    // The decoded octets lie within the sample. Encoding and decoding them again changes nothing.
     if (octets->data() != sample.get() + V2XDDS_CDR_HEAD || octets->size() > size - V2XDDS_CDR_HEAD) {
         abort();
     }
-    const auto again = std::make_unique<uint8_t[]>(V2XDDS_CDR_HEAD + octets->size());
-    v2xdds_Encode(*octets, again.get());
-    const auto back = v2xdds_Decode({again.get(), V2XDDS_CDR_HEAD + octets->size()});
-    if (!back || !std::equal(back->begin(), back->end(), octets->begin(), octets->end())) {
+    const auto encoded = std::make_unique<uint8_t[]>(V2XDDS_CDR_HEAD + octets->size());
+    v2xdds_Encode(*octets, encoded.get());
+    const auto decoded = v2xdds_Decode({encoded.get(), V2XDDS_CDR_HEAD + octets->size()});
+    if (!decoded || !std::equal(decoded->begin(), decoded->end(), octets->begin(), octets->end())) {
         abort();
     }
     return 0;

@@ -1,4 +1,4 @@
-// One datagram of a signal learner through check, conversion and hand-over.
+// Passes the input to the receive callback as one signal-learner datagram, and checks the resulting frames.
 #include <cstdint>
 
 #include "hand_over.h"

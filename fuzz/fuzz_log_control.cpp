@@ -1,5 +1,5 @@
-// A datagram of the log tool. A report must have the lengths that it claims; any other answer is as long as the
-// request.
+// Passes the input to the log-control callback as one datagram of the log tool. A reply that lists the tags must have
+// the length in its header. Every other reply must have the length of the request.
 #include <cstdlib>
 
 #include "fakes.h"

@@ -1,5 +1,5 @@
-// A document from the cloud, in fragments, through reading and conversion to the hand-over, legacy and corrected. The
-// first byte selects the fragments.
+// Passes the input to the cloud callback as fragments of documents, once for the legacy and once for the corrected
+// conversion, and checks the resulting frames. The first byte selects the size of the fragments.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -11,30 +11,31 @@
 
 namespace {
 
-// Greatest fragments; "0" to "7" as the first character of an input. Those below 1024 end a document each.
-constexpr size_t FRAGMENTS[] = {SIZE_MAX, 1024, 1023, 2048, 20479, 20480, 64, 1};
+// The size of each fragment except the last, in bytes. The characters "0" to "7" select the sizes in this order. A
+// fragment below 1024 bytes ends a document.
+constexpr size_t FRAGMENT_SIZES[] = {SIZE_MAX, 1024, 1023, 2048, 20479, 20480, 64, 1};
 
-const char GOOD[] = R"({"intersections":[{"intersectionId":{"region":1,"id":2},"status":258,"phases":[]}]})";
+const char GOOD_DOCUMENT[] = R"({"intersections":[{"intersectionId":{"region":1,"id":2},"status":258,"phases":[]}]})";
 
 void receive(const uint8_t* data, size_t size) {
     const std::unique_ptr<uint8_t[]> bytes = exactCopy(data, size);
     v2xspatconv_ddsRecvSpatDown(bytes.get(), static_cast<unsigned int>(size));
 }
 
-// After any input, a good document gives its record.
-void checkGood(bool corrected) {
+// Ends an incomplete document, then checks that a good document produces its record.
+void checkGoodDocument(bool isCorrected) {
     receive(nullptr, 0);
     checkHandOver();
-    receive(reinterpret_cast<const uint8_t*>(GOOD), strlen(GOOD));
-    const Bytes record = hex(corrected ? "02000100 0201 FFFFFFFF FFFF 00" : "02000100 0000 FFFFFFFF FFFF 00");
+    receive(reinterpret_cast<const uint8_t*>(GOOD_DOCUMENT), strlen(GOOD_DOCUMENT));
+    const Bytes record = hex(isCorrected ? "02000100 0201 FFFFFFFF FFFF 00" : "02000100 0000 FFFFFFFF FFFF 00");
     if (fakes::sent.size() != 1 || Bytes(fakes::sent[0].bytes.begin() + 28, fakes::sent[0].bytes.end()) != record) {
         abort();
     }
     checkHandOver();
 }
 
-// A corrected record ends with its last state: every byte of it belongs to a count, and no count is above 16.
-void checkCorrected() {
+// Checks that each corrected record ends with its last state and that no count in the record is above 16.
+void checkCorrectedRecords() {
     for (const fakes::Datagram& sent : fakes::sent) {
         size_t at = 28 + 13;
         if (sent.bytes.at(28 + 12) > 16) {
@@ -61,17 +62,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     const spat_conv_config_t* config = nullptr;
     v2xspatconv_GetCfgData(&config);
-    const size_t fragment = FRAGMENTS[data[0] % std::size(FRAGMENTS)];
-    for (const bool corrected : {false, true}) {
-        const_cast<spat_conv_config_t*>(config)->m_corrections.m_spat_down = corrected;
+    const size_t fragment = FRAGMENT_SIZES[data[0] % std::size(FRAGMENT_SIZES)];
+    for (const bool isCorrected : {false, true}) {
+        const_cast<spat_conv_config_t*>(config)->m_corrections.m_spat_down = isCorrected;
         for (size_t at = 1; at < size; at += std::min(fragment, size - at)) {
             receive(data + at, std::min(fragment, size - at));
         }
-        if (corrected) {
-            checkCorrected();
+        if (isCorrected) {
+            checkCorrectedRecords();
         }
         checkHandOver();
-        checkGood(corrected);
+        checkGoodDocument(isCorrected);
     }
     return 0;
 }

@@ -1,6 +1,6 @@
-// A reply datagram of the stack application: check, items, decoding, and the document for the cloud, whose text must
-// parse. The first byte selects the item offsets and whether flag, length, command and (mostly) the block's type are
-// set, so that the checks behind them are reached.
+// Passes the input to the poll as one reply datagram of the stack application. Each document that the daemon publishes
+// must be valid JSON. The input's first byte contains two switches: bit 0 selects the corrected item offsets; bit 1
+// leaves the header as it is. Otherwise the target writes a valid header, so that the datagram passes the first checks.
 #include <cjson/cJSON.h>
 
 #include <cstdlib>
@@ -26,7 +26,8 @@ void start() {
     }
 }
 
-void frameReply(uint8_t* datagram, size_t size) {
+// Writes a valid header. Also writes the data type of items, unless the first byte of the data block is FF.
+void writeHeader(uint8_t* datagram, size_t size) {
     v2xipc_dataHead_t head = {};
     memcpy(head.m_headFlag, V2XIPC_HEAD_FLAG, sizeof head.m_headFlag);
     head.m_cmdType = V2XIPC_CMD_FROM_STACK;
@@ -50,7 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const_cast<spat_conv_config_t*>(config)->m_corrections.m_reply_items = (data[0] & 1) != 0;
     const std::unique_ptr<uint8_t[]> datagram = exactCopy(data + 1, size - 1);
     if (size - 1 >= HEAD_SIZE && (data[0] & 2) == 0) {
-        frameReply(datagram.get(), size - 1);
+        writeHeader(datagram.get(), size - 1);
     }
     const v2xpub_UdpSocketDataHead_t reply = {static_cast<int16_t>(size - 1), datagram.get()};
     v2xspatconv_GetRsuDataResp(&reply);

@@ -1,4 +1,5 @@
-// Scans the input as the text of a system-information file.
+// Reads three elements from the input, which is the text of a system-information file. Each value must end with a NUL.
+// The value must be empty if reading fails.
 #include <cstdlib>
 #include <cstring>
 #include <string>

@@ -1,4 +1,4 @@
-// Decodes one frame in unaligned PER, as received on the air.
+// Decodes the input as one frame in unaligned PER and checks the frame.
 #include "exact_copy.h"
 #include "frame_check.h"
 

@@ -1,4 +1,4 @@
-// Writes the input to a file in memory, opens it as a configuration and reads a few keys as every type.
+// Writes the input to a file in memory, opens the file as a configuration and reads a few keys as each type.
 #include "v2x/v2xcfg.h"
 
 #include <array>
@@ -33,7 +33,7 @@ void ReadAll(V2X_CFGHANDLE root) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const int file = ::memfd_create("v2xcfg", MFD_CLOEXEC);
     if (file < 0 || ::ftruncate(file, 0) != 0 || ::pwrite(file, data, size, 0) != static_cast<ssize_t>(size)) {
-        std::perror("fuzz_v2xcfg: file in memory");
+        std::perror("fuzz_v2xcfg: cannot write the input to a file in memory");
         std::abort();
     }
     char path[32];

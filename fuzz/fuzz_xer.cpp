@@ -1,4 +1,4 @@
-// Decodes one frame in XER text.
+// Decodes the input as one frame in XER and checks the frame.
 #include "exact_copy.h"
 #include "frame_check.h"
 

@@ -9,8 +9,8 @@
 
 namespace {
 
-bool load() {
-    fakes::setLogLevel(6); // every line that formats input; traces would take most of the time
+bool loadModules() {
+    fakes::setLogLevel(6); // traces would take most of the time
     const SysinfoFile sysinfo;
     fakes::cfgTree["rsuSpatConfigInfo.PhaseRelationship.PhaseID3"] = 7;
     const spat_conv_config_t* config = nullptr;
@@ -28,8 +28,8 @@ void checkFrame(const std::vector<uint8_t>& frame) {
 } // namespace
 
 void startHandOver() {
-    static const bool started = load();
-    if (!started) {
+    static const bool isStarted = loadModules();
+    if (!isStarted) {
         abort();
     }
 }

@@ -1,10 +1,12 @@
-// For the targets whose input ends at the stack application: configuration before, checks of the frames after.
+// Set-up and checks for the fuzz targets of modules that send frames to the stack application.
 #pragma once
 
 #include "exact_copy.h"
 
-// Loads a configuration and opens the (fake) sockets at the first call; aborts when that fails.
+// The first call loads a configuration and opens the fake sockets, and aborts the process if this fails. Later calls do
+// nothing.
 void startHandOver();
 
-// Aborts when a frame's lengths disagree or exceed the record's size; then deletes recorded frames and log lines.
+// Aborts the process if the length fields of a recorded frame differ from its size, or if its record is too long.
+// Deletes the recorded frames and log lines.
 void checkHandOver();

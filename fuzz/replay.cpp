@@ -1,4 +1,4 @@
-// Runs a fuzz target over the files given, and over all files of the folders given.
+// Runs a fuzz target on files. Each argument is a file or a folder; the target runs on every file of a folder.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>

@@ -1,5 +1,6 @@
-// Writes fuzzing seeds from the frames of tests/data/uper. Each frame of at most 4096 bytes becomes a PER and an XER
-// seed. usage: fuzz_seeds FRAMES_FOLDER TEXTS_FOLDER FILE...
+// Makes fuzzing seeds from files with frames in hex (tests/data/uper). Skips frames above 4096 bytes. Writes each other
+// frame as PER to PER_FOLDER and as XER to XER_FOLDER.
+// usage: fuzz_seeds PER_FOLDER XER_FOLDER FILE...
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -12,7 +13,7 @@ namespace {
 
 constexpr size_t MAX_FRAME = 4096;
 
-std::string textOf(const Bytes& frame) {
+std::string toXer(const Bytes& frame) {
     void* value = nullptr;
     std::string text(1 << 20, '\0');
     asn_decode(nullptr, ATS_UNALIGNED_CANONICAL_PER, &asn_DEF_MessageFrame, &value, frame.data(), frame.size());
@@ -36,9 +37,9 @@ int main(int argc, char** argv) {
             const std::string name = path.stem().string() + std::to_string(count++);
             std::ofstream(std::filesystem::path(argv[1]) / name, std::ios::binary)
                 << std::string(frame.bytes.begin(), frame.bytes.end());
-            std::ofstream(std::filesystem::path(argv[2]) / name, std::ios::binary) << textOf(frame.bytes);
+            std::ofstream(std::filesystem::path(argv[2]) / name, std::ios::binary) << toXer(frame.bytes);
         }
     }
-    printf("%d seeds\n", count);
+    printf("fuzz_seeds: %d frames written\n", count);
     return count > 0 ? 0 : 1;
 }

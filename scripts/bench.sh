@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
-# Builds the benchmarks and runs them one after another; each measures its figures beside their baseline in the same run. The
-# machine should do nothing else.
+# Do not run other programs on this machine during the run.
+#
+# Builds the benchmarks and runs them one after another. Most benchmarks measure a baseline in the same run and print both
+# figures. The exit status is 1 if a benchmark fails.
 # usage: bench.sh
 set -uo pipefail
 

@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that the project needs and that are missing.
-# usage: setup.sh [build|all|coverage]    build = packages to build and run the programs; all (default) = those for
-#                                         tests, benchmarks and fuzzing, too; coverage = all, and gcovr
+# Installs the missing Debian packages. Does nothing if none is missing.
+# usage: setup.sh [build|all|coverage]
+#   build       the packages that building and running the programs needs
+#   all         the packages for tests, benchmarks and fuzzing as well (default)
+#   coverage    the packages of "all" and gcovr
 set -euo pipefail
 
 build_packages=(
@@ -25,7 +27,7 @@ case "${1:-all}" in
     ;;
 esac
 
-# A package may be installed for several architectures: dpkg-query prints a line for each.
+# dpkg-query prints one line for each architecture for which a package is installed.
 native=$(dpkg --print-architecture)
 missing=()
 for package in "${wanted[@]}"; do
@@ -39,8 +41,8 @@ if [ "$(id -u)" -ne 0 ]; then
   if sudo -n true 2>/dev/null; then
     as_root=(sudo)
   else
-    echo "setup: these packages are missing and this user may not install them: ${missing[*]}" >&2
-    echo "setup: as root: apt-get update && apt-get install --no-install-recommends ${missing[*]}" >&2
+    echo "setup: packages are missing and only root can install them: ${missing[*]}" >&2
+    echo "setup: run as root: apt-get update && apt-get install --no-install-recommends ${missing[*]}" >&2
     exit 1
   fi
 fi

@@ -1,10 +1,18 @@
 #!/usr/bin/env bash
-# Builds and runs v2x_spat_soak: the real daemon under load and faults, watched from outside. Prints one line for each check and
-# a last line with the counts; exit status 1 when a check failed. No other program should use the machine's DDS domain meanwhile.
+# Do not run other programs in DDS domain 200 on this machine during the run.
+#
+# Builds and runs v2x_spat_soak. It puts the real daemon under load and faults, and checks it from another process. Prints one
+# line for each check. The last line gives the totals. The exit status is 1 if a check fails.
 # usage: soak.sh [--preset release|asan|tsan] [PLAN]... [--minutes N] [--scale X] [--times N] [--malformed N] [--seed N]
-#   soak.sh --minutes 60    all paths at ten times their nominal rates for an hour
-#   soak.sh all             every plan, one minute of load
-#   soak.sh --help          the plans
+#   --minutes N      the length of the steady plan, in minutes
+#   --scale X        the steady plan multiplies the nominal rate of every input by X
+#   --times N        the peers plan repeats each fault N times
+#   --malformed N    the flood plan sends N malformed inputs to each interface
+#   --seed N         the seed of random input
+# examples:
+#   soak.sh --minutes 60    the default plan (steady): every input at ten times its nominal rate, for one hour
+#   soak.sh all             every plan, with one minute of the steady plan
+#   soak.sh --help          lists the plans
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -17,7 +25,7 @@ fi
 scripts/setup.sh all
 cmake --preset "$preset" -DV2X_DEVELOP=ON >/dev/null
 cmake --build --preset "$preset" --target v2x_spat_soak >"build/$preset/soak.log" 2>&1 || { tail -40 "build/$preset/soak.log"; exit 1; }
-# As ctest sets them; tests/CMakeLists.txt has the reasons.
+# The same sanitizer options as under ctest; tests/CMakeLists.txt explains them.
 export ASAN_OPTIONS=${ASAN_OPTIONS:-new_delete_type_mismatch=0}
 export TSAN_OPTIONS=${TSAN_OPTIONS:-suppressions=$root/tests/tsan.supp}
 TMPDIR=$(mktemp -d)

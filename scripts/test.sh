@@ -1,9 +1,12 @@
 #!/usr/bin/env bash
-# Checks the format of all sources, then builds and runs every test: all of them in the release build and under the address and
-# undefined-behaviour sanitizers, the threaded ones under the thread sanitizer, the fuzz targets over their corpora and for 20 s.
-# A test is a program run whole; scenario and DDS cases count one by one. Ends with "N passed, N failed"; exit status 0 when
-# none failed.
+# Checks the format of all sources, then builds and runs the tests of each preset.
 # usage: test.sh [release|asan|tsan|fuzz]...    default: all four
+#   release    all tests
+#   asan       all tests, with the address and undefined-behaviour sanitizers
+#   tsan       the tests of code with threads, with the thread sanitizer
+#   fuzz       each fuzz target replays its corpus and then fuzzes for 20 s
+# A unit test program counts as one test. Each scenario case and each DDS case counts as one test. The last line is
+# "N passed, N failed". The exit status is 0 if no test fails.
 set -uo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -15,7 +18,7 @@ failed=0
 skipped=0
 cases=0
 
-# build PRESET [CMAKE BUILD ARGUMENT]...
+# build PRESET [CMAKE BUILD ARGUMENT]...: configures and builds the preset; prints the end of the log if that fails
 build() {
   local log="build.log.$$" status=0
   { cmake --preset "$1" -DV2X_DEVELOP=ON && cmake --build --preset "$@"; } >"$log" 2>&1 || { tail -60 "$log"; status=1; }
@@ -23,7 +26,7 @@ build() {
   return $status
 }
 
-# run_ctest PRESET [CTEST ARGUMENT]...: adds to the counts
+# run_ctest PRESET [CTEST ARGUMENT]...: runs the tests and adds their results to the counters above
 run_ctest() {
   local folder="build/$1" total bad not_run
   ctest --test-dir "$folder" -j2 --output-on-failure --no-tests=error "${@:2}" 2>&1 | tee "$folder/ctest.log" |
@@ -31,7 +34,7 @@ run_ctest() {
   total=$(sed -n 's/.* tests failed out of \([0-9]*\)$/\1/p' "$folder/ctest.log")
   bad=$(sed -n 's/.* tests passed, \([0-9]*\) tests failed.*/\1/p' "$folder/ctest.log")
   not_run=$(grep -c '\*\*\*Skipped' "$folder/ctest.log")
-  passed=$((passed + ${total:-0} - ${bad:-0} - not_run)) # ctest counts a skipped test as passed
+  passed=$((passed + ${total:-0} - ${bad:-0} - not_run)) # ctest counts skipped tests as passed
   skipped=$((skipped + not_run))
   failed=$((failed + ${bad:-1}))
   cases=$((cases + $(grep -c '^\[       OK \]' "$folder/Testing/Temporary/LastTest.log")))
@@ -56,6 +59,6 @@ for preset in "${presets[@]}"; do
     failed=$((failed + 1))
   fi
 done
-echo "== $cases GoogleTest cases passed in these programs, $skipped tests skipped"
+echo "== $cases GoogleTest cases passed, $skipped tests skipped"
 echo "$passed passed, $failed failed"
 [ "$failed" -eq 0 ]

@@ -1,10 +1,13 @@
 #!/usr/bin/env python3
-"""Compares what the objects of a build include and call with the module table of docs/architecture.md.
+"""Compares the includes and calls of all built objects with the module table of docs/architecture.md.
 
 usage: check_modules.py BUILD_FOLDER ARCHITECTURE.MD
 
-Fails on an include or a call that the table does not allow, on an entry of the table that nothing uses, on files that
-call each other in a circle, and on a source without a module.
+Prints each fault. The exit status is 1 if there is one of these faults:
+- an include or a call that the table does not allow
+- an allowed dependency that no source uses
+- sources that call each other in a circle
+- a source that belongs to no module
 """
 import fnmatch, pathlib, re, subprocess, sys
 
@@ -17,37 +20,37 @@ for line in document.read_text().split("## Modules", 1)[1].split("\n## ", 1)[0].
     if len(cells) == 4 and cells[0] not in ("module", "---"):
         modules[cells[0]] = (re.findall(r"`([^`]+)`", cells[1]), re.findall(r"[\w]+", cells[2]))
 
-def module(node):
+def find_module(node):
     name = node.rpartition("/")[2]
     return next((m for m, (files, _) in modules.items() if any(fnmatch.fnmatch(name, f) for f in files)), None)
 
-def node(path):  # one for a source and its header; the headers of src/include are nodes of their own
+def make_node(path):  # a source and its header are one node; each header of src/include is a separate node
     name = path.name.split(".")[0]
     return "include/" + name if "include" in path.parts else name
 
-def output(*command):
+def run(*command):  # returns the command's standard output
     return subprocess.run(command, check=True, capture_output=True, text=True).stdout
 
-includes, direct, calls = {}, {}, {}  # node: {other node: how}
-defined, undefined = {}, []  # symbol: node; (node, symbol)
+includes, direct, calls = {}, {}, {}  # node -> {other node -> verb for the fault message}
+defined, undefined = {}, []  # symbol -> node; list of (node, symbol)
 faults = []
-for block in output("ninja", "-C", build, "-t", "deps").split("\n\n"):
+for block in run("ninja", "-C", build, "-t", "deps").split("\n\n"):
     target, _, rest = block.partition(": #deps")
     if not re.match(r"src/.*\.cpp\.o$", target) or "VALID" not in rest or not (build / target).exists():
         continue
-    here = node(pathlib.Path(target))
+    here = make_node(pathlib.Path(target))
     includes[here], direct[here], calls[here] = {}, {}, {}
-    if module(here) is None:
-        faults.append(f"{here}: not in the table")
+    if find_module(here) is None:
+        faults.append(f"{here} belongs to no module of the table")
     for path in (build / line.strip() for line in rest.splitlines()[1:]):
         path = path.resolve()
-        if path.is_relative_to(source) and node(path) != here:
-            includes[here][node(path)] = "includes, through other headers,"
-        if path.is_relative_to(source) and node(path) == here:
+        if path.is_relative_to(source) and make_node(path) != here:
+            includes[here][make_node(path)] = "includes, through other headers,"
+        if path.is_relative_to(source) and make_node(path) == here:
             for name in re.findall(r'^#include "(.+)\.h"', path.read_text(), re.M):
                 direct[here][name.replace("v2x/", "include/")] = "includes"
     direct[here] = {other: how for other, how in direct[here].items() if other in includes[here]}
-    for symbol, kind in re.findall(r"^(\S+) ([A-Zu])\b", output("nm", "-P", build / target), re.M):
+    for symbol, kind in re.findall(r"^(\S+) ([A-Zu])\b", run("nm", "-P", build / target), re.M):
         if kind == "U":
             undefined.append((here, symbol))
         elif kind in "TDBRG":
@@ -56,33 +59,35 @@ for here, symbol in undefined:
     if defined.get(symbol, here) != here:
         calls[here][defined[symbol]] = f"calls {symbol} of"
 
-def reachable(name):  # a used module's header may include those of the modules that it uses
+def reachable(name):  # the module and all modules that it uses, directly or through other modules
     return {name}.union(*(reachable(used) for used in modules[name][1])) if name in modules else set()
 
 used = set()
 for here in includes:
-    neighbours = {module(here), *modules.get(module(here), ((), ()))[1]}
-    checks = [(includes[here], reachable(module(here))), (direct[here], neighbours), (calls[here], neighbours)]
+    neighbours = {find_module(here), *modules.get(find_module(here), ((), ()))[1]}
+    checks = [(includes[here], reachable(find_module(here))), (direct[here], neighbours), (calls[here], neighbours)]
     for found, allowed in checks:
-        for other in (other for other in found if module(other) not in allowed):
-            faults.append(f"{here} ({module(here)}) {found[other]} {other} ({module(other)}): not in the table")
-    used |= {(module(here), module(other)) for other in [*direct[here], *calls[here]]}
-for name in set(map(module, includes)) & modules.keys():
-    faults += [f"{name} may use {other}, but does not" for other in modules[name][1] if (name, other) not in used]
+        for other in (other for other in found if find_module(other) not in allowed):
+            faults.append(f"{here} ({find_module(here)}) {found[other]} {other} ({find_module(other)}): "
+                          "the table does not allow this")
+    used |= {(find_module(here), find_module(other)) for other in [*direct[here], *calls[here]]}
+for name in set(map(find_module, includes)) & modules.keys():
+    faults += [f"the table allows {name} to use {other}, but no source does"
+               for other in modules[name][1] if (name, other) not in used]
 
-def reach(start, path):  # depth first; a way back to the start is a circle
+def follow_calls(start, path):  # searches depth first for a chain of calls that leads back to its start
     for other in calls[start]:
         if other == path[0]:
-            faults.append("circle: " + " -> ".join(path + [other]))
+            faults.append("sources call each other in a circle: " + " -> ".join(path + [other]))
         elif other not in seen:
             seen.add(other)
-            reach(other, path + [other])
+            follow_calls(other, path + [other])
 
 for start in calls:
     seen = set()
-    reach(start, [start])
+    follow_calls(start, [start])
 
 print("\n".join(sorted(set(faults))))
-arrows = sum(map(len, includes.values())) + sum(map(len, calls.values()))
-print(f"{len(includes)} sources, {len(modules)} modules, {arrows} arrows, {len(set(faults))} faults")
+dependencies = sum(map(len, includes.values())) + sum(map(len, calls.values()))
+print(f"{len(includes)} sources, {len(modules)} modules, {dependencies} includes and calls, {len(set(faults))} faults")
 sys.exit(1 if faults or not includes else 0)

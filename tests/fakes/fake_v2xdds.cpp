@@ -7,7 +7,7 @@ std::vector<DdsTopic> ddsTopics;
 std::vector<DdsSample> ddsSent;
 
 void ddsReceive(const std::string& topic, const std::vector<uint8_t>& bytes) {
-    std::vector<uint8_t> exact(bytes); // of exact size, so that a sanitizer detects a read behind it
+    std::vector<uint8_t> exact(bytes); // heap buffer of the exact size, so that a sanitizer detects a read past its end
     for (const DdsTopic& declared : ddsTopics) {
         if (declared.name == topic && declared.callback != nullptr) {
             declared.callback(exact.data(), static_cast<unsigned int>(exact.size()));

@@ -14,7 +14,7 @@ std::deque<std::vector<uint8_t>> replies;
 } // namespace fakes
 
 namespace {
-std::deque<v2xipc_socket> open;
+std::deque<v2xipc_socket> openSockets;
 const v2x_ipc_config_t ipcConf = {20001, 20002, 20003, 20010, "127.0.0.1"};
 } // namespace
 
@@ -33,7 +33,7 @@ int32_t v2xipc_SocketInit(V2X_IPCSOCKHANDLE* handle, const v2x_ipc_config_t*, co
     const int32_t result = fakes::socketResults[para->m_sockName];
     if (result == 0) {
         fakes::sockets.push_back(*para);
-        *handle = &open.emplace_back(v2xipc_socket{*para, "", 0});
+        *handle = &openSockets.emplace_back(v2xipc_socket{*para, "", 0});
     }
     return result;
 }

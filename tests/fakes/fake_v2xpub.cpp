@@ -13,16 +13,17 @@ namespace fakes {
 uint64_t now = 0;
 int clockReads = 0;
 std::vector<Task> tasks;
-size_t taskRoom = SIZE_MAX;
+size_t maxTasks = SIZE_MAX;
 std::vector<Datagram> sent;
 std::vector<v2xpub_SocketInitPara_t> sockets;
 std::map<std::string, int32_t> socketResults;
 std::map<std::string, v2xpub_UdpSocketStats_t> socketStats;
 
 void receive(const std::string& socketName, const std::vector<uint8_t>& bytes) {
-    std::vector<uint8_t> exact(bytes); // exact heap size: a sanitizer sees a read behind it
-    uint8_t nothing = 0;
-    v2xpub_UdpSocketDataHead_t datagram = {static_cast<int16_t>(exact.size()), exact.empty() ? &nothing : exact.data()};
+    std::vector<uint8_t> exact(bytes); // heap buffer of the exact size, so that a sanitizer detects a read past its end
+    uint8_t placeholder = 0;           // an empty datagram still needs a non-null pointer
+    v2xpub_UdpSocketDataHead_t datagram = {static_cast<int16_t>(exact.size()),
+                                           exact.empty() ? &placeholder : exact.data()};
     for (const v2xpub_SocketInitPara_t& para : sockets) {
         if (socketName == para.m_sockName && para.f_msgFunc != nullptr) {
             para.f_msgFunc(nullptr, &datagram, nullptr, 0);
@@ -33,7 +34,7 @@ void receive(const std::string& socketName, const std::vector<uint8_t>& bytes) {
 } // namespace fakes
 
 namespace {
-std::deque<v2xpub_udpSocket> open;
+std::deque<v2xpub_udpSocket> openSockets;
 v2xpub_task task;
 } // namespace
 
@@ -49,7 +50,7 @@ uint64_t v2xpub_CommGetCurrentTime64(void) {
 
 int32_t v2xpub_TaskCreate(V2X_TASKHANDLE* handle, const v2xpub_TaskInitPara_t* para) {
     fakes::journal.push_back(std::string("pub.TaskCreate ") + para->m_taskName);
-    if (fakes::tasks.size() >= fakes::taskRoom) {
+    if (fakes::tasks.size() >= fakes::maxTasks) {
         return -3;
     }
     *handle = &task;
@@ -62,7 +63,7 @@ int32_t v2xpub_UdpSocketInit(V2X_UDPSOCKHANDLE* handle, const v2xpub_SocketInitP
     const int32_t result = fakes::socketResults[para->m_sockName];
     if (result == 0) {
         fakes::sockets.push_back(*para);
-        *handle = &open.emplace_back(v2xpub_udpSocket{*para, "", 0});
+        *handle = &openSockets.emplace_back(v2xpub_udpSocket{*para, "", 0});
     }
     return result;
 }

@@ -11,7 +11,7 @@ void reset() {
     now = 0;
     clockReads = 0;
     tasks.clear();
-    taskRoom = SIZE_MAX;
+    maxTasks = SIZE_MAX;
     sent.clear();
     sockets.clear();
     socketResults.clear();

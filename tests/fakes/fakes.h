@@ -52,7 +52,7 @@ struct Task {
     void run() const { para.f_tskFunExec(para.mp_arg); }
 };
 extern std::vector<Task> tasks;
-extern size_t taskRoom; // tasks that can exist; the next one fails with -3
+extern size_t maxTasks; // creating one more task fails with -3
 
 struct Datagram {
     std::string socket;

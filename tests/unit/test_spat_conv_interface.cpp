@@ -23,7 +23,7 @@ TEST_F(Interface, TaskCreatPassesItsParametersToTheTaskService) {
     EXPECT_EQ(para.m_intervals, 7000U);
     EXPECT_EQ(para.m_tskType, V2XTASK_TYPE_RR);
     EXPECT_EQ(para.f_tskFunExec, routine);
-    fakes::taskRoom = 1;
+    fakes::maxTasks = 1;
     EXPECT_EQ(v2xspatconv_TaskCreat("a", 1, routine, nullptr), -6);
     EXPECT_THAT(fakes::takeLog(), ElementsAre("INTF 2  Task create error ret=-3"));
 }
@@ -39,7 +39,7 @@ TEST_F(Interface, TaskInitCreatesTheTableAndStopsAtTheFirstFailure) {
                                      std::pair("DIS_1743_SIGN", 5000000U)));
     for (int32_t row = 0; row < 5; row++) {
         fakes::reset();
-        fakes::taskRoom = static_cast<size_t>(row);
+        fakes::maxTasks = static_cast<size_t>(row);
         EXPECT_EQ(v2xspatconv_TaskInit(), -2 - row);
     }
     EXPECT_EQ(fakes::logged("Creat DIS_1743_SIGN error").size(), 1U);

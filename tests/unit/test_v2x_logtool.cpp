@@ -8,12 +8,12 @@
 namespace {
 
 TEST(LogTool, ATagOfEightCharactersFillsItsField) {
-    EXPECT_EQ(logtool::SetRequest("12345678", 3),
+    EXPECT_EQ(logtool::MakeSetRequest("12345678", 3),
               hex("A55A 04 00 0000000000000000 3200 0F00 00 02 0000 0A00 3132333435363738 0300"));
     const auto tags =
-        logtool::ReadAnswer(hex("A55A 04 00 0000000000000000 3300 0F00 00 01 0000 0A00 3132333435363738 FFFF"));
+        logtool::ParseAnswer(hex("A55A 04 00 0000000000000000 3300 0F00 00 01 0000 0A00 3132333435363738 FFFF"));
     ASSERT_EQ(tags.size(), 1U);
-    EXPECT_EQ(tags[0].tag + " " + logtool::LevelText(tags[0].level), "12345678 -1");
+    EXPECT_EQ(tags[0].tag + " " + logtool::FormatLevel(tags[0].level), "12345678 -1");
 }
 
 TEST(LogTool, SaysWhyAnAnswerIsInvalid) {
@@ -30,7 +30,7 @@ TEST(LogTool, SaysWhyAnAnswerIsInvalid) {
     };
     for (const auto& row : cases) {
         try {
-            logtool::ReadAnswer(hex(row.digits));
+            logtool::ParseAnswer(hex(row.digits));
             ADD_FAILURE() << row.problem;
         } catch (const std::runtime_error& error) {
             EXPECT_STREQ(error.what(), row.problem);
@@ -40,10 +40,10 @@ TEST(LogTool, SaysWhyAnAnswerIsInvalid) {
 
 TEST(CommandLine, RejectsWhatIsNoNumberInTheRange) {
     for (const char* const good : {"0.001", "2", "3600"}) {
-        EXPECT_EQ(tools::Number(0.001, 3600)(good), "") << good;
+        EXPECT_EQ(tools::NumberInRange(0.001, 3600)(good), "") << good;
     }
     for (const std::string bad : {"nan", "inf", "-1", "0", "3600.5", "2s", "", " 2"}) {
-        EXPECT_EQ(tools::Number(0.001, 3600)(bad), "'" + bad + "' is not a number from 0.001 to 3600");
+        EXPECT_EQ(tools::NumberInRange(0.001, 3600)(bad), "'" + bad + "' is not a number from 0.001 to 3600");
     }
 }
 

@@ -53,7 +53,7 @@ const Bytes SMALL = hex((HEAD + "12 ").append(PLACE) + "01 00 00 01 01 01 20 1B 
 
 TEST(LightFrame, HasTheBytesOfTheWire) {
     // All arms, and the first again.
-    EXPECT_EQ(Enclose(WithCrc(EncodePayload(LIGHTS, {5, 1}, TIME))),
+    EXPECT_EQ(WrapFrame(AppendCrc(EncodePayload(LIGHTS, {5, 1}, TIME))),
               hex((HEAD + "2E ").append(PLACE) +
                   "05 00 00 01 01 01 20 DB DC 5A 00 01 02 01 02 DB DD B4 00 01 03 01 08 03 0E 01 01 "
                   "04 01 02 04 00 00 01 05 01 20 DB DC F8 76 C0"));
@@ -111,7 +111,7 @@ TEST(ServiceStatus, HasTheBytesOfTheWire) {
     const Bytes wire = hex("02 01 03 00 00 00 40 78 0A E9 68 27 06 00 FF FF FF FF 00 00 00 00 00 00 00 80");
     const std::string bytes = EncodeStatus({2, 1, 3, 1732181400123456, 0xFFFFFFFF, 0x8000000000000000});
     EXPECT_EQ(Bytes(bytes.begin(), bytes.end()), wire);
-    EXPECT_EQ(StatusText(ReadStatus(wire).value()), "SPAT available, 3 sent, 4294967295 received");
+    EXPECT_EQ(FormatStatus(ReadStatus(wire).value()), "SPAT available, 3 sent, 4294967295 received");
     EXPECT_FALSE(ReadStatus(Bytes(wire.begin(), wire.end() - 1)));
 }
 

@@ -8,13 +8,13 @@
 
 namespace tools {
 
-CLI::Validator Number(double min, double max) {
-    const auto check = [min, max](const std::string& given) {
+CLI::Validator NumberInRange(double min, double max) {
+    const auto check = [min, max](const std::string& text) {
         double value = 0;
-        const char* const end = given.data() + given.size();
-        const auto [stop, error] = std::from_chars(given.data(), end, value);
-        const bool isFit = error == std::errc{} && stop == end && value >= min && value <= max;
-        return isFit ? "" : FormatText("'%s' is not a number from %.15g to %.15g", given.c_str(), min, max);
+        const char* const end = text.data() + text.size();
+        const auto [stop, error] = std::from_chars(text.data(), end, value);
+        const bool isValid = error == std::errc{} && stop == end && value >= min && value <= max;
+        return isValid ? "" : FormatText("'%s' is not a number from %.15g to %.15g", text.c_str(), min, max);
     };
     return {check, ""};
 }

@@ -1,4 +1,4 @@
-// What the command lines of the tools share.
+// Code that the command lines of all tools use.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -11,12 +11,12 @@ namespace tools {
 inline constexpr int EXIT_FAILED = 1;
 inline constexpr int EXIT_USAGE = 2;
 
-// Rejects what is not a number from min to max. (CLI11's own range accepts "nan".)
-CLI::Validator Number(double min, double max);
+// Returns a validator that accepts a number from min to max. CLI11's own range also accepts "nan".
+CLI::Validator NumberInRange(double min, double max);
 
-// The rest of main(): adds --version, requires a subcommand, parses the command line, then calls `run`. Returns the
-// exit status: what `run` returns, EXIT_FAILED when it throws, EXIT_USAGE for a wrong command line. Each error is one
-// message on standard error that begins with the program's name.
+// Adds --version to `app`, requires a subcommand, parses the command line and calls `run`. Returns the exit status for
+// main(): the result of `run`, EXIT_FAILED if `run` throws, or EXIT_USAGE if the command line is invalid. Writes the
+// reason of a failure to standard error, after the program's name.
 int RunTool(CLI::App& app, const char* program, int argc, char** argv, const std::function<int()>& run);
 
 } // namespace tools

@@ -1,5 +1,5 @@
-// Files that the tools read and write; the path "-" means standard input or standard output. Everything here throws
-// std::runtime_error "path: reason" when the file system refuses.
+// Reads and writes files. The path "-" means standard input or standard output. All functions and constructors throw
+// std::runtime_error "path: reason" if a system call fails.
 #pragma once
 
 #include <array>
@@ -10,13 +10,13 @@
 
 namespace tools {
 
-// Returns the whole file. Also throws when it is longer than `most` bytes.
-std::string ReadFile(const std::string& path, size_t most);
+// Returns the whole file. Also throws if the file is longer than `maxSize` bytes.
+std::string ReadFile(const std::string& path, size_t maxSize);
 
-// Writes `text` as OutputFile does.
+// Replaces the file with `text`, through an OutputFile.
 void WriteFile(const std::string& path, std::string_view text);
 
-// Reads a file as its bytes arrive: what a pipe holds is delivered without waiting for more.
+// Reads a file in blocks or lines. Does not wait for more data while a pipe has some.
 class InputFile {
 public:
     static constexpr size_t MAX_LINE = size_t{8} << 20;
@@ -26,47 +26,49 @@ public:
     InputFile(const InputFile&) = delete;
     InputFile& operator=(const InputFile&) = delete;
 
-    // The path, or "standard input".
+    // Returns the path, or "standard input".
     const std::string& Name() const { return m_name; }
 
-    // Whether `other` describes the same regular file, under whatever name.
+    // Returns true if this file is a regular file and `other` describes the same inode.
     bool IsSameFile(const struct stat& other) const;
 
-    // The next bytes, valid until the next call; empty at the end of the input.
-    std::string_view Piece();
+    // Returns the next bytes, at most 65536. They are valid until the next call. Returns an empty view at the end of
+    // the input.
+    std::string_view ReadBlock();
 
-    // Reads the next line, without its end; false at the end of the input. Of a line longer than MAX_LINE only the
-    // first MAX_LINE + 1 characters are kept.
-    bool Line(std::string& line);
+    // Reads the next line without its line end. Truncates a line longer than MAX_LINE to MAX_LINE + 1 characters.
+    // Returns false at the end of the input.
+    bool ReadLine(std::string& line);
 
 private:
     std::string m_name;
     int m_file;
-    bool m_isEnded = false;  // after its end a terminal could deliver more
-    std::string_view m_rest; // of the buffer, not yet delivered
+    bool m_isEnded = false;  // no read after the end of the input: a terminal could deliver more
+    std::string_view m_rest; // the unread part of m_buffer
     std::array<char, 65536> m_buffer{};
 };
 
-// Writes a file as a whole. A regular file is replaced only by Commit: until then the text is in a temporary file in
-// the same folder. The permissions stay. Standard output, a device or a pipe gets each piece at once.
+// Writes a file. For a regular file, Write fills a temporary file in the same folder, and Commit replaces the file. The
+// new file has the permissions of the old one. Standard output, devices and pipes receive the text of each Write at
+// once.
 class OutputFile {
 public:
-    // Also throws when the path names the regular file that `input` reads. `input` may be null.
+    // Also throws if the path names the regular file that `input` reads. `input` may be null.
     explicit OutputFile(const std::string& path, const InputFile* input = nullptr);
-    // Discards what was not committed.
+    // Deletes the temporary file if Commit was not called.
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
-    void Write(std::string_view piece);
+    void Write(std::string_view text);
 
-    // Closes the file and renames the temporary one. Write must not be called afterwards.
+    // Closes the file and renames the temporary file to the path. Do not call Write after Commit.
     void Commit();
 
 private:
     std::string m_name;
-    std::string m_target;    // the file behind all links
-    std::string m_temporary; // empty unless there is a temporary file
+    std::string m_target;    // the path after resolving symbolic links
+    std::string m_temporary; // the path of the temporary file; empty if there is none
     int m_file = -1;
 };
 

@@ -1,4 +1,4 @@
-// Bytes written as hexadecimal digits.
+// Converts between bytes and hexadecimal digits.
 #pragma once
 
 #include <cstdint>
@@ -9,12 +9,12 @@
 
 namespace tools {
 
-// Appends the bytes that the text holds. A byte is two digits, in upper or lower case. White space, ':', '-' and ','
-// may separate bytes; the first byte and each one after a separator may begin with "0x". Returns the error with its
-// character, counted from 1; empty when the text is valid.
+// Parses the text and appends its bytes to `bytes`. Each byte has two digits, in upper or lower case. White space, ':',
+// '-' and ',' separate bytes; "0x" may follow a separator or begin the text. Returns an empty string if the text is
+// valid, otherwise the error with the number of the invalid character, counted from 1.
 std::string AppendHex(std::string_view text, std::vector<uint8_t>& bytes);
 
-// Two upper-case digits a byte, without separators.
+// Returns two upper-case digits for each byte, without separators.
 std::string ToHex(std::span<const uint8_t> bytes);
 
 } // namespace tools

@@ -1,4 +1,4 @@
-// Text made with printf's conversions.
+// Formats text as printf does.
 #pragma once
 
 #include <string>

@@ -18,18 +18,19 @@ void Append(Bytes& bytes, const Record& record) {
     bytes.insert(bytes.end(), begin, begin + sizeof record);
 }
 
+// Removes a record from the start of `bytes` and returns a copy. `name` names the record in the error message.
 template <typename Record>
-Record Take(std::span<const uint8_t>& bytes, const char* what) {
+Record TakeRecord(std::span<const uint8_t>& bytes, const char* name) {
     Record record;
     if (bytes.size() < sizeof record) {
-        throw std::runtime_error(std::string("the answer ends inside its ") + what);
+        throw std::runtime_error(std::string("the answer ends inside its ") + name);
     }
     std::memcpy(&record, bytes.data(), sizeof record);
     bytes = bytes.subspan(sizeof record);
     return record;
 }
 
-Bytes Request(uint8_t command, std::span<const v2xipc_logData_t> entries) {
+Bytes MakeRequest(uint8_t command, std::span<const v2xipc_logData_t> entries) {
     v2xipc_dataHead_t head = {};
     v2xipc_logCmd_t payload = {};
     payload.m_logCmd = command;
@@ -49,30 +50,30 @@ Bytes Request(uint8_t command, std::span<const v2xipc_logData_t> entries) {
 
 } // namespace
 
-Bytes ListRequest() {
-    return Request(V2XIPC_LOG_REPORT, {});
+Bytes MakeListRequest() {
+    return MakeRequest(V2XIPC_LOG_REPORT, {});
 }
 
-Bytes SetRequest(const std::string& tag, int16_t level) {
+Bytes MakeSetRequest(const std::string& tag, int16_t level) {
     v2xipc_logData_t entry = {};
     std::copy_n(tag.begin(), std::min(tag.size(), sizeof entry.m_tagName), entry.m_tagName);
     entry.m_level = level;
-    return Request(V2XIPC_LOG_SET, {&entry, 1});
+    return MakeRequest(V2XIPC_LOG_SET, {&entry, 1});
 }
 
-std::vector<TagLevel> ReadAnswer(std::span<const uint8_t> answer) {
-    const auto head = Take<v2xipc_dataHead_t>(answer, "head");
+std::vector<TagLevel> ParseAnswer(std::span<const uint8_t> answer) {
+    const auto head = TakeRecord<v2xipc_dataHead_t>(answer, "head");
     if (head.m_cmdType != V2XIPC_CMD_LOG_REPLY) {
         throw std::runtime_error("the answer has command " + std::to_string(head.m_cmdType) + ", not " +
                                  std::to_string(V2XIPC_CMD_LOG_REPLY));
     }
-    const auto payload = Take<v2xipc_logCmd_t>(answer, "payload");
+    const auto payload = TakeRecord<v2xipc_logCmd_t>(answer, "payload");
     if (payload.m_result != 0) {
         throw std::runtime_error("the daemon answers with error " + std::to_string(payload.m_result));
     }
     std::vector<TagLevel> tags;
     for (size_t rest = payload.m_dataLen > 0 ? static_cast<size_t>(payload.m_dataLen) : 0; rest > 0;) {
-        const auto entry = Take<v2xipc_logData_t>(answer, "list of tags");
+        const auto entry = TakeRecord<v2xipc_logData_t>(answer, "list of tags");
         const char* const name = reinterpret_cast<const char*>(entry.m_tagName);
         tags.push_back({std::string(name, strnlen(name, sizeof entry.m_tagName)), entry.m_level});
         rest -= std::min(rest, sizeof entry);
@@ -80,9 +81,9 @@ std::vector<TagLevel> ReadAnswer(std::span<const uint8_t> answer) {
     return tags;
 }
 
-std::string LevelText(int16_t level) {
-    const bool known = level >= 0 && static_cast<size_t>(level) < LEVELS.size();
-    return std::to_string(level) + (known ? std::string(" ") + LEVELS[static_cast<size_t>(level)] : "");
+std::string FormatLevel(int16_t level) {
+    const bool isKnown = level >= 0 && static_cast<size_t>(level) < LEVELS.size();
+    return std::to_string(level) + (isKnown ? std::string(" ") + LEVELS[static_cast<size_t>(level)] : "");
 }
 
 std::optional<int16_t> ParseLevel(const std::string& text) {

@@ -1,4 +1,4 @@
-// The log tool's frames: builds requests to the daemon and reads its answers.
+// Builds the log tool's requests to the daemon and parses the daemon's answers.
 #pragma once
 
 #include <cstdint>
@@ -16,24 +16,26 @@ struct TagLevel {
     int16_t level;
 };
 
-// The name that addresses every tag.
+// A request with this name sets the level of all tags.
 inline constexpr const char* ALL_TAGS = "ALL";
-// In bytes. A name of this size fills its field, without a NUL.
+// The maximum size of a tag's name in bytes. On the wire, a name of this size has no NUL.
 inline constexpr size_t MAX_TAG_SIZE = 8;
 
-// Request for the levels of all tags.
-Bytes ListRequest();
+// Returns a request for the levels of all tags.
+Bytes MakeListRequest();
 
-// Request to set a tag's level. A name longer than MAX_TAG_SIZE is truncated.
-Bytes SetRequest(const std::string& tag, int16_t level);
+// Returns a request to set a tag's level. Truncates a name longer than MAX_TAG_SIZE.
+Bytes MakeSetRequest(const std::string& tag, int16_t level);
 
-// The tags of an answer, in the daemon's order. Throws std::runtime_error with the reason when the answer is invalid.
-std::vector<TagLevel> ReadAnswer(std::span<const uint8_t> answer);
+// Parses the answer to either request. Returns its tags in the daemon's order. Throws std::runtime_error with the
+// reason if the answer is invalid or reports an error.
+std::vector<TagLevel> ParseAnswer(std::span<const uint8_t> answer);
 
-// "0 undo" to "7 trace"; other levels as a number alone.
-std::string LevelText(int16_t level);
+// Returns "0 undo" to "7 trace". Returns only the number for any other level.
+std::string FormatLevel(int16_t level);
 
-// 0 to 7 from a number or a level's name (undo, fatal, error, warn, info, debug, verbose, trace).
+// Parses a number from 0 to 7 or a level's name (undo, fatal, error, warn, info, debug, verbose, trace). Returns an
+// empty optional for any other text.
 std::optional<int16_t> ParseLevel(const std::string& text);
 
 } // namespace logtool

@@ -1,4 +1,4 @@
-// Shows and changes the log levels of a running daemon.
+// Program that shows and changes the log levels of a running daemon.
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
@@ -17,11 +17,12 @@ constexpr const char* PROGRAM = "v2x_logtool";
 struct Options {
     std::string host = "127.0.0.1";
     uint16_t port = 20003;
-    double timeout = 2;
+    double timeout = 2; // seconds
     std::string tag;
     std::string level;
 };
 
+// Sends a request to the daemon and receives the answer.
 class Client {
 public:
     explicit Client(const Options& options)
@@ -31,94 +32,99 @@ public:
         snprintf(para.m_localIP, sizeof para.m_localIP, "0.0.0.0");
         para.m_cliEnable = 1;
         if (v2xpub_UdpSocketInit(&m_socket, &para, 0) != 0) {
-            throw std::runtime_error("cannot open a UDP socket");
+            throw std::runtime_error("cannot open a UDP socket to send to " + m_peer);
         }
     }
     ~Client() { v2xpub_UdpSocketExit(m_socket); }
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
 
-    // `otherReason` is appended to the message for a missing answer.
-    logtool::Bytes Ask(logtool::Bytes request, const std::string& otherReason) {
+    // Returns the answer. Throws std::runtime_error if no answer arrives before the timeout; `otherReason` ends the
+    // message.
+    logtool::Bytes SendRequest(logtool::Bytes request, const std::string& otherReason) {
         const v2xpub_UdpSocketDataHead_t datagram = {static_cast<int16_t>(request.size()), request.data()};
         if (v2xpub_UdpSocketSetSendAddr(m_socket, m_options.host.c_str(), m_options.port) != 0 ||
             v2xpub_UdpSocketReqSend(m_socket, &datagram) != 0) {
-            throw std::runtime_error("cannot send to " + m_peer);
+            throw std::runtime_error("cannot send the request to " + m_peer);
         }
         logtool::Bytes answer(INT16_MAX);
-        v2xpub_UdpSocketDataHead_t room = {INT16_MAX, answer.data()};
-        if (v2xpub_UdpSocketRecv(m_socket, &room, static_cast<int32_t>(m_options.timeout * 1000)) != 0) {
+        v2xpub_UdpSocketDataHead_t buffer = {INT16_MAX, answer.data()};
+        if (v2xpub_UdpSocketRecv(m_socket, &buffer, static_cast<int32_t>(m_options.timeout * 1000)) != 0) {
             throw std::runtime_error(tools::FormatText("no answer from %s within %g s: no daemon listens there%s",
                                                        m_peer.c_str(), m_options.timeout, otherReason.c_str()));
         }
-        answer.resize(static_cast<size_t>(room.m_curMsgLen));
+        answer.resize(static_cast<size_t>(buffer.m_curMsgLen));
         return answer;
     }
 
 private:
     const Options& m_options;
-    std::string m_peer;
+    std::string m_peer; // the daemon's address, for messages
     V2X_UDPSOCKHANDLE m_socket = nullptr;
 };
 
-std::string Line(const std::string& tag, int16_t level) {
-    return tools::FormatText("%-8s %s\n", tag.c_str(), logtool::LevelText(level).c_str());
+std::string FormatTagLine(const std::string& tag, int16_t level) {
+    return tools::FormatText("%-8s %s\n", tag.c_str(), logtool::FormatLevel(level).c_str());
 }
 
-std::string List(const Options& options) {
+// Returns the output of the subcommand `list`.
+std::string ListLevels(const Options& options) {
+    const logtool::Bytes answer = Client(options).SendRequest(logtool::MakeListRequest(), "");
     std::string lines;
-    for (const logtool::TagLevel& tag : logtool::ReadAnswer(Client(options).Ask(logtool::ListRequest(), ""))) {
-        lines += Line(tag.tag, tag.level);
+    for (const logtool::TagLevel& tag : logtool::ParseAnswer(answer)) {
+        lines += FormatTagLine(tag.tag, tag.level);
     }
     return lines;
 }
 
-std::string Set(const Options& options) {
+// Returns the output of the subcommand `set`.
+std::string SetLevel(const Options& options) {
     const int16_t level = logtool::ParseLevel(options.level).value();
     const std::string otherReason =
         options.tag == logtool::ALL_TAGS ? "" : ", or it has no tag \"" + options.tag + "\"";
-    logtool::ReadAnswer(Client(options).Ask(logtool::SetRequest(options.tag, level), otherReason));
-    return Line(options.tag, level);
+    logtool::ParseAnswer(Client(options).SendRequest(logtool::MakeSetRequest(options.tag, level), otherReason));
+    return FormatTagLine(options.tag, level);
 }
 
-void AddAddress(CLI::App& app, Options& options) {
+void AddAddressOptions(CLI::App& app, Options& options) {
     app.add_option("--host", options.host, "Host of the daemon")->check(CLI::ValidIPV4)->capture_default_str();
-    app.add_option("--port", options.port, "UDP port: ipc.spatconv_logtool_rcvport of the unit's v2x_ipc.cfg")
-        ->check(tools::Number(1, 65535))
+    app.add_option("--port", options.port, "UDP port of the daemon: ipc.spatconv_logtool_rcvport in v2x_ipc.cfg")
+        ->check(tools::NumberInRange(1, 65535))
         ->capture_default_str();
     app.add_option("--timeout", options.timeout, "Seconds to wait for the answer")
-        ->check(tools::Number(0.001, 3600))
+        ->check(tools::NumberInRange(0.001, 3600))
         ->capture_default_str();
 }
 
-void AddSet(CLI::App& app, Options& options) {
-    CLI::App* const set = app.add_subcommand("set", "Set the level of one tag, or of all");
-    set->add_option("TAG", options.tag, "A tag as list prints it, or ALL")
+void AddSetCommand(CLI::App& app, Options& options) {
+    CLI::App* const set = app.add_subcommand("set", "Set the level of one log tag or of all log tags");
+    set->add_option("TAG", options.tag, "The name of a log tag; ALL sets all log tags")
         ->required()
         ->check([](const std::string& tag) {
             return tag.empty() || tag.size() > logtool::MAX_TAG_SIZE ? "a tag has 1 to 8 characters" : std::string();
         });
     set->add_option(
            "LEVEL", options.level,
-           "0 to 7, or undo, fatal, error, warn, info, debug, verbose, trace. A tag writes\nthe messages of its level "
-           "and of lower levels")
+           "0 to 7, or undo, fatal, error, warn, info, debug, verbose, trace. The daemon\nlogs the messages of this "
+           "level and of lower levels")
         ->required()
         ->check([](const std::string& level) {
             return logtool::ParseLevel(level).has_value() ? std::string() : "'" + level + "' is not a level";
         });
-    AddAddress(*set, options);
+    AddAddressOptions(*set, options);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
     Options options;
-    CLI::App app("Shows and changes the log levels of a running v2x_spat_convert, until it ends.");
-    CLI::App* const list = app.add_subcommand("list", "Print every log tag and its level");
-    AddAddress(*list, options);
-    AddSet(app, options);
+    CLI::App app(
+        "Shows and changes the log levels of a running v2x_spat_convert. A change lasts until the daemon ends.");
+    CLI::App* const list = app.add_subcommand("list", "Print each log tag and its level");
+    AddAddressOptions(*list, options);
+    AddSetCommand(app, options);
     return tools::RunTool(app, PROGRAM, argc, argv, [&] {
-        tools::WriteFile("-", list->parsed() ? List(options) : Set(options));
+        tools::WriteFile("-", list->parsed() ? ListLevels(options) : SetLevel(options));
         return 0;
     });
 }

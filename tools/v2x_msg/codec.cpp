@@ -10,8 +10,9 @@
 namespace msg {
 namespace {
 
-// Describes the first value outside its constraint.
-extern "C" void NoteConstraint(void* key, asn_TYPE_descriptor_t* type, const void* value, const char* /*format*/, ...) {
+// Callback of the constraint checks: writes a description of the invalid value to the string at `key`.
+extern "C" void DescribeViolation(void* key, asn_TYPE_descriptor_t* type, const void* value, const char* /*format*/,
+                                  ...) {
     std::string& text = *static_cast<std::string*>(key);
     text = type->name;
     if (type->check_constraints == CHOICE_constraint) {
@@ -29,13 +30,14 @@ extern "C" void NoteConstraint(void* key, asn_TYPE_descriptor_t* type, const voi
 void CheckConstraints(Decoded& decoded) {
     std::string text;
     const auto check = asn_DEF_MessageFrame.check_constraints;
-    if (check(&asn_DEF_MessageFrame, decoded.message.get(), NoteConstraint, &text) != 0) {
-        decoded.problems.push_back({Problem::NOWHERE, text});
+    if (check(&asn_DEF_MessageFrame, decoded.message.get(), DescribeViolation, &text) != 0) {
+        decoded.problems.push_back({Problem::UNKNOWN_OFFSET, text});
     }
 }
 
-// The bits that decoding reads until it ends or fails. (The result of decoding has this number for good frames only.)
-size_t BitsRead(std::span<const uint8_t> frame) {
+// Decodes the frame and returns the number of bits that the decoder read before it ended or failed. The result of
+// asn_decode contains this number only if decoding succeeds.
+size_t CountBitsRead(std::span<const uint8_t> frame) {
     asn_codec_ctx_t noLimit{};
     asn_per_data_t cursor{};
     cursor.buffer = frame.data();
@@ -46,13 +48,15 @@ size_t BitsRead(std::span<const uint8_t> frame) {
     return cursor.moved;
 }
 
-Problem WhereItStopped(std::span<const uint8_t> frame) {
-    // A frame that is cut short and an invalid length give the same result. They differ when 32 bits, more than one
-    // read takes, are appended: only the former is then read further.
-    const size_t bits = BitsRead(frame);
+// Describes why the frame cannot be decoded.
+Problem FindProblem(std::span<const uint8_t> frame) {
+    // The decoder's result is the same for a truncated frame and for an invalid length. To tell the cases apart, decode
+    // the frame again with 32 bits appended, which is more than one read needs. Only for a truncated frame does the
+    // decoder read further.
+    const size_t bits = CountBitsRead(frame);
     std::vector<uint8_t> longer(frame.begin(), frame.end());
     longer.resize(frame.size() + 4);
-    if (BitsRead(longer) != bits) {
+    if (CountBitsRead(longer) != bits) {
         return {frame.size(), "ends too early"};
     }
     return {bits == 0 ? 0 : (bits - 1) / 8, "no such alternative, value or length"};
@@ -62,8 +66,8 @@ size_t SkipSpace(std::string_view text, size_t from) {
     return std::min(text.find_first_not_of(" \t\r\n\v\f", from), text.size());
 }
 
-// The rest of the line from this place on, fit for a terminal: at most 40 characters, '.' for those not printable.
-std::string LineAt(std::string_view text, size_t from) {
+// Returns at most 40 characters of the line from the offset `from`, with '.' for each character that is not printable.
+std::string ExtractLine(std::string_view text, size_t from) {
     const std::string_view rest = text.substr(from);
     std::string line(rest.substr(0, std::min<size_t>(rest.find_first_of("\r\n"), 40)));
     std::ranges::replace_if(
@@ -73,7 +77,7 @@ std::string LineAt(std::string_view text, size_t from) {
 
 template <typename Byte>
 std::vector<Byte> Encode(asn_transfer_syntax syntax, const MessageFrame_t& message, std::string& failedType) {
-    std::vector<Byte> bytes(65536); // enough to encode nearly all of them once
+    std::vector<Byte> bytes(65536); // nearly all messages fit, so that one pass is enough
     asn_enc_rval_t result{};
     do {
         bytes.resize(std::max(bytes.size(), static_cast<size_t>(result.encoded)));
@@ -88,7 +92,7 @@ std::vector<Byte> Encode(asn_transfer_syntax syntax, const MessageFrame_t& messa
 
 } // namespace
 
-void FreeMessage::operator()(MessageFrame_t* message) const {
+void MessageDeleter::operator()(MessageFrame_t* message) const {
     ASN_STRUCT_FREE(asn_DEF_MessageFrame, message);
 }
 
@@ -99,7 +103,7 @@ Decoded DecodeFrame(std::span<const uint8_t> frame) {
     Decoded decoded{Message(static_cast<MessageFrame_t*>(value)), {}};
     if (result.code != RC_OK) {
         decoded.message.reset();
-        decoded.problems.push_back(WhereItStopped(frame));
+        decoded.problems.push_back(FindProblem(frame));
         return decoded;
     }
     if (result.consumed < frame.size()) {
@@ -125,7 +129,7 @@ Decoded DecodeXer(std::string_view document) {
     if (stopped == document.size() || result.code == RC_WMORE) {
         decoded.problems.push_back({document.size(), "ends too early"});
     } else {
-        decoded.problems.push_back({stopped, "not understood: " + LineAt(document, stopped)});
+        decoded.problems.push_back({stopped, "not understood: " + ExtractLine(document, stopped)});
     }
     return decoded;
 }

@@ -1,4 +1,4 @@
-// Decodes frames and XER documents into messages, encodes messages, and describes what is wrong with the input.
+// Decodes frames and XER documents into messages, encodes messages, and describes invalid input.
 #pragma once
 
 #include <cstddef>
@@ -13,35 +13,35 @@
 
 namespace msg {
 
-struct FreeMessage {
+struct MessageDeleter {
     void operator()(MessageFrame_t* message) const;
 };
-using Message = std::unique_ptr<MessageFrame_t, FreeMessage>;
+using Message = std::unique_ptr<MessageFrame_t, MessageDeleter>;
 
-// Why a text or frame is invalid, and the byte of it that is wrong; NOWHERE when that is unknown.
+// Why a frame or document is invalid.
 struct Problem {
-    static constexpr size_t NOWHERE = SIZE_MAX;
-    size_t offset;
+    static constexpr size_t UNKNOWN_OFFSET = SIZE_MAX;
+    size_t offset; // of the invalid byte in the frame or document, from 0; or UNKNOWN_OFFSET
     std::string text;
 };
 
-// A message may come with problems: bytes left over after it, a value outside its constraint.
 struct Decoded {
-    Message message; // null when decoding failed
+    Message message; // null if decoding failed
+    // A decoded message can also have problems: bytes after its end, or a value outside its constraint.
     std::vector<Problem> problems;
 };
 
-// Decodes one frame (UPER). The place of a problem is the byte where decoding stopped.
+// Decodes one frame in UPER. The offset of a problem is the byte at which decoding stopped.
 Decoded DecodeFrame(std::span<const uint8_t> frame);
 
-// Decodes one document (XER) with nothing but white space around it.
+// Decodes one document in XER. Only white space may precede or follow the document.
 Decoded DecodeXer(std::string_view document);
 
-// Encodes to basic XER. Returns nothing for an alternative of a newer edition, which has no name in XER; `failedType`
-// is then the name of the type.
+// Encodes the message in basic XER. Returns an empty string if encoding fails, and sets `failedType` to the name of the
+// type. Encoding fails for an alternative of a newer edition: the alternative has no name in XER.
 std::string EncodeXer(const MessageFrame_t& message, std::string& failedType);
 
-// Encodes to UPER; fails as above.
+// Encodes the message in UPER. Returns an empty vector and sets `failedType` if encoding fails.
 std::vector<uint8_t> EncodeFrame(const MessageFrame_t& message, std::string& failedType);
 
 } // namespace msg

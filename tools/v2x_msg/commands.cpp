@@ -12,46 +12,49 @@
 namespace msg {
 namespace {
 
-// Counts frames or documents and reports what is wrong with them.
+// Counts frames or documents, and writes their errors to standard error.
 class Report {
 public:
-    explicit Report(std::string unit) : m_unit(std::move(unit)) {}
+    // `noun` is "frame" or "document".
+    explicit Report(std::string noun) : m_noun(std::move(noun)) {}
 
+    // Call this for each frame or document, before Error.
     void Begin() {
         ++m_count;
         m_isBad = false;
     }
-    std::string Title() const { return m_unit + " " + std::to_string(m_count); }
+    std::string Title() const { return m_noun + " " + std::to_string(m_count); }
 
-    void Error(const std::string& where, const std::string& what) {
+    void Error(const std::string& where, const std::string& reason) {
         m_bad += m_isBad ? 0 : 1;
         m_isBad = true;
-        Complain(where + ": " + Title() + ": " + what);
+        PrintError(where + ": " + Title() + ": " + reason);
     }
     void Error(const std::string& where, const Problem& problem) {
-        const bool isPlaced = problem.offset != Problem::NOWHERE;
-        Error(where, (isPlaced ? "byte " + std::to_string(problem.offset) + ": " : "") + problem.text);
+        const bool isKnown = problem.offset != Problem::UNKNOWN_OFFSET;
+        Error(where, (isKnown ? "byte " + std::to_string(problem.offset) + ": " : "") + problem.text);
     }
 
+    // Writes the totals. Returns true if there was at least one frame or document and all were good.
     bool Finish() const {
         if (m_count == 0) {
-            Complain("no " + m_unit + " in the input");
+            PrintError("no " + m_noun + " in the input");
         } else if (m_bad != 0 && m_count > 1) {
-            Complain(std::to_string(m_count) + " " + m_unit + "s, " + std::to_string(m_bad) + " bad");
+            PrintError(std::to_string(m_count) + " " + m_noun + "s, " + std::to_string(m_bad) + " bad");
         }
         return m_count != 0 && m_bad == 0;
     }
 
 private:
-    static void Complain(const std::string& line) { std::fprintf(stderr, "%s: %s\n", PROGRAM, line.c_str()); }
+    static void PrintError(const std::string& line) { std::fprintf(stderr, "%s: %s\n", PROGRAM, line.c_str()); }
 
-    std::string m_unit;
+    std::string m_noun;
     size_t m_count = 0;
     size_t m_bad = 0;
-    bool m_isBad = false;
+    bool m_isBad = false; // the current frame or document has an error
 };
 
-// Reports the problems of each frame, then calls `show` if it was decoded.
+// Decodes each frame and reports its problems. Calls `show` with each decoded message. Returns the result of Finish.
 template <typename Show>
 bool ForEachFrame(const FrameSource& frames, Show show) {
     Report report("frame");
@@ -72,26 +75,26 @@ bool ForEachFrame(const FrameSource& frames, Show show) {
     return report.Finish();
 }
 
-std::string CountText(long count) {
+std::string FormatCount(long count) {
     return "msgCnt " + std::to_string(count);
 }
 
 struct MessageKind {
     MessageFrame_PR present;
     const char* name;
-    std::string (*describe)(const MessageFrame_t& message); // what follows type and size
+    std::string (*describe)(const MessageFrame_t& message); // returns the text after type and size
 };
 
 const MessageKind KINDS[] = {
     {MessageFrame_PR_NOTHING, "message of a newer edition", [](const MessageFrame_t&) { return std::string(); }},
-    {MessageFrame_PR_bsmFrame, "BSM", [](const MessageFrame_t& m) { return CountText(m.choice.bsmFrame.msgCnt); }},
-    {MessageFrame_PR_mapFrame, "MAP", [](const MessageFrame_t& m) { return CountText(m.choice.mapFrame.msgCnt); }},
-    {MessageFrame_PR_rsmFrame, "RSM", [](const MessageFrame_t& m) { return CountText(m.choice.rsmFrame.msgCnt); }},
+    {MessageFrame_PR_bsmFrame, "BSM", [](const MessageFrame_t& m) { return FormatCount(m.choice.bsmFrame.msgCnt); }},
+    {MessageFrame_PR_mapFrame, "MAP", [](const MessageFrame_t& m) { return FormatCount(m.choice.mapFrame.msgCnt); }},
+    {MessageFrame_PR_rsmFrame, "RSM", [](const MessageFrame_t& m) { return FormatCount(m.choice.rsmFrame.msgCnt); }},
     {MessageFrame_PR_spatFrame, "SPAT",
      [](const MessageFrame_t& m) {
-         return CountText(m.choice.spatFrame.msgCnt) + "\n" + SpatTable(m.choice.spatFrame);
+         return FormatCount(m.choice.spatFrame.msgCnt) + "\n" + FormatSpat(m.choice.spatFrame);
      }},
-    {MessageFrame_PR_rsiFrame, "RSI", [](const MessageFrame_t& m) { return CountText(m.choice.rsiFrame.msgCnt); }},
+    {MessageFrame_PR_rsiFrame, "RSI", [](const MessageFrame_t& m) { return FormatCount(m.choice.rsiFrame.msgCnt); }},
     {MessageFrame_PR_msgFrameExt, "extension",
      [](const MessageFrame_t& m) {
          const MessageFrameExt_t& extension = m.choice.msgFrameExt;
@@ -110,19 +113,19 @@ std::string Describe(const MessageFrame_t& message, size_t size) {
     return text.ends_with('\n') ? text : text + "\n";
 }
 
-// Encodes one document; empty when it is bad, which is then reported.
+// Encodes one document. Reports the problems of an invalid document and returns an empty vector. `name` is the input.
 std::vector<uint8_t> EncodeDocument(const Document& document, const std::string& name, Report& report) {
-    const auto where = [&](size_t offset) {
+    const auto formatPosition = [&](size_t offset) {
         const auto before = std::string_view(document.text).substr(0, offset);
         return name + ":" + std::to_string(document.line + static_cast<size_t>(std::ranges::count(before, '\n')));
     };
     if (document.isTooLong) {
-        report.Error(where(0), "longer than " + std::to_string(MAX_DOCUMENT) + " bytes");
+        report.Error(formatPosition(0), "longer than " + std::to_string(MAX_DOCUMENT) + " bytes");
         return {};
     }
     const Decoded decoded = DecodeXer(document.text);
     for (const Problem& problem : decoded.problems) {
-        report.Error(where(problem.offset == Problem::NOWHERE ? 0 : problem.offset), problem);
+        report.Error(formatPosition(problem.offset == Problem::UNKNOWN_OFFSET ? 0 : problem.offset), problem);
     }
     if (!decoded.problems.empty()) {
         return {};
@@ -130,7 +133,7 @@ std::vector<uint8_t> EncodeDocument(const Document& document, const std::string&
     std::string failedType;
     std::vector<uint8_t> frame = EncodeFrame(*decoded.message, failedType);
     if (frame.empty()) {
-        report.Error(where(0), failedType + ": cannot be encoded");
+        report.Error(formatPosition(0), failedType + ": cannot be encoded");
     }
     return frame;
 }

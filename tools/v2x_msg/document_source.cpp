@@ -10,13 +10,13 @@ constexpr std::string_view SPACE = " \t\r\n\v\f";
 constexpr std::string_view COMMENT_START = "<!--";
 constexpr std::string_view COMMENT_END = "-->";
 
-// Whether the tag, "<" to ">", has this name; only white space may follow the name.
+// Returns true if the tag, from "<" to ">", consists of `name` and white space. `name` includes the "<".
 bool IsTag(std::string_view tag, std::string_view name) {
     return tag.starts_with(name) && tag.find_first_not_of(SPACE, name.size()) == tag.size() - 1;
 }
 
-// The size of the white space, comments and declarations at the start of the text.
-size_t LeadSize(std::string_view text) {
+// Returns the size of the white space, comments and declarations at the start of the text.
+size_t MeasureLead(std::string_view text) {
     size_t lead = 0;
     for (;;) {
         lead = std::min(text.find_first_not_of(SPACE, lead), text.size());
@@ -58,7 +58,7 @@ size_t DocumentSource::FindEnd() {
             m_scanned += COMMENT_START.size();
             continue;
         }
-        tag = tag.substr(0, tag.find('>') + 1); // empty when the tag is not complete
+        tag = tag.substr(0, tag.find('>') + 1); // empty if the tag is incomplete
         if (tag.empty()) {
             return std::string::npos;
         }
@@ -75,12 +75,12 @@ size_t DocumentSource::FindEnd() {
 }
 
 bool DocumentSource::ReadMore() {
-    const std::string_view piece = m_input.Piece();
-    m_text += piece;
-    return !piece.empty();
+    const std::string_view block = m_input.ReadBlock();
+    m_text += block;
+    return !block.empty();
 }
 
-void DocumentSource::Drop(size_t size) {
+void DocumentSource::Discard(size_t size) {
     m_line += CountLines(std::string_view(m_text).substr(0, size));
     m_text.erase(0, size);
     m_scanned -= std::min(m_scanned, size);
@@ -95,10 +95,10 @@ bool DocumentSource::Next(Document& document) {
     while ((end = FindEnd()) == std::string::npos) {
         if (m_text.size() > MAX_DOCUMENT) {
             if (!document.isTooLong) {
-                document.line = m_line + CountLines({m_text.data(), LeadSize(m_text)});
+                document.line = m_line + CountLines({m_text.data(), MeasureLead(m_text)});
                 document.isTooLong = true;
             }
-            Drop(m_scanned > 0 ? m_scanned : m_text.size());
+            Discard(m_scanned > 0 ? m_scanned : m_text.size());
         }
         if (!ReadMore()) {
             end = m_text.size();
@@ -106,12 +106,12 @@ bool DocumentSource::Next(Document& document) {
         }
     }
     if (!document.isTooLong) {
-        const size_t lead = LeadSize({m_text.data(), end});
+        const size_t lead = MeasureLead({m_text.data(), end});
         document.line = m_line + CountLines({m_text.data(), lead});
         document.isTooLong = end - lead > MAX_DOCUMENT;
         document.text.assign(m_text, lead, document.isTooLong ? 0 : end - lead);
     }
-    Drop(end);
+    Discard(end);
     return document.isTooLong || !document.text.empty();
 }
 

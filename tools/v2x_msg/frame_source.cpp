@@ -19,7 +19,7 @@ void AppendDigits(std::string_view digits, Frame& frame) {
     }
 }
 
-// Appends the bytes of the line. Returns false when it holds white space or a comment only.
+// Appends the bytes of the line to the frame. Returns false if the line has only white space or a comment.
 bool AppendLine(const std::string& line, Frame& frame) {
     const std::string_view digits = std::string_view(line).substr(0, line.find('#'));
     if (line.size() > tools::InputFile::MAX_LINE) {
@@ -32,9 +32,9 @@ bool AppendLine(const std::string& line, Frame& frame) {
     return true;
 }
 
-// Delivers the frame that `read` fills, unless it returns false.
+// Makes a source of one frame, which `read` fills. The source has no frame if `read` returns false.
 template <typename Read>
-FrameSource OneFrame(const std::string& where, Read read) {
+FrameSource MakeSingleSource(const std::string& where, Read read) {
     return [where, read, isDone = false](Frame& frame) mutable {
         if (isDone) {
             return false;
@@ -47,16 +47,16 @@ FrameSource OneFrame(const std::string& where, Read read) {
 
 } // namespace
 
-FrameSource FrameOfArgument(const std::string& text) {
-    return OneFrame("argument", [text](Frame& frame) {
+FrameSource FromArgument(const std::string& text) {
+    return MakeSingleSource("argument", [text](Frame& frame) {
         AppendDigits(text, frame);
         return true;
     });
 }
 
-FrameSource FramesOfLines(tools::InputFile& input) {
+FrameSource FromLines(tools::InputFile& input) {
     return [&input, number = size_t{0}, line = std::string()](Frame& frame) mutable {
-        while (input.Line(line)) {
+        while (input.ReadLine(line)) {
             frame = {input.Name() + ":" + std::to_string(++number), {}, {}};
             if (AppendLine(line, frame)) {
                 return true;
@@ -66,25 +66,25 @@ FrameSource FramesOfLines(tools::InputFile& input) {
     };
 }
 
-FrameSource FrameOfAllLines(tools::InputFile& input) {
-    return OneFrame(input.Name(), [&input](Frame& frame) {
-        bool isAny = false;
+FrameSource FromAllLines(tools::InputFile& input) {
+    return MakeSingleSource(input.Name(), [&input](Frame& frame) {
+        bool hasFrame = false;
         size_t number = 0;
-        for (std::string line; frame.problem.empty() && input.Line(line); ++number) {
-            isAny = AppendLine(line, frame) || isAny;
+        for (std::string line; frame.problem.empty() && input.ReadLine(line); ++number) {
+            hasFrame = AppendLine(line, frame) || hasFrame;
         }
         if (!frame.problem.empty()) {
             frame.where += ":" + std::to_string(number);
         }
-        return isAny;
+        return hasFrame;
     });
 }
 
-FrameSource FrameOfBytes(tools::InputFile& input) {
-    return OneFrame(input.Name(), [&input](Frame& frame) {
-        std::string_view piece = input.Piece();
-        for (; !piece.empty() && frame.bytes.size() <= MAX_FRAME; piece = input.Piece()) {
-            frame.bytes.insert(frame.bytes.end(), piece.begin(), piece.end());
+FrameSource FromBytes(tools::InputFile& input) {
+    return MakeSingleSource(input.Name(), [&input](Frame& frame) {
+        std::string_view block = input.ReadBlock();
+        for (; !block.empty() && frame.bytes.size() <= MAX_FRAME; block = input.ReadBlock()) {
+            frame.bytes.insert(frame.bytes.end(), block.begin(), block.end());
         }
         if (frame.bytes.size() > MAX_FRAME) {
             frame.problem = TOO_LONG;

@@ -1,4 +1,4 @@
-// Splits an input into frames, one after another, and holds no more than one of them.
+// Splits an input into frames. Stores only one frame at a time.
 #pragma once
 
 #include <cstddef>
@@ -12,26 +12,27 @@
 namespace msg {
 
 struct Frame {
-    std::string where; // input and line, for messages
+    std::string where; // the input's name and the line, for messages
     std::vector<uint8_t> bytes;
-    std::string problem; // why `bytes` are invalid; empty when they are valid
+    std::string problem; // why the frame is invalid; empty if the frame is valid
 };
 
-// Delivers the next frame; false when there are no more. Throws as InputFile does. Its input must outlive it.
+// Reads the next frame. Returns false at the end of the input. Throws std::runtime_error if reading fails. The input
+// must outlive the source.
 using FrameSource = std::function<bool(Frame&)>;
 
-inline constexpr size_t MAX_FRAME = size_t{1} << 20;
+inline constexpr size_t MAX_FRAME = size_t{1} << 20; // bytes
 
-// The whole text is one frame in hex.
-FrameSource FrameOfArgument(const std::string& text);
+// Makes a source of one frame: the whole text in hex.
+FrameSource FromArgument(const std::string& text);
 
-// Each line is a frame in hex. '#' begins a comment; a line without digits is skipped.
-FrameSource FramesOfLines(tools::InputFile& input);
+// Makes a source of one frame for each line in hex. '#' begins a comment. The source skips lines without digits.
+FrameSource FromLines(tools::InputFile& input);
 
-// All lines together are one frame in hex; comments as above.
-FrameSource FrameOfAllLines(tools::InputFile& input);
+// Makes a source of one frame: all lines together in hex. '#' begins a comment.
+FrameSource FromAllLines(tools::InputFile& input);
 
-// The whole input is the bytes of one frame.
-FrameSource FrameOfBytes(tools::InputFile& input);
+// Makes a source of one frame: the bytes of the input.
+FrameSource FromBytes(tools::InputFile& input);
 
 } // namespace msg

@@ -40,20 +40,22 @@ constexpr std::string_view STATUS_BITS[] = {"manualControlIsEnabled",
                                             "noValidSPATisAvailableAtThisTime"};
 static_assert(std::size(STATUS_BITS) == IntersectionStatusObject_noValidSPATisAvailableAtThisTime + 1);
 
-std::string Optional(const long* value) {
+std::string FormatOptional(const long* value) {
     return value == nullptr ? "-" : std::to_string(*value);
 }
 
-std::string Time(const long* mark) {
+// Formats a time in 0.1 s.
+std::string FormatTime(const long* mark) {
     return mark == nullptr ? "-" : *mark == UNKNOWN_TIME ? "?" : FormatText("%.1f", static_cast<double>(*mark) * 0.1);
 }
 
-std::string Percent(const long* confidence) {
+// Formats a confidence in steps of 0.5 %.
+std::string FormatPercent(const long* confidence) {
     return confidence == nullptr ? "-" : FormatText("%.1f", static_cast<double>(*confidence) * 0.5);
 }
 
-// The minute of the year as day of the year (from 1) and time of day.
-std::string Minute(const long* moy) {
+// Formats the minute of the year as day of the year, from 1, and time of day.
+std::string FormatMinute(const long* moy) {
     if (moy == nullptr) {
         return "moy -";
     }
@@ -64,21 +66,22 @@ std::string Minute(const long* moy) {
     return FormatText("moy %ld (day %ld, %02ld:%02ld)", *moy, *moy / MINUTES_OF_DAY + 1, minute / 60, minute % 60);
 }
 
-std::string TimeStamp(const long* milliseconds) {
+std::string FormatTimeStamp(const long* milliseconds) {
     return milliseconds == nullptr ? "timeStamp -"
                                    : FormatText("timeStamp %.3f s", static_cast<double>(*milliseconds) * 0.001);
 }
 
-std::string Name(const DescriptiveName_t& name) {
-    std::string shown;
+// Replaces each character that is not printable by '.'.
+std::string FormatName(const DescriptiveName_t& name) {
+    std::string text;
     for (int i = 0; i < name.size; ++i) {
         const char character = static_cast<char>(name.buf[i]);
-        shown += character >= ' ' && character <= '~' ? character : '.';
+        text += character >= ' ' && character <= '~' ? character : '.';
     }
-    return shown;
+    return text;
 }
 
-std::string Status(const IntersectionStatusObject_t& status) {
+std::string FormatStatus(const IntersectionStatusObject_t& status) {
     std::string names;
     for (size_t bit = 0; bit < 8 * static_cast<size_t>(status.size); ++bit) {
         if ((status.buf[bit / 8] >> (7 - bit % 8) & 1) != 0) {
@@ -89,34 +92,34 @@ std::string Status(const IntersectionStatusObject_t& status) {
     return names.empty() ? "none" : names;
 }
 
-std::string Light(long light) {
+std::string FormatLight(long light) {
     const auto index = static_cast<size_t>(light);
     return light >= 0 && index < std::size(LIGHTS) ? std::string(LIGHTS[index]) : std::to_string(light);
 }
 
-// Each column is as wide as its heading or its longest entry.
-constexpr const char* ROW = "  %5s  %-16s  %-8s  %7s  %7s  %7s  %9s  %11s  %9s  %11s\n";
+constexpr const char* ROW_FORMAT = "  %5s  %-16s  %-8s  %7s  %7s  %7s  %9s  %11s  %9s  %11s\n";
 
-std::string HeadingRow() {
-    return FormatText(ROW, "phase", "light", "timing", "start", "minEnd", "maxEnd", "likelyEnd", "confidence%",
+std::string FormatHeading() {
+    return FormatText(ROW_FORMAT, "phase", "light", "timing", "start", "minEnd", "maxEnd", "likelyEnd", "confidence%",
                       "nextStart", "nextEnd/Dur");
 }
 
 using Times = std::array<std::string, 7>;
 
-Times TimesOf(const TimeCountingDown_t& timing) {
-    return {Time(&timing.startTime),     Time(timing.minEndTime),        Time(timing.maxEndTime),
-            Time(&timing.likelyEndTime), Percent(timing.timeConfidence), Time(timing.nextStartTime),
-            Time(timing.nextDuration)};
+Times FormatTimes(const TimeCountingDown_t& timing) {
+    return {FormatTime(&timing.startTime),     FormatTime(timing.minEndTime),        FormatTime(timing.maxEndTime),
+            FormatTime(&timing.likelyEndTime), FormatPercent(timing.timeConfidence), FormatTime(timing.nextStartTime),
+            FormatTime(timing.nextDuration)};
 }
 
-Times TimesOf(const UTCTiming_t& timing) {
-    return {Time(&timing.startUTCTime),     Time(timing.minEndUTCTime),     Time(timing.maxEndUTCTime),
-            Time(&timing.likelyEndUTCTime), Percent(timing.timeConfidence), Time(timing.nextStartUTCTime),
-            Time(timing.nextEndUTCTime)};
+Times FormatTimes(const UTCTiming_t& timing) {
+    return {FormatTime(&timing.startUTCTime),     FormatTime(timing.minEndUTCTime),
+            FormatTime(timing.maxEndUTCTime),     FormatTime(&timing.likelyEndUTCTime),
+            FormatPercent(timing.timeConfidence), FormatTime(timing.nextStartUTCTime),
+            FormatTime(timing.nextEndUTCTime)};
 }
 
-std::string StateRow(const std::string& phase, const PhaseState_t& state) {
+std::string FormatState(const std::string& phase, const PhaseState_t& state) {
     Times times{"-", "-", "-", "-", "-", "-", "-"};
     const char* timing = "-";
     if (state.timing != nullptr) {
@@ -124,52 +127,52 @@ std::string StateRow(const std::string& phase, const PhaseState_t& state) {
         switch (details.present) {
         case TimeChangeDetails_PR_counting:
             timing = "counting";
-            times = TimesOf(details.choice.counting);
+            times = FormatTimes(details.choice.counting);
             break;
         case TimeChangeDetails_PR_utcTiming:
             timing = "utc";
-            times = TimesOf(details.choice.utcTiming);
+            times = FormatTimes(details.choice.utcTiming);
             break;
         case TimeChangeDetails_PR_NOTHING:
-            timing = "unknown"; // an alternative of a newer edition
+            timing = "unknown"; // the message has an alternative of a newer edition
             break;
         }
     }
-    const std::string light = Light(state.light);
-    return FormatText(ROW, phase.c_str(), light.c_str(), timing, times[0].c_str(), times[1].c_str(), times[2].c_str(),
-                      times[3].c_str(), times[4].c_str(), times[5].c_str(), times[6].c_str());
+    const std::string light = FormatLight(state.light);
+    return FormatText(ROW_FORMAT, phase.c_str(), light.c_str(), timing, times[0].c_str(), times[1].c_str(),
+                      times[2].c_str(), times[3].c_str(), times[4].c_str(), times[5].c_str(), times[6].c_str());
 }
 
-// Only the first state's row has the phase's id.
-std::string PhaseRows(const Phase_t& phase) {
+// Only the row of the first state shows the phase's id.
+std::string FormatPhase(const Phase_t& phase) {
     std::string rows;
     for (int i = 0; i < phase.phaseStates.list.count; ++i) {
-        rows += StateRow(i == 0 ? std::to_string(phase.id) : "", *phase.phaseStates.list.array[i]);
+        rows += FormatState(i == 0 ? std::to_string(phase.id) : "", *phase.phaseStates.list.array[i]);
     }
     return rows;
 }
 
-std::string IntersectionTable(const IntersectionState_t& intersection) {
-    std::string table = "intersection " + Optional(intersection.intersectionId.region) + "/" +
-                        std::to_string(intersection.intersectionId.id) + "  " + Minute(intersection.moy) + "  " +
-                        TimeStamp(intersection.timeStamp) + "\n  status: " + Status(intersection.status) + "\n" +
-                        HeadingRow();
+std::string FormatIntersection(const IntersectionState_t& intersection) {
+    std::string table = "intersection " + FormatOptional(intersection.intersectionId.region) + "/" +
+                        std::to_string(intersection.intersectionId.id) + "  " + FormatMinute(intersection.moy) + "  " +
+                        FormatTimeStamp(intersection.timeStamp) + "\n  status: " + FormatStatus(intersection.status) +
+                        "\n" + FormatHeading();
     for (int i = 0; i < intersection.phases.list.count; ++i) {
-        table += PhaseRows(*intersection.phases.list.array[i]);
+        table += FormatPhase(*intersection.phases.list.array[i]);
     }
     return table;
 }
 
 } // namespace
 
-std::string SpatTable(const SPAT_t& spat) {
-    std::string table = Minute(spat.moy) + "  " + TimeStamp(spat.timeStamp);
+std::string FormatSpat(const SPAT_t& spat) {
+    std::string table = FormatMinute(spat.moy) + "  " + FormatTimeStamp(spat.timeStamp);
     if (spat.name != nullptr) {
-        table += "  name \"" + Name(*spat.name) + "\"";
+        table += "  name \"" + FormatName(*spat.name) + "\"";
     }
     table += "\n";
     for (int i = 0; i < spat.intersections.list.count; ++i) {
-        table += IntersectionTable(*spat.intersections.list.array[i]);
+        table += FormatIntersection(*spat.intersections.list.array[i]);
     }
     return table;
 }

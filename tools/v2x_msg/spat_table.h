@@ -1,4 +1,4 @@
-// Shows a SPAT as a table.
+// Formats a SPAT as a table.
 #pragma once
 
 #include <string>
@@ -7,8 +7,9 @@
 
 namespace msg {
 
-// Returns lines: the message's time and name, then for each intersection its identity and a row for each state of each
-// phase. Times are in seconds; '-' means absent, '?' a time that the sender does not know.
-std::string SpatTable(const SPAT_t& spat);
+// Returns several lines of text. The first line has the message's time and name. For each intersection follow its id,
+// time and status, and one row for each state of each phase. Times are in seconds; '-' means absent, '?' means that the
+// sender does not know the time.
+std::string FormatSpat(const SPAT_t& spat);
 
 } // namespace msg

@@ -1,4 +1,4 @@
-// Command line of the message viewer.
+// Program that decodes, shows and encodes messages.
 #include <CLI/CLI.hpp>
 
 #include <csignal>
@@ -13,41 +13,41 @@
 namespace {
 
 constexpr const char* FRAMES_FOOTER =
-    "Hex may be in upper or lower case, with white space, ':', '-' or ',' between bytes and\n"
-    "0x before them; '#' begins a comment, which ends with the line.\n"
+    "Hex digits may be in upper or lower case. White space, ':', '-' or ',' may separate\n"
+    "bytes; each byte may begin with 0x. A comment begins with '#' and ends with the line.\n"
     "\n"
-    "A bad frame is reported on standard error: input and line, number of the frame, the byte\n"
-    "(from 0) where decoding stopped or where bytes are left over, and the reason. Then the\n"
-    "next frame is read; the last line counts the bad ones. A frame with bytes left over or\n"
-    "with a value outside its constraint is bad, but is shown. XER has no name for an\n"
-    "alternative of a newer edition: info shows what it can of such a message.\n"
-    "The exit status is 0 when every frame was good; 1 when a frame was bad, when there was\n"
-    "none, or when reading or writing failed; 2 for a wrong command line.";
+    "The program reports each bad frame on standard error: input and line, number of the\n"
+    "frame, byte (from 0) and reason. Then it continues with the next frame. The last line\n"
+    "counts the bad frames. The program also shows a bad frame if the only error is bytes\n"
+    "after the frame or a value outside its constraint. decode cannot show an alternative of\n"
+    "a newer edition, because XER has no name for it; info shows the rest of such a message.\n"
+    "Exit status: 0 if every frame is good; 1 if a frame is bad, if the input has no frame,\n"
+    "or if reading or writing fails; 2 if the command line is wrong.";
 
 constexpr const char* ENCODE_FOOTER =
-    "Documents follow one another, each from <MessageFrame> to </MessageFrame>.\n"
+    "The input is a sequence of documents, each from <MessageFrame> to </MessageFrame>.\n"
     "\n"
-    "A bad document is reported on standard error: input and line, number of the document,\n"
-    "and either the byte in it (from 0) with the text there, or the type of a value outside\n"
-    "its constraint. No frame is written for it. Then the next document is read; the last\n"
-    "line counts the bad ones. A file given with --output is replaced when all is written; it\n"
-    "cannot be the input file.\n"
-    "The exit status is 0 when every document was good; 1 when a document was bad, when there\n"
-    "was none, or when reading or writing failed; 2 for a wrong command line.";
+    "The program reports each bad document on standard error: input and line, number of the\n"
+    "document, and either the byte (from 0) with the text at this byte, or the type of a value\n"
+    "outside its constraint. It writes no frame for a bad document and continues with the next\n"
+    "document. The last line counts the bad documents. The program replaces the file of\n"
+    "--output at its end; this file cannot be the input file.\n"
+    "Exit status: 0 if every document is good; 1 if a document is bad, if the input has no\n"
+    "document, or if reading or writing fails; 2 if the command line is wrong.";
 
-// Where frames come from; at most one of the switches is on.
+// Selects the input of a frame command. At most one of `isRaw` and `isOne` is true.
 struct FrameOptions {
-    std::vector<std::string> hex;
+    std::vector<std::string> hex; // the parts of one frame; replaces the file unless empty
     std::string file = "-";
-    bool isRaw = false;
-    bool isOne = false;
+    bool isRaw = false; // the file contains the bytes of one frame
+    bool isOne = false; // all lines of the file are one frame in hex
 };
 
 CLI::App* AddFrameCommand(CLI::App& app, const char* name, const char* description, FrameOptions& options) {
     CLI::App* const command = app.add_subcommand(name, description);
     CLI::Option* const hex =
-        command->add_option("HEX", options.hex, "One frame; without it, frames are read from FILE")->type_name("");
-    command->add_option("-f,--file", options.file, "Read FILE: hex, one frame a line; - is standard input")
+        command->add_option("HEX", options.hex, "One frame in hex; replaces the input FILE")->type_name("");
+    command->add_option("-f,--file", options.file, "Read FILE: one frame in hex on each line; - is standard input")
         ->type_name("FILE")
         ->capture_default_str()
         ->excludes(hex);
@@ -63,11 +63,12 @@ CLI::App* AddFrameCommand(CLI::App& app, const char* name, const char* descripti
 struct EncodeOptions {
     std::string file = "-";
     std::string output = "-";
-    bool isRaw = false;
+    bool isRaw = false; // writes the bytes of the frames, not hex
 };
 
-void AddEncode(CLI::App& app, EncodeOptions& options) {
-    CLI::App* const command = app.add_subcommand("encode", "Turn XER into frames, one line of hex each");
+void AddEncodeCommand(CLI::App& app, EncodeOptions& options) {
+    CLI::App* const command =
+        app.add_subcommand("encode", "Turn XER documents into frames (UPER), one line of hex each");
     command->add_option("-f,--file", options.file, "Read XER from FILE; - is standard input")
         ->type_name("FILE")
         ->capture_default_str();
@@ -78,25 +79,24 @@ void AddEncode(CLI::App& app, EncodeOptions& options) {
     command->footer(ENCODE_FOOTER);
 }
 
-msg::FrameSource SourceOf(const FrameOptions& options, std::optional<tools::InputFile>& input) {
+// Opens the input if the options name a file.
+msg::FrameSource MakeSource(const FrameOptions& options, std::optional<tools::InputFile>& input) {
     if (!options.hex.empty()) {
         std::string text;
         for (const std::string& part : options.hex) {
             text += (text.empty() ? "" : " ") + part;
         }
-        return msg::FrameOfArgument(text);
+        return msg::FromArgument(text);
     }
     input.emplace(options.file);
-    return options.isRaw   ? msg::FrameOfBytes(*input)
-           : options.isOne ? msg::FrameOfAllLines(*input)
-                           : msg::FramesOfLines(*input);
+    return options.isRaw ? msg::FromBytes(*input) : options.isOne ? msg::FromAllLines(*input) : msg::FromLines(*input);
 }
 
 using FrameCommand = bool (*)(const msg::FrameSource&, tools::OutputFile&);
 
 bool Run(FrameCommand command, const FrameOptions& options) {
     std::optional<tools::InputFile> input;
-    const msg::FrameSource frames = SourceOf(options, input);
+    const msg::FrameSource frames = MakeSource(options, input);
     tools::OutputFile output("-", input ? &*input : nullptr);
     const bool isGood = command(frames, output);
     output.Commit();
@@ -114,19 +114,20 @@ bool Run(const EncodeOptions& options) {
 } // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Shows captured messages of the national C-V2X message set, and makes frames from XER.");
+    CLI::App app("Shows messages of the national C-V2X message set, and makes frames from XER.");
     FrameOptions decodeOptions;
     FrameOptions infoOptions;
     EncodeOptions encodeOptions;
     const CLI::App* const decode =
-        AddFrameCommand(app, "decode", "Turn frames (UPER) into XER: every message whole", decodeOptions);
+        AddFrameCommand(app, "decode", "Turn frames (UPER) into XER, which shows every value", decodeOptions);
     const CLI::App* const info = AddFrameCommand(
-        app, "info", "Show type and size of each frame's message, and of a SPAT\nlights and times as a table",
+        app, "info", "Show type and size of each frame's message. Show lights and times\nof a SPAT as a table",
         infoOptions);
-    AddEncode(app, encodeOptions);
-    app.footer("v2x_msg SUBCOMMAND --help lists the options of a subcommand."); // after them: subcommands inherit it
+    AddEncodeCommand(app, encodeOptions);
+    // Subcommands copy the footer when they are added, so that app.footer comes last.
+    app.footer("v2x_msg SUBCOMMAND --help lists the options of a subcommand.");
     return tools::RunTool(app, msg::PROGRAM, argc, argv, [&] {
-        std::signal(SIGPIPE, SIG_IGN); // a reader that closes the pipe is a write error
+        std::signal(SIGPIPE, SIG_IGN); // a closed pipe then makes the write fail
         const bool isGood = decode->parsed() ? Run(msg::DecodeAll, decodeOptions)
                             : info->parsed() ? Run(msg::DescribeAll, infoOptions)
                                              : Run(encodeOptions);

@@ -23,9 +23,9 @@ using namespace std::chrono_literals;
 constexpr int MAX_DOMAIN = 232;
 constexpr size_t MAX_FRAGMENT = 65536;
 
-constexpr Clock::duration LOOK_AGAIN = 100ms; // for a reader
-constexpr Clock::duration SETTLE = 300ms;     // until a new reader has matched us, too
-constexpr Clock::duration LINGER = 500ms;     // until the last sample has arrived
+constexpr Clock::duration READER_POLL = 100ms; // the interval between two searches for a reader
+constexpr Clock::duration MATCH_DELAY = 300ms; // within this time, a new reader also matches the simulator's writer
+constexpr Clock::duration FINAL_DELAY = 500ms; // within this time, the last sample arrives
 
 constexpr const char* STATUS_UP = "/pelko/v2x/cloud/service_status";
 constexpr const char* STATUS_DOWN = "/pelko/cloud/v2x/service_status";
@@ -33,17 +33,17 @@ constexpr const char* STATUS_DOWN = "/pelko/cloud/v2x/service_status";
 constexpr DamageTexts DAMAGE_TEXTS = {
     "--bad-documents", "Share of the documents that are bad, 0 to 1", "--bad-document-kinds",
     "Kinds of bad documents to choose from: syntax (not JSON), empty,\ntruncated, overflow (more than 20479 bytes), "
-    "missing-key (no\nintersections, or one without status, phases or id), wrong-type\n(intersections of another "
-    "type)"};
+    "missing-key (no\nintersections, or an intersection without status, phases or id),\nwrong-type (intersections of "
+    "another type)"};
 
 constexpr const char* FOOTER =
-    "Nothing is published without --rate, --document or --status. Publishing begins when someone\nreads the topic. "
-    "A document above 1024 bytes travels in samples of 1024 bytes and a shorter\nlast one; a document of exactly "
-    "1024, 2048, ... bytes ends with a sample of one byte, 0. The\ndaemon takes any sample below 1024 bytes for the "
-    "end "
-    "of a document: with a --fragment that\nis not a multiple of 1024 it reads every part as a document of its own.";
+    "The simulator publishes nothing without --rate, --document or --status. It publishes on a\ntopic when the topic "
+    "has a reader. It splits a document above 1024 bytes into samples of\n1024 bytes and a shorter last sample. If "
+    "the size is a multiple of 1024, a sample of one\nbyte, 0, ends the document. For the daemon, any sample below "
+    "1024 bytes ends a document: if\n--fragment is not a multiple of 1024, the daemon reads each fragment as a whole "
+    "document.";
 
-// Run statuses to publish in turn, by their name on the command line.
+// The statuses to publish, one after another, for each value of --status.
 const std::map<std::string, std::vector<uint8_t>> RUN_STATES = {
     {"1", {RUN_AVAILABLE}},
     {"2", {RUN_UNAVAILABLE}},
@@ -52,18 +52,18 @@ const std::map<std::string, std::vector<uint8_t>> RUN_STATES = {
 };
 
 struct CloudOptions {
-    RunOptions run; // its count limits documents: those sent, or those received when none is sent
+    RunOptions run; // the count limits the documents sent; without --rate and --document, the documents received
     int32_t domain = 200;
-    std::string device = "RSU0001"; // the unit's identity, part of the topics' names
+    std::string device = "RSU0001"; // device id of the road-side unit; the topic names contain it
     std::string status = "none";
     double statusInterval = 5; // seconds
     std::vector<std::string> documentFiles;
-    std::optional<double> rate; // of documents a second
+    std::optional<double> rate; // documents per second
     DownOptions downs;
 };
 
-// Local time of day.
-std::string ClockText(uint64_t microseconds) {
+// Formats the local time of day of a time in microseconds since 1970.
+std::string FormatClock(uint64_t microseconds) {
     const auto seconds = static_cast<time_t>(microseconds / 1000000);
     tm local{};
     localtime_r(&seconds, &local);
@@ -71,14 +71,14 @@ std::string ClockText(uint64_t microseconds) {
                       static_cast<unsigned>(microseconds / 1000 % 1000));
 }
 
-// A topic to publish on once it has a reader.
-class Outlet {
+// A topic on which the simulator publishes while the topic has a reader.
+class OutputTopic {
 public:
-    explicit Outlet(std::string topic) : m_topic(std::move(topic)) {}
+    explicit OutputTopic(std::string topic) : m_topic(std::move(topic)) {}
 
     const std::string& Topic() const { return m_topic; }
 
-    // Notes each change.
+    // Returns true if the topic has had a reader for MATCH_DELAY. Prints a line when a reader appears or disappears.
     bool IsReady(const DdsPort& port, Clock::time_point now, Session& session) {
         const bool isRead = port.HasReader(m_topic);
         if (isRead != m_readSince.has_value() || !m_isKnown) {
@@ -87,7 +87,7 @@ public:
             session.Note(
                 FormatText("cloud: %s %s", isRead ? "a reader of" : "waiting for a reader of", m_topic.c_str()));
         }
-        return isRead && now - *m_readSince >= SETTLE;
+        return isRead && now - *m_readSince >= MATCH_DELAY;
     }
 
 private:
@@ -113,33 +113,36 @@ public:
     void Run() {
         m_session.Announce(
             FormatText("DDS domain %" PRId32 ", reading %s and %s", m_options.domain, m_upTopic.c_str(), STATUS_UP));
-        const Clock::time_point end = EndOfRun(Clock::now(), m_options.run.seconds);
-        bool isGoingOn = true;
-        while (isGoingOn && !HasSentAll() && Clock::now() < end) {
+        const Clock::time_point end = DeadlineAfter(Clock::now(), m_options.run.seconds);
+        bool isRunning = true;
+        while (isRunning && !HasSentAll() && Clock::now() < end) {
             const Clock::time_point next = std::min(PublishStatus(Clock::now()), PublishDocument(Clock::now()));
-            isGoingOn = HasSentAll() || m_session.WaitUntil(std::min(next, end));
+            isRunning = HasSentAll() || m_session.WaitUntil(std::min(next, end));
         }
-        if (isGoingOn && m_downs.All() != 0) {
-            m_session.WaitUntil(Clock::now() + LINGER);
+        if (isRunning && m_downs.Total() != 0) {
+            m_session.WaitUntil(Clock::now() + FINAL_DELAY);
         }
         m_port.Close();
         m_session.Finish(MakeSummary());
     }
 
 private:
-    bool HasSentAll() const { return m_isSending && m_options.run.count != 0 && m_downs.All() >= m_options.run.count; }
+    bool HasSentAll() const {
+        return m_isSending && m_options.run.count != 0 && m_downs.Total() >= m_options.run.count;
+    }
 
-    // Each of the two topics has its own thread.
-    void OnSample(std::string (UpReader::*take)(std::span<const uint8_t>, uint64_t), std::span<const uint8_t> sample) {
+    // Runs on the DDS library's threads: one thread for each of the two topics.
+    void OnSample(std::string (UpReader::*onSample)(std::span<const uint8_t>, uint64_t),
+                  std::span<const uint8_t> sample) {
         const uint64_t now = v2xpub_CommGetCurrentTime64();
         const std::lock_guard lock(m_mutex);
         if (m_isFull) {
             return;
         }
-        const std::string line = (m_reader.*take)(sample, now);
+        const std::string line = (m_reader.*onSample)(sample, now);
         m_lastReceived = now;
         if (!line.empty()) {
-            m_session.Print(m_options.run.json ? line : ClockText(now) + "  " + line);
+            m_session.Print(m_options.run.json ? line : FormatClock(now) + "  " + line);
         }
         if (!m_isSending && m_options.run.count != 0 && m_reader.Documents() >= m_options.run.count) {
             m_isFull = true;
@@ -147,7 +150,7 @@ private:
         }
     }
 
-    // Publishes what is due, and returns when to call it again; the same for PublishDocument.
+    // Publishes a status if it is due. Returns the time of the next call.
     Clock::time_point PublishStatus(Clock::time_point now) {
         if (m_runStates.empty()) {
             return Clock::time_point::max();
@@ -156,60 +159,62 @@ private:
             return m_statusDue;
         }
         if (!m_status.IsReady(m_port, now, m_session)) {
-            return now + LOOK_AGAIN;
+            return now + READER_POLL;
         }
         const uint8_t run = m_runStates[m_statuses % m_runStates.size()];
-        ServiceStatus status{SERVICE_CLOUD, run, static_cast<uint32_t>(m_downs.All()), m_lastSent, 0, 0};
+        ServiceStatus status{SERVICE_CLOUD, run, static_cast<uint32_t>(m_downs.Total()), m_lastSent, 0, 0};
         {
             const std::lock_guard lock(m_mutex);
             status.received = static_cast<uint32_t>(m_reader.Documents());
             status.lastReceived = m_lastReceived;
         }
         ++(m_port.Send(m_status.Topic(), EncodeStatus(status)) ? m_statuses : m_statusErrors);
-        m_statusDue = EndOfRun(now, m_options.statusInterval);
+        m_statusDue = DeadlineAfter(now, m_options.statusInterval);
         return m_statusDue;
     }
 
-    // The first document is due when there is a reader.
+    // Publishes a document if it is due. Returns the time of the next call. The first document is due when the topic
+    // has a reader.
     Clock::time_point PublishDocument(Clock::time_point now) {
         if (!m_isSending) {
             return Clock::time_point::max();
         }
         if (!m_documents.IsReady(m_port, now, m_session)) {
-            return now + LOOK_AGAIN;
+            return now + READER_POLL;
         }
         const Clock::time_point start = m_sendingSince.value_or(now);
         m_sendingSince = start;
-        if (start + m_downs.Due(now - start) <= now) {
-            const DownSource::Load load = m_downs.Take();
-            const bool isPublished = std::ranges::all_of(
-                load.samples, [this](const std::string& sample) { return m_port.Send(m_documents.Topic(), sample); });
-            m_downs.Sent(load, isPublished);
+        if (start + m_downs.DueTime(now - start) <= now) {
+            const DownSource::Publication publication = m_downs.TakeNext();
+            const bool isPublished = std::ranges::all_of(publication.samples, [this](const std::string& sample) {
+                return m_port.Send(m_documents.Topic(), sample);
+            });
+            m_downs.CountSent(publication, isPublished);
             m_lastSent = v2xpub_CommGetCurrentTime64();
         }
-        return start + m_downs.Due(now - start);
+        return start + m_downs.DueTime(now - start);
     }
 
     Summary MakeSummary() const {
         Summary summary = m_reader.MakeSummary();
-        m_downs.AddTo(summary);
-        summary.Add("statusSent", m_statuses, "statuses of the cloud sent");
-        summary.AddIfAny("statusErrors", m_statusErrors, "statuses rejected by the library");
+        m_downs.AddCounts(summary);
+        summary.Add("statusSent", m_statuses, "cloud statuses sent");
+        summary.AddIfAny("statusErrors", m_statusErrors, "cloud statuses rejected by the DDS library");
         return summary;
     }
 
     const CloudOptions& m_options;
     const std::vector<uint8_t>& m_runStates;
-    const bool m_isSending; // documents
-    Session m_session;      // before the port, whose threads must not get the signals
+    const bool m_isSending; // the simulator publishes documents
+    Session m_session;      // before m_port, so that the port's threads block the signals
     std::string m_upTopic;
-    std::mutex m_mutex; // of the next three
+    std::mutex m_mutex; // protects the next three members
     UpReader m_reader;
     uint64_t m_lastReceived = 0;
     bool m_isFull = false;
     DownSource m_downs;
-    Outlet m_documents;
-    Outlet m_status{STATUS_DOWN};
+    OutputTopic m_documents;
+    OutputTopic m_status{STATUS_DOWN};
     std::optional<Clock::time_point> m_sendingSince;
     Clock::time_point m_statusDue{};
     uint64_t m_lastSent = 0;
@@ -227,14 +232,14 @@ void RunCloud(CloudOptions& options) {
 
 void AddDocumentOptions(CLI::App& cloud, CloudOptions& options) {
     DownOptions& downs = options.downs;
-    cloud.add_option("--rate", options.rate, "Documents per second (default: 0, none is sent; with --document 1)")
-        ->check(tools::Number(0, 1e4))
+    cloud.add_option("--rate", options.rate, "Documents per second (default: 1 with --document, else 0: none)")
+        ->check(tools::NumberInRange(0, 1e4))
         ->type_name("HZ");
-    cloud.add_option("--document", options.documentFiles, "Send these files unchanged, in turn, instead of the plan")
+    cloud.add_option("--document", options.documentFiles, "Send these files in a loop, unchanged, instead of the plan")
         ->type_name("FILE");
     const std::vector<CLI::Option*> plan = {
         AddNumberOption(cloud, "--phases", downs.phases.count, 1, MAX_PLAN_PHASES, "N",
-                        "Phases of the plan, 1 to 36: 4 straight on, 4 left turns, and\nthe same again"),
+                        "Phases of the plan, 1 to 36: 4 straight on, 4 left turns, and\nso on"),
         AddNumberOption(cloud, "--region", downs.intersection.region, 0, 65535, "N",
                         "Region of the plan's intersection"),
         AddNumberOption(cloud, "--node", downs.intersection.node, 0, 65535, "N", "Node id of the plan's intersection"),
@@ -243,9 +248,9 @@ void AddDocumentOptions(CLI::App& cloud, CloudOptions& options) {
         option->excludes("--document")->needs("--rate");
     }
     cloud
-        .add_option("--fragment", downs.piece,
-                    "Publish a document SIZE bytes at a time (else whole: the DDS\nlibrary cuts it)")
-        ->check(tools::Number(1, MAX_FRAGMENT))
+        .add_option("--fragment", downs.fragmentSize,
+                    "Split each document into fragments of SIZE bytes (default: the DDS\nlibrary splits the document)")
+        ->check(tools::NumberInRange(1, MAX_FRAGMENT))
         ->type_name("SIZE");
 }
 
@@ -254,31 +259,31 @@ void AddDocumentOptions(CLI::App& cloud, CloudOptions& options) {
 void AddCloud(CLI::App& app, Run& run) {
     const auto options = std::make_shared<CloudOptions>();
     CLI::App& cloud = *app.add_subcommand(
-        "cloud", "Play the cloud: show the daemon's documents and status; on request send documents and\nthe cloud's "
-                 "status");
+        "cloud", "Play the cloud: show the daemon's documents and status; with options, send documents\nand the "
+                 "cloud's status");
     AddNumberOption(cloud, "--domain", options->domain, 0, MAX_DOMAIN, "N", "DDS domain, on 127.0.0.1");
-    cloud.add_option("--device", options->device, "The unit's identity: device_id of sysinfo.xml")
+    cloud.add_option("--device", options->device, "Device id of the road-side unit: device_id of sysinfo.xml")
         ->type_name("ID")
         ->capture_default_str();
     cloud
         .add_option("--status", options->status,
-                    "The cloud's run status: 1 (available), 2 (unavailable),\nalternate, none (not sent)")
+                    "The cloud's run status: 1 (available), 2 (unavailable),\nalternate, none (sends no status)")
         ->check(CLI::IsMember(RUN_STATES).description(""))
         ->type_name("STATUS")
         ->capture_default_str();
-    AddNumberOption(cloud, "--status-interval", options->statusInterval, 0.01, 1e6, "S", "Seconds between two of them")
+    AddNumberOption(cloud, "--status-interval", options->statusInterval, 0.01, 1e6, "S", "Seconds between two statuses")
         ->needs("--status");
     AddDocumentOptions(cloud, *options);
     AddDamageOptions(cloud, options->downs.damage, options->run, DOCUMENT_KINDS, DAMAGE_TEXTS);
     cloud.get_option("--seed")->needs("--bad-documents");
-    AddRunOptions(cloud, options->run, "documents sent, or received when none is sent",
-                  "Print what arrives and the summary as one JSON object per line,\nand lines for people on standard "
-                  "error");
+    AddRunOptions(cloud, options->run, "documents: sent with --rate or --document, otherwise\nreceived",
+                  "Print each received document and status and the summary as one\nJSON object per line; print lines "
+                  "for people on standard error");
     cloud.footer(FOOTER);
     cloud.callback([&run, options] {
         DownOptions& downs = options->downs;
         downs.rate = options->rate.value_or(options->documentFiles.empty() ? 0 : 1);
-        if (downs.rate == 0 && (downs.piece != 0 || downs.damage.share > 0)) {
+        if (downs.rate == 0 && (downs.fragmentSize != 0 || downs.damage.share > 0)) {
             throw CLI::ValidationError("--fragment and --bad-documents require --rate or --document");
         }
         run = [options] { RunCloud(*options); };

@@ -14,7 +14,7 @@ namespace {
 constexpr const char* INTERSECTIONS = "intersections";
 constexpr uint64_t FIXED_TIME_OPERATION = 1U << 10; // the sixth of 16 bits
 
-uint8_t LightOf(Colour colour) {
+uint8_t ToLightCode(Colour colour) {
     constexpr uint8_t LIGHTS[] = {V2XIPC_LIGHT_PERMISSIVE_GREEN, V2XIPC_LIGHT_RED, V2XIPC_LIGHT_YELLOW};
     return LIGHTS[static_cast<size_t>(colour)];
 }
@@ -23,13 +23,13 @@ void AddPhase(cJSON* phases, const PhaseLight& light) {
     cJSON* const phase = AddObject(phases);
     AddNumber(phase, "phaseId", light.phase);
     cJSON* const state = AddObject(cJSON_AddArrayToObject(phase, "phaseStates"));
-    AddNumber(state, "light", LightOf(light.colour));
+    AddNumber(state, "light", ToLightCode(light.colour));
     cJSON* const counting = cJSON_AddObjectToObject(cJSON_AddObjectToObject(state, "timing"), "counting");
     AddNumber(counting, "startTime", 0);
     AddNumber(counting, "likelyEndTime", 10 * light.secondsLeft);
 }
 
-bool Has(const cJSON* object, const char* key) {
+bool HasKey(const cJSON* object, const char* key) {
     return cJSON_GetObjectItemCaseSensitive(object, key) != nullptr;
 }
 
@@ -38,28 +38,29 @@ DocumentKind ClassifyIntersection(const cJSON* intersection) {
         return DocumentKind::wrongType;
     }
     const cJSON* const id = cJSON_GetObjectItemCaseSensitive(intersection, "intersectionId");
-    const bool isWhole = Has(intersection, "status") && Has(intersection, "phases") && (id == nullptr || Has(id, "id"));
+    const bool isWhole =
+        HasKey(intersection, "status") && HasKey(intersection, "phases") && (id == nullptr || HasKey(id, "id"));
     return isWhole ? DocumentKind::good : DocumentKind::missingKey;
 }
 
-std::string NumberText(const cJSON* object, const char* key) {
+std::string FormatNumber(const cJSON* object, const char* key) {
     const cJSON* const number = cJSON_GetObjectItemCaseSensitive(object, key);
     return cJSON_IsNumber(number) != 0 ? FormatText("%.15g", number->valuedouble) : "?";
 }
 
-const cJSON* First(const cJSON* object, const char* key) {
+const cJSON* FirstElement(const cJSON* object, const char* key) {
     return cJSON_GetArrayItem(cJSON_GetObjectItemCaseSensitive(object, key), 0);
 }
 
-std::string LightText(const cJSON* state) {
+std::string FormatLight(const cJSON* state) {
     constexpr std::string_view LETTERS = "-DrRgGPYy";
     const cJSON* const light = cJSON_GetObjectItemCaseSensitive(state, "light");
     const bool isKnown = cJSON_IsNumber(light) != 0 && light->valuedouble >= 0 && light->valuedouble < 9;
     return {isKnown ? LETTERS[static_cast<size_t>(light->valuedouble)] : '?'};
 }
 
-// Shows only times that count down.
-std::string SecondsText(const cJSON* state) {
+// Shows the time that counts down, or '?' for any other time.
+std::string FormatSeconds(const cJSON* state) {
     const cJSON* const timing = cJSON_GetObjectItemCaseSensitive(state, "timing");
     const cJSON* const counting = cJSON_GetObjectItemCaseSensitive(timing, "counting");
     const cJSON* const end = cJSON_GetObjectItemCaseSensitive(counting, "likelyEndTime");
@@ -67,14 +68,14 @@ std::string SecondsText(const cJSON* state) {
     return isKnown ? FormatText("%.1f", end->valuedouble / 10) : "?";
 }
 
-std::string IntersectionText(const cJSON* intersection) {
+std::string FormatIntersection(const cJSON* intersection) {
     const cJSON* const id = cJSON_GetObjectItemCaseSensitive(intersection, "intersectionId");
     std::string text =
-        NumberText(id, "region") + "/" + NumberText(id, "id") + " status " + NumberText(intersection, "status");
+        FormatNumber(id, "region") + "/" + FormatNumber(id, "id") + " status " + FormatNumber(intersection, "status");
     const cJSON* phase = nullptr;
     cJSON_ArrayForEach(phase, cJSON_GetObjectItemCaseSensitive(intersection, "phases")) {
-        const cJSON* const state = First(phase, "phaseStates");
-        text += "  " + NumberText(phase, "phaseId") + " " + LightText(state) + SecondsText(state);
+        const cJSON* const state = FirstElement(phase, "phaseStates");
+        text += "  " + FormatNumber(phase, "phaseId") + " " + FormatLight(state) + FormatSeconds(state);
     }
     return text;
 }
@@ -99,10 +100,10 @@ void DamageTruncated(std::string& text, Chance& chance) {
     const std::string good = text;
     do {
         text = good.substr(0, 1 + chance.Below(good.size() - 1));
-    } while (ParseDocument(text) != nullptr); // only white space was cut off
+    } while (ParseDocument(text) != nullptr); // truncating white space leaves a valid document
 }
 
-// Blanks before its end, so that a reader that truncates it does not get a whole document.
+// Inserts blanks before the last brace, so that a truncated document is never valid.
 void DamageOverflow(std::string& text, Chance& chance) {
     constexpr size_t MOST_ABOVE = 4096;
     const size_t size = MAX_DOWN_DOCUMENT + 1 + chance.Below(MOST_ABOVE);
@@ -119,7 +120,7 @@ void RemoveKey(cJSON* document, const char* key) {
     }
 }
 
-// Tries another key when the document does not have the first.
+// Repeats with another key if the document lacks the chosen key.
 void DamageKey(std::string& text, Chance& chance) {
     constexpr const char* KEYS[] = {"intersections", "status", "phases", "id"};
     const JsonPtr document = ParseDocument(text);
@@ -165,7 +166,7 @@ std::string PlanDocument(std::span<const PhaseLight> lights, Intersection inters
 JsonPtr ParseDocument(const std::string& text) {
     const char* end = nullptr;
     JsonPtr document(cJSON_ParseWithOpts(text.c_str(), &end, 1));
-    const bool isWhole = document != nullptr && end == text.c_str() + text.size(); // false with a NUL in the text
+    const bool isWhole = document != nullptr && end == text.c_str() + text.size(); // false if the text contains a NUL
     return isWhole ? std::move(document) : nullptr;
 }
 
@@ -205,12 +206,12 @@ bool DamageDocument(std::string& text, DocumentKind kind, uint32_t random) {
     return true;
 }
 
-std::string DocumentText(const cJSON* document) {
+std::string FormatDocument(const cJSON* document) {
     const cJSON* const intersections = cJSON_GetObjectItemCaseSensitive(document, INTERSECTIONS);
     std::string text;
     const cJSON* intersection = nullptr;
     cJSON_ArrayForEach(intersection, intersections) {
-        text += (text.empty() ? "" : "; ") + IntersectionText(intersection);
+        text += (text.empty() ? "" : "; ") + FormatIntersection(intersection);
     }
     if (!text.empty()) {
         return text;
@@ -218,16 +219,16 @@ std::string DocumentText(const cJSON* document) {
     return cJSON_IsArray(intersections) != 0 ? "no intersections" : "no list of intersections";
 }
 
-std::vector<std::string> CutDocument(const std::string& text, size_t piece) {
-    std::vector<std::string> pieces;
-    const size_t most = piece == 0 ? text.size() : piece;
-    for (size_t at = 0; at < text.size(); at += most) {
-        pieces.push_back(text.substr(at, most));
+std::vector<std::string> CutDocument(const std::string& text, size_t fragmentSize) {
+    std::vector<std::string> samples;
+    const size_t size = fragmentSize == 0 ? text.size() : fragmentSize;
+    for (size_t at = 0; at < text.size(); at += size) {
+        samples.push_back(text.substr(at, size));
     }
     if (text.size() % SAMPLE_SIZE == 0) {
-        pieces.emplace_back(1, '\0');
+        samples.emplace_back(1, '\0');
     }
-    return pieces;
+    return samples;
 }
 
 std::optional<SampleJoiner::Document> SampleJoiner::Add(std::span<const uint8_t> sample) {
@@ -235,9 +236,9 @@ std::optional<SampleJoiner::Document> SampleJoiner::Add(std::span<const uint8_t>
     ++m_document.samples;
     const bool isEnd = sample.size() == 1 && sample[0] == 0 && text.size() % SAMPLE_SIZE == 0;
     if (!isEnd) {
-        const size_t taken = std::min(sample.size(), MAX_DOCUMENT - text.size());
-        text.append(sample.begin(), sample.begin() + static_cast<ptrdiff_t>(taken));
-        m_document.isTooLarge = m_document.isTooLarge || taken < sample.size();
+        const size_t appended = std::min(sample.size(), MAX_DOCUMENT - text.size());
+        text.append(sample.begin(), sample.begin() + static_cast<ptrdiff_t>(appended));
+        m_document.isTooLarge = m_document.isTooLarge || appended < sample.size();
     }
     if (sample.size() >= SAMPLE_SIZE) {
         return std::nullopt;

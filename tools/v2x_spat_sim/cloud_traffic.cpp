@@ -10,13 +10,13 @@
 namespace sim {
 namespace {
 
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "numbers are copied as they lie in memory");
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the bytes of numbers are copied from memory without a swap");
 
 constexpr size_t STATUS_SIZE = 26;
 
-// Calls `visit` with each number, in the order of the wire.
+// Calls `visit` with each number of the status, in the order on the wire.
 template <typename Status, typename Visit>
-void EachNumber(Status& status, Visit visit) {
+void VisitNumbers(Status& status, Visit visit) {
     visit(status.service);
     visit(status.run);
     visit(status.sent);
@@ -25,19 +25,19 @@ void EachNumber(Status& status, Visit visit) {
     visit(status.lastReceived);
 }
 
-std::string Name(std::span<const char* const> names, const char* what, uint8_t number) {
+std::string FormatName(std::span<const char* const> names, const char* what, uint8_t number) {
     const bool isKnown = number < names.size() && names[number] != nullptr;
     return isKnown ? names[number] : FormatText("%s %u", what, number);
 }
 
-JsonPtr LineObject(const std::string& topic, uint64_t time) {
+JsonPtr MakeLineObject(const std::string& topic, uint64_t time) {
     JsonPtr object(cJSON_CreateObject());
     cJSON_AddStringToObject(object.get(), "topic", topic.c_str());
     AddNumber(object.get(), "receiveTime", time);
     return object;
 }
 
-// Copies a document of one line as it came, so that its numbers keep their digits.
+// Copies a document of one line unchanged, so that its numbers keep all digits.
 void AddDocument(cJSON* object, const std::string& text, JsonPtr parsed) {
     if (text.find_first_of("\r\n") == std::string::npos) {
         cJSON_AddRawToObject(object, "document", text.c_str());
@@ -56,7 +56,7 @@ void AddStatus(cJSON* object, const ServiceStatus& status) {
     AddNumber(entry, "lastReceived", status.lastReceived);
 }
 
-PlanSource::Encode Encoder(Intersection intersection) {
+PlanSource::Encode MakeEncoder(Intersection intersection) {
     return [intersection](std::span<const PhaseLight> lights) {
         const std::string text = PlanDocument(lights, intersection);
         return std::vector<uint8_t>(text.begin(), text.end());
@@ -67,7 +67,7 @@ PlanSource::Encode Encoder(Intersection intersection) {
 
 std::string EncodeStatus(const ServiceStatus& status) {
     std::string bytes;
-    EachNumber(status, [&](auto number) {
+    VisitNumbers(status, [&](auto number) {
         char copy[sizeof number];
         std::memcpy(copy, &number, sizeof number);
         bytes.append(copy, sizeof number);
@@ -80,19 +80,19 @@ std::optional<ServiceStatus> ReadStatus(std::span<const uint8_t> bytes) {
         return std::nullopt;
     }
     ServiceStatus status;
-    EachNumber(status, [&](auto& number) {
+    VisitNumbers(status, [&](auto& number) {
         std::memcpy(&number, bytes.data(), sizeof number);
         bytes = bytes.subspan(sizeof number);
     });
     return status;
 }
 
-std::string StatusText(const ServiceStatus& status) {
+std::string FormatStatus(const ServiceStatus& status) {
     constexpr const char* SERVICES[] = {nullptr, "MAP", "SPAT", "RSI", "RSM", "cloud"};
     constexpr const char* RUNS[] = {nullptr, "available", "unavailable"};
     return FormatText("%s %s, %" PRIu32 " sent, %" PRIu32 " received",
-                      Name(SERVICES, "service", status.service).c_str(), Name(RUNS, "run status", status.run).c_str(),
-                      status.sent, status.received);
+                      FormatName(SERVICES, "service", status.service).c_str(),
+                      FormatName(RUNS, "run status", status.run).c_str(), status.sent, status.received);
 }
 
 UpReader::UpReader(std::string documentTopic, std::string statusTopic, bool json)
@@ -108,11 +108,11 @@ std::string UpReader::DocumentLine(const SampleJoiner::Document& document, uint6
     const bool isGood = parsed != nullptr;
     ++(isGood ? m_good : m_bad);
     if (!m_json) {
-        const std::string reading = isGood ? DocumentText(parsed.get()) : "not a JSON document";
-        return FormatText("%s  %zu bytes in %zu: %s", m_documentTopic.c_str(), document.text.size(), document.samples,
-                          reading.c_str());
+        const std::string reading = isGood ? FormatDocument(parsed.get()) : "not a JSON document";
+        return FormatText("%s  %zu bytes in %zu samples: %s", m_documentTopic.c_str(), document.text.size(),
+                          document.samples, reading.c_str());
     }
-    const JsonPtr object = LineObject(m_documentTopic, time);
+    const JsonPtr object = MakeLineObject(m_documentTopic, time);
     AddNumber(object.get(), "bytes", document.text.size());
     AddNumber(object.get(), "pieces", document.samples);
     if (isGood) {
@@ -128,9 +128,9 @@ std::string UpReader::OnStatusSample(std::span<const uint8_t> sample, uint64_t t
     ++(status ? m_statuses : m_badStatuses);
     if (!m_json) {
         return m_statusTopic + "  " +
-               (status ? StatusText(*status) : FormatText("not a status record: %zu bytes", sample.size()));
+               (status ? FormatStatus(*status) : FormatText("not a status record: %zu bytes", sample.size()));
     }
-    const JsonPtr object = LineObject(m_statusTopic, time);
+    const JsonPtr object = MakeLineObject(m_statusTopic, time);
     if (status) {
         AddStatus(object.get(), *status);
     } else {
@@ -152,15 +152,15 @@ Summary UpReader::MakeSummary() const {
 
 DownSource::DownSource(const DownOptions& options, uint32_t seed)
     : m_options(options),
-      m_plan(options.rate, options.phases, std::chrono::nanoseconds(0), Encoder(options.intersection)),
+      m_plan(options.rate, options.phases, std::chrono::nanoseconds(0), MakeEncoder(options.intersection)),
       m_damage(options.damage, seed) {}
 
-std::chrono::nanoseconds DownSource::Due(std::chrono::nanoseconds now) {
-    return m_plan.Due(now).value();
+std::chrono::nanoseconds DownSource::DueTime(std::chrono::nanoseconds now) {
+    return m_plan.DueTime(now).value();
 }
 
 std::string DownSource::NextText() {
-    const std::vector<uint8_t> plan = m_plan.Take();
+    const std::vector<uint8_t> plan = m_plan.TakeNext();
     if (m_options.documents.empty()) {
         return {plan.begin(), plan.end()};
     }
@@ -169,27 +169,27 @@ std::string DownSource::NextText() {
     return text;
 }
 
-DownSource::Load DownSource::Take() {
+DownSource::Publication DownSource::TakeNext() {
     std::string text = NextText();
     const auto hit = m_damage.Next();
     const DocumentKind wanted = hit ? static_cast<DocumentKind>(hit->kind) : DocumentKind::good;
     const bool isDamaged = hit && DamageDocument(text, wanted, hit->random);
-    return {CutDocument(text, m_options.piece), isDamaged ? wanted : ClassifyDocument(text)};
+    return {CutDocument(text, m_options.fragmentSize), isDamaged ? wanted : ClassifyDocument(text)};
 }
 
-void DownSource::Sent(const Load& load, bool isPublished) {
+void DownSource::CountSent(const Publication& publication, bool isPublished) {
     if (isPublished) {
-        m_kinds.Add(load.kind);
+        m_kinds.Add(publication.kind);
     } else {
         ++m_errors;
     }
 }
 
-void DownSource::AddTo(Summary& summary) const {
-    summary.Add("down", All(), "documents down" + m_kinds.Text());
+void DownSource::AddCounts(Summary& summary) const {
+    summary.Add("down", Total(), "documents down" + m_kinds.Text());
     m_kinds.AddNumbers(summary);
-    summary.Add("downBad", All() - m_kinds.Good());
-    summary.AddIfAny("downErrors", m_errors, "rejected by the library");
+    summary.Add("downBad", Total() - m_kinds.Good());
+    summary.AddIfAny("downErrors", m_errors, "rejected by the DDS library");
 }
 
 } // namespace sim

@@ -1,4 +1,4 @@
-// The documents and status records between the cloud and the unit, both ways.
+// The documents and status records that the cloud and the road-side unit exchange.
 #pragma once
 
 #include <chrono>
@@ -15,37 +15,36 @@
 
 namespace sim {
 
-// Status of a service, as the unit's processes and the cloud publish it: 26 bytes, low byte first. Service (1), run
-// status (1), packets sent (4), time of the last one (8), packets received (4), time of the last one (8).
+// Status of a service: 26 bytes, little-endian, in the order of the members.
 struct ServiceStatus {
     uint8_t service = 0;
     uint8_t run = 0;
     uint32_t sent = 0;
-    uint64_t lastSent = 0; // microseconds since 1970; 0 = never
+    uint64_t lastSent = 0; // microseconds since 1970; 0 means never
     uint32_t received = 0;
-    uint64_t lastReceived = 0; // the same
+    uint64_t lastReceived = 0; // microseconds since 1970; 0 means never
 };
 inline constexpr uint8_t SERVICE_CLOUD = 5;
 inline constexpr uint8_t RUN_AVAILABLE = 1;
 inline constexpr uint8_t RUN_UNAVAILABLE = 2;
 
-// The bytes to publish.
+// Returns the 26 bytes of the status.
 std::string EncodeStatus(const ServiceStatus& status);
 
-// Empty unless there are exactly 26 bytes.
+// Returns an empty optional if `bytes` is not 26 bytes long.
 std::optional<ServiceStatus> ReadStatus(std::span<const uint8_t> bytes);
 
-// "SPAT available, 3 sent, 4 received"; "service 9", "run status 0" for unknown numbers.
-std::string StatusText(const ServiceStatus& status);
+// Formats a status: "SPAT available, 3 sent, 4 received". Shows unknown numbers as "service 9" and "run status 0".
+std::string FormatStatus(const ServiceStatus& status);
 
-// Checks, counts and describes what the daemon publishes. One thread at a time.
+// Checks, counts and describes the documents and status records that the daemon publishes. One thread at a time.
 class UpReader {
 public:
-    // Lines name the topics. They are JSON objects with `json`, else for people.
+    // Each line names its topic. The lines are JSON objects if `json` is true, otherwise text for people.
     UpReader(std::string documentTopic, std::string statusTopic, bool json);
 
-    // Takes one sample of the topic. Returns the line about it; empty while a document is incomplete. `time` in
-    // microseconds since 1970.
+    // Both functions process one sample of their topic, received at `time` (microseconds since 1970). They return a
+    // line that describes the document or status. The line is empty while the document is incomplete.
     std::string OnDocumentSample(std::span<const uint8_t> sample, uint64_t time);
     std::string OnStatusSample(std::span<const uint8_t> sample, uint64_t time);
 
@@ -66,40 +65,40 @@ private:
 };
 
 struct DownOptions {
-    std::vector<std::string> documents; // sent in turn and from the first again; the plan when there are none
-    double rate = 0;                    // documents per second; 0: none is sent
+    std::vector<std::string> documents; // sent one after another in a loop; if empty, the plan is sent
+    double rate = 0;                    // documents per second; 0 sends no document
     PhaseRange phases;                  // of the plan
     Intersection intersection;          // of the plan
-    size_t piece = 0;                   // bytes published at a time; 0: whole
-    DamageOptions damage;               // by DocumentKind
+    size_t fragmentSize = 0;            // bytes; 0 publishes each document as a whole
+    DamageOptions damage;               // kinds are values of DocumentKind
 };
 
-// Makes the documents for the daemon one after another, and counts them. Only with a rate above 0. One thread at a
-// time. Times count from the start of sending.
+// Makes the documents for the daemon one after another, and counts them. The rate must be above 0. Times are relative
+// to the start of sending. One thread at a time.
 class DownSource {
 public:
     DownSource(const DownOptions& options, uint32_t seed);
 
-    struct Load {
-        std::vector<std::string> samples; // to be published one by one
+    struct Publication {
+        std::vector<std::string> samples; // in the order of publication
         DocumentKind kind;
     };
 
-    // When the next document is due; documents that are more than a second late are skipped.
-    std::chrono::nanoseconds Due(std::chrono::nanoseconds now);
-    // Returns the document that is due and moves on to the next.
-    Load Take();
-    // Counts a load as published, or as rejected by the library.
-    void Sent(const Load& load, bool isPublished);
+    // Returns when the next document is due. Skips documents that are more than a second late.
+    std::chrono::nanoseconds DueTime(std::chrono::nanoseconds now);
+    // Returns the next document and advances to the one after it.
+    Publication TakeNext();
+    // Counts a publication as published or as rejected by the DDS library.
+    void CountSent(const Publication& publication, bool isPublished);
 
-    uint64_t All() const { return m_kinds.All(); }
-    void AddTo(Summary& summary) const;
+    uint64_t Total() const { return m_kinds.Total(); }
+    void AddCounts(Summary& summary) const;
 
 private:
     std::string NextText();
 
     DownOptions m_options;
-    PlanSource m_plan; // also the clock of documents from files
+    PlanSource m_plan; // also times the documents from files
     DamageShare m_damage;
     size_t m_next = 0;
     uint64_t m_errors = 0;

@@ -19,11 +19,13 @@ CLI::Option* AddEndpointOption(CLI::App& app, const std::string& name, Endpoint&
             throw CLI::ValidationError(name, "'" + given + "' is not IP:PORT, like 127.0.0.1:8002");
         }
     };
-    return app.add_option_function<std::string>(name, take, help)->type_name(type)->default_str(EndpointText(endpoint));
+    return app.add_option_function<std::string>(name, take, help)
+        ->type_name(type)
+        ->default_str(FormatEndpoint(endpoint));
 }
 
 void AddRunOptions(CLI::App& app, RunOptions& run, const std::string& counted, const std::string& jsonHelp) {
-    AddNumberOption(app, "--seconds", run.seconds, 0, 1e9, "S", "End after S seconds (0: at Ctrl-C)");
+    AddNumberOption(app, "--seconds", run.seconds, 0, 1e9, "S", "End after S seconds (0: run until Ctrl-C)");
     AddNumberOption(app, "--count", run.count, 0, 1e12, "N", "End after N " + counted + " (0: no limit)");
     app.add_flag("--quiet", run.quiet, "Print only the summary");
     app.add_option("--summary", run.summaryFile, "Also write the summary as JSON to FILE")->type_name("FILE");
@@ -53,7 +55,7 @@ void AddDamageOptions(CLI::App& app, DamageOptions& damage, RunOptions& run, std
         ->default_str(all)
         ->needs(texts.share);
     app.add_option("--seed", run.seed, "Repeat the random choices of the run that printed this seed")
-        ->check(tools::Number(0, UINT32_MAX))
+        ->check(tools::NumberInRange(0, UINT32_MAX))
         ->type_name("N");
 }
 

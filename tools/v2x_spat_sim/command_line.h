@@ -1,4 +1,4 @@
-// Command-line options that several roles have.
+// Command-line options of several roles.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -16,21 +16,24 @@ namespace sim {
 
 inline constexpr const char* LOOPBACK = "127.0.0.1";
 
-// The functions below add options whose values must live until the command line is parsed. The value's content is the
-// default.
+// Each function below adds options. Parsing writes the values to the reference arguments, which must exist until the
+// command line is parsed. The initial values are the defaults.
 
-// A number from min to max; `type` is its name in the help.
+// Adds an option for a number from min to max. The help shows `type` as the value's name.
 template <typename Value>
 CLI::Option* AddNumberOption(CLI::App& app, const std::string& name, Value& value, double min, double max,
                              const std::string& type, const std::string& help) {
-    return app.add_option(name, value, help)->check(tools::Number(min, max))->type_name(type)->capture_default_str();
+    return app.add_option(name, value, help)
+        ->check(tools::NumberInRange(min, max))
+        ->type_name(type)
+        ->capture_default_str();
 }
 
-// A UDP address. A `type` of "[IP:]PORT" makes the IP optional.
+// Adds an option for a UDP address. The IP is optional if `type` is "[IP:]PORT".
 CLI::Option* AddEndpointOption(CLI::App& app, const std::string& name, Endpoint& endpoint, const std::string& type,
                                const std::string& help);
 
-// --seconds, --count (of what is `counted`), --quiet, --summary and --json.
+// Adds --seconds, --count, --quiet, --summary and --json. `counted` names what --count limits, in the plural.
 void AddRunOptions(CLI::App& app, RunOptions& run, const std::string& counted, const std::string& jsonHelp);
 
 struct DamageTexts {
@@ -40,7 +43,7 @@ struct DamageTexts {
     const char* kindsHelp;
 };
 
-// The share and the kinds of the damage, and --seed. All kinds with an option name can be chosen.
+// Adds the options for the share and the kinds of damage, and --seed. A user can choose all kinds with an option name.
 void AddDamageOptions(CLI::App& app, DamageOptions& damage, RunOptions& run, std::span<const KindName> kinds,
                       const DamageTexts& texts);
 

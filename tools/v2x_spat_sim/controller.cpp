@@ -13,26 +13,26 @@ namespace sim {
 namespace {
 
 constexpr DeviceRole ROLE = {
-    "controller", "Play the GA/T 1743 traffic-signal controller: light-status frames to the daemon", "frames",
-    "Where frames go: the daemon's SignalMachine1743.LocalPort", "Where frames leave."};
+    "controller", "Play the GA/T 1743 traffic-signal controller: send light-status frames to the daemon", "frames",
+    "Destination of the frames: the daemon's SignalMachine1743.LocalPort", "Local address from which frames are sent."};
 
 constexpr DamageTexts DAMAGE_TEXTS = {
     "--damage", "Share of the frames that are damaged, 0 to 1", "--damage-kinds",
-    "Kinds of damage to choose from: crc (wrong CRC), length (bytes\nmissing or added, the CRC unchanged), delimiter "
-    "(opening or\nclosing one missing, or one too many within), escape (DB before a\nwrong byte, or a C0 not escaped), "
-    "type (other control type or\nobject id, the CRC right), count (more links or groups than the\nframe holds, the "
-    "CRC "
-    "right)"};
+    "Kinds of damage to choose from: crc (wrong CRC), length (missing or\nadded bytes with an unchanged CRC), "
+    "delimiter (a missing or an\nadditional delimiter), escape (DB before a wrong byte, or a C0\nwithout an escape), "
+    "type (another control type or object id with a\nright CRC), count (a count of links or groups that is too high, "
+    "with\na right CRC)"};
 
 constexpr const char* FOOTER =
-    "With at most 11 links and groups, and at most 20480 bytes in half a second, this holds:\n"
-    "  good - cutGood <= records at the stack application <= good + wrongDelimiter\n"
-    "The daemon rejects every damaged frame. A frame that lacks a delimiter is still whole when\na neighbour's "
-    "delimiter replaces it. After a wrong delimiter, or a C0 not escaped, the daemon\ncan lose good frames until it "
-    "discards what it has, every half second: cutGood counts the\ngood frames sent within 0.9 s of one. With --split "
-    "the daemon may also discard the first part\nof a frame; it then loses this frame and those after it, and nothing "
-    "counts them.\n"
-    "Each line of a replay should hold one frame; any other line counts as a wrong delimiter.";
+    "The daemon rejects each damaged frame. With at most 11 links and groups, and at most\n20480 bytes in half a "
+    "second, the stack application receives this number of records:\n"
+    "  good - cutGood <= records <= good + wrongDelimiter\n"
+    "A frame without a delimiter is still valid if a neighbour's delimiter replaces the\nmissing delimiter. After a "
+    "missing or an "
+    "additional delimiter, the daemon can lose good\nframes until it discards its buffer, within half a second. "
+    "cutGood counts the good frames\nthat were sent less than 0.9 s after such a frame. With --split, the daemon may "
+    "also discard\nthe first part of a frame; cutGood does not count the frames that are lost then.\n"
+    "Each line of a replay should contain one frame; any other line counts as wrongDelimiter.";
 
 struct ControllerOptions {
     DeviceOptions device;
@@ -40,8 +40,8 @@ struct ControllerOptions {
     StreamOptions stream;
 };
 
-// What the seed decides.
-std::string RandomParts(const StreamOptions& stream) {
+// Returns the names of the random parts of the run, separated by commas.
+std::string ListRandomParts(const StreamOptions& stream) {
     const std::pair<bool, const char*> parts[] = {
         {stream.damage.share > 0, "damage"}, {stream.garbage > 0, "garbage"}, {stream.split > 1, "split"}};
     std::string text;
@@ -56,46 +56,46 @@ std::string RandomParts(const StreamOptions& stream) {
 class Controller : public Device {
 public:
     explicit Controller(const ControllerOptions& options)
-        : Device(ROLE, options.device, RandomParts(options.stream), PhaseRange{},
+        : Device(ROLE, options.device, ListRandomParts(options.stream), PhaseRange{},
                  [shape = options.shape](std::span<const PhaseLight> movements) {
-                     return Enclose(WithCrc(EncodePayload(movements, shape, v2xpub_CommGetCurrentTime64())));
+                     return WrapFrame(AppendCrc(EncodePayload(movements, shape, v2xpub_CommGetCurrentTime64())));
                  }),
           m_stream(options.stream, Seed()) {}
 
 private:
-    void OnReading(std::vector<uint8_t>& frame) override { SendLoad(m_stream.Add(std::move(frame))); }
+    void OnMessage(std::vector<uint8_t>& frame) override { SendAll(m_stream.Add(std::move(frame))); }
 
-    void OnEnd() override { SendLoad(m_stream.Rest()); }
+    void OnEnd() override { SendAll(m_stream.TakeRest()); }
 
-    // Stops at the first datagram that cannot be sent.
-    void SendLoad(std::optional<Load> load) {
-        if (!load) {
+    // Sends the datagrams in order until a send fails.
+    void SendAll(std::optional<Transmission> transmission) {
+        if (!transmission) {
             return;
         }
         const FrameCount::Time now = Clock::now().time_since_epoch();
-        for (std::vector<uint8_t>& datagram : load->datagrams) {
+        for (std::vector<uint8_t>& datagram : transmission->datagrams) {
             if (!Send(datagram)) {
-                if (&datagram != &load->datagrams.front()) {
-                    m_sent.Torn(now);
+                if (&datagram != &transmission->datagrams.front()) {
+                    m_sent.CountPartial(now);
                 }
                 return;
             }
             ++m_datagrams;
             m_bytes += datagram.size();
         }
-        m_sent.Sent(*load, now);
+        m_sent.CountSent(*transmission, now);
     }
 
-    std::string Counts() const override {
-        return FormatText("sent %" PRIu64 " in %" PRIu64 " datagrams", m_sent.Kinds().All(), m_datagrams);
+    std::string FormatCounts() const override {
+        return FormatText("sent %" PRIu64 " in %" PRIu64 " datagrams", m_sent.Kinds().Total(), m_datagrams);
     }
 
     Summary MakeSummary() const override {
         const KindCount& kinds = m_sent.Kinds();
-        Summary summary(FormatText("sent %" PRIu64 " frames%s", kinds.All(), kinds.Text().c_str()));
-        summary.Add("sent", kinds.All());
+        Summary summary(FormatText("sent %" PRIu64 " frames%s", kinds.Total(), kinds.Text().c_str()));
+        summary.Add("sent", kinds.Total());
         kinds.AddNumbers(summary);
-        summary.AddIfAny("cutGood", m_sent.CutGood(), "good ones that the daemon may lose");
+        summary.AddIfAny("cutGood", m_sent.CutGood(), "good frames that the daemon may lose");
         summary.Add("datagrams", m_datagrams, "datagrams");
         summary.Add("bytes", m_bytes, "bytes");
         summary.AddIfAny("garbage", m_sent.WithGarbage(), "frames after garbage");
@@ -110,12 +110,12 @@ private:
 
 void AddStreamOptions(CLI::App& app, StreamOptions& stream) {
     AddNumberOption(app, "--split", stream.split, 1, MAX_SPLIT, "N",
-                    "Send each frame in N datagrams, 1 to 8, cut anywhere");
+                    "Split each frame at random bytes into N datagrams, 1 to 8");
     AddNumberOption(app, "--batch", stream.batch, 1, MAX_BATCH, "N",
-                    "Send N frames in one datagram, 1 to 8, when the last is due")
+                    "Send N frames in one datagram, 1 to 8, when the last frame is due")
         ->excludes("--split");
     AddNumberOption(app, "--garbage", stream.garbage, 0, 1, "SHARE",
-                    "Share of the frames that follow garbage, 0 to 1: 1 to 64 bytes\nother than C0");
+                    "Share of the frames to send after garbage, 0 to 1. Garbage is 1 to\n64 bytes other than C0");
 }
 
 } // namespace
@@ -126,10 +126,10 @@ void AddController(CLI::App& app, Run& run) {
     options->device.listen = {"", 9001};
     CLI::App& controller = AddDevice(app, ROLE, options->device);
     AddNumberOption(controller, "--links", options->shape.links, 0, MAX_LINKS, "N",
-                    "Entry links of the crossing, 0 to 12: from north, east, south,\nwest, and so on")
+                    "Entry links of the intersection, 0 to 12: from north, east, south,\nwest, and so on")
         ->excludes("--replay");
     AddNumberOption(controller, "--groups", options->shape.groups, 0, MAX_GROUPS, "N",
-                    "Lamp groups of each link, 0 to 12: straight on, left, right, two\ncrossings, and so on")
+                    "Lamp groups of each link, 0 to 12: straight on, left, right, two\npedestrian crossings, and so on")
         ->excludes("--replay");
     AddDamageOptions(controller, options->stream.damage, options->device.run, FRAME_KINDS, DAMAGE_TEXTS);
     AddStreamOptions(controller, options->stream);

@@ -1,6 +1,5 @@
-// Random damage to messages. The same seed gives the same damage.
-//
-// The standard's distributions differ between libraries, so that the numbers are drawn here by hand.
+// Selects random damage to messages. The same seed gives the same damage. The code does not use the distributions of
+// the standard library, because their results differ between implementations.
 #pragma once
 
 #include <cstddef>
@@ -13,21 +12,22 @@
 namespace sim {
 
 struct DamageOptions {
-    double share = 0;          // of the messages that are damaged, 0 to 1
-    std::vector<size_t> kinds; // to choose from, as numbers of the role's kinds; not empty when the share is above 0
+    double share = 0; // the share of the messages to damage, 0 to 1
+    // The kinds of damage to choose from: values of the role's enumeration. Not empty if the share is above 0.
+    std::vector<size_t> kinds;
 };
 
-// Decides for one message after another whether and how to damage it.
+// Decides for each message whether and how to damage the message.
 class DamageShare {
 public:
     DamageShare(DamageOptions options, uint32_t seed) : m_options(std::move(options)), m_random(seed) {}
 
     struct Hit {
-        size_t kind;     // one of the options' kinds
-        uint32_t random; // chooses among the many ways to do this damage
+        size_t kind;     // one of DamageOptions::kinds
+        uint32_t random; // selects one of many possible changes
     };
 
-    // Empty when the next message stays as it is.
+    // Returns the damage to the next message, or an empty optional if the message must not change.
     std::optional<Hit> Next() {
         constexpr double RANGE = 4294967296.0;
         if (static_cast<double>(m_random()) / RANGE >= m_options.share) {
@@ -42,15 +42,16 @@ private:
     std::mt19937 m_random;
 };
 
-// Chooses among the ways to do one damage.
+// Random numbers for one damage.
 class Chance {
 public:
     explicit Chance(uint32_t seed) : m_random(seed) {}
 
-    // A number from 0 to end - 1.
+    // Returns a random number from 0 to end - 1.
     size_t Below(size_t end) { return m_random() % end; }
+    // Returns a random byte.
     uint8_t Byte() { return static_cast<uint8_t>(Below(256)); }
-    // Changes the byte to another value.
+    // Replaces the byte by a random other value.
     void Change(uint8_t& byte) { byte ^= static_cast<uint8_t>(1 + Below(255)); }
 
 private:

@@ -23,7 +23,7 @@ std::unique_ptr<MessageSource> MakeSource(const DeviceOptions& options, PhaseRan
         const auto start = nanoseconds(static_cast<int64_t>(options.start * 1e9));
         return std::make_unique<PlanSource>(options.rate, phases, start, std::move(encode));
     }
-    return std::make_unique<ReplaySource>(ParseReplay(tools::ReadFile(file, MAX_FILE), file), options.replayLoop);
+    return std::make_unique<ReplaySource>(ParseReplay(tools::ReadFile(file, MAX_FILE), file), options.isReplayLooped);
 }
 
 Endpoint ListenAddress(const DeviceOptions& options) {
@@ -42,20 +42,20 @@ CLI::App& AddDevice(CLI::App& app, const DeviceRole& role, DeviceOptions& option
     AddEndpointOption(device, "--target", options.target, "IP:PORT", role.targetHelp);
     AddEndpointOption(device, "--listen", options.listen, "[IP:]PORT",
                       std::string(role.listenHelp) +
-                          "\nWithout IP: 127.0.0.1 for a target on this machine, else all\naddresses");
+                          "\nDefault IP: 127.0.0.1 if the target is on this machine, otherwise\nall addresses");
     device
         .add_option("--replay", options.replayFile,
-                    "Send the datagrams in FILE instead of the plan; each line:\nmilliseconds since the start, bytes "
-                    "in hex; '#' begins a comment")
+                    "Send the datagrams in FILE instead of the plan. Each line has the\nmilliseconds since the start "
+                    "and the bytes in hex; '#' begins a\ncomment")
         ->type_name("FILE");
-    device.add_flag("--loop", options.replayLoop, "Repeat the replay")->needs("--replay");
+    device.add_flag("--loop", options.isReplayLooped, "Repeat the replay")->needs("--replay");
     AddNumberOption(device, "--rate", options.rate, 0.001, 1e6, "HZ",
-                    std::string("Number of ") + role.readings + " per second")
+                    std::string("Number of ") + role.messages + " per second")
         ->excludes("--replay");
     AddNumberOption(device, "--start", options.start, 0, 1e6, "S", "Begin S seconds into the plan")
         ->excludes("--replay");
-    AddRunOptions(device, options.run, role.readings,
-                  "Print the summary as JSON, and lines for people on standard\nerror");
+    AddRunOptions(device, options.run, role.messages,
+                  "Print the summary as JSON; print lines for people on standard\nerror");
     return device;
 }
 
@@ -71,26 +71,26 @@ void Device::Run() {
     });
     port.SetTarget(m_options.target);
     m_port = &port;
-    m_session.Announce(FormatText("%s from %s to %s", m_role.readings, EndpointText(listen).c_str(),
-                                  EndpointText(m_options.target).c_str()));
+    m_session.Announce(FormatText("%s from %s to %s", m_role.messages, FormatEndpoint(listen).c_str(),
+                                  FormatEndpoint(m_options.target).c_str()));
     Play();
     OnEnd();
     port.Close();
     Summary summary = MakeSummary();
     summary.AddIfAny("unknown", m_unknown, "unknown datagrams");
     summary.Add("sendErrors", m_sendErrors);
-    summary.Say(SendErrorText());
+    summary.AppendText(FormatSendError());
     m_session.Finish(std::move(summary));
 }
 
-// Sends what is due before the limit in time, even when it is late.
+// Sends all messages that are due before the end of the run, including late messages.
 void Device::Play() {
     const RunOptions& run = m_options.run;
     const Clock::time_point start = Clock::now();
-    const Clock::time_point end = EndOfRun(start, run.seconds);
+    const Clock::time_point end = DeadlineAfter(start, run.seconds);
     Clock::time_point nextState = start;
-    for (uint64_t played = 0; run.count == 0 || played < run.count;) {
-        const std::optional<nanoseconds> sinceStart = m_source->Due(Clock::now() - start);
+    for (uint64_t sent = 0; run.count == 0 || sent < run.count;) {
+        const std::optional<nanoseconds> sinceStart = m_source->DueTime(Clock::now() - start);
         if (!sinceStart) {
             return;
         }
@@ -104,9 +104,9 @@ void Device::Play() {
             nextState += std::chrono::floor<seconds>(now - nextState) + seconds(1);
         }
         if (due <= now && due < end) {
-            std::vector<uint8_t> reading = m_source->Take();
-            OnReading(reading);
-            ++played;
+            std::vector<uint8_t> message = m_source->TakeNext();
+            OnMessage(message);
+            ++sent;
         } else if (now >= end) {
             return;
         }
@@ -122,14 +122,14 @@ bool Device::Send(std::span<uint8_t> datagram) {
     return error == 0;
 }
 
-std::string Device::SendErrorText() const {
+std::string Device::FormatSendError() const {
     return m_sendErrors == 0 ? ""
                              : FormatText(", %" PRIu64 " send errors (%s)", m_sendErrors, std::strerror(m_lastError));
 }
 
 void Device::ShowState(nanoseconds now) {
-    m_session.Note(FormatText("%4.0f s  %s%s | %s", std::chrono::duration<double>(now).count(), Counts().c_str(),
-                              SendErrorText().c_str(), m_source->State(now).c_str()));
+    m_session.Note(FormatText("%4.0f s  %s%s | %s", std::chrono::duration<double>(now).count(), FormatCounts().c_str(),
+                              FormatSendError().c_str(), m_source->FormatState(now).c_str()));
 }
 
 } // namespace sim

@@ -1,4 +1,4 @@
-// What the simulated devices share: their options, sending what a source has due, a line of state each second, and the
+// Base of the simulated devices: options, sending of messages when they are due, a status line each second, and the
 // summary.
 #pragma once
 
@@ -19,27 +19,27 @@
 
 namespace sim {
 
-// How a device is named in its options and output.
+// The texts about a device in the help and in the output.
 struct DeviceRole {
-    const char* name; // the subcommand
+    const char* name; // of the subcommand
     const char* help;
-    const char* readings; // what it sends, in the plural
+    const char* messages; // the noun for the device's messages, in the plural
     const char* targetHelp;
     const char* listenHelp;
 };
 
 struct DeviceOptions {
-    RunOptions run; // its count limits readings
+    RunOptions run; // the count limits the messages sent
     Endpoint target{};
-    Endpoint listen{};      // without IP: loopback for a target on loopback, else all addresses
-    double rate = 1;        // readings of the plan per second
-    double start = 0;       // seconds into the plan at which the run begins
-    std::string replayFile; // sent instead of the plan, unless empty
-    bool replayLoop = false;
+    Endpoint listen{};           // an empty IP means loopback for a target on loopback, otherwise all addresses
+    double rate = 1;             // messages per second
+    double start = 0;            // the time in the plan, in seconds, at which the run begins
+    std::string replayFile;      // replaces the plan unless empty
+    bool isReplayLooped = false; // true repeats the replay
 };
 
-// Adds the subcommand with the options above. They must live until the command line is parsed; their content is the
-// default.
+// Adds the subcommand with the options above. `options` must exist until the command line is parsed; its initial values
+// are the defaults.
 CLI::App& AddDevice(CLI::App& app, const DeviceRole& role, DeviceOptions& options);
 
 class Device {
@@ -48,26 +48,28 @@ public:
     Device(const Device&) = delete;
     Device& operator=(const Device&) = delete;
 
-    // Runs until its limits, SIGINT or SIGTERM, and prints the summary; once. Throws std::exception with the reason.
+    // Sends messages until a limit, SIGINT or SIGTERM, then prints the summary. Call Run only once. Throws
+    // std::exception with the reason of a failure.
     void Run();
 
 protected:
-    // `random` names what the seed decides; empty: nothing. Role and options must outlive the device.
+    // `random` names the random parts of the run; empty if nothing is random. `role` and `options` must outlive the
+    // device.
     Device(const DeviceRole& role, const DeviceOptions& options, std::string random, PhaseRange phases,
            PlanSource::Encode encode);
 
-    // The next reading is due. Main thread, as for all functions but IsHeartbeat.
-    virtual void OnReading(std::vector<uint8_t>& reading) = 0;
-    // There are no more readings.
+    // Called when a message is due, on the main thread, as all functions except IsHeartbeat.
+    virtual void OnMessage(std::vector<uint8_t>& message) = 0;
+    // Called after the last message.
     virtual void OnEnd() {}
-    // Whether a datagram is a heartbeat from the daemon. Receive thread.
+    // Returns true if the datagram is a heartbeat from the daemon. Called on the receive thread.
     virtual bool IsHeartbeat(std::span<const uint8_t> /*datagram*/) const { return false; }
-    // The counts so far in a few words.
-    virtual std::string Counts() const = 0;
-    // All counts, except those that Device adds.
+    // Returns the counts for the status line: "sent 3, heartbeats 2".
+    virtual std::string FormatCounts() const = 0;
+    // Returns all counts except those that Device itself adds.
     virtual Summary MakeSummary() const = 0;
 
-    // Sends one datagram; false after an error, which is counted. Only while Run runs.
+    // Sends one datagram. Counts a failure and returns false. Call Send only during Run.
     bool Send(std::span<uint8_t> datagram);
     uint64_t Heartbeats() const { return m_heartbeats.load(std::memory_order_relaxed); }
     uint32_t Seed() const { return m_session.Seed(); }
@@ -75,11 +77,11 @@ protected:
 private:
     void Play();
     void ShowState(std::chrono::nanoseconds now);
-    std::string SendErrorText() const;
+    std::string FormatSendError() const;
 
     const DeviceRole& m_role;
     const DeviceOptions& m_options;
-    Session m_session; // before the port, whose thread must not get the signals
+    Session m_session; // before the port, so that the port's thread blocks the signals
     std::unique_ptr<MessageSource> m_source;
     UdpPort* m_port = nullptr;
     uint64_t m_sendErrors = 0;

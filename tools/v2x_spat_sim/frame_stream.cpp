@@ -11,14 +11,15 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-ptrdiff_t Offset(size_t at) {
+ptrdiff_t ToOffset(size_t at) {
     return static_cast<ptrdiff_t>(at);
 }
 
-// Each function below damages a good body (payload and CRC) or a good frame; false when it cannot.
+// Each function below damages a good body (payload and CRC) or a good frame. The functions return false if this damage
+// is not possible.
 
-void RenewCrc(Bytes& body) {
-    body = WithCrc({body.begin(), body.end() - Offset(CRC_SIZE)});
+void UpdateCrc(Bytes& body) {
+    body = AppendCrc({body.begin(), body.end() - ToOffset(CRC_SIZE)});
 }
 
 bool DamageCrc(Bytes& body, Chance& chance) {
@@ -32,33 +33,33 @@ bool DamageLength(Bytes& body, Chance& chance) {
     const size_t off = 1 + chance.Below(8);
     const size_t payload = body.size() - CRC_SIZE;
     if (chance.Below(2) == 0) {
-        const auto from = body.begin() + Offset(chance.Below(payload - off + 1));
-        body.erase(from, from + Offset(off));
+        const auto from = body.begin() + ToOffset(chance.Below(payload - off + 1));
+        body.erase(from, from + ToOffset(off));
         return true;
     }
     Bytes more(off);
     std::ranges::generate(more, [&] { return chance.Byte(); });
-    body.insert(body.begin() + Offset(chance.Below(payload + 1)), more.begin(), more.end());
+    body.insert(body.begin() + ToOffset(chance.Below(payload + 1)), more.begin(), more.end());
     return true;
 }
 
 bool DamageType(Bytes& body, Chance& chance) {
     chance.Change(body[CONTROL_TYPE_AT + chance.Below(3)]);
-    RenewCrc(body);
+    UpdateCrc(body);
     return true;
 }
 
-struct Count {
+struct CountField {
     size_t at;
-    size_t fewest; // the lowest count that the bytes after it cannot hold
+    size_t fewest; // the lowest count that is too high for the bytes after the field
 };
 
-// A number of groups is wrong only when all the rest of the payload is too short for it. With one that is only a little
-// too high a receiver reads the next link's bytes as groups and can still end within the payload.
-std::vector<Count> RaisableCounts(const Bytes& body) {
+// Returns the counts that can be made too high. A number of groups is too high only if the groups exceed the rest of
+// the payload. With a lower number, a receiver reads the next link's bytes as groups and may find no error.
+std::vector<CountField> FindCountFields(const Bytes& body) {
     const size_t end = body.size() - CRC_SIZE;
     const size_t links = body[LINK_COUNT_AT];
-    std::vector<Count> counts;
+    std::vector<CountField> counts;
     size_t at = LINKS_AT;
     for (size_t link = 0; link < links; ++link) {
         const size_t countAt = at + LINK_HEAD_SIZE - 1;
@@ -67,23 +68,23 @@ std::vector<Count> RaisableCounts(const Bytes& body) {
         at += body[countAt] * GROUP_SIZE;
     }
     counts.push_back({LINK_COUNT_AT, links + (end - at) / LINK_HEAD_SIZE + 1});
-    std::erase_if(counts, [](const Count& count) { return count.fewest > 255; });
+    std::erase_if(counts, [](const CountField& count) { return count.fewest > 255; });
     return counts;
 }
 
-// Slightly too high: small errors are the ones that a receiver overlooks.
+// Makes a count slightly too high: a receiver is most likely to overlook a small error.
 bool DamageCount(Bytes& body, Chance& chance) {
-    const std::vector<Count> counts = RaisableCounts(body);
+    const std::vector<CountField> counts = FindCountFields(body);
     if (counts.empty()) {
         return false;
     }
-    const Count& count = counts[chance.Below(counts.size())];
+    const CountField& count = counts[chance.Below(counts.size())];
     body[count.at] = static_cast<uint8_t>(count.fewest + chance.Below(std::min<size_t>(8, 256 - count.fewest)));
-    RenewCrc(body);
+    UpdateCrc(body);
     return true;
 }
 
-// A delimiter within has a part of the body on either side.
+// Removes a delimiter, or inserts a delimiter inside the body.
 bool DamageDelimiter(Bytes& frame, Chance& chance) {
     switch (chance.Below(3)) {
     case 0:
@@ -93,12 +94,12 @@ bool DamageDelimiter(Bytes& frame, Chance& chance) {
         frame.pop_back();
         break;
     default:
-        frame.insert(frame.begin() + Offset(2 + chance.Below(frame.size() - 3)), DELIMITER);
+        frame.insert(frame.begin() + ToOffset(2 + chance.Below(frame.size() - 3)), DELIMITER);
     }
     return true;
 }
 
-// An unescaped DB alone is not damage: a receiver may read it as a plain byte.
+// Replaces an escaped byte. An unescaped DB alone is not damage: a receiver may read DB as a plain byte.
 bool DamageEscape(Bytes& frame, Chance& chance) {
     const auto escapes = static_cast<size_t>(std::ranges::count(frame, ESCAPE));
     if (escapes == 0) {
@@ -120,8 +121,8 @@ bool DamageEscape(Bytes& frame, Chance& chance) {
 
 struct Damage {
     bool (*apply)(Bytes& bytes, Chance& chance);
-    bool isToBody;     // else to the frame
-    bool mustBreakCrc; // retried when it does not, one time in 65536
+    bool isForBody;    // `apply` damages the body, not the frame
+    bool mustBreakCrc; // DamageFrame repeats the damage if the CRC is still right (once in 65536 times)
 };
 constexpr Damage DAMAGES[] = {
     {nullptr, false, false}, // good
@@ -133,21 +134,21 @@ static_assert(std::size(DAMAGES) == std::size(FRAME_KINDS));
 } // namespace
 
 bool DamageFrame(Bytes& frame, FrameKind kind, uint32_t random) {
-    const auto& [apply, isToBody, mustBreakCrc] = DAMAGES[static_cast<size_t>(kind)];
+    const auto& [apply, isForBody, mustBreakCrc] = DAMAGES[static_cast<size_t>(kind)];
     if (apply == nullptr || ClassifyFrame(frame) != FrameKind::good) {
         return false;
     }
-    const Bytes body = OpenFrame(frame)->body;
+    const Bytes body = UnwrapFrame(frame)->body;
     Chance chance(random);
     while (true) {
-        Bytes damaged = isToBody ? body : frame;
+        Bytes damaged = isForBody ? body : frame;
         if (!apply(damaged, chance)) {
             return false;
         }
-        if (isToBody) {
-            damaged = Enclose(damaged);
+        if (isForBody) {
+            damaged = WrapFrame(damaged);
         }
-        const auto opened = OpenFrame(damaged);
+        const auto opened = UnwrapFrame(damaged);
         if (!mustBreakCrc || !opened || !opened->isCrcRight) {
             frame = std::move(damaged);
             return true;
@@ -159,31 +160,31 @@ FrameStream::FrameStream(const StreamOptions& options, uint32_t seed)
     : m_options(options), m_damage(options.damage, seed), m_garbage({options.garbage, {0}}, seed + 1),
       m_random(seed + 2) {}
 
-std::optional<Load> FrameStream::Add(Bytes frame) {
+std::optional<Transmission> FrameStream::Add(Bytes frame) {
     const auto damage = m_damage.Next();
     const FrameKind wanted = damage ? static_cast<FrameKind>(damage->kind) : FrameKind::good;
     const bool isDamaged = damage && DamageFrame(frame, wanted, damage->random);
     const FrameKind kind = isDamaged ? wanted : ClassifyFrame(frame);
     const auto hit = m_garbage.Next();
     const Bytes garbage = hit ? MakeGarbage(hit->random) : Bytes{};
-    std::optional<Load> full;
+    std::optional<Transmission> full;
     if (m_bytes.size() + garbage.size() + frame.size() > MAX_DATAGRAM) {
-        full = Rest();
+        full = TakeRest();
     }
     m_bytes.insert(m_bytes.end(), garbage.begin(), garbage.end());
     m_bytes.insert(m_bytes.end(), frame.begin(), frame.end());
-    const bool movesDelimiters = kind == FrameKind::wrongDelimiter || std::ranges::count(frame, DELIMITER) != 2;
-    m_load.frames.push_back({kind, movesDelimiters, hit.has_value()});
-    return m_load.frames.size() == m_options.batch ? Rest() : full;
+    const bool hasUnpairedDelimiters = kind == FrameKind::wrongDelimiter || std::ranges::count(frame, DELIMITER) != 2;
+    m_transmission.frames.push_back({kind, hasUnpairedDelimiters, hit.has_value()});
+    return m_transmission.frames.size() == m_options.batch ? TakeRest() : full;
 }
 
-std::optional<Load> FrameStream::Rest() {
-    if (m_load.frames.empty()) {
+std::optional<Transmission> FrameStream::TakeRest() {
+    if (m_transmission.frames.empty()) {
         return std::nullopt;
     }
-    CutLoad();
+    CutDatagrams();
     m_bytes.clear();
-    return std::exchange(m_load, {});
+    return std::exchange(m_transmission, {});
 }
 
 Bytes FrameStream::MakeGarbage(uint32_t random) {
@@ -196,27 +197,27 @@ Bytes FrameStream::MakeGarbage(uint32_t random) {
     return garbage;
 }
 
-// Cuts at random places, also within an escape; each datagram has at least one byte.
-void FrameStream::CutLoad() {
+// Splits the bytes at random offsets, also within an escape. Each datagram has at least one byte.
+void FrameStream::CutDatagrams() {
     size_t at = 0;
     for (size_t left = std::min<size_t>(m_options.split, m_bytes.size()); left > 0; --left) {
         const size_t rest = m_bytes.size() - at;
         const size_t size = left == 1 ? rest : 1 + m_random() % (rest - left + 1);
         const auto begin = m_bytes.begin() + static_cast<ptrdiff_t>(at);
-        m_load.datagrams.emplace_back(begin, begin + static_cast<ptrdiff_t>(size));
+        m_transmission.datagrams.emplace_back(begin, begin + static_cast<ptrdiff_t>(size));
         at += size;
     }
 }
 
-void FrameCount::Sent(const Load& load, Time now) {
-    for (const auto& [kind, movesDelimiters, hasGarbage] : load.frames) {
+void FrameCount::CountSent(const Transmission& transmission, Time now) {
+    for (const auto& [kind, hasUnpairedDelimiters, hasGarbage] : transmission.frames) {
         m_kinds.Add(kind);
         m_withGarbage += hasGarbage ? 1 : 0;
-        if (kind == FrameKind::good && m_moved && now - *m_moved < RECOVERY) {
+        if (kind == FrameKind::good && m_lastUnpaired && now - *m_lastUnpaired < RECOVERY) {
             ++m_cutGood;
         }
-        if (movesDelimiters) {
-            m_moved = now;
+        if (hasUnpairedDelimiters) {
+            m_lastUnpaired = now;
         }
     }
 }

@@ -14,9 +14,10 @@ using Bytes = std::span<const uint8_t>;
 
 constexpr size_t HEADS_SIZE = sizeof(v2xipc_dataHead_t) + sizeof(v2xipc_rsuData_t);
 
-// Takes a copy of a wire record off the front of `rest`; false when `rest` is too short.
+// Copies a wire record from the start of `rest` and removes the record from `rest`. Returns false if `rest` is too
+// short.
 template <typename Record>
-bool Take(Bytes& rest, Record& record) {
+bool TakeRecord(Bytes& rest, Record& record) {
     if (rest.size() < sizeof record) {
         return false;
     }
@@ -25,55 +26,56 @@ bool Take(Bytes& rest, Record& record) {
     return true;
 }
 
-// An optional field is absent when all its bits are set, whatever its type.
+// Returns an empty optional if all bits of the field are set, which means absent.
 template <typename Value, typename Field>
-std::optional<Value> Optional(Field field) {
+std::optional<Value> ToOptional(Field field) {
     return field == -1 ? std::nullopt : std::optional(static_cast<Value>(field));
 }
 
-PhaseState Convert(const v2xipc_pahseState_t& wire) {
+PhaseState ConvertState(const v2xipc_pahseState_t& wire) {
     PhaseState state{};
     state.mode = wire.m_stateMode;
     state.light = wire.m_lightState;
     state.start = wire.m_startTime;
     state.end = wire.m_endTime;
-    state.maxEnd = Optional<uint16_t>(wire.m_opt_maxendTime);
-    state.minEnd = Optional<uint16_t>(wire.m_opt_minendTime);
-    state.nextStart = Optional<uint16_t>(wire.m_opt_nextStartTime);
-    state.nextDuration = Optional<uint16_t>(wire.m_opt_nextDuration);
-    state.confidence = Optional<uint8_t>(wire.m_opt_timeConfidence);
+    state.maxEnd = ToOptional<uint16_t>(wire.m_opt_maxendTime);
+    state.minEnd = ToOptional<uint16_t>(wire.m_opt_minendTime);
+    state.nextStart = ToOptional<uint16_t>(wire.m_opt_nextStartTime);
+    state.nextDuration = ToOptional<uint16_t>(wire.m_opt_nextDuration);
+    state.confidence = ToOptional<uint8_t>(wire.m_opt_timeConfidence);
     return state;
 }
 
-// Reads one entry; false when it reaches beyond the record.
+// Reads one phase entry. Returns false if the entry extends beyond the record.
 bool TakePhase(Bytes& rest, Phase& phase) {
     v2xipc_phase_t head{};
-    if (!Take(rest, head)) {
+    if (!TakeRecord(rest, head)) {
         return false;
     }
     phase.id = head.m_phaseId;
     phase.states.reserve(head.m_phaseStateNum);
     for (int number = 0; number < head.m_phaseStateNum; ++number) {
         v2xipc_pahseState_t state{};
-        if (!Take(rest, state)) {
+        if (!TakeRecord(rest, state)) {
             return false;
         }
-        phase.states.push_back(Convert(state));
+        phase.states.push_back(ConvertState(state));
     }
     return true;
 }
 
 Frame ReadRecord(Bytes rest, uint64_t sendTime) {
     v2xipc_phases_t fixed{};
-    if (!Take(rest, fixed)) {
-        return Rejection{Fault::record, FormatText("%zu bytes are less than a record's fixed part", rest.size())};
+    if (!TakeRecord(rest, fixed)) {
+        return Rejection{Fault::record,
+                         FormatText("%zu bytes, a record's fixed part has %zu", rest.size(), sizeof fixed)};
     }
     SpatRecord record{
         sendTime, fixed.m_intersectionId, fixed.m_status, fixed.m_moy, fixed.m_secMark, fixed.m_phaseNum, {}, 0};
     for (int number = 0; number < fixed.m_phaseNum; ++number) {
         Phase phase{};
         if (!TakePhase(rest, phase)) {
-            return Rejection{Fault::record, FormatText("phase entry %d of %d reaches beyond the record", number + 1,
+            return Rejection{Fault::record, FormatText("phase entry %d of %d extends beyond the record", number + 1,
                                                        int{fixed.m_phaseNum})};
         }
         if (phase.id == 0 && phase.states.empty()) {
@@ -89,7 +91,7 @@ Frame ReadRecord(Bytes rest, uint64_t sendTime) {
     return record;
 }
 
-// Checks from the flag to the data type; empty when all pass.
+// Checks the fields from the flag to the data type. Returns an empty optional if all are valid.
 std::optional<Rejection> CheckHead(const v2xipc_dataHead_t& head, const v2xipc_rsuData_t& block, size_t payload) {
     if (std::memcmp(head.m_headFlag, V2XIPC_HEAD_FLAG, sizeof head.m_headFlag) != 0) {
         return Rejection{Fault::flag,
@@ -97,7 +99,7 @@ std::optional<Rejection> CheckHead(const v2xipc_dataHead_t& head, const v2xipc_r
     }
     if (head.m_packLen != payload) {
         return Rejection{Fault::packLen,
-                         FormatText("the header says %u, %zu bytes follow it", head.m_packLen, payload)};
+                         FormatText("the header's length is %u, but %zu bytes follow", head.m_packLen, payload)};
     }
     if (head.m_cmdType != V2XIPC_CMD_TO_STACK) {
         return Rejection{Fault::cmd, FormatText("command %u", head.m_cmdType)};
@@ -108,7 +110,7 @@ std::optional<Rejection> CheckHead(const v2xipc_dataHead_t& head, const v2xipc_r
     return std::nullopt;
 }
 
-// Checks that depend on the data type, except those within the record; empty when all pass.
+// Checks number and length of the data, which depend on the data type. Returns an empty optional if both are valid.
 std::optional<Rejection> CheckBlock(const v2xipc_rsuData_t& block, size_t data) {
     const bool isRecord = block.m_dataType == V2XIPC_DATA_SPAT_RECORD;
     if (isRecord && block.m_dataNo != V2XIPC_DATA_NO_SPAT_RECORD) {
@@ -116,7 +118,7 @@ std::optional<Rejection> CheckBlock(const v2xipc_rsuData_t& block, size_t data) 
     }
     if (block.m_dataLen != data) {
         return Rejection{Fault::dataLen,
-                         FormatText("the data block says %u, %zu bytes follow it", block.m_dataLen, data)};
+                         FormatText("the data block's length is %u, but %zu bytes follow", block.m_dataLen, data)};
     }
     if (!isRecord && data != 0) {
         return Rejection{Fault::dataLen, FormatText("a request with %zu bytes of data", data)};
@@ -124,8 +126,8 @@ std::optional<Rejection> CheckBlock(const v2xipc_rsuData_t& block, size_t data) 
     return std::nullopt;
 }
 
-// "permissive green"; "light 9" for unknown codes.
-std::string LightName(uint8_t light) {
+// Returns "permissive green", for example, or "light 9" for an unknown code.
+std::string FormatLight(uint8_t light) {
     constexpr const char* NAMES[] = {
         "unavailable",     "dark",   "flashing red",   "red", "flashing green", "permissive green",
         "protected green", "yellow", "flashing yellow"};
@@ -133,12 +135,12 @@ std::string LightName(uint8_t light) {
     return light < std::size(NAMES) ? NAMES[light] : FormatText("light %u", light);
 }
 
-std::string SecondsText(uint16_t tenths) {
+std::string FormatSeconds(uint16_t tenths) {
     return tenths == V2XIPC_TIME_UNKNOWN ? "unknown" : FormatText("%u.%u s", tenths / 10, tenths % 10);
 }
 
-// "12:34:56.789  1/2", from the minute of the year and the millisecond of that minute; dashes for an absent one.
-std::string ReadingText(const SpatRecord& record) {
+// Formats time of day and intersection: "12:34:56.789  1/2". Shows dashes for an absent minute or millisecond.
+std::string FormatRecordHead(const SpatRecord& record) {
     const uint32_t minute = record.moy % (24 * 60);
     const std::string minuteText =
         record.moy == NO_MINUTE ? "--:--" : FormatText("%02u:%02u", minute / 60, minute % 60);
@@ -149,19 +151,19 @@ std::string ReadingText(const SpatRecord& record) {
                       record.intersection & 0xFFFF);
 }
 
-// The current state in columns, then the states that follow it.
-std::string StatesText(const std::vector<PhaseState>& states) {
+// Formats the current state in columns, then the later states.
+std::string FormatStates(const std::vector<PhaseState>& states) {
     if (states.empty()) {
         return "no state";
     }
     const PhaseState& first = states.front();
-    std::string line = FormatText("%-16s  %7s", LightName(first.light).c_str(), SecondsText(first.end).c_str());
+    std::string line = FormatText("%-16s  %7s", FormatLight(first.light).c_str(), FormatSeconds(first.end).c_str());
     if (first.start != 0) {
-        line += FormatText(" (from %s)", SecondsText(first.start).c_str());
+        line += FormatText(" (from %s)", FormatSeconds(first.start).c_str());
     }
     for (size_t at = 1; at < states.size(); ++at) {
-        line += FormatText(", then %s %s to %s", LightName(states[at].light).c_str(),
-                           SecondsText(states[at].start).c_str(), SecondsText(states[at].end).c_str());
+        line += FormatText(", then %s %s to %s", FormatLight(states[at].light).c_str(),
+                           FormatSeconds(states[at].start).c_str(), FormatSeconds(states[at].end).c_str());
     }
     return line;
 }
@@ -177,7 +179,7 @@ void AddTime(cJSON* object, const char* key, uint16_t tenths) {
 void AddState(cJSON* states, const PhaseState& state) {
     cJSON* const object = AddObject(states);
     AddNumber(object, "mode", state.mode);
-    cJSON_AddStringToObject(object, "light", LightName(state.light).c_str());
+    cJSON_AddStringToObject(object, "light", FormatLight(state.light).c_str());
     AddNumber(object, "lightCode", state.light);
     AddTime(object, "start", state.start);
     AddTime(object, "end", state.end);
@@ -206,7 +208,7 @@ Frame ReadFrame(Bytes datagram) {
     Bytes rest = datagram;
     v2xipc_dataHead_t head{};
     v2xipc_rsuData_t block{};
-    if (!Take(rest, head) || !Take(rest, block)) {
+    if (!TakeRecord(rest, head) || !TakeRecord(rest, block)) {
         return Rejection{Fault::length, FormatText("%zu bytes, a frame has at least %zu", datagram.size(), HEADS_SIZE)};
     }
     if (std::optional<Rejection> rejection = CheckHead(head, block, datagram.size() - sizeof head)) {
@@ -222,13 +224,13 @@ Frame ReadFrame(Bytes datagram) {
 }
 
 std::vector<std::string> RecordLines(const SpatRecord& record) {
-    const std::string reading = ReadingText(record);
+    const std::string head = FormatRecordHead(record);
     if (record.phases.empty()) {
-        return {reading + "  no phases"};
+        return {head + "  no phases"};
     }
     std::vector<std::string> lines;
     for (const Phase& phase : record.phases) {
-        lines.push_back(FormatText("%s  phase %2u  %s", reading.c_str(), phase.id, StatesText(phase.states).c_str()));
+        lines.push_back(FormatText("%s  phase %2u  %s", head.c_str(), phase.id, FormatStates(phase.states).c_str()));
     }
     return lines;
 }

@@ -11,14 +11,15 @@
 namespace sim {
 namespace {
 
-constexpr DeviceRole ROLE = {"learner", "Play the signal learner: phase reports to the daemon", "reports",
-                             "Where reports go: the daemon's LearnMachine.LocalPort",
-                             "Where reports leave and heartbeats arrive: the daemon's\nLearnMachine.Port."};
+constexpr DeviceRole ROLE = {"learner", "Play the signal learner: send phase reports to the daemon", "reports",
+                             "Destination of the reports: the daemon's LearnMachine.LocalPort",
+                             "Local address that sends reports and receives heartbeats: the\ndaemon's "
+                             "LearnMachine.Port."};
 
 constexpr DamageTexts DAMAGE_TEXTS = {
     "--damage", "Share of the reports that are damaged, 0 to 1", "--damage-kinds",
-    "Kinds of damage to choose from: start (wrong start bytes),\nlength (wrong length field), count (phase "
-    "count above the number of\nrecords, otherwise valid)"};
+    "Kinds of damage to choose from: start (wrong start bytes),\nlength (wrong length field), count (a phase "
+    "count that is too high)"};
 
 struct LearnerOptions {
     DeviceOptions device;
@@ -33,7 +34,7 @@ public:
           m_damage(options.damage, Seed()) {}
 
 private:
-    void OnReading(std::vector<uint8_t>& datagram) override {
+    void OnMessage(std::vector<uint8_t>& datagram) override {
         if (const auto hit = m_damage.Next()) {
             DamageReport(datagram, static_cast<ReportKind>(hit->kind), hit->random);
         }
@@ -46,13 +47,13 @@ private:
         return std::ranges::equal(datagram, HEARTBEAT);
     }
 
-    std::string Counts() const override {
-        return FormatText("sent %" PRIu64 ", heartbeats %" PRIu64, m_sent.All(), Heartbeats());
+    std::string FormatCounts() const override {
+        return FormatText("sent %" PRIu64 ", heartbeats %" PRIu64, m_sent.Total(), Heartbeats());
     }
 
     Summary MakeSummary() const override {
-        Summary summary(FormatText("sent %" PRIu64 " reports%s", m_sent.All(), m_sent.Text().c_str()));
-        summary.Add("sent", m_sent.All());
+        Summary summary(FormatText("sent %" PRIu64 " reports%s", m_sent.Total(), m_sent.Text().c_str()));
+        summary.Add("sent", m_sent.Total());
         m_sent.AddNumbers(summary);
         summary.Add("heartbeats", Heartbeats(), "heartbeats received");
         return summary;
@@ -71,7 +72,7 @@ void AddLearner(CLI::App& app, Run& run) {
     options->device.rate = 2;
     CLI::App& learner = AddDevice(app, ROLE, options->device);
     AddNumberOption(learner, "--phases", options->phases.count, 1, MAX_PLAN_PHASES, "N",
-                    "Phases in a report, 1 to 36: 4 straight on, 4 left turns,\nand the same again")
+                    "Phases in a report, 1 to 36: 4 straight on, 4 left turns,\nand so on")
         ->excludes("--replay");
     AddNumberOption(learner, "--first-phase", options->phases.first, 1, 256 - MAX_PLAN_PHASES, "N",
                     "Device number of the first phase")

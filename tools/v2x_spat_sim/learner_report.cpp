@@ -31,7 +31,7 @@ void DamageStart(std::vector<uint8_t>& datagram, uint32_t random) {
     }
 }
 
-// By 1 to 64, below or above: small errors are the ones that a receiver overlooks.
+// Changes the length by 1 to 64, up or down: a receiver is most likely to overlook a small error.
 void DamageLength(std::vector<uint8_t>& datagram, uint32_t random) {
     if (datagram.size() >= HEAD_SIZE) {
         const size_t off = 1 + (random >> 1) % 64;
@@ -66,8 +66,8 @@ ReportKind ClassifyReport(std::span<const uint8_t> datagram) {
     if (LengthField(datagram) != datagram.size() - HEAD_SIZE || datagram.size() < HEAD_SIZE + BODY_HEAD_SIZE) {
         return ReportKind::wrongLength;
     }
-    const size_t held = (datagram.size() - HEAD_SIZE - BODY_HEAD_SIZE) / RECORD_SIZE;
-    return datagram[COUNT_AT] > held ? ReportKind::highCount : ReportKind::good;
+    const size_t records = (datagram.size() - HEAD_SIZE - BODY_HEAD_SIZE) / RECORD_SIZE;
+    return datagram[COUNT_AT] > records ? ReportKind::highCount : ReportKind::good;
 }
 
 void DamageReport(std::vector<uint8_t>& datagram, ReportKind kind, uint32_t random) {

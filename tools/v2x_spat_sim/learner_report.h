@@ -1,7 +1,7 @@
-// Phase report of the signal learner, and what can be wrong with one.
+// Encodes, damages and classifies phase reports of the signal learner.
 //
-// Five bytes of head (FE FE, type 10, body length with the high byte first), then the body: 0, phase count, 0, and
-// seven bytes per phase: device phase number, colour, seconds left, four zeros.
+// A report has a head of five bytes: FE FE, type 10 (hex), length of the body (2 bytes, big-endian). The body is 0, the
+// phase count, 0, and seven bytes for each phase: device phase number, colour, remaining seconds, four zeros.
 #pragma once
 
 #include <array>
@@ -16,9 +16,9 @@ namespace sim {
 
 enum class ReportKind : size_t {
     good,
-    wrongStart,  // wrong start bytes or type, or shorter than the head
-    wrongLength, // the length field is not the length of the body, or the body has no phase count
-    highCount,   // the phase count is above the number of records; all else is right
+    wrongStart,  // the start bytes or the type are wrong, or the report is shorter than the head
+    wrongLength, // the length field differs from the length of the body, or the body is too short for the phase count
+    highCount,   // the phase count is too high
 };
 inline constexpr KindName REPORT_KINDS[] = {
     {nullptr, "good", "good"},
@@ -27,16 +27,16 @@ inline constexpr KindName REPORT_KINDS[] = {
     {"count", "countTooHigh", "count too high"},
 };
 
-// Bytes that the daemon sends to the learner every second.
+// The datagram that the daemon sends to the learner every second.
 inline constexpr std::array<uint8_t, 11> HEARTBEAT = {0xFE, 0xFE, 0x03, 0x00, 0x06, 0x01, 0x00, 0x00, 0x00, 0x00, 0x55};
 
 std::vector<uint8_t> EncodeReport(std::span<const PhaseLight> lights);
 
-// The first fault of a datagram, in the order of the kinds.
+// Returns the first fault of a datagram. The order of the checks is the order of the kinds.
 ReportKind ClassifyReport(std::span<const uint8_t> datagram);
 
-// Turns a good report into one of `kind`; `random` chooses among the many ways to do so. Leaves a datagram alone that
-// is too short for this damage, or whose phase count is already 255.
+// Damages a good report so that the report is of `kind`. `random` selects one of many possible changes. Does nothing if
+// the datagram is too short for this damage, or if the phase count cannot be raised because the count is 255.
 void DamageReport(std::vector<uint8_t>& datagram, ReportKind kind, uint32_t random);
 
 } // namespace sim

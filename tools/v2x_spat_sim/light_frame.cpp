@@ -11,14 +11,15 @@ constexpr uint16_t OBJECT_ID = 0x0103;
 constexpr size_t HEAD_SIZE = 31;
 constexpr size_t LENGTH_SIZE = 2;
 
-// The latitude's bytes hold DB and the elevation's C0, so that every frame has bytes to escape.
+// The latitude contains the byte DB and the elevation contains C0, so that every frame contains escapes.
 constexpr float LONGITUDE = 116.39F;
 constexpr float LATITUDE = 39.964F;
 constexpr uint16_t ELEVATION = 0x00C0;
 
 constexpr size_t ARMS = 4;
 
-// Lamp type, and the first of the four movements (one for each arm) whose light it shows.
+// A lamp group shows the light of one movement of its arm. The movements of the four arms are consecutive, from
+// `firstMovement`.
 struct LampGroup {
     uint8_t type;
     size_t firstMovement;
@@ -62,7 +63,7 @@ void AppendLink(std::vector<uint8_t>& payload, std::span<const PhaseLight> movem
     }
 }
 
-// Whether the payload holds all links and groups that it counts. Bytes after the last are ignored.
+// Returns true if the payload contains as many links and groups as its counts say. Ignores bytes after the last group.
 bool DoCountsFit(std::span<const uint8_t> payload) {
     size_t at = LINKS_AT;
     for (size_t link = 0; link < payload[LINK_COUNT_AT]; ++link) {
@@ -85,7 +86,7 @@ FrameKind ClassifyPayload(std::span<const uint8_t> payload) {
     return DoCountsFit(payload) ? FrameKind::good : FrameKind::wrongCount;
 }
 
-// CRC-16/MODBUS.
+// Computes CRC-16/MODBUS.
 uint16_t Crc16(std::span<const uint8_t> bytes) {
     constexpr uint32_t POLYNOMIAL = 0xA001;
     uint32_t crc = 0xFFFF;
@@ -125,12 +126,12 @@ std::vector<uint8_t> EncodePayload(std::span<const PhaseLight> movements, FrameS
     return payload;
 }
 
-std::vector<uint8_t> WithCrc(std::vector<uint8_t> payload) {
+std::vector<uint8_t> AppendCrc(std::vector<uint8_t> payload) {
     Append(payload, Crc16(payload), CRC_SIZE);
     return payload;
 }
 
-std::vector<uint8_t> Enclose(std::span<const uint8_t> body) {
+std::vector<uint8_t> WrapFrame(std::span<const uint8_t> body) {
     std::vector<uint8_t> frame = {DELIMITER};
     for (const uint8_t byte : body) {
         if (byte == DELIMITER || byte == ESCAPE) {
@@ -143,12 +144,12 @@ std::vector<uint8_t> Enclose(std::span<const uint8_t> body) {
     return frame;
 }
 
-std::optional<OpenedFrame> OpenFrame(std::span<const uint8_t> frame) {
+std::optional<UnwrappedFrame> UnwrapFrame(std::span<const uint8_t> frame) {
     if (frame.size() < 2 || frame.front() != DELIMITER || frame.back() != DELIMITER ||
         std::ranges::count(frame, DELIMITER) != 2) {
         return std::nullopt;
     }
-    OpenedFrame opened{{}, true, false};
+    UnwrappedFrame opened{{}, true, false};
     for (size_t at = 1; at + 1 < frame.size(); ++at) {
         const bool isEscaped =
             frame[at] == ESCAPE && (frame[at + 1] == ESCAPED_DELIMITER || frame[at + 1] == ESCAPED_ESCAPE);
@@ -165,7 +166,7 @@ std::optional<OpenedFrame> OpenFrame(std::span<const uint8_t> frame) {
 }
 
 FrameKind ClassifyFrame(std::span<const uint8_t> frame) {
-    const std::optional<OpenedFrame> opened = OpenFrame(frame);
+    const std::optional<UnwrappedFrame> opened = UnwrapFrame(frame);
     if (!opened) {
         return FrameKind::wrongDelimiter;
     }

@@ -1,10 +1,11 @@
-// Light-status frame of a traffic-signal controller (GA/T 1743), and what can be wrong with one.
+// Encodes and classifies light-status frames of a traffic-signal controller (GA/T 1743).
 //
-// On the wire: C0, the body with C0 written as DB DC and DB as DB DD, C0. Body: payload and its CRC-16, low byte first.
-// Payload, little-endian: header of 31 bytes (control type at 24, object id at 25), then the crossing: length of the
-// rest (2), longitude and latitude (4 each, IEEE 754), elevation (2), number of entry links (1), and the links back to
-// back: approach angle in degrees (2), number of lamp groups (1), and four bytes per group: id, lamp type, colour bits,
-// seconds left (0 unknown).
+// A frame is the delimiter C0, the escaped body, and C0. The escape of C0 is DB DC; the escape of DB is DB DD. The body
+// is the payload and its CRC-16, low byte first. All numbers of the payload are little-endian. The payload consists of:
+// - header, 31 bytes (control type at offset 24, object id at offset 25)
+// - length of the rest (2 bytes), longitude and latitude (4 bytes each, IEEE 754), elevation (2), number of links (1)
+// - for each link: approach angle in degrees (2), number of lamp groups (1)
+// - for each group of the link: id (1), lamp type (1), colour bits (1), remaining seconds (1, 0 means unknown)
 #pragma once
 
 #include <cstdint>
@@ -27,27 +28,27 @@ inline constexpr size_t CONTROL_TYPE_AT = 24;
 inline constexpr size_t OBJECT_ID_AT = 25;
 inline constexpr size_t LINK_COUNT_AT = 43;
 inline constexpr size_t LINKS_AT = 44;
-inline constexpr size_t LINK_HEAD_SIZE = 3; // its last byte is the number of groups
+inline constexpr size_t LINK_HEAD_SIZE = 3; // the last byte of the head is the number of groups
 inline constexpr size_t GROUP_SIZE = 4;
-inline constexpr size_t CRC_SIZE = 2; // after the payload
+inline constexpr size_t CRC_SIZE = 2;
 
-// Links come from north, east, south and west, then from north again. Groups of a link: straight on, left, right, and
-// two crossings (lamp types 1, 2, 3, 8, 9), then straight on again.
+// The links come from north, east, south, west, and again from north. The groups of a link are straight on, left,
+// right, and two pedestrian crossings (lamp types 1, 2, 3, 8, 9), and again from straight on.
 struct FrameShape {
     unsigned links = 4;
-    unsigned groups = 5; // in each link
+    unsigned groups = 5; // per link
 };
 inline constexpr unsigned MAX_LINKS = 12;
 inline constexpr unsigned MAX_GROUPS = 12;
 
 enum class FrameKind : size_t {
     good,
-    wrongCrc,       // the CRC is not that of the payload
-    wrongLength,    // bytes of the payload are missing or added; the CRC is still that of the good payload
-    wrongDelimiter, // a delimiter is missing at an end, or there is one within
-    wrongEscape,    // DB before a byte other than DC and DD, or a C0 that is not escaped
-    wrongType,      // other control type or object id; the CRC is right
-    wrongCount,     // fewer links or groups than the frame counts; the CRC is right
+    wrongCrc,       // the CRC does not match the payload
+    wrongLength,    // the payload has missing or additional bytes; the CRC is that of the good payload
+    wrongDelimiter, // a delimiter is missing, or the body contains a delimiter
+    wrongEscape,    // a byte other than DC and DD follows DB, or C0 is not escaped
+    wrongType,      // the control type or the object id differs; the CRC is right
+    wrongCount,     // a count of links or groups is too high; the CRC is right
 };
 inline constexpr KindName FRAME_KINDS[] = {
     {nullptr, "good", "good"},
@@ -59,27 +60,28 @@ inline constexpr KindName FRAME_KINDS[] = {
     {"count", "wrongCount", "count too high"},
 };
 
-// The plan's eight movements, in their order, as a payload. Right turns and crossings show the light of straight on.
-// The time stamp holds seconds since 1970 in four bytes and milliseconds in two.
+// Encodes the plan's eight movements, in the order of the plan. Right turns and pedestrian crossings show the light of
+// straight on. `microseconds` is the time since 1970.
 std::vector<uint8_t> EncodePayload(std::span<const PhaseLight> movements, FrameShape shape, uint64_t microseconds);
 
-// Appends its CRC (CRC-16/MODBUS) to the payload.
-std::vector<uint8_t> WithCrc(std::vector<uint8_t> payload);
+// Appends the CRC (CRC-16/MODBUS) to the payload.
+std::vector<uint8_t> AppendCrc(std::vector<uint8_t> payload);
 
-// Makes a frame of a body: escapes it and adds the delimiters.
-std::vector<uint8_t> Enclose(std::span<const uint8_t> body);
+// Escapes the body and adds the delimiters.
+std::vector<uint8_t> WrapFrame(std::span<const uint8_t> body);
 
-// What a receiver reads from a frame.
-struct OpenedFrame {
-    std::vector<uint8_t> body;  // keeps a DB that escapes nothing, and the byte after it
-    bool isWellEscaped = false; // each DB escapes something
+// A frame without delimiters and escapes.
+struct UnwrappedFrame {
+    std::vector<uint8_t> body;  // includes each DB that is not part of an escape
+    bool isWellEscaped = false; // each DB of the frame is part of an escape
     bool isCrcRight = false;
 };
 
-// Empty unless the frame has exactly two delimiters, one at each end.
-std::optional<OpenedFrame> OpenFrame(std::span<const uint8_t> frame);
+// Removes delimiters and escapes. Returns an empty optional if the frame does not have two delimiters, one at each end.
+std::optional<UnwrappedFrame> UnwrapFrame(std::span<const uint8_t> frame);
 
-// The first fault of a frame: delimiters, escapes, CRC, length (too short for a crossing), type, counts.
+// Returns the first fault of a frame. The order of the checks is delimiters, escapes, CRC, length, type, counts. The
+// length is wrong if the payload ends before its links.
 FrameKind ClassifyFrame(std::span<const uint8_t> frame);
 
 } // namespace sim

@@ -26,7 +26,7 @@ constexpr Stage STAGES[] = {
 };
 
 struct GreenTime {
-    seconds start{}; // in the cycle
+    seconds start{}; // since the start of the cycle
     seconds length{};
 };
 
@@ -35,7 +35,7 @@ struct Cycle {
     std::array<GreenTime, MOVEMENTS> greens{};
 };
 
-constexpr Cycle LayOut() {
+constexpr Cycle MakeCycle() {
     Cycle cycle;
     for (const Stage& stage : STAGES) {
         for (const size_t movement : stage.movements) {
@@ -46,10 +46,10 @@ constexpr Cycle LayOut() {
     return cycle;
 }
 
-constexpr Cycle CYCLE = LayOut();
+constexpr Cycle CYCLE = MakeCycle();
 static_assert(CYCLE.length < seconds{255}, "255 means an unknown time left");
 
-PhaseLight LightOf(const GreenTime& green, nanoseconds time) {
+PhaseLight ComputeLight(const GreenTime& green, nanoseconds time) {
     const nanoseconds length = CYCLE.length;
     const nanoseconds sinceGreen = ((time - green.start) % length + length) % length;
     const auto light = [&](Colour colour, seconds end) {
@@ -70,14 +70,14 @@ std::vector<PhaseLight> PlanAt(nanoseconds time, PhaseRange phases) {
     std::vector<PhaseLight> lights;
     lights.reserve(phases.count);
     for (size_t index = 0; index < phases.count; ++index) {
-        PhaseLight light = LightOf(CYCLE.greens[index % MOVEMENTS], time);
+        PhaseLight light = ComputeLight(CYCLE.greens[index % MOVEMENTS], time);
         light.phase = static_cast<uint8_t>(phases.first + index);
         lights.push_back(light);
     }
     return lights;
 }
 
-std::string PlanText(std::span<const PhaseLight> lights) {
+std::string FormatPlan(std::span<const PhaseLight> lights) {
     constexpr char LETTERS[] = {'G', 'R', 'Y'};
     std::string line;
     for (const PhaseLight& light : lights) {

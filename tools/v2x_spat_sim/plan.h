@@ -1,8 +1,8 @@
-// Signal plan of a four-arm intersection: eight movements in four stages, always the same cycle.
+// The signal plan of a four-arm intersection: a fixed cycle of four stages for eight movements.
 //
-// Movements, by their number in the plan: 1 to 4 straight on from north, east, south and west; 5 to 8 left turn from
-// the same arms. Stages: north-south straight, north-south left, east-west straight, east-west left; each is green,
-// then yellow for 3 s, then red for all for 2 s.
+// Movements 1 to 4 go straight on, from north, east, south and west. Movements 5 to 8 turn left, from the same arms.
+// The stages are north-south straight on, north-south left, east-west straight on, east-west left. Each stage has a
+// green time, then 3 s of yellow, then 2 s of red for all movements.
 #pragma once
 
 #include <chrono>
@@ -18,11 +18,11 @@ enum class Colour { green, red, yellow };
 struct PhaseLight {
     uint8_t phase; // device phase number
     Colour colour;
-    uint8_t secondsLeft; // until this phase's next change, rounded up: 1 in the last second
+    uint8_t secondsLeft; // time until the phase's light changes, rounded up
 };
 
-// The device phases `first`, `first` + 1, ... play the movements 1 to 8; those beyond the eighth start again at
-// movement 1. first + count - 1 must not exceed 255.
+// Device phase `first` shows movement 1, the next phase movement 2, and so on. After movement 8 the next phase shows
+// movement 1 again. first + count - 1 must not exceed 255.
 struct PhaseRange {
     unsigned first = 1;
     unsigned count = 8;
@@ -30,10 +30,10 @@ struct PhaseRange {
 
 inline constexpr int MAX_PLAN_PHASES = 36;
 
-// The lights `time` after the plan's start, one entry per phase in order of their numbers. Any thread.
+// Returns the lights at the given time after the plan's start, one entry per phase in ascending order. Any thread.
 std::vector<PhaseLight> PlanAt(std::chrono::nanoseconds time, PhaseRange phases);
 
-// One line for people: "1 G15  2 R50  ...".
-std::string PlanText(std::span<const PhaseLight> lights);
+// Formats the lights as one line for people: "1 G15  2 R50  ...".
+std::string FormatPlan(std::span<const PhaseLight> lights);
 
 } // namespace sim

@@ -14,19 +14,20 @@
 namespace sim {
 namespace {
 
-// Set before the receive thread starts and cleared after its end. Leaked on purpose: it outlives every thread.
+// The callback of the UDP port. Set before the receive thread starts, cleared after the thread has ended. Never freed,
+// so that no thread can use a destroyed object at exit.
 UdpPort::Receive& g_receive = *new UdpPort::Receive;
 
-std::string Reason(int error) {
-    return error != 0 ? std::strerror(error) : "no reason given";
+std::string DescribeError(int error) {
+    return error != 0 ? std::strerror(error) : "unknown error";
 }
 
-v2xpub_UdpSocketDataHead_t Head(std::span<uint8_t> datagram) {
+v2xpub_UdpSocketDataHead_t MakeHead(std::span<uint8_t> datagram) {
     return {static_cast<int16_t>(datagram.size()), datagram.data()};
 }
 
-// The error number of a call that returned `result`.
-int ErrorOf(int32_t result) {
+// Returns 0 if `result` is 0, otherwise the error number of the failed call.
+int GetErrorNumber(int32_t result) {
     if (result == 0) {
         return 0;
     }
@@ -35,7 +36,7 @@ int ErrorOf(int32_t result) {
 
 using Receivers = std::array<DdsPort::Receive, DdsPort::MAX_READ_TOPICS>;
 
-// The same for the library's threads.
+// The callbacks of the DDS topics. Never freed, for the same reason.
 Receivers& g_receivers = *new Receivers;
 
 template <size_t INDEX>
@@ -65,14 +66,14 @@ Endpoint ParseEndpoint(const std::string& given) {
     return {ip, port};
 }
 
-std::string EndpointText(const Endpoint& endpoint) {
+std::string FormatEndpoint(const Endpoint& endpoint) {
     return (endpoint.ip.empty() ? "" : endpoint.ip + ":") + std::to_string(endpoint.port);
 }
 
 int UdpPort::Sender::Reply(std::span<uint8_t> datagram) const {
-    const v2xpub_UdpSocketDataHead_t head = Head(datagram);
+    const v2xpub_UdpSocketDataHead_t head = MakeHead(datagram);
     errno = 0;
-    return ErrorOf(v2xpub_UdpSocketRespSend(m_handle, &head, m_address, m_size));
+    return GetErrorNumber(v2xpub_UdpSocketRespSend(m_handle, &head, m_address, m_size));
 }
 
 void UdpPort::OnDatagram(V2X_UDPSOCKHANDLE handle, void* data, void* addr, int16_t addrLen) {
@@ -91,7 +92,7 @@ UdpPort::UdpPort(const char* name, const Endpoint& local, Receive receive) {
     g_receive = std::move(receive);
     errno = 0;
     if (v2xpub_UdpSocketInit(&m_handle, &para, 0) != 0) {
-        throw std::runtime_error("cannot listen on UDP " + EndpointText(local) + ": " + Reason(errno));
+        throw std::runtime_error("cannot listen on UDP " + FormatEndpoint(local) + ": " + DescribeError(errno));
     }
 }
 
@@ -102,14 +103,14 @@ UdpPort::~UdpPort() {
 
 void UdpPort::SetTarget(const Endpoint& target) {
     if (v2xpub_UdpSocketSetSendAddr(m_handle, target.ip.c_str(), target.port) != 0) {
-        throw std::runtime_error("cannot send to UDP " + EndpointText(target));
+        throw std::runtime_error("cannot send to UDP " + FormatEndpoint(target));
     }
 }
 
 int UdpPort::Send(std::span<uint8_t> datagram) {
-    const v2xpub_UdpSocketDataHead_t head = Head(datagram);
+    const v2xpub_UdpSocketDataHead_t head = MakeHead(datagram);
     errno = 0;
-    return ErrorOf(v2xpub_UdpSocketReqSend(m_handle, &head));
+    return GetErrorNumber(v2xpub_UdpSocketReqSend(m_handle, &head));
 }
 
 v2xpub_UdpSocketStats_t UdpPort::Stats() const {

@@ -1,5 +1,5 @@
-// The simulators' connections: a UDP socket, and DDS topics of plain bytes. At most one of each in a process: the
-// receive callbacks of the platform's libraries carry no context.
+// The simulators' connections: a UDP socket and DDS topics. A process has at most one UdpPort and one DdsPort, because
+// the receive callbacks of the platform libraries have no context argument.
 #pragma once
 
 #include <cstdint>
@@ -17,19 +17,19 @@ struct Endpoint {
     uint16_t port;
 };
 
-// Parses "IP:PORT", or "PORT" alone, which leaves `ip` empty. Throws std::invalid_argument with the reason.
+// Parses "IP:PORT" or "PORT". Leaves `ip` empty for "PORT". Throws std::invalid_argument with the reason.
 Endpoint ParseEndpoint(const std::string& given);
 
-// "IP:PORT", or "PORT" when `ip` is empty.
-std::string EndpointText(const Endpoint& endpoint);
+// Returns "IP:PORT", or "PORT" if `ip` is empty.
+std::string FormatEndpoint(const Endpoint& endpoint);
 
-// Receives on one UDP port and sends from it.
+// Receives and sends datagrams through one UDP port.
 class UdpPort {
 public:
-    // Who sent a datagram; valid during the callback.
+    // The sender of a datagram. Valid during the callback.
     class Sender {
     public:
-        // Sends one datagram back, from the port. Returns 0 or the error number.
+        // Sends one datagram from the port to the sender. Returns 0 or the error number.
         int Reply(std::span<uint8_t> datagram) const;
 
     private:
@@ -41,21 +41,21 @@ public:
         int16_t m_size;
     };
 
-    // Called on the socket's receive thread; the arguments are valid during the call.
+    // Called on the socket's receive thread. The arguments are valid during the call.
     using Receive = std::function<void(std::span<const uint8_t> datagram, const Sender& sender)>;
 
-    // `name` is at most 31 characters. Throws std::runtime_error with address and reason.
+    // `name` has at most 31 characters. Throws std::runtime_error with address and reason.
     UdpPort(const char* name, const Endpoint& local, Receive receive);
     ~UdpPort();
     UdpPort(const UdpPort&) = delete;
     UdpPort& operator=(const UdpPort&) = delete;
 
-    // Sets where Send sends to.
+    // Sets the destination of Send. Throws std::runtime_error if the address is invalid.
     void SetTarget(const Endpoint& target);
-    // Returns 0 or the error number.
+    // Sends one datagram. Returns 0 or the error number.
     int Send(std::span<uint8_t> datagram);
     v2xpub_UdpSocketStats_t Stats() const;
-    // Waits for the end of the receive thread. Nothing is received or sent any more; Stats keeps its values.
+    // Closes the socket and waits until the receive thread has ended. Stats then returns the last values.
     void Close();
 
 private:
@@ -65,27 +65,29 @@ private:
     v2xpub_UdpSocketStats_t m_lastStats{};
 };
 
+// Publishes on DDS topics and reads DDS topics.
 class DdsPort {
 public:
-    // Called on a thread of the library, one call at a time for a topic; the bytes are valid during the call.
+    // Called on a thread of the DDS library, one call at a time per topic. The bytes are valid during the call.
     using Receive = std::function<void(std::span<const uint8_t> sample)>;
 
     struct Topic {
         std::string name;
-        Receive receive; // empty for a topic to publish on
+        Receive receive; // empty if the port publishes on the topic
     };
     static constexpr size_t MAX_READ_TOPICS = 2;
 
-    // Throws std::runtime_error with the domain or the topic.
+    // Throws std::runtime_error with the domain and, if registering a topic fails, with the topic.
     DdsPort(int32_t domain, const std::vector<Topic>& topics);
     ~DdsPort();
     DdsPort(const DdsPort&) = delete;
     DdsPort& operator=(const DdsPort&) = delete;
 
+    // Returns true if a reader matches the topic's writer.
     bool HasReader(const std::string& topic) const;
-    // Publishes the bytes, at least one; false when the library rejects them.
+    // Publishes at least one byte. Returns false if the DDS library rejects the bytes.
     bool Send(const std::string& topic, const std::string& bytes);
-    // Nothing is received or sent any more.
+    // Leaves the domain.
     void Close();
 
 private:

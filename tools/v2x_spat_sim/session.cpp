@@ -23,7 +23,7 @@ namespace {
 
 using std::chrono::nanoseconds;
 
-int Opened(int file, const char* what) {
+int RequireOpen(int file, const char* what) {
     if (file < 0) {
         throw std::system_error(errno, std::generic_category(), what);
     }
@@ -37,7 +37,7 @@ int OpenSignals() {
     sigaddset(&set, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
-    return Opened(signalfd(-1, &set, SFD_CLOEXEC), "signalfd");
+    return RequireOpen(signalfd(-1, &set, SFD_CLOEXEC), "signalfd");
 }
 
 timespec TimeLeft(Clock::time_point deadline) {
@@ -51,7 +51,7 @@ timespec TimeLeft(Clock::time_point deadline) {
 Session::Session(std::string role, const RunOptions& options, std::string random)
     : m_role(std::move(role)), m_options(options), m_random(std::move(random)),
       m_seed(options.seed ? *options.seed : std::random_device{}()), m_signals(OpenSignals()),
-      m_stop(Opened(eventfd(0, EFD_CLOEXEC), "eventfd")) {}
+      m_stop(RequireOpen(eventfd(0, EFD_CLOEXEC), "eventfd")) {}
 
 Session::~Session() {
     close(m_stop);
@@ -123,7 +123,7 @@ void Session::Finish(Summary summary) {
     }
 }
 
-Clock::time_point EndOfRun(Clock::time_point start, double seconds) {
+Clock::time_point DeadlineAfter(Clock::time_point start, double seconds) {
     if (seconds == 0) {
         return Clock::time_point::max();
     }

@@ -1,4 +1,4 @@
-// What the runs of all roles share: options, seed, output, waiting, the end by a limit or a signal, and the summary.
+// The run of a role: options, seed, output, waiting, end by a limit or a signal, and summary.
 #pragma once
 
 #include <chrono>
@@ -15,45 +15,45 @@ namespace sim {
 using Clock = std::chrono::steady_clock;
 
 struct RunOptions {
-    double seconds = 0;      // length of the run; 0 = no limit
-    uint64_t count = 0;      // messages of the run; 0 = no limit
-    bool quiet = false;      // print only the summary and the seed
-    bool json = false;       // standard output is for programs; lines for people go to standard error
-    std::string summaryFile; // also gets the summary as JSON, unless empty
+    double seconds = 0;      // length of the run; 0 means no limit
+    uint64_t count = 0;      // number of messages; 0 means no limit
+    bool quiet = false;      // true prints only the summary and the seed
+    bool json = false;       // true prints JSON to standard output, and lines for people to standard error
+    std::string summaryFile; // the session writes the summary as JSON to this file, unless empty
     std::optional<uint32_t> seed;
 };
 
-// Make it before any thread starts: from then on SIGINT and SIGTERM only end the run, and a closed pipe is a write
-// error without a signal.
+// Create the session before the first thread. The constructor blocks SIGINT and SIGTERM, which then only end the run,
+// and ignores SIGPIPE, so that a closed pipe only makes a write fail.
 class Session {
 public:
-    // `random` names what the seed decides; empty: nothing. The options must outlive the session. Throws
-    // std::system_error.
+    // `random` names the random parts of the run; empty if nothing is random. `options` must outlive the session.
+    // Throws std::system_error.
     Session(std::string role, const RunOptions& options, std::string random);
     ~Session();
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
-    // The given seed, or a random one.
+    // Returns the seed of the options, or a random seed if the options have none.
     uint32_t Seed() const { return m_seed; }
 
-    // Note, Print and Stop may be called on any thread; the other functions on the main thread only. A failed write to
+    // Call Note, Print and Stop on any thread, and the other functions only on the main thread. A failed write to
     // standard output ends the run.
 
-    // Writes a line for people, unless the run is quiet.
+    // Prints a line for people, unless RunOptions::quiet is true.
     void Note(const std::string& line);
-    // Writes a line of results to standard output, unless the run is quiet.
+    // Prints a line of results to standard output, unless RunOptions::quiet is true.
     void Print(const std::string& line);
-    // Ends the run.
+    // Makes WaitUntil return false.
     void Stop();
 
-    // Prints the first lines: "role: what", and the seed where it decides something.
+    // Prints the first lines: "role: what", and the seed if a part of the run is random.
     void Announce(const std::string& what);
-    // Waits until the deadline (Clock::time_point::max(): for ever) and returns true. Returns false at once after Stop,
-    // SIGINT or SIGTERM, even when the deadline has passed.
+    // Waits until the deadline and returns true. Clock::time_point::max() means no deadline. Returns false at once
+    // after Stop, SIGINT or SIGTERM, even after the deadline.
     bool WaitUntil(Clock::time_point deadline);
-    // Prints "role: " and the summary, and writes its file. Throws std::runtime_error when this or an earlier write
-    // failed. A closed pipe at standard output is not a failure.
+    // Prints the summary and writes the summary file. Throws std::runtime_error if this or an earlier write failed. A
+    // closed pipe at standard output is not a failure.
     void Finish(Summary summary);
 
 private:
@@ -66,10 +66,10 @@ private:
     int m_signals;
     int m_stop;
     std::mutex m_mutex;
-    int m_error = 0; // of standard output
+    int m_error = 0; // the error number of the first failed write to standard output
 };
 
-// When a run of so many seconds ends; Clock::time_point::max() for 0.
-Clock::time_point EndOfRun(Clock::time_point start, double seconds);
+// Returns the time `seconds` after `start`. Returns Clock::time_point::max() if `seconds` is 0.
+Clock::time_point DeadlineAfter(Clock::time_point start, double seconds);
 
 } // namespace sim

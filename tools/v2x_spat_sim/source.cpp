@@ -16,7 +16,7 @@ using std::chrono::nanoseconds;
 
 constexpr std::string_view BLANKS = " \t\r";
 
-// Takes the time off the front of the line.
+// Removes the time from the start of the line and returns the time.
 std::chrono::milliseconds TakeTime(std::string_view& line) {
     constexpr int64_t MAX_TIME = 1'000'000'000'000;
     line.remove_prefix(line.find_first_not_of(BLANKS));
@@ -30,7 +30,7 @@ std::chrono::milliseconds TakeTime(std::string_view& line) {
     return std::chrono::milliseconds(value);
 }
 
-// Parses one line that is not empty.
+// Parses a line with at least one character that is not blank.
 ReplayDatagram ParseLine(std::string_view line) {
     ReplayDatagram datagram{TakeTime(line), {}};
     const std::string problem = tools::AppendHex(line, datagram.bytes);
@@ -44,7 +44,7 @@ ReplayDatagram ParseLine(std::string_view line) {
     return datagram;
 }
 
-nanoseconds RoundLength(const std::vector<ReplayDatagram>& datagrams) {
+nanoseconds ComputeRoundLength(const std::vector<ReplayDatagram>& datagrams) {
     constexpr nanoseconds WITHOUT_GAP = std::chrono::seconds(1);
     const nanoseconds last = datagrams.back().time;
     const nanoseconds span = last - datagrams.front().time;
@@ -57,64 +57,64 @@ nanoseconds RoundLength(const std::vector<ReplayDatagram>& datagrams) {
 PlanSource::PlanSource(double rate, PhaseRange phases, nanoseconds start, Encode encode)
     : m_rate(rate), m_phases(phases), m_start(start), m_encode(std::move(encode)) {}
 
-// Computed from the index, so that rounding errors do not add up.
+// Computes the time from the index, so that rounding errors do not add up.
 nanoseconds PlanSource::Deadline() const {
     return nanoseconds(static_cast<int64_t>(static_cast<double>(m_index) * 1e9 / m_rate));
 }
 
-std::optional<nanoseconds> PlanSource::Due(nanoseconds now) {
+std::optional<nanoseconds> PlanSource::DueTime(nanoseconds now) {
     if (now - Deadline() > std::chrono::seconds(1)) {
         m_index = static_cast<uint64_t>(static_cast<double>(now.count()) * m_rate / 1e9);
     }
     return Deadline();
 }
 
-std::vector<uint8_t> PlanSource::Take() {
+std::vector<uint8_t> PlanSource::TakeNext() {
     std::vector<uint8_t> message = m_encode(PlanAt(m_start + Deadline(), m_phases));
     ++m_index;
     return message;
 }
 
-std::string PlanSource::State(nanoseconds now) const {
-    return PlanText(PlanAt(m_start + now, m_phases));
+std::string PlanSource::FormatState(nanoseconds now) const {
+    return FormatPlan(PlanAt(m_start + now, m_phases));
 }
 
 std::vector<ReplayDatagram> ParseReplay(const std::string& text, const std::string& name) {
     std::vector<ReplayDatagram> datagrams;
-    EachLine(text, name, [&](std::string_view line) {
+    ForEachLine(text, name, [&](std::string_view line) {
         ReplayDatagram datagram = ParseLine(line);
         if (!datagrams.empty() && datagram.time < datagrams.back().time) {
-            throw std::invalid_argument("the time goes back");
+            throw std::invalid_argument("the time is earlier than the time of the previous datagram");
         }
         datagrams.push_back(std::move(datagram));
     });
     if (datagrams.empty()) {
-        throw std::runtime_error(name + ": holds no datagram");
+        throw std::runtime_error(name + ": the file has no datagram");
     }
     return datagrams;
 }
 
-ReplaySource::ReplaySource(std::vector<ReplayDatagram> datagrams, bool loop)
-    : m_datagrams(std::move(datagrams)), m_roundLength(RoundLength(m_datagrams)), m_loop(loop) {}
+ReplaySource::ReplaySource(std::vector<ReplayDatagram> datagrams, bool isLooped)
+    : m_datagrams(std::move(datagrams)), m_roundLength(ComputeRoundLength(m_datagrams)), m_isLooped(isLooped) {}
 
-std::optional<nanoseconds> ReplaySource::Due(nanoseconds /*now*/) {
+std::optional<nanoseconds> ReplaySource::DueTime(nanoseconds /*now*/) {
     if (m_next == m_datagrams.size()) {
         return std::nullopt;
     }
     return m_round * m_roundLength + m_datagrams[m_next].time;
 }
 
-std::vector<uint8_t> ReplaySource::Take() {
+std::vector<uint8_t> ReplaySource::TakeNext() {
     std::vector<uint8_t> message = m_datagrams[m_next].bytes;
     ++m_next;
-    if (m_next == m_datagrams.size() && m_loop) {
+    if (m_next == m_datagrams.size() && m_isLooped) {
         m_next = 0;
         ++m_round;
     }
     return message;
 }
 
-std::string ReplaySource::State(nanoseconds /*now*/) const {
+std::string ReplaySource::FormatState(nanoseconds /*now*/) const {
     return FormatText("next is datagram %zu of %zu, round %" PRId64, m_next + 1, m_datagrams.size(), m_round + 1);
 }
 

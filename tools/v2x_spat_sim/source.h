@@ -1,4 +1,4 @@
-// Where a simulated device's messages come from, one after another, each with the time at which it is due.
+// Sources of a simulated device's messages: the signal plan and a replay of recorded datagrams.
 #pragma once
 
 #include <chrono>
@@ -13,29 +13,30 @@
 
 namespace sim {
 
-// One thread at a time. Times count from the start of the run.
+// Makes messages one after another, each with the time at which the message is due. Times are relative to the start of
+// the run. One thread at a time.
 class MessageSource {
 public:
     virtual ~MessageSource() = default;
-    // When the next message is due; empty after the last one.
-    virtual std::optional<std::chrono::nanoseconds> Due(std::chrono::nanoseconds now) = 0;
-    // Returns the message that is due and moves on to the next. Only while Due() names a time.
-    virtual std::vector<uint8_t> Take() = 0;
-    // The source's state at this time in one line for people.
-    virtual std::string State(std::chrono::nanoseconds now) const = 0;
+    // Returns when the next message is due, or an empty optional after the last message.
+    virtual std::optional<std::chrono::nanoseconds> DueTime(std::chrono::nanoseconds now) = 0;
+    // Returns the next message and advances to the one after it. Do not call TakeNext after the last message.
+    virtual std::vector<uint8_t> TakeNext() = 0;
+    // Returns one line for people about the source's state at the time `now`.
+    virtual std::string FormatState(std::chrono::nanoseconds now) const = 0;
 };
 
-// The signal plan, encoded `rate` times a second. Deadlines do not drift. A source that falls behind catches up, but
-// skips what is more than one second late.
+// Encodes the signal plan `rate` times a second, without drift. After a delay the source catches up, but skips messages
+// that are more than one second late.
 class PlanSource : public MessageSource {
 public:
     using Encode = std::function<std::vector<uint8_t>(std::span<const PhaseLight> lights)>;
 
-    // The run begins `start` into the plan.
+    // `start` is the time in the plan at which the run begins.
     PlanSource(double rate, PhaseRange phases, std::chrono::nanoseconds start, Encode encode);
-    std::optional<std::chrono::nanoseconds> Due(std::chrono::nanoseconds now) override;
-    std::vector<uint8_t> Take() override;
-    std::string State(std::chrono::nanoseconds now) const override;
+    std::optional<std::chrono::nanoseconds> DueTime(std::chrono::nanoseconds now) override;
+    std::vector<uint8_t> TakeNext() override;
+    std::string FormatState(std::chrono::nanoseconds now) const override;
 
 private:
     std::chrono::nanoseconds Deadline() const;
@@ -47,32 +48,32 @@ private:
     Encode m_encode;
 };
 
-inline constexpr size_t MAX_DATAGRAM = 32767; // bytes that the platform's UDP sockets receive
+inline constexpr size_t MAX_DATAGRAM = 32767; // bytes; the platform's UDP sockets drop longer datagrams
 
 struct ReplayDatagram {
     std::chrono::milliseconds time; // since the start of the replay
-    std::vector<uint8_t> bytes;     // 1 to MAX_DATAGRAM
+    std::vector<uint8_t> bytes;     // 1 to MAX_DATAGRAM bytes
 };
 
-// Parses the text of a replay file. Each line holds one datagram: milliseconds since the start, a blank, the bytes in
-// hex. Times must not go back. `name` stands for the file in messages. Throws std::runtime_error "name:line: reason",
-// or "name: reason" when the text holds no datagram.
+// Parses the text of a replay file. Each line has one datagram: milliseconds since the start, a blank, the bytes in
+// hex. A time must not be earlier than the time on the line above. `name` is the file's name for error messages. Throws
+// std::runtime_error "name:line: reason" for an invalid line, or "name: reason" if the text has no datagram.
 std::vector<ReplayDatagram> ParseReplay(const std::string& text, const std::string& name);
 
-// Recorded datagrams, once or in a loop. The next round starts one average gap after the last datagram, or 1 s after
-// it when there is no gap.
+// Replays recorded datagrams once or in a loop. The next round starts one average gap after the last datagram. Without
+// a gap, the next round starts 1 s after the last datagram.
 class ReplaySource : public MessageSource {
 public:
-    // At least one datagram.
-    ReplaySource(std::vector<ReplayDatagram> datagrams, bool loop);
-    std::optional<std::chrono::nanoseconds> Due(std::chrono::nanoseconds now) override;
-    std::vector<uint8_t> Take() override;
-    std::string State(std::chrono::nanoseconds now) const override;
+    // `datagrams` must contain at least one datagram.
+    ReplaySource(std::vector<ReplayDatagram> datagrams, bool isLooped);
+    std::optional<std::chrono::nanoseconds> DueTime(std::chrono::nanoseconds now) override;
+    std::vector<uint8_t> TakeNext() override;
+    std::string FormatState(std::chrono::nanoseconds now) const override;
 
 private:
     std::vector<ReplayDatagram> m_datagrams;
     std::chrono::nanoseconds m_roundLength;
-    bool m_loop;
+    bool m_isLooped;
     size_t m_next = 0;
     int64_t m_round = 0;
 };

@@ -13,26 +13,26 @@
 namespace sim {
 namespace {
 
-constexpr size_t MAX_ITEMS = 100; // the daemon reads 64
+constexpr size_t MAX_ITEMS = 100; // more than the daemon reads, which is 64
 
 constexpr DamageTexts DAMAGE_TEXTS = {
     "--bad-replies", "Share of the replies that are bad, 0 to 1", "--bad-reply-kinds",
     "Kinds of bad replies to choose from: head (wrong start bytes),\nlength (wrong length field), large (20481 bytes "
-    "after the header),\ncommand (wrong command), type (wrong data type), cut (an item that\nreaches beyond the end), "
+    "after the header),\ncommand (wrong command), type (wrong data type), cut (an item that\nextends beyond the end), "
     "garbage (an item that cannot be decoded),\ntrailing (bytes after an item's frame), number (fewer items than\n"
     "counted), short (a datagram of 0 to 27 bytes)"};
 
 constexpr const char* FOOTER =
-    "Requests for SPAT are answered with encoded messages: those of --frames, or a message with\nthe last record's "
-    "first 16 phases. Without a record there is no answer.\n"
-    "The daemon looks for each item of a reply right after the first one, and so finds the first\ntwo; "
-    "Corrections.ReplyItems of its configuration makes it read all of them.\n"
-    "The summary's items are those that can be decoded, in a bad reply up to the first that\ncannot.";
+    "The simulator answers requests for SPAT with the messages of --frames, or with a message with\nthe first 16 "
+    "phases of the last record. It does not answer before the first record.\n"
+    "The daemon looks for every further item of a reply right after the first item, and finds only\nthe first two "
+    "items. With Corrections.ReplyItems in its configuration, the daemon finds all\nitems.\n"
+    "The summary counts the valid items of each reply, up to the first invalid item.";
 
 struct StackOptions {
-    RunOptions run;                   // its count limits records
-    Endpoint listen{LOOPBACK, 20010}; // without IP: loopback
-    bool isSilent = false;            // answers nothing
+    RunOptions run;                   // the count limits the records received
+    Endpoint listen{LOOPBACK, 20010}; // an empty IP means loopback
+    bool isSilent = false;            // true answers no request
     std::string framesFile;
     AnswerOptions answers;
 };
@@ -48,14 +48,14 @@ public:
           }) {}
 
     void Run() {
-        m_session.Announce("listening on " + EndpointText(m_options.listen));
-        m_session.WaitUntil(EndOfRun(Clock::now(), m_options.run.seconds));
+        m_session.Announce("listening on " + FormatEndpoint(m_options.listen));
+        m_session.WaitUntil(DeadlineAfter(Clock::now(), m_options.run.seconds));
         m_port.Close();
         m_session.Finish(MakeSummary());
     }
 
 private:
-    // The functions from here to OnRecord run on the receive thread until the port is closed.
+    // OnDatagram, OnRequest and OnRecord run on the receive thread.
 
     void OnDatagram(std::span<const uint8_t> datagram, const UdpPort::Sender& sender) {
         if (m_isDone) {
@@ -78,9 +78,9 @@ private:
         if (m_options.isSilent) {
             return;
         }
-        if (auto reply = m_answerer.Answer(v2xpub_CommGetCurrentTime64())) {
+        if (auto reply = m_answerer.MakeReply(v2xpub_CommGetCurrentTime64())) {
             const int error = sender.Reply(*reply);
-            m_answerer.Sent(*reply, error);
+            m_answerer.CountSent(*reply, error);
         }
     }
 
@@ -107,19 +107,19 @@ private:
         summary.Add("records", m_records);
         summary.Add("phaseStates", m_states);
         summary.Add("requests", m_requests, "SPAT requests");
-        summary.Add("refused", m_rejected.All(), "rejected" + m_rejected.Text());
+        summary.Add("refused", m_rejected.Total(), "rejected" + m_rejected.Text());
         m_rejected.AddNumbers(summary);
         summary.AddIfAny("emptyEntries", m_emptyEntries, "empty phase entries");
-        summary.AddIfAny("tooLong", stats.tooLong, "too long to be received");
+        summary.AddIfAny("tooLong", stats.tooLong, "too long to receive");
         summary.AddIfAny("kernelDrops", stats.kernelDrops, "dropped by the kernel, receive buffer full");
         if (!m_options.isSilent) {
-            m_answerer.AddTo(summary);
+            m_answerer.AddCounts(summary);
         }
         return summary;
     }
 
     const StackOptions& m_options;
-    Session m_session; // before the port, whose thread must not get the signals
+    Session m_session; // before the port, so that the port's thread blocks the signals
     Answerer m_answerer;
     bool m_isDone = false;
     uint64_t m_records = 0;
@@ -137,7 +137,7 @@ void RunStack(StackOptions& options) {
     }
     if (!options.framesFile.empty()) {
         options.answers.frames = ParseFrames(tools::ReadFile(options.framesFile, MAX_FILE), options.framesFile);
-        CheckAnswers(options.answers);
+        CheckReplySize(options.answers);
     }
     Stack(options).Run();
 }
@@ -149,11 +149,11 @@ void AddStack(CLI::App& app, Run& run) {
     CLI::App& stack = *app.add_subcommand(
         "stack", "Play the stack application: check the daemon's frames, show them, answer its requests");
     AddEndpointOption(stack, "--listen", options->listen, "[IP:]PORT",
-                      "Where frames arrive: ipc.app_rs_rcvport of v2x_ipc.cfg");
+                      "Local address that receives frames: ipc.app_rs_rcvport of\nv2x_ipc.cfg");
     stack
         .add_option("--frames", options->framesFile,
-                    "Answer with the encoded messages in FILE, in turn; a frame in hex\non each line, '#' begins a "
-                    "comment")
+                    "Answer with the encoded messages in FILE, one after another. Each\nline has one frame in hex; '#' "
+                    "begins a comment")
         ->type_name("FILE");
     AddNumberOption(stack, "--items", options->answers.items, 1, MAX_ITEMS, "N", "Frames of the file in each reply")
         ->needs("--frames");

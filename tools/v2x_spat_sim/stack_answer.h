@@ -1,5 +1,5 @@
-// The simulated stack application's answers to requests for SPAT: encoded messages from a file, or a message that holds
-// the last record.
+// Makes the simulated stack application's replies to requests for SPAT. The items of a reply are encoded messages from
+// a file, or one message with the content of the last record.
 #pragma once
 
 #include <cstdint>
@@ -14,43 +14,43 @@
 
 namespace sim {
 
-// The most that one message can hold.
+// The maximum numbers of a message.
 inline constexpr size_t MAX_SPAT_PHASES = 16;
-inline constexpr size_t MAX_SPAT_STATES = 16; // of a phase
+inline constexpr size_t MAX_SPAT_STATES = 16; // per phase
 
-// A SPAT message of one intersection with the record's id, status, time, and phases that have states; times count down.
-// Phases and states beyond the maximum are left out. Empty when the record cannot be encoded: it has no phase with
-// states, or a light or a time that the message set does not have.
+// Encodes the record as a SPAT message of one intersection. The times count down. Omits phases without states, and
+// phases and states beyond the maximum. Returns an empty optional if the record cannot be encoded: no phase has a
+// state, or a light or a time is outside the range of the message set.
 std::optional<Item> BuildSpat(const SpatRecord& record);
 
-// Parses the text of a file with encoded messages, a frame in hex on each line. `name` stands for the file in messages.
-// Throws std::runtime_error "name:line: reason", or "name: reason" when the text holds no frame.
+// Parses the text of a file with one encoded message in hex on each line. `name` is the file's name for error messages.
+// Throws std::runtime_error "name:line: reason" for an invalid line, or "name: reason" if the text has no message.
 std::vector<Item> ParseFrames(const std::string& text, const std::string& name);
 
 struct AnswerOptions {
-    std::vector<Item> frames; // sent in turn and from the first again; the last record when there are none
-    size_t items = 1;         // frames in each reply
-    DamageOptions damage;     // by ReplyKind
+    std::vector<Item> frames; // sent one after another in a loop; if empty, the last record is sent
+    size_t items = 1;         // number of frames per reply
+    DamageOptions damage;     // kinds are values of ReplyKind
 };
 
-// Throws std::runtime_error when a reply with that many of the frames would be too large.
-void CheckAnswers(const AnswerOptions& options);
+// Throws std::runtime_error if a reply with `options.items` consecutive frames would exceed MAX_REPLY_PAYLOAD.
+void CheckReplySize(const AnswerOptions& options);
 
-// One thread at a time.
+// Makes replies and counts them. One thread at a time.
 class Answerer {
 public:
     Answerer(const AnswerOptions& options, uint32_t seed);
 
     void OnRecord(const SpatRecord& record) { m_record = record; }
 
-    // The reply to one request; empty when there is nothing to answer with, which is counted. `now` in microseconds
-    // since 1970.
-    std::optional<std::vector<uint8_t>> Answer(uint64_t now);
+    // Returns the reply to one request. Returns an empty optional, and counts the request, if there is no record or if
+    // the record cannot be encoded. `now` is in microseconds since 1970.
+    std::optional<std::vector<uint8_t>> MakeReply(uint64_t now);
 
-    // Counts the reply. `error` is 0, or the error number when it could not be sent.
-    void Sent(const std::vector<uint8_t>& reply, int error);
+    // Counts the reply as sent if `error` is 0. Otherwise `error` is the error number of the failed send.
+    void CountSent(const std::vector<uint8_t>& reply, int error);
 
-    void AddTo(Summary& summary) const;
+    void AddCounts(Summary& summary) const;
 
 private:
     std::vector<Item> NextItems();

@@ -17,7 +17,7 @@ using Head = v2xipc_dataHead_t;
 using Block = v2xipc_rsuData_t;
 
 constexpr size_t HEADS_SIZE = sizeof(Head) + sizeof(Block);
-constexpr size_t LENGTH_SIZE = 2; // of an item
+constexpr size_t LENGTH_SIZE = 2; // the size of an item's length field
 
 template <typename Record>
 Record Get(std::span<const uint8_t> bytes, size_t at) {
@@ -31,8 +31,8 @@ void Put(Bytes& bytes, size_t at, const Record& record) {
     std::memcpy(bytes.data() + at, &record, sizeof record);
 }
 
-// Sets both length fields to the datagram's size.
-void RenewLengths(Bytes& reply) {
+// Sets the length fields of header and data block to match the datagram's size.
+void UpdateLengths(Bytes& reply) {
     auto head = Get<Head>(reply, 0);
     auto block = Get<Block>(reply, sizeof(Head));
     head.m_packLen = static_cast<uint16_t>(reply.size() - sizeof head);
@@ -43,7 +43,8 @@ void RenewLengths(Bytes& reply) {
 
 // ---- damage to the items of a reply
 
-// A MessageFrame begins with the extension bit and three bits that choose one of five alternatives.
+// Truncates an item, or selects an invalid alternative. A MessageFrame begins with the extension bit and three bits
+// that select one of five alternatives.
 void DamageToGarbage(std::vector<Item>& items, Chance& chance) {
     Item& item = items[chance.Below(items.size())];
     if (chance.Below(2) == 0) {
@@ -70,7 +71,7 @@ void DamageHead(Bytes& reply, size_t /*last*/, Chance& chance) {
     chance.Change(reply[chance.Below(2)]);
 }
 
-// By 1 to 64, below or above: small errors are the ones that a receiver overlooks.
+// Changes the length by 1 to 64, up or down: a receiver is most likely to overlook a small error.
 void DamageLength(Bytes& reply, size_t /*last*/, Chance& chance) {
     auto head = Get<Head>(reply, 0);
     const size_t off = 1 + chance.Below(64);
@@ -80,7 +81,7 @@ void DamageLength(Bytes& reply, size_t /*last*/, Chance& chance) {
 
 void DamageLarge(Bytes& reply, size_t /*last*/, Chance& /*chance*/) {
     reply.resize(sizeof(Head) + MAX_REPLY_PAYLOAD + 1);
-    RenewLengths(reply);
+    UpdateLengths(reply);
 }
 
 void DamageCommand(Bytes& reply, size_t /*last*/, Chance& chance) {
@@ -99,20 +100,21 @@ void DamageNumber(Bytes& reply, size_t /*last*/, Chance& chance) {
     Put(reply, sizeof(Head), block);
 }
 
-// Raises the length of the last item, or cuts off its end, at most down to one byte of its length.
+// Raises the length of the last item, or truncates the reply within the last item. At least one byte of the item's
+// length field remains.
 void DamageCut(Bytes& reply, size_t last, Chance& chance) {
     if (chance.Below(2) == 0) {
         const auto more = static_cast<uint16_t>(std::min<size_t>(last + 1 + chance.Below(64), 65535));
         Put(reply, reply.size() - last - LENGTH_SIZE, more);
     } else {
         reply.resize(reply.size() - 1 - chance.Below(last + 1));
-        RenewLengths(reply);
+        UpdateLengths(reply);
     }
 }
 
 struct Damage {
-    void (*toItems)(std::vector<Item>& items, Chance& chance);
-    void (*toReply)(Bytes& reply, size_t last, Chance& chance);
+    void (*damageItems)(std::vector<Item>& items, Chance& chance);
+    void (*damageReply)(Bytes& reply, size_t last, Chance& chance);
 };
 constexpr Damage DAMAGES[] = {
     {nullptr, nullptr},        {nullptr, DamageHead},   {nullptr, DamageLength}, {nullptr, DamageLarge},
@@ -141,8 +143,8 @@ ReplyKind CheckHeads(std::span<const uint8_t> datagram) {
     if (head.m_cmdType != V2XIPC_CMD_FROM_STACK) {
         return ReplyKind::wrongCommand;
     }
-    const bool holdsItems = Get<Block>(datagram, sizeof head).m_dataType == V2XIPC_DATA_SPAT_UPER;
-    return holdsItems ? ReplyKind::good : ReplyKind::wrongType;
+    const bool hasItems = Get<Block>(datagram, sizeof head).m_dataType == V2XIPC_DATA_SPAT_UPER;
+    return hasItems ? ReplyKind::good : ReplyKind::wrongType;
 }
 
 ReplyKind CheckFrame(std::span<const uint8_t> frame) {
@@ -157,7 +159,7 @@ ReplyKind CheckFrame(std::span<const uint8_t> frame) {
     return result == LEFT_OVER ? ReplyKind::trailing : ReplyKind::garbage;
 }
 
-// Takes one item off the front.
+// Checks the first item of `rest` and removes the item from `rest`.
 ReplyKind TakeItem(std::span<const uint8_t>& rest) {
     if (rest.empty()) {
         return ReplyKind::wrongNumber;
@@ -177,7 +179,7 @@ ReplyKind TakeItem(std::span<const uint8_t>& rest) {
 
 } // namespace
 
-size_t ReplyPayload(std::span<const Item> items) {
+size_t MeasurePayload(std::span<const Item> items) {
     size_t size = sizeof(Block);
     for (const Item& item : items) {
         size += LENGTH_SIZE + item.size();
@@ -202,25 +204,25 @@ Bytes EncodeReply(std::span<const Item> items, uint64_t sendTime) {
         reply.push_back(static_cast<uint8_t>(item.size() >> 8));
         reply.insert(reply.end(), item.begin(), item.end());
     }
-    RenewLengths(reply);
+    UpdateLengths(reply);
     return reply;
 }
 
 Bytes EncodeBadReply(std::vector<Item> items, uint64_t sendTime, ReplyKind kind, uint32_t random) {
-    const auto& [toItems, toReply] = DAMAGES[static_cast<size_t>(kind)];
+    const auto& [damageItems, damageReply] = DAMAGES[static_cast<size_t>(kind)];
     Chance chance(random);
-    if (toItems != nullptr) {
-        toItems(items, chance);
+    if (damageItems != nullptr) {
+        damageItems(items, chance);
     }
     Bytes reply = EncodeReply(items, sendTime);
-    if (toReply != nullptr) {
-        toReply(reply, items.back().size(), chance);
+    if (damageReply != nullptr) {
+        damageReply(reply, items.back().size(), chance);
     }
     return reply;
 }
 
-ReplyReading ReadReply(std::span<const uint8_t> datagram) {
-    ReplyReading reading{CheckHeads(datagram), 0};
+ReplyResult ReadReply(std::span<const uint8_t> datagram) {
+    ReplyResult reading{CheckHeads(datagram), 0};
     if (reading.kind != ReplyKind::good) {
         return reading;
     }

@@ -1,7 +1,7 @@
-// The stack application's reply to a request for SPAT, and what can be wrong with one.
+// Encodes, damages and classifies replies of the stack application to requests for SPAT.
 //
-// Frame header (command 21), data block (data type 11, the number of items), and the items back to back: a length of
-// two bytes and that many bytes of one encoded MessageFrame (UPER).
+// A reply is a frame header (command 21), a data block (data type 11, number of items) and the items. An item is a
+// length (2 bytes, little-endian) and an encoded MessageFrame (UPER) of this length.
 #pragma once
 
 #include <cstddef>
@@ -14,20 +14,20 @@
 
 namespace sim {
 
-using Item = std::vector<uint8_t>; // an encoded MessageFrame; in a bad reply any bytes
+using Item = std::vector<uint8_t>; // an encoded MessageFrame, or any bytes in a bad reply
 
 enum class ReplyKind : size_t {
     good,
-    wrongHead,    // does not begin with A5 5A
-    wrongLength,  // the header's length is not the number of bytes after it
-    tooLarge,     // more than MAX_REPLY_PAYLOAD bytes after the header
-    wrongCommand, // not 21
-    wrongType,    // not the data type of items
-    cutItem,      // an item reaches beyond the end
-    garbage,      // an item that cannot be decoded
-    trailing,     // an item with bytes after its frame
-    wrongNumber,  // fewer items than the block counts
-    tooShort,     // shorter than header and data block
+    wrongHead,    // the reply does not begin with A5 5A
+    wrongLength,  // the header's length differs from the number of bytes after the header
+    tooLarge,     // more than MAX_REPLY_PAYLOAD bytes follow the header
+    wrongCommand, // the command is not 21
+    wrongType,    // the data type is not 11
+    cutItem,      // an item extends beyond the end of the reply
+    garbage,      // an item cannot be decoded
+    trailing,     // an item has bytes after its MessageFrame
+    wrongNumber,  // the reply has fewer items than the data block counts
+    tooShort,     // the reply is shorter than header and data block
 };
 inline constexpr KindName REPLY_KINDS[] = {
     {nullptr, "repliesGood", "good"},
@@ -43,24 +43,25 @@ inline constexpr KindName REPLY_KINDS[] = {
     {"short", "repliesShort", "short"},
 };
 
-inline constexpr size_t MAX_REPLY_PAYLOAD = 20480; // bytes after the header that the daemon accepts
+inline constexpr size_t MAX_REPLY_PAYLOAD = 20480; // bytes after the header; the daemon rejects longer replies
 
-// How many bytes follow the header of a reply with these items.
-size_t ReplyPayload(std::span<const Item> items);
+// Returns the number of bytes after the header of a reply with these items.
+size_t MeasurePayload(std::span<const Item> items);
 
-// A good reply; `sendTime` in microseconds since 1970. Items of at most 65535 bytes, MAX_REPLY_PAYLOAD in all.
+// Encodes a good reply. `sendTime` is in microseconds since 1970. An item has at most 65535 bytes; MeasurePayload of
+// the items is at most MAX_REPLY_PAYLOAD.
 std::vector<uint8_t> EncodeReply(std::span<const Item> items, uint64_t sendTime);
 
-// A reply of `kind` with at least one item, each a whole frame; `random` chooses among the many ways to damage it.
-// Trailing bytes can make a reply too large when its items nearly fill it.
+// Encodes a reply of `kind`. `items` contains at least one item; each item is a valid MessageFrame. `random` selects
+// one of many possible changes. With `trailing`, the payload can exceed MAX_REPLY_PAYLOAD.
 std::vector<uint8_t> EncodeBadReply(std::vector<Item> items, uint64_t sendTime, ReplyKind kind, uint32_t random);
 
-struct ReplyReading {
-    ReplyKind kind; // the first fault: header and data block, then item by item
-    size_t items;   // decoded, up to the first that cannot be
+struct ReplyResult {
+    ReplyKind kind; // the first fault; the order of the checks is header, data block, items
+    size_t items;   // the number of valid items before the first fault
 };
 
-// Any thread. Reads nothing outside the datagram, whatever it holds.
-ReplyReading ReadReply(std::span<const uint8_t> datagram);
+// Parses any datagram, without a read past its end. Any thread.
+ReplyResult ReadReply(std::span<const uint8_t> datagram);
 
 } // namespace sim

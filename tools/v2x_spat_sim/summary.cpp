@@ -9,7 +9,7 @@ namespace sim {
 
 void Summary::Add(const std::string& key, uint64_t count, const std::string& text) {
     Add(key, count);
-    Say(FormatText(", %" PRIu64 " %s", count, text.c_str()));
+    AppendText(FormatText(", %" PRIu64 " %s", count, text.c_str()));
 }
 
 void Summary::AddIfAny(const std::string& key, uint64_t count, const std::string& text) {
@@ -29,7 +29,7 @@ std::string Summary::Json() const {
     return JsonLine(object);
 }
 
-uint64_t KindCount::All() const {
+uint64_t KindCount::Total() const {
     return std::accumulate(m_counts.begin(), m_counts.end(), uint64_t{0});
 }
 

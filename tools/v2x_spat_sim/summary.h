@@ -1,4 +1,4 @@
-// The summary of a run, for people and for programs, and the counts in it.
+// The summary of a run, as text for people and as JSON for programs.
 #pragma once
 
 #include <cstddef>
@@ -14,16 +14,16 @@ class Summary {
 public:
     explicit Summary(std::string text) : m_text(std::move(text)) {}
 
-    // Appends to the text for people.
-    void Say(const std::string& text) { m_text += text; }
-    // Adds a number for programs.
+    // Appends to the text, not to the JSON.
+    void AppendText(const std::string& text) { m_text += text; }
+    // Adds a number to the JSON.
     void Add(const std::string& key, uint64_t count) { m_numbers.emplace_back(key, count); }
-    // Adds the number for programs and ", 3 text" for people; AddIfAny leaves a zero out of the text.
+    // Both functions add the number to the JSON and ", 3 text" to the text. AddIfAny does not add 0 to the text.
     void Add(const std::string& key, uint64_t count, const std::string& text);
     void AddIfAny(const std::string& key, uint64_t count, const std::string& text);
 
     const std::string& Text() const { return m_text; }
-    // {"summary":{...}} in one line, the numbers in the order in which they were added.
+    // Returns {"summary":{...}} in one line. The numbers have the order in which they were added.
     std::string Json() const;
 
 private:
@@ -31,29 +31,29 @@ private:
     std::vector<std::pair<std::string, uint64_t>> m_numbers;
 };
 
-// What a kind of message is called. A role's kinds are numbered from 0; most roles have the good ones first.
+// The names of a kind of message. Kinds are values of an enumeration from 0. In most enumerations 0 is the good kind.
 struct KindName {
-    const char* option; // on the command line; null when it cannot be chosen there
-    const char* key;    // in the summary for programs
-    const char* text;   // in the summary for people
+    const char* option; // the name on the command line; null if users cannot choose the kind
+    const char* key;    // the name in the JSON summary
+    const char* text;   // the name in the text summary
 };
 
 // Counts messages by kind. One thread at a time.
 class KindCount {
 public:
-    // The names must outlive the count.
+    // `names` must outlive the object.
     explicit KindCount(std::span<const KindName> names) : m_names(names), m_counts(names.size()) {}
 
     template <typename Kind>
     void Add(Kind kind) {
         ++m_counts[static_cast<size_t>(kind)];
     }
-    uint64_t All() const;
-    // Those of kind 0.
+    uint64_t Total() const;
+    // Returns the count of kind 0.
     uint64_t Good() const { return m_counts.front(); }
-    // " (3 good, 1 wrong CRC)": the kinds that were counted; empty without any.
+    // Returns the counts above 0: " (3 good, 1 wrong CRC)". Returns an empty string if all counts are 0.
     std::string Text() const;
-    // Adds the number of each kind.
+    // Adds the count of each kind to the JSON of the summary.
     void AddNumbers(Summary& summary) const;
 
 private:

@@ -6,8 +6,8 @@
 
 namespace sim {
 
-void EachLine(const std::string& text, const std::string& name,
-              const std::function<void(std::string_view line)>& take) {
+void ForEachLine(const std::string& text, const std::string& name,
+                 const std::function<void(std::string_view line)>& visit) {
     std::istringstream in(text);
     std::string line;
     for (size_t number = 1; std::getline(in, line); ++number) {
@@ -16,7 +16,7 @@ void EachLine(const std::string& text, const std::string& name,
             continue;
         }
         try {
-            take(content);
+            visit(content);
         } catch (const std::invalid_argument& reason) {
             throw std::runtime_error(FormatText("%s:%zu: %s", name.c_str(), number, reason.what()));
         }

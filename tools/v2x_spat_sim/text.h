@@ -1,4 +1,4 @@
-// Text for people, text lines from files, and JSON lines for programs.
+// Functions for text lines and JSON lines.
 #pragma once
 
 #include <cjson/cJSON.h>
@@ -15,24 +15,25 @@ namespace sim {
 
 using tools::FormatText;
 
-// Calls `take` with each line of `text`. What follows a '#' is a comment and is cut off; empty lines are skipped. A
-// std::invalid_argument of `take` becomes std::runtime_error "name:line: reason".
-void EachLine(const std::string& text, const std::string& name, const std::function<void(std::string_view line)>& take);
+// Calls `visit` with each line of `text`, without the comment, which begins with '#'. Skips empty lines. If `visit`
+// throws std::invalid_argument, throws std::runtime_error "name:line: reason".
+void ForEachLine(const std::string& text, const std::string& name,
+                 const std::function<void(std::string_view line)>& visit);
 
-struct JsonDelete {
+struct JsonDeleter {
     void operator()(cJSON* item) const { cJSON_Delete(item); }
 };
-using JsonPtr = std::unique_ptr<cJSON, JsonDelete>;
+using JsonPtr = std::unique_ptr<cJSON, JsonDeleter>;
 
-// Writes all digits: cJSON's own numbers are floating-point and lose digits beyond 2^53.
+// Adds an integer with all digits. cJSON's own numbers are floating-point and lose digits beyond 2^53.
 void AddNumber(cJSON* object, const char* key, std::integral auto value) {
     cJSON_AddRawToObject(object, key, std::to_string(value).c_str());
 }
 
-// Adds an empty object at the end of an array, which owns it.
+// Appends an empty object to an array and returns the object. The array owns the object.
 cJSON* AddObject(cJSON* array);
 
-// The object in one line without a line end.
+// Returns the object as one line without a line end.
 std::string JsonLine(const JsonPtr& object);
 
 } // namespace sim
