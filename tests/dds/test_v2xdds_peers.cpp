@@ -113,7 +113,7 @@ TEST_F(Foreign, InvalidSamplesAreRejectedAndOthersDelivered) {
     const uint64_t before = countsOf("dds")["wrong_type"];
     Participant here({{"t", Inbox::take}});
     BareWriter foreign(testDomain(), "t");
-    ASSERT_TRUE(eventually([&] { return foreign.readers() == 1; }));
+    ASSERT_TRUE(eventually([&] { return foreign.countReaders() == 1; }));
     std::vector<std::string> expected;
     for (const auto& row : rows) {
         ASSERT_TRUE(foreign.send(row.sample));
