@@ -22,8 +22,9 @@ v2x_counter g_lost{"dds", "lost"}; // samples that a writer evicted before deliv
 
 namespace rtps = eprosima::fastrtps::rtps;
 
-// Maximum number of samples that wait for the callback. A payload of maximum length has this number of samples. The
-// writer's history, not this queue, decides which samples a late or slow reader loses.
+// Maximum number of samples that wait for the callback. A payload of maximum length has this number of samples. A full
+// queue loses nothing, because the writer sends a rejected sample again. The reader loses samples only if the writer
+// evicts them.
 constexpr size_t QUEUE_SAMPLES = V2XDDS_PAYLOAD_MAX / V2XDDS_SAMPLE_MAX;
 constexpr uint32_t QUEUE_BYTES = 4 * V2XDDS_PAYLOAD_MAX;
 constexpr uint32_t INITIAL_SAMPLE_BYTES = V2XDDS_CDR_HEAD + V2XDDS_SAMPLE_MAX;
@@ -32,7 +33,8 @@ constexpr uint32_t RECEIVED_SAMPLE_BYTES_MAX = V2XDDS_CDR_HEAD + V2XDDS_PAYLOAD_
 
 } // namespace
 
-// Fast DDS ignores missing samples in its limit. The limit is therefore higher than those in can_change_be_added_nts.
+// can_change_be_added_nts applies the limits of this queue and counts missing samples. The limit of Fast DDS does not
+// count missing samples. It is set to 2 * QUEUE_SAMPLES, so that it never applies first.
 v2xdds_queue::v2xdds_queue()
     : ReaderHistory(
           {rtps::DYNAMIC_RESERVE_MEMORY_MODE, INITIAL_SAMPLE_BYTES, 0, static_cast<int32_t>(2 * QUEUE_SAMPLES)}) {}
@@ -43,25 +45,26 @@ bool v2xdds_queue::can_change_be_added_nts(const rtps::GUID_t& writer_guid, uint
     will_never_be_accepted = total_payload_size > RECEIVED_SAMPLE_BYTES_MAX;
     if (will_never_be_accepted) {
         g_tooLong.Add();
-        V2XLOG(g_v2xddsLog, V2XLOG_WARN, "rejected a sample of %u bytes: longer than %u", total_payload_size,
+        V2XLOG(g_v2xddsLog, V2XLOG_WARN, "discarded a sample of %u bytes: longer than %u", total_payload_size,
                RECEIVED_SAMPLE_BYTES_MAX);
         return false;
     }
     uint64_t bytes = 0;
-    // True if earlier fragments of this sample are queued. The loop below then counts the sample and its bytes.
+    // True if earlier fragments of this sample are in the queue. The loop below has then counted the sample and its
+    // bytes, and the sums after the loop must not count them again.
     bool isPartlyQueued = false;
     for (rtps::CacheChange_t* change : m_changes) {
         bytes += change->serializedPayload.length;
         isPartlyQueued = isPartlyQueued || (!change->is_fully_assembled() && change->writerGUID == writer_guid &&
                                             change->serializedPayload.length == total_payload_size);
     }
-    const size_t ahead = m_changes.size() - (isPartlyQueued ? 1 : 0) + unknown_missing_changes_up_to;
+    const size_t samplesAhead = m_changes.size() - (isPartlyQueued ? 1 : 0) + unknown_missing_changes_up_to;
     bytes += isPartlyQueued ? 0 : total_payload_size;
     // A sample after a missing sample cannot be delivered. Such samples must not fill the queue, because the missing
-    // sample could then never be queued. Reserve one entry for the missing sample, and the bytes of two maximum
-    // samples: an incomplete sample may be counted twice.
+    // sample could then never be queued. Reserve one entry for the missing sample. Reserve the bytes of two maximum
+    // samples, because the loop takes another incomplete sample of equal length for this sample.
     const bool isNext = unknown_missing_changes_up_to == 0;
-    return ahead < (isNext ? QUEUE_SAMPLES : QUEUE_SAMPLES - 1) &&
+    return samplesAhead < (isNext ? QUEUE_SAMPLES : QUEUE_SAMPLES - 1) &&
            bytes <= (isNext ? QUEUE_BYTES : QUEUE_BYTES - 2 * RECEIVED_SAMPLE_BYTES_MAX) &&
            ReaderHistory::can_change_be_added_nts(writer_guid, total_payload_size, unknown_missing_changes_up_to,
                                                   will_never_be_accepted);

@@ -19,13 +19,14 @@ public:
     v2xdds_queue();
     bool can_change_be_added_nts(const eprosima::fastrtps::rtps::GUID_t& writer_guid, uint32_t total_payload_size,
                                  size_t unknown_missing_changes_up_to, bool& will_never_be_accepted) const override;
-    // Moves the next sample from the queue into `sample`. Returns false if the next sample is missing or incomplete.
+    // Moves the next sample from the queue into `sample`. Returns false if the queue is empty, or if the next sample is
+    // missing or incomplete.
     bool Take(eprosima::fastrtps::rtps::RTPSReader& reader, std::vector<uint8_t>& sample);
 };
 
 class v2xdds_reader : private eprosima::fastrtps::rtps::ReaderListener {
 public:
-    // Fast DDS calls `onSample` on its own threads after a sample arrived.
+    // Fast DDS calls `onSample` on its own threads after each received sample.
     v2xdds_reader(std::string topic, dds_historySetting setting, dds_RecvCallback callback,
                   std::function<void()> onSample);
     ~v2xdds_reader() override;
@@ -36,8 +37,8 @@ public:
     // reader.
     bool Open(eprosima::fastrtps::rtps::RTPSParticipant& participant);
 
-    // Delivers the next sample to the callback, or discards an invalid sample. Returns false if no sample can be
-    // delivered. Call DeliverOne on the dispatcher's thread only.
+    // Takes the next sample from the queue. Delivers a valid sample to the callback and discards an invalid sample.
+    // Returns false if there was no sample to take. Call DeliverOne on the dispatcher's thread only.
     bool DeliverOne();
 
 private:

@@ -23,12 +23,12 @@ using eprosima::fastrtps::rtps::RTPSParticipantAttributes;
 
 // Maximum number of participants in one domain. Each participant sends its discovery data to this many port pairs.
 constexpr int32_t MAX_PARTICIPANTS = 32;
-// Additional ports that Fast DDS tries if another process binds the port after our check. A larger value could exceed
-// port 65535 in domain 232.
+// Additional ports that Fast DDS tries if another process binds the port after our check. The ports of the highest
+// domain, 232, start at 65410: a larger value could exceed 65535.
 constexpr uint32_t PORT_TRIES = 31;
 // Requested size of a socket's buffers. The kernel clamps the size to net.core.rmem_max and net.core.wmem_max.
 constexpr uint32_t SOCKET_BUFFER_BYTES = 1048576;
-// A peer that stalls for longer than the lease is dropped, and some DDS implementations then fail to match the peer
+// Fast DDS drops a peer that stalls for longer than the lease, and some DDS implementations then fail to match the peer
 // again. The lease is therefore much longer than any stall of a busy road-side unit.
 constexpr int32_t LEASE_S = 20;
 constexpr int32_t ANNOUNCEMENT_S = 1;

@@ -13,8 +13,6 @@
 
 namespace {
 
-static_assert(sizeof(long) == sizeof(int64_t), "GetIntDataFromJson stores 64 bits into the message set's integers");
-
 constexpr int8_t STATUS_BITS = 16;
 
 struct JsonDeleter {
