@@ -15,7 +15,8 @@
 #include "process.h"
 #include "v2x/v2xdds.h"
 
-// ctest runs one process of this folder at a time. The ports of these domains are below the ephemeral ones.
+// Returns a domain from 0 to 100, whose UDP ports are below the ephemeral port range. Two tests never share a domain at
+// the same time, because ctest runs the tests of this folder one after another.
 inline int32_t testDomain() {
     return getpid() % 101;
 }
@@ -31,7 +32,7 @@ public:
         const std::lock_guard lock(s_mutex);
         return s_pieces;
     }
-    // Waits for as many pieces.
+    // Waits until at least pieces.size() pieces have arrived, then expects exactly `pieces`, in this order.
     static void expect(const std::vector<std::string>& pieces) {
         EXPECT_TRUE(eventually([&] { return all().size() >= pieces.size(); }));
         EXPECT_THAT(all(), testing::ElementsAreArray(pieces));

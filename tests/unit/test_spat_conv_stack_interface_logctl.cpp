@@ -51,7 +51,7 @@ TEST_F(LogControl, SetsOneLevelOrAll) {
     EXPECT_THAT(fakes::journal, Contains("log.SetTagLevel QUOR 7"));
     EXPECT_THAT(ask(HEAD_15 + "02 0000 0A00 414C4C0000000000 0400"), SizeIs(32));
     EXPECT_THAT(fakes::journal, Contains("log.SetAllTagLevel 4"));
-    ask(HEAD_15 + "02 0000 0A00 414C4C0000000001 0500"); // not quite "ALL"
+    ask(HEAD_15 + "02 0000 0A00 414C4C0000000001 0500"); // the last byte is not 0, so the name is not "ALL"
     EXPECT_THAT(fakes::journal, Not(Contains("log.SetAllTagLevel 5")));
 }
 
@@ -63,16 +63,17 @@ TEST_F(LogControl, DoesNotAnswerFailedRequests) {
         std::string line;
     } cases[] = {
         {"unknown tag", HEAD_15 + "02 0000 0A00 4E4F4E4500000000 0400", "exec v2xlog_GetTagHandle error ret=-3"},
-        {"a name without an end", HEAD_15 + "02 0000 0A00 4C4F4E474E414D45 0400",
+        {"a name without terminating zero", HEAD_15 + "02 0000 0A00 4C4F4E474E414D45 0400",
          "exec v2xlog_GetTagHandle error ret=-3"},
         {"level out of range", HEAD_15 + "02 0000 0A00 51554F5200000000 0800", "exec v2xlog_SetTagLevel error ret=-3"},
         {"level out of range, all", HEAD_15 + "02 0000 0A00 414C4C0000000000 FFFF",
          "exec v2xlog_SetAllTagLevel error ret=-3"},
-        {"an answer", "A55A 01 02 1112131415161718 3300 0500 00 01 0000 0000",
+        {"an answer instead of a request", "A55A 01 02 1112131415161718 3300 0500 00 01 0000 0000",
          "get error data,type pStr->m_cmdType=51"},
         {"no bytes", "", "log tool request of 0 bytes is too short"},
         {"no command", "A55A 01 02 1112131415161718 3200 0000 00", "log tool request of 17 bytes is too short"},
-        {"half an entry", HEAD_15 + "02 0000 0A00 51554F52 00", "log tool request of 27 bytes contains no log level"},
+        {"a truncated entry", HEAD_15 + "02 0000 0A00 51554F52 00",
+         "log tool request of 27 bytes contains no log level"},
         {"sets nothing", HEAD_5 + "02 0000 0000", "log tool request of 22 bytes contains no log level"},
     };
     for (const auto& row : cases) {
@@ -82,13 +83,13 @@ TEST_F(LogControl, DoesNotAnswerFailedRequests) {
     EXPECT_EQ(countsOf("log_tool"), (PathCounts{{"not_served", 6}, {"too_short", 2}, {"wrong_command", 1}}));
 }
 
-// Only the fields that are read are checked: lengths that do not fit change nothing.
-TEST_F(LogControl, ServesRequestsWhoseLengthFieldsDoNotFit) {
+// The daemon ignores the length fields of a request.
+TEST_F(LogControl, ServesRequestsWithWrongLengthFields) {
     EXPECT_EQ(ask(HEAD_5 + "09 0700 0300 AABBCC"), hex("A55A 01 02 1112131415161718 3300 0500 09 09 0000 0300 AABBCC"));
     EXPECT_EQ(ask(HEAD_5 + "02 0000 FFFF 51554F5200000000 0700"),
               hex("A55A 01 02 1112131415161718 3300 0500 09 02 0000 FFFF 51554F5200000000 0700"));
     EXPECT_THAT(fakes::journal, Contains("log.SetTagLevel QUOR 7"));
-    EXPECT_THAT(ask(HEAD_15 + "01 0000 FF7F"), SizeIs(22)) << "no tags are registered";
+    EXPECT_THAT(ask(HEAD_15 + "01 0000 FF7F"), SizeIs(22)) << "an answer without tags";
 }
 
 } // namespace

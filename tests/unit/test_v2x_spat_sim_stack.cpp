@@ -22,14 +22,14 @@ const std::string GREEN = "03 01 01 05 00 00 96 00 FF FF FF FF FF FF FF FF FF ";
 constexpr size_t RECORD_AT = 28;
 constexpr size_t PHASE_NUM_AT = 40;
 
-// The frame with lengths that fit it.
+// Returns the frame with its two length fields corrected.
 Bytes WithLengths(Bytes frame) {
     frame[14] = static_cast<uint8_t>(frame.size() - 17);
     frame[25] = static_cast<uint8_t>(frame.size() - RECORD_AT);
     return frame;
 }
 
-// The fault, or the numbers of phases and empty entries of a record.
+// Returns the name of the fault, or "PHASES + EMPTY ENTRIES" of a valid record.
 std::string Verdict(const Bytes& datagram) {
     const Frame frame = ReadFrame(datagram);
     if (const auto* rejection = std::get_if<Rejection>(&frame)) {
@@ -65,8 +65,8 @@ TEST(IpcRecord, NamesTheFaultOfAFrame) {
     }
 }
 
-// Blocks of their exact size, so that the address sanitizer sees a read past the end.
-TEST(IpcRecord, RejectsEveryCut) {
+// Each truncated frame is a heap block of exactly its size, so that the address sanitizer reports a read past its end.
+TEST(IpcRecord, RejectsTruncatedFrames) {
     for (size_t size = 0; size < FRAME.size(); ++size) {
         const Bytes cut(FRAME.begin(), FRAME.begin() + static_cast<ptrdiff_t>(size));
         EXPECT_EQ(Verdict(cut), size < RECORD_AT ? "length" : "packLen") << size;
@@ -94,26 +94,26 @@ TEST(IpcRecord, ReadsAsManyEntriesAsPhaseNum) {
 
 constexpr uint64_t TIME = 1732181400123456; // 2024-11-21 09:30:00.123456 UTC
 
-TEST(StackReply, HasTheBytesOfTheWire) {
+TEST(StackReply, EncodesTheReplyDatagram) {
     const Bytes wire = hex("A5 5A 04 00 40 78 0A E9 68 27 06 00 15 00 12 00 00 0B 00 00 00 02 00 00 00 07 00 00 "
                            "01 00 30 02 00 AB CD");
     EXPECT_EQ(EncodeReply(std::vector<Item>{{0x30}, {0xAB, 0xCD}}, TIME), wire);
 }
 
-// ---- messages made of records
+// ---- SPAT messages built from records
 
-// The message with a message count of zero; the codec counts up with each message.
+// Sets the message count to zero, because the codec increments the count with each message.
 Bytes WithoutCount(std::optional<Bytes> frame) {
     frame.value().at(1) &= 1;
     return *frame;
 }
 
-// The expected frames were made by another encoder. An absent next time is encoded as unknown.
+// Another encoder made the expected frames. The codec encodes an absent next start and next duration as "unknown".
 TEST(SpatBuild, EncodesTheRecord) {
     EXPECT_EQ(WithoutCount(BuildSpat(std::get<SpatRecord>(ReadFrame(FRAME)))),
               hex("3600E4E25BBAA00800080010000001825060000012D194319420"));
     SpatRecord full = {TIME, 0xFFFFFEDC, 0x0503, 0xFFFFFFFF, 65535, 3, {}, 0};
-    // 29 / 200 * 200 is a little less than 29. The last state has no timing.
+    // Confidence 29 checks the rounding: in floating point 29 / 200 * 200 is below 29. State mode 0 means no timing.
     full.phases = {{255, {{1, 8, 1, 36001, 36000, 7, 333, 65, 199}, {1, 3, 29, 57, {}, {}, {}, {}, 29}}},
                    {7, {}},
                    {0, {{0, 1, 0, 0, {}, {}, {}, {}, {}}}}};

@@ -11,15 +11,17 @@
 
 namespace {
 
-v2xlog_tag_t g_tag{"UPER"};
+v2xlog_tag_t g_log{"UPER"};
 
 constexpr double UNITS_PER_DEGREE = 1e7;
 constexpr double DEGREES_PER_UNIT = 1e-7;
 constexpr double UNITS_PER_METRE = 10;
 constexpr double METRES_PER_UNIT = 0.1;
 
-// ---- tables of the alternatives in the order of their tags: offsets of increasing width, then the absolute value,
-// which has no limit. An offset is for distances below the limit in its row.
+// ---- Each table lists the alternatives of one ASN.1 CHOICE in the order of their tags: first the offsets, from the
+// fewest bits to the most, then the absolute value. An offset is used if the distance is below the limit in its row.
+// The absolute value has no limit. The horizontal limits in degrees and in units differ by one unit; receivers rely on
+// both.
 
 struct LonLat {
     long lon;
@@ -198,7 +200,7 @@ void SetHorizontalOffset(PositionOffsetLL_t& offset, int32_t tag, LonLat value) 
 } // namespace
 
 int32_t v2xcodec_GBpraseMsgPos(const v2xapp_gbMsg_PosStr_t* p_msgPos, const c_pos3D_t* initPos3D, c_pos3D_t* outPos3D) {
-    if (!v2xapp_Check(g_tag, p_msgPos != nullptr && initPos3D != nullptr && outPos3D != nullptr, "input param error")) {
+    if (!v2xapp_Check(g_log, p_msgPos != nullptr && initPos3D != nullptr && outPos3D != nullptr, "input param error")) {
         return -1;
     }
     const bool isAbsolute = p_msgPos->m_codeType == ABSOLUTE;
@@ -214,7 +216,7 @@ int32_t v2xcodec_GBpraseMsgPos(const v2xapp_gbMsg_PosStr_t* p_msgPos, const c_po
 }
 
 int32_t prasePosOffsetLLV(const PositionOffsetLLV_t* p_posOftllv, const c_pos3D_t* initPos3D, c_pos3D_t* outPos3D) {
-    if (!v2xapp_Check(g_tag, p_posOftllv != nullptr && initPos3D != nullptr && outPos3D != nullptr,
+    if (!v2xapp_Check(g_log, p_posOftllv != nullptr && initPos3D != nullptr && outPos3D != nullptr,
                       "input param error")) {
         return -1;
     }
@@ -231,7 +233,7 @@ int32_t prasePosOffsetLLV(const PositionOffsetLLV_t* p_posOftllv, const c_pos3D_
 
 int32_t prasePosOffsetLLVOriginal(const PositionOffsetLLV_t* p_posOftllv, const Position3D_t* initPos3D,
                                   Position3D_t* outPos3D) {
-    if (!v2xapp_Check(g_tag, p_posOftllv != nullptr && initPos3D != nullptr && outPos3D != nullptr,
+    if (!v2xapp_Check(g_log, p_posOftllv != nullptr && initPos3D != nullptr && outPos3D != nullptr,
                       "input param error")) {
         return -1;
     }
@@ -246,7 +248,7 @@ int32_t prasePosOffsetLLVOriginal(const PositionOffsetLLV_t* p_posOftllv, const 
 }
 
 int32_t setPosOffsetLLV(const c_pos3D_t* currPos3D, const c_pos3D_t* hpathPos3D, PositionOffsetLLV_t* p_outPosOftllv) {
-    if (!v2xapp_Check(g_tag, currPos3D != nullptr && hpathPos3D != nullptr && p_outPosOftllv != nullptr,
+    if (!v2xapp_Check(g_log, currPos3D != nullptr && hpathPos3D != nullptr && p_outPosOftllv != nullptr,
                       "input para error")) {
         return -2;
     }
@@ -263,7 +265,7 @@ int32_t setPosOffsetLLV(const c_pos3D_t* currPos3D, const c_pos3D_t* hpathPos3D,
 
 int32_t setPosOffsetLLVOriginal(const Position3D_t* currPos3D, const Position3D_t* refPos3D,
                                 PositionOffsetLLV_t* p_outPosOftllv) {
-    if (!v2xapp_Check(g_tag, currPos3D != nullptr && refPos3D != nullptr && p_outPosOftllv != nullptr,
+    if (!v2xapp_Check(g_log, currPos3D != nullptr && refPos3D != nullptr && p_outPosOftllv != nullptr,
                       "input para error")) {
         return -2;
     }
