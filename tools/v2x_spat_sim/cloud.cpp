@@ -30,13 +30,13 @@ constexpr Clock::duration FINAL_DELAY = 500ms; // within this time, the last sam
 constexpr const char* STATUS_UP = "/pelko/v2x/cloud/service_status";
 constexpr const char* STATUS_DOWN = "/pelko/cloud/v2x/service_status";
 
-constexpr DamageTexts DAMAGE_TEXTS = {
+constexpr DamageTexts CLOUD_DAMAGE_TEXTS = {
     "--bad-documents", "Share of the documents that are bad, 0 to 1", "--bad-document-kinds",
     "Kinds of bad documents to choose from: syntax (not JSON), empty,\ntruncated, overflow (more than 20479 bytes), "
     "missing-key (no\nintersections, or an intersection without status, phases or id),\nwrong-type (intersections of "
     "another type)"};
 
-constexpr const char* FOOTER =
+constexpr const char* CLOUD_FOOTER =
     "The simulator publishes nothing without --rate, --document or --status. It publishes on a\ntopic when the topic "
     "has a reader. It splits a document above 1024 bytes into samples of\n1024 bytes and a shorter last sample. If "
     "the size is a multiple of 1024, a sample of one\nbyte, 0, ends the document. For the daemon, any sample below "
@@ -274,12 +274,12 @@ void AddCloud(CLI::App& app, Run& run) {
     AddNumberOption(cloud, "--status-interval", options->statusInterval, 0.01, 1e6, "S", "Seconds between two statuses")
         ->needs("--status");
     AddDocumentOptions(cloud, *options);
-    AddDamageOptions(cloud, options->downs.damage, options->run, DOCUMENT_KINDS, DAMAGE_TEXTS);
+    AddDamageOptions(cloud, options->downs.damage, options->run, DOCUMENT_KINDS, CLOUD_DAMAGE_TEXTS);
     cloud.get_option("--seed")->needs("--bad-documents");
     AddRunOptions(cloud, options->run, "documents: sent with --rate or --document, otherwise\nreceived",
                   "Print each received document and status and the summary as one\nJSON object per line; print lines "
                   "for people on standard error");
-    cloud.footer(FOOTER);
+    cloud.footer(CLOUD_FOOTER);
     cloud.callback([&run, options] {
         DownOptions& downs = options->downs;
         downs.rate = options->rate.value_or(options->documentFiles.empty() ? 0 : 1);

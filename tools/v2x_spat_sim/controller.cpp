@@ -12,18 +12,18 @@
 namespace sim {
 namespace {
 
-constexpr DeviceRole ROLE = {
+constexpr DeviceRole CONTROLLER_ROLE = {
     "controller", "Play the GA/T 1743 traffic-signal controller: send light-status frames to the daemon", "frames",
     "Destination of the frames: the daemon's SignalMachine1743.LocalPort", "Local address from which frames are sent."};
 
-constexpr DamageTexts DAMAGE_TEXTS = {
+constexpr DamageTexts CONTROLLER_DAMAGE_TEXTS = {
     "--damage", "Share of the frames that are damaged, 0 to 1", "--damage-kinds",
     "Kinds of damage to choose from: crc (wrong CRC), length (missing or\nadded bytes with an unchanged CRC), "
     "delimiter (a missing or an\nadditional delimiter), escape (DB before a wrong byte, or a C0\nwithout an escape), "
     "type (another control type or object id with a\nright CRC), count (a count of links or groups that is too high, "
     "with\na right CRC)"};
 
-constexpr const char* FOOTER =
+constexpr const char* CONTROLLER_FOOTER =
     "The daemon rejects each damaged frame. With at most 11 links and groups, and at most\n20480 bytes in half a "
     "second, the stack application receives this number of records:\n"
     "  good - cutGood <= records <= good + wrongDelimiter\n"
@@ -56,7 +56,7 @@ std::string ListRandomParts(const StreamOptions& stream) {
 class Controller : public Device {
 public:
     explicit Controller(const ControllerOptions& options)
-        : Device(ROLE, options.device, ListRandomParts(options.stream), PhaseRange{},
+        : Device(CONTROLLER_ROLE, options.device, ListRandomParts(options.stream), PhaseRange{},
                  [shape = options.shape](std::span<const PhaseLight> movements) {
                      return WrapFrame(AppendCrc(EncodePayload(movements, shape, v2xpub_CommGetCurrentTime64())));
                  }),
@@ -124,16 +124,16 @@ void AddController(CLI::App& app, Run& run) {
     const auto options = std::make_shared<ControllerOptions>();
     options->device.target = {LOOPBACK, 9002};
     options->device.listen = {"", 9001};
-    CLI::App& controller = AddDevice(app, ROLE, options->device);
+    CLI::App& controller = AddDevice(app, CONTROLLER_ROLE, options->device);
     AddNumberOption(controller, "--links", options->shape.links, 0, MAX_LINKS, "N",
                     "Entry links of the intersection, 0 to 12: from north, east, south,\nwest, and so on")
         ->excludes("--replay");
     AddNumberOption(controller, "--groups", options->shape.groups, 0, MAX_GROUPS, "N",
                     "Lamp groups of each link, 0 to 12: straight on, left, right, two\npedestrian crossings, and so on")
         ->excludes("--replay");
-    AddDamageOptions(controller, options->stream.damage, options->device.run, FRAME_KINDS, DAMAGE_TEXTS);
+    AddDamageOptions(controller, options->stream.damage, options->device.run, FRAME_KINDS, CONTROLLER_DAMAGE_TEXTS);
     AddStreamOptions(controller, options->stream);
-    controller.footer(FOOTER);
+    controller.footer(CONTROLLER_FOOTER);
     controller.callback([&run, options] { run = [options] { Controller(*options).Run(); }; });
 }
 

@@ -11,12 +11,12 @@
 namespace sim {
 namespace {
 
-constexpr DeviceRole ROLE = {"learner", "Play the signal learner: send phase reports to the daemon", "reports",
-                             "Destination of the reports: the daemon's LearnMachine.LocalPort",
-                             "Local address that sends reports and receives heartbeats: the\ndaemon's "
-                             "LearnMachine.Port."};
+constexpr DeviceRole LEARNER_ROLE = {"learner", "Play the signal learner: send phase reports to the daemon", "reports",
+                                     "Destination of the reports: the daemon's LearnMachine.LocalPort",
+                                     "Local address that sends reports and receives heartbeats: the\ndaemon's "
+                                     "LearnMachine.Port."};
 
-constexpr DamageTexts DAMAGE_TEXTS = {
+constexpr DamageTexts LEARNER_DAMAGE_TEXTS = {
     "--damage", "Share of the reports that are damaged, 0 to 1", "--damage-kinds",
     "Kinds of damage to choose from: start (wrong start bytes),\nlength (wrong length field), count (a phase "
     "count that is too high)"};
@@ -30,7 +30,7 @@ struct LearnerOptions {
 class Learner : public Device {
 public:
     explicit Learner(const LearnerOptions& options)
-        : Device(ROLE, options.device, options.damage.share > 0 ? "damage" : "", options.phases, EncodeReport),
+        : Device(LEARNER_ROLE, options.device, options.damage.share > 0 ? "damage" : "", options.phases, EncodeReport),
           m_damage(options.damage, Seed()) {}
 
 private:
@@ -70,14 +70,14 @@ void AddLearner(CLI::App& app, Run& run) {
     options->device.target = {LOOPBACK, 8002};
     options->device.listen = {"", 8001};
     options->device.rate = 2;
-    CLI::App& learner = AddDevice(app, ROLE, options->device);
+    CLI::App& learner = AddDevice(app, LEARNER_ROLE, options->device);
     AddNumberOption(learner, "--phases", options->phases.count, 1, MAX_PLAN_PHASES, "N",
                     "Phases in a report, 1 to 36: 4 straight on, 4 left turns,\nand so on")
         ->excludes("--replay");
     AddNumberOption(learner, "--first-phase", options->phases.first, 1, 256 - MAX_PLAN_PHASES, "N",
                     "Device number of the first phase")
         ->excludes("--replay");
-    AddDamageOptions(learner, options->damage, options->device.run, REPORT_KINDS, DAMAGE_TEXTS);
+    AddDamageOptions(learner, options->damage, options->device.run, REPORT_KINDS, LEARNER_DAMAGE_TEXTS);
     learner.get_option("--seed")->needs("--damage");
     learner.callback([&run, options] { run = [options] { Learner(*options).Run(); }; });
 }

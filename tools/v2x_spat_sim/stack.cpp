@@ -15,14 +15,14 @@ namespace {
 
 constexpr size_t MAX_ITEMS = 100; // more than the daemon reads, which is 64
 
-constexpr DamageTexts DAMAGE_TEXTS = {
+constexpr DamageTexts STACK_DAMAGE_TEXTS = {
     "--bad-replies", "Share of the replies that are bad, 0 to 1", "--bad-reply-kinds",
     "Kinds of bad replies to choose from: head (wrong start bytes),\nlength (wrong length field), large (20481 bytes "
     "after the header),\ncommand (wrong command), type (wrong data type), cut (an item that\nextends beyond the end), "
     "garbage (an item that cannot be decoded),\ntrailing (bytes after an item's frame), number (fewer items than\n"
     "counted), short (a datagram of 0 to 27 bytes)"};
 
-constexpr const char* FOOTER =
+constexpr const char* STACK_FOOTER =
     "The simulator answers requests for SPAT with the messages of --frames, or with a message with\nthe first 16 "
     "phases of the last record. It does not answer before the first record.\n"
     "The daemon looks for every further item of a reply right after the first item, and finds only\nthe first two "
@@ -157,7 +157,7 @@ void AddStack(CLI::App& app, Run& run) {
         ->type_name("FILE");
     AddNumberOption(stack, "--items", options->answers.items, 1, MAX_ITEMS, "N", "Frames of the file in each reply")
         ->needs("--frames");
-    AddDamageOptions(stack, options->answers.damage, options->run, REPLY_KINDS, DAMAGE_TEXTS);
+    AddDamageOptions(stack, options->answers.damage, options->run, REPLY_KINDS, STACK_DAMAGE_TEXTS);
     stack.get_option("--seed")->needs("--bad-replies");
     stack.add_flag("--no-replies", options->isSilent, "Answer no request")
         ->excludes("--frames")
@@ -166,7 +166,7 @@ void AddStack(CLI::App& app, Run& run) {
         stack, options->run, "records",
         "Print each record, each rejected frame and the summary as one JSON\nobject per line; times of states in "
         "0.1 s");
-    stack.footer(FOOTER);
+    stack.footer(STACK_FOOTER);
     stack.callback([&run, options] { run = [options] { RunStack(*options); }; });
 }
 
