@@ -13,7 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         payload[25] = 0x03;
         payload[26] = 0x01;
     }
-    DealSignalMachineDataTable({payload.get(), size});
+    DealSignalMachineDataTable({payload.get(), size}, {});
     checkHandOver();
     return 0;
 }

@@ -11,6 +11,7 @@ struct v2xpub_udpSocket {
 namespace fakes {
 
 uint64_t now = 0;
+uint64_t monotonic = 0;
 int clockReads = 0;
 std::vector<Task> tasks;
 size_t maxTasks = SIZE_MAX;
@@ -46,6 +47,10 @@ int32_t v2xpub_PubSubInit(void) {
 uint64_t v2xpub_CommGetCurrentTime64(void) {
     fakes::clockReads++;
     return fakes::now;
+}
+
+uint64_t v2xpub_GetMonotonicTime(void) {
+    return fakes::monotonic;
 }
 
 int32_t v2xpub_TaskCreate(V2X_TASKHANDLE* handle, const v2xpub_TaskInitPara_t* para) {

@@ -46,6 +46,7 @@ extern int32_t cfgOpenTrees;
 
 // ---- pub
 extern uint64_t now; // wall clock in microseconds
+extern uint64_t monotonic; // microseconds
 extern int clockReads;
 struct Task {
     v2xpub_TaskInitPara_t para;

@@ -158,7 +158,8 @@ TEST_F(Deamon, LogsChangedCountersAndAllAtTheEnd) {
     v2xspatconv_LogCounters(false);
     v2xspatconv_LogCounters(false);
     EXPECT_EQ(fakes::logged("counters path: taken 1").size(), 1U);
-    fakes::socketStats["SOCK"] = {.received = 5, .tooLong = 0, .kernelDrops = 4, .sent = 0, .sendErrors = 3};
+    fakes::socketStats["SOCK"] = {
+        .received = 5, .tooLong = 0, .kernelDrops = 4, .sent = 0, .sendErrors = 3, .refusedSender = 0};
     v2xspatconv_LogCounters(true);
     EXPECT_EQ(fakes::logged("counters path: taken 1").size(), 2U);
     EXPECT_EQ(fakes::logged("counters SOCK: received 5, kernel_drops 4, send_errors 3").size(), 1U);

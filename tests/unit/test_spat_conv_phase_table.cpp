@@ -54,9 +54,10 @@ struct Table {
 };
 
 // The copied entries as "id x states end".
-std::string copied(v2xspatconv_match match, const Table& table, const spat_conv_config_t& config = {}) {
+std::string copied(v2xspatconv_match match, const Table& table, const phase_relationship_t& phases = {}) {
     Record record;
-    DealLMPhaseToIpcData(g_tag, config, match, table.written(), record.head());
+    v2xspatconv_findings_t findings;
+    DealLMPhaseToIpcData(g_tag, phases.m_phaseid, match, table.written(), record.head(), findings);
     std::string text;
     for (size_t at = sizeof(v2xipc_phases_t); at + 17 < sizeof record.bytes && record.bytes[at] != 0;
          at += 2U + 15U * record.bytes[at + 1]) {
@@ -71,10 +72,10 @@ TEST_F(PhaseTable, CopiesTheFirstOrTheLastEntryWithStates) {
     table.add(5, 1, 10).add(7, 0).add(5, 2, 20).add(9, 1, 30).add(7, 1, 40);
     EXPECT_EQ(copied(v2xspatconv_match::first, table), "5x1 10; 7x1 40; 9x1 30; ");
     EXPECT_EQ(copied(v2xspatconv_match::last, table), "5x2 20; 7x1 40; 9x1 30; ");
-    spat_conv_config_t config = {};
-    config.m_phase_relationship.m_phaseid[2] = 256 + 5; // matches nothing
-    config.m_phase_relationship.m_phaseid[3] = 9;
-    EXPECT_EQ(copied(v2xspatconv_match::first, table, config), "3x1 30; 5x1 10; 7x1 40; 9x1 30; ");
+    phase_relationship_t phases = {};
+    phases.m_phaseid[2] = 256 + 5; // matches nothing
+    phases.m_phaseid[3] = 9;
+    EXPECT_EQ(copied(v2xspatconv_match::first, table, phases), "3x1 30; 5x1 10; 7x1 40; 9x1 30; ");
 }
 
 TEST_F(PhaseTable, StaysInsideTableAndRecord) {

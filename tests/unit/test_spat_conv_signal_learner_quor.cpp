@@ -27,8 +27,8 @@ protected:
 const char PHASE_3_GREEN_15_S[] = "FEFE10 000A 000100 03010F00000000";
 
 TEST_F(Learner, ConvertsReportsToRecords) {
-    m_config->m_phase_relationship.m_phaseid[13] = 17;
-    m_config->m_phase_relationship.m_phaseid[14] = 44;
+    m_config->m_guard.m_sources[V2XSPATCONV_LEARNER].m_phaseid[13] = 17;
+    m_config->m_guard.m_sources[V2XSPATCONV_LEARNER].m_phaseid[14] = 44;
     ASSERT_EQ(start(), 0);
     std::string thirtyThree = "FEFE10 00EA 002100";
     for (int i = 0; i < 32; i++) {

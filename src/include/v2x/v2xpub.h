@@ -10,6 +10,9 @@ int32_t v2xpub_PubSubInit(void);
 // Returns the wall clock time in microseconds since 1970-01-01 00:00:00 UTC. May be called on any thread.
 uint64_t v2xpub_CommGetCurrentTime64(void);
 
+// Returns the monotonic time in microseconds. A step of the wall clock does not change it. May be called on any thread.
+uint64_t v2xpub_GetMonotonicTime(void);
+
 // ---- periodic tasks ------------------------------------------------------------------------------------------------
 
 using V2X_TASKHANDLE = struct v2xpub_task*;
@@ -62,6 +65,42 @@ struct v2xpub_UdpSocketDataHead_t {
 // datagram after another.
 using v2xpub_msgFunc = void (*)(V2X_UDPSOCKHANDLE handle, void* p_data, void* addr, int16_t addrLen);
 
+// IPv4 address and port in host byte order; all 0 if unknown.
+struct v2xpub_address_t {
+    uint32_t ip = 0;
+    uint16_t port = 0;
+};
+
+// Returns the address of a sender. `addr` and `addrLen` are the arguments of a receive callback.
+v2xpub_address_t v2xpub_ReadAddress(const void* addr, int16_t addrLen);
+
+// A dotted IPv4 address as text, NUL-terminated.
+struct v2xpub_ipText_t {
+    char text[16];
+};
+v2xpub_ipText_t v2xpub_FormatIp(v2xpub_address_t address);
+
+// One block of addresses: each address whose bits under `mask` equal `network`. Host byte order.
+struct v2xpub_addressBlock_t {
+    uint32_t network;
+    uint32_t mask;
+};
+
+// Reads a dotted IPv4 address, or an address block like "192.168.1.0/24". Returns 0; -2 for any other text, for a null
+// argument, and for a block whose address has bits beyond the prefix.
+int32_t v2xpub_ParseAddressBlock(const char* text, v2xpub_addressBlock_t* block);
+
+inline constexpr int32_t V2XPUB_SENDERS_MAX = 16;
+
+// The senders whose datagrams a socket accepts. A count of 0 accepts every sender.
+struct v2xpub_senders_t {
+    int32_t count = 0;
+    v2xpub_addressBlock_t blocks[V2XPUB_SENDERS_MAX] = {};
+};
+
+// Returns true if the senders include the address.
+bool v2xpub_IsSender(const v2xpub_senders_t& senders, uint32_t ip);
+
 struct v2xpub_SocketInitPara_t {
     char m_sockName[32];      // name in log lines; NUL-terminated
     char m_localIP[32];       // dotted IPv4 address to bind; NUL-terminated
@@ -70,15 +109,21 @@ struct v2xpub_SocketInitPara_t {
     int8_t m_svrEnable;       // 1: the socket is a server and is bound to m_svrPort
     int8_t m_cliEnable;       // 1: the socket is a client; it is bound to m_cliPort unless it is also a server
     v2xpub_msgFunc f_msgFunc; // callback of a server; if null, only v2xpub_UdpSocketRecv receives datagrams
+    // Sender filter. The socket drops and counts datagrams of other senders. A line at V2XLOG_WARN reports each new
+    // sender, and then at most one line a minute: "PEER: datagram from ADDRESS refused, not in KEY (COUNT so far)".
+    v2xpub_senders_t m_senders = {};
+    const char* m_peer = "";       // name of the peer in these lines; in static storage
+    const char* m_sendersKey = ""; // name of the configuration key in these lines; in static storage
 };
 
 // Counters of one socket since it was opened.
 struct v2xpub_UdpSocketStats_t {
-    uint64_t received;    // datagrams delivered to the callback or by v2xpub_UdpSocketRecv
-    uint64_t tooLong;     // datagrams dropped: longer than 32767 bytes or than the buffer of v2xpub_UdpSocketRecv
-    uint64_t kernelDrops; // datagrams that the kernel dropped because the socket's receive buffer was full
-    uint64_t sent;        // datagrams that the kernel accepted
-    uint64_t sendErrors;  // datagrams that the kernel rejected
+    uint64_t received;      // datagrams delivered to the callback or by v2xpub_UdpSocketRecv
+    uint64_t tooLong;       // datagrams dropped: longer than 32767 bytes or than the buffer of v2xpub_UdpSocketRecv
+    uint64_t kernelDrops;   // datagrams that the kernel dropped because the socket's receive buffer was full
+    uint64_t sent;          // datagrams that the kernel accepted
+    uint64_t sendErrors;    // datagrams that the kernel rejected
+    uint64_t refusedSender; // datagrams dropped by the sender filter
 };
 
 // Opens and binds a socket. `rcvBufBytes` is the requested size of the receive buffer; 0 requests 4 MiB for a server

@@ -90,6 +90,10 @@ int32_t LoadTree() {
         ReadRow(row);
     }
     GetPhaseRelationship(gp_convcfg_root, PHASE_PREFIX, &g_spatconv_cfg.m_phase_relationship);
+    for (v2xspatconv_sourceGuard_t& source : g_spatconv_cfg.m_guard.m_sources) {
+        memcpy(source.m_phaseid, g_spatconv_cfg.m_phase_relationship.m_phaseid, sizeof source.m_phaseid);
+        snprintf(source.m_local_ip, sizeof source.m_local_ip, "0.0.0.0");
+    }
     for (const KeyRow& row : IDENTITY_ROWS) {
         if (ReadRow(row) != 0) {
             V2XLOG(g_scfgLog, V2XLOG_WARN, "%s node error", row.key);

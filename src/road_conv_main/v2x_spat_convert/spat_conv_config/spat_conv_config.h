@@ -5,6 +5,56 @@
 #include <cstdint>
 
 #include "v2x/v2xcfg.h"
+#include "v2x/v2xpub.h"
+
+// The sources of SPAT records.
+enum e_v2xspatconv_source : uint8_t {
+    V2XSPATCONV_LEARNER = 0,
+    V2XSPATCONV_1743 = 1,
+    V2XSPATCONV_CLOUD = 2,
+};
+inline constexpr int32_t V2XSPATCONV_SOURCES = 3;
+inline constexpr const char* V2XSPATCONV_SOURCE_NAMES[V2XSPATCONV_SOURCES] = {"learner", "1743", "cloud"};
+
+// The plausibility checks of the gate.
+enum e_v2xspatconv_check : uint8_t {
+    V2XSPATCONV_CHECK_CONFLICT = 0,
+    V2XSPATCONV_CHECK_JUMP,
+    V2XSPATCONV_CHECK_FROZEN,
+    V2XSPATCONV_CHECK_NO_YELLOW,
+    V2XSPATCONV_CHECK_DUPLICATE,
+    V2XSPATCONV_CHECK_DISAGREE,
+    V2XSPATCONV_CHECK_SENDER,
+    V2XSPATCONV_CHECK_UNMAPPED,
+    V2XSPATCONV_CHECK_CUT_OFF,
+};
+inline constexpr int32_t V2XSPATCONV_CHECKS = 9;
+inline constexpr const char* V2XSPATCONV_CHECK_NAMES[V2XSPATCONV_CHECKS] = {
+    "conflict", "jump", "frozen", "no_yellow", "duplicate", "disagree", "sender", "unmapped", "cut_off"};
+
+inline constexpr int32_t V2XSPATCONV_CONFLICTS_MAX = 200; // maximum number of pairs in Guard.Conflicts
+
+// Guard settings of one source. The cloud has only m_stale_after.
+struct v2xspatconv_sourceGuard_t {
+    char m_local_ip[32];          // dotted IPv4 address that the local port is bound to; "0.0.0.0": all addresses
+    v2xpub_senders_t m_only_from; // accepted senders
+    uint32_t m_stale_after;       // milliseconds, 1000 to 3600000; 0: the source is not watched
+    bool m_has_own_phases;        // true: the device has a phase table of its own
+    uint16_t m_phaseid[256];      // as in phase_relationship_t: the device's own table, or a copy of the common table
+};
+
+// Settings of the checks and of the choice between the sources. With all fields 0 every record is forwarded unchanged.
+struct v2xspatconv_guard_t {
+    v2xspatconv_sourceGuard_t m_sources[V2XSPATCONV_SOURCES]; // index: e_v2xspatconv_source
+    uint8_t m_priority_count;                                 // number of entries in m_priority; 0: all are forwarded
+    e_v2xspatconv_source m_priority[V2XSPATCONV_SOURCES];     // the preferred source first
+    bool m_on_stale_unavailable;    // true: the unavailable record is sent while no source is fresh
+    bool m_on_conflict_unavailable; // true: the unavailable record replaces a record with a conflict
+    bool m_on_frozen_unavailable;   // true: the unavailable state replaces the state of a frozen phase
+    uint16_t m_conflict_count;      // number of entries in m_conflicts
+    uint8_t m_conflicts[V2XSPATCONV_CONFLICTS_MAX][2]; // pairs of SPAT phases, 1 to 32, that are never green together
+    uint64_t m_ignore[V2XSPATCONV_CHECKS]; // bit 0: the check is off; bit n: the check is off for phase n (1 to 32)
+};
 
 #pragma pack(push, 1)
 
@@ -33,6 +83,7 @@ struct phase_relationship_t {
 struct corrections_t {
     bool m_spat_down;   // true: cloud SPAT reaches the stack application with status, lights and timing
     bool m_reply_items; // true: each item of a stack reply starts at the end of the previous item
+    bool m_quiet_log;   // true: lines that a healthy unit writes all the time have level 7
 };
 
 struct spat_conv_config_t {
@@ -44,6 +95,8 @@ struct spat_conv_config_t {
     int32_t m_regionId; // RoadRegulatorID, 0 to 65535; checked when a record is filled
     int32_t m_nodeId;   // NodeID, 0 to 65535; checked when a record is filled
     corrections_t m_corrections;
+    char m_control_path[108];               // path of the control socket; empty: no socket
+    alignas(8) v2xspatconv_guard_t m_guard; // aligned, so that references to its fields are valid
 };
 
 #pragma pack(pop)

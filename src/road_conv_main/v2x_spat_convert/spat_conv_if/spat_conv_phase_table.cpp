@@ -1,9 +1,9 @@
 #include "spat_conv_phase_table.h"
 
 #include <cstring>
-#include <ctime>
 #include <iterator>
 
+#include "spat_conv_time.h"
 #include "v2x/v2xpub.h"
 
 namespace {
@@ -12,8 +12,6 @@ constexpr int64_t ROAD_REGULATOR_ID_MAX = 65535;
 constexpr int64_t NODE_ID_MAX = 65535;
 constexpr int64_t MINUTE_OF_THE_YEAR_MAX = 527040;
 constexpr int64_t D_SECOND_MAX = 65535;
-
-constexpr uint64_t MICROSECONDS_PER_SECOND = 1000000;
 
 // entries[i] points to the entry of device phase i in a device phase table; null if the table has no such entry.
 struct PhaseIndex {
@@ -35,23 +33,6 @@ void LogCopiedPhase(v2xlog_tag_t& tag, int32_t phaseId, const uint8_t* entry) {
     v2xipc_pahseState_t state;
     memcpy(&state, entry + sizeof(v2xipc_phase_t), sizeof state);
     V2XLOG(tag, V2XLOG_DEBUG, "======Ipc phaseId%d:%d[%d]======", phaseId, state.m_endTime, state.m_lightState);
-}
-
-// Returns the minute of the year in local time, 0 to 527039. `now` is in microseconds since 1970-01-01 UTC.
-int32_t GetMoyOfTheYear(v2xlog_tag_t& tag, uint64_t now) {
-    int32_t ret = 0;
-    V2XLOG_TRACE_SCOPE(tag, ret);
-    const time_t seconds = static_cast<time_t>(now / MICROSECONDS_PER_SECOND);
-    tm local = {};
-    localtime_r(&seconds, &local);
-    return ret = (local.tm_yday * 24 + local.tm_hour) * 60 + local.tm_min;
-}
-
-// Returns the millisecond of the minute, 0 to 59999. All time zones are whole minutes, so UTC gives the same result.
-int32_t GetSecMarkOfTheMinute(v2xlog_tag_t& tag, uint64_t now) {
-    int32_t ret = 0;
-    V2XLOG_TRACE_SCOPE(tag, ret);
-    return ret = static_cast<int32_t>(now / 1000 % 60000);
 }
 
 // Fills the index with one pass over the table, so that the 32 look-ups need no search.
@@ -134,8 +115,9 @@ uint16_t v2xspatconv_WritePhase(uint8_t* entry, uint8_t phaseId, uint8_t lightSt
     return sizeof phase + sizeof state;
 }
 
-void DealLMPhaseToIpcData(v2xlog_tag_t& tag, const spat_conv_config_t& cfg, v2xspatconv_match match,
-                          std::span<const uint8_t> lm_phase, v2xipc_phases_t* spat_ipc) {
+void DealLMPhaseToIpcData(v2xlog_tag_t& tag, std::span<const uint16_t, 256> phases, v2xspatconv_match match,
+                          std::span<const uint8_t> lm_phase, v2xipc_phases_t* spat_ipc,
+                          v2xspatconv_findings_t& /*findings*/) {
     const int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(tag, ret);
     PhaseIndex index;
@@ -143,7 +125,7 @@ void DealLMPhaseToIpcData(v2xlog_tag_t& tag, const spat_conv_config_t& cfg, v2xs
     uint8_t* record = reinterpret_cast<uint8_t*>(spat_ipc);
     size_t offset = sizeof *spat_ipc;
     for (uint8_t phaseId = 1; phaseId <= V2XSPATCONV_PHASE_MAX; phaseId++) {
-        const uint16_t mapped = cfg.m_phase_relationship.m_phaseid[phaseId];
+        const uint16_t mapped = phases[phaseId];
         const uint16_t devicePhase = mapped != 0 ? mapped : phaseId;
         const uint8_t* entry = GetLMPhaseByPhaseId(tag, index, devicePhase);
         if (entry == nullptr) {

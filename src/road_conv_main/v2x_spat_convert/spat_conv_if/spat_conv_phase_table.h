@@ -10,6 +10,7 @@
 #include <span>
 
 #include "spat_conv_config.h"
+#include "spat_conv_gate.h"
 #include "v2x/v2xipc_data.h"
 #include "v2x/v2xlog.h"
 
@@ -35,9 +36,10 @@ int32_t v2xspatconv_FillIpcHead(v2xlog_tag_t& tag, const spat_conv_config_t& cfg
 // (0.1 s), and has no optional times. Returns 17.
 uint16_t v2xspatconv_WritePhase(uint8_t* entry, uint8_t phaseId, uint8_t lightState, uint16_t endTime);
 
-// Copies the table's entries to the record as SPAT phases 1 to 32, in ascending order. The phase relationship of cfg
-// maps a SPAT phase to its device phase; 0 maps to the same number. lm_phase is the written part of the table. Only its
-// first 32 entries are read; entries without states are ignored. Legacy: m_phaseNum stays unchanged, so the stack
-// application receives the number that the device reported.
-void DealLMPhaseToIpcData(v2xlog_tag_t& tag, const spat_conv_config_t& cfg, v2xspatconv_match match,
-                          std::span<const uint8_t> lm_phase, v2xipc_phases_t* spat_ipc);
+// Copies the table's entries to the record as SPAT phases 1 to 32, in ascending order. phases[i] is the device phase of
+// SPAT phase i; 0 selects device phase i. lm_phase is the written part of the table. Only its first 32 entries are
+// read; entries without states are ignored. Legacy: m_phaseNum stays unchanged, so the stack application receives the
+// number that the device reported. Adds to `findings` what the record omits and which device phases have two lights.
+void DealLMPhaseToIpcData(v2xlog_tag_t& tag, std::span<const uint16_t, 256> phases, v2xspatconv_match match,
+                          std::span<const uint8_t> lm_phase, v2xipc_phases_t* spat_ipc,
+                          v2xspatconv_findings_t& findings);

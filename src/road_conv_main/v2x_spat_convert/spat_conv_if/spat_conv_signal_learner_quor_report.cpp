@@ -3,8 +3,8 @@
 #include <cstring>
 #include <span>
 
+#include "spat_conv_gate.h"
 #include "spat_conv_phase_table.h"
-#include "spat_conv_stack_interface.h"
 #include "v2x/v2xcount.h"
 #include "v2x/v2xipc_data.h"
 
@@ -61,9 +61,10 @@ void v2xspatconv_DealSinglePhase(std::span<const uint8_t, PHASE_LENGTH> data, ui
 }
 
 // Converts a report to an IPC SPAT record. `data` contains the received phase records; phase_num is the number that the
-// report claims. If the report is shorter, the missing phases are omitted. Returns 0; -4 if the configuration cannot be
-// loaded; otherwise the result of v2xspatconv_FillIpcHead.
-int32_t v2xspatconv_LearnMachineToIpcSpat(std::span<const uint8_t> data, uint8_t phase_num, v2xipc_phases_t* spat_ipc) {
+// report claims. If the report is shorter, the missing phases are omitted. Adds to `findings`. Returns 0; -4 if the
+// configuration cannot be loaded; otherwise the result of v2xspatconv_FillIpcHead.
+int32_t v2xspatconv_LearnMachineToIpcSpat(std::span<const uint8_t> data, uint8_t phase_num, v2xipc_phases_t* spat_ipc,
+                                          v2xspatconv_findings_t& findings) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_quorLog, ret);
     const spat_conv_config_t* cfg = v2xspatconv_GetAdapterConfig(g_quorLog);
@@ -81,13 +82,14 @@ int32_t v2xspatconv_LearnMachineToIpcSpat(std::span<const uint8_t> data, uint8_t
         data = data.subspan(PHASE_LENGTH);
         written += phase_len;
     }
-    DealLMPhaseToIpcData(g_quorLog, *cfg, v2xspatconv_match::last, {lm_phase, written}, spat_ipc);
+    DealLMPhaseToIpcData(g_quorLog, cfg->m_guard.m_sources[V2XSPATCONV_LEARNER].m_phaseid, v2xspatconv_match::last,
+                         {lm_phase, written}, spat_ipc, findings);
     return ret;
 }
 
-// Converts the body of a report and sends the record to the stack application. The report counts as accepted by the
+// Converts the body of a report and hands the record to the gate. The report counts as accepted by the
 // link even if the conversion fails. Returns the result of the conversion.
-int32_t DealLearnMachineData(std::span<const uint8_t> body) {
+int32_t DealLearnMachineData(std::span<const uint8_t> body, v2xpub_address_t sender) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_quorLog, ret);
     const uint8_t phase_num = body.size() > BODY_PHASE_NUM ? body[BODY_PHASE_NUM] : uint8_t{0};
@@ -95,13 +97,14 @@ int32_t DealLearnMachineData(std::span<const uint8_t> body) {
         body.size() > BODY_HEAD_LENGTH ? body.subspan(BODY_HEAD_LENGTH) : body.last(0);
     alignas(8) uint8_t record[V2XIPC_RECORD_SIZE] = {};
     v2xipc_phases_t* spat_ipc = reinterpret_cast<v2xipc_phases_t*>(record);
-    ret = v2xspatconv_LearnMachineToIpcSpat(phases, phase_num, spat_ipc);
+    v2xspatconv_findings_t findings;
+    ret = v2xspatconv_LearnMachineToIpcSpat(phases, phase_num, spat_ipc, findings);
     if (ret != 0) {
         g_notConverted.Add();
         V2XLOG(g_quorLog, V2XLOG_WARN, "v2xspatconv_LearnMachineToIpcSpat error");
     } else {
         g_accepted.Add();
-        v2xspatconv_SpatNotify(spat_ipc);
+        v2xspatconv_GateRecord(V2XSPATCONV_LEARNER, spat_ipc, findings, sender, v2xpub_GetMonotonicTime());
     }
     v2xspatconv_LinkCountAccepted(g_quorLink);
     return ret;
@@ -119,8 +122,7 @@ void RejectReport(const v2xpub_UdpSocketDataHead_t& datagram) {
 
 } // namespace
 
-void v2xspatconv_GetLearnMachineDataRcv(V2X_UDPSOCKHANDLE /*handle*/, void* p_data, void* /*addr*/,
-                                        int16_t /*addrLen*/) {
+void v2xspatconv_GetLearnMachineDataRcv(V2X_UDPSOCKHANDLE /*handle*/, void* p_data, void* addr, int16_t addrLen) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_quorLog, ret);
     const v2xpub_UdpSocketDataHead_t* datagram = static_cast<const v2xpub_UdpSocketDataHead_t*>(p_data);
@@ -137,5 +139,6 @@ void v2xspatconv_GetLearnMachineDataRcv(V2X_UDPSOCKHANDLE /*handle*/, void* p_da
         V2XLOG(g_quorLog, V2XLOG_ERROR, "Invalid Length, [recv len:%d] , [calc len:%d]", received, length);
         return;
     }
-    ret = DealLearnMachineData({bytes + REPORT_HEAD_LENGTH, static_cast<size_t>(bodyLength)});
+    ret = DealLearnMachineData({bytes + REPORT_HEAD_LENGTH, static_cast<size_t>(bodyLength)},
+                               v2xpub_ReadAddress(addr, addrLen));
 }

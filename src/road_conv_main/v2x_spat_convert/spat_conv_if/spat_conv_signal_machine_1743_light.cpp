@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "spat_conv_gate.h"
 #include "spat_conv_phase_table.h"
-#include "spat_conv_stack_interface.h"
 #include "v2x/v2xcount.h"
 #include "v2x/v2xipc_data.h"
 
@@ -221,7 +221,7 @@ int32_t DealIntoLinkLightColorStatusInfo(std::span<const uint8_t>& data, v2xipc_
 // Converts the content of a light-status report to a record whose header is filled. Returns 0; -3 if the frame is too
 // short or a link fails; -4 for too many links.
 int32_t DealLightColorStatusContent(const spat_conv_config_t& cfg, std::span<const uint8_t> data,
-                                    v2xipc_phases_t* spat_ipc) {
+                                    v2xipc_phases_t* spat_ipc, v2xspatconv_findings_t& findings) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_1743Log, ret);
     dataCrossSta_1743_t msgCross;
@@ -239,24 +239,26 @@ int32_t DealLightColorStatusContent(const spat_conv_config_t& cfg, std::span<con
             return ret = -4;
         }
     }
-    DealLMPhaseToIpcData(g_1743Log, cfg, v2xspatconv_match::first, {table.entries, table.written}, spat_ipc);
+    DealLMPhaseToIpcData(g_1743Log, cfg.m_guard.m_sources[V2XSPATCONV_1743].m_phaseid, v2xspatconv_match::first,
+                         {table.entries, table.written}, spat_ipc, findings);
     return ret;
 }
 
-int32_t DealSignalMachineToIpcSpat(std::span<const uint8_t> data, v2xipc_phases_t* spat_ipc) {
+int32_t DealSignalMachineToIpcSpat(std::span<const uint8_t> data, v2xipc_phases_t* spat_ipc,
+                                   v2xspatconv_findings_t& findings) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_1743Log, ret);
     const spat_conv_config_t* cfg = v2xspatconv_GetAdapterConfig(g_1743Log);
     ret = cfg != nullptr ? v2xspatconv_FillIpcHead(g_1743Log, *cfg, spat_ipc) : -4;
     if (ret == 0) {
-        ret = DealLightColorStatusContent(*cfg, data, spat_ipc);
+        ret = DealLightColorStatusContent(*cfg, data, spat_ipc, findings);
     }
     return ret;
 }
 
 } // namespace
 
-int32_t DealSignalMachineDataTable(std::span<const uint8_t> data) {
+int32_t DealSignalMachineDataTable(std::span<const uint8_t> data, v2xpub_address_t sender) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_1743Log, ret);
     dataHead_1743_t head;
@@ -266,13 +268,14 @@ int32_t DealSignalMachineDataTable(std::span<const uint8_t> data) {
     }
     alignas(8) uint8_t record[V2XIPC_RECORD_SIZE] = {};
     v2xipc_phases_t* spat_ipc = reinterpret_cast<v2xipc_phases_t*>(record);
-    ret = DealSignalMachineToIpcSpat(data, spat_ipc);
+    v2xspatconv_findings_t findings;
+    ret = DealSignalMachineToIpcSpat(data, spat_ipc, findings);
     if (ret != 0) {
         g_notConverted.Add();
         V2XLOG(g_1743Log, V2XLOG_WARN, "DealSignalMachineToIpcSpat error");
     } else {
         g_accepted.Add();
-        v2xspatconv_SpatNotify(spat_ipc);
+        v2xspatconv_GateRecord(V2XSPATCONV_1743, spat_ipc, findings, sender, v2xpub_GetMonotonicTime());
     }
     v2xspatconv_LinkCountAccepted(g_1743Link);
     return ret;

@@ -42,8 +42,9 @@ constexpr uint16_t CRC_POLYNOMIAL = 0xA001;
 // Byte ring between the receive thread and the processing task. Both indexes are -1 if the ring is empty.
 struct SerialBuffer_t {
     uint8_t m_data[RING_SIZE];
-    int m_front = -1; // index of the oldest byte
-    int m_rear = -1;  // index of the newest byte
+    int m_front = -1;            // index of the oldest byte
+    int m_rear = -1;             // index of the newest byte
+    v2xpub_address_t m_sender{}; // of the last datagram; the ring mixes the bytes of all senders
     std::mutex m_mutex{};
 };
 
@@ -146,6 +147,11 @@ int32_t GetOneCompleteDataPacket(SerialBuffer_t& buffer, uint8_t* data, size_t* 
     return ret;
 }
 
+v2xpub_address_t LastSender(SerialBuffer_t& buffer) {
+    const std::lock_guard<std::mutex> guard(buffer.m_mutex);
+    return buffer.m_sender;
+}
+
 // Decodes an escape sequence at the start of `bytes`. Returns the decoded byte; -1 if `bytes` starts with no escape
 // sequence.
 int32_t DecodeEscape(std::span<const uint8_t> bytes) {
@@ -202,7 +208,7 @@ int32_t DealSignalMachineRecvData(std::span<const uint8_t> data) {
         V2XLOG(g_1743Log, V2XLOG_ERROR, "crc error,calc:%04X,recv:%04X", calculated, received);
         return ret = -6;
     }
-    DealSignalMachineDataTable(payload);
+    DealSignalMachineDataTable(payload, LastSender(g_seria_buffer));
     return ret;
 }
 
@@ -230,8 +236,7 @@ void initBuffer(void) {
     g_seria_buffer.m_rear = -1;
 }
 
-void v2xspatconv_GetSignalMachine1743DataRcv(V2X_UDPSOCKHANDLE /*handle*/, void* p_data, void* /*addr*/,
-                                             int16_t /*addrLen*/) {
+void v2xspatconv_GetSignalMachine1743DataRcv(V2X_UDPSOCKHANDLE /*handle*/, void* p_data, void* addr, int16_t addrLen) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_1743Log, ret);
     const v2xpub_UdpSocketDataHead_t* datagram = static_cast<const v2xpub_UdpSocketDataHead_t*>(p_data);
@@ -244,6 +249,7 @@ void v2xspatconv_GetSignalMachine1743DataRcv(V2X_UDPSOCKHANDLE /*handle*/, void*
     {
         const std::lock_guard<std::mutex> guard(g_seria_buffer.m_mutex);
         dropped = enqueue(g_seria_buffer, {datagram->mp_data, length});
+        g_seria_buffer.m_sender = v2xpub_ReadAddress(addr, addrLen);
     }
     g_droppedBytes.Add(dropped);
     V2XLOG_TIMES(g_1743Log, V2XLOG_ERROR, static_cast<uint32_t>(dropped), "enqueue signal machine data error");

@@ -6,10 +6,10 @@
 #include <memory>
 
 #include "spat_conv_config.h"
+#include "spat_conv_gate.h"
 #include "spat_conv_spatdown_internal.h"
 #include "spat_conv_spatdown_ipc.h"
 #include "spat_conv_spatdown_json.h"
-#include "spat_conv_stack_interface.h"
 #include "v2x/v2xcount.h"
 #include "v2x/v2xmsgset.h"
 
@@ -73,7 +73,7 @@ void ConvertDocument(SPAT_t& spat) {
         return;
     }
     g_accepted.Add();
-    v2xspatconv_SpatNotify(spat_ipc);
+    v2xspatconv_GateRecord(V2XSPATCONV_CLOUD, spat_ipc, {}, {}, v2xpub_GetMonotonicTime());
 }
 
 } // namespace

@@ -1,0 +1,69 @@
+// The gate: the one entry for SPAT records of all sources. The gate watches the sources, checks their records, decides
+// which records reach the stack application, and sends these records.
+//
+// Times are monotonic, in microseconds (v2xpub_GetMonotonicTime). All functions may be called on any thread. One lock
+// guards decision and sending, so the order on the wire is the order of the decisions. No function waits for a peer.
+// Without settings in v2xspatconv_guard_t every record is sent unchanged.
+#pragma once
+
+#include <cstdint>
+
+#include "spat_conv_config.h"
+#include "v2x/v2xipc_data.h"
+#include "v2x/v2xpub.h"
+
+// A device phase that one message reports with two different lights.
+struct v2xspatconv_duplicate_t {
+    uint8_t phase; // device phase
+    uint8_t first; // V2XIPC_LIGHT_...
+    uint8_t second;
+};
+
+// What a source found while it converted one message.
+struct v2xspatconv_findings_t {
+    uint8_t duplicateCount = 0;                  // number of entries in `duplicates`
+    v2xspatconv_duplicate_t duplicates[32] = {}; // the first 32
+    uint64_t unmapped[4] = {};                   // bit set of the device phases (0 to 255) that feed no SPAT phase
+    uint64_t cutOff = 0; // bit n: the record omits SPAT phase n, because the reported phase count is too small
+};
+
+enum class v2xspatconv_sourceState : uint8_t {
+    off,       // the source is not enabled, or could not be started
+    unwatched, // StaleAfter is 0: the source is never fresh or stale
+    waiting,   // watched; no record has been accepted yet
+    fresh,     // the last accepted record is at most StaleAfter old
+    stale,     // no record for StaleAfter, or too few records since then
+};
+
+// Copy of the state of one source.
+struct v2xspatconv_sourceRow_t {
+    v2xspatconv_sourceState state = v2xspatconv_sourceState::off;
+    bool isForwarded = false;  // true: records of this source are forwarded at present
+    uint64_t accepted = 0;     // accepted records
+    uint64_t lastAccepted = 0; // time of the last accepted record; 0: none
+    v2xpub_address_t sender;   // of the last accepted record; 0 for the cloud
+};
+
+// Reads the settings and starts to watch the enabled sources at the time `now`. Main thread, before the sources start.
+void v2xspatconv_GateInit(const spat_conv_config_t& config, uint64_t now);
+
+// Sets the state of a source to `off`: the source could not be started.
+void v2xspatconv_GateSwitchOff(e_v2xspatconv_source source);
+
+// Takes one record of a source: `record` is a buffer of V2XIPC_RECORD_SIZE bytes, which the caller owns and the gate
+// does not change. `sender` is the address of the device. A record is accepted if it has at least one phase entry with
+// a state within m_phaseNum. Returns the result of v2xspatconv_SpatNotify, or 0 if the record is withheld. Allocates
+// nothing.
+int32_t v2xspatconv_GateRecord(e_v2xspatconv_source source, const v2xipc_phases_t* record,
+                               const v2xspatconv_findings_t& findings, v2xpub_address_t sender, uint64_t now);
+
+// Does what is due at the time `now`: sources become stale, unavailable records are sent, checks end. Returns the time
+// of the next deadline, or UINT64_MAX if there is none. Main thread, at most 0.25 s late.
+uint64_t v2xspatconv_GateTick(uint64_t now);
+
+// Ends the gate at a clean stop. If Guard.OnStale is "unavailable", sends the unavailable record once and withholds all
+// later records.
+void v2xspatconv_GateStop(uint64_t now);
+
+// Copies the states of all sources; `rows` is indexed by e_v2xspatconv_source.
+void v2xspatconv_GateGetSources(v2xspatconv_sourceRow_t (&rows)[V2XSPATCONV_SOURCES]);

@@ -1,0 +1,1 @@
+#include "spat_conv_gate_sources.h"
