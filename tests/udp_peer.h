@@ -17,12 +17,12 @@
 
 class UdpPeer {
 public:
-    // port: 0 for any free one; with another value isBound() tells whether it was free.
-    explicit UdpPeer(uint16_t port = 0) {
+    // port: 0 for any free one; with another value isBound() tells whether it was free. host: last byte of 127.0.0.x.
+    explicit UdpPeer(uint16_t port = 0, uint8_t host = 1) {
         const int room = 4 * 1024 * 1024;
         setsockopt(m_fd, SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
         for (int tries = port == 0 ? PORTS : 1; !m_isBound && tries > 0; tries--) {
-            m_address = at(port == 0 ? nextPort() : port);
+            m_address = at(port == 0 ? nextPort() : port, host);
             m_isBound = bind(m_fd, reinterpret_cast<const sockaddr*>(&m_address), sizeof m_address) == 0;
         }
     }
@@ -71,10 +71,10 @@ private:
         return static_cast<uint16_t>(FIRST_PORT + next++ % PORTS);
     }
 
-    static sockaddr_in at(uint16_t port) {
+    static sockaddr_in at(uint16_t port, uint8_t host = 1) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK - 1 + host);
         address.sin_port = htons(port);
         return address;
     }

@@ -62,10 +62,20 @@ std::string NotifySocket::receive(int milliseconds) const {
 Unit::Unit() {
     std::filesystem::create_directory(folder.path() + "/conf");
     writeFile(folder.path() + "/conf/sysinfo.xml", "<device_id>" + device + "</device_id>");
+}
+
+void Unit::writeConfiguration() const {
     writeFile(folder.path() + "/conf/v2x_ipc.cfg",
-              "ipc = { spat_conv_sndport = " + std::to_string(recordPort) + "; spat_conv_rcvport = " +
+              "ipc = { " + ipcKeys + " spat_conv_sndport = " + std::to_string(recordPort) + "; spat_conv_rcvport = " +
                   std::to_string(requestPort) + "; spatconv_logtool_rcvport = " + std::to_string(logToolPort) +
                   "; app_rs_rcvport = " + std::to_string(stack.port()) + "; hosts = { RSU_RCV = \"127.0.0.1\"; }; };");
+    const std::string standard =
+        "rsuSpatConfigInfo = { Sysinfoname = \"" + folder.path() + "/conf/sysinfo.xml\";\n" +
+        "LearnMachine = { IsEnable = true; Ip = \"127.0.0.1\"; Port = " + std::to_string(learner.port()) +
+        "; LocalPort = " + std::to_string(reportPort) + "; " + learnerKeys + " };\n" +
+        "SignalMachine1743 = { IsEnable = true; LocalPort = " + std::to_string(framePort) + "; " + controllerKeys +
+        " };\n" + moreGroups + "Corrections = { " + corrections + " };\nnodeId = 2; regionId = 1; };\n";
+    writeFile(folder.path() + "/conf/v2x_spat_convert.cfg", cfg.empty() ? standard : cfg);
 }
 
 void Unit::startSimulator(const std::string& role, std::vector<std::string> arguments, const std::string& name) {
@@ -125,13 +135,7 @@ void Unit::start(const std::vector<std::string>& options, const std::vector<std:
     for (UdpPeer& port : held) {
         port.release();
     }
-    const std::string standard =
-        "rsuSpatConfigInfo = { Sysinfoname = \"" + folder.path() + "/conf/sysinfo.xml\";\n" +
-        "LearnMachine = { IsEnable = true; Ip = \"127.0.0.1\"; Port = " + std::to_string(learner.port()) +
-        "; LocalPort = " + std::to_string(reportPort) + "; };\n" +
-        "SignalMachine1743 = { IsEnable = true; LocalPort = " + std::to_string(framePort) + "; };\n" +
-        "Corrections = { " + corrections + " };\nnodeId = 2; regionId = 1; };\n";
-    writeFile(folder.path() + "/conf/v2x_spat_convert.cfg", cfg.empty() ? standard : cfg);
+    writeConfiguration();
     std::vector<std::string> argv = launcher;
     argv.insert(argv.end(), {V2X_BIN "/v2x_spat_convert", "-w", folder.path(), "-f", logPath});
     argv.insert(argv.end(), options.begin(), options.end());
