@@ -37,8 +37,8 @@ void stop(Unit& unit) {
 TEST(ScenarioGuard, OtherSendersAreRefusedAndCounted) {
     Unit unit;
     unit.ipcKeys = "local_ip = \"127.0.0.1\";";
-    unit.learnerKeys = "OnlyFrom = \"127.0.0.1\"; LocalIp = \"127.0.0.1\";";
-    unit.controllerKeys = "OnlyFrom = [ \"10.0.0.0/8\", \"127.0.0.1/32\" ];";
+    unit.learnerKeys += "OnlyFrom = \"127.0.0.1\"; LocalIp = \"127.0.0.1\";";
+    unit.controllerKeys += "OnlyFrom = [ \"10.0.0.0/8\", \"127.0.0.1/32\" ];";
     unit.startAndWaitReady();
     const UdpPeer forger(0, 2); // 127.0.0.2
     const Bytes reply = replyWith(hex("00"));
@@ -87,7 +87,7 @@ TEST(ScenarioGuard, StaleSourceBecomesUnavailableUntilItIsFreshAgain) {
         SCOPED_TRACE(isLearner ? "learner" : "1743");
         Unit unit;
         unit.moreGroups = "Guard = { OnStale = \"unavailable\"; };\n";
-        (isLearner ? unit.learnerKeys : unit.controllerKeys) = "StaleAfter = 2;";
+        (isLearner ? unit.learnerKeys : unit.controllerKeys) += "StaleAfter = 2;";
         (isLearner ? unit.controllerKeys : unit.learnerKeys) = "IsEnable = false;";
         unit.startAndWaitReady();
         const auto send = [&] {
@@ -122,8 +122,8 @@ TEST(ScenarioGuard, StaleSourceBecomesUnavailableUntilItIsFreshAgain) {
 TEST(ScenarioGuard, ForwardsTheFirstFreshSourceThroughItsOwnPhaseTable) {
     Unit unit;
     unit.moreGroups = "Guard = { SourcePriority = [ \"learner\", \"1743\" ]; };\n";
-    unit.learnerKeys = "StaleAfter = 1.5; PhaseRelationship = { PhaseID7 = 3; };";
-    unit.controllerKeys = "StaleAfter = 3; PhaseRelationship = { PhaseID9 = 2; };";
+    unit.learnerKeys += "StaleAfter = 1.5; PhaseRelationship = { PhaseID7 = 3; };";
+    unit.controllerKeys += "StaleAfter = 3; PhaseRelationship = { PhaseID9 = 2; };";
     unit.startAndWaitReady();
     const Record learner = {"1", "3:5:150", "7:5:150"};
     const Record controller = {"1", "2:3:90", "9:3:90"};
@@ -162,7 +162,7 @@ TEST(ScenarioGuard, ForwardsTheFirstFreshSourceThroughItsOwnPhaseTable) {
 TEST(ScenarioGuard, TellsTheServiceManagerTheStateOfEachPeer) {
     Unit unit;
     unit.controllerKeys = "IsEnable = false;";
-    unit.learnerKeys = "StaleAfter = 1;";
+    unit.learnerKeys += "StaleAfter = 1;";
     unit.startAndWaitReady();
     unit.learner.sendTo(unit.reportPort, GREEN_15_S);
     for (const char* const part : {"STATUS=learner fresh", "STATUS=learner stale"}) {

@@ -69,12 +69,12 @@ void Unit::writeConfiguration() const {
               "ipc = { " + ipcKeys + " spat_conv_sndport = " + std::to_string(recordPort) + "; spat_conv_rcvport = " +
                   std::to_string(requestPort) + "; spatconv_logtool_rcvport = " + std::to_string(logToolPort) +
                   "; app_rs_rcvport = " + std::to_string(stack.port()) + "; hosts = { RSU_RCV = \"127.0.0.1\"; }; };");
-    const std::string standard =
-        "rsuSpatConfigInfo = { Sysinfoname = \"" + folder.path() + "/conf/sysinfo.xml\";\n" +
-        "LearnMachine = { IsEnable = true; Ip = \"127.0.0.1\"; Port = " + std::to_string(learner.port()) +
-        "; LocalPort = " + std::to_string(reportPort) + "; " + learnerKeys + " };\n" +
-        "SignalMachine1743 = { IsEnable = true; LocalPort = " + std::to_string(framePort) + "; " + controllerKeys +
-        " };\n" + moreGroups + "Corrections = { " + corrections + " };\nnodeId = 2; regionId = 1; };\n";
+    const std::string standard = "rsuSpatConfigInfo = { Sysinfoname = \"" + folder.path() + "/conf/sysinfo.xml\";\n" +
+                                 "LearnMachine = { Ip = \"127.0.0.1\"; Port = " + std::to_string(learner.port()) +
+                                 "; LocalPort = " + std::to_string(reportPort) + "; " + learnerKeys + " };\n" +
+                                 "SignalMachine1743 = { LocalPort = " + std::to_string(framePort) + "; " +
+                                 controllerKeys + " };\n" + moreGroups + "Corrections = { " + corrections +
+                                 " };\nnodeId = 2; regionId = 1; };\n";
     writeFile(folder.path() + "/conf/v2x_spat_convert.cfg", cfg.empty() ? standard : cfg);
 }
 

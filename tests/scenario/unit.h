@@ -78,13 +78,13 @@ public:
     void startStackSimulator(std::vector<std::string> arguments = {});
     void startCloudSimulator(std::vector<std::string> arguments);
 
-    std::string corrections;           // of Corrections
-    std::string learnerKeys;           // more keys of LearnMachine
-    std::string controllerKeys;        // more keys of SignalMachine1743
-    std::string moreGroups;            // more groups of rsuSpatConfigInfo
-    std::string ipcKeys;               // more keys of v2x_ipc.cfg
-    std::string cfg;                   // replaces the whole file unless empty
-    std::vector<std::string> launcher; // command line in front of the daemon's
+    std::string corrections;                         // of Corrections
+    std::string learnerKeys = "IsEnable = true;";    // keys of LearnMachine besides Ip and ports
+    std::string controllerKeys = "IsEnable = true;"; // keys of SignalMachine1743 besides ports
+    std::string moreGroups;                          // more groups of rsuSpatConfigInfo
+    std::string ipcKeys;                             // more keys of v2x_ipc.cfg
+    std::string cfg;                                 // replaces the whole file unless empty
+    std::vector<std::string> launcher;               // command line in front of the daemon's
     std::optional<Process> daemon;
 
 private:
