@@ -87,7 +87,7 @@ TEST(ScenarioGuard, StaleSourceBecomesUnavailableUntilItIsFreshAgain) {
         SCOPED_TRACE(isLearner ? "learner" : "1743");
         Unit unit;
         unit.moreGroups = "Guard = { OnStale = \"unavailable\"; };\n";
-        (isLearner ? unit.learnerKeys : unit.controllerKeys) += "StaleAfter = 2;";
+        (isLearner ? unit.learnerKeys : unit.controllerKeys) += "StaleAfter = 1;";
         (isLearner ? unit.controllerKeys : unit.learnerKeys) = "IsEnable = false;";
         unit.startAndWaitReady();
         const auto send = [&] {
@@ -101,10 +101,10 @@ TEST(ScenarioGuard, StaleSourceBecomesUnavailableUntilItIsFreshAgain) {
             expectUnavailable(unit.receiveRecord(4000).value(), isLearner ? "03" : "02");
         }
         const double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - sent).count();
-        EXPECT_NEAR(elapsed, 3.1, 0.6) << "2 s, then every second";
+        EXPECT_NEAR(elapsed, 2.1, 0.6) << "after 1 s, and a second later";
         for (int i = 0; i < 3; i++) {
             send();
-            std::this_thread::sleep_for(600ms);
+            std::this_thread::sleep_for(550ms);
         }
         const std::vector<Record> records = recordsWithin(unit, 100);
         EXPECT_EQ(records.back().at(1), isLearner ? "3:5:150" : "2:3:90");
@@ -112,7 +112,7 @@ TEST(ScenarioGuard, StaleSourceBecomesUnavailableUntilItIsFreshAgain) {
         stop(unit);
         expectUnavailable(unit.receiveRecord(1000).value(), isLearner ? "03" : "02");
         const std::string name = isLearner ? "learner 127.0.0.1" : "1743 127.0.0.1";
-        EXPECT_EQ(occurrences(unit.log(), name + ": stale, no report for 2."), 1U) << unit.log();
+        EXPECT_EQ(occurrences(unit.log(), name + ": stale, no report for 1."), 1U) << unit.log();
         EXPECT_EQ(occurrences(unit.log(), " (1 accepted before)"), 1U);
         EXPECT_EQ(occurrences(unit.log(), name + ": fresh again after "), 1U);
         EXPECT_EQ(occurrences(unit.log(), "not_fresh 2"), 1U);
@@ -122,7 +122,7 @@ TEST(ScenarioGuard, StaleSourceBecomesUnavailableUntilItIsFreshAgain) {
 TEST(ScenarioGuard, ForwardsTheFirstFreshSourceThroughItsOwnPhaseTable) {
     Unit unit;
     unit.moreGroups = "Guard = { SourcePriority = [ \"learner\", \"1743\" ]; };\n";
-    unit.learnerKeys += "StaleAfter = 1.5; PhaseRelationship = { PhaseID7 = 3; };";
+    unit.learnerKeys += "StaleAfter = 1; PhaseRelationship = { PhaseID7 = 3; };";
     unit.controllerKeys += "StaleAfter = 3; PhaseRelationship = { PhaseID9 = 2; };";
     unit.startAndWaitReady();
     const Record learner = {"1", "3:5:150", "7:5:150"};
@@ -135,7 +135,7 @@ TEST(ScenarioGuard, ForwardsTheFirstFreshSourceThroughItsOwnPhaseTable) {
                 reports++;
             }
             unit.controller.sendTo(unit.framePort, RED_9_S);
-            std::this_thread::sleep_for(500ms);
+            std::this_thread::sleep_for(300ms);
         }
         return recordsWithin(unit, 700);
     };
