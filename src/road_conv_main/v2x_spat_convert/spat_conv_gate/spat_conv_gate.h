@@ -58,12 +58,13 @@ int32_t v2xspatconv_GateRecord(e_v2xspatconv_source source, const v2xipc_phases_
                                const v2xspatconv_findings_t& findings, v2xpub_address_t sender, uint64_t now);
 
 // Does what is due at the time `now`: sources become stale, unavailable records are sent, checks end. Returns the time
-// of the next deadline, or UINT64_MAX if there is none. Main thread, at most 0.25 s late.
+// of the next deadline, at most 0.25 s after `now` if a source is watched; UINT64_MAX if there is none. Main thread, at
+// most 0.25 s late.
 uint64_t v2xspatconv_GateTick(uint64_t now);
 
 // Ends the gate at a clean stop. If Guard.OnStale is "unavailable", sends the unavailable record once and withholds all
-// later records.
-void v2xspatconv_GateStop(uint64_t now);
+// later records. Main thread.
+void v2xspatconv_GateStop(void);
 
 // Copies the states of all sources; `rows` is indexed by e_v2xspatconv_source.
 void v2xspatconv_GateGetSources(v2xspatconv_sourceRow_t (&rows)[V2XSPATCONV_SOURCES]);

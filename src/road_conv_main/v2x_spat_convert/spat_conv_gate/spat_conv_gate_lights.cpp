@@ -70,7 +70,8 @@ void v2xspatconv_ReadLights(v2xspatconv_recordBytes record, v2xspatconv_lights_t
 void v2xspatconv_ReplaceLights(v2xspatconv_recordBytes record, uint64_t phases,
                                std::span<uint8_t, V2XIPC_RECORD_SIZE> out) {
     std::fill(out.begin(), out.end(), uint8_t{0});
-    uint8_t* end = std::copy_n(record.begin(), sizeof(v2xipc_phases_t), out.begin()).base();
+    memcpy(out.data(), record.data(), sizeof(v2xipc_phases_t));
+    uint8_t* end = out.data() + sizeof(v2xipc_phases_t); // the copy never exceeds the original
     ForEachEntry(record, [&](v2xipc_phase_t head, std::span<const uint8_t> states) {
         const uint64_t bit = uint64_t{1} << (head.m_phaseId < 64 ? head.m_phaseId : 0);
         const bool isReplaced = head.m_phaseStateNum > 0 && (phases & bit) != 0;
