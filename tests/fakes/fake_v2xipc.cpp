@@ -23,6 +23,10 @@ int32_t v2xipc_CfgInit(const char* workDir) {
     return 0;
 }
 
+const char* v2xipc_GetCfgErrorText(void) {
+    return "the port table's own reason";
+}
+
 int32_t v2xipc_GetIpcConfValue(const v2x_ipc_config_t** conf) {
     *conf = &ipcConf;
     return 0;

@@ -102,6 +102,10 @@ int32_t v2xipc_CfgInit(const char* workDir) {
     return 0;
 }
 
+const char* v2xipc_GetCfgErrorText(void) {
+    return "";
+}
+
 int32_t v2xipc_GetIpcConfValue(const v2x_ipc_config_t** conf) {
     if (conf == nullptr) {
         return -2;
