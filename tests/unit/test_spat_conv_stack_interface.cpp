@@ -65,6 +65,17 @@ TEST_F(StackInterface, FramesRecordsByteForByte) {
     }
 }
 
+TEST_F(StackInterface, RemembersWhetherTheLastRequestWasAnswered) {
+    ASSERT_EQ(v2xspatconv_StackInterfaceInit(), 0);
+    uint8_t bytes[28] = {};
+    fakes::replies = {Bytes(28)};
+    for (const auto expected : {v2xspatconv_stackState::answers, v2xspatconv_stackState::silent}) {
+        v2xpub_UdpSocketDataHead_t reply = {sizeof bytes, bytes};
+        v2xspatconv_AskStack({sizeof bytes, bytes}, reply);
+        EXPECT_EQ(v2xspatconv_GetStackState(), expected);
+    }
+}
+
 TEST_F(StackInterface, RejectsRecordThatExceedsItsBuffer) {
     ASSERT_EQ(v2xspatconv_StackInterfaceInit(), 0);
     Record record("02000100 0000 52650100 D5DD 02 01 FF");

@@ -1,5 +1,6 @@
 #include "spat_conv_stack_interface.h"
 
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 
@@ -22,6 +23,8 @@ const v2x_ipc_config_t* g_ipc_conf = nullptr;
 V2X_IPCSOCKHANDLE g_udp_send_data_to_app_handle = nullptr;
 V2X_IPCSOCKHANDLE g_udp_get_app_data_handle = nullptr;
 V2X_IPCSOCKHANDLE g_logToolHandle = nullptr;
+
+std::atomic<v2xspatconv_stackState> g_stackState{v2xspatconv_stackState::unknown};
 
 constexpr int32_t REPLY_WAIT_MS = 2000;
 constexpr size_t FRAME_SIZE = sizeof(v2xipc_dataHead_t) + sizeof(v2xipc_rsuData_t) + V2XIPC_RECORD_SIZE;
@@ -128,7 +131,13 @@ v2xipc_dataHead_t v2xspatconv_MakeRequestHead(uint16_t packLen) {
 }
 
 int32_t v2xspatconv_AskStack(const v2xpub_UdpSocketDataHead_t& request, v2xpub_UdpSocketDataHead_t& reply) {
-    return SendToStack(g_udp_get_app_data_handle, request, &reply);
+    const int32_t ret = SendToStack(g_udp_get_app_data_handle, request, &reply);
+    g_stackState = ret == 0 ? v2xspatconv_stackState::answers : v2xspatconv_stackState::silent;
+    return ret;
+}
+
+v2xspatconv_stackState v2xspatconv_GetStackState(void) {
+    return g_stackState;
 }
 
 int32_t v2xspatconv_StackInterfaceInit(void) {

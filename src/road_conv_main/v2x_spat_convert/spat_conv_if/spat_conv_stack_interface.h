@@ -21,5 +21,14 @@ int32_t v2xspatconv_SpatNotify(const v2xipc_phases_t* spat_ipc);
 // buffer and receives the length of the reply. Results as for v2xipc_SocketReqSend. One thread at a time.
 int32_t v2xspatconv_AskStack(const v2xpub_UdpSocketDataHead_t& request, v2xpub_UdpSocketDataHead_t& reply);
 
+enum class v2xspatconv_stackState : uint8_t {
+    unknown, // no request has been sent yet
+    answers, // the last request was answered
+    silent,  // the last request was not answered
+};
+
+// Returns the result of the last call of v2xspatconv_AskStack. Any thread.
+v2xspatconv_stackState v2xspatconv_GetStackState(void);
+
 // Returns the IPC frame header of a request with `packLen` payload bytes. The sending time is 0.
 v2xipc_dataHead_t v2xspatconv_MakeRequestHead(uint16_t packLen);
