@@ -11,6 +11,7 @@ struct v2xipc_socket {
 namespace fakes {
 std::function<void()> onRequest;
 std::deque<std::vector<uint8_t>> replies;
+int32_t ipcCfgInitResult = 0;
 } // namespace fakes
 
 namespace {
@@ -20,7 +21,7 @@ const v2x_ipc_config_t ipcConf = {20001, 20002, 20003, 20010, "127.0.0.1"};
 
 int32_t v2xipc_CfgInit(const char* workDir) {
     fakes::journal.push_back(std::string("ipc.CfgInit ") + workDir);
-    return 0;
+    return fakes::ipcCfgInitResult;
 }
 
 const char* v2xipc_GetCfgErrorText(void) {

@@ -18,6 +18,7 @@ void reset() {
     socketStats.clear();
     onRequest = nullptr;
     replies.clear();
+    ipcCfgInitResult = 0;
     ddsMatched.clear();
     ddsTopics.clear();
     ddsSent.clear();

@@ -72,6 +72,7 @@ void receive(const std::string& socketName, const std::vector<uint8_t>& bytes);
 // ---- ipc
 extern std::function<void()> onRequest;          // called at each request; empty after a reset
 extern std::deque<std::vector<uint8_t>> replies; // for the next requests that wait; without one they get -4
+extern int32_t ipcCfgInitResult;
 
 // ---- dds: one participant; the journal holds its calls with their arguments ("dds.dds_reg 200 rsu/a/spat/up
 // writer", "dds.set_history_qos rsu/a/spat/up 2 0", "dds.destroy_dds")

@@ -44,6 +44,25 @@ TEST(ScenarioStart, NotifiesServiceManagerAndWatchdog) {
     EXPECT_EQ(unit.out(), "this param error\nCaught SIGINT (1)\n");
 }
 
+TEST(ScenarioStart, ReportsChangedStatusAndSurvivesHangupAndAFullNotifySocket) {
+    Unit unit;
+    unit.startAndWaitReady();
+    unit.startStackSimulator(); // it answers after the first record
+    unit.startDevice("learner", 10, {"--count", "1"});
+    std::string status;
+    while (!(status = unit.notify.receiveStatus()).empty() && occurrences(status, "stack answers") == 0) {
+    }
+    EXPECT_EQ(occurrences(status, "cloud unavailable"), 1U) << status;
+    EXPECT_EQ(unit.notify.receiveStatus(2500), "") << "nothing has changed";
+    unit.daemon->signal(SIGHUP);
+    EXPECT_TRUE(eventually([&] { return occurrences(unit.log(), "SIGHUP ignored, restart the daemon") == 1; }));
+    unit.notify.fill();
+    unit.endSimulator("stack");
+    std::this_thread::sleep_for(std::chrono::milliseconds(3500)); // the stack application is silent
+    unit.daemon->signal(SIGTERM);
+    EXPECT_EQ(unit.daemon->wait(5000), 0);
+}
+
 TEST(ScenarioStart, StopsWhileNobodyReadsItsStandardOutput) {
     Unit unit;
     const std::string path = unit.folder.path() + "/out";
@@ -62,7 +81,7 @@ TEST(ScenarioStart, EndsWithOneLineForAnInvalidConfiguration) {
     const std::string file = unit.folder.path() + "/conf/v2x_ipc.cfg";
     unit.cfg = "rsuSpatConfigInfo = { Sysinfoname = \"" + file + "\"; };";
     unit.start();
-    EXPECT_EQ(unit.daemon->wait(20000), 0);
+    EXPECT_EQ(unit.daemon->wait(20000), 78);
     EXPECT_EQ(unit.err(), "v2x_spat_convert: " + file + ": device_id: missing, empty or longer than 31 characters\n");
     EXPECT_EQ(unit.notify.receive(0), "STOPPING=1") << "and never READY=1";
 }

@@ -53,10 +53,32 @@ NotifySocket::~NotifySocket() {
 }
 
 std::string NotifySocket::receive(int milliseconds) const {
+    return next(false, milliseconds);
+}
+
+std::string NotifySocket::receiveStatus(int milliseconds) const {
+    return next(true, milliseconds);
+}
+
+std::string NotifySocket::next(bool isStatus, int milliseconds) const {
     pollfd in{m_fd, POLLIN, 0};
-    char text[4096];
-    const ssize_t length = poll(&in, 1, milliseconds) == 1 ? recv(m_fd, text, sizeof text, 0) : 0;
-    return {text, static_cast<size_t>(std::max<ssize_t>(length, 0))};
+    char bytes[4096];
+    while (poll(&in, 1, milliseconds) == 1) {
+        const ssize_t length = recv(m_fd, bytes, sizeof bytes, 0);
+        const std::string text(bytes, static_cast<size_t>(std::max<ssize_t>(length, 0)));
+        if (text.starts_with("STATUS=") == isStatus) {
+            return text;
+        }
+    }
+    return "";
+}
+
+void NotifySocket::fill() const {
+    sockaddr_un address = {};
+    socklen_t length = sizeof address;
+    getsockname(m_fd, reinterpret_cast<sockaddr*>(&address), &length);
+    while (sendto(m_fd, "", 1, MSG_DONTWAIT, reinterpret_cast<const sockaddr*>(&address), length) == 1) {
+    }
 }
 
 Unit::Unit() {

@@ -31,9 +31,13 @@ public:
     ~NotifySocket();
     NotifySocket(const NotifySocket&) = delete;
     NotifySocket& operator=(const NotifySocket&) = delete;
-    std::string receive(int milliseconds = 20000) const; // "" after the time out
+    std::string receive(int milliseconds = 20000) const;       // next message but STATUS=; "" after the time out
+    std::string receiveStatus(int milliseconds = 20000) const; // text of the next STATUS=; discards other messages
+    void fill() const;                                         // until the next sender would wait
 
 private:
+    std::string next(bool isStatus, int milliseconds) const;
+
     int m_fd;
 };
 

@@ -11,7 +11,9 @@
 #include "spat_conv_deamon.h"
 #include "spat_conv_deamon_counters.h"
 #include "spat_conv_deamon_options.h"
+#include "spat_conv_deamon_service.h"
 #include "spat_conv_deamon_signals.h"
+#include "spat_conv_deamon_status.h"
 #include "spat_conv_v2xcloud_dds.h"
 #include "v2x/v2xlog.h"
 
@@ -105,7 +107,7 @@ std::string caught(const std::vector<int>& signals) {
 TEST_F(Deamon, CountsAndPrintsSignalsAndStops) {
     EXPECT_EQ(caught({SIGPIPE, SIGINT, SIGQUIT, SIGTERM}),
               "Caught SIGINT (1)\nCaught SIGQUIT (2)\nCaught SIGTERM (3)\nstatus 0");
-    EXPECT_EQ(caught({SIGPIPE, SIGXFSZ}), "status 1");
+    EXPECT_EQ(caught({SIGPIPE, SIGXFSZ, SIGHUP}), "status 1");
     EXPECT_THAT(caught(std::vector<int>(12, SIGINT)), HasSubstr("Caught SIGINT (12)\n"));
 }
 
@@ -130,12 +132,13 @@ TEST_F(Deamon, StopRequestBeforeTheSleepEndsTheSleep) {
 }
 
 // In a child, whose running flag no other test has cleared. A timer stops the loop in its first sleep.
-TEST_F(Deamon, LoopRereadsTimeZoneAndCloudStatusAndClosesTheChannel) {
+TEST_F(Deamon, LoopRereadsTimeZoneAndCloudStatusNotesHangupAndClosesTheChannel) {
     const std::string seen = printed([] {
         setenv("TZ", "UTC0", 1);
         tzset();
         setenv("TZ", "CST-8", 1);
         v2xspatconv_signalsRegister();
+        raise(SIGHUP);
         v2xspatconv_SetCloudStatus(V2X_CONV_RUN_STATUS_AVAILABLE);
         signal(SIGALRM, [](int /*sig*/) { v2xspatconv_RequestStop(); });
         ualarm(20000, 0);
@@ -144,11 +147,49 @@ TEST_F(Deamon, LoopRereadsTimeZoneAndCloudStatusAndClosesTheChannel) {
         tm local = {};
         localtime_r(&epoch, &local);
         _exit(local.tm_hour == 8 && v2xspatconv_GetddsInfo()->cloud_available &&
-                      fakes::journal.back().starts_with("dds.destroy_dds")
+                      fakes::journal.back().starts_with("dds.destroy_dds") &&
+                      fakes::logged("SIGHUP ignored, restart the daemon to apply a changed configuration").size() == 1
                   ? 0
                   : 1);
     });
     EXPECT_EQ(seen, "status 0");
+}
+
+TEST_F(Deamon, StatusLineNamesEverySourceStackAndCloud) {
+    using State = v2xspatconv_sourceState;
+    using Stack = v2xspatconv_stackState;
+    const struct {
+        State states[V2XSPATCONV_SOURCES];
+        uint64_t seconds; // age of the last records
+        Stack stack;
+        bool isCloudAvailable;
+        const char* line;
+    } cases[] = {
+        {{State::fresh, State::stale, State::unwatched},
+         71,
+         Stack::answers,
+         true,
+         "learner fresh, 1743 stale 71 s, stack answers, cloud available"},
+        {{State::waiting, State::off, State::stale},
+         120,
+         Stack::unknown,
+         false,
+         "learner waiting, 1743 off, cloud stale 2 min, stack not asked yet, cloud unavailable"},
+        {{State::unwatched, State::stale, State::fresh},
+         7200,
+         Stack::silent,
+         false,
+         "learner unwatched, 1743 stale 2 h, cloud fresh, stack does not answer, cloud unavailable"},
+    };
+    for (const auto& row : cases) {
+        v2xspatconv_sourceRow_t rows[V2XSPATCONV_SOURCES];
+        for (size_t i = 0; i < std::size(rows); i++) {
+            rows[i].state = row.states[i];
+            rows[i].lastAccepted = 5000000;
+        }
+        EXPECT_EQ(v2xspatconv_FormatStatus(rows, row.stack, row.isCloudAvailable, 5000000 + row.seconds * 1000000),
+                  row.line);
+    }
 }
 
 TEST_F(Deamon, LogsChangedCountersAndAllAtTheEnd) {
@@ -165,7 +206,30 @@ TEST_F(Deamon, LogsChangedCountersAndAllAtTheEnd) {
     EXPECT_EQ(fakes::logged("counters SOCK: received 5, kernel_drops 4, send_errors 3").size(), 1U);
 }
 
+TEST_F(Deamon, RefusedConfigurationEndsWith78UnderAServiceManagerOnly) {
+    unsetenv("NOTIFY_SOCKET");
+    EXPECT_EQ(v2xspatconv_ServiceRefusedStatus(), 0);
+    EXPECT_FALSE(v2xspatconv_ServiceStatus("learner fresh"));
+    setenv("NOTIFY_SOCKET", "/nonexistent/notify", 1);
+    EXPECT_EQ(v2xspatconv_ServiceRefusedStatus(), 78);
+    EXPECT_FALSE(v2xspatconv_ServiceStatus("learner fresh"));
+    unsetenv("NOTIFY_SOCKET");
+}
+
 using Start = DeviceTest;
+
+TEST_F(Start, RefusedPortTableEndsTheStart) {
+    fakes::reset();
+    fakes::ipcCfgInitResult = -5;
+    const std::string seen = printed([] {
+        dup2(STDOUT_FILENO, STDERR_FILENO);
+        std::string argument = "v2x_spat_convert";
+        char* argv[] = {argument.data(), nullptr};
+        optind = 0;
+        _exit(v2xspatconv_init(1, argv) == -5 && !v2xspatconv_IsRunning() && fakes::sockets.empty() ? 0 : 1);
+    });
+    EXPECT_EQ(seen, "v2x_spat_convert: the port table's own reason\nstatus 0");
+}
 
 TEST_F(Start, RunsEveryStepInOrder) {
     fakes::reset();

@@ -1,13 +1,18 @@
 #include "spat_conv_deamon.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <ctime>
+#include <span>
+#include <string>
 
 #include "spat_conv_config.h"
 #include "spat_conv_deamon_counters.h"
 #include "spat_conv_deamon_options.h"
 #include "spat_conv_deamon_service.h"
 #include "spat_conv_deamon_signals.h"
+#include "spat_conv_deamon_status.h"
+#include "spat_conv_gate.h"
 #include "spat_conv_interface.h"
 #include "spat_conv_interface_tasks.h"
 #include "spat_conv_signal_learner_quor.h"
@@ -22,8 +27,10 @@ namespace {
 
 v2xlog_tag_t g_log{"SPAT"};
 
-constexpr int32_t MAIN_LOOP_MS = 5000;
-constexpr int32_t COUNTERS_MS = 60000;
+constexpr int32_t IPC_CFG_REFUSED = -5; // result of v2xipc_CfgInit
+constexpr int32_t ALIVE_MS = 5000;
+constexpr uint64_t SECOND = 1000000; // microseconds
+constexpr uint64_t COUNTERS_INTERVAL = 60 * SECOND;
 
 // The log tool lists the tags in this order.
 constexpr const char* LOG_TAGS[] = {"UDPA", "TASK", "MQPS", "MCFG", "SPAT", "SDDS", "SCFG", "INTF", "SINF",
@@ -52,7 +59,15 @@ void StartAdapters(const spat_conv_config_t& config) {
     }
 }
 
-void UpdateCloudAvailable(v2xcloud_comm_ddsinfo& ddsinfo) {
+// Prints why the configuration is refused and requests a stop. Returns `ret`.
+int32_t RefuseConfiguration(int32_t ret, const char* reason) {
+    fprintf(stderr, "v2x_spat_convert: %s\n", reason);
+    v2xspatconv_RequestStop();
+    return ret;
+}
+
+void UpdateCloudAvailable() {
+    v2xcloud_comm_ddsinfo& ddsinfo = *v2xspatconv_GetddsInfo();
     service_status_t cloud = {};
     v2xspatconv_GetCloudStatus(cloud);
     const bool isAvailable = cloud.run_status == V2X_CONV_RUN_STATUS_AVAILABLE;
@@ -62,23 +77,81 @@ void UpdateCloudAvailable(v2xcloud_comm_ddsinfo& ddsinfo) {
     ddsinfo.cloud_available = isAvailable;
 }
 
+// Sends the status line to the service manager if the line has changed.
+void UpdateServiceStatus() {
+    static std::string sentLine;
+    v2xspatconv_sourceRow_t rows[V2XSPATCONV_SOURCES];
+    v2xspatconv_GateGetSources(rows);
+    const std::string line = v2xspatconv_FormatStatus(
+        rows, v2xspatconv_GetStackState(), v2xspatconv_GetddsInfo()->cloud_available, v2xpub_GetMonotonicTime());
+    if (line != sentLine && v2xspatconv_ServiceStatus(line)) {
+        sentLine = line;
+    }
+}
+
+void LogChangedCounters() {
+    v2xspatconv_LogCounters(false);
+}
+
+// A job of the main loop. Times are monotonic, in microseconds.
+struct Job {
+    uint64_t interval;
+    void (*run)();
+    uint64_t next;
+};
+
+// Runs the jobs that are due and returns the next deadline.
+uint64_t RunJobs(std::span<Job> jobs, uint64_t now) {
+    uint64_t deadline = UINT64_MAX;
+    for (Job& job : jobs) {
+        if (now >= job.next) {
+            job.run();
+            job.next = now + job.interval;
+        }
+        deadline = std::min(deadline, job.next);
+    }
+    return deadline;
+}
+
+void RunMainLoop() {
+    const uint64_t start = v2xpub_GetMonotonicTime();
+    const auto aliveInterval = uint64_t{1000} * static_cast<uint64_t>(v2xspatconv_ServiceInterval(ALIVE_MS));
+    Job jobs[] = {
+        {aliveInterval, v2xspatconv_ServiceAlive, start},
+        {5 * SECOND, tzset, start}, // rereads the time zone, which may change; localtime_r does not reread it
+        {SECOND, UpdateCloudAvailable, start},
+        {SECOND, UpdateServiceStatus, start},
+        {COUNTERS_INTERVAL, LogChangedCounters, start + COUNTERS_INTERVAL},
+    };
+    while (v2xspatconv_IsRunning()) {
+        if (v2xspatconv_TakeHangup()) {
+            V2XLOG(g_log, V2XLOG_INFO, "SIGHUP ignored, restart the daemon to apply a changed configuration");
+        }
+        const uint64_t now = v2xpub_GetMonotonicTime();
+        const uint64_t deadline = std::min(RunJobs(jobs, now), v2xspatconv_GateTick(now));
+        v2xspatconv_SleepUnlessStopped(static_cast<int32_t>((deadline - std::min(deadline, now) + 999) / 1000));
+    }
+}
+
 } // namespace
 
 int32_t v2xspatconv_init(int32_t argc, char** argv) {
     const v2xspatconv_options_t options = v2xspatconv_ParseOptions(argc, argv);
     OpenLog(options);
-    v2xipc_CfgInit(options.g_workDir);
+    const int32_t ipcRet = v2xipc_CfgInit(options.g_workDir);
     v2xspatconv_signalsRegister();
     v2xspatconv_InitCfg(options.g_workDir);
     v2xpub_PubSubInit();
+    if (ipcRet == IPC_CFG_REFUSED) {
+        return RefuseConfiguration(ipcRet, v2xipc_GetCfgErrorText());
+    }
     const spat_conv_config_t* config = nullptr;
     const int32_t ret = v2xspatconv_GetCfgData(&config);
     if (ret != 0) {
-        fprintf(stderr, "v2x_spat_convert: %s\n", v2xspatconv_GetCfgErrorText());
-        v2xspatconv_RequestStop();
-        return ret;
+        return RefuseConfiguration(ret, v2xspatconv_GetCfgErrorText());
     }
     v2xspatconv_StackInterfaceInit();
+    v2xspatconv_GateInit(*config, v2xpub_GetMonotonicTime());
     StartAdapters(*config);
     service_status_t status = {};
     status.service_type = V2X_CLOUD_SERVICE_TYPE_SPAT;
@@ -93,22 +166,10 @@ int32_t v2xspatconv_exec(void) {
     if (v2xspatconv_IsRunning()) {
         v2xspatconv_ServiceReady();
     }
-    v2xcloud_comm_ddsinfo* const ddsinfo = v2xspatconv_GetddsInfo();
-    const int32_t interval = v2xspatconv_ServiceInterval(MAIN_LOOP_MS);
-    int32_t msSinceCounters = 0;
-    while (v2xspatconv_IsRunning()) {
-        v2xspatconv_ServiceAlive();
-        UpdateCloudAvailable(*ddsinfo);
-        tzset(); // rereads the time zone, which may change while the daemon runs; localtime_r does not reread it
-        v2xspatconv_SleepUnlessStopped(interval);
-        msSinceCounters += interval;
-        if (msSinceCounters >= COUNTERS_MS) {
-            v2xspatconv_LogCounters(false);
-            msSinceCounters = 0;
-        }
-    }
+    RunMainLoop();
     v2xspatconv_ServiceStopping();
-    v2xcloud_ddsExit(ddsinfo);
+    v2xspatconv_GateStop();
+    v2xcloud_ddsExit(v2xspatconv_GetddsInfo());
     v2xspatconv_LogCounters(true);
     V2XLOG(g_log, V2XLOG_INFO, "v2x_spat_convert stops");
     return 0;

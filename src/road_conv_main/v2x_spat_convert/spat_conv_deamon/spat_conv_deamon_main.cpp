@@ -1,7 +1,8 @@
 #include "spat_conv_deamon.h"
+#include "spat_conv_deamon_service.h"
 
 int main(int argc, char** argv) {
-    v2xspatconv_init(argc, argv);
+    const bool isRefused = v2xspatconv_init(argc, argv) != 0;
     v2xspatconv_exec();
-    return 0;
+    return isRefused ? v2xspatconv_ServiceRefusedStatus() : 0;
 }

@@ -13,6 +13,7 @@ namespace {
 std::atomic<bool> g_appRunningFlag{true};
 std::atomic<int> g_wakeFd{-1}; // an eventfd that a stop request makes readable
 std::atomic<int32_t> g_caughtSignals{0};
+std::atomic<bool> g_hangup{false}; // true: a SIGHUP has arrived
 
 static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free,
               "used in a signal handler");
@@ -50,6 +51,9 @@ void v2xspatconv_signalsRegister(void) {
     for (const auto& row : STOP_SIGNALS) {
         sigaction(row.sig, &action, nullptr);
     }
+    action.sa_sigaction = [](int, siginfo_t*, void*) { g_hangup.store(true); };
+    action.sa_flags |= SA_RESTART;
+    sigaction(SIGHUP, &action, nullptr);
 }
 
 bool v2xspatconv_IsRunning(void) {
@@ -60,6 +64,10 @@ void v2xspatconv_RequestStop(void) {
     g_appRunningFlag.store(false);
     const uint64_t one = 1;
     [[maybe_unused]] const ssize_t written = write(g_wakeFd.load(), &one, sizeof one);
+}
+
+bool v2xspatconv_TakeHangup(void) {
+    return g_hangup.exchange(false);
 }
 
 void v2xspatconv_SleepUnlessStopped(int32_t milliseconds) {
