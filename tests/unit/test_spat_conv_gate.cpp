@@ -193,7 +193,7 @@ TEST_F(Gate, WithoutSettingsForwardsEveryRecordUnchanged) {
     init();
     for (const double second : {0.0, 0.5, 30.0, 60.0}) {
         advance(second);
-        for (const auto source : {V2XSPATCONV_LEARNER, V2XSPATCONV_1743, V2XSPATCONV_CLOUD}) {
+        for (const auto source : V2XSPATCONV_ALL_SOURCES) {
             for (const auto& row : cases) {
                 const Record record(row.record);
                 EXPECT_EQ(report(source, record), 0);

@@ -128,7 +128,8 @@ void RunMainLoop() {
             V2XLOG(g_log, V2XLOG_INFO, "SIGHUP ignored, restart the daemon to apply a changed configuration");
         }
         const uint64_t now = v2xpub_GetMonotonicTime();
-        const uint64_t deadline = std::min(RunJobs(jobs, now), v2xspatconv_GateTick(now));
+        const uint64_t gateDeadline = v2xspatconv_GateTick(now);
+        const uint64_t deadline = std::min(gateDeadline, RunJobs(jobs, now));
         v2xspatconv_SleepUnlessStopped(static_cast<int32_t>((deadline - std::min(deadline, now) + 999) / 1000));
     }
 }

@@ -20,7 +20,7 @@ std::string FormatAge(uint64_t microseconds) {
 std::string v2xspatconv_FormatStatus(const v2xspatconv_sourceRow_t (&rows)[V2XSPATCONV_SOURCES],
                                      v2xspatconv_stackState stack, bool isCloudAvailable, uint64_t now) {
     std::string line;
-    for (const auto source : {V2XSPATCONV_LEARNER, V2XSPATCONV_1743, V2XSPATCONV_CLOUD}) {
+    for (const auto source : V2XSPATCONV_ALL_SOURCES) {
         const v2xspatconv_sourceRow_t& row = rows[source];
         if (source == V2XSPATCONV_CLOUD && row.state == v2xspatconv_sourceState::unwatched) {
             continue;

@@ -19,28 +19,20 @@ namespace {
 v2xlog_tag_t g_log{"SPAT"};
 
 enum Decision : uint8_t { FORWARDED, NOT_CHOSEN, NOT_FRESH, NOT_LISTED, AFTER_STOP };
-constexpr int32_t DECISIONS = 5;
 
-// One of a source's counters counts each of its records, except for records of another intersection. The sum is the
-// number of records that the source converted.
-v2x_counter g_counters[V2XSPATCONV_SOURCES][DECISIONS] = {
-    {{"learner", "forwarded"},
-     {"learner", "not_chosen"},
-     {"learner", "not_fresh"},
-     {"learner", "not_listed"},
-     {"learner", "after_stop"}},
-    {{"1743", "forwarded"},
-     {"1743", "not_chosen"},
-     {"1743", "not_fresh"},
-     {"1743", "not_listed"},
-     {"1743", "after_stop"}},
-    // The path "cloud" belongs to the data that the daemon sends to the cloud.
-    {{"down", "forwarded"},
-     {"down", "not_chosen"},
-     {"down", "not_fresh"},
-     {"down", "not_listed"},
-     {"down", "after_stop"}},
+// Counts the decisions on the records of one source, indexed by Decision. The sum is the number of records that the
+// source has converted, without records of another intersection.
+struct Decisions {
+    explicit Decisions(const char* path)
+        : counters{{path, "forwarded"},
+                   {path, "not_chosen"},
+                   {path, "not_fresh"},
+                   {path, "not_listed"},
+                   {path, "after_stop"}} {}
+    v2x_counter counters[AFTER_STOP + 1];
 };
+// The path of the cloud's records is "down", because the path "cloud" counts the data for the cloud.
+Decisions g_decisions[V2XSPATCONV_SOURCES] = {Decisions("learner"), Decisions("1743"), Decisions("down")};
 v2x_counter g_otherIntersection{"down", "other_intersection"};
 v2x_counter g_replaced{"gate", "replaced"};       // forwarded records with replaced lights
 v2x_counter g_unavailable{"gate", "unavailable"}; // unavailable records while no source is fresh, and at the stop
@@ -93,7 +85,7 @@ bool IsFresh(e_v2xspatconv_source source) {
 
 // Returns true if a source is fresh whose records may be forwarded and carry lights.
 bool IsAnyFresh() {
-    for (const auto source : {V2XSPATCONV_LEARNER, V2XSPATCONV_1743, V2XSPATCONV_CLOUD}) {
+    for (const auto source : V2XSPATCONV_ALL_SOURCES) {
         if (IsFresh(source) && CarriesLights(source) && (!HasPriority() || IsListed(source))) {
             return true;
         }
@@ -230,7 +222,7 @@ void v2xspatconv_GateInit(const spat_conv_config_t& config, uint64_t now) {
     g_gate.now = now;
     const bool isEnabled[V2XSPATCONV_SOURCES] = {config.m_learn_machine_info.m_is_enable,
                                                  config.m_signal_machine_1743_info.m_is_enable, true};
-    for (const auto source : {V2XSPATCONV_LEARNER, V2XSPATCONV_1743, V2XSPATCONV_CLOUD}) {
+    for (const auto source : V2XSPATCONV_ALL_SOURCES) {
         const uint64_t staleAfter = uint64_t{1000} * config.m_guard.m_sources[source].m_stale_after;
         g_gate.sources[source].Init(source, isEnabled[source], staleAfter, now);
     }
@@ -262,7 +254,7 @@ int32_t v2xspatconv_GateRecord(e_v2xspatconv_source source, const v2xipc_phases_
     const v2xspatconv_verdict_t verdict =
         v2xspatconv_ChecksExamine({source, lights, findings, sender, IsFresh(source), g_gate.now});
     const Decision decision = Decide(source);
-    g_counters[source][decision].Add();
+    g_decisions[source].counters[decision].Add();
     if (decision != FORWARDED) {
         return 0;
     }
@@ -276,7 +268,8 @@ int32_t v2xspatconv_GateRecord(e_v2xspatconv_source source, const v2xipc_phases_
 
 uint64_t v2xspatconv_GateTick(uint64_t now) {
     const std::lock_guard<std::mutex> guard(g_mutex);
-    const uint64_t deadline = std::min(AdvanceTo(now), v2xspatconv_ChecksTick(g_gate.now));
+    const uint64_t sourceDeadline = AdvanceTo(now);
+    const uint64_t deadline = std::min(sourceDeadline, v2xspatconv_ChecksTick(g_gate.now));
     const bool isAnyWatched = std::any_of(std::begin(g_gate.sources), std::end(g_gate.sources),
                                           [](const auto& source) { return source.IsWatched(); });
     return isAnyWatched ? std::min(deadline, g_gate.now + TICK_MAX) : deadline;
@@ -296,7 +289,7 @@ void v2xspatconv_GateStop(void) {
 
 void v2xspatconv_GateGetSources(v2xspatconv_sourceRow_t (&rows)[V2XSPATCONV_SOURCES]) {
     const std::lock_guard<std::mutex> guard(g_mutex);
-    for (const auto source : {V2XSPATCONV_LEARNER, V2XSPATCONV_1743, V2XSPATCONV_CLOUD}) {
+    for (const auto source : V2XSPATCONV_ALL_SOURCES) {
         rows[source] = g_gate.sources[source].Row();
         rows[source].isForwarded = rows[source].state != v2xspatconv_sourceState::off && Decide(source) == FORWARDED;
     }

@@ -12,6 +12,9 @@
 #include "v2x/v2xipc_data.h"
 #include "v2x/v2xpub.h"
 
+inline constexpr e_v2xspatconv_source V2XSPATCONV_ALL_SOURCES[V2XSPATCONV_SOURCES] = {
+    V2XSPATCONV_LEARNER, V2XSPATCONV_1743, V2XSPATCONV_CLOUD};
+
 // A device phase that one message reports with two different lights.
 struct v2xspatconv_duplicate_t {
     uint8_t phase; // device phase
