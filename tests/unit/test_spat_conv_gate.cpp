@@ -215,11 +215,12 @@ TEST_F(Gate, SourceIsFreshAgainWithTheThirdRecordAfterItsSilence) {
         {3.4, "learner", "1"}, // exactly StaleAfter
         {6.4, "", ""},
         {6.5, "", "", {"3 learner 192.168.1.20: stale, no report for 3.0 s (2 accepted before)"}},
+        {59, "learner", "1"},
         {60, "learner", "1"},
-        {63.1, "learner", "1"}, // too late: not the second one
+        {63.1, "learner", "1"}, // too late
         {64, "learner", "1"},
         {65, "learner", "1", {"4 learner 192.168.1.20: fresh again after 61.6 s"}},
-        {70, "", "", {"3 learner 192.168.1.20: stale, no report for 3.0 s (6 accepted before)"}},
+        {70, "", "", {"3 learner 192.168.1.20: stale, no report for 3.0 s (7 accepted before)"}},
         {1000, "", ""},
     });
 }
@@ -342,6 +343,31 @@ TEST_F(Gate, SendsTheUnavailableRecordEverySecondWhileNoSourceIsFresh) {
     EXPECT_EQ(countsOf("gate"), (PathCounts{{"unavailable", 7}}));
 }
 
+TEST_F(Gate, UnlistedSourceDoesNotEndTheUnavailableRecords) {
+    watch({3, 3});
+    prefer({V2XSPATCONV_LEARNER});
+    m_config.m_guard.m_on_stale_unavailable = true;
+    play({
+        {1,
+         "learner",
+         "1",
+         {"4 learner 192.168.1.20: fresh, first report 1.0 s after the start", "4 learner is forwarded"}},
+        {3, "1743", "", {"4 1743 192.168.1.30: fresh, first report 3.0 s after the start"}},
+        {4.5, "1743", "1-", {"3 learner 192.168.1.20: stale, no report for 3.0 s (1 accepted before)"}},
+        {5.5, "", "1-"},
+    });
+}
+
+TEST_F(Gate, StopOfAFreshSourceSendsOneUnavailableRecord) {
+    watch({3});
+    m_config.m_guard.m_on_stale_unavailable = true;
+    play({
+        {1, "learner", "1", {"4 learner 192.168.1.20: fresh, first report 1.0 s after the start"}},
+        {2, "stop", "1-"},
+        {6, "learner", "", {"3 learner 192.168.1.20: stale, no report for 3.0 s (1 accepted before)"}},
+    });
+}
+
 TEST_F(Gate, UnavailableRecordIsMadeOfTheLastForwardedRecord) {
     watch({3, 3});
     prefer({V2XSPATCONV_LEARNER, V2XSPATCONV_1743});
@@ -419,6 +445,7 @@ TEST_F(Gate, RecordWithoutStateIsNoSignOfLife) {
 TEST_F(Gate, SwitchedOffSourceIsNotWatched) {
     watch({3});
     init();
+    EXPECT_EQ(v2xspatconv_GateTick(START), START + SECOND / 4);
     v2xspatconv_GateSwitchOff(V2XSPATCONV_LEARNER);
     EXPECT_EQ(v2xspatconv_GateTick(START), UINT64_MAX);
     advance(20);
@@ -514,6 +541,9 @@ TEST(Lights, ReadsTheCurrentStateOfEachEntry) {
     EXPECT_EQ(lightsOf(full), "1:3:150 2:0:0 ");
     full.bytes[13 + 3827 + 1] = 86;
     EXPECT_EQ(lightsOf(full), "1:3:150 ");
+    full.bytes[13 + 3827 + 1] = 0;
+    full.bytes[13 + 3827 + 20 + 1] = 84; // the states fit, but not with their entry's head
+    EXPECT_EQ(lightsOf(full), "1:3:150 ");
     Record many(HEAD + "7F");
     for (size_t i = 0; i < 127; i++) {
         many.bytes[13 + 17 * i + 1] = 1;
@@ -531,6 +561,11 @@ TEST(Lights, ReplacesInsideTheRecord) {
     EXPECT_EQ(Bytes(std::begin(out.bytes) + 13 + 3827, std::end(out.bytes)), Bytes(V2XIPC_RECORD_SIZE - 13 - 3827));
     v2xspatconv_ReplaceLights(v2xspatconv_recordBytes(full.bytes), 1U << 1, out.bytes);
     EXPECT_EQ(out.first(31), Record(HEAD + "03 01 01" + NO_INFORMATION).first(31));
+    const Record high(HEAD + "02 47 01" + state("03") + "00 01" + state("03"));
+    v2xspatconv_ReplaceLights(v2xspatconv_recordBytes(high.bytes), 1U << (0x47 - 64), out.bytes);
+    EXPECT_EQ(out.first(V2XIPC_RECORD_SIZE), high.first(V2XIPC_RECORD_SIZE));
+    v2xspatconv_ReplaceLights(v2xspatconv_recordBytes(high.bytes), 1, out.bytes);
+    EXPECT_EQ(out.first(60), Record(HEAD + "02 47 01" + NO_INFORMATION + "00 01" + NO_INFORMATION).first(60));
 }
 
 } // namespace

@@ -158,7 +158,7 @@ void UpdateUnavailable() {
     g_gate.wasAnyFresh = isAnyFresh;
     if (isAnyFresh) {
         g_gate.nextUnavailable = NEVER;
-    } else if (isLastGone && g_gate.guard.m_on_stale_unavailable && g_gate.hasTemplate && !g_gate.isStopped) {
+    } else if (isLastGone && g_gate.guard.m_on_stale_unavailable && g_gate.hasTemplate) {
         g_gate.nextUnavailable = g_gate.now;
     }
     if (g_gate.now >= g_gate.nextUnavailable) {
@@ -284,6 +284,7 @@ void v2xspatconv_GateStop(void) {
         SendUnavailable();
     }
     g_gate.isStopped = true;
+    g_gate.hasTemplate = false;
     g_gate.nextUnavailable = NEVER;
 }
 

@@ -64,7 +64,6 @@ uint64_t v2xspatconv_sourceWatch::Advance(uint64_t now) {
     }
     m_row.state = State::stale;
     m_silentSince = m_row.lastAccepted;
-    m_inTime = 0;
     V2XLOG(g_log, V2XLOG_WARN, "%s: stale, no report for %.1f s (%" PRIu64 " accepted before)", FormatLabel().text,
            ToSeconds(age), m_row.accepted);
     return UINT64_MAX;

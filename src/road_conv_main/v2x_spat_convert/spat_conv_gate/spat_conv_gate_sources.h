@@ -37,6 +37,6 @@ private:
     uint64_t m_staleAfter = 0;
     uint64_t m_start = 0;
     uint64_t m_silentSince = 0; // time of the last accepted record before the source became stale
-    int32_t m_inTime = 0;       // number of records in a row within m_staleAfter, while the source is stale
+    int32_t m_inTime = 0;       // while the source is stale: number of records in a row within m_staleAfter
     bool m_isWaitLogged = false;
 };
