@@ -39,11 +39,12 @@ TEST_F(PhaseTable, HeadHasLocalMinuteAndMillisecondOfOneClockReading) {
     }
 }
 
-// A device phase table written entry by entry: phase id, number of states, end time of the first state.
+// A device phase table written entry by entry: phase id, number of states, end time and light of the first state.
 struct Table {
-    Table& add(uint8_t phaseId, uint8_t states, uint8_t end = 0) {
+    Table& add(uint8_t phaseId, uint8_t states, uint8_t end = 0, uint8_t light = 0) {
         bytes[m_end] = phaseId;
         bytes[m_end + 1] = states;
+        bytes[m_end + 3] = light;
         bytes[m_end + 6] = end;
         m_end += 2U + 15U * states;
         return *this;
@@ -84,6 +85,59 @@ TEST_F(PhaseTable, StaysInsideTableAndRecord) {
     table.bytes[7655] = 255;                 // the third entry now exceeds the table
     EXPECT_EQ(copied(v2xspatconv_match::last, table), "1x255 0; ");
     EXPECT_EQ(fakes::logged("phase 2 does not fit the SPAT record").size(), 1U);
+}
+
+// The findings as "duplicates PHASE:LIGHT/LIGHT... unmapped PHASE... cut off PHASE...".
+std::string found(const Table& table, int8_t phaseNum, const phase_relationship_t& phases = {}) {
+    Record record;
+    record.head()->m_phaseNum = phaseNum;
+    v2xspatconv_findings_t findings;
+    DealLMPhaseToIpcData(g_tag, phases.m_phaseid, v2xspatconv_match::last, table.written(), record.head(), findings);
+    std::string text = "duplicates";
+    for (const auto& [phase, first, second] : std::span(findings.duplicates).first(findings.duplicateCount)) {
+        text += " " + std::to_string(phase) + ":" + std::to_string(first) + "/" + std::to_string(second);
+    }
+    text += " unmapped";
+    for (size_t phase = 0; phase < 256; phase++) {
+        text += (findings.unmapped[phase / 64] >> phase % 64 & 1) != 0 ? " " + std::to_string(phase) : "";
+    }
+    text += " cut off";
+    for (size_t phase = 0; phase < 64; phase++) {
+        text += (findings.cutOff >> phase & 1) != 0 ? " " + std::to_string(phase) : "";
+    }
+    return text;
+}
+
+TEST_F(PhaseTable, FindsDuplicatesUnmappedAndOmittedPhases) {
+    Table plain;
+    plain.add(3, 1, 0, 5).add(7, 1, 0, 3).add(3, 1, 0, 5).add(9, 0, 0, 7);
+    Table duplicates;
+    duplicates.add(3, 1, 0, 5).add(7, 1, 0, 3).add(3, 1, 0, 3).add(3, 1, 0, 7).add(7, 2, 0, 0);
+    Table unmapped;
+    unmapped.add(0, 1).add(3, 1).add(33, 1).add(255, 1).add(200, 0);
+    Table long33;
+    for (uint8_t i = 0; i < 32; i++) {
+        long33.add(9, 1, 0, 5);
+    }
+    long33.add(9, 1, 0, 3).add(4, 1);
+    phase_relationship_t phases = {};
+    phases.m_phaseid[3] = 7;
+    phases.m_phaseid[4] = 255;
+    phases.m_phaseid[7] = 256; // matches nothing
+    Table many;
+    for (uint8_t i = 0; i < 127; i++) {
+        many.add(i / 2, 1, 0, i % 2);
+    }
+    EXPECT_EQ(found(plain, 2), "duplicates unmapped cut off");
+    EXPECT_EQ(found(plain, 1), "duplicates unmapped cut off 7");
+    EXPECT_EQ(found(plain, 0), "duplicates unmapped cut off 3 7");
+    EXPECT_EQ(found(plain, -56), "duplicates unmapped cut off 3 7");
+    EXPECT_EQ(found(duplicates, 5), "duplicates 3:5/3 7:3/0 unmapped cut off");
+    EXPECT_EQ(found(unmapped, 5), "duplicates unmapped 0 33 255 cut off");
+    EXPECT_EQ(found(unmapped, 5, phases), "duplicates unmapped 0 3 33 cut off");
+    EXPECT_EQ(found(long33, 34), "duplicates 9:5/3 unmapped 4 cut off");
+    EXPECT_EQ(found(many, 127).substr(0, 20), "duplicates 0:0/1 1:0");
+    EXPECT_EQ(found(many, 127).find("32:"), std::string::npos) << "the first 32";
 }
 
 } // namespace

@@ -13,9 +13,24 @@ constexpr int64_t NODE_ID_MAX = 65535;
 constexpr int64_t MINUTE_OF_THE_YEAR_MAX = 527040;
 constexpr int64_t D_SECOND_MAX = 65535;
 
-// entries[i] points to the entry of device phase i in a device phase table; null if the table has no such entry.
+// A bit for each device phase.
+using PhaseSet = uint64_t[4];
+
+void AddPhase(PhaseSet& set, uint8_t phase) {
+    set[phase / 64] |= uint64_t{1} << phase % 64;
+}
+
+bool HasPhase(const PhaseSet& set, uint8_t phase) {
+    return (set[phase / 64] >> phase % 64 & 1) != 0;
+}
+
+// What a device phase table reports about the device phases.
 struct PhaseIndex {
-    const uint8_t* entries[256];
+    const uint8_t* entries[256]; // the entry to copy; null if the entries that are read have none
+    uint8_t lights[256];         // light of the first entry, for the phases in `reported`
+    PhaseSet reported;           // phases with an entry, also behind the entries that are read
+    PhaseSet ambiguous;          // phases with two different lights
+    PhaseSet copied;             // phases that feed a SPAT phase
 };
 
 // Returns the length of an entry with its states in bytes.
@@ -29,24 +44,46 @@ v2xipc_phase_t ReadEntryHead(const uint8_t* entry) {
     return head;
 }
 
-void LogCopiedPhase(v2xlog_tag_t& tag, int32_t phaseId, const uint8_t* entry) {
+v2xipc_pahseState_t ReadFirstState(const uint8_t* entry) {
     v2xipc_pahseState_t state;
     memcpy(&state, entry + sizeof(v2xipc_phase_t), sizeof state);
+    return state;
+}
+
+void LogCopiedPhase(v2xlog_tag_t& tag, int32_t phaseId, const uint8_t* entry) {
+    const v2xipc_pahseState_t state = ReadFirstState(entry);
     V2XLOG(tag, V2XLOG_DEBUG, "======Ipc phaseId%d:%d[%d]======", phaseId, state.m_endTime, state.m_lightState);
 }
 
+// Notes the light of one entry. Adds the phase to `findings` if an earlier entry has another light.
+void NoteLight(PhaseIndex& index, uint8_t phase, uint8_t light, v2xspatconv_findings_t& findings) {
+    if (!HasPhase(index.reported, phase)) {
+        AddPhase(index.reported, phase);
+        index.lights[phase] = light;
+    } else if (light != index.lights[phase] && !HasPhase(index.ambiguous, phase)) {
+        AddPhase(index.ambiguous, phase);
+        if (findings.duplicateCount < std::size(findings.duplicates)) {
+            findings.duplicates[findings.duplicateCount++] = {phase, index.lights[phase], light};
+        }
+    }
+}
+
 // Fills the index with one pass over the table, so that the 32 look-ups need no search.
-void IndexPhases(v2xspatconv_match match, std::span<const uint8_t> lm_phase, PhaseIndex& index) {
+void IndexPhases(v2xspatconv_match match, std::span<const uint8_t> lm_phase, PhaseIndex& index,
+                 v2xspatconv_findings_t& findings) {
     index = {};
-    for (uint16_t i = 0; i < V2XSPATCONV_PHASE_MAX && lm_phase.size() >= sizeof(v2xipc_phase_t); i++) {
+    for (uint16_t i = 0; lm_phase.size() >= sizeof(v2xipc_phase_t); i++) {
         const v2xipc_phase_t head = ReadEntryHead(lm_phase.data());
         const size_t length = EntryLength(head);
         if (length > lm_phase.size()) {
             return;
         }
-        const uint8_t*& found = index.entries[head.m_phaseId];
-        if (head.m_phaseStateNum > 0 && (match == v2xspatconv_match::last || found == nullptr)) {
-            found = lm_phase.data();
+        if (head.m_phaseStateNum > 0) {
+            NoteLight(index, head.m_phaseId, ReadFirstState(lm_phase.data()).m_lightState, findings);
+            const uint8_t*& found = index.entries[head.m_phaseId];
+            if (i < V2XSPATCONV_PHASE_MAX && (match == v2xspatconv_match::last || found == nullptr)) {
+                found = lm_phase.data();
+            }
         }
         lm_phase = lm_phase.subspan(length);
     }
@@ -57,6 +94,36 @@ const uint8_t* GetLMPhaseByPhaseId(v2xlog_tag_t& tag, const PhaseIndex& index, u
     const int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(tag, ret);
     return PhaseId < std::size(index.entries) ? index.entries[PhaseId] : nullptr;
+}
+
+// Copies the entries of SPAT phases 1 to 32 to the record, and notes the copied device phases in the index and the SPAT
+// phases behind the first m_phaseNum entries in `findings`.
+void CopyPhases(v2xlog_tag_t& tag, std::span<const uint16_t, 256> phases, PhaseIndex& index, v2xipc_phases_t* spat_ipc,
+                v2xspatconv_findings_t& findings) {
+    uint8_t* record = reinterpret_cast<uint8_t*>(spat_ipc);
+    size_t offset = sizeof *spat_ipc;
+    int32_t left = spat_ipc->m_phaseNum;
+    for (uint8_t phaseId = 1; phaseId <= V2XSPATCONV_PHASE_MAX; phaseId++) {
+        const uint16_t mapped = phases[phaseId];
+        const uint16_t devicePhase = mapped != 0 ? mapped : phaseId;
+        const uint8_t* entry = GetLMPhaseByPhaseId(tag, index, devicePhase);
+        if (entry == nullptr) {
+            V2XLOG(tag, V2XLOG_TRACE, "Get PhaseID error:%d %d", devicePhase, spat_ipc->m_phaseNum);
+            continue;
+        }
+        const size_t length = EntryLength(ReadEntryHead(entry));
+        if (offset + length > V2XIPC_RECORD_SIZE) {
+            V2XLOG(tag, V2XLOG_ERROR, "phase %d does not fit the SPAT record", phaseId);
+            return;
+        }
+        memcpy(record + offset, entry, length);
+        record[offset + offsetof(v2xipc_phase_t, m_phaseId)] = phaseId;
+        offset += length;
+        AddPhase(index.copied, static_cast<uint8_t>(devicePhase));
+        findings.cutOff |= left > 0 ? 0 : uint64_t{1} << phaseId;
+        left--;
+        LogCopiedPhase(tag, phaseId, entry);
+    }
 }
 
 } // namespace
@@ -117,29 +184,13 @@ uint16_t v2xspatconv_WritePhase(uint8_t* entry, uint8_t phaseId, uint8_t lightSt
 
 void DealLMPhaseToIpcData(v2xlog_tag_t& tag, std::span<const uint16_t, 256> phases, v2xspatconv_match match,
                           std::span<const uint8_t> lm_phase, v2xipc_phases_t* spat_ipc,
-                          v2xspatconv_findings_t& /*findings*/) {
+                          v2xspatconv_findings_t& findings) {
     const int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(tag, ret);
     PhaseIndex index;
-    IndexPhases(match, lm_phase, index);
-    uint8_t* record = reinterpret_cast<uint8_t*>(spat_ipc);
-    size_t offset = sizeof *spat_ipc;
-    for (uint8_t phaseId = 1; phaseId <= V2XSPATCONV_PHASE_MAX; phaseId++) {
-        const uint16_t mapped = phases[phaseId];
-        const uint16_t devicePhase = mapped != 0 ? mapped : phaseId;
-        const uint8_t* entry = GetLMPhaseByPhaseId(tag, index, devicePhase);
-        if (entry == nullptr) {
-            V2XLOG(tag, V2XLOG_TRACE, "Get PhaseID error:%d %d", devicePhase, spat_ipc->m_phaseNum);
-            continue;
-        }
-        const size_t length = EntryLength(ReadEntryHead(entry));
-        if (offset + length > V2XIPC_RECORD_SIZE) {
-            V2XLOG(tag, V2XLOG_ERROR, "phase %d does not fit the SPAT record", phaseId);
-            return;
-        }
-        memcpy(record + offset, entry, length);
-        record[offset + offsetof(v2xipc_phase_t, m_phaseId)] = phaseId;
-        offset += length;
-        LogCopiedPhase(tag, phaseId, entry);
+    IndexPhases(match, lm_phase, index, findings);
+    CopyPhases(tag, phases, index, spat_ipc, findings);
+    for (size_t i = 0; i < std::size(findings.unmapped); i++) {
+        findings.unmapped[i] |= index.reported[i] & ~index.copied[i];
     }
 }

@@ -16,7 +16,7 @@
 
 // Size of a device phase table in bytes. Each entry is a v2xipc_phase_t and its states, without gaps.
 inline constexpr int32_t V2XSPATCONV_PHASE_TABLE_SIZE = 10240;
-// Number of entries of the table that are read, and the largest SPAT phase id that is written.
+// Number of entries of the table that can be copied, and the largest SPAT phase id that is written.
 inline constexpr uint16_t V2XSPATCONV_PHASE_MAX = 32;
 
 // Selects the first or the last of several entries with the same phase number.
@@ -38,8 +38,9 @@ uint16_t v2xspatconv_WritePhase(uint8_t* entry, uint8_t phaseId, uint8_t lightSt
 
 // Copies the table's entries to the record as SPAT phases 1 to 32, in ascending order. phases[i] is the device phase of
 // SPAT phase i; 0 selects device phase i. lm_phase is the written part of the table. Only its first 32 entries are
-// read; entries without states are ignored. Legacy: m_phaseNum stays unchanged, so the stack application receives the
-// number that the device reported. Adds to `findings` what the record omits and which device phases have two lights.
+// copied; entries without states are ignored. Legacy: m_phaseNum stays unchanged, so the stack application receives the
+// number that the device reported. Adds to `findings` the device phases of all entries that have two lights or feed no
+// SPAT phase, and the SPAT phases behind the first m_phaseNum entries.
 void DealLMPhaseToIpcData(v2xlog_tag_t& tag, std::span<const uint16_t, 256> phases, v2xspatconv_match match,
                           std::span<const uint8_t> lm_phase, v2xipc_phases_t* spat_ipc,
                           v2xspatconv_findings_t& findings);
