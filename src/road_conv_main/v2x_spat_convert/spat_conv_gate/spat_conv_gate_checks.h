@@ -1,9 +1,11 @@
 // The plausibility checks of the gate. Private to the gate; the caller holds the gate's lock.
 //
-// Each check compares the consecutive records of one source, at most 2 s apart. A check is active from its first sight
-// until it has not been seen for a minute. One line at V2XLOG_WARN reports the start with the values, one line at
-// V2XLOG_INFO the end with the count. "unmapped" and "cut_off" are logged once and never active. The counters of the
-// path "check" count every sight.
+// The checks examine SPAT phases 1 to 32. Most of them compare the consecutive records of one source, at most 2 s
+// apart; "disagree" compares the sources. A check of a source is active from its first sight until it has not been seen
+// for a minute. One line at V2XLOG_WARN reports the start with the values, one line at V2XLOG_INFO the end with the
+// count and the phases. "disagree" counts for the first of the two sources. "unmapped" and "cut_off" are logged once
+// for each phase at V2XLOG_INFO and never active. The counters of the path "check" count every sight: each phase, or
+// each pair of phases, of each record.
 #pragma once
 
 #include <cstdint>
@@ -30,12 +32,13 @@ struct v2xspatconv_verdict_t {
 // Forgets everything and reads the settings.
 void v2xspatconv_ChecksInit(const spat_conv_config_t& config);
 
-// Runs all checks on one record.
+// Runs all checks on one record. A record without lights is examined for "duplicate", "unmapped" and "cut_off" only,
+// and is not one of the two records in a row that end a verdict. Allocates nothing.
 v2xspatconv_verdict_t v2xspatconv_ChecksExamine(const v2xspatconv_sighting_t& sighting);
 
 // Ends the checks that have not been seen for a minute. Returns the time at which the next active check can end, or
 // UINT64_MAX.
 uint64_t v2xspatconv_ChecksTick(uint64_t now);
 
-// Returns the number of active checks.
+// Returns the number of active checks, counted for each source.
 int32_t v2xspatconv_ChecksCountActive(void);
