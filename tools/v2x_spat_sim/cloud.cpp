@@ -173,6 +173,14 @@ private:
         return m_statusDue;
     }
 
+    void Publish(const DownSource::Publication& publication) {
+        const bool isPublished = std::ranges::all_of(publication.samples, [this](const std::string& sample) {
+            return m_port.Send(m_documents.Topic(), sample);
+        });
+        m_downs.CountSent(publication, isPublished);
+        m_lastSent = v2xpub_CommGetCurrentTime64();
+    }
+
     // Publishes a document if it is due. Returns the time of the next call. The first document is due when the topic
     // has a reader.
     Clock::time_point PublishDocument(Clock::time_point now) {
@@ -186,11 +194,9 @@ private:
         m_sendingSince = start;
         if (start + m_downs.DueTime(now - start) <= now) {
             const DownSource::Publication publication = m_downs.TakeNext();
-            const bool isPublished = std::ranges::all_of(publication.samples, [this](const std::string& sample) {
-                return m_port.Send(m_documents.Topic(), sample);
-            });
-            m_downs.CountSent(publication, isPublished);
-            m_lastSent = v2xpub_CommGetCurrentTime64();
+            if (!publication.samples.empty()) {
+                Publish(publication);
+            }
         }
         return start + m_downs.DueTime(now - start);
     }
@@ -243,6 +249,7 @@ void AddDocumentOptions(CLI::App& cloud, CloudOptions& options) {
         AddNumberOption(cloud, "--region", downs.intersection.region, 0, 65535, "N",
                         "Region of the plan's intersection"),
         AddNumberOption(cloud, "--node", downs.intersection.node, 0, 65535, "N", "Node id of the plan's intersection"),
+        AddFaultOptions(cloud, downs.faults, FaultUser::cloud),
     };
     for (CLI::Option* const option : plan) {
         option->excludes("--document")->needs("--rate");

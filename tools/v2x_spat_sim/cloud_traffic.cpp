@@ -151,18 +151,18 @@ Summary UpReader::MakeSummary() const {
 }
 
 DownSource::DownSource(const DownOptions& options, uint32_t seed)
-    : m_options(options),
-      m_plan(options.rate, options.phases, std::chrono::nanoseconds(0), MakeEncoder(options.intersection)),
+    : m_options(options), m_plan(options.rate, options.phases, std::chrono::nanoseconds(0),
+                                 MakeEncoder(options.intersection), options.faults),
       m_damage(options.damage, seed) {}
 
 std::chrono::nanoseconds DownSource::DueTime(std::chrono::nanoseconds now) {
     return m_plan.DueTime(now).value();
 }
 
-std::string DownSource::NextText() {
+std::optional<std::string> DownSource::NextText() {
     const std::vector<uint8_t> plan = m_plan.TakeNext();
     if (m_options.documents.empty()) {
-        return {plan.begin(), plan.end()};
+        return plan.empty() ? std::nullopt : std::optional(std::string(plan.begin(), plan.end()));
     }
     const std::string& text = m_options.documents[m_next];
     m_next = (m_next + 1) % m_options.documents.size();
@@ -170,7 +170,11 @@ std::string DownSource::NextText() {
 }
 
 DownSource::Publication DownSource::TakeNext() {
-    std::string text = NextText();
+    std::optional<std::string> next = NextText();
+    if (!next) {
+        return {{}, DocumentKind::good};
+    }
+    std::string& text = *next;
     const auto hit = m_damage.Next();
     const DocumentKind wanted = hit ? static_cast<DocumentKind>(hit->kind) : DocumentKind::good;
     const bool isDamaged = hit && DamageDocument(text, wanted, hit->random);

@@ -69,6 +69,7 @@ struct DownOptions {
     double rate = 0;                    // documents per second; 0 sends no document
     PhaseRange phases;                  // of the plan
     Intersection intersection;          // of the plan
+    FaultOptions faults;                // of the plan
     size_t fragmentSize = 0;            // bytes; 0 publishes each document as a whole
     DamageOptions damage;               // kinds are values of DocumentKind
 };
@@ -80,7 +81,7 @@ public:
     DownSource(const DownOptions& options, uint32_t seed);
 
     struct Publication {
-        std::vector<std::string> samples; // in the order of publication
+        std::vector<std::string> samples; // in the order of publication; none: nothing must be published
         DocumentKind kind;
     };
 
@@ -95,7 +96,8 @@ public:
     void AddCounts(Summary& summary) const;
 
 private:
-    std::string NextText();
+    // Returns the text of the next document, or an empty optional if nothing must be published.
+    std::optional<std::string> NextText();
 
     DownOptions m_options;
     PlanSource m_plan; // also times the documents from files

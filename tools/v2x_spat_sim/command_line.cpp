@@ -32,6 +32,25 @@ void AddRunOptions(CLI::App& app, RunOptions& run, const std::string& counted, c
     app.add_flag("--json", run.json, jsonHelp);
 }
 
+CLI::Option* AddFaultOptions(CLI::App& app, FaultOptions& faults, FaultUser user) {
+    CLI::Option* const fault =
+        app.add_option("--fault", faults.kind,
+                       user == FaultUser::device
+                           ? "Inject a fault into the plan again and again: conflict (all phases\nare green for 2 s), "
+                             "jump (one message with 10 s more left), frozen\n(15 s without a change), no_yellow "
+                             "(yellow is shown as green for 40 s),\nduplicate (one message with two lights of the "
+                             "first phase), unmapped\n(one message with a phase that feeds no SPAT phase), silence "
+                             "(no\nmessage for 10 s)"
+                           : "Inject a fault into the plan again and again: conflict (all phases\nare green for 2 s), "
+                             "no_yellow (yellow is shown as green for 40 s),\nsilence (no document for 10 s)")
+            ->check(CLI::IsMember(FaultNames(user)).description(""))
+            ->type_name("KIND");
+    AddNumberOption(app, "--fault-rate", faults.rate, 0.01, 60, "N",
+                    "Faults per minute. The first begins after 60/N seconds. Each ends at\nleast 5 s before the next")
+        ->needs(fault);
+    return fault;
+}
+
 void AddDamageOptions(CLI::App& app, DamageOptions& damage, RunOptions& run, std::span<const KindName> kinds,
                       const DamageTexts& texts) {
     std::vector<std::string> names;

@@ -8,6 +8,7 @@
 
 #include "common/command_line.h"
 #include "damage.h"
+#include "fault.h"
 #include "port.h"
 #include "session.h"
 #include "summary.h"
@@ -35,6 +36,9 @@ CLI::Option* AddEndpointOption(CLI::App& app, const std::string& name, Endpoint&
 
 // Adds --seconds, --count, --quiet, --summary and --json. `counted` names what --count limits, in the plural.
 void AddRunOptions(CLI::App& app, RunOptions& run, const std::string& counted, const std::string& jsonHelp);
+
+// Adds --fault, which is returned, and --fault-rate.
+CLI::Option* AddFaultOptions(CLI::App& app, FaultOptions& faults, FaultUser user);
 
 struct DamageTexts {
     const char* share; // "--damage"

@@ -21,7 +21,7 @@ std::unique_ptr<MessageSource> MakeSource(const DeviceOptions& options, PhaseRan
     const std::string& file = options.replayFile;
     if (file.empty()) {
         const auto start = nanoseconds(static_cast<int64_t>(options.start * 1e9));
-        return std::make_unique<PlanSource>(options.rate, phases, start, std::move(encode));
+        return std::make_unique<PlanSource>(options.rate, phases, start, std::move(encode), options.faults);
     }
     return std::make_unique<ReplaySource>(ParseReplay(tools::ReadFile(file, MAX_FILE), file), options.isReplayLooped);
 }
@@ -54,6 +54,7 @@ CLI::App& AddDevice(CLI::App& app, const DeviceRole& role, DeviceOptions& option
         ->excludes("--replay");
     AddNumberOption(device, "--start", options.start, 0, 1e6, "S", "Begin S seconds into the plan")
         ->excludes("--replay");
+    AddFaultOptions(device, options.faults, FaultUser::device)->excludes("--replay");
     AddRunOptions(device, options.run, role.messages,
                   "Print the summary as JSON; print lines for people on standard\nerror");
     return device;
@@ -105,8 +106,10 @@ void Device::Play() {
         }
         if (due <= now && due < end) {
             std::vector<uint8_t> message = m_source->TakeNext();
-            OnMessage(message);
-            ++sent;
+            if (!message.empty()) {
+                OnMessage(message);
+                ++sent;
+            }
         } else if (now >= end) {
             return;
         }

@@ -34,6 +34,7 @@ struct DeviceOptions {
     Endpoint listen{};           // an empty IP means loopback for a target on loopback, otherwise all addresses
     double rate = 1;             // messages per second
     double start = 0;            // the time in the plan, in seconds, at which the run begins
+    FaultOptions faults;         // of the plan
     std::string replayFile;      // replaces the plan unless empty
     bool isReplayLooped = false; // true repeats the replay
 };

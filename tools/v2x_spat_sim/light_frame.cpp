@@ -63,6 +63,14 @@ void AppendLink(std::vector<uint8_t>& payload, std::span<const PhaseLight> movem
     }
 }
 
+// Appends a link from the north with one lamp group.
+void AppendAdditionalLink(std::vector<uint8_t>& payload, const PhaseLight& light, uint8_t id) {
+    constexpr uint8_t UNKNOWN_TYPE = 4;
+    const uint8_t type = light.phase == 0 ? UNKNOWN_TYPE : GROUPS[0].type;
+    Append(payload, 0, 2);
+    payload.insert(payload.end(), {1, id, type, ColourBits(light.colour), light.secondsLeft});
+}
+
 // Returns true if the payload contains as many links and groups as its counts say. Ignores bytes after the last group.
 bool DoCountsFit(std::span<const uint8_t> payload) {
     size_t at = LINKS_AT;
@@ -109,16 +117,21 @@ bool IsCrcRight(std::span<const uint8_t> body) {
 
 } // namespace
 
-std::vector<uint8_t> EncodePayload(std::span<const PhaseLight> movements, FrameShape shape, uint64_t microseconds) {
+std::vector<uint8_t> EncodePayload(std::span<const PhaseLight> lights, FrameShape shape, uint64_t microseconds) {
     constexpr size_t LENGTH_AT = HEAD_SIZE;
+    const std::span<const PhaseLight> movements = lights.last(MOVEMENTS);
+    const unsigned additional = lights.size() > MOVEMENTS ? 1 : 0;
     std::vector<uint8_t> payload = EncodeHead(microseconds);
     Append(payload, 0, LENGTH_SIZE);
     Append(payload, std::bit_cast<uint32_t>(LONGITUDE), 4);
     Append(payload, std::bit_cast<uint32_t>(LATITUDE), 4);
     Append(payload, ELEVATION, 2);
-    payload.push_back(static_cast<uint8_t>(shape.links));
+    payload.push_back(static_cast<uint8_t>(shape.links + additional));
     for (size_t link = 0; link < shape.links; ++link) {
         AppendLink(payload, movements, link, shape.groups);
+    }
+    if (additional > 0) {
+        AppendAdditionalLink(payload, lights.front(), static_cast<uint8_t>(shape.links * shape.groups + 1));
     }
     const size_t length = payload.size() - LENGTH_AT - LENGTH_SIZE;
     payload[LENGTH_AT] = static_cast<uint8_t>(length);

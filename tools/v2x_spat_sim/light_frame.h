@@ -61,8 +61,9 @@ inline constexpr KindName FRAME_KINDS[] = {
 };
 
 // Encodes the plan's eight movements, in the order of the plan. Right turns and pedestrian crossings show the light of
-// straight on. `microseconds` is the time since 1970.
-std::vector<uint8_t> EncodePayload(std::span<const PhaseLight> movements, FrameShape shape, uint64_t microseconds);
+// straight on. If a light precedes the movements, adds a link from the north with one lamp group for this light:
+// straight on, or of an unknown lamp type if its phase is 0. `microseconds` is the time since 1970.
+std::vector<uint8_t> EncodePayload(std::span<const PhaseLight> lights, FrameShape shape, uint64_t microseconds);
 
 // Appends the CRC (CRC-16/MODBUS) to the payload.
 std::vector<uint8_t> AppendCrc(std::vector<uint8_t> payload);

@@ -10,7 +10,6 @@ namespace {
 using std::chrono::nanoseconds;
 using std::chrono::seconds;
 
-constexpr size_t MOVEMENTS = 8;
 constexpr seconds YELLOW{3};
 constexpr seconds ALL_RED{2};
 

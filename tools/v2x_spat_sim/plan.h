@@ -6,6 +6,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -28,6 +29,7 @@ struct PhaseRange {
     unsigned count = 8;
 };
 
+inline constexpr size_t MOVEMENTS = 8;
 inline constexpr int MAX_PLAN_PHASES = 36;
 
 // Returns the lights at the given time after the plan's start, one entry per phase in ascending order. Any thread.

@@ -54,8 +54,8 @@ nanoseconds ComputeRoundLength(const std::vector<ReplayDatagram>& datagrams) {
 
 } // namespace
 
-PlanSource::PlanSource(double rate, PhaseRange phases, nanoseconds start, Encode encode)
-    : m_rate(rate), m_phases(phases), m_start(start), m_encode(std::move(encode)) {}
+PlanSource::PlanSource(double rate, PhaseRange phases, nanoseconds start, Encode encode, const FaultOptions& faults)
+    : m_rate(rate), m_phases(phases), m_start(start), m_encode(std::move(encode)), m_faults(faults) {}
 
 // Computes the time from the index, so that rounding errors do not add up.
 nanoseconds PlanSource::Deadline() const {
@@ -70,13 +70,14 @@ std::optional<nanoseconds> PlanSource::DueTime(nanoseconds now) {
 }
 
 std::vector<uint8_t> PlanSource::TakeNext() {
-    std::vector<uint8_t> message = m_encode(PlanAt(m_start + Deadline(), m_phases));
+    std::vector<PhaseLight> lights = PlanAt(m_start + Deadline(), m_phases);
+    m_faults.Apply(Deadline(), lights);
     ++m_index;
-    return message;
+    return lights.empty() ? std::vector<uint8_t>{} : m_encode(lights);
 }
 
 std::string PlanSource::FormatState(nanoseconds now) const {
-    return FormatPlan(PlanAt(m_start + now, m_phases));
+    return FormatPlan(PlanAt(m_start + now, m_phases)) + m_faults.FormatState();
 }
 
 std::vector<ReplayDatagram> ParseReplay(const std::string& text, const std::string& name) {

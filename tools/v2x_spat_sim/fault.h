@@ -1,0 +1,47 @@
+// Injects faults into the signal plan, for demonstrations and tests of the daemon's checks.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "plan.h"
+
+namespace sim {
+
+struct FaultOptions {
+    std::string kind; // one of FaultNames; empty: no faults
+    double rate = 2;  // faults per minute
+};
+
+enum class FaultUser { device, cloud };
+
+// Returns the kinds of faults that a device or the cloud can have.
+std::vector<std::string> FaultNames(FaultUser user);
+
+struct PlanFault;
+
+// Changes the lights of the messages that are sent during a fault. The first fault begins one interval after the start.
+// Each fault ends at least 5 s before the next one begins, which limits the rate. Nothing is random.
+class FaultInjector {
+public:
+    explicit FaultInjector(const FaultOptions& options);
+
+    // `lights` are the lights of the plan at `time` after the start, at least one. Times must not decrease. Removes all
+    // lights if no message must be sent. Can insert an additional light before the others: with the first phase in
+    // another colour, or with phase 0.
+    void Apply(std::chrono::nanoseconds time, std::vector<PhaseLight>& lights);
+    // Returns text for people: " | 2 faults (conflict)". Returns an empty string if no faults are injected.
+    std::string FormatState() const;
+
+private:
+    const PlanFault* m_fault; // null: no faults
+    std::chrono::nanoseconds m_interval;
+    std::chrono::nanoseconds m_next;       // begin of the next fault
+    std::chrono::nanoseconds m_end{-1};    // end of the last fault
+    std::vector<PhaseLight> m_firstLights; // at the begin of the last fault
+    uint64_t m_count = 0;
+};
+
+} // namespace sim
