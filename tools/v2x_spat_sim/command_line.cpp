@@ -33,18 +33,14 @@ void AddRunOptions(CLI::App& app, RunOptions& run, const std::string& counted, c
 }
 
 CLI::Option* AddFaultOptions(CLI::App& app, FaultOptions& faults, FaultUser user) {
+    std::vector<std::string> names;
+    std::string help = "Inject a fault into the plan again and again:";
+    for (const auto& [name, what] : ListFaults(user)) {
+        names.push_back(name);
+        help += "\n" + name + ": " + what;
+    }
     CLI::Option* const fault =
-        app.add_option("--fault", faults.kind,
-                       user == FaultUser::device
-                           ? "Inject a fault into the plan again and again: conflict (all phases\nare green for 2 s), "
-                             "jump (one message with 10 s more left), frozen\n(15 s without a change), no_yellow "
-                             "(yellow is shown as green for 40 s),\nduplicate (one message with two lights of the "
-                             "first phase), unmapped\n(one message with a phase that feeds no SPAT phase), silence "
-                             "(no\nmessage for 10 s)"
-                           : "Inject a fault into the plan again and again: conflict (all phases\nare green for 2 s), "
-                             "no_yellow (yellow is shown as green for 40 s),\nsilence (no document for 10 s)")
-            ->check(CLI::IsMember(FaultNames(user)).description(""))
-            ->type_name("KIND");
+        app.add_option("--fault", faults.kind, help)->check(CLI::IsMember(names).description(""))->type_name("KIND");
     AddNumberOption(app, "--fault-rate", faults.rate, 0.01, 60, "N",
                     "Faults per minute. The first begins after 60/N seconds. Each ends at\nleast 5 s before the next")
         ->needs(fault);

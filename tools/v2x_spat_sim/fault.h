@@ -11,14 +11,19 @@
 namespace sim {
 
 struct FaultOptions {
-    std::string kind; // one of FaultNames; empty: no faults
+    std::string kind; // a name of ListFaults; empty: no faults
     double rate = 2;  // faults per minute
 };
 
 enum class FaultUser { device, cloud };
 
+struct FaultName {
+    std::string name;
+    std::string what; // for people
+};
+
 // Returns the kinds of faults that a device or the cloud can have.
-std::vector<std::string> FaultNames(FaultUser user);
+std::vector<FaultName> ListFaults(FaultUser user);
 
 struct PlanFault;
 
@@ -39,6 +44,7 @@ private:
     const PlanFault* m_fault; // null: no faults
     std::chrono::nanoseconds m_interval;
     std::chrono::nanoseconds m_next;       // begin of the next fault
+    std::chrono::nanoseconds m_begin{};    // begin of the last fault
     std::chrono::nanoseconds m_end{-1};    // end of the last fault
     std::vector<PhaseLight> m_firstLights; // at the begin of the last fault
     uint64_t m_count = 0;
