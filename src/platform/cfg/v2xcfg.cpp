@@ -1,6 +1,7 @@
 #include "v2x/v2xcfg.h"
 
 #include "v2x/v2xlog.h"
+#include "v2xcfg_context.h"
 #include "v2xcfg_scan.h"
 
 #include <cerrno>
@@ -11,18 +12,6 @@
 #include <optional>
 #include <string>
 #include <system_error>
-
-#include <libconfig.h>
-
-struct v2xcfg_context {
-    explicit v2xcfg_context(const char* file) : path(file) { config_init(&config); }
-    ~v2xcfg_context() { config_destroy(&config); }
-    v2xcfg_context(const v2xcfg_context&) = delete;
-    v2xcfg_context& operator=(const v2xcfg_context&) = delete;
-
-    const std::string path;
-    config_t config{};
-};
 
 namespace {
 
@@ -40,9 +29,9 @@ int32_t Fail(int32_t code, const std::string& location, const std::string& reaso
     return code;
 }
 
-// Logs the error text if `code` is not 0. Returns `code`.
+// Collects and logs the error text if `code` is not 0. Returns `code`.
 int32_t LogFailure(int32_t code) {
-    if (code != 0) {
+    if (code != 0 && v2xcfg_Collect(V2XCFG_ERROR, g_errorText.c_str())) {
         V2XLOG(g_log, V2XLOG_ERROR, "%s", g_errorText.c_str());
     }
     return code;
@@ -50,6 +39,33 @@ int32_t LogFailure(int32_t code) {
 
 std::string FormatLocation(const std::string& path, unsigned line) {
     return path + ":" + std::to_string(line);
+}
+
+// A setting and its location "file:line: key" for error texts. For a missing key the setting is null and the location
+// has no line.
+struct Value {
+    const config_setting_t* setting;
+    std::string location;
+
+    int Type() const { return config_setting_type(setting); }
+    bool IsInteger() const { return Type() == CONFIG_TYPE_INT || Type() == CONFIG_TYPE_INT64; }
+    bool IsList() const { return Type() == CONFIG_TYPE_ARRAY || Type() == CONFIG_TYPE_LIST; }
+    bool IsGroup() const { return Type() == CONFIG_TYPE_GROUP; }
+};
+
+// Finds the value of `key`. The element 0 of a single value is this value.
+Value Find(const v2xcfg_context& context, std::string key) {
+    constexpr std::string_view FIRST = ".[0]";
+    // For an empty key libconfig would return the root setting.
+    const config_setting_t* setting = key.empty() ? nullptr : config_lookup(&context.config, key.c_str());
+    if (setting == nullptr && key.ends_with(FIRST)) {
+        key.resize(key.size() - FIRST.size());
+        setting = config_lookup(&context.config, key.c_str());
+    }
+    if (setting == nullptr) {
+        return {nullptr, context.path + ": " + key};
+    }
+    return {setting, FormatLocation(context.path, config_setting_source_line(setting)) + ": " + key};
 }
 
 // Reads a regular file into `text`. Returns the reason of a failure, or an empty string on success.
@@ -101,22 +117,8 @@ int32_t Open(V2X_CFGHANDLE* root, const char* path) {
     return ret;
 }
 
-// A setting and its location "file:line: key" for error texts.
-struct Value {
-    const config_setting_t* setting;
-    std::string location;
-
-    int Type() const { return config_setting_type(setting); }
-    bool IsInteger() const { return Type() == CONFIG_TYPE_INT || Type() == CONFIG_TYPE_INT64; }
-};
-
 int32_t FailWrongType(const Value& value, const std::string& expected) {
-    static constexpr const char* NAMES[] = {
-        "nothing",  "a group",   "an integer", "an integer", "a floating-point number",
-        "a string", "a boolean", "an array",   "a list",
-    };
-    static_assert(std::size(NAMES) == CONFIG_TYPE_LIST + 1);
-    return Fail(-3, value.location, "expected " + expected + ", found " + NAMES[value.Type()]);
+    return Fail(-3, value.location, "expected " + expected + ", found " + v2xcfg_TypeName(value.Type()));
 }
 
 int32_t GetBool(const Value& value, void* destination) {
@@ -139,6 +141,26 @@ int32_t GetInt32(const Value& value, void* destination) {
     }
     const int32_t number = config_setting_get_int(value.setting);
     std::memcpy(destination, &number, sizeof(number));
+    return 0;
+}
+
+int32_t GetNumber(const Value& value, void* destination) {
+    if (!value.IsInteger() && value.Type() != CONFIG_TYPE_FLOAT) {
+        return FailWrongType(value, "a number");
+    }
+    const double number =
+        value.IsInteger() ? config_setting_get_int(value.setting) : config_setting_get_float(value.setting);
+    std::memcpy(destination, &number, sizeof(number));
+    return 0;
+}
+
+// Stores the number of members of a group or of elements of a list. A single value is a list of one element.
+int32_t GetCount(const Value& value, bool isGroup, void* destination) {
+    if (value.IsGroup() != isGroup) {
+        return FailWrongType(value, isGroup ? "a group" : "a list");
+    }
+    const int32_t count = isGroup || value.IsList() ? config_setting_length(value.setting) : 1;
+    std::memcpy(destination, &count, sizeof(count));
     return 0;
 }
 
@@ -165,6 +187,11 @@ int32_t Get(const Value& value, e_v2xcfg_type type, void* destination, int32_t* 
         return GetInt32(value, destination);
     case V2XCFG_TYPE_STRING:
         return GetString(value, destination, length);
+    case V2XCFG_TYPE_NUMBER:
+        return GetNumber(value, destination);
+    case V2XCFG_TYPE_GROUP:
+    case V2XCFG_TYPE_LIST:
+        return GetCount(value, type == V2XCFG_TYPE_GROUP, destination);
     }
     return Fail(-2, value.location, "unknown type " + std::to_string(type));
 }
@@ -183,13 +210,11 @@ int32_t v2xcfg_GetNodeValue(V2X_CFGHANDLE root, e_v2xcfg_type type, const char* 
     if (type == V2XCFG_TYPE_STRING && (length == nullptr || *length < 0)) {
         return Fail(-2, key, "the length is null or negative");
     }
-    // For an empty key libconfig would return the root setting.
-    const config_setting_t* const setting = *key == '\0' ? nullptr : config_lookup(&root->config, key);
-    if (setting == nullptr) {
+    const Value value = Find(*root, key);
+    if (value.setting == nullptr) {
         return Fail(-1, root->path + ": " + key, "not found");
     }
-    const std::string location = FormatLocation(root->path, config_setting_source_line(setting)) + ": " + key;
-    return LogFailure(Get({setting, location}, type, destination, length));
+    return LogFailure(Get(value, type, destination, length));
 }
 
 int32_t v2xcfg_ExitContext(V2X_CFGHANDLE root) {
@@ -199,4 +224,12 @@ int32_t v2xcfg_ExitContext(V2X_CFGHANDLE root) {
 
 const char* v2xcfg_GetErrorText(void) {
     return g_errorText.c_str();
+}
+
+void v2xcfg_Report(v2xlog_tag_t* tag, e_v2xcfg_severity severity, V2X_CFGHANDLE root, const char* key,
+                   const char* reason) {
+    Fail(0, Find(*root, key).location, reason);
+    if (v2xcfg_Collect(severity, g_errorText.c_str()) && tag != nullptr) {
+        V2XLOG(*tag, severity, "%s", g_errorText.c_str());
+    }
 }

@@ -1,0 +1,26 @@
+// An open configuration file, for the sources of this library.
+#pragma once
+
+#include <string>
+
+#include <libconfig.h>
+
+struct v2xcfg_context {
+    explicit v2xcfg_context(const char* file) : path(file) { config_init(&config); }
+    ~v2xcfg_context() { config_destroy(&config); }
+    v2xcfg_context(const v2xcfg_context&) = delete;
+    v2xcfg_context& operator=(const v2xcfg_context&) = delete;
+
+    const std::string path;
+    config_t config{};
+};
+
+// Returns the name of a libconfig type with its article, for error texts: "a group".
+inline const char* v2xcfg_TypeName(int type) {
+    static constexpr const char* NAMES[] = {
+        "nothing",  "a group",   "an integer", "an integer", "a floating-point number",
+        "a string", "a boolean", "an array",   "a list",
+    };
+    static_assert(sizeof(NAMES) / sizeof(*NAMES) == CONFIG_TYPE_LIST + 1);
+    return NAMES[type];
+}

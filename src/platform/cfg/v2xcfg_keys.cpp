@@ -1,0 +1,120 @@
+// Finds the keys of a file that the program does not know.
+#include <algorithm>
+#include <charconv>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <strings.h>
+#include <vector>
+
+#include "v2x/v2xcfg.h"
+#include "v2xcfg_context.h"
+
+namespace {
+
+constexpr size_t MAX_COMPARED = 64; // a longer name gets no suggestion, which bounds the work of the comparison
+
+using Keys = std::span<const char* const>;
+
+struct Report {
+    v2xlog_tag_t* tag;
+    V2X_CFGHANDLE root;
+    Keys known;
+};
+
+// Returns true for the decimal form of a number from 0 to 255.
+bool IsIndex(std::string_view text) {
+    uint8_t value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return error == std::errc{} && end == text.data() + text.size() && std::to_string(value) == text;
+}
+
+// Returns the known name with its '#' replaced by the digits at the end of `name`. Returns nothing if these digits are
+// not a number from 0 to 255.
+std::optional<std::string> FillIndex(std::string_view known, std::string_view name) {
+    if (!known.ends_with('#')) {
+        return std::string(known);
+    }
+    const std::string_view digits = name.substr(name.find_last_not_of("0123456789") + 1);
+    known.remove_suffix(1);
+    return IsIndex(digits) ? std::optional(std::string(known) + std::string(digits)) : std::nullopt;
+}
+
+bool IsKnown(const std::string& key, Keys known) {
+    return std::any_of(known.begin(), known.end(), [&](const char* one) { return FillIndex(one, key) == key; });
+}
+
+bool IsKnownGroup(const std::string& key, Keys known) {
+    const std::string prefix = key + ".";
+    return std::any_of(known.begin(), known.end(),
+                       [&](const char* one) { return std::string_view(one).starts_with(prefix); });
+}
+
+// Returns the number of insertions, deletions and replacements that turn one text into the other. Ignores case.
+size_t CountEdits(std::string_view from, std::string_view to) {
+    std::vector<size_t> row(to.size() + 1);
+    for (size_t column = 0; column <= to.size(); column++) {
+        row[column] = column;
+    }
+    for (size_t line = 1; line <= from.size(); line++) {
+        size_t diagonal = row[0];
+        row[0] = line;
+        for (size_t column = 1; column <= to.size(); column++) {
+            const bool isEqual = strncasecmp(&from[line - 1], &to[column - 1], 1) == 0;
+            const size_t replaced = diagonal + (isEqual ? 0 : 1);
+            diagonal = row[column];
+            row[column] = std::min({replaced, row[column] + 1, row[column - 1] + 1});
+        }
+    }
+    return row[to.size()];
+}
+
+// Returns the known member of the group that is most similar to `name`, or "" if no member is similar. `prefix` is the
+// group's key with a dot at its end, or "" for the root.
+std::string FindSimilar(const std::string& prefix, std::string_view name, Keys known) {
+    std::string similar;
+    size_t least = 2 + name.size() / 4; // the number of edits that is too large
+    for (std::string_view one : known) {
+        if (name.size() > MAX_COMPARED || !one.starts_with(prefix)) {
+            continue;
+        }
+        one.remove_prefix(prefix.size());
+        const std::optional<std::string> member = FillIndex(one.substr(0, one.find('.')), name);
+        const size_t edits = member ? CountEdits(*member, name) : least;
+        if (edits < least) {
+            least = edits;
+            similar = *member;
+        }
+    }
+    return similar;
+}
+
+void ReportGroup(const Report& report, const config_setting_t* group, const std::string& prefix) {
+    const int count = config_setting_length(group);
+    for (int i = 0; i < count; i++) {
+        const config_setting_t* const setting = config_setting_get_elem(group, static_cast<unsigned>(i));
+        const std::string name = config_setting_name(setting);
+        const std::string key = prefix + name;
+        std::string reason;
+        if (IsKnown(key, report.known)) {
+            continue;
+        }
+        if (!IsKnownGroup(key, report.known)) {
+            const std::string similar = FindSimilar(prefix, name, report.known);
+            reason = "unknown key " + name + (similar.empty() ? "" : ", did you mean " + similar + "?");
+        } else if (config_setting_is_group(setting)) {
+            ReportGroup(report, setting, key + "."); // no deeper than the known keys
+            continue;
+        } else {
+            reason = std::string("expected a group, found ") + v2xcfg_TypeName(config_setting_type(setting));
+        }
+        v2xcfg_Report(report.tag, V2XCFG_WARNING, report.root, key.c_str(), reason.c_str());
+    }
+}
+
+} // namespace
+
+void v2xcfg_ReportUnknownKeys(v2xlog_tag_t* tag, V2X_CFGHANDLE root, const char* const* known, int32_t count) {
+    ReportGroup({tag, root, Keys(known, static_cast<size_t>(count))}, config_root_setting(&root->config), "");
+}
