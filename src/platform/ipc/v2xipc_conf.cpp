@@ -4,7 +4,9 @@
 
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <string>
+#include <vector>
 
 #include "v2x/v2xcfg.h"
 #include "v2x/v2xipc.h"
@@ -49,6 +51,11 @@ bool ReadValue(const ConfFile& file, e_v2xcfg_type type, const char* key, void* 
     return result == 0;
 }
 
+// Collects a problem that is already logged without its line.
+void Collect(const ConfFile& file, const char* key, const std::string& reason) {
+    v2xcfg_Report(nullptr, V2XCFG_ERROR, file.tree, key, reason.c_str());
+}
+
 void ReadPort(const ConfFile& file, const PortRow& row, Conf& conf) {
     int32_t port = 0;
     if (!ReadValue(file, V2XCFG_TYPE_INT32, row.key, &port, nullptr)) {
@@ -57,6 +64,8 @@ void ReadPort(const ConfFile& file, const PortRow& row, Conf& conf) {
     if (port < row.lowest || port > PORT_MAX) {
         V2XLOG(g_log, V2XLOG_ERROR, "%s: %s: port %d out of range (%d to %d); using the default", file.path, row.key,
                port, row.lowest, PORT_MAX);
+        Collect(file, row.key,
+                std::to_string(port) + " is outside " + std::to_string(row.lowest) + " to " + std::to_string(PORT_MAX));
         return;
     }
     conf.*row.field = static_cast<int16_t>(static_cast<uint16_t>(port));
@@ -72,9 +81,34 @@ void ReadHost(const ConfFile& file, Conf& conf) {
     if (inet_pton(AF_INET, text, &address) != 1) {
         V2XLOG(g_log, V2XLOG_ERROR, "%s: %s: \"%s\" is not a dotted IPv4 address; using the default", file.path,
                HOST_KEY, text);
+        Collect(file, HOST_KEY, "\"" + std::string(text) + "\" is not a dotted IPv4 address");
         return;
     }
     std::memcpy(conf.m_rsu_rcv_ip, text, sizeof text);
+}
+
+void ReportUnknownKeys(const ConfFile& file) {
+    std::vector<const char*> known = {HOST_KEY, "ipc.local_ip"};
+    for (const PortRow& row : PORTS) {
+        known.push_back(row.key);
+    }
+    v2xcfg_ReportUnknownKeys(&g_log, file.tree, known.data(), static_cast<int32_t>(known.size()));
+}
+
+// Reports each port that an earlier row uses, too. The port of a stack application on another host is no such port.
+void ReportEqualPorts(const ConfFile& file, const Conf& conf) {
+    const bool isStackHere = std::string(conf.m_rsu_rcv_ip).starts_with("127.");
+    for (const PortRow* row = PORTS; row != std::end(PORTS); row++) {
+        const bool isHere = isStackHere || row->field != &Conf::m_app_rs_rcvport;
+        for (const PortRow* other = PORTS; other != row; other++) {
+            const int16_t port = conf.*row->field;
+            if (isHere && port != 0 && port == conf.*other->field) {
+                const std::string reason =
+                    "port " + std::to_string(static_cast<uint16_t>(port)) + " is also " + other->key;
+                v2xcfg_Report(&g_log, V2XCFG_WARNING, file.tree, row->key, reason.c_str());
+            }
+        }
+    }
 }
 
 } // namespace
@@ -98,6 +132,8 @@ int32_t v2xipc_CfgInit(const char* workDir) {
         ReadPort(file, row, g_conf);
     }
     ReadHost(file, g_conf);
+    ReportUnknownKeys(file);
+    ReportEqualPorts(file, g_conf);
     v2xcfg_ExitContext(file.tree);
     return 0;
 }
