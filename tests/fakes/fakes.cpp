@@ -2,12 +2,12 @@
 
 namespace fakes {
 
+std::map<std::string, std::variant<bool, int32_t, std::string>> cfgTree;
+
 void reset() {
     resetLog();
     journal.clear();
     cfgTree.clear();
-    cfgInitResult = 0;
-    cfgOpenTrees = 0;
     now = 0;
     clockReads = 0;
     tasks.clear();

@@ -39,10 +39,8 @@ std::vector<std::string> takeLog();
 // ---- all calls that start something, in order, as short texts ("log.AddTag UDPA", "pub.UdpSocketInit QUOR_RECV_SG")
 extern std::vector<std::string> journal;
 
-// ---- cfg: the tree that every file holds
+// ---- cfg: the tree that every file holds; lists, groups and numbers are missing
 extern std::map<std::string, std::variant<bool, int32_t, std::string>> cfgTree;
-extern int32_t cfgInitResult;
-extern int32_t cfgOpenTrees;
 
 // ---- pub
 extern uint64_t now; // wall clock in microseconds

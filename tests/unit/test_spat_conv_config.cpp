@@ -1,30 +1,64 @@
+// The loader with real configuration files.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "fakes.h"
+#include "fixture.h"
 #include "spat_conv_config.h"
-#include "sysinfo_file.h"
+#include "temp_folder.h"
+#include "v2x/v2xlog.h"
 
 namespace {
+
+using testing::ElementsAre;
 
 std::string text(char c, size_t count) {
     return std::string(count, c);
 }
 
-// The module loads once per process: each case runs in a child process.
+class Config : public fakes::Fixture {
+protected:
+    Config() {
+        std::filesystem::create_directory(m_folder.path() + "/conf");
+        v2xspatconv_InitCfg(m_folder.path().c_str());
+        writeFile(m_sysinfo, "<device_id>RSU7</device_id><device_name>west</device_name>"
+                             "<module_hardware_version>9</module_hardware_version>");
+    }
+    // Loads a file whose third line is the first line of `settings`.
+    int32_t load(const std::string& settings) {
+        writeFile(m_path, "rsuSpatConfigInfo = {\nSysinfoname = \"" + m_sysinfo + "\";\n" + settings + "\n};\n");
+        return v2xspatconv_GetCfgData(&m_config);
+    }
+    std::string errorText() const {
+        const std::string error = v2xspatconv_GetCfgErrorText();
+        return error.starts_with(m_path) ? error.substr(m_path.size()) : error;
+    }
+    // The collected problems and notes, without the folder of the file.
+    std::vector<std::string> problems() const {
+        std::vector<std::string> texts;
+        v2xcfg_VisitProblems(
+            [](void* arg, e_v2xcfg_severity severity, const char* problem) {
+                const std::string line = problem;
+                static_cast<std::vector<std::string>*>(arg)->push_back(std::to_string(severity) + " " +
+                                                                       line.substr(line.find(".cfg") + 4));
+            },
+            &texts);
+        return texts;
+    }
+    const v2xspatconv_sourceGuard_t& source(e_v2xspatconv_source index) const {
+        return m_config->m_guard.m_sources[index];
+    }
+
+    const TempFolder m_folder;
+    const std::string m_path = m_folder.path() + "/conf/v2x_spat_convert.cfg";
+    const std::string m_sysinfo = m_folder.path() + "/sysinfo.xml";
+    const spat_conv_config_t* m_config = nullptr;
+};
+
+// The module loads once per process: each successful load needs a process of its own.
 template <typename Case>
 void inChild(Case testCase) {
     EXPECT_EXIT((testCase(), std::exit(testing::Test::HasFailure() ? 1 : 0)), testing::ExitedWithCode(0), "");
 }
-
-class Config : public testing::Test {
-protected:
-    int32_t load() { return v2xspatconv_GetCfgData(&m_config); }
-    static auto& key(const std::string& name) { return fakes::cfgTree["rsuSpatConfigInfo." + name]; }
-
-    SysinfoFile m_sysinfo;
-    const spat_conv_config_t* m_config = nullptr;
-};
 
 TEST(ParseXml, FindsTheFirstElementOfAName) {
     const struct {
@@ -49,68 +83,255 @@ TEST(ParseXml, FindsTheFirstElementOfAName) {
     }
 }
 
-TEST_F(Config, ReadsEveryKeyOnce) {
-    m_sysinfo.write("<device_id>RSU7</device_id><device_name>west</device_name>"
-                    "<module_hardware_version>9</module_hardware_version>");
+TEST_F(Config, ReadsLegacyKeysOnce) {
     inChild([this] {
-        key("LearnMachine.IsEnable") = true;
-        key("LearnMachine.Ip") = "127.0.0.9";
-        key("LearnMachine.Port") = 1;
-        key("LearnMachine.LocalPort") = 2;
-        key("SignalMachine1743.Ip") = text('1', 32);
-        key("SignalMachine1743.Port") = 3;
-        key("SignalMachine1743.LocalPort") = 4;
-        key("PhaseRelationship.PhaseID255") = 65537;
-        key("nodeId") = 5;
-        key("regionId") = 70000;
-        key("Corrections.SpatDown") = true;
+        ASSERT_EQ(load("LearnMachine = { IsEnable = true; Ip = \"127.0.0.9\"; Port = 1; LocalPort = 2; };"
+                       "SignalMachine1743 = { Ip = \"" +
+                       text('1', 32) +
+                       "\"; Port = 3; LocalPort = 4; };"
+                       "PhaseRelationship = { PhaseID255 = 65537; PhaseID3 = 7; };"
+                       "nodeId = 5; regionId = 70000; Corrections = { SpatDown = true; };"),
+                  0);
         spat_conv_config_t expected{};
-        memcpy(expected.m_SysinfoName, m_sysinfo.path().c_str(), m_sysinfo.path().size());
+        memcpy(expected.m_SysinfoName, m_sysinfo.c_str(), m_sysinfo.size());
         expected.m_sysinfo = {"RSU7", "west", "9"};
         expected.m_learn_machine_info = {true, "127.0.0.9", 1, 2};
         expected.m_signal_machine_1743_info = {false, "", 3, 4};
         expected.m_phase_relationship.m_phaseid[255] = 1;
+        expected.m_phase_relationship.m_phaseid[3] = 7;
         expected.m_nodeId = 5;
         expected.m_regionId = 70000;
         expected.m_corrections = {true, false, false};
-        ASSERT_EQ(load(), 0);
         EXPECT_EQ(memcmp(m_config, &expected, offsetof(spat_conv_config_t, m_guard)), 0);
-        EXPECT_EQ(fakes::logged("rsuSpatConfigInfo.PhaseRelationship.PhaseID1 node error").size(), 1U);
-        EXPECT_EQ(load(), 0);
-        EXPECT_EQ(fakes::journal.size(), 1U) << "the file is opened once";
-        EXPECT_EQ(fakes::cfgOpenTrees, 0);
+        EXPECT_EQ(fakes::logged("rsuSpatConfigInfo.PhaseRelationship.PhaseID1 node error").at(0).level, V2XLOG_WARN);
+
+        const v2xspatconv_guard_t& guard = m_config->m_guard;
+        EXPECT_FALSE(guard.m_on_stale_unavailable || guard.m_on_conflict_unavailable || guard.m_on_frozen_unavailable);
+        EXPECT_EQ(guard.m_priority_count + guard.m_conflict_count, 0);
+        EXPECT_THAT(guard.m_ignore, testing::Each(0));
+        const uint32_t staleAfter[] = {10000, 10000, 0};
+        for (int32_t i = 0; i < V2XSPATCONV_SOURCES; i++) {
+            EXPECT_EQ(guard.m_sources[i].m_stale_after, staleAfter[i]);
+            EXPECT_STREQ(guard.m_sources[i].m_local_ip, "0.0.0.0");
+            EXPECT_EQ(guard.m_sources[i].m_only_from.count, 0);
+            EXPECT_EQ(guard.m_sources[i].m_phaseid[3], 7);
+            EXPECT_FALSE(guard.m_sources[i].m_has_own_phases);
+        }
+        writeFile(m_path, "");
+        EXPECT_EQ(v2xspatconv_GetCfgData(&m_config), 0) << "the file is read once";
+    });
+}
+
+constexpr char GUARD[] = R"(Corrections = { QuietLog = 1; SpatDown = true; };
+LearnMachine = { IsEnable = true; Ip = "10.0.0.2"; LocalIp = "10.0.0.1"; OnlyFrom = ["10.0.0.2", "192.168.1.0/24"]; StaleAfter = 1;
+                 PhaseRelationship = { PhaseID1 = 255; }; };
+SignalMachine1743 = { IsEnable = true; OnlyFrom = "10.0.0.3"; StaleAfter = 3.0625; PhaseRelationship = {}; };
+PhaseRelationship = { PhaseID1 = 2; };
+Cloud = { StaleAfter = 3600.0; };
+Guard = { SourcePriority = ("1743", "cloud", "learner"); OnStale = "unavailable"; Conflicts = ((1, 2), [32, 4]);
+          OnConflict = "unavailable"; OnFrozen = "unavailable"; Ignore = ["no_yellow", "no_yellow:5", "cut_off:32"]; };
+Control = { Path = "/run/spat.sock"; };)";
+
+TEST_F(Config, ReadsSettingsOfTheGuard) {
+    inChild([this] {
+        ASSERT_EQ(load(GUARD), 0) << errorText();
+        const v2xspatconv_guard_t& guard = m_config->m_guard;
+        const v2xspatconv_sourceGuard_t& learner = source(V2XSPATCONV_LEARNER);
+        const v2xspatconv_sourceGuard_t& controller = source(V2XSPATCONV_1743);
+        EXPECT_STREQ(learner.m_local_ip, "10.0.0.1");
+        ASSERT_EQ(learner.m_only_from.count, 2);
+        EXPECT_EQ(learner.m_only_from.blocks[0].network, 0x0A000002U);
+        EXPECT_EQ(learner.m_only_from.blocks[1].mask, 0xFFFFFF00U);
+        ASSERT_EQ(controller.m_only_from.count, 1);
+        EXPECT_EQ(controller.m_only_from.blocks[0].network, 0x0A000003U);
+        EXPECT_EQ(learner.m_stale_after, 1000U);
+        EXPECT_EQ(controller.m_stale_after, 3063U);
+        EXPECT_EQ(source(V2XSPATCONV_CLOUD).m_stale_after, 3600000U);
+        EXPECT_TRUE(learner.m_has_own_phases && controller.m_has_own_phases);
+        EXPECT_EQ(learner.m_phaseid[1], 255);
+        EXPECT_EQ(controller.m_phaseid[1], 0) << "the common table is replaced";
+        EXPECT_EQ(source(V2XSPATCONV_CLOUD).m_phaseid[1], 2);
+        ASSERT_EQ(guard.m_priority_count, 3);
+        EXPECT_THAT(guard.m_priority, ElementsAre(V2XSPATCONV_1743, V2XSPATCONV_CLOUD, V2XSPATCONV_LEARNER));
+        EXPECT_TRUE(guard.m_on_stale_unavailable && guard.m_on_conflict_unavailable && guard.m_on_frozen_unavailable);
+        ASSERT_EQ(guard.m_conflict_count, 2);
+        EXPECT_THAT(guard.m_conflicts[1], ElementsAre(32, 4));
+        EXPECT_EQ(guard.m_ignore[V2XSPATCONV_CHECK_NO_YELLOW], 0x21U);
+        EXPECT_EQ(guard.m_ignore[V2XSPATCONV_CHECK_CUT_OFF], 0x100000000U);
+        EXPECT_STREQ(m_config->m_control_path, "/run/spat.sock");
+        EXPECT_EQ(fakes::logged("rsuSpatConfigInfo.PhaseRelationship.PhaseID2 node error").at(0).level, V2XLOG_TRACE);
+        EXPECT_THAT(problems(), testing::IsEmpty());
+    });
+}
+
+TEST_F(Config, ReadsAsMuchAsTheRecordHolds) {
+    inChild([this] {
+        std::string phases;
+        std::string pairs;
+        std::string senders;
+        for (int i = 1; i <= 32; i++) {
+            phases += "PhaseID" + std::to_string(i) + " = " + std::to_string(200 + i) + ";";
+        }
+        for (int i = 0; i < V2XSPATCONV_CONFLICTS_MAX; i++) {
+            pairs += (i == 0 ? "(" : ", (") + std::to_string(1 + i % 8) + ", " + std::to_string(9 + i % 24) + ")";
+        }
+        for (int i = 1; i <= V2XPUB_SENDERS_MAX; i++) {
+            senders += (i == 1 ? "\"10.0.0." : ", \"10.0.0.") + std::to_string(i) + "\"";
+        }
+        ASSERT_EQ(load("PhaseRelationship = {" + phases + "}; LearnMachine = { OnlyFrom = [" + senders +
+                       "]; PhaseRelationship = {" + phases + "}; }; Guard = { Conflicts = (" + pairs +
+                       "); }; Control = { Path = \"" + text('p', 107) + "\"; };"),
+                  0)
+            << errorText();
+        EXPECT_EQ(source(V2XSPATCONV_LEARNER).m_only_from.blocks[15].network, 0x0A000010U);
+        EXPECT_EQ(source(V2XSPATCONV_LEARNER).m_phaseid[32], 232);
+        EXPECT_THAT(m_config->m_guard.m_conflicts[199], ElementsAre(8, 16));
+        EXPECT_EQ(m_config->m_control_path, text('p', 107));
+        EXPECT_THAT(problems(), testing::IsEmpty());
+    });
+}
+
+// Both adapters, each with its own phase table. `guard` are the settings of the group Guard.
+std::string bothAdapters(const std::string& guard) {
+    return "LearnMachine = { IsEnable = true; PhaseRelationship = {}; }; SignalMachine1743 = { IsEnable = true; "
+           "PhaseRelationship = {}; };\nGuard = { " +
+           guard + " };";
+}
+
+TEST_F(Config, RejectsInvalidSettingsOfTheGuard) {
+    const struct {
+        std::string settings;
+        std::string error; // after the file name; the key after "rsuSpatConfigInfo."
+    } rows[] = {
+        {"LearnMachine = { LocalIp = \"10.0.0\"; };",
+         "3 LearnMachine.LocalIp: \"10.0.0\" is not a dotted IPv4 address"},
+        {"LearnMachine = { LocalIp = \"10.0.0.1/32\"; };",
+         "3 LearnMachine.LocalIp: \"10.0.0.1/32\" is not a dotted IPv4 address"},
+        {"SignalMachine1743 = {\n LocalIp = 1; };", "4 SignalMachine1743.LocalIp: expected a string, found an integer"},
+        {"LearnMachine = { OnlyFrom = (); };", "3 LearnMachine.OnlyFrom: 0 entries, expected 1 to 16"},
+        {"LearnMachine = { OnlyFrom = [\"1.1.1.1\",\n\"1.1.1.1/8\"]; };",
+         "4 LearnMachine.OnlyFrom.[1]: \"1.1.1.1/8\" is not an IPv4 address or block such as 192.168.1.0/24"},
+        {"SignalMachine1743 = { OnlyFrom = \"localhost\"; };",
+         "3 SignalMachine1743.OnlyFrom: \"localhost\" is not an IPv4 address or block such as 192.168.1.0/24"},
+        {"SignalMachine1743 = { OnlyFrom = [1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1]; };",
+         "3 SignalMachine1743.OnlyFrom: 17 entries, expected 1 to 16"},
+        {"LearnMachine = { StaleAfter = 0.9; };", "3 LearnMachine.StaleAfter: expected 0, or 1 to 3600 seconds"},
+        {"SignalMachine1743 = { StaleAfter = -3; };",
+         "3 SignalMachine1743.StaleAfter: expected 0, or 1 to 3600 seconds"},
+        {"Cloud = { StaleAfter = 3600.1; };", "3 Cloud.StaleAfter: expected 0, or 1 to 3600 seconds"},
+        {"Cloud = { StaleAfter = \"3\"; };", "3 Cloud.StaleAfter: expected a number, found a string"},
+        {"LearnMachine = { PhaseRelationship = 3; };",
+         "3 LearnMachine.PhaseRelationship: expected a group, found an integer"},
+        {"LearnMachine = { PhaseRelationship = { PhaseID33 = 3; }; };",
+         "3 LearnMachine.PhaseRelationship.PhaseID33: the SPAT phase is outside 1 to 32"},
+        {"SignalMachine1743 = { PhaseRelationship = { PhaseID3 = 256; }; };",
+         "3 SignalMachine1743.PhaseRelationship.PhaseID3: the device phase is outside 0 to 255"},
+        {"SignalMachine1743 = { PhaseRelationship = { PhaseID3 = \"4\"; }; };",
+         "3 SignalMachine1743.PhaseRelationship.PhaseID3: expected an integer, found a string"},
+        {"Guard = 1;", "3 Guard: expected a group, found an integer"},
+        {bothAdapters("SourcePriority = [];"), "4 Guard.SourcePriority: 0 entries, expected 1 to 3"},
+        {bothAdapters("SourcePriority = \"lerner\";"),
+         "4 Guard.SourcePriority: \"lerner\" is not a source, expected learner, 1743 or cloud"},
+        {bothAdapters("SourcePriority = [\"1743\", \"1743\"];"), "4 Guard.SourcePriority.[1]: 1743 is listed twice"},
+        {bothAdapters("SourcePriority = \"cloud\";"), "4 Guard.SourcePriority: cloud needs Corrections.SpatDown"},
+        {"Corrections = { SpatDown = true; }; Guard = { SourcePriority = \"cloud\"; };",
+         "3 Guard.SourcePriority: cloud is not watched, StaleAfter is 0"},
+        {"Guard = { SourcePriority = \"learner\"; };", "3 Guard.SourcePriority: learner is not enabled"},
+        {"LearnMachine = { IsEnable = true; }; SignalMachine1743 = { IsEnable = true; PhaseRelationship = {}; };\n"
+         "Guard = { SourcePriority = [\"learner\", \"1743\"]; };",
+         "4 Guard.SourcePriority: learner and 1743 are listed, but one of them has no PhaseRelationship of its own"},
+        {bothAdapters("OnStale = \"unavailable\";"),
+         "4 Guard.OnStale: \"unavailable\" with both adapters enabled needs Guard.SourcePriority"},
+        {"Guard = { OnStale = true; };", "3 Guard.OnStale: expected a string, found a boolean"},
+        {"Guard = { OnConflict = \"red\"; };",
+         "3 Guard.OnConflict: \"red\" is not a reaction, expected nothing or unavailable"},
+        {"Guard = { OnFrozen = \"\"; };", "3 Guard.OnFrozen: \"\" is not a reaction, expected nothing or unavailable"},
+        {"Guard = { Conflicts = (1, 2); };", "3 Guard.Conflicts.[0]: 1 entries, expected 2"},
+        {"Guard = { Conflicts = ((1, 2),\n(1, 33)); };",
+         "4 Guard.Conflicts.[1].[1]: the SPAT phase is outside 1 to 32"},
+        {"Guard = { Conflicts = ((4, 4)); };", "3 Guard.Conflicts.[0]: both phases of the pair are 4"},
+        {"Guard = { Conflicts = ((1, 2, 3)); };", "3 Guard.Conflicts.[0]: 3 entries, expected 2"},
+        {"Guard = { Ignore = [\"yellow\"]; };",
+         "3 Guard.Ignore.[0]: \"yellow\" is not a check, expected conflict, jump, frozen, no_yellow, duplicate, "
+         "disagree, sender, unmapped or cut_off"},
+        {"Guard = { Ignore = \"jump:33\"; };",
+         "3 Guard.Ignore: \"jump:33\": expected a SPAT phase from 1 to 32 after the colon"},
+        {"Control = { Path = \"" + text('p', 108) + "\"; };",
+         "3 Control.Path: string of 108 characters, at most 107 are allowed"},
+        {"Corrections = { QuietLog = \"yes\"; };", "3 Corrections.QuietLog: expected a boolean, found a string"},
+    };
+    inChild([&] { // the collected problems stay in the process
+        for (const auto& row : rows) {
+            SCOPED_TRACE(row.settings);
+            EXPECT_EQ(load(row.settings), -6);
+            EXPECT_EQ(errorText(), ":" + row.error.substr(0, 1) + ": rsuSpatConfigInfo." + row.error.substr(2));
+            std::vector<std::string> log = fakes::takeLog();
+            std::erase_if(log, [&](const std::string& line) { return !line.ends_with(row.error.substr(2)); });
+            ASSERT_EQ(log.size(), 1U) << "one line";
+            EXPECT_EQ(log[0].substr(4, 2), " 2");
+            EXPECT_EQ(m_config, nullptr);
+        }
+    });
+}
+
+constexpr char SUSPECT[] = R"(LearnMachine = { IsEnable = true; Ip = "1.2.3"; Port = 0; LocalPort = 70000; };
+SignalMachine1743 = { IsEnable = true; LocalPort = 4464; OnlyForm = "1.1.1.1"; };
+PhaseRelationship = { PhaseId3 = 1; PhaseID0 = 1; PhaseID4 = 256; PhaseID256 = 1; };
+nodeId = -1; regionId = "1"; Corrections = ( 1 );)";
+
+TEST_F(Config, ReportsSuspectSettingsAndStarts) {
+    inChild([this] {
+        ASSERT_EQ(load(SUSPECT), 0) << errorText();
+        EXPECT_THAT(
+            problems(),
+            testing::UnorderedElementsAre(
+                "3 :3: rsuSpatConfigInfo.LearnMachine.Ip: missing or not a dotted IPv4 address, the learner gets no "
+                "heartbeats",
+                "2 :3: rsuSpatConfigInfo.LearnMachine.Port: 0 is outside 1 to 65535, the daemon uses port 0",
+                "2 :3: rsuSpatConfigInfo.LearnMachine.LocalPort: 70000 is outside 1 to 65535, the daemon uses port "
+                "4464",
+                "3 :4: rsuSpatConfigInfo.SignalMachine1743.LocalPort: port 4464 is also "
+                "rsuSpatConfigInfo.LearnMachine.LocalPort",
+                "3 :4: rsuSpatConfigInfo.SignalMachine1743.OnlyForm: unknown key OnlyForm, did you mean OnlyFrom?",
+                "3 :4: rsuSpatConfigInfo.SignalMachine1743.IsEnable: both adapters are enabled without "
+                "Guard.SourcePriority, so records of both devices are forwarded",
+                "3 :5: rsuSpatConfigInfo.PhaseRelationship.PhaseId3: unknown key PhaseId3, did you mean PhaseID3?",
+                "3 :5: rsuSpatConfigInfo.PhaseRelationship.PhaseID0: the SPAT phase is outside 1 to 32",
+                "3 :5: rsuSpatConfigInfo.PhaseRelationship.PhaseID4: the device phase is outside 0 to 255",
+                "3 :5: rsuSpatConfigInfo.PhaseRelationship.PhaseID256: unknown key PhaseID256",
+                "3 :6: rsuSpatConfigInfo.nodeId: -1 is outside 0 to 65535",
+                "2 :6: rsuSpatConfigInfo.regionId: expected an integer, found a string",
+                "3 :6: rsuSpatConfigInfo.Corrections: expected a group, found a list",
+                "4 : rsuSpatConfigInfo.LearnMachine.OnlyFrom: missing, every sender is accepted",
+                "4 : rsuSpatConfigInfo.SignalMachine1743.OnlyFrom: missing, every sender is accepted",
+                "4 : rsuSpatConfigInfo.Guard.Conflicts: missing, the check conflict finds nothing"));
     });
 }
 
 TEST_F(Config, RetriesAfterAFailedLoad) {
     inChild([this] {
-        fakes::cfgInitResult = -4;
-        EXPECT_EQ(load(), 1);
-        EXPECT_STREQ(v2xspatconv_GetCfgErrorText(), "the tree's own reason");
-        fakes::cfgInitResult = 0;
-
-        key("Sysinfoname") = "/tmp";
-        EXPECT_EQ(load(), -4);
-        EXPECT_STREQ(v2xspatconv_GetCfgErrorText(), "/tmp: device_id: the file cannot be read");
-
-        key("Sysinfoname") = m_sysinfo.path();
-        m_sysinfo.write("<device_id>" + text('x', 32) + "</device_id>");
-        EXPECT_EQ(load(), -4);
+        EXPECT_EQ(v2xspatconv_GetCfgData(&m_config), 1);
+        EXPECT_EQ(errorText(), ": No such file or directory");
+        writeFile(m_path, "rsuSpatConfigInfo = {};");
+        EXPECT_EQ(v2xspatconv_GetCfgData(&m_config), -3);
+        EXPECT_EQ(errorText(), ": rsuSpatConfigInfo.Sysinfoname: not found");
+        std::filesystem::remove(m_sysinfo);
+        EXPECT_EQ(load(""), -4);
+        EXPECT_EQ(errorText(), m_sysinfo + ": device_id: the file cannot be read");
+        writeFile(m_sysinfo, "\n<device_id>" + text('x', 32) + "</device_id>");
+        EXPECT_EQ(load(""), -4);
         EXPECT_EQ(m_config, nullptr);
-
-        m_sysinfo.write("<device_id>" + text('x', 31) + "</device_id>");
-        EXPECT_EQ(load(), 0);
-        EXPECT_EQ(fakes::cfgOpenTrees, 0);
+        writeFile(m_sysinfo, "<device_id>" + text('x', 31) + "</device_id>");
+        EXPECT_EQ(load(""), 0);
     });
 }
 
 TEST_F(Config, RejectsAWorkDirectoryOf64Characters) {
     inChild([this] {
         EXPECT_EQ(v2xspatconv_InitCfg(text('d', 64).c_str()), 0);
-        EXPECT_EQ(load(), -5);
+        EXPECT_EQ(v2xspatconv_GetCfgData(&m_config), -5);
         EXPECT_EQ(v2xspatconv_GetCfgErrorText(),
                   "work directory " + text('d', 64) + " is too long: 64 characters, at most 63 are allowed");
-        EXPECT_TRUE(fakes::journal.empty()) << "a file was opened";
 
         const char* path = nullptr;
         v2xspatconv_InitCfg(text('e', 63).c_str());

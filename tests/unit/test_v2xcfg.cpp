@@ -7,6 +7,8 @@
 #include <cstring>
 #include <string>
 #include <sys/stat.h>
+#include <utility>
+#include <vector>
 
 #include "temp_folder.h"
 
@@ -18,6 +20,14 @@ protected:
     int32_t Open(const std::string& text) {
         writeFile(m_path, text);
         return v2xcfg_InitContext(&m_root, m_path.c_str());
+    }
+
+    static std::vector<std::string> Problems() {
+        std::vector<std::string> texts;
+        v2xcfg_VisitProblems([](void* arg, e_v2xcfg_severity,
+                                const char* text) { static_cast<std::vector<std::string>*>(arg)->push_back(text); },
+                             &texts);
+        return texts;
     }
 
     const TempFolder m_folder;
@@ -87,6 +97,18 @@ TEST_F(V2xCfg, ReadsValuesByType) {
         {"group.name", V2XCFG_TYPE_INT32, -3, ":5: group.name: expected an integer, found a string"},
         {"many", V2XCFG_TYPE_STRING, 0, "first 5000000000\nsecond"},
         {"most32", V2XCFG_TYPE_STRING, 0, "12345678901234567890123456789012"},
+        {"real", V2XCFG_TYPE_NUMBER, 0, "99999999999.500000"},
+        {"least", V2XCFG_TYPE_NUMBER, 0, "-2147483648.000000"},
+        {"empty", V2XCFG_TYPE_NUMBER, -3, ":6: empty: expected a number, found a string"},
+        {"group", V2XCFG_TYPE_GROUP, 0, "3"},
+        {"list", V2XCFG_TYPE_GROUP, -3, ":4: list: expected a group, found a list"},
+        {"list", V2XCFG_TYPE_LIST, 0, "3"},
+        {"list.[2].deep", V2XCFG_TYPE_INT32, 0, "7"},
+        {"group.inner.port", V2XCFG_TYPE_LIST, 0, "1"},
+        {"group.inner.port.[0]", V2XCFG_TYPE_INT32, 0, "8001"},
+        {"empty.[0]", V2XCFG_TYPE_INT32, -3, ":6: empty: expected an integer, found a string"},
+        {"empty.[1]", V2XCFG_TYPE_STRING, -1, ": empty.[1]: not found"},
+        {"group", V2XCFG_TYPE_LIST, -3, ":5: group: expected a list, found a group"},
         {"more", V2XCFG_TYPE_STRING, -3, ":8: more: string of 33 characters, at most 32 are allowed"},
     };
     ASSERT_EQ(Open(TEXT), 0) << v2xcfg_GetErrorText();
@@ -102,11 +124,46 @@ TEST_F(V2xCfg, ReadsValuesByType) {
         } else if (row.type == V2XCFG_TYPE_STRING) {
             EXPECT_EQ(std::string(place), row.expected);
             EXPECT_EQ(length, static_cast<int32_t>(row.expected.size()));
+        } else if (row.type == V2XCFG_TYPE_NUMBER) {
+            double number = 0;
+            std::memcpy(&number, place, sizeof(number));
+            EXPECT_EQ(std::to_string(number), row.expected);
         } else {
             int32_t number = 0;
             std::memcpy(&number, place, row.type == V2XCFG_TYPE_BOOL ? sizeof(bool) : sizeof(number));
             EXPECT_EQ(std::to_string(number), row.expected);
         }
+    }
+}
+
+TEST_F(V2xCfg, SuggestsSimilarKeyForUnknownKey) {
+    constexpr const char* KNOWN[] = {"a.Port", "a.LocalPort", "a.b.PhaseID#", "c"};
+    const struct {
+        std::string text;
+        std::string problem; // after the file name; "" for none
+    } rows[] = {
+        {"a = { Port = 1; b = { PhaseID0 = 1; PhaseID255 = 1; }; }; c = { any = 1; };", ""},
+        {"a = { port = 1; };", ":1: a.port: unknown key port, did you mean Port?"},
+        {"a = {\n LocolPrt = 1; };", ":2: a.LocolPrt: unknown key LocolPrt, did you mean LocalPort?"},
+        {"a = { c = 1; };", ":1: a.c: unknown key c"},
+        {"A = { x = 1; };", ":1: A: unknown key A, did you mean a?"},
+        {"a = { b = { PhasID12 = 1; }; };", ":1: a.b.PhasID12: unknown key PhasID12, did you mean PhaseID12?"},
+        {"a = { b = { PhaseID256 = 1; }; };", ":1: a.b.PhaseID256: unknown key PhaseID256"},
+        {"a = { b = { PhaseID07 = 1; }; };", ":1: a.b.PhaseID07: unknown key PhaseID07"},
+        {"a = ( 1 );", ":1: a: expected a group, found a list"},
+    };
+    for (const auto& row : rows) {
+        const std::vector<std::string> before = Problems();
+        ASSERT_EQ(Open(row.text), 0);
+        for (int times = 0; times < 2; times++) { // the second report changes nothing
+            v2xcfg_ReportUnknownKeys(nullptr, m_root, KNOWN, std::size(KNOWN));
+        }
+        std::vector<std::string> expected = before;
+        if (!row.problem.empty()) {
+            expected.push_back(m_path + row.problem);
+        }
+        EXPECT_EQ(Problems(), expected) << row.text;
+        v2xcfg_ExitContext(std::exchange(m_root, nullptr));
     }
 }
 

@@ -13,7 +13,9 @@
 
 namespace {
 
-constexpr size_t MAX_COMPARED = 64; // a longer name gets no suggestion, which bounds the work of the comparison
+// Bounds of the work for one file.
+constexpr size_t MAX_COMPARED = 64; // a longer name gets no suggestion
+constexpr int32_t MAX_REPORTS = 100;
 
 using Keys = std::span<const char* const>;
 
@@ -21,6 +23,7 @@ struct Report {
     v2xlog_tag_t* tag;
     V2X_CFGHANDLE root;
     Keys known;
+    int32_t left = MAX_REPORTS; // number of reports that may follow
 };
 
 // Returns true for the decimal form of a number from 0 to 255.
@@ -74,7 +77,7 @@ size_t CountEdits(std::string_view from, std::string_view to) {
 // group's key with a dot at its end, or "" for the root.
 std::string FindSimilar(const std::string& prefix, std::string_view name, Keys known) {
     std::string similar;
-    size_t least = 2 + name.size() / 4; // the number of edits that is too large
+    size_t least = std::min(2 + name.size() / 4, name.size()); // the number of edits that is too large
     for (std::string_view one : known) {
         if (name.size() > MAX_COMPARED || !one.starts_with(prefix)) {
             continue;
@@ -90,9 +93,9 @@ std::string FindSimilar(const std::string& prefix, std::string_view name, Keys k
     return similar;
 }
 
-void ReportGroup(const Report& report, const config_setting_t* group, const std::string& prefix) {
+void ReportGroup(Report& report, const config_setting_t* group, const std::string& prefix) {
     const int count = config_setting_length(group);
-    for (int i = 0; i < count; i++) {
+    for (int i = 0; i < count && report.left > 0; i++) {
         const config_setting_t* const setting = config_setting_get_elem(group, static_cast<unsigned>(i));
         const std::string name = config_setting_name(setting);
         const std::string key = prefix + name;
@@ -110,11 +113,13 @@ void ReportGroup(const Report& report, const config_setting_t* group, const std:
             reason = std::string("expected a group, found ") + v2xcfg_TypeName(config_setting_type(setting));
         }
         v2xcfg_Report(report.tag, V2XCFG_WARNING, report.root, key.c_str(), reason.c_str());
+        report.left--;
     }
 }
 
 } // namespace
 
 void v2xcfg_ReportUnknownKeys(v2xlog_tag_t* tag, V2X_CFGHANDLE root, const char* const* known, int32_t count) {
-    ReportGroup({tag, root, Keys(known, static_cast<size_t>(count))}, config_root_setting(&root->config), "");
+    Report report{tag, root, Keys(known, static_cast<size_t>(count))};
+    ReportGroup(report, config_root_setting(&root->config), "");
 }

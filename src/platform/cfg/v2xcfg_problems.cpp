@@ -9,7 +9,7 @@
 
 namespace {
 
-// Bounds the memory and the time of a file with many mistakes.
+// Bounds the memory, the time and the log lines of a file with many mistakes.
 constexpr size_t MAX_PROBLEMS = 100;
 
 struct Problem {
@@ -37,12 +37,10 @@ bool v2xcfg_Collect(e_v2xcfg_severity severity, const char* problem) {
     Problems& problems = GetProblems();
     const std::lock_guard guard(problems.lock);
     const auto isEqual = [&](const Problem& other) { return other.text == text; };
-    if (std::any_of(problems.list.begin(), problems.list.end(), isEqual)) {
+    if (problems.list.size() == MAX_PROBLEMS || std::any_of(problems.list.begin(), problems.list.end(), isEqual)) {
         return false;
     }
-    if (problems.list.size() < MAX_PROBLEMS) {
-        problems.list.push_back({severity, std::move(text)});
-    }
+    problems.list.push_back({severity, std::move(text)});
     return true;
 }
 

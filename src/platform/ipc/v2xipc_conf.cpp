@@ -95,17 +95,23 @@ void ReportUnknownKeys(const ConfFile& file) {
     v2xcfg_ReportUnknownKeys(&g_log, file.tree, known.data(), static_cast<int32_t>(known.size()));
 }
 
-// Reports each port that an earlier row uses, too. The port of a stack application on another host is no such port.
-void ReportEqualPorts(const ConfFile& file, const Conf& conf) {
+// Reports two rows with the same port at the row that the file contains.
+void ReportEqualPorts(const ConfFile& file, const PortRow& row, const PortRow& other) {
+    int32_t port = 0;
+    const bool isInFile = v2xcfg_GetNodeValue(file.tree, V2XCFG_TYPE_INT32, row.key, &port, nullptr) == 0;
+    const PortRow& shown = isInFile ? row : other;
+    const std::string reason = std::string("the port is also ") + (isInFile ? other : row).key;
+    v2xcfg_Report(&g_log, V2XCFG_WARNING, file.tree, shown.key, reason.c_str());
+}
+
+// Looks for two rows with the same port. A stack application on another host can use any port.
+void ReviewPorts(const ConfFile& file, const Conf& conf) {
     const bool isStackHere = std::string(conf.m_rsu_rcv_ip).starts_with("127.");
     for (const PortRow* row = PORTS; row != std::end(PORTS); row++) {
-        const bool isHere = isStackHere || row->field != &Conf::m_app_rs_rcvport;
+        const int16_t port = isStackHere || row->field != &Conf::m_app_rs_rcvport ? conf.*row->field : int16_t{0};
         for (const PortRow* other = PORTS; other != row; other++) {
-            const int16_t port = conf.*row->field;
-            if (isHere && port != 0 && port == conf.*other->field) {
-                const std::string reason =
-                    "port " + std::to_string(static_cast<uint16_t>(port)) + " is also " + other->key;
-                v2xcfg_Report(&g_log, V2XCFG_WARNING, file.tree, row->key, reason.c_str());
+            if (port != 0 && port == conf.*other->field) {
+                ReportEqualPorts(file, *row, *other);
             }
         }
     }
@@ -133,7 +139,7 @@ int32_t v2xipc_CfgInit(const char* workDir) {
     }
     ReadHost(file, g_conf);
     ReportUnknownKeys(file);
-    ReportEqualPorts(file, g_conf);
+    ReviewPorts(file, g_conf);
     v2xcfg_ExitContext(file.tree);
     return 0;
 }

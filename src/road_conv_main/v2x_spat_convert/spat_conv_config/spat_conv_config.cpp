@@ -4,9 +4,14 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <mutex>
+#include <string>
+#include <vector>
 
+#include "spat_conv_config_guard.h"
 #include "spat_conv_config_log.h"
+#include "spat_conv_config_review.h"
 #include "v2x/v2xlog.h"
 
 namespace {
@@ -22,6 +27,7 @@ char g_errorText[512] = "";
 
 constexpr char SYSINFO_KEY[] = "rsuSpatConfigInfo.Sysinfoname";
 constexpr char PHASE_PREFIX[] = "rsuSpatConfigInfo.PhaseRelationship";
+constexpr char PHASE_KEYS[] = "rsuSpatConfigInfo.PhaseRelationship.PhaseID#";
 
 struct KeyRow {
     const char* key;
@@ -47,6 +53,7 @@ constexpr KeyRow OPTIONAL_ROWS[] = {
     CFG_ROW("SignalMachine1743.LocalPort", V2XCFG_TYPE_INT32, 0, m_signal_machine_1743_info.m_local_port),
     CFG_ROW("Corrections.SpatDown", V2XCFG_TYPE_BOOL, 0, m_corrections.m_spat_down),
     CFG_ROW("Corrections.ReplyItems", V2XCFG_TYPE_BOOL, 0, m_corrections.m_reply_items),
+    CFG_ROW("Corrections.QuietLog", V2XCFG_TYPE_BOOL, 0, m_corrections.m_quiet_log),
 };
 
 constexpr KeyRow IDENTITY_ROWS[] = {
@@ -62,12 +69,26 @@ int32_t ReadRow(const KeyRow& row) {
     return v2xcfg_GetNodeValue(gp_convcfg_root, row.type, row.key, field, &length);
 }
 
+// Returns the names of all keys. In a name, a '#' at the end means 0 to 255.
+std::vector<const char*> ListKeys() {
+    std::vector<const char*> keys = {SYSINFO_KEY, PHASE_KEYS};
+    for (const KeyRow& row : OPTIONAL_ROWS) {
+        keys.push_back(row.key);
+    }
+    for (const KeyRow& row : IDENTITY_ROWS) {
+        keys.push_back(row.key);
+    }
+    v2xspatconv_AddGuardKeys(keys);
+    return keys;
+}
+
 // Reads the identity of the road-side unit. Returns 0; -3 if the key of the system-information file is missing; -4 if
 // no device_id can be read from the file. Without the identity the load fails.
 int32_t LoadSysinfo() {
     if (ReadRow(SYSINFO_ROW) != 0) {
         V2XLOG(g_scfgLog, V2XLOG_WARN, "%s node error ", SYSINFO_KEY);
         snprintf(g_errorText, sizeof g_errorText, "%s", v2xcfg_GetErrorText());
+        v2xcfg_Collect(V2XCFG_ERROR, g_errorText);
         return -3;
     }
     const int32_t read = v2xspatconv_GetSysinfo(&g_spatconv_cfg);
@@ -75,31 +96,32 @@ int32_t LoadSysinfo() {
         const char* reason = read == 0 ? "missing, empty or longer than 31 characters" : "the file cannot be read";
         snprintf(g_errorText, sizeof g_errorText, "%s: device_id: %s", g_spatconv_cfg.m_SysinfoName, reason);
         V2XLOG(g_scfgLog, V2XLOG_ERROR, "%s", g_errorText);
+        v2xcfg_Collect(V2XCFG_ERROR, g_errorText);
         return -4;
     }
     return 0;
 }
 
-// Fills the record from the open configuration file. Returns 0, or the result of LoadSysinfo.
+// Fills the record from the open configuration file and reports all problems. Returns 0, the result of LoadSysinfo, or
+// -6 for an invalid setting of the guard.
 int32_t LoadTree() {
     const int32_t ret = LoadSysinfo();
-    if (ret != 0) {
-        return ret;
-    }
     for (const KeyRow& row : OPTIONAL_ROWS) {
         ReadRow(row);
     }
     GetPhaseRelationship(gp_convcfg_root, PHASE_PREFIX, &g_spatconv_cfg.m_phase_relationship);
-    for (v2xspatconv_sourceGuard_t& source : g_spatconv_cfg.m_guard.m_sources) {
-        memcpy(source.m_phaseid, g_spatconv_cfg.m_phase_relationship.m_phaseid, sizeof source.m_phaseid);
-        snprintf(source.m_local_ip, sizeof source.m_local_ip, "0.0.0.0");
-    }
     for (const KeyRow& row : IDENTITY_ROWS) {
         if (ReadRow(row) != 0) {
             V2XLOG(g_scfgLog, V2XLOG_WARN, "%s node error", row.key);
         }
     }
-    return 0;
+    const std::string guardError = v2xspatconv_ReadGuard(gp_convcfg_root, g_spatconv_cfg);
+    v2xspatconv_Review(gp_convcfg_root, g_spatconv_cfg, ListKeys());
+    if (ret != 0 || guardError.empty()) {
+        return ret;
+    }
+    snprintf(g_errorText, sizeof g_errorText, "%s", guardError.c_str());
+    return -6;
 }
 
 // Loads the configuration. The caller has locked g_convcfg_lock. Results as for v2xspatconv_GetCfgData.
@@ -107,6 +129,7 @@ int32_t Load() {
     const char* path = nullptr;
     if (v2xspatconv_GetCfgDir("conf/v2x_spat_convert.cfg", &path) != 0) {
         V2XLOG(g_scfgLog, V2XLOG_ERROR, "%s", g_errorText);
+        v2xcfg_Collect(V2XCFG_ERROR, g_errorText);
         return -5;
     }
     if (v2xcfg_InitContext(&gp_convcfg_root, path) != 0) {
@@ -160,13 +183,17 @@ int32_t GetPhaseRelationship(V2X_CFGHANDLE snode, const char* node_path, phase_r
         V2XLOG(g_scfgLog, V2XLOG_ERROR, "input param error");
         return ret = -2;
     }
+    const int32_t missingLevel = g_spatconv_cfg.m_corrections.m_quiet_log ? V2XLOG_TRACE : V2XLOG_WARN;
     for (int32_t i = 0; i < 256; i++) {
         char key[256];
         int32_t value = 0;
         snprintf(key, sizeof key, "%s.PhaseID%d", node_path, i);
         if (v2xcfg_GetNodeValue(snode, V2XCFG_TYPE_INT32, key, &value, nullptr) != 0) {
-            V2XLOG(g_scfgLog, V2XLOG_WARN, "%s node error", key);
+            V2XLOG(g_scfgLog, missingLevel, "%s node error", key);
             continue;
+        }
+        if (const char* const reason = v2xspatconv_CheckPhases(i, value)) {
+            v2xcfg_Report(&g_scfgLog, V2XCFG_WARNING, snode, key, reason);
         }
         phase_relationship->m_phaseid[i] = static_cast<uint16_t>(value);
     }

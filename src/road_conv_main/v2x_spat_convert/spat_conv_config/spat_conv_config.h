@@ -123,17 +123,19 @@ int32_t v2xspatconv_parseXML(const char* xml, const char* tag, char* out_value, 
 int32_t v2xspatconv_GetSysinfo(spat_conv_config_t* spatconv_cfg);
 
 // Fills the table from the keys "<node_path>.PhaseID0" to "<node_path>.PhaseID255" and logs a warning for each missing
-// key. Each value is truncated to its low 16 bits. Returns -2 for a null argument. Legacy: returns -1 on success.
+// key. With Corrections.QuietLog these warnings have level 7. Each value is truncated to its low 16 bits. Returns -2
+// for a null argument. Legacy: returns -1 on success.
 int32_t GetPhaseRelationship(V2X_CFGHANDLE snode, const char* node_path, phase_relationship_t* phase_relationship);
 
 // Stores the address of the configuration in *p_spatconv_cfg. The first call loads the configuration; after a
 // successful load the configuration never changes. Returns 0; 1 if the configuration file cannot be read or parsed; -2
 // for a null argument; -3 if the key "rsuSpatConfigInfo.Sysinfoname" is missing; -4 if no "device_id" can be read from
-// the system-information file; -5 if the work directory has 64 characters or more. On failure *p_spatconv_cfg stays
-// unchanged, and the next call loads again. Any thread. Callers wait while another thread loads; calls after a
-// successful load take no lock.
+// the system-information file; -5 if the work directory has 64 characters or more; -6 for an invalid setting of the
+// guard. On failure *p_spatconv_cfg stays unchanged, and the next call loads again. The load reports all problems of
+// the file with v2xcfg_Report. Any thread. Callers wait while another thread loads; calls after a successful load take
+// no lock.
 int32_t v2xspatconv_GetCfgData(const spat_conv_config_t** p_spatconv_cfg);
 
-// Returns the reason of the last failed load for the operator: "file: key: reason" or only the reason. Never null;
-// valid until the next load.
+// Returns the reason of the last failed load for the operator: "file:line: key: reason", without an unknown line or
+// key. Never null; valid until the next load.
 const char* v2xspatconv_GetCfgErrorText(void);

@@ -1,10 +1,12 @@
 // Reads the system-information file of the road-side unit.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <new>
+#include <string>
 #include <system_error>
 
 #include "spat_conv_config.h"
@@ -34,6 +36,16 @@ int64_t FileSize(const char* path) {
     }
     const uintmax_t size = std::filesystem::file_size(path, error);
     return error || size > SYSINFO_MAX_SIZE ? -1 : static_cast<int64_t>(size);
+}
+
+constexpr int32_t TAG_MISSING = -3; // result of v2xspatconv_parseXML; each optional tag may be missing
+
+// Collects the problem that an element has no end tag or is too long. v2xspatconv_parseXML has logged it.
+void CollectInvalid(const std::string& path, const std::string& xml, const std::string& tag) {
+    const size_t start = xml.find("<" + tag + ">");
+    const auto line = 1 + std::count(xml.begin(), xml.begin() + static_cast<ptrdiff_t>(start), '\n');
+    const std::string location = path + ":" + std::to_string(line) + ": " + tag;
+    v2xcfg_Collect(V2XCFG_WARNING, (location + ": no end tag, or more than 31 characters").c_str());
 }
 
 } // namespace
@@ -96,7 +108,9 @@ int32_t v2xspatconv_GetSysinfo(spat_conv_config_t* spatconv_cfg) {
     text[static_cast<size_t>(file.gcount())] = '\0';
     for (const SysinfoTag& row : SYSINFO_TAGS) {
         char* field = spatconv_cfg->m_sysinfo.*row.field;
-        v2xspatconv_parseXML(text.get(), row.tag, field, sizeof(rsu_sysinfo_t::m_device_id));
+        if (v2xspatconv_parseXML(text.get(), row.tag, field, sizeof(rsu_sysinfo_t::m_device_id)) < TAG_MISSING) {
+            CollectInvalid(path, text.get(), row.tag);
+        }
     }
     return ret;
 }
