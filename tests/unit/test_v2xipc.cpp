@@ -36,15 +36,15 @@ TEST(IpcConf, KeepsTheDefaultOfMissingAndInvalidValues) {
          "ipc.spatconv_logtool_rcvport: port 0 out of range"},
         {"ipc = { app_rs_rcvport = 65536; };", 0, defaults, "ipc.app_rs_rcvport: port 65536 out of range"},
         {"ipc = { hosts = { RSU_RCV = \"a\"; }; };", 0, defaults, "\"a\" is not a dotted IPv4 address"},
-        {"ipc = {\nRSU_RCV = 1; };", 0, defaults, "v2x_ipc.cfg:2: ipc.RSU_RCV: unknown key RSU_RCV"},
-        {"ipc = { spat_conv_sndport = 20002; local_ip = \"127.0.0.1\"; };",
-         0,
-         {20002, 20002, 20003, 20010, "127.0.0.1"},
-         "v2x_ipc.cfg:1: ipc.spat_conv_sndport: the port is also ipc.spat_conv_rcvport"},
         {"ipc = { app_rs_rcvport = 20003; hosts = { RSU_RCV = \"10.0.0.1\"; }; };",
          0,
          {20001, 20002, 20003, 20003, "10.0.0.1"},
          ""},
+        {"ipc = { spat_conv_sndport = 20002; local_ip = \"127.0.0.1\"; };",
+         0,
+         {20002, 20002, 20003, 20010, "127.0.0.1"},
+         "v2x_ipc.cfg:1: ipc.spat_conv_sndport: the port is also ipc.spat_conv_rcvport"},
+        {"ipc = {\nRSU_RCV = 1; };", 0, defaults, "v2x_ipc.cfg:2: ipc.RSU_RCV: unknown key RSU_RCV"},
     };
     static LogFile log("VIPC");
     const TempFolder folder;
