@@ -2,6 +2,7 @@
 // directory and the system-information file of the road-side unit. All modules read the same record.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "v2x/v2xcfg.h"
@@ -86,20 +87,22 @@ struct corrections_t {
     bool m_quiet_log;   // true: lines that a healthy unit writes all the time have level 7
 };
 
+#pragma pack(pop)
+
+// Packed up to m_control_path. m_guard has its natural alignment, so that references to its fields are valid.
 struct spat_conv_config_t {
     char m_SysinfoName[128]; // path of the system-information file
     rsu_sysinfo_t m_sysinfo;
     learn_machine_info_t m_learn_machine_info;
     signal_machine_1743_info_t m_signal_machine_1743_info;
     phase_relationship_t m_phase_relationship;
-    int32_t m_regionId; // RoadRegulatorID, 0 to 65535; checked when a record is filled
-    int32_t m_nodeId;   // NodeID, 0 to 65535; checked when a record is filled
+    [[gnu::packed]] int32_t m_regionId; // RoadRegulatorID, 0 to 65535; checked when a record is filled
+    [[gnu::packed]] int32_t m_nodeId;   // NodeID, 0 to 65535; checked when a record is filled
     corrections_t m_corrections;
-    char m_control_path[108];               // path of the control socket; empty: no socket
-    alignas(8) v2xspatconv_guard_t m_guard; // aligned, so that references to its fields are valid
+    char m_control_path[108]; // path of the control socket; empty: no socket
+    v2xspatconv_guard_t m_guard;
 };
-
-#pragma pack(pop)
+static_assert(offsetof(spat_conv_config_t, m_corrections) == 128 + 96 + 2 * 41 + 512 + 2 * sizeof(int32_t));
 
 // Stores the work directory. Null keeps the previous directory. Returns 0. If the directory has 64 characters or more,
 // later calls of v2xspatconv_GetCfgDir and v2xspatconv_GetCfgData fail. Main thread, before the first call of
