@@ -2,13 +2,8 @@
 #include "v2x/v2xcfg.h"
 
 #include <array>
-#include <cstddef>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <unistd.h>
+
+#include "memory_file.h"
 
 namespace {
 
@@ -31,15 +26,9 @@ void ReadAll(V2X_CFGHANDLE root) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const int file = ::memfd_create("v2xcfg", MFD_CLOEXEC);
-    if (file < 0 || ::ftruncate(file, 0) != 0 || ::pwrite(file, data, size, 0) != static_cast<ssize_t>(size)) {
-        std::perror("fuzz_v2xcfg: cannot write the input to a file in memory");
-        std::abort();
-    }
-    char path[32];
-    std::snprintf(path, sizeof(path), "/proc/self/fd/%d", file);
+    const std::string path = writeMemoryFile(data, size);
     V2X_CFGHANDLE root = nullptr;
-    if (v2xcfg_InitContext(&root, path) == 0) {
+    if (v2xcfg_InitContext(&root, path.c_str()) == 0) {
         ReadAll(root);
         v2xcfg_ExitContext(root);
     }
