@@ -17,12 +17,13 @@
 
 class UdpPeer {
 public:
-    // port: 0 for any free one; with another value isBound() tells whether it was free. host: last byte of 127.0.0.x.
-    explicit UdpPeer(uint16_t port = 0, uint8_t host = 1) {
+    // port: 0 for any free one; with another value isBound() tells whether it was free.
+    // ip: an address of 127.0.0.0/8, host byte order.
+    explicit UdpPeer(uint16_t port = 0, uint32_t ip = INADDR_LOOPBACK) {
         const int room = 4 * 1024 * 1024;
         setsockopt(m_fd, SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
         for (int tries = port == 0 ? PORTS : 1; !m_isBound && tries > 0; tries--) {
-            m_address = at(port == 0 ? nextPort() : port, host);
+            m_address = at(port == 0 ? nextPort() : port, ip);
             m_isBound = bind(m_fd, reinterpret_cast<const sockaddr*>(&m_address), sizeof m_address) == 0;
         }
     }
@@ -39,7 +40,7 @@ public:
     void release() { close(std::exchange(m_fd, -1)); }
 
     bool sendTo(uint16_t port, const Bytes& bytes) const {
-        const sockaddr_in to = at(port);
+        const sockaddr_in to = at(port, INADDR_LOOPBACK);
         return sendto(m_fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to) ==
                static_cast<ssize_t>(bytes.size());
     }
@@ -71,10 +72,10 @@ private:
         return static_cast<uint16_t>(FIRST_PORT + next++ % PORTS);
     }
 
-    static sockaddr_in at(uint16_t port, uint8_t host = 1) {
+    static sockaddr_in at(uint16_t port, uint32_t ip) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK - 1 + host);
+        address.sin_addr.s_addr = htonl(ip);
         address.sin_port = htons(port);
         return address;
     }

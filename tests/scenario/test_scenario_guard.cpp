@@ -40,7 +40,7 @@ TEST(ScenarioGuard, OtherSendersAreRefusedAndCounted) {
     unit.learnerKeys += "OnlyFrom = \"127.0.0.1\"; LocalIp = \"127.0.0.1\";";
     unit.controllerKeys += "OnlyFrom = [ \"10.0.0.0/8\", \"127.0.0.1/32\" ];";
     unit.startAndWaitReady();
-    const UdpPeer forger(0, 2); // 127.0.0.2
+    const UdpPeer forger(0, INADDR_LOOPBACK + 1); // 127.0.0.2
     const Bytes reply = replyWith(hex("00"));
     for (int i = 0; i < 3; i++) {
         forger.sendTo(unit.reportPort, GREEN_15_S);

@@ -200,10 +200,10 @@ TEST_F(Deamon, LogsChangedCountersAndAllAtTheEnd) {
     v2xspatconv_LogCounters(false);
     EXPECT_EQ(fakes::logged("counters path: taken 1").size(), 1U);
     fakes::socketStats["SOCK"] = {
-        .received = 5, .tooLong = 0, .kernelDrops = 4, .sent = 0, .sendErrors = 3, .refusedSender = 0};
+        .received = 5, .tooLong = 0, .kernelDrops = 4, .sent = 0, .sendErrors = 3, .refusedSender = 2};
     v2xspatconv_LogCounters(true);
     EXPECT_EQ(fakes::logged("counters path: taken 1").size(), 2U);
-    EXPECT_EQ(fakes::logged("counters SOCK: received 5, kernel_drops 4, send_errors 3").size(), 1U);
+    EXPECT_EQ(fakes::logged("counters SOCK: received 5, kernel_drops 4, send_errors 3, refused_sender 2").size(), 1U);
 }
 
 TEST_F(Deamon, RefusedConfigurationEndsWith78UnderAServiceManagerOnly) {

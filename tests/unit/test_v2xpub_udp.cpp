@@ -132,6 +132,48 @@ TEST_F(Udp, WaitingReceiveDropsTooLongDatagrams) {
     EXPECT_EQ(StatsOf(m_socket).received, 1U);
 }
 
+// The socket's parameters with 127.0.0.1 as the only sender.
+v2xpub_SocketInitPara_t Restrict(v2xpub_SocketInitPara_t para) {
+    para.m_senders.count = 1;
+    EXPECT_EQ(v2xpub_ParseAddressBlock("127.0.0.1", para.m_senders.blocks), 0);
+    para.m_peer = "learner";
+    para.m_sendersKey = "OnlyFrom";
+    return para;
+}
+
+TEST_F(Udp, ServerDropsCountsAndLogsDatagramsOfOtherSenders) {
+    Open(Restrict(ServerPara("server")), 0);
+    UdpPeer other(0, INADDR_LOOPBACK + 1);
+    for (const size_t size : {size_t{1}, size_t{0}, DATAGRAM_MAX + 1}) {
+        ASSERT_TRUE(other.sendTo(m_port, Bytes(size)));
+    }
+    ASSERT_TRUE(m_peer.sendTo(m_port, pattern(5, 1)));
+    EXPECT_EQ(m_peer.receive(), pattern(5, 1));
+    EXPECT_FALSE(other.receive(0)) << "a refused datagram was answered";
+    const v2xpub_UdpSocketStats_t stats = StatsOf(m_socket);
+    EXPECT_EQ(stats.refusedSender, 3U);
+    EXPECT_EQ(stats.received, 1U);
+    EXPECT_EQ(stats.tooLong, 0U);
+    EXPECT_EQ(m_log.Count("learner: datagram from 127.0.0.2 refused, not in OnlyFrom (1 so far)"), 1);
+    EXPECT_EQ(m_log.Count("refused"), 1);
+}
+
+TEST_F(Udp, WaitingReceiveDropsDatagramsOfOtherSenders) {
+    Open(Restrict(SocketPara("client", false, m_port, nullptr)), 0);
+    const UdpPeer other(0, INADDR_LOOPBACK + 1);
+    Bytes buffer(100);
+    v2xpub_UdpSocketDataHead_t head = HeadOf(buffer);
+    ASSERT_TRUE(other.sendTo(m_port, Bytes(1)));
+    EXPECT_EQ(v2xpub_UdpSocketRecv(m_socket, &head, 0), 1);
+    EXPECT_EQ(StatsOf(m_socket).refusedSender, 1U);
+    ASSERT_TRUE(other.sendTo(m_port, Bytes(2)));
+    ASSERT_TRUE(m_peer.sendTo(m_port, Bytes(3)));
+    EXPECT_EQ(v2xpub_UdpSocketRecv(m_socket, &head, 60'000), 0);
+    EXPECT_EQ(head.m_curMsgLen, 3);
+    EXPECT_EQ(StatsOf(m_socket).refusedSender, 2U);
+    EXPECT_EQ(StatsOf(m_socket).received, 1U);
+}
+
 TEST_F(Udp, BoundsFieldsWithoutNulAndRejectsServerWithoutPort) {
     v2xpub_SocketInitPara_t para = ServerPara("");
     std::fill_n(para.m_sockName, sizeof para.m_sockName, 'n');

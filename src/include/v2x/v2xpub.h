@@ -153,8 +153,8 @@ int32_t v2xpub_UdpSocketRespSend(V2X_UDPSOCKHANDLE handle, const v2xpub_UdpSocke
 
 // Waits up to `timeoutMs` milliseconds for a datagram on a socket without callback; 0 does not wait. Stores the
 // datagram in data->mp_data, a buffer of data->m_curMsgLen bytes, and sets m_curMsgLen to the datagram's length. Drops
-// and counts a datagram that is longer than the buffer. Returns 0; 1 on a time-out; -2 for a null or invalid argument;
-// -3 on an error of the socket.
+// and counts a datagram of a refused sender, and one that is longer than the buffer. Returns 0; 1 on a time-out; -2 for
+// a null or invalid argument; -3 on an error of the socket.
 int32_t v2xpub_UdpSocketRecv(V2X_UDPSOCKHANDLE handle, v2xpub_UdpSocketDataHead_t* data, int32_t timeoutMs);
 
 // Copies the counters of the socket. Returns 0; -2 for a null argument. May be called on any thread.

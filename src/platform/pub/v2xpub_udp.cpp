@@ -136,6 +136,9 @@ int32_t v2xpub_UdpSocketInit(V2X_UDPSOCKHANDLE* handle, const v2xpub_SocketInitP
     }
     auto socket = std::make_unique<v2xpub_udpSocket>();
     socket->name = v2xpub_FieldText(para->m_sockName);
+    socket->senders = para->m_senders;
+    socket->peer = para->m_peer;
+    socket->sendersKey = para->m_sendersKey;
     Endpoint endpoint = MakeEndpoint(*para, rcvBufBytes);
     if (const char* fault = FindFault(*para, endpoint); fault != nullptr) {
         LogFailure(*socket, endpoint, fault);
@@ -197,6 +200,7 @@ int32_t v2xpub_UdpSocketGetStats(V2X_UDPSOCKHANDLE handle, v2xpub_UdpSocketStats
     stats->kernelDrops = handle->kernelDrops.load(std::memory_order_relaxed);
     stats->sent = handle->sent.load(std::memory_order_relaxed);
     stats->sendErrors = handle->sendErrors.load(std::memory_order_relaxed);
+    stats->refusedSender = handle->refusedSender.load(std::memory_order_relaxed);
     return 0;
 }
 

@@ -13,6 +13,7 @@
 #include <string>
 
 #include "v2x/v2xpub.h"
+#include "v2xpub_refused.h"
 
 // Maximum length of a datagram in bytes. m_curMsgLen cannot store a larger length.
 inline constexpr ssize_t V2XPUB_DATAGRAM_MAX = INT16_MAX;
@@ -51,6 +52,12 @@ struct v2xpub_udpSocket {
     pthread_t thread{};
     std::atomic<bool> isStopping{false};
 
+    // Sender filter, constant after the socket is opened. See v2xpub_SocketInitPara_t.
+    v2xpub_senders_t senders;
+    const char* peer = "";
+    const char* sendersKey = "";
+    v2xpub_RefusedLog refusedLog;
+
     // Address and port of the destination in one word, so that senders need no lock. 0 means no destination.
     std::atomic<uint64_t> destination{0};
 
@@ -61,6 +68,7 @@ struct v2xpub_udpSocket {
     std::atomic<uint64_t> kernelDrops{0};
     std::atomic<uint64_t> sent{0};
     std::atomic<uint64_t> sendErrors{0};
+    std::atomic<uint64_t> refusedSender{0};
     std::atomic<uint32_t> kernelDropsSeen{0};   // the last value read from the kernel's drop counter
     std::atomic<uint64_t> kernelDropsLogged{0}; // the value of kernelDrops in the last log line
 

@@ -19,15 +19,15 @@ v2xlog_tag_t g_log{"UDPA"};
 
 constexpr int64_t NANOSECONDS = 1'000'000'000;
 constexpr timespec ERROR_PAUSE{0, 100'000'000};
-// Maximum number of oversized datagrams that v2xpub_UdpSocketRecv drops after its deadline, so that a flood of such
-// datagrams cannot block the caller.
+// Maximum number of datagrams that v2xpub_UdpSocketRecv drops after its deadline, so that a flood of oversized or
+// refused datagrams cannot block the caller.
 constexpr int32_t LATE_DROPS_MAX = 1024;
 
 // Destination of a received datagram.
 struct Target {
     uint8_t* data;
     size_t size;
-    sockaddr_in* sender; // may be null
+    sockaddr_in* sender;
 };
 
 // Logs the number of drops if it has changed, but at most once in ten seconds.
@@ -47,7 +47,7 @@ ssize_t Receive(v2xpub_udpSocket& socket, const Target& target, int flags) {
     alignas(cmsghdr) uint8_t control[CMSG_SPACE(sizeof(uint32_t))];
     msghdr message{};
     message.msg_name = target.sender;
-    message.msg_namelen = target.sender != nullptr ? sizeof *target.sender : 0;
+    message.msg_namelen = sizeof *target.sender;
     message.msg_iov = &part;
     message.msg_iovlen = 1;
     message.msg_control = control;
@@ -63,6 +63,14 @@ ssize_t Receive(v2xpub_udpSocket& socket, const Target& target, int flags) {
     return length;
 }
 
+void CountRefused(v2xpub_udpSocket& socket, uint32_t ip) {
+    const uint64_t count = v2xpub_Increment(socket.refusedSender);
+    if (socket.refusedLog.Pass(ip, Clock::now())) {
+        V2XLOG(g_log, V2XLOG_WARN, "%s: datagram from %s refused, not in %s (%" PRIu64 " so far)", socket.peer,
+               v2xpub_FormatIp({ip, 0}).text, socket.sendersKey, count);
+    }
+}
+
 void CountTooLong(v2xpub_udpSocket& socket, ssize_t length, size_t limit) {
     const uint64_t count = v2xpub_Increment(socket.tooLong);
     if (socket.tooLongLog.Pass()) {
@@ -70,6 +78,20 @@ void CountTooLong(v2xpub_udpSocket& socket, ssize_t length, size_t limit) {
                "socket %s: dropped a datagram of %zd bytes, longer than %zu (%" PRIu64 " since it was opened)",
                socket.name.c_str(), length, limit, count);
     }
+}
+
+// Returns true if the filter accepts the sender and the length is at most `limit`. Counts any other datagram.
+bool IsDeliverable(v2xpub_udpSocket& socket, const sockaddr_in& sender, ssize_t length, size_t limit) {
+    const uint32_t ip = ntohl(sender.sin_addr.s_addr);
+    if (!v2xpub_IsSender(socket.senders, ip)) {
+        CountRefused(socket, ip);
+        return false;
+    }
+    if (length > static_cast<ssize_t>(limit)) {
+        CountTooLong(socket, length, limit);
+        return false;
+    }
+    return true;
 }
 
 void LogReceiveError(v2xpub_udpSocket& socket, int error) {
@@ -83,8 +105,7 @@ bool IsTransient(int error) {
 }
 
 void Deliver(v2xpub_udpSocket& socket, ssize_t length, sockaddr_in& sender) {
-    if (length > V2XPUB_DATAGRAM_MAX) {
-        CountTooLong(socket, length, V2XPUB_DATAGRAM_MAX);
+    if (!IsDeliverable(socket, sender, length, V2XPUB_DATAGRAM_MAX)) {
         return;
     }
     v2xpub_Increment(socket.received);
@@ -104,17 +125,16 @@ bool WaitReadable(int fd, Clock::time_point deadline) {
     return true;
 }
 
-// Receives the next datagram that fits into the target and stores its length. Returns 0, 1 or -3 as
-// v2xpub_UdpSocketRecv does.
+// Receives the next datagram of an accepted sender that fits into the target, and stores its length. Returns 0, 1 or
+// -3 as v2xpub_UdpSocketRecv does.
 int32_t ReceiveUntil(v2xpub_udpSocket& socket, const Target& target, Clock::time_point deadline, ssize_t& length) {
     for (int32_t lateDrops = 0; lateDrops < LATE_DROPS_MAX;) {
         length = Receive(socket, target, MSG_DONTWAIT);
         const int error = errno;
-        if (length >= 0 && length <= static_cast<ssize_t>(target.size)) {
-            return 0;
-        }
         if (length >= 0) {
-            CountTooLong(socket, length, target.size);
+            if (IsDeliverable(socket, *target.sender, length, target.size)) {
+                return 0;
+            }
             lateDrops += Clock::now() >= deadline ? 1 : 0;
         } else if (!IsTransient(error)) {
             LogReceiveError(socket, error);
@@ -166,7 +186,8 @@ int32_t v2xpub_UdpSocketRecv(V2X_UDPSOCKHANDLE handle, v2xpub_UdpSocketDataHead_
         return -2;
     }
     const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    const Target target{data->mp_data, static_cast<size_t>(data->m_curMsgLen), nullptr};
+    sockaddr_in sender{};
+    const Target target{data->mp_data, static_cast<size_t>(data->m_curMsgLen), &sender};
     ssize_t length = 0;
     const int32_t result = ReceiveUntil(*handle, target, deadline, length);
     if (result == 0) {

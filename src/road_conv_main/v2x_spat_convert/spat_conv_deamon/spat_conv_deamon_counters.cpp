@@ -37,7 +37,7 @@ void AddSocket(void* paths, const char* sockName, const v2xpub_UdpSocketStats_t*
         uint64_t count;
     } rows[] = {
         {"received", stats->received}, {"too_long", stats->tooLong},       {"kernel_drops", stats->kernelDrops},
-        {"sent", stats->sent},         {"send_errors", stats->sendErrors},
+        {"sent", stats->sent},         {"send_errors", stats->sendErrors}, {"refused_sender", stats->refusedSender},
     };
     for (const auto& row : rows) {
         AddCount(*static_cast<PathMap*>(paths), sockName, row.name, row.count);
