@@ -7,7 +7,7 @@
 struct v2xipc_socket {};
 
 namespace {
-const v2x_ipc_config_t conf = {20001, 20002, 20003, 20010, "127.0.0.1"};
+const v2x_ipc_config_t conf = {20001, 20002, 20003, 20010, "127.0.0.1", "0.0.0.0"};
 v2xipc_socket socket;
 } // namespace
 

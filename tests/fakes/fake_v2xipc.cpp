@@ -12,11 +12,11 @@ namespace fakes {
 std::function<void()> onRequest;
 std::deque<std::vector<uint8_t>> replies;
 int32_t ipcCfgInitResult = 0;
+v2x_ipc_config_t ipcConf = IPC_DEFAULTS;
 } // namespace fakes
 
 namespace {
 std::deque<v2xipc_socket> openSockets;
-const v2x_ipc_config_t ipcConf = {20001, 20002, 20003, 20010, "127.0.0.1"};
 } // namespace
 
 int32_t v2xipc_CfgInit(const char* workDir) {
@@ -29,7 +29,7 @@ const char* v2xipc_GetCfgErrorText(void) {
 }
 
 int32_t v2xipc_GetIpcConfValue(const v2x_ipc_config_t** conf) {
-    *conf = &ipcConf;
+    *conf = &fakes::ipcConf;
     return 0;
 }
 

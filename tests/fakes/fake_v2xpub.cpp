@@ -1,3 +1,5 @@
+#include <netinet/in.h>
+
 #include "fakes.h"
 
 struct v2xpub_task {};
@@ -20,14 +22,15 @@ std::vector<v2xpub_SocketInitPara_t> sockets;
 std::map<std::string, int32_t> socketResults;
 std::map<std::string, v2xpub_UdpSocketStats_t> socketStats;
 
-void receive(const std::string& socketName, const std::vector<uint8_t>& bytes) {
+void receive(const std::string& socketName, const std::vector<uint8_t>& bytes, v2xpub_address_t sender) {
+    sockaddr_in address = {AF_INET, htons(sender.port), {htonl(sender.ip)}, {}};
     std::vector<uint8_t> exact(bytes); // heap buffer of the exact size, so that a sanitizer detects a read past its end
     uint8_t placeholder = 0;           // an empty datagram still needs a non-null pointer
     v2xpub_UdpSocketDataHead_t datagram = {static_cast<int16_t>(exact.size()),
                                            exact.empty() ? &placeholder : exact.data()};
     for (const v2xpub_SocketInitPara_t& para : sockets) {
         if (socketName == para.m_sockName && para.f_msgFunc != nullptr) {
-            para.f_msgFunc(nullptr, &datagram, nullptr, 0);
+            para.f_msgFunc(nullptr, &datagram, &address, sizeof address);
         }
     }
 }

@@ -9,6 +9,7 @@ void reset() {
     journal.clear();
     cfgTree.clear();
     now = 0;
+    monotonic = 0;
     clockReads = 0;
     tasks.clear();
     maxTasks = SIZE_MAX;
@@ -16,6 +17,7 @@ void reset() {
     sockets.clear();
     socketResults.clear();
     socketStats.clear();
+    ipcConf = IPC_DEFAULTS;
     onRequest = nullptr;
     replies.clear();
     ipcCfgInitResult = 0;

@@ -43,7 +43,7 @@ extern std::vector<std::string> journal;
 extern std::map<std::string, std::variant<bool, int32_t, std::string>> cfgTree;
 
 // ---- pub
-extern uint64_t now; // wall clock in microseconds
+extern uint64_t now;       // wall clock in microseconds
 extern uint64_t monotonic; // microseconds
 extern int clockReads;
 struct Task {
@@ -65,9 +65,11 @@ extern std::map<std::string, int32_t> socketResults;               // by socket 
 extern std::map<std::string, v2xpub_UdpSocketStats_t> socketStats; // of open sockets, by name
 
 // Passes bytes to the receive callback of the socket of this name, in a buffer of exactly their size.
-void receive(const std::string& socketName, const std::vector<uint8_t>& bytes);
+void receive(const std::string& socketName, const std::vector<uint8_t>& bytes, v2xpub_address_t sender = {});
 
 // ---- ipc
+inline constexpr v2x_ipc_config_t IPC_DEFAULTS = {20001, 20002, 20003, 20010, "127.0.0.1", "0.0.0.0"};
+extern v2x_ipc_config_t ipcConf;
 extern std::function<void()> onRequest;          // called at each request; empty after a reset
 extern std::deque<std::vector<uint8_t>> replies; // for the next requests that wait; without one they get -4
 extern int32_t ipcCfgInitResult;

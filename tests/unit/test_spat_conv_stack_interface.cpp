@@ -1,4 +1,7 @@
+#include <algorithm>
+#include <cstring>
 #include <gmock/gmock.h>
+#include <iterator>
 
 #include "fixture.h"
 #include "spat_conv_stack_interface.h"
@@ -30,6 +33,36 @@ TEST_F(StackInterface, StopsAtTheFirstSocketFailureAndNeedsNoLogToolSocket) {
                 testing::ElementsAre("SINF 2 SocketInit error ret=-3", "SINF 2 SocketInit LogTool error ret=-3"));
     EXPECT_EQ(Record(HEAD_NO_PHASES).notify(), 0);
     EXPECT_EQ(fakes::sent.size(), 1U);
+}
+
+TEST_F(StackInterface, BindsToTheLocalAddressAndAcceptsOnlyItsPeers) {
+    const auto shown = [](const v2xpub_SocketInitPara_t& para) {
+        std::string text = std::string(para.m_localIP) + " " + para.m_peer + " " + para.m_sendersKey;
+        for (int32_t i = 0; i < para.m_senders.count; i++) {
+            EXPECT_EQ(para.m_senders.blocks[i].mask, UINT32_MAX);
+            text += std::string(" ") + v2xpub_FormatIp({para.m_senders.blocks[i].network, 0}).text;
+        }
+        return text;
+    };
+    const struct {
+        const char* localIp;
+        std::vector<std::string> sockets;
+    } cases[] = {
+        {"0.0.0.0",
+         {"0.0.0.0 stack ipc.hosts.RSU_RCV", "0.0.0.0 stack ipc.hosts.RSU_RCV", "0.0.0.0 log tool ipc.local_ip"}},
+        {"192.168.1.10",
+         {"192.168.1.10 stack ipc.hosts.RSU_RCV 192.168.1.30", "192.168.1.10 stack ipc.hosts.RSU_RCV 192.168.1.30",
+          "192.168.1.10 log tool ipc.local_ip 192.168.1.10"}},
+    };
+    strcpy(fakes::ipcConf.m_rsu_rcv_ip, "192.168.1.30");
+    for (const auto& row : cases) {
+        strcpy(fakes::ipcConf.m_local_ip, row.localIp);
+        fakes::sockets.clear();
+        ASSERT_EQ(v2xspatconv_StackInterfaceInit(), 0);
+        std::vector<std::string> opened;
+        std::transform(fakes::sockets.begin(), fakes::sockets.end(), std::back_inserter(opened), shown);
+        EXPECT_EQ(opened, row.sockets);
+    }
 }
 
 TEST_F(StackInterface, FramesRecordsByteForByte) {

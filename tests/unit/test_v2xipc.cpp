@@ -18,9 +18,9 @@ const v2x_ipc_config_t* Conf() {
 }
 
 TEST(IpcConf, KeepsTheDefaultOfMissingAndInvalidValues) {
-    const v2x_ipc_config_t defaults{20001, 20002, 20003, 20010, "127.0.0.1"};
-    const v2x_ipc_config_t changed{1, -32768, -1, -25536, "127.0.0.9"};
-    const v2x_ipc_config_t sendsFromAny{0, 20002, 20003, 20010, "127.0.0.1"};
+    const v2x_ipc_config_t defaults{20001, 20002, 20003, 20010, "127.0.0.1", "0.0.0.0"};
+    const v2x_ipc_config_t changed{1, -32768, -1, -25536, "127.0.0.9", "127.0.0.3"};
+    const v2x_ipc_config_t sendsFromAny{0, 20002, 20003, 20010, "127.0.0.1", "0.0.0.0"};
     const struct {
         const char* content; // of conf/v2x_ipc.cfg, or null without the file
         int32_t result;
@@ -29,7 +29,7 @@ TEST(IpcConf, KeepsTheDefaultOfMissingAndInvalidValues) {
     } rows[] = {
         {nullptr, 0, defaults, "no such file"},
         {"ipc = { spat_conv_sndport = 1; spat_conv_rcvport = 32768; spatconv_logtool_rcvport = 65535;\n"
-         "app_rs_rcvport = 40000; hosts = { RSU_RCV = \"127.0.0.9\"; }; };",
+         "app_rs_rcvport = 40000; local_ip = \"127.0.0.3\"; hosts = { RSU_RCV = \"127.0.0.9\"; }; };",
          0, changed, ""},
         {"ipc = {", -3, defaults, "v2x_ipc.cfg:"},
         {"ipc = { spatconv_logtool_rcvport = 0; spat_conv_sndport = 0; };", 0, sendsFromAny,
@@ -38,11 +38,11 @@ TEST(IpcConf, KeepsTheDefaultOfMissingAndInvalidValues) {
         {"ipc = { hosts = { RSU_RCV = \"a\"; }; };", 0, defaults, "\"a\" is not a dotted IPv4 address"},
         {"ipc = { app_rs_rcvport = 20003; hosts = { RSU_RCV = \"10.0.0.1\"; }; };",
          0,
-         {20001, 20002, 20003, 20003, "10.0.0.1"},
+         {20001, 20002, 20003, 20003, "10.0.0.1", "0.0.0.0"},
          ""},
         {"ipc = { spat_conv_sndport = 20002; local_ip = \"127.0.0.1\"; };",
          0,
-         {20002, 20002, 20003, 20010, "127.0.0.1"},
+         {20002, 20002, 20003, 20010, "127.0.0.1", "127.0.0.1"},
          "v2x_ipc.cfg:1: ipc.spat_conv_sndport: the port is also ipc.spat_conv_rcvport"},
         {"ipc = {\nRSU_RCV = 1; };", 0, defaults, "v2x_ipc.cfg:2: ipc.RSU_RCV: unknown key RSU_RCV"},
     };
@@ -62,8 +62,39 @@ TEST(IpcConf, KeepsTheDefaultOfMissingAndInvalidValues) {
     }
 }
 
+TEST(IpcConf, RefusesInvalidLocalAddresses) {
+    const struct {
+        const char* content; // from line 2
+        const char* reason;  // after "FILE:2: ipc.local_ip: "; null if the configuration is accepted
+    } rows[] = {
+        {"local_ip = \"192.168.1.10\"; hosts = { RSU_RCV = \"127.0.0.1\"; };", nullptr},
+        {"local_ip = \"0.0.0.0\"; hosts = { RSU_RCV = \"192.168.1.30\"; };", nullptr},
+        {"hosts = { RSU_RCV = \"192.168.1.30\"; };", nullptr},
+        {"local_ip = \"\";", "\"\" is not a dotted IPv4 address"},
+        {"local_ip = \"127.0.0.1/32\";", "\"127.0.0.1/32\" is not a dotted IPv4 address"},
+        {"local_ip = 127;", "expected a string, found an integer"},
+        {"local_ip = \"12345678901234567890123456789012\";", "string of 32 characters, at most 31 are allowed"},
+        {"local_ip = \"127.1.2.3\"; hosts = { RSU_RCV = \"128.0.0.1\"; };",
+         "a socket at 127.1.2.3 cannot reach ipc.hosts.RSU_RCV 128.0.0.1"},
+    };
+    const TempFolder folder;
+    std::filesystem::create_directory(folder.path() + "/conf");
+    const std::string path = folder.path() + "/conf/v2x_ipc.cfg";
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.content);
+        writeFile(path, std::string("ipc = {\n") + row.content + " };\n");
+        EXPECT_EQ(v2xipc_CfgInit(folder.path().c_str()), row.reason != nullptr ? -5 : 0);
+        if (row.reason != nullptr) {
+            EXPECT_EQ(v2xipc_GetCfgErrorText(), path + ":2: ipc.local_ip: " + row.reason);
+        }
+    }
+    writeFile(path, "");
+    EXPECT_EQ(v2xipc_CfgInit(folder.path().c_str()), 0); // the other tests use the defaults
+}
+
 V2X_IPCSOCKHANDLE OpenClient() {
-    const v2xpub_SocketInitPara_t para = SocketPara("client", false, 0, nullptr);
+    v2xpub_SocketInitPara_t para = SocketPara("client", false, 0, nullptr);
+    para.m_senders = {1, {{INADDR_LOOPBACK, UINT32_MAX}}};
     V2X_IPCSOCKHANDLE socket = nullptr;
     EXPECT_EQ(v2xipc_SocketInit(&socket, Conf(), &para), 0);
     return socket;
@@ -105,6 +136,22 @@ TEST_F(IpcSocket, RequestWithoutReplyDoesNotWaitForAnotherCaller) {
     EXPECT_FALSE(isDone);
     EXPECT_TRUE(m_peer.sendTo(m_peer.senderPort(), BytesOf("answer")));
     waiting.join();
+}
+
+TEST_F(IpcSocket, RefusedRepliesAreNeitherLateNorInTime) {
+    const uint64_t before = countsOf("ipc")["late_replies"];
+    const UdpPeer other(0, INADDR_LOOPBACK + 1);
+    EXPECT_EQ(Request("first", 1), "-4");
+    EXPECT_EQ(m_peer.receive(), BytesOf("first"));
+    EXPECT_TRUE(other.sendTo(m_peer.senderPort(), BytesOf("forged early")));
+    std::thread answering([&] {
+        EXPECT_EQ(m_peer.receive(), BytesOf("second"));
+        EXPECT_TRUE(other.sendTo(m_peer.senderPort(), BytesOf("forged")));
+        EXPECT_TRUE(m_peer.sendTo(m_peer.senderPort(), BytesOf("answer")));
+    });
+    EXPECT_EQ(Request("second"), "answer");
+    answering.join();
+    EXPECT_EQ(countsOf("ipc")["late_replies"], before);
 }
 
 TEST_F(IpcSocket, DiscardsLateReplies) {

@@ -18,6 +18,8 @@ struct v2x_ipc_config_t {
     int16_t m_app_rs_rcvport;
     // ipc.hosts.RSU_RCV, "127.0.0.1": NUL-terminated IPv4 address of the stack application
     char m_rsu_rcv_ip[32];
+    // ipc.local_ip, "0.0.0.0": NUL-terminated IPv4 address of the daemon's sockets; "0.0.0.0" means all addresses
+    char m_local_ip[32];
 };
 
 // Handle of an IPC socket. The socket stays open until the process ends.
@@ -25,7 +27,8 @@ using V2X_IPCSOCKHANDLE = struct v2xipc_socket*;
 
 // Reads the port table from `workDir`/conf/v2x_ipc.cfg, or from conf/v2x_ipc.cfg in the current directory if `workDir`
 // is empty. Uses the default for a missing or invalid key, and all defaults for a missing or invalid file. Logs an
-// invalid file or value. Returns 0; -2 for a null argument; -3 if the file exists but cannot be read or parsed. Call
+// invalid file or value. Returns 0; -2 for a null argument; -3 if the file exists but cannot be read or parsed; -5 if
+// ipc.local_ip is invalid, or is a loop-back address while ipc.hosts.RSU_RCV is not: the daemon must not start. Call
 // this function on one thread, before any socket is opened.
 int32_t v2xipc_CfgInit(const char* workDir);
 

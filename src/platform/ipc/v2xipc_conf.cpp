@@ -1,8 +1,10 @@
 // The port table. The values in conf/v2x_ipc.cfg replace the built-in defaults.
 #include <arpa/inet.h>
+#include <netinet/in.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <iterator>
 #include <string>
@@ -18,11 +20,13 @@ using Conf = v2x_ipc_config_t;
 
 constexpr char CONF_FILE[] = "conf/v2x_ipc.cfg";
 constexpr char HOST_KEY[] = "ipc.hosts.RSU_RCV";
+constexpr char LOCAL_IP_KEY[] = "ipc.local_ip";
 constexpr int32_t PORT_MAX = 65535;
-constexpr Conf DEFAULTS{20001, 20002, 20003, 20010, "127.0.0.1"};
+constexpr Conf DEFAULTS{20001, 20002, 20003, 20010, "127.0.0.1", "0.0.0.0"};
 
 v2xlog_tag_t g_log{"VIPC"};
 Conf g_conf = DEFAULTS;
+char g_errorText[512] = "";
 
 struct PortRow {
     const char* key;
@@ -71,14 +75,25 @@ void ReadPort(const ConfFile& file, const PortRow& row, Conf& conf) {
     conf.*row.field = static_cast<int16_t>(static_cast<uint16_t>(port));
 }
 
+bool IsAddress(const char* text) {
+    in_addr address{};
+    return inet_pton(AF_INET, text, &address) == 1;
+}
+
+// Returns true for an address in 127.0.0.0/8. `text` is a valid address.
+bool IsLoopback(const char* text) {
+    in_addr address{};
+    inet_pton(AF_INET, text, &address);
+    return ntohl(address.s_addr) >> IN_CLASSA_NSHIFT == IN_LOOPBACKNET;
+}
+
 void ReadHost(const ConfFile& file, Conf& conf) {
     char text[sizeof conf.m_rsu_rcv_ip] = "";
     int32_t length = sizeof text - 1;
     if (!ReadValue(file, V2XCFG_TYPE_STRING, HOST_KEY, text, &length)) {
         return;
     }
-    in_addr address{};
-    if (inet_pton(AF_INET, text, &address) != 1) {
+    if (!IsAddress(text)) {
         V2XLOG(g_log, V2XLOG_ERROR, "%s: %s: \"%s\" is not a dotted IPv4 address; using the default", file.path,
                HOST_KEY, text);
         Collect(file, HOST_KEY, "\"" + std::string(text) + "\" is not a dotted IPv4 address");
@@ -88,7 +103,7 @@ void ReadHost(const ConfFile& file, Conf& conf) {
 }
 
 void ReportUnknownKeys(const ConfFile& file) {
-    std::vector<const char*> known = {HOST_KEY, "ipc.local_ip"};
+    std::vector<const char*> known = {HOST_KEY, LOCAL_IP_KEY};
     for (const PortRow& row : PORTS) {
         known.push_back(row.key);
     }
@@ -106,7 +121,7 @@ void ReportEqualPorts(const ConfFile& file, const PortRow& row, const PortRow& o
 
 // Looks for two rows with the same port. A stack application on another host can use any port.
 void ReviewPorts(const ConfFile& file, const Conf& conf) {
-    const bool isStackHere = std::string(conf.m_rsu_rcv_ip).starts_with("127.");
+    const bool isStackHere = IsLoopback(conf.m_rsu_rcv_ip);
     for (const PortRow* row = PORTS; row != std::end(PORTS); row++) {
         const int16_t port = isStackHere || row->field != &Conf::m_app_rs_rcvport ? conf.*row->field : int16_t{0};
         for (const PortRow* other = PORTS; other != row; other++) {
@@ -115,6 +130,37 @@ void ReviewPorts(const ConfFile& file, const Conf& conf) {
             }
         }
     }
+}
+
+// Keeps the configuration library's last error text as the reason. Returns -5.
+int32_t Refuse() {
+    snprintf(g_errorText, sizeof g_errorText, "%s", v2xcfg_GetErrorText());
+    return -5;
+}
+
+// Reports an invalid local address. Returns -5.
+int32_t RefuseLocalIp(const ConfFile& file, const std::string& reason) {
+    v2xcfg_Report(&g_log, V2XCFG_ERROR, file.tree, LOCAL_IP_KEY, reason.c_str());
+    return Refuse();
+}
+
+// Reads the local address; the host has been read. Returns 0; -5 if the configuration is refused.
+int32_t ReadLocalIp(const ConfFile& file, Conf& conf) {
+    char text[sizeof conf.m_local_ip] = "";
+    int32_t length = sizeof text - 1;
+    const int32_t result = v2xcfg_GetNodeValue(file.tree, V2XCFG_TYPE_STRING, LOCAL_IP_KEY, text, &length);
+    if (result != 0) {
+        return result == -1 ? 0 : Refuse();
+    }
+    if (!IsAddress(text)) {
+        return RefuseLocalIp(file, "\"" + std::string(text) + "\" is not a dotted IPv4 address");
+    }
+    if (IsLoopback(text) && !IsLoopback(conf.m_rsu_rcv_ip)) {
+        return RefuseLocalIp(file, "a socket at " + std::string(text) + " cannot reach " + HOST_KEY + " " +
+                                       conf.m_rsu_rcv_ip);
+    }
+    std::memcpy(conf.m_local_ip, text, sizeof text);
+    return 0;
 }
 
 } // namespace
@@ -140,8 +186,13 @@ int32_t v2xipc_CfgInit(const char* workDir) {
     ReadHost(file, g_conf);
     ReportUnknownKeys(file);
     ReviewPorts(file, g_conf);
+    const int32_t result = ReadLocalIp(file, g_conf);
     v2xcfg_ExitContext(file.tree);
-    return 0;
+    return result;
+}
+
+const char* v2xipc_GetCfgErrorText(void) {
+    return g_errorText;
 }
 
 const char* v2xipc_GetCfgErrorText(void) {

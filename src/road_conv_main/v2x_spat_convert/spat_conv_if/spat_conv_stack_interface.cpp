@@ -29,30 +29,52 @@ std::atomic<v2xspatconv_stackState> g_stackState{v2xspatconv_stackState::unknown
 constexpr int32_t REPLY_WAIT_MS = 2000;
 constexpr size_t FRAME_SIZE = sizeof(v2xipc_dataHead_t) + sizeof(v2xipc_rsuData_t) + V2XIPC_RECORD_SIZE;
 
+// The only host that a socket accepts datagrams from if ipc.local_ip is set.
+struct PeerRow {
+    const char* name;
+    const char* key; // configuration key of the host
+    char (v2x_ipc_config_t::*ip)[sizeof v2x_ipc_config_t::m_local_ip];
+};
+
+constexpr PeerRow STACK = {"stack", "ipc.hosts.RSU_RCV", &v2x_ipc_config_t::m_rsu_rcv_ip};
+constexpr PeerRow LOG_TOOL = {"log tool", "ipc.local_ip", &v2x_ipc_config_t::m_local_ip};
+
 struct SocketRow {
     const char* name;
     V2X_IPCSOCKHANDLE* handle;
     int16_t v2x_ipc_config_t::*port;
     v2xpub_msgFunc callback; // receive callback of a server; null for a client
+    const PeerRow& peer;
 };
 
 constexpr SocketRow SOCKETS[] = {
-    {"SPAT_SEND_APP", &g_udp_send_data_to_app_handle, &v2x_ipc_config_t::m_spat_conv_sndport, nullptr},
-    {"GET_SPAT_DATA", &g_udp_get_app_data_handle, &v2x_ipc_config_t::m_spat_conv_rcvport, nullptr},
-    {"SPAT_C_LOGTOOL", &g_logToolHandle, &v2x_ipc_config_t::m_spatconv_logtool_rcvport, GetLogCtl},
+    {"SPAT_SEND_APP", &g_udp_send_data_to_app_handle, &v2x_ipc_config_t::m_spat_conv_sndport, nullptr, STACK},
+    {"GET_SPAT_DATA", &g_udp_get_app_data_handle, &v2x_ipc_config_t::m_spat_conv_rcvport, nullptr, STACK},
+    {"SPAT_C_LOGTOOL", &g_logToolHandle, &v2x_ipc_config_t::m_spatconv_logtool_rcvport, GetLogCtl, LOG_TOOL},
 };
+
+// Restricts the socket to datagrams of its peer if ipc.local_ip is set.
+void SetSender(const PeerRow& peer, v2xpub_SocketInitPara_t& para) {
+    para.m_peer = peer.name;
+    para.m_sendersKey = peer.key;
+    const bool hasLocalIp = strcmp(g_ipc_conf->m_local_ip, "0.0.0.0") != 0;
+    if (hasLocalIp && v2xpub_ParseAddressBlock(g_ipc_conf->*peer.ip, para.m_senders.blocks) == 0) {
+        para.m_senders.count = 1;
+    }
+}
 
 int32_t OpenSocket(const SocketRow& row) {
     v2xpub_SocketInitPara_t para = {};
     const uint16_t port = static_cast<uint16_t>(g_ipc_conf->*row.port);
     snprintf(para.m_sockName, sizeof para.m_sockName, "%s", row.name);
-    snprintf(para.m_localIP, sizeof para.m_localIP, "0.0.0.0");
+    snprintf(para.m_localIP, sizeof para.m_localIP, "%s", g_ipc_conf->m_local_ip);
     const bool isServer = row.callback != nullptr;
     para.m_svrEnable = isServer ? 1 : 0;
     para.m_cliEnable = isServer ? 0 : 1;
     para.m_svrPort = isServer ? port : 0;
     para.m_cliPort = isServer ? 0 : port;
     para.f_msgFunc = row.callback;
+    SetSender(row.peer, para);
     return v2xipc_SocketInit(row.handle, g_ipc_conf, &para);
 }
 
