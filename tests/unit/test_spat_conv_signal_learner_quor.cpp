@@ -85,13 +85,24 @@ TEST_F(Learner, RejectsOtherDatagramsWithoutSignOfLife) {
 
 TEST_F(Learner, IdentityOutOfRangeSendsNothingAndCountsAsSignOfLife) {
     ASSERT_EQ(start(), 0);
-    const std::pair<int32_t, int32_t> cases[] = {{65536, 2}, {-1, 2}, {1, 65536}, {1, -1}};
-    for (const auto& [region, node] : cases) {
-        m_config->m_regionId = region;
-        m_config->m_nodeId = node;
+    messages("QUOR");
+    const struct {
+        int32_t region;
+        int32_t node;
+        const char* reason;
+    } cases[] = {
+        {65536, 2, "2 regionId 65536 is out of range (0 to 65535)"},
+        {-1, 2, "2 regionId -1 is out of range (0 to 65535)"},
+        {1, 65536, "2 nodeId 65536 is out of range (0 to 65535)"},
+        {1, -1, "2 nodeId -1 is out of range (0 to 65535)"},
+    };
+    for (const auto& row : cases) {
+        m_config->m_regionId = row.region;
+        m_config->m_nodeId = row.node;
         v2xspatconv_SetSpatConvStatus({});
         report(PHASE_3_GREEN_15_S);
-        EXPECT_THAT(messages("QUOR"), ElementsAre("2 asn param error", "3 v2xspatconv_LearnMachineToIpcSpat error"));
+        EXPECT_THAT(messages("QUOR"),
+                    ElementsAre("2 asn param error", row.reason, "3 v2xspatconv_LearnMachineToIpcSpat error"));
         EXPECT_EQ(runStatus(), 1);
     }
     EXPECT_THAT(fakes::sent, IsEmpty());

@@ -8,10 +8,10 @@
 
 namespace {
 
-constexpr int64_t ROAD_REGULATOR_ID_MAX = 65535;
-constexpr int64_t NODE_ID_MAX = 65535;
-constexpr int64_t MINUTE_OF_THE_YEAR_MAX = 527040;
-constexpr int64_t D_SECOND_MAX = 65535;
+constexpr int32_t ROAD_REGULATOR_ID_MAX = 65535;
+constexpr int32_t NODE_ID_MAX = 65535;
+constexpr int32_t MINUTE_OF_THE_YEAR_MAX = 527040;
+constexpr int32_t D_SECOND_MAX = 65535;
 
 // A bit for each device phase.
 using PhaseSet = uint64_t[4];
@@ -143,18 +143,20 @@ int32_t v2xspatconv_FillIpcHead(v2xlog_tag_t& tag, const spat_conv_config_t& cfg
     const int32_t moy = GetMoyOfTheYear(tag, now);
     const int32_t secMark = GetSecMarkOfTheMinute(tag, now);
     const struct {
-        int64_t value;
-        int64_t max;
+        const char* name;
+        int32_t value;
+        int32_t max;
         int32_t code;
     } checks[] = {
-        {cfg.m_regionId, ROAD_REGULATOR_ID_MAX, -4},
-        {cfg.m_nodeId, NODE_ID_MAX, -3},
-        {moy, MINUTE_OF_THE_YEAR_MAX, -5},
-        {secMark, D_SECOND_MAX, -6},
+        {"regionId", cfg.m_regionId, ROAD_REGULATOR_ID_MAX, -4},
+        {"nodeId", cfg.m_nodeId, NODE_ID_MAX, -3},
+        {"minute of the year", moy, MINUTE_OF_THE_YEAR_MAX, -5},
+        {"millisecond of the minute", secMark, D_SECOND_MAX, -6},
     };
     for (const auto& check : checks) {
         if (check.value < 0 || check.value > check.max) {
             V2XLOG(tag, V2XLOG_ERROR, "asn param error");
+            V2XLOG(tag, V2XLOG_ERROR, "%s %d is out of range (0 to %d)", check.name, check.value, check.max);
             return check.code;
         }
     }

@@ -29,7 +29,7 @@ const spat_conv_config_t* v2xspatconv_GetAdapterConfig(v2xlog_tag_t& tag);
 // Fills intersection id, minute of the year (local time) and millisecond of the minute. Minute and millisecond come
 // from the same clock reading. The ranges are those of the message set. Returns 0; -4 if the region (RoadRegulatorID)
 // is out of range; -3 for the node (NodeID); -5 for the minute (MinuteOfTheYear); -6 for the millisecond (DSecond). The
-// function checks in this order and logs the first failure.
+// function checks in this order and logs the first failure with its value and range.
 int32_t v2xspatconv_FillIpcHead(v2xlog_tag_t& tag, const spat_conv_config_t& cfg, v2xipc_phases_t* spat_ipc);
 
 // Writes an entry with one state to `entry`, 17 bytes in a device phase table. The state starts at 0, ends at endTime
