@@ -81,7 +81,11 @@ int32_t v2xlog_GetTagLevelByIndex(int32_t index, uint8_t* name, int16_t* level) 
 
 int32_t v2xlog_SetAllTagLevel(int32_t level) {
     fakes::journal.push_back("log.SetAllTagLevel " + std::to_string(level));
-    return level >= 0 && level <= 7 ? 0 : -3;
+    if (level < V2XLOG_UNDO || level > V2XLOG_TRACE) {
+        return -3;
+    }
+    fakes::setLogLevel(level);
+    return 0;
 }
 
 int32_t v2xlog_GetTagHandle(const char* name, V2X_LOGHANDLE* handle) {
@@ -105,7 +109,11 @@ int32_t v2xlog_GetTagHandle(const char* name, V2X_LOGHANDLE* handle) {
 int32_t v2xlog_SetTagLevel(V2X_LOGHANDLE handle, int32_t level) {
     const std::string name(handle->name, strnlen(handle->name, sizeof handle->name));
     fakes::journal.push_back("log.SetTagLevel " + name + " " + std::to_string(level));
-    return level >= 0 && level <= 7 ? 0 : -3;
+    if (level < V2XLOG_UNDO || level > V2XLOG_TRACE) {
+        return -3;
+    }
+    handle->level = level;
+    return 0;
 }
 
 // Records every line: the limit per place belongs to the real library.

@@ -55,6 +55,29 @@ TEST_F(LogControl, SetsOneLevelOrAll) {
     EXPECT_THAT(fakes::journal, Not(Contains("log.SetAllTagLevel 5")));
 }
 
+// Tag SINF, whose level the request itself may change, writes the line.
+TEST_F(LogControl, LogsChangesWithTheSender) {
+    const struct {
+        int32_t level; // before the request
+        const char* request;
+        const char* line; // empty: none
+    } cases[] = {
+        {4, "51554F5200000000 0700", "log tool request from 127.0.0.9:4000: level 7 for QUOR"},
+        {4, "414C4C0000000000 0200", "log tool request from 127.0.0.9:4000: level 2 for ALL"},
+        {3, "53494E4600000000 0400", "log tool request from 127.0.0.9:4000: level 4 for SINF"},
+        {3, "51554F5200000000 0700", ""},
+        {3, "53494E4600000000 0800", ""}, // out of range
+    };
+    for (const auto& row : cases) {
+        fakes::setLogLevel(row.level);
+        fakes::logLines.clear();
+        fakes::receive("SPAT_C_LOGTOOL", hex(HEAD_15 + "02 0000 0A00" + row.request), {0x7F000009, 4000});
+        std::erase_if(fakes::logLines, [](const fakes::LogLine& line) { return line.level < V2XLOG_INFO; });
+        ASSERT_EQ(fakes::logLines.size(), row.line[0] == '\0' ? 0U : 1U) << row.request;
+        EXPECT_EQ(fakes::logLines.empty() ? "" : fakes::logLines[0].text, row.line);
+    }
+}
+
 TEST_F(LogControl, DoesNotAnswerFailedRequests) {
     fakes::unknownTags = {"NONE", "LONGNAME"};
     const struct {

@@ -64,12 +64,7 @@ int16_t FillReport(const Request& request, Report& report) {
 }
 
 // Sets the level of one tag or of all tags. Returns 0 if the level is set.
-int32_t SetLevel(const Datagram& datagram) {
-    if (datagram.m_curMsgLen < static_cast<int32_t>(sizeof(SetRequest))) {
-        V2XLOG(g_log, V2XLOG_WARN, "log tool request of %d bytes contains no log level", datagram.m_curMsgLen);
-        return -1;
-    }
-    const v2xipc_logData_t entry = ReadRecord<SetRequest>(datagram).entry;
+int32_t SetLevel(const v2xipc_logData_t& entry) {
     if (memcmp(entry.m_tagName, ALL_TAGS, sizeof entry.m_tagName) == 0) {
         const int32_t ret = v2xlog_SetAllTagLevel(entry.m_level);
         if (ret != 0) {
@@ -86,6 +81,30 @@ int32_t SetLevel(const Datagram& datagram) {
     ret = v2xlog_SetTagLevel(handle, entry.m_level);
     if (ret != 0) {
         V2XLOG(g_log, V2XLOG_ERROR, "exec v2xlog_SetTagLevel error ret=%d", ret);
+    }
+    return ret;
+}
+
+void LogSetRequest(const v2xipc_logData_t& entry, v2xpub_address_t sender) {
+    V2XLOG(g_log, V2XLOG_INFO, "log tool request from %s:%u: level %d for %.8s", v2xpub_FormatIp(sender).text,
+           unsigned{sender.port}, entry.m_level, reinterpret_cast<const char*>(entry.m_tagName));
+}
+
+// Serves a request to set a level. Returns 0 if the level is set.
+int32_t ServeSetRequest(const Datagram& datagram, v2xpub_address_t sender) {
+    if (datagram.m_curMsgLen < static_cast<int32_t>(sizeof(SetRequest))) {
+        V2XLOG(g_log, V2XLOG_WARN, "log tool request of %d bytes contains no log level", datagram.m_curMsgLen);
+        return -1;
+    }
+    const v2xipc_logData_t entry = ReadRecord<SetRequest>(datagram).entry;
+    // The request itself may switch the line on or off.
+    const bool isLogged = v2xlog_Enabled(g_log, V2XLOG_INFO);
+    if (isLogged) {
+        LogSetRequest(entry, sender);
+    }
+    const int32_t ret = SetLevel(entry);
+    if (!isLogged) {
+        LogSetRequest(entry, sender);
     }
     return ret;
 }
@@ -121,7 +140,8 @@ void ServeRequest(V2X_UDPSOCKHANDLE handle, Datagram& datagram, const void* addr
         Report report;
         const int16_t length = FillReport(request, report);
         SendAnswer(handle, {length, reinterpret_cast<uint8_t*>(&report)}, addr, addrLen);
-    } else if (request.command.m_logCmd == V2XIPC_LOG_SET && SetLevel(datagram) != 0) {
+    } else if (request.command.m_logCmd == V2XIPC_LOG_SET &&
+               ServeSetRequest(datagram, v2xpub_ReadAddress(addr, addrLen)) != 0) {
         g_notServed.Add();
     } else {
         // The answer to a set request, or to an unknown command, repeats the request.
