@@ -105,4 +105,13 @@ TEST_F(SpatDown, SendsOnlyTheFirstIntersectionLegacyAndCorrected) {
     }
 }
 
+TEST_F(SpatDown, QuietLogAppliesToDocuments) {
+    const std::string noName = R"({"intersections":[)" + intersection(R"({"id":2})", "0", "[]") + "]}";
+    for (const bool isQuiet : {false, true}) {
+        m_config->m_corrections.m_quiet_log = isQuiet;
+        receive(noName);
+        EXPECT_EQ(takeLog(), isQuiet ? Lines() : Lines{"DOWN 2 cJSON_Parse error!"});
+    }
+}
+
 } // namespace

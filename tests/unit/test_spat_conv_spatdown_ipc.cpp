@@ -13,7 +13,7 @@ protected:
     // A SPAT whose states have timing.
     void read(const std::string& phases) {
         const std::string text = document(intersection(R"({"region":1,"id":2})", "258", phases));
-        ASSERT_EQ(v2xspatconv_SpatJsonToStruct(text.c_str(), &spat, CORRECTED), 0);
+        ASSERT_EQ(v2xspatconv_SpatJsonToStruct(text.c_str(), &spat, {CORRECTED}), 0);
     }
     IntersectionState_t& first() { return *spat.intersections.list.array[0]; }
     // The record's first bytes; all others must be 0.

@@ -41,7 +41,7 @@ TEST_F(Reader, ReadsTheDocumentsFrame) {
     };
     for (const auto& row : cases) {
         const Spat spat = newSpat();
-        EXPECT_EQ(v2xspatconv_SpatJsonToStruct(row.text.c_str(), spat.get(), LEGACY), row.ret) << row.text;
+        EXPECT_EQ(v2xspatconv_SpatJsonToStruct(row.text.c_str(), spat.get(), {LEGACY}), row.ret) << row.text;
         const DescriptiveName_t* name = spat->name;
         EXPECT_EQ(name == nullptr ? "-" : std::string(name->buf, name->buf + name->size), row.name);
         EXPECT_EQ(takeLog(), row.log) << row.text;
@@ -98,7 +98,7 @@ TEST_F(Reader, ReturnsTheLastIntersectionsResultAndDropsFailedOnes) {
         for (const auto& row : cases) {
             const Spat spat = newSpat();
             const bool failed = row.ret != 0;
-            EXPECT_EQ(v2xspatconv_SpatJsonToStruct(document(row.list).c_str(), spat.get(), mode), failed ? -3 : 0);
+            EXPECT_EQ(v2xspatconv_SpatJsonToStruct(document(row.list).c_str(), spat.get(), {mode}), failed ? -3 : 0);
             const std::string end = "v2xspatconv_GetIntersectionsFromJson end ret=" + std::to_string(row.ret);
             EXPECT_EQ(fakes::logged(end).size(), 1U) << row.list;
             Lines log = row.log;
@@ -162,7 +162,7 @@ TEST_F(Reader, AttachesTimingWhenCorrectedAndLogsTheSameInBothModes) {
             const std::string light = std::to_string(row.light);
             const std::string phases = R"([{"phaseId":1,"phaseStates":[{"light":)" + light + "," + row.more + "}]}]";
             const std::string text = document(intersection(R"({"id":1})", "0", phases));
-            ASSERT_EQ(v2xspatconv_SpatJsonToStruct(text.c_str(), spat.get(), mode), 0);
+            ASSERT_EQ(v2xspatconv_SpatJsonToStruct(text.c_str(), spat.get(), {mode}), 0);
             const auto& states = spat->intersections.list.array[0]->phases.list.array[0]->phaseStates;
             const PhaseState_t& state = *states.list.array[0];
             EXPECT_EQ(std::to_string(state.light) + " " + timingText(state.timing),
@@ -170,6 +170,17 @@ TEST_F(Reader, AttachesTimingWhenCorrectedAndLogsTheSameInBothModes) {
             EXPECT_EQ(takeLog(), row.log) << row.more;
         }
     }
+}
+
+TEST_F(Reader, QuietLogTracesMissingOptionalMembersAlone) {
+    const std::string counting = R"({"light":3,"timing":{"counting":{"startTime":1}}})";
+    const std::string utc = R"({"light":3,"timing":{"utcTiming":{"likelyEndUtcTime":1}}})";
+    const std::string phases = R"([{"phaseId":1,"phaseStates":[)" + counting + "," + utc + R"(,{"light":3},{}]}])";
+    const std::string text = R"({"intersections":[)" + intersection(R"({"id":1})", "0", phases) + "]}";
+    const Spat spat = newSpat();
+    ASSERT_EQ(v2xspatconv_SpatJsonToStruct(text.c_str(), spat.get(), {CORRECTED, true}), 0);
+    EXPECT_EQ(fakes::logged("Get nextDuration item failed!").size(), 1U);
+    EXPECT_EQ(takeLog(), missing({"likelyEndTime", "startUtcTime", "light"}, {}, {}));
 }
 
 } // namespace

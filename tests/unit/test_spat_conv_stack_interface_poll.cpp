@@ -77,6 +77,10 @@ TEST_F(StackReply, SendsRepliesUpInOrderOfArrival) {
     EXPECT_THAT(up(), ElementsAre(UP_BARE, HasSubstr(R"("intersectionId":{"region":1,"id":33},"status":1280)")));
     DealSpatDataRecvTaskFun(nullptr);
     EXPECT_THAT(messages("SINF"), ElementsAre("3 NO SPAT data"));
+    m_config->m_corrections.m_quiet_log = true;
+    fakes::setLogLevel(V2XLOG_TRACE);
+    DealSpatDataRecvTaskFun(nullptr);
+    EXPECT_EQ(fakes::logged("NO SPAT data").at(0).level, V2XLOG_TRACE);
 }
 
 TEST_F(StackReply, DropsTheOldestOfMoreThan64) {

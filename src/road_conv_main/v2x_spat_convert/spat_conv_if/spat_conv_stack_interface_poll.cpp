@@ -84,10 +84,10 @@ size_t CountPending() {
     return g_pending;
 }
 
-// Returns true if each item starts at the end of the previous item (corrected); false for the legacy offset.
-bool AreItemsContiguous() {
+// Returns the corrections; all are off without a configuration.
+corrections_t GetCorrections() {
     const spat_conv_config_t* config = nullptr;
-    return v2xspatconv_GetCfgData(&config) == 0 && config->m_corrections.m_reply_items;
+    return v2xspatconv_GetCfgData(&config) == 0 ? config->m_corrections : corrections_t{};
 }
 
 // Decodes the item whose length field is at offset `at` and sends its SPAT to the cloud. Returns the offset of the end
@@ -124,14 +124,15 @@ int32_t DealSpatDataRecv(uint8_t* pRsuData, size_t size) {
     }
     memcpy(&block, pRsuData, sizeof block);
     uint8_t* const items = pRsuData + sizeof block;
-    const bool areContiguous = AreItemsContiguous();
+    const bool areContiguous = GetCorrections().m_reply_items;
     size_t at = 0;
     for (int32_t i = 0; i < std::min(block.m_dataNo, REPLY_MAX_ITEMS); i++) {
         const size_t end = DealItem(items, size - sizeof block, at);
         if (end == 0) {
             return ret = -2;
         }
-        // Legacy: the offset includes the data length of the previous item, but of no earlier item.
+        // Corrected: each item starts at the end of the previous item. Legacy: the offset includes the data length of
+        // the previous item, but of no earlier item.
         const size_t length = end - at - sizeof(v2xipc_pc5Data_t);
         at = areContiguous ? end : sizeof(v2xipc_pc5Data_t) * static_cast<size_t>(i + 1) + length;
     }
@@ -208,7 +209,8 @@ void DealSpatDataRecvTaskFun(void* /*arg*/) {
     static spat_pc5_data_ reply; // only the processing task accesses this buffer
     const size_t waiting = CountPending();
     if (waiting == 0) {
-        V2XLOG(g_log, V2XLOG_WARN, "NO SPAT data");
+        const int32_t level = GetCorrections().m_quiet_log ? V2XLOG_TRACE : V2XLOG_WARN;
+        V2XLOG(g_log, level, "NO SPAT data");
     }
     for (size_t i = 0; i < waiting; i++) {
         TakeOldest(reply);

@@ -11,10 +11,10 @@ v2xlog_tag_t g_log{"SCOM"};
 
 } // namespace
 
-const cJSON* GetMemberFromJson(const cJSON* json, const char* item) {
+const cJSON* GetMemberFromJson(const cJSON* json, const char* item, int32_t level) {
     const cJSON* member = cJSON_GetObjectItemCaseSensitive(json, item);
     if (member == nullptr) {
-        V2XLOG(g_log, V2XLOG_ERROR, "Get %s item failed!", item);
+        V2XLOG(g_log, level, "Get %s item failed!", item);
     }
     return member;
 }

@@ -7,8 +7,11 @@
 #include <cjson/cJSON.h>
 #include <cstdint>
 
-// Returns the member; null if the member is missing or `json` is not an object. The document owns the member.
-const cJSON* GetMemberFromJson(const cJSON* json, const char* item);
+#include "v2x/v2xlog.h"
+
+// Returns the member; null if the member is missing or `json` is not an object. The document owns the member. `level`
+// is the level of the line about a missing member.
+const cJSON* GetMemberFromJson(const cJSON* json, const char* item, int32_t level = V2XLOG_ERROR);
 
 // Stores the member's number as an int64_t at out_value: truncated toward zero and clamped to 32 bits. A member of
 // another type gives 0. If out_value is null, the function only checks that the member exists. Returns 0; -2 for a null

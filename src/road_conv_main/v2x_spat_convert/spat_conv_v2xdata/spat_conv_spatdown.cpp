@@ -50,24 +50,24 @@ void AppendFragment(const void* data, uint32_t len) {
     }
 }
 
-v2xspatconv_downMode ReadMode() {
+v2xspatconv_downRules_t ReadRules() {
     const spat_conv_config_t* config = nullptr;
-    const bool isLoaded = v2xspatconv_GetCfgData(&config) == 0;
-    return isLoaded && config->m_corrections.m_spat_down ? v2xspatconv_downMode::corrected
-                                                         : v2xspatconv_downMode::legacy;
+    const corrections_t corrections = v2xspatconv_GetCfgData(&config) == 0 ? config->m_corrections : corrections_t{};
+    return {corrections.m_spat_down ? v2xspatconv_downMode::corrected : v2xspatconv_downMode::legacy,
+            corrections.m_quiet_log};
 }
 
 // Reads the document into `spat`, converts the SPAT to a record, and sends the record to the stack application.
 void ConvertDocument(SPAT_t& spat) {
-    const v2xspatconv_downMode mode = ReadMode();
-    if (v2xspatconv_SpatJsonToStruct(dds_data, &spat, mode) != 0) {
+    const v2xspatconv_downRules_t rules = ReadRules();
+    if (v2xspatconv_SpatJsonToStruct(dds_data, &spat, rules) != 0) {
         g_noSpat.Add();
         V2XLOG(g_downLog, V2XLOG_ERROR, "v2xspatconv_SpatJsonToStruct error");
         return;
     }
     alignas(8) uint8_t record[V2XIPC_RECORD_SIZE] = {};
     auto* spat_ipc = reinterpret_cast<v2xipc_phases_t*>(record);
-    if (v2xspatconv_GbSpatToIpcSpat(&spat, spat_ipc, mode) != 0) {
+    if (v2xspatconv_GbSpatToIpcSpat(&spat, spat_ipc, rules.mode) != 0) {
         g_notConverted.Add();
         V2XLOG(g_downLog, V2XLOG_ERROR, "v2xspatconv_GbSpatToIpcSpat error");
         return;

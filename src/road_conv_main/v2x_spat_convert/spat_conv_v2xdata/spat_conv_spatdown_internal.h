@@ -14,3 +14,9 @@ enum class v2xspatconv_downMode {
     // phase.
     corrected,
 };
+
+// How a document is read.
+struct v2xspatconv_downRules_t {
+    v2xspatconv_downMode mode;
+    bool isQuiet = false; // true: lines about missing optional members have V2XLOG_TRACE
+};

@@ -50,6 +50,11 @@ int32_t AppendToList(List& list, Owned<Element>& element) {
     return 0;
 }
 
+// Returns the level of a line about a missing optional member. `level` is the level without Corrections.QuietLog.
+int32_t GetOptionalLevel(const v2xspatconv_downRules_t& rules, int32_t level) {
+    return rules.isQuiet ? V2XLOG_TRACE : level;
+}
+
 // ---- timing
 
 // Stores one time of a document in the timing (corrected mode). An optional time that is not a number is absent. An end
@@ -71,46 +76,48 @@ void StoreTime(const cJSON* member, const v2xspatconv_timeKey_t<Timing>& key, Ti
 
 // Reads every key of one kind of timing, so that each missing key is logged. Drops the values if `timing` is null.
 template <typename Timing, size_t N>
-void ReadTimes(const cJSON* object, const v2xspatconv_timeKey_t<Timing> (&keys)[N], Timing* timing) {
+void ReadTimes(const cJSON* object, const v2xspatconv_timeKey_t<Timing> (&keys)[N], Timing* timing,
+               const v2xspatconv_downRules_t& rules) {
     for (const auto& key : keys) {
-        const cJSON* member = GetMemberFromJson(object, key.down);
+        const int32_t level = key.mandatory != nullptr ? V2XLOG_ERROR : GetOptionalLevel(rules, V2XLOG_ERROR);
+        const cJSON* member = GetMemberFromJson(object, key.down, level);
         if (timing != nullptr) {
             StoreTime(member, key, *timing);
         }
     }
 }
 
-void GetCountingFromJson(const cJSON* object, TimeCountingDown_t* counting) {
+void GetCountingFromJson(const cJSON* object, TimeCountingDown_t* counting, const v2xspatconv_downRules_t& rules) {
     if (object == nullptr) {
-        V2XLOG(g_downLog, V2XLOG_WARN, "cJSON_Parse counting failed!");
+        V2XLOG(g_downLog, GetOptionalLevel(rules, V2XLOG_WARN), "cJSON_Parse counting failed!");
         return;
     }
-    ReadTimes(object, V2XSPATCONV_COUNTING_KEYS, counting);
+    ReadTimes(object, V2XSPATCONV_COUNTING_KEYS, counting, rules);
 }
 
-void GetUtcTimingFromJson(const cJSON* object, UTCTiming_t* utcTiming) {
+void GetUtcTimingFromJson(const cJSON* object, UTCTiming_t* utcTiming, const v2xspatconv_downRules_t& rules) {
     if (object == nullptr) {
-        V2XLOG(g_downLog, V2XLOG_WARN, "cJSON_Parse utcTiming failed!");
+        V2XLOG(g_downLog, GetOptionalLevel(rules, V2XLOG_WARN), "cJSON_Parse utcTiming failed!");
         return;
     }
-    ReadTimes(object, V2XSPATCONV_UTC_KEYS, utcTiming);
+    ReadTimes(object, V2XSPATCONV_UTC_KEYS, utcTiming, rules);
 }
 
 // Reads the timing of a phase state. Legacy: the timing is dropped. Corrected: the timing is stored in `state`; if both
 // "counting" and "utcTiming" are objects, "counting" is stored. A non-object (usually null) means absent.
 // Returns 0; -2 if memory runs out.
-int32_t GetTimingFromJson(const cJSON* json, PhaseState_t& state, v2xspatconv_downMode mode) {
+int32_t GetTimingFromJson(const cJSON* json, PhaseState_t& state, const v2xspatconv_downRules_t& rules) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_downLog, ret);
     const cJSON* object = cJSON_GetObjectItemCaseSensitive(json, "timing");
     if (object == nullptr) {
-        V2XLOG(g_downLog, V2XLOG_WARN, "cJSON_Parse timing failed!");
+        V2XLOG(g_downLog, GetOptionalLevel(rules, V2XLOG_WARN), "cJSON_Parse timing failed!");
         return ret;
     }
     const cJSON* counting = cJSON_GetObjectItemCaseSensitive(object, "counting");
     const cJSON* utc = cJSON_GetObjectItemCaseSensitive(object, "utcTiming");
     TimeChangeDetails_PR chosen = TimeChangeDetails_PR_NOTHING;
-    if (mode == v2xspatconv_downMode::corrected) {
+    if (rules.mode == v2xspatconv_downMode::corrected) {
         state.timing = AllocateOrLog<TimeChangeDetails_t>("timing calloc failed!");
         if (state.timing == nullptr) {
             return ret = -2;
@@ -120,8 +127,10 @@ int32_t GetTimingFromJson(const cJSON* json, PhaseState_t& state, v2xspatconv_do
                                                : TimeChangeDetails_PR_NOTHING;
         state.timing->present = chosen;
     }
-    GetCountingFromJson(counting, chosen == TimeChangeDetails_PR_counting ? &state.timing->choice.counting : nullptr);
-    GetUtcTimingFromJson(utc, chosen == TimeChangeDetails_PR_utcTiming ? &state.timing->choice.utcTiming : nullptr);
+    GetCountingFromJson(counting, chosen == TimeChangeDetails_PR_counting ? &state.timing->choice.counting : nullptr,
+                        rules);
+    GetUtcTimingFromJson(utc, chosen == TimeChangeDetails_PR_utcTiming ? &state.timing->choice.utcTiming : nullptr,
+                         rules);
     return ret;
 }
 
@@ -133,12 +142,12 @@ struct ListKind {
     const char* key;
     const char* noMemoryMessage;
     asn_TYPE_descriptor_t* type;
-    void (*read)(const cJSON* item, Element& element, v2xspatconv_downMode mode);
+    void (*read)(const cJSON* item, Element& element, const v2xspatconv_downRules_t& rules);
 };
 
 // Reads the list under the key of `kind`. Returns 0; -2 or -4 if memory runs out; -4 if the key is missing.
 template <typename List, typename Element>
-int32_t ReadList(const cJSON* json, List& list, const ListKind<Element>& kind, v2xspatconv_downMode mode) {
+int32_t ReadList(const cJSON* json, List& list, const ListKind<Element>& kind, const v2xspatconv_downRules_t& rules) {
     const cJSON* array = cJSON_GetObjectItemCaseSensitive(json, kind.key);
     if (array == nullptr) {
         V2XLOG(g_downLog, V2XLOG_ERROR, "cJSON_Parse Error!");
@@ -150,7 +159,7 @@ int32_t ReadList(const cJSON* json, List& list, const ListKind<Element>& kind, v
         if (element == nullptr) {
             return -2;
         }
-        kind.read(item, *element, mode);
+        kind.read(item, *element, rules);
         const int32_t ret = AppendToList(list, element);
         if (ret != 0) {
             return ret;
@@ -159,36 +168,36 @@ int32_t ReadList(const cJSON* json, List& list, const ListKind<Element>& kind, v
     return 0;
 }
 
-void ReadPhaseState(const cJSON* item, PhaseState_t& state, v2xspatconv_downMode mode) {
+void ReadPhaseState(const cJSON* item, PhaseState_t& state, const v2xspatconv_downRules_t& rules) {
     GetIntDataFromJson(item, "light", &state.light);
     // Corrected: an unknown light becomes "unavailable", because its low 8 bits may equal a known light.
-    if (mode == v2xspatconv_downMode::corrected &&
+    if (rules.mode == v2xspatconv_downMode::corrected &&
         (state.light < V2XIPC_LIGHT_UNAVAILABLE || state.light > V2XIPC_LIGHT_FLASHING_YELLOW)) {
         state.light = V2XIPC_LIGHT_UNAVAILABLE;
     }
-    GetTimingFromJson(item, state, mode);
+    GetTimingFromJson(item, state, rules);
 }
 
 constexpr ListKind<PhaseState_t> PHASE_STATES = {"phaseStates", "PhaseState_t calloc failed!", &asn_DEF_PhaseState,
                                                  ReadPhaseState};
 
-int32_t GetPhaseStatesFormJson(const cJSON* json, PhaseStateList_t& phaseStates, v2xspatconv_downMode mode) {
+int32_t GetPhaseStatesFormJson(const cJSON* json, PhaseStateList_t& phaseStates, const v2xspatconv_downRules_t& rules) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_downLog, ret);
-    return ret = ReadList(json, phaseStates, PHASE_STATES, mode);
+    return ret = ReadList(json, phaseStates, PHASE_STATES, rules);
 }
 
-void ReadPhase(const cJSON* item, Phase_t& phase, v2xspatconv_downMode mode) {
+void ReadPhase(const cJSON* item, Phase_t& phase, const v2xspatconv_downRules_t& rules) {
     GetIntDataFromJson(item, "phaseId", &phase.id);
-    GetPhaseStatesFormJson(item, phase.phaseStates, mode);
+    GetPhaseStatesFormJson(item, phase.phaseStates, rules);
 }
 
 constexpr ListKind<Phase_t> PHASES = {"phases", "Phase_t calloc failed!", &asn_DEF_Phase, ReadPhase};
 
-int32_t GetPhasesFromJson(const cJSON* json, PhaseList_t& phases, v2xspatconv_downMode mode) {
+int32_t GetPhasesFromJson(const cJSON* json, PhaseList_t& phases, const v2xspatconv_downRules_t& rules) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_downLog, ret);
-    return ret = ReadList(json, phases, PHASES, mode);
+    return ret = ReadList(json, phases, PHASES, rules);
 }
 
 // ---- intersections
@@ -229,7 +238,7 @@ int32_t GetNodeReferenceIDFromJson(const cJSON* json, const char* item, NodeRefe
 }
 
 // Reads one intersection. Returns 0, or the result of the function that fails.
-int32_t ReadIntersection(const cJSON* item, IntersectionState_t& intersection, v2xspatconv_downMode mode) {
+int32_t ReadIntersection(const cJSON* item, IntersectionState_t& intersection, const v2xspatconv_downRules_t& rules) {
     int32_t ret = GetNodeReferenceIDFromJson(item, "intersectionId", &intersection.intersectionId);
     if (ret != 0) {
         V2XLOG(g_downLog, V2XLOG_ERROR, "GetNodeReferenceIDFromJson error");
@@ -241,10 +250,10 @@ int32_t ReadIntersection(const cJSON* item, IntersectionState_t& intersection, v
         V2XLOG(g_downLog, V2XLOG_ERROR, "get status error");
         return ret;
     }
-    if (mode == v2xspatconv_downMode::corrected) {
+    if (rules.mode == v2xspatconv_downMode::corrected) {
         v2xcodec_long2BitString(&status, STATUS_BITS, &intersection.status);
     }
-    ret = GetPhasesFromJson(item, intersection.phases, mode);
+    ret = GetPhasesFromJson(item, intersection.phases, rules);
     if (ret != 0) {
         V2XLOG(g_downLog, V2XLOG_ERROR, "GetPhasesFromJson error");
     }
@@ -254,7 +263,8 @@ int32_t ReadIntersection(const cJSON* item, IntersectionState_t& intersection, v
 // Reads the intersections and appends those without an error. Returns the result for the last intersection: 0 if the
 // intersection was appended, otherwise the code of its failure. Returns -1 for an empty list; -4 if the list is
 // missing.
-int32_t v2xspatconv_GetIntersectionsFromJson(const cJSON* cloud_json, SPAT_t* spat, v2xspatconv_downMode mode) {
+int32_t v2xspatconv_GetIntersectionsFromJson(const cJSON* cloud_json, SPAT_t* spat,
+                                             const v2xspatconv_downRules_t& rules) {
     int32_t ret = -1;
     V2XLOG_TRACE_SCOPE(g_downLog, ret);
     const cJSON* array = cJSON_GetObjectItemCaseSensitive(cloud_json, "intersections");
@@ -269,7 +279,7 @@ int32_t v2xspatconv_GetIntersectionsFromJson(const cJSON* cloud_json, SPAT_t* sp
         if (intersection == nullptr) {
             return ret = -2;
         }
-        ret = ReadIntersection(item, *intersection, mode);
+        ret = ReadIntersection(item, *intersection, rules);
         if (ret != 0) {
             continue;
         }
@@ -283,12 +293,12 @@ int32_t v2xspatconv_GetIntersectionsFromJson(const cJSON* cloud_json, SPAT_t* sp
 
 // Reads the member "name" without a check of its length. Returns 0; -3 if memory runs out; -4 if the member is missing
 // or not a string.
-int32_t v2xspatconv_GetNameFromJson(const cJSON* json, SPAT_t* spat) {
+int32_t v2xspatconv_GetNameFromJson(const cJSON* json, SPAT_t* spat, const v2xspatconv_downRules_t& rules) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_downLog, ret);
     const cJSON* name = cJSON_GetObjectItemCaseSensitive(json, "name");
     if (cJSON_IsString(name) == 0) {
-        V2XLOG(g_downLog, V2XLOG_ERROR, "cJSON_Parse error!");
+        V2XLOG(g_downLog, GetOptionalLevel(rules, V2XLOG_ERROR), "cJSON_Parse error!");
         return ret = -4;
     }
     spat->name = AllocateOrLog<DescriptiveName_t>("Calloc error!");
@@ -301,7 +311,7 @@ int32_t v2xspatconv_GetNameFromJson(const cJSON* json, SPAT_t* spat) {
 
 } // namespace
 
-int32_t v2xspatconv_SpatJsonToStruct(const char* cloud_json_str, SPAT_t* spat, v2xspatconv_downMode mode) {
+int32_t v2xspatconv_SpatJsonToStruct(const char* cloud_json_str, SPAT_t* spat, const v2xspatconv_downRules_t& rules) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_downLog, ret);
     if (cloud_json_str == nullptr || spat == nullptr) {
@@ -313,8 +323,8 @@ int32_t v2xspatconv_SpatJsonToStruct(const char* cloud_json_str, SPAT_t* spat, v
         V2XLOG(g_downLog, V2XLOG_ERROR, "cJSON_Parse Error!");
         return ret = -2;
     }
-    v2xspatconv_GetNameFromJson(json.get(), spat);
-    if (v2xspatconv_GetIntersectionsFromJson(json.get(), spat, mode) != 0) {
+    v2xspatconv_GetNameFromJson(json.get(), spat, rules);
+    if (v2xspatconv_GetIntersectionsFromJson(json.get(), spat, rules) != 0) {
         V2XLOG(g_downLog, V2XLOG_ERROR, "v2xspatconv_GetIntersectionsFromJson error");
         return ret = -3;
     }

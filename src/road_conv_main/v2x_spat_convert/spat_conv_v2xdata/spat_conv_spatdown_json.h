@@ -2,7 +2,8 @@
 //
 // docs/interfaces.md lists keys and types. Numbers are stored unscaled. Only region and id are range-checked. A member
 // of an unexpected JSON type is read as 0, as an empty list, or as missing. Failures are logged under the tag "DOWN" at
-// V2XLOG_ERROR, a missing timing at V2XLOG_WARN. A missing number is logged under the tag "SCOM" at V2XLOG_ERROR.
+// V2XLOG_ERROR, a missing timing at V2XLOG_WARN. A missing number is logged under the tag "SCOM" at V2XLOG_ERROR. With
+// isQuiet a missing name, timing or optional time is logged at V2XLOG_TRACE.
 #pragma once
 
 #include "spat_conv_spatdown_internal.h"
@@ -13,4 +14,4 @@
 // not JSON; -3 if the document has no intersection, or if its last intersection is dropped (an earlier
 // dropped intersection does not change the result). Any thread, but only one call
 // at a time in the process: cJSON stores the position of a syntax error in a global variable.
-int32_t v2xspatconv_SpatJsonToStruct(const char* cloud_json_str, SPAT_t* spat, v2xspatconv_downMode mode);
+int32_t v2xspatconv_SpatJsonToStruct(const char* cloud_json_str, SPAT_t* spat, const v2xspatconv_downRules_t& rules);
