@@ -1,3 +1,4 @@
+#include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -17,10 +18,13 @@ protected:
         g_quorLink.dds_status = {.service_type = V2X_CLOUD_SERVICE_TYPE_SPAT,
                                  .run_status = V2X_CONV_RUN_STATUS_UNAVAILABLE};
         g_quorLink.lm_run_status_flag = 0;
+        g_quorLink.next_sender_line = 0;
     }
 
     int32_t start() { return v2xspatconv_QuorSignalLearnerInterfaceInit(*m_config); }
-    static void report(const std::string& digits) { fakes::receive("QUOR_RECV_SG", hex(digits)); }
+    static void report(const std::string& digits) {
+        fakes::receive("QUOR_RECV_SG", hex(digits), {0xC0A80142, 4000}); // 192.168.1.66
+    }
     static void heartbeat() { fakes::tasks.at(0).run(); }
 };
 
@@ -63,6 +67,7 @@ TEST_F(Learner, ConvertsReportsToRecords) {
 
 TEST_F(Learner, RejectsOtherDatagramsWithoutSignOfLife) {
     ASSERT_EQ(start(), 0);
+    messages("QUOR");
     const struct {
         std::string datagram;
         std::string message;
@@ -75,12 +80,17 @@ TEST_F(Learner, RejectsOtherDatagramsWithoutSignOfLife) {
         {"FEFE10 FFFF", "2 Invalid Length, [recv len:5] , [calc len:4]"},
         {"FEFE10 8000", "2 Invalid Length, [recv len:5] , [calc len:-32763]"},
     };
+    const std::string sender = "3 the datagram came from 192.168.1.66:4000";
     for (const auto& row : cases) {
         report(row.datagram);
-        EXPECT_THAT(messages("QUOR"), ElementsAre(row.message)) << row.datagram;
+        EXPECT_THAT(messages("QUOR"), ElementsAre(row.message, sender)) << row.datagram;
+        fakes::monotonic += 59'999'999; // microseconds
+        report(row.datagram);
+        EXPECT_THAT(messages("QUOR"), ElementsAre(row.message)) << "the sender is named once a minute";
+        fakes::monotonic++;
     }
     EXPECT_THAT(fakes::sent, IsEmpty());
-    EXPECT_EQ(countsOf("learner"), (PathCounts{{"invalid", 3}, {"wrong_length", 4}}));
+    EXPECT_EQ(countsOf("learner"), (PathCounts{{"invalid", 6}, {"wrong_length", 8}}));
 }
 
 TEST_F(Learner, IdentityOutOfRangeSendsNothingAndCountsAsSignOfLife) {
@@ -137,12 +147,28 @@ TEST_F(Learner, SendsHeartbeatsAndTurnsAbnormalAtTheEleventhWithoutReport) {
                             "Recv last time:1772714096789000", "v2xspatconv_DisplayQuorSignalInfo end"));
 }
 
+TEST_F(Learner, ReceivesAtTheLocalAddressFromTheConfiguredSenders) {
+    v2xspatconv_sourceGuard_t& guard = m_config->m_guard.m_sources[V2XSPATCONV_LEARNER];
+    for (const std::string localIp : {"", "192.168.1.10"}) {
+        localIp.copy(guard.m_local_ip, sizeof guard.m_local_ip);
+        guard.m_only_from = {2, {{0xC0A80114, UINT32_MAX}, {0xC0A80200, 0xFFFFFF00}}};
+        ASSERT_EQ(start(), 0);
+        EXPECT_THAT(messages("QUOR"), IsEmpty());
+        const v2xpub_SocketInitPara_t& para = fakes::sockets.at(fakes::sockets.size() - 2);
+        EXPECT_STREQ(para.m_localIP, localIp.empty() ? "0.0.0.0" : "192.168.1.10");
+        EXPECT_STREQ(para.m_peer, "learner");
+        EXPECT_STREQ(para.m_sendersKey, "OnlyFrom");
+        EXPECT_EQ(memcmp(&para.m_senders, &guard.m_only_from, sizeof para.m_senders), 0);
+    }
+}
+
 TEST_F(Learner, NamesAnInvalidDeviceAddressAtStart) {
     m_config->m_learn_machine_info.m_port = 65536;
     EXPECT_EQ(start(), 0);
     EXPECT_THAT(
         messages("QUOR"),
-        ElementsAre("2 cannot send heartbeats: LearnMachine.Ip \"127.0.0.5\", Port 65536 is not a UDP address"));
+        ElementsAre("3 learner: OnlyFrom is not set, datagrams of any sender are accepted",
+                    "2 cannot send heartbeats: LearnMachine.Ip \"127.0.0.5\", Port 65536 is not a UDP address"));
     heartbeat();
     EXPECT_THAT(fakes::sent, IsEmpty());
 }

@@ -20,6 +20,8 @@ protected:
         m_config->m_signal_machine_1743_info.m_local_port = 65536 + 9002;
         g_1743Link.dds_status = {};
         g_1743Link.lm_run_status_flag = 0;
+        g_1743Link.next_sender_line = UINT64_MAX; // no line about the sender of an invalid frame
+        m_config->m_guard.m_sources[V2XSPATCONV_1743].m_only_from.count = 1;
     }
 
     int32_t start() { return v2xspatconv_SignalMachine1743InterfaceInit(*m_config); }
@@ -178,6 +180,23 @@ TEST_F(Controller, RejectsFrameWithWrongCrc) {
     EXPECT_THAT(recordsOf(frame(payload(ONE_LINK), 1)), IsEmpty());
     EXPECT_THAT(messages(), ElementsAre(testing::StartsWith("2 crc error,calc:")));
     EXPECT_EQ(countsOf("1743")["wrong_crc"], 1U);
+}
+
+TEST_F(Controller, NamesTheLastSenderBeforeAnInvalidFrame) {
+    m_config->m_guard.m_sources[V2XSPATCONV_1743].m_only_from.count = 0;
+    ASSERT_EQ(start(), 0);
+    EXPECT_THAT(messages(), ElementsAre("3 1743: OnlyFrom is not set, datagrams of any sender are accepted"));
+    const std::string line = "3 the last datagram before the invalid frame came from 192.168.1.66:4000";
+    const Bytes invalid[] = {frame(Bytes(26, 1)), frameOfLength(5120), frameOfLength(5121),
+                             frame(payload(ONE_LINK), 1)};
+    for (const Bytes& bytes : invalid) {
+        g_1743Link.next_sender_line = 0;
+        fakes::receive("1743_RECV_SG", frame(payload(ONE_LINK)), {0xC0A80114, 4000});
+        fakes::receive("1743_RECV_SG", bytes + bytes, {0xC0A80142, 4000});
+        process();
+        EXPECT_THAT(messages(), ElementsAre(testing::_, line, testing::_)) << bytes.size();
+        EXPECT_EQ(records().size(), 1U);
+    }
 }
 
 TEST_F(Controller, FramesDoNotDependOnDatagramBoundaries) {

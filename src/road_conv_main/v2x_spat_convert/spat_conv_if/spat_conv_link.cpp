@@ -1,6 +1,19 @@
 #include "spat_conv_link.h"
 
-#include "v2x/v2xpub.h"
+namespace {
+
+constexpr uint64_t SENDER_LINE_INTERVAL = 60'000'000; // microseconds
+
+// Returns true at most once a minute.
+bool IsSenderLineDue(v2xspatconv_link_t& link) {
+    const uint64_t now = v2xpub_GetMonotonicTime();
+    const std::lock_guard<std::mutex> guard(link.lock);
+    const bool isDue = now >= link.next_sender_line;
+    link.next_sender_line = isDue ? now + SENDER_LINE_INTERVAL : link.next_sender_line;
+    return isDue;
+}
+
+} // namespace
 
 void v2xspatconv_LinkCountAccepted(v2xspatconv_link_t& link) {
     const uint64_t now = v2xpub_CommGetCurrentTime64();
@@ -24,6 +37,13 @@ void v2xspatconv_LinkCheck(v2xspatconv_link_t& link, bool isSent) {
         link.dds_status.tx_last_timestamp = now;
     }
     v2xspatconv_SetSpatConvStatus(link.dds_status);
+}
+
+void v2xspatconv_LinkLogSender(v2xspatconv_link_t& link, v2xlog_tag_t& tag, const char* datagram,
+                               v2xpub_address_t sender) {
+    if (IsSenderLineDue(link)) {
+        V2XLOG(tag, V2XLOG_WARN, "%s came from %s:%u", datagram, v2xpub_FormatIp(sender).text, unsigned{sender.port});
+    }
 }
 
 void v2xspatconv_LinkDisplay(v2xspatconv_link_t& link, v2xlog_tag_t& tag, const char* workingText,

@@ -3,30 +3,21 @@
 #include <atomic>
 #include <cstring>
 
+#include "spat_conv_gate.h"
 #include "spat_conv_interface.h"
 #include "spat_conv_link.h"
 #include "spat_conv_signal_learner_quor_report.h"
+#include "spat_conv_signal_socket.h"
 #include "v2x/v2xlog.h"
 #include "v2x/v2xpub.h"
 
 namespace {
 
-V2X_UDPSOCKHANDLE g_udp_recv_from_learnmachine_handle = nullptr;
 // Null until the socket is open. The heartbeat task starts earlier.
 std::atomic<V2X_UDPSOCKHANDLE> g_udp_send_to_learnmachine_handle{nullptr};
 
 constexpr uint32_t HEARTBEAT_INTERVAL = 1000000; // microseconds
 constexpr uint8_t HEARTBEAT[] = {0xFE, 0xFE, 0x03, 0x00, 0x06, 0x01, 0x00, 0x00, 0x00, 0x00, 0x55};
-
-v2xpub_SocketInitPara_t ReceivePara(const learn_machine_info_t& learner) {
-    return {.m_sockName = "QUOR_RECV_SG",
-            .m_localIP = "0.0.0.0",
-            .m_svrPort = static_cast<uint16_t>(learner.m_local_port),
-            .m_cliPort = 0,
-            .m_svrEnable = 1,
-            .m_cliEnable = 0,
-            .f_msgFunc = v2xspatconv_GetLearnMachineDataRcv};
-}
 
 constexpr v2xpub_SocketInitPara_t SEND_PARA = {.m_sockName = "QUOR_SEND_SG",
                                                .m_localIP = "0.0.0.0",
@@ -35,17 +26,6 @@ constexpr v2xpub_SocketInitPara_t SEND_PARA = {.m_sockName = "QUOR_SEND_SG",
                                                .m_svrEnable = 0,
                                                .m_cliEnable = 1,
                                                .f_msgFunc = nullptr};
-
-// Opens a socket and returns its handle. If the socket cannot be opened, logs the failure and returns null.
-V2X_UDPSOCKHANDLE OpenSocket(const v2xpub_SocketInitPara_t& para) {
-    V2X_UDPSOCKHANDLE handle = nullptr;
-    const int32_t ret = v2xpub_UdpSocketInit(&handle, &para, 0);
-    if (ret != 0) {
-        V2XLOG(g_quorLog, V2XLOG_ERROR, "v2xpub_UdpSocketInit end ret=%d", ret);
-        return nullptr;
-    }
-    return handle;
-}
 
 int32_t SetHeartbeatTarget(V2X_UDPSOCKHANDLE handle, const learn_machine_info_t& learner) {
     return v2xpub_UdpSocketSetSendAddr(handle, learner.m_ip, static_cast<uint16_t>(learner.m_port));
@@ -70,21 +50,30 @@ void SendHeartDataToLearnMachine(void* /*arg*/) {
     v2xspatconv_LinkCheck(g_quorLink, true);
 }
 
+// Creates the heartbeat task and opens the receive socket. Returns 0; -2 if the task cannot be created; -3 for the
+// socket.
+int32_t StartReceiving(const spat_conv_config_t& spatconv_cfg) {
+    if (v2xspatconv_TaskCreat("LM_Heart_Data", HEARTBEAT_INTERVAL, SendHeartDataToLearnMachine, nullptr) != 0) {
+        V2XLOG(g_quorLog, V2XLOG_ERROR, "Creat LM_Heart_Data error");
+        return -2;
+    }
+    const v2xspatconv_receiveSocket_t socket = {"QUOR_RECV_SG", V2XSPATCONV_LEARNER, spatconv_cfg.m_learn_machine_info,
+                                                v2xspatconv_GetLearnMachineDataRcv};
+    return v2xspatconv_OpenReceiveSocket(g_quorLog, socket, spatconv_cfg.m_guard) ? 0 : -3;
+}
+
 } // namespace
 
 int32_t v2xspatconv_QuorSignalLearnerInterfaceInit(const spat_conv_config_t& spatconv_cfg) {
     int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(g_quorLog, ret);
-    if (v2xspatconv_TaskCreat("LM_Heart_Data", HEARTBEAT_INTERVAL, SendHeartDataToLearnMachine, nullptr) != 0) {
-        V2XLOG(g_quorLog, V2XLOG_ERROR, "Creat LM_Heart_Data error");
-        return ret = -2;
+    ret = StartReceiving(spatconv_cfg);
+    if (ret != 0) {
+        v2xspatconv_GateSwitchOff(V2XSPATCONV_LEARNER);
+        return ret;
     }
     const learn_machine_info_t& learner = spatconv_cfg.m_learn_machine_info;
-    g_udp_recv_from_learnmachine_handle = OpenSocket(ReceivePara(learner));
-    if (g_udp_recv_from_learnmachine_handle == nullptr) {
-        return ret = -3;
-    }
-    const V2X_UDPSOCKHANDLE sender = OpenSocket(SEND_PARA);
+    const V2X_UDPSOCKHANDLE sender = v2xspatconv_OpenSignalSocket(g_quorLog, SEND_PARA);
     g_udp_send_to_learnmachine_handle.store(sender, std::memory_order_release);
     if (sender == nullptr) {
         return ret = -4;

@@ -120,25 +120,36 @@ void RejectReport(const v2xpub_UdpSocketDataHead_t& datagram) {
     }
 }
 
-} // namespace
-
-void v2xspatconv_GetLearnMachineDataRcv(V2X_UDPSOCKHANDLE /*handle*/, void* p_data, void* addr, int16_t addrLen) {
-    int32_t ret = 0;
-    V2XLOG_TRACE_SCOPE(g_quorLog, ret);
-    const v2xpub_UdpSocketDataHead_t* datagram = static_cast<const v2xpub_UdpSocketDataHead_t*>(p_data);
-    const int32_t received = datagram->m_curMsgLen;
-    const uint8_t* bytes = datagram->mp_data;
+// Returns the length of the report's body in bytes; -1 if the datagram is not a phase report or has another length than
+// it states. Counts and logs such a datagram.
+int32_t CheckReport(const v2xpub_UdpSocketDataHead_t& datagram) {
+    const int32_t received = datagram.m_curMsgLen;
+    const uint8_t* bytes = datagram.mp_data;
     if (received < REPORT_HEAD_LENGTH || memcmp(bytes, REPORT_START, sizeof REPORT_START) != 0) {
-        RejectReport(*datagram);
-        return;
+        RejectReport(datagram);
+        return -1;
     }
     const int16_t bodyLength = static_cast<int16_t>(bytes[3] << 8 | bytes[4]);
     const int32_t length = bodyLength + REPORT_HEAD_LENGTH;
     if (length != received) {
         g_wrongLength.Add();
         V2XLOG(g_quorLog, V2XLOG_ERROR, "Invalid Length, [recv len:%d] , [calc len:%d]", received, length);
+        return -1;
+    }
+    return bodyLength;
+}
+
+} // namespace
+
+void v2xspatconv_GetLearnMachineDataRcv(V2X_UDPSOCKHANDLE /*handle*/, void* p_data, void* addr, int16_t addrLen) {
+    int32_t ret = 0;
+    V2XLOG_TRACE_SCOPE(g_quorLog, ret);
+    const v2xpub_UdpSocketDataHead_t* datagram = static_cast<const v2xpub_UdpSocketDataHead_t*>(p_data);
+    const v2xpub_address_t sender = v2xpub_ReadAddress(addr, addrLen);
+    const int32_t bodyLength = CheckReport(*datagram);
+    if (bodyLength < 0) {
+        v2xspatconv_LinkLogSender(g_quorLink, g_quorLog, "the datagram", sender);
         return;
     }
-    ret = DealLearnMachineData({bytes + REPORT_HEAD_LENGTH, static_cast<size_t>(bodyLength)},
-                               v2xpub_ReadAddress(addr, addrLen));
+    ret = DealLearnMachineData({datagram->mp_data + REPORT_HEAD_LENGTH, static_cast<size_t>(bodyLength)}, sender);
 }

@@ -212,18 +212,26 @@ int32_t DealSignalMachineRecvData(std::span<const uint8_t> data) {
     return ret;
 }
 
+// Counts and processes one frame. Returns true if length and CRC of the frame are correct.
+bool ProcessFrame(std::span<const uint8_t> frame, bool isTooLong) {
+    g_frames.Add();
+    if (isTooLong || frame.size() < FRAME_LENGTH_MIN) {
+        (isTooLong ? g_tooLong : g_tooShort).Add();
+        V2XLOG(g_1743Log, V2XLOG_WARN, "GetOneCompleteDataPacket error");
+        return false;
+    }
+    return DealSignalMachineRecvData(frame) == 0;
+}
+
 // Processes all frames in the ring.
 void ProcessFrames() {
     uint8_t frame[FRAME_LENGTH_MAX];
     size_t length = 0;
     int32_t result = 0;
     while ((result = GetOneCompleteDataPacket(g_seria_buffer, frame, &length)) != -3) {
-        g_frames.Add();
-        if (result != 0 || length < FRAME_LENGTH_MIN) {
-            (result != 0 ? g_tooLong : g_tooShort).Add();
-            V2XLOG(g_1743Log, V2XLOG_WARN, "GetOneCompleteDataPacket error");
-        } else {
-            DealSignalMachineRecvData({frame, length});
+        if (!ProcessFrame({frame, std::min(length, sizeof frame)}, result != 0)) {
+            v2xspatconv_LinkLogSender(g_1743Link, g_1743Log, "the last datagram before the invalid frame",
+                                      LastSender(g_seria_buffer));
         }
     }
 }
