@@ -28,5 +28,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fakes::sent.clear();
     fakes::logLines.clear();
     fakes::journal.clear();
+    fakes::setLogLevel(6); // the input may have changed it
     return 0;
 }
