@@ -195,10 +195,6 @@ const char* v2xipc_GetCfgErrorText(void) {
     return g_errorText;
 }
 
-const char* v2xipc_GetCfgErrorText(void) {
-    return "";
-}
-
 int32_t v2xipc_GetIpcConfValue(const v2x_ipc_config_t** conf) {
     if (conf == nullptr) {
         return -2;
