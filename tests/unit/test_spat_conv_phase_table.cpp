@@ -97,14 +97,14 @@ std::string found(const Table& table, int8_t phaseNum, const phase_relationship_
     for (const auto& [phase, first, second] : std::span(findings.duplicates).first(findings.duplicateCount)) {
         text += " " + std::to_string(phase) + ":" + std::to_string(first) + "/" + std::to_string(second);
     }
-    text += " unmapped";
-    for (size_t phase = 0; phase < 256; phase++) {
-        text += (findings.unmapped[phase / 64] >> phase % 64 & 1) != 0 ? " " + std::to_string(phase) : "";
-    }
-    text += " cut off";
-    for (size_t phase = 0; phase < 64; phase++) {
-        text += (findings.cutOff >> phase & 1) != 0 ? " " + std::to_string(phase) : "";
-    }
+    const auto list = [&text](const char* name, std::span<const uint64_t> words) {
+        text += name;
+        for (size_t phase = 0; phase < 64 * words.size(); phase++) {
+            text += (words[phase / 64] >> phase % 64 & 1) != 0 ? " " + std::to_string(phase) : "";
+        }
+    };
+    list(" unmapped", findings.unmapped);
+    list(" cut off", {&findings.cutOff, 1});
     return text;
 }
 
