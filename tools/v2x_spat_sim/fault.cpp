@@ -16,7 +16,7 @@ struct PlanFault {
     const char* what; // for people
     bool isForCloud;
     seconds length; // 0: one message
-    // Changes the lights of one message. `first` are the lights of the plan at the begin of the fault, `elapsed` ago.
+    // Changes the lights of one message. `first` are the lights of the plan at the start of the fault, `elapsed` ago.
     void (*change)(Lights& lights, const Lights& first, nanoseconds elapsed);
 };
 

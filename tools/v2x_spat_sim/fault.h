@@ -27,8 +27,8 @@ std::vector<FaultName> ListFaults(FaultUser user);
 
 struct PlanFault;
 
-// Changes the lights of the messages that are sent during a fault. The first fault begins one interval after the start.
-// Each fault ends at least 5 s before the next one begins, which limits the rate. Nothing is random.
+// Changes the lights of the messages that are sent during a fault. The first fault starts one interval after the start
+// of the run. Each fault ends at least 5 s before the next one starts, which limits the rate. Nothing is random.
 class FaultInjector {
 public:
     explicit FaultInjector(const FaultOptions& options);
@@ -43,10 +43,10 @@ public:
 private:
     const PlanFault* m_fault; // null: no faults
     std::chrono::nanoseconds m_interval;
-    std::chrono::nanoseconds m_next;       // begin of the next fault
-    std::chrono::nanoseconds m_begin{};    // begin of the last fault
+    std::chrono::nanoseconds m_next;       // start of the next fault
+    std::chrono::nanoseconds m_begin{};    // start of the last fault
     std::chrono::nanoseconds m_end{-1};    // end of the last fault
-    std::vector<PhaseLight> m_firstLights; // at the begin of the last fault
+    std::vector<PhaseLight> m_firstLights; // at the start of the last fault
     uint64_t m_count = 0;
 };
 
