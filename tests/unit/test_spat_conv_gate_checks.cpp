@@ -139,7 +139,7 @@ TEST_F(Checks, SeeTheirFaultAndNothingJustInsideTheLimits) {
         {"L0 1:3:90; C1000 1:6:90; L2000 1:3:70; C3000 1:6:70", ""},
         {"L0 1:3:90; D0 1:5:90; L1000 1:3:80; D1500 1:0:90; D2000 1:5:90; L3000 1:3:60", ""},
         {"L0 1:5:90; D0 1:6:90; L1500 1:5:80; D1500 1:6:80; L3000 1:5:60; D3000 1:6:60", ""},
-        {"L0 1:3:90; C0 1:5:90; L1600 1:3:70; L3100 1:3:60; C3200 1:5:60", ""},
+        {"L0 1:3:90; C0 1:5:90; L1600 1:3:70; C1700 1:5:70; L2100 1:3:60", ""},
         {"L0 1:3:90; D0 1:8:90 2:0:90; L1500 1:3:80 2:3:90; D3000 1:8:90 2:0:90; L3000 1:3:60 2:3:60", ""},
         // phases that are not checked
         {"D0 0:5:90 33:5:90 255:5:90; D500 0:3:90 33:3:90 255:3:90", ""},
@@ -175,7 +175,7 @@ TEST_F(Checks, SeeFindingsAndSenders) {
     examine("L1600", {learner + 1, 2});
     examine("L4501 1:3:60", {learner + 1, 1}); // after StaleAfter
     examine("D4600 1:3:60", {learner, 1});
-    examine("D4700 1:3:60", {learner + 1, 1}); // not watched
+    examine("D4600 1:3:60", {learner + 1, 1}); // not watched
     EXPECT_EQ(counts(), "");
     examine("L7501 1:3:30", {learner, 1});
     EXPECT_EQ(counts(), "sender 1");
