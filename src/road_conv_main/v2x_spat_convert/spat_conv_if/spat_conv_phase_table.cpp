@@ -102,7 +102,7 @@ void CopyPhases(v2xlog_tag_t& tag, std::span<const uint16_t, 256> phases, PhaseI
                 v2xspatconv_findings_t& findings) {
     uint8_t* record = reinterpret_cast<uint8_t*>(spat_ipc);
     size_t offset = sizeof *spat_ipc;
-    int32_t left = spat_ipc->m_phaseNum;
+    int32_t copied = 0;
     for (uint8_t phaseId = 1; phaseId <= V2XSPATCONV_PHASE_MAX; phaseId++) {
         const uint16_t mapped = phases[phaseId];
         const uint16_t devicePhase = mapped != 0 ? mapped : phaseId;
@@ -120,8 +120,8 @@ void CopyPhases(v2xlog_tag_t& tag, std::span<const uint16_t, 256> phases, PhaseI
         record[offset + offsetof(v2xipc_phase_t, m_phaseId)] = phaseId;
         offset += length;
         AddPhase(index.copied, static_cast<uint8_t>(devicePhase));
-        findings.cutOff |= left > 0 ? 0 : uint64_t{1} << phaseId;
-        left--;
+        findings.cutOff |= copied < spat_ipc->m_phaseNum ? 0 : uint64_t{1} << phaseId;
+        copied++;
         LogCopiedPhase(tag, phaseId, entry);
     }
 }
