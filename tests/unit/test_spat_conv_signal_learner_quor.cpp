@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "device_test.h"
+#include "spat_conv_gate.h"
 #include "spat_conv_signal_learner_quor.h"
 #include "spat_conv_signal_learner_quor_report.h"
 
@@ -160,6 +161,17 @@ TEST_F(Learner, ReceivesAtTheLocalAddressFromTheConfiguredSenders) {
         EXPECT_STREQ(para.m_sendersKey, "OnlyFrom");
         EXPECT_EQ(memcmp(&para.m_senders, &guard.m_only_from, sizeof para.m_senders), 0);
     }
+}
+
+TEST_F(Learner, IsOffAtTheGateWithoutReceiveSocket) {
+    m_config->m_learn_machine_info.m_is_enable = true;
+    v2xspatconv_GateInit(*m_config, 0);
+    fakes::socketResults["QUOR_RECV_SG"] = -3;
+    EXPECT_EQ(start(), -3);
+    EXPECT_THAT(messages("QUOR"), ElementsAre("2 v2xpub_UdpSocketInit end ret=-3"));
+    v2xspatconv_sourceRow_t rows[V2XSPATCONV_SOURCES];
+    v2xspatconv_GateGetSources(rows);
+    EXPECT_EQ(rows[V2XSPATCONV_LEARNER].state, v2xspatconv_sourceState::off);
 }
 
 TEST_F(Learner, NamesAnInvalidDeviceAddressAtStart) {
