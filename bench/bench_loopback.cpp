@@ -1,7 +1,7 @@
 // Measures the latency from a learner report to the resulting datagram, and the sustained rate. The baseline is a loop
-// that only receives a datagram and sends a ready-made datagram of the daemon's size. The daemon and the baseline
-// alternate, so that other load on the machine affects both.
-// usage: bench_loopback [ROUNDS]    default: 10
+// that only receives a datagram and sends a ready-made datagram of the daemon's size. A second daemon has a sender
+// filter of 16 entries, of which the last accepts the learner. The daemons and the baseline alternate, so that other
+// load on the machine affects all. usage: bench_loopback [ROUNDS]    default: 10
 #include <algorithm>
 #include <arpa/inet.h>
 #include <chrono>
@@ -25,13 +25,15 @@ constexpr int LATENCY_SAMPLES = 2000; // per round
 constexpr int RATE_DATAGRAMS = 40000; // per round
 constexpr int WINDOW = 64;            // unanswered reports during the rate measurement; few enough to lose none
 constexpr int WARM_UP = 500;
+constexpr int FILTER_ENTRIES = 16; // the maximum
 
 struct Series {
     const char* name;
+    const Unit& unit; // sends the reports and receives the datagrams
     pid_t pid;
     uint16_t port; // receives the reports
-    std::vector<double> latencies;
-    std::vector<double> rates;
+    std::vector<double> latencies{};
+    std::vector<double> rates{};
 };
 
 // The processors of this process (`peers`) and of the process under test (`loop`). Without pinning, the figures depend
@@ -105,23 +107,23 @@ void receiveOne(const Unit& unit) {
     }
 }
 
-void measureLatency(const Unit& unit, Series& series, const Bytes& bytes, int samples) {
+void measureLatency(Series& series, const Bytes& bytes, int samples) {
     for (int i = 0; i < samples; i++) {
         const auto start = Clock::now();
-        unit.learner.sendTo(series.port, bytes);
-        receiveOne(unit);
+        series.unit.learner.sendTo(series.port, bytes);
+        receiveOne(series.unit);
         series.latencies.push_back(std::chrono::duration<double, std::micro>(Clock::now() - start).count());
     }
 }
 
-void measureRate(const Unit& unit, Series& series, const Bytes& bytes) {
+void measureRate(Series& series, const Bytes& bytes) {
     const auto start = Clock::now();
     for (int i = 0; i < RATE_DATAGRAMS + WINDOW; i++) {
         if (i < RATE_DATAGRAMS) {
-            unit.learner.sendTo(series.port, bytes);
+            series.unit.learner.sendTo(series.port, bytes);
         }
         if (i >= WINDOW) {
-            receiveOne(unit);
+            receiveOne(series.unit);
         }
     }
     series.rates.push_back(RATE_DATAGRAMS / std::chrono::duration<double>(Clock::now() - start).count());
@@ -133,31 +135,55 @@ double quantile(std::vector<double> values, double share) {
 }
 
 void print(const Series& series) {
-    printf("  %-8s  p50 %7.1f us   p99 %7.1f us   %8.0f datagrams/s\n", series.name, quantile(series.latencies, 0.5),
+    printf("  %-16s  p50 %7.1f us   p99 %7.1f us   %8.0f datagrams/s\n", series.name, quantile(series.latencies, 0.5),
            quantile(series.latencies, 0.99), quantile(series.rates, 0.5));
 }
 
-void measure(const Unit& unit, const Placement& placement, Series bare, Series daemon, int rounds) {
-    const Bytes bytes = makeReport();
-    pin(getpid(), placement.peers);
-    for (Series* series : {&bare, &daemon}) {
-        pin(series->pid, placement.loop);
-        measureLatency(unit, *series, bytes, WARM_UP);
-        series->latencies.clear();
-    }
-    for (int round = 0; round < rounds; round++) {
-        for (Series* series : {&bare, &daemon}) {
-            measureLatency(unit, *series, bytes, LATENCY_SAMPLES);
-            measureRate(unit, *series, bytes);
-        }
-    }
-    printf("%s, %d rounds\n", placement.name, rounds);
-    print(bare);
-    print(daemon);
-    printf("  ratio     p50 %7.2f      p99 %7.2f      rate %7.2f\n",
+void printRatio(const Series& daemon, const Series& bare) {
+    printf("  ratio             p50 %7.2f      p99 %7.2f      rate %7.2f\n",
            quantile(daemon.latencies, 0.5) / quantile(bare.latencies, 0.5),
            quantile(daemon.latencies, 0.99) / quantile(bare.latencies, 0.99),
            quantile(daemon.rates, 0.5) / quantile(bare.rates, 0.5));
+}
+
+// The first entry of `all` is the baseline.
+void measure(const Placement& placement, std::vector<Series> all, int rounds) {
+    const Bytes bytes = makeReport();
+    pin(getpid(), placement.peers);
+    for (Series& series : all) {
+        pin(series.pid, placement.loop);
+        measureLatency(series, bytes, WARM_UP);
+        series.latencies.clear();
+    }
+    for (int round = 0; round < rounds; round++) {
+        for (Series& series : all) {
+            measureLatency(series, bytes, LATENCY_SAMPLES);
+            measureRate(series, bytes);
+        }
+    }
+    printf("%s, %d rounds\n", placement.name, rounds);
+    print(all.front());
+    for (size_t i = 1; i < all.size(); i++) {
+        print(all[i]);
+        printRatio(all[i], all.front());
+    }
+}
+
+// Starts the daemon and sends one report. Returns the length of the resulting datagram.
+size_t startDaemon(Unit& unit) {
+    unit.startAndWaitReady();
+    const timeval timeout = {2, 0};
+    setsockopt(unit.stack.fd(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+    unit.learner.sendTo(unit.reportPort, makeReport());
+    return unit.receiveRecord().value_or(Bytes(1)).size();
+}
+
+std::string makeFilter() {
+    std::string text = "OnlyFrom = (";
+    for (int i = 1; i < FILTER_ENTRIES; i++) {
+        text += "\"10.0.0." + std::to_string(i) + "\", ";
+    }
+    return text + "\"127.0.0.0/24\");";
 }
 
 } // namespace
@@ -165,11 +191,11 @@ void measure(const Unit& unit, const Placement& placement, Series bare, Series d
 int main(int argc, char** argv) {
     const int rounds = argc > 1 ? atoi(argv[1]) : 10;
     Unit unit;
-    unit.startAndWaitReady();
-    const timeval timeout = {2, 0};
-    setsockopt(unit.stack.fd(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
-    unit.learner.sendTo(unit.reportPort, makeReport());
-    const size_t length = unit.receiveRecord().value_or(Bytes(1)).size();
+    const size_t length = startDaemon(unit);
+    Unit filtered;
+    filtered.device += "F";
+    filtered.deviceSettings = makeFilter();
+    startDaemon(filtered);
 
     uint16_t barePort = 0;
     const int fd = bindSocket(&barePort);
@@ -183,8 +209,11 @@ int main(int argc, char** argv) {
     printf("each report has %zu bytes, each datagram %zu bytes\n", makeReport().size(), length);
     for (const Placement& placement : PLACEMENTS) {
         if (placement.loop < sysconf(_SC_NPROCESSORS_ONLN)) {
-            measure(unit, placement, {"bare", loop, barePort, {}, {}},
-                    {"daemon", unit.daemon->pid(), unit.reportPort, {}, {}}, rounds);
+            measure(placement,
+                    {{"bare", unit, loop, barePort},
+                     {"daemon", unit, unit.daemon->pid(), unit.reportPort},
+                     {"daemon, filter", filtered, filtered.daemon->pid(), filtered.reportPort}},
+                    rounds);
         }
     }
     kill(loop, SIGKILL);
