@@ -167,4 +167,16 @@ TEST_F(V2xCfg, SuggestsSimilarKeyForUnknownKey) {
     }
 }
 
+TEST_F(V2xCfg, CollectsAtMost100Problems) {
+    const auto countProblems = [] {
+        int count = 0;
+        for (int i = 0; i < 200; i++) {
+            v2xcfg_Collect(V2XCFG_NOTE, std::to_string(i).c_str());
+        }
+        v2xcfg_VisitProblems([](void* arg, e_v2xcfg_severity, const char*) { ++*static_cast<int*>(arg); }, &count);
+        return count;
+    };
+    EXPECT_EXIT(std::exit(countProblems()), testing::ExitedWithCode(100), "");
+}
+
 } // namespace
