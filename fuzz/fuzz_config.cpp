@@ -17,10 +17,6 @@ void require(bool condition) {
     }
 }
 
-bool isPhase(uint32_t phase) {
-    return phase >= 1 && phase <= 32;
-}
-
 void checkSource(const v2xspatconv_sourceGuard_t& source) {
     v2xpub_addressBlock_t block{};
     require(source.m_stale_after == 0 || (source.m_stale_after >= 1000 && source.m_stale_after <= 3600000));
@@ -41,7 +37,7 @@ void checkGuard(const v2xspatconv_guard_t& guard) {
     }
     for (int32_t i = 0; i < guard.m_conflict_count; i++) {
         const uint8_t* const pair = guard.m_conflicts[i];
-        require(isPhase(pair[0]) && isPhase(pair[1]) && pair[0] != pair[1]);
+        require(pair[0] != pair[1] && std::min(pair[0], pair[1]) >= 1 && std::max(pair[0], pair[1]) <= 32);
     }
     for (const uint64_t phases : guard.m_ignore) {
         require(phases >> 33 == 0);

@@ -43,13 +43,16 @@ TEST_F(ScenarioCheck, FindsNoProblemInTheSample) {
 TEST_F(ScenarioCheck, PrintsTheOriginOfEachPhase) {
     writeFile(m_cfg, "rsuSpatConfigInfo = { Sysinfoname = \"" + m_folder.path() + "/conf/sysinfo.xml\";\n" + R"(
         LearnMachine = { IsEnable = true; Ip = "127.0.0.1"; LocalPort = 8002; PhaseRelationship = { PhaseID2 = 5; }; };
-        SignalMachine1743 = { IsEnable = true; LocalPort = 9002; };
+        SignalMachine1743 = { IsEnable = true; LocalPort = 70000; };
         PhaseRelationship = { PhaseID3 = 7; }; };)");
     EXPECT_EQ(run({"check", "-w", m_folder.path()}), 1);
     EXPECT_TRUE(prints("\nlearner\nSPAT PHASE  DEVICE PHASE  FROM\n1           1             same number\n"
                        "2           5             own table\n3           3             same number\n"))
         << m_output;
     EXPECT_TRUE(prints("\n3           7             common table\n")) << m_output;
+    EXPECT_TRUE(prints("\n1743: receives on 0.0.0.0:4464\n")) << m_output;
+    EXPECT_TRUE(prints("IsEnable: both adapters are enabled without Guard.SourcePriority")) << m_output;
+    EXPECT_TRUE(prints("LocalPort: 70000 is outside 1 to 65535, the daemon uses port 4464\n")) << m_output;
 }
 
 TEST_F(ScenarioCheck, PrintsEachOfTenMistakesWithItsLine) {

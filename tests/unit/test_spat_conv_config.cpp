@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "fixture.h"
 #include "spat_conv_config.h"
 #include "temp_folder.h"
@@ -169,142 +171,91 @@ TEST_F(Config, ReadsAsMuchAsTheRecordHolds) {
         std::string phases;
         std::string pairs;
         std::string senders;
-        for (int i = 1; i <= 32; i++) {
-            phases += "PhaseID" + std::to_string(i) + " = " + std::to_string(200 + i) + ";";
+        for (int i = 1; i <= V2XSPATCONV_CONFLICTS_MAX; i++) {
+            const std::string number = std::to_string(i);
+            phases += i <= 32 ? "PhaseID" + number + " = 2" + number + ";" : "";
+            senders += i <= V2XPUB_SENDERS_MAX ? (i > 1 ? "," : "") + ("\"10.0.0." + number) + "\"" : "";
+            pairs += (i > 1 ? ",(" : "(") + std::to_string(1 + i % 8) + "," + std::to_string(9 + i % 24) + ")";
         }
-        for (int i = 0; i < V2XSPATCONV_CONFLICTS_MAX; i++) {
-            pairs += (i == 0 ? "(" : ", (") + std::to_string(1 + i % 8) + ", " + std::to_string(9 + i % 24) + ")";
-        }
-        for (int i = 1; i <= V2XPUB_SENDERS_MAX; i++) {
-            senders += (i == 1 ? "\"10.0.0." : ", \"10.0.0.") + std::to_string(i) + "\"";
-        }
-        ASSERT_EQ(load("PhaseRelationship = {" + phases + "}; LearnMachine = { OnlyFrom = [" + senders +
-                       "]; PhaseRelationship = {" + phases + "}; }; Guard = { Conflicts = (" + pairs +
-                       "); }; Control = { Path = \"" + text('p', 107) + "\"; };"),
+        const std::string table = "PhaseRelationship = {" + phases + "};";
+        const std::string devices = "LearnMachine = { OnlyFrom = [" + senders + "];" + table + " };" + table;
+        ASSERT_EQ(load(devices + "Guard = { Conflicts = (" + pairs + "); }; Control = { Path = \"" + text('p', 107) +
+                       "\"; };"),
                   0)
             << errorText();
         EXPECT_EQ(source(V2XSPATCONV_LEARNER).m_only_from.blocks[15].network, 0x0A000010U);
         EXPECT_EQ(source(V2XSPATCONV_LEARNER).m_phaseid[32], 232);
-        EXPECT_THAT(m_config->m_guard.m_conflicts[199], ElementsAre(8, 16));
+        EXPECT_THAT(m_config->m_guard.m_conflicts[199], ElementsAre(1, 17));
         EXPECT_EQ(m_config->m_control_path, text('p', 107));
         EXPECT_THAT(problems(), testing::IsEmpty());
     });
 }
 
-// Both adapters, each with its own phase table. `guard` are the settings of the group Guard.
-std::string bothAdapters(const std::string& guard) {
-    return "LearnMachine = { IsEnable = true; PhaseRelationship = {}; }; SignalMachine1743 = { IsEnable = true; "
-           "PhaseRelationship = {}; };\nGuard = { " +
-           guard + " };";
-}
-
 TEST_F(Config, RejectsInvalidSettingsOfTheGuard) {
+    const std::string both = "LearnMachine = { IsEnable = true; PhaseRelationship = {}; };"
+                             "SignalMachine1743 = { IsEnable = true; };";
     const struct {
-        std::string settings;
-        std::string error; // after the file name; the key after "rsuSpatConfigInfo."
+        const char* group;
+        std::string setting; // "key = value" in the group; ' stands for "
+        const char* error;   // after the group's name
+        std::string other;   // other settings of the file
     } rows[] = {
-        {"LearnMachine = { LocalIp = \"10.0.0\"; };",
-         "3 LearnMachine.LocalIp: \"10.0.0\" is not a dotted IPv4 address"},
-        {"LearnMachine = { LocalIp = \"10.0.0.1/32\"; };",
-         "3 LearnMachine.LocalIp: \"10.0.0.1/32\" is not a dotted IPv4 address"},
-        {"SignalMachine1743 = {\n LocalIp = 1; };", "4 SignalMachine1743.LocalIp: expected a string, found an integer"},
-        {"LearnMachine = { OnlyFrom = (); };", "3 LearnMachine.OnlyFrom: 0 entries, expected 1 to 16"},
-        {"LearnMachine = { OnlyFrom = [\"1.1.1.1\",\n\"1.1.1.1/8\"]; };",
-         "4 LearnMachine.OnlyFrom.[1]: \"1.1.1.1/8\" is not an IPv4 address or block such as 192.168.1.0/24"},
-        {"SignalMachine1743 = { OnlyFrom = \"localhost\"; };",
-         "3 SignalMachine1743.OnlyFrom: \"localhost\" is not an IPv4 address or block such as 192.168.1.0/24"},
-        {"SignalMachine1743 = { OnlyFrom = [1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1]; };",
-         "3 SignalMachine1743.OnlyFrom: 17 entries, expected 1 to 16"},
-        {"LearnMachine = { StaleAfter = 0.9; };", "3 LearnMachine.StaleAfter: expected 0, or 1 to 3600 seconds"},
-        {"SignalMachine1743 = { StaleAfter = -3; };",
-         "3 SignalMachine1743.StaleAfter: expected 0, or 1 to 3600 seconds"},
-        {"Cloud = { StaleAfter = 3600.1; };", "3 Cloud.StaleAfter: expected 0, or 1 to 3600 seconds"},
-        {"Cloud = { StaleAfter = \"3\"; };", "3 Cloud.StaleAfter: expected a number, found a string"},
-        {"LearnMachine = { PhaseRelationship = 3; };",
-         "3 LearnMachine.PhaseRelationship: expected a group, found an integer"},
-        {"LearnMachine = { PhaseRelationship = { PhaseID33 = 3; }; };",
-         "3 LearnMachine.PhaseRelationship.PhaseID33: the SPAT phase is outside 1 to 32"},
-        {"SignalMachine1743 = { PhaseRelationship = { PhaseID3 = 256; }; };",
-         "3 SignalMachine1743.PhaseRelationship.PhaseID3: the device phase is outside 0 to 255"},
-        {"SignalMachine1743 = { PhaseRelationship = { PhaseID3 = \"4\"; }; };",
-         "3 SignalMachine1743.PhaseRelationship.PhaseID3: expected an integer, found a string"},
-        {"Guard = 1;", "3 Guard: expected a group, found an integer"},
-        {bothAdapters("SourcePriority = [];"), "4 Guard.SourcePriority: 0 entries, expected 1 to 3"},
-        {bothAdapters("SourcePriority = \"lerner\";"),
-         "4 Guard.SourcePriority: \"lerner\" is not a source, expected learner, 1743 or cloud"},
-        {bothAdapters("SourcePriority = [\"1743\", \"1743\"];"), "4 Guard.SourcePriority.[1]: 1743 is listed twice"},
-        {bothAdapters("SourcePriority = \"cloud\";"), "4 Guard.SourcePriority: cloud needs Corrections.SpatDown"},
-        {"Corrections = { SpatDown = true; }; Guard = { SourcePriority = \"cloud\"; };",
-         "3 Guard.SourcePriority: cloud is not watched, StaleAfter is 0"},
-        {"Guard = { SourcePriority = \"learner\"; };", "3 Guard.SourcePriority: learner is not enabled"},
-        {"LearnMachine = { IsEnable = true; }; SignalMachine1743 = { IsEnable = true; PhaseRelationship = {}; };\n"
-         "Guard = { SourcePriority = [\"learner\", \"1743\"]; };",
-         "4 Guard.SourcePriority: learner and 1743 are listed, but one of them has no PhaseRelationship of its own"},
-        {bothAdapters("OnStale = \"unavailable\";"),
-         "4 Guard.OnStale: \"unavailable\" with both adapters enabled needs Guard.SourcePriority"},
-        {"Guard = { OnStale = true; };", "3 Guard.OnStale: expected a string, found a boolean"},
-        {"Guard = { OnConflict = \"red\"; };",
-         "3 Guard.OnConflict: \"red\" is not a reaction, expected nothing or unavailable"},
-        {"Guard = { OnFrozen = \"\"; };", "3 Guard.OnFrozen: \"\" is not a reaction, expected nothing or unavailable"},
-        {"Guard = { Conflicts = (1, 2); };", "3 Guard.Conflicts.[0]: 1 entries, expected 2"},
-        {"Guard = { Conflicts = ((1, 2),\n(1, 33)); };",
-         "4 Guard.Conflicts.[1].[1]: the SPAT phase is outside 1 to 32"},
-        {"Guard = { Conflicts = ((4, 4)); };", "3 Guard.Conflicts.[0]: both phases of the pair are 4"},
-        {"Guard = { Conflicts = ((1, 2, 3)); };", "3 Guard.Conflicts.[0]: 3 entries, expected 2"},
-        {"Guard = { Ignore = [\"yellow\"]; };",
-         "3 Guard.Ignore.[0]: \"yellow\" is not a check, expected conflict, jump, frozen, no_yellow, duplicate, "
-         "disagree, sender, unmapped or cut_off"},
-        {"Guard = { Ignore = \"jump:33\"; };",
-         "3 Guard.Ignore: \"jump:33\": expected a SPAT phase from 1 to 32 after the colon"},
-        {"Control = { Path = \"" + text('p', 108) + "\"; };",
-         "3 Control.Path: string of 108 characters, at most 107 are allowed"},
-        {"Corrections = { QuietLog = \"yes\"; };", "3 Corrections.QuietLog: expected a boolean, found a string"},
+        {"LearnMachine", "LocalIp = '10.0.0'", ".LocalIp: '10.0.0' is not a dotted IPv4 address", ""},
+        {"SignalMachine1743", "LocalIp = '10.0.0.1/32'", ".LocalIp: '10.0.0.1/32' is not a dotted IPv4 address", ""},
+        {"LearnMachine", "OnlyFrom = ()", ".OnlyFrom: 0 entries, expected 1 to 16", ""},
+        {"LearnMachine", "OnlyFrom = [1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1]", ".OnlyFrom: 17 entries, expected 1 to 16",
+         ""},
+        {"SignalMachine1743", "OnlyFrom = ['1.1.1.1', '1.1.1.1/8']",
+         ".OnlyFrom.[1]: '1.1.1.1/8' is not an IPv4 address or block such as 192.168.1.0/24", ""},
+        {"LearnMachine", "StaleAfter = 0.9", ".StaleAfter: expected 0, or 1 to 3600 seconds", ""},
+        {"SignalMachine1743", "StaleAfter = -3", ".StaleAfter: expected 0, or 1 to 3600 seconds", ""},
+        {"Cloud", "StaleAfter = 3600.1", ".StaleAfter: expected 0, or 1 to 3600 seconds", ""},
+        {"Cloud", "StaleAfter = '3'", ".StaleAfter: expected a number, found a string", ""},
+        {"LearnMachine", "PhaseRelationship = 3", ".PhaseRelationship: expected a group, found an integer", ""},
+        {"LearnMachine", "PhaseRelationship = { PhaseID33 = 3; }",
+         ".PhaseRelationship.PhaseID33: the SPAT phase is outside 1 to 32", ""},
+        {"SignalMachine1743", "PhaseRelationship = { PhaseID3 = 256; }",
+         ".PhaseRelationship.PhaseID3: the device phase is outside 0 to 255", ""},
+        {"Guard", "SourcePriority = 'lerner'",
+         ".SourcePriority: 'lerner' is not a source, expected learner, 1743 or cloud", ""},
+        {"Guard", "SourcePriority = ['1743', '1743']", ".SourcePriority.[1]: 1743 is listed twice", both},
+        {"Guard", "SourcePriority = 'cloud'", ".SourcePriority: cloud needs Corrections.SpatDown", ""},
+        {"Guard", "SourcePriority = 'cloud'", ".SourcePriority: cloud is not watched, StaleAfter is 0",
+         "Corrections = { SpatDown = true; };"},
+        {"Guard", "SourcePriority = 'learner'", ".SourcePriority: learner is not enabled", ""},
+        {"Guard", "SourcePriority = ['learner', '1743']",
+         ".SourcePriority: learner and 1743 are listed, but one of them has no PhaseRelationship of its own", both},
+        {"Guard", "OnStale = 'unavailable'",
+         ".OnStale: 'unavailable' with both adapters enabled needs Guard.SourcePriority", both},
+        {"Guard", "OnStale = true", ".OnStale: expected a string, found a boolean", ""},
+        {"Guard", "OnConflict = 'red'", ".OnConflict: 'red' is not a reaction, expected nothing or unavailable", ""},
+        {"Guard", "OnFrozen = ''", ".OnFrozen: '' is not a reaction, expected nothing or unavailable", ""},
+        {"Guard", "Conflicts = (1, 2)", ".Conflicts.[0]: 1 entries, expected 2", ""},
+        {"Guard", "Conflicts = ((1, 2), (1, 33))", ".Conflicts.[1].[1]: the SPAT phase is outside 1 to 32", ""},
+        {"Guard", "Conflicts = ((4, 4))", ".Conflicts.[0]: both phases of the pair are 4", ""},
+        {"Guard", "Ignore = 'jump:33'", ".Ignore: 'jump:33': expected a SPAT phase from 1 to 32 after the colon", ""},
+        {"Guard", "Ignore = ['yellow']",
+         ".Ignore.[0]: 'yellow' is not a check, expected conflict, jump, frozen, no_yellow, duplicate, "
+         "disagree, sender, unmapped or cut_off",
+         ""},
+        {"Control", "Path = '" + text('p', 108) + "'", ".Path: string of 108 characters, at most 107 are allowed", ""},
+        {"Corrections", "QuietLog = 2", ".QuietLog: expected true, false, 0 or 1, found 2", ""},
+    };
+    const auto quote = [](std::string line) {
+        std::replace(line.begin(), line.end(), '\'', '"');
+        return line;
     };
     inChild([&] { // the collected problems stay in the process
         for (const auto& row : rows) {
-            SCOPED_TRACE(row.settings);
-            EXPECT_EQ(load(row.settings), -6);
-            EXPECT_EQ(errorText(), ":" + row.error.substr(0, 1) + ": rsuSpatConfigInfo." + row.error.substr(2));
-            std::vector<std::string> log = fakes::takeLog();
-            std::erase_if(log, [&](const std::string& line) { return !line.ends_with(row.error.substr(2)); });
-            ASSERT_EQ(log.size(), 1U) << "one line";
-            EXPECT_EQ(log[0].substr(4, 2), " 2");
-            EXPECT_EQ(m_config, nullptr);
+            SCOPED_TRACE(row.setting);
+            EXPECT_EQ(load(row.group + quote(" = { " + row.setting + "; };\n") + row.other), -6);
+            EXPECT_EQ(errorText(), ":3: rsuSpatConfigInfo." + (row.group + quote(row.error)));
+            const std::vector<std::string> log = fakes::takeLog();
+            const auto isError = [&](const std::string& line) { return line.ends_with(errorText()); };
+            ASSERT_EQ(std::count_if(log.begin(), log.end(), isError), 1);
+            EXPECT_EQ(std::find_if(log.begin(), log.end(), isError)->substr(4, 2), " 2");
         }
-    });
-}
-
-constexpr char SUSPECT[] = R"(LearnMachine = { IsEnable = true; Ip = "1.2.3"; Port = 0; LocalPort = 70000; };
-SignalMachine1743 = { IsEnable = true; LocalPort = 4464; OnlyForm = "1.1.1.1"; };
-PhaseRelationship = { PhaseId3 = 1; PhaseID0 = 1; PhaseID4 = 256; PhaseID256 = 1; };
-nodeId = -1; regionId = "1"; Corrections = ( 1 );)";
-
-TEST_F(Config, ReportsSuspectSettingsAndStarts) {
-    inChild([this] {
-        ASSERT_EQ(load(SUSPECT), 0) << errorText();
-        EXPECT_THAT(
-            problems(),
-            testing::UnorderedElementsAre(
-                "3 :3: rsuSpatConfigInfo.LearnMachine.Ip: missing or not a dotted IPv4 address, the learner gets no "
-                "heartbeats",
-                "2 :3: rsuSpatConfigInfo.LearnMachine.Port: 0 is outside 1 to 65535, the daemon uses port 0",
-                "2 :3: rsuSpatConfigInfo.LearnMachine.LocalPort: 70000 is outside 1 to 65535, the daemon uses port "
-                "4464",
-                "3 :4: rsuSpatConfigInfo.SignalMachine1743.LocalPort: port 4464 is also "
-                "rsuSpatConfigInfo.LearnMachine.LocalPort",
-                "3 :4: rsuSpatConfigInfo.SignalMachine1743.OnlyForm: unknown key OnlyForm, did you mean OnlyFrom?",
-                "3 :4: rsuSpatConfigInfo.SignalMachine1743.IsEnable: both adapters are enabled without "
-                "Guard.SourcePriority, so records of both devices are forwarded",
-                "3 :5: rsuSpatConfigInfo.PhaseRelationship.PhaseId3: unknown key PhaseId3, did you mean PhaseID3?",
-                "3 :5: rsuSpatConfigInfo.PhaseRelationship.PhaseID0: the SPAT phase is outside 1 to 32",
-                "3 :5: rsuSpatConfigInfo.PhaseRelationship.PhaseID4: the device phase is outside 0 to 255",
-                "3 :5: rsuSpatConfigInfo.PhaseRelationship.PhaseID256: unknown key PhaseID256",
-                "3 :6: rsuSpatConfigInfo.nodeId: -1 is outside 0 to 65535",
-                "2 :6: rsuSpatConfigInfo.regionId: expected an integer, found a string",
-                "3 :6: rsuSpatConfigInfo.Corrections: expected a group, found a list",
-                "4 : rsuSpatConfigInfo.LearnMachine.OnlyFrom: missing, every sender is accepted",
-                "4 : rsuSpatConfigInfo.SignalMachine1743.OnlyFrom: missing, every sender is accepted",
-                "4 : rsuSpatConfigInfo.Guard.Conflicts: missing, the check conflict finds nothing"));
+        EXPECT_EQ(m_config, nullptr);
     });
 }
 

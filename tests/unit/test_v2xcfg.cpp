@@ -8,7 +8,6 @@
 #include <string>
 #include <sys/stat.h>
 #include <utility>
-#include <vector>
 
 #include "temp_folder.h"
 
@@ -20,14 +19,6 @@ protected:
     int32_t Open(const std::string& text) {
         writeFile(m_path, text);
         return v2xcfg_InitContext(&m_root, m_path.c_str());
-    }
-
-    static std::vector<std::string> Problems() {
-        std::vector<std::string> texts;
-        v2xcfg_VisitProblems([](void* arg, e_v2xcfg_severity,
-                                const char* text) { static_cast<std::vector<std::string>*>(arg)->push_back(text); },
-                             &texts);
-        return texts;
     }
 
     const TempFolder m_folder;
@@ -138,31 +129,28 @@ TEST_F(V2xCfg, ReadsValuesByType) {
 
 TEST_F(V2xCfg, SuggestsSimilarKeyForUnknownKey) {
     constexpr const char* KNOWN[] = {"a.Port", "a.LocalPort", "a.b.PhaseID#", "c"};
+    const auto keepLast = [](void* last, e_v2xcfg_severity, const char* text) {
+        *static_cast<std::string*>(last) = text;
+    };
     const struct {
         std::string text;
-        std::string problem; // after the file name; "" for none
+        std::string problem; // after the file name
     } rows[] = {
-        {"a = { Port = 1; b = { PhaseID0 = 1; PhaseID255 = 1; }; }; c = { any = 1; };", ""},
-        {"a = { port = 1; };", ":1: a.port: unknown key port, did you mean Port?"},
         {"a = {\n LocolPrt = 1; };", ":2: a.LocolPrt: unknown key LocolPrt, did you mean LocalPort?"},
+        {"a = { Port = 1; b = { PhaseID0 = 1; PhaseID255 = 1; }; }; c = { d = 1; }; A = 1;",
+         ":1: A: unknown key A, did you mean a?"},
         {"a = { c = 1; };", ":1: a.c: unknown key c"},
-        {"A = { x = 1; };", ":1: A: unknown key A, did you mean a?"},
         {"a = { b = { PhasID12 = 1; }; };", ":1: a.b.PhasID12: unknown key PhasID12, did you mean PhaseID12?"},
         {"a = { b = { PhaseID256 = 1; }; };", ":1: a.b.PhaseID256: unknown key PhaseID256"},
-        {"a = { b = { PhaseID07 = 1; }; };", ":1: a.b.PhaseID07: unknown key PhaseID07"},
         {"a = ( 1 );", ":1: a: expected a group, found a list"},
     };
     for (const auto& row : rows) {
-        const std::vector<std::string> before = Problems();
+        std::string last;
         ASSERT_EQ(Open(row.text), 0);
-        for (int times = 0; times < 2; times++) { // the second report changes nothing
-            v2xcfg_ReportUnknownKeys(nullptr, m_root, KNOWN, std::size(KNOWN));
-        }
-        std::vector<std::string> expected = before;
-        if (!row.problem.empty()) {
-            expected.push_back(m_path + row.problem);
-        }
-        EXPECT_EQ(Problems(), expected) << row.text;
+        v2xcfg_ReportUnknownKeys(nullptr, m_root, KNOWN, std::size(KNOWN));
+        v2xcfg_VisitProblems(keepLast, &last);
+        EXPECT_EQ(last, m_path + row.problem);
+        EXPECT_FALSE(v2xcfg_Collect(V2XCFG_WARNING, last.c_str())) << "collected twice";
         v2xcfg_ExitContext(std::exchange(m_root, nullptr));
     }
 }
