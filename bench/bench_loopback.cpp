@@ -194,7 +194,7 @@ int main(int argc, char** argv) {
     const size_t length = startDaemon(unit);
     Unit filtered;
     filtered.device += "F";
-    filtered.deviceSettings = makeFilter();
+    filtered.learnerKeys += makeFilter();
     startDaemon(filtered);
 
     uint16_t barePort = 0;

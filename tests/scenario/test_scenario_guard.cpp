@@ -1,4 +1,4 @@
-// The guard with the real daemon: refused senders, stale sources, the choice between two sources, the status line.
+// The guard with the real daemon: refused senders, stale sources, the choice between two sources.
 #include <csignal>
 #include <gtest/gtest.h>
 #include <thread>
@@ -157,22 +157,6 @@ TEST(ScenarioGuard, ForwardsTheFirstFreshSourceThroughItsOwnPhaseTable) {
     EXPECT_EQ(std::count(back.begin(), back.end(), '3'), 3) << back;
     stop(unit);
     EXPECT_EQ(occurrences(unit.log(), "counters learner: accepted 8, not_fresh 2"), 1U) << unit.log();
-}
-
-TEST(ScenarioGuard, TellsTheServiceManagerTheStateOfEachPeer) {
-    Unit unit;
-    unit.controllerKeys = "IsEnable = false;";
-    unit.learnerKeys += "StaleAfter = 1;";
-    unit.startAndWaitReady();
-    unit.learner.sendTo(unit.reportPort, GREEN_15_S);
-    for (const char* const part : {"STATUS=learner fresh", "STATUS=learner stale"}) {
-        EXPECT_TRUE(eventually([&] { return unit.notify.receive(3000).find(part) != std::string::npos; })) << part;
-    }
-    unit.daemon->signal(SIGHUP);
-    EXPECT_TRUE(eventually([&] { return occurrences(unit.log(), "restart") > 0; })) << unit.log();
-    unit.learner.sendTo(unit.reportPort, GREEN_15_S);
-    EXPECT_TRUE(unit.receiveRecord().has_value());
-    stop(unit);
 }
 
 } // namespace

@@ -27,6 +27,7 @@ int32_t v2xspatconv_GateRecord(e_v2xspatconv_source source, const v2xipc_phases_
     v2xspatconv_ChecksExamine({source, lights, findings, sender, true, now});
     return 0;
 }
+void v2xspatconv_GateSwitchOff(e_v2xspatconv_source /*source*/) {}
 
 namespace {
 

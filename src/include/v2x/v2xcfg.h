@@ -36,7 +36,8 @@ int32_t v2xcfg_InitContext(V2X_CFGHANDLE* root, const char* path);
 // alignment. For a string, set *length to the maximum number of characters without the NUL; the function replaces
 // *length by the number of characters stored. The other types ignore `length`. Returns 0; -1 if the key is missing; -2
 // for a null argument, an unknown type or a negative length; -3 if the value has another type or is too long. On
-// failure the destination and *length are unchanged. The function logs and collects each problem with the result -3 once.
+// failure the destination and *length are unchanged. The function logs and collects each problem with the result -3
+// once.
 int32_t v2xcfg_GetNodeValue(V2X_CFGHANDLE root, e_v2xcfg_type type, const char* key, void* destination,
                             int32_t* length);
 
@@ -55,8 +56,8 @@ const char* v2xcfg_GetErrorText(void);
 // text is already collected or if the process has 100 problems. Any thread.
 bool v2xcfg_Collect(e_v2xcfg_severity severity, const char* problem);
 
-// Collects the problem "file:line: key: reason". If v2xcfg_Collect returns true, logs it under `tag` at the level of the severity;
-// a null `tag` does not log. The text has no line if the file lacks the key.
+// Collects the problem "file:line: key: reason". If v2xcfg_Collect returns true, logs it under `tag` at the level of
+// the severity; a null `tag` does not log. The text has no line if the file lacks the key.
 void v2xcfg_Report(v2xlog_tag_t* tag, e_v2xcfg_severity severity, V2X_CFGHANDLE root, const char* key,
                    const char* reason);
 

@@ -32,8 +32,8 @@ using V2X_IPCSOCKHANDLE = struct v2xipc_socket*;
 // this function on one thread, before any socket is opened.
 int32_t v2xipc_CfgInit(const char* workDir);
 
-// Returns the reason of a refused file for the operator: "file:line: key: reason". Never null; valid until the next call
-// of v2xipc_CfgInit.
+// Returns the reason of a refused file for the operator: "file:line: key: reason". Never null; valid until the next
+// call of v2xipc_CfgInit.
 const char* v2xipc_GetCfgErrorText(void);
 
 // Stores the address of the process's port table, which has the defaults until v2xipc_CfgInit is called. Returns 0; -2
