@@ -50,7 +50,8 @@ mkdir "$work/conf" "$work/log"
 device=DEMO$$ # the process id makes the topic names unique
 sed "s|<device_id>.*</device_id>|<device_id>$device</device_id>|" "$root/conf/sysinfo.xml" >"$work/conf/sysinfo.xml"
 # Both devices are enabled and all their records are forwarded. The simulators send from 127.0.0.1.
-sed -e "s|/opt/v2x_service|$work|" -e 's/IsEnable = false/IsEnable = true/;s/OnStale = "unavailable"/OnStale = "nothing"/' \
+sed -e "s|/opt/v2x_service|$work|" -e 's/IsEnable = false/IsEnable = true/' \
+  -e 's/OnStale = "unavailable"/OnStale = "nothing"/' \
   -e 's/192\.168\.1\.[23]0/127.0.0.1/' -e '/SignalMachine1743 =/,/};/s/LocalPort = [0-9]*/LocalPort = '$frame_port'/' \
   -e '/LearnMachine =/,/};/{s/LocalPort = [0-9]*/LocalPort = '$report_port'/;s/ Port = [0-9]*/ Port = '$learner_port'/}' \
   "$root/conf/v2x_spat_convert.cfg" >"$work/conf/v2x_spat_convert.cfg"

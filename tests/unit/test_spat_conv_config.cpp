@@ -125,8 +125,8 @@ TEST_F(Config, ReadsLegacyKeysOnce) {
 }
 
 constexpr char GUARD[] = R"(Corrections = { QuietLog = 1; SpatDown = true; };
-LearnMachine = { IsEnable = true; Ip = "10.0.0.2"; LocalIp = "10.0.0.1"; OnlyFrom = ["10.0.0.2", "192.168.1.0/24"]; StaleAfter = 1;
-                 PhaseRelationship = { PhaseID1 = 255; }; };
+LearnMachine = { IsEnable = true; Ip = "10.0.0.2"; LocalIp = "10.0.0.1"; OnlyFrom = ["10.0.0.2", "192.168.1.0/24"];
+                 StaleAfter = 1; PhaseRelationship = { PhaseID1 = 255; }; };
 SignalMachine1743 = { IsEnable = true; OnlyFrom = "10.0.0.3"; StaleAfter = 3.0625; PhaseRelationship = {}; };
 PhaseRelationship = { PhaseID1 = 2; };
 Cloud = { StaleAfter = 3600.0; };
