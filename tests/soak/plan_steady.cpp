@@ -29,8 +29,9 @@ constexpr int64_t LOG_BYTES = 6 * (10 * 1024 * 1024 + 65536);
 constexpr bool SANITIZED = V2X_SANITIZED != 0;
 
 // Counts of good input; every other one counts what was refused or dropped.
-constexpr const char* GOOD[] = {"received", "sent",      "accepted", "samples",      "fragments",
-                                "items",    "documents", "answered", "bytes_framed", "frames"};
+constexpr const char* GOOD[] = {
+    "received",  "sent",     "accepted",     "samples", "fragments", "items",
+    "documents", "answered", "bytes_framed", "frames",  "forwarded", "disagree"}; // the simulators' plans differ
 // A few, before the peers have started.
 constexpr const char* AT_START[] = {"reply.unanswered", "cloud.unmatched", "GET_SPAT_DATA.send_errors"};
 constexpr int64_t AT_START_MOST = 10;
