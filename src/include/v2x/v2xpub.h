@@ -165,6 +165,13 @@ int32_t v2xpub_UdpSocketGetStats(V2X_UDPSOCKHANDLE handle, v2xpub_UdpSocketStats
 using v2xpub_statsFun = void (*)(void* arg, const char* sockName, const v2xpub_UdpSocketStats_t* stats);
 void v2xpub_UdpSocketVisitStats(v2xpub_statsFun visit, void* arg);
 
+// ---- service manager -----------------------------------------------------------------------------------------------
+
+// Sends a message to the service manager, as sd_notify(3) does, but without waiting: sd_notify waits until the manager
+// reads its socket. Returns 0; -2 for a null message or without a valid NOTIFY_SOCKET in the environment; -3 if the
+// message is lost.
+int32_t v2xpub_Notify(const char* message);
+
 // ---- checksums -----------------------------------------------------------------------------------------------------
 
 // Computes the CRC-16 of `length` bytes, least significant bit first, without final inversion. The polynomial is

@@ -1,57 +1,26 @@
 #include "spat_conv_deamon_service.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdlib>
-#include <cstring>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <sysexits.h>
 #include <systemd/sd-daemon.h>
-#include <unistd.h>
 
-namespace {
-
-constexpr char NOTIFY_SOCKET[] = "NOTIFY_SOCKET";
-
-// Sends a message to the service manager, or drops the message if the manager's socket is full. sd_notify would wait
-// until the manager reads its socket. Returns true if the message is sent.
-bool NotifyUnlessFull(const std::string& message) {
-    const char* const path = getenv(NOTIFY_SOCKET);
-    sockaddr_un address = {};
-    const size_t length = path != nullptr ? strlen(path) : 0;
-    if (length == 0 || length > sizeof address.sun_path) {
-        return false;
-    }
-    address.sun_family = AF_UNIX;
-    memcpy(address.sun_path, path, length);
-    if (path[0] == '@') {
-        address.sun_path[0] = '\0'; // an abstract address
-    }
-    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const ssize_t sent = sendto(fd, message.data(), message.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
-                                reinterpret_cast<const sockaddr*>(&address),
-                                static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length));
-    close(fd);
-    return sent >= 0;
-}
-
-} // namespace
+#include "v2x/v2xpub.h"
 
 void v2xspatconv_ServiceReady(void) {
     sd_notify(0, "READY=1");
 }
 
 void v2xspatconv_ServiceStopping(void) {
-    NotifyUnlessFull("STOPPING=1");
+    v2xpub_Notify("STOPPING=1");
 }
 
 bool v2xspatconv_ServiceStatus(const std::string& line) {
-    return NotifyUnlessFull("STATUS=" + line);
+    return v2xpub_Notify(("STATUS=" + line).c_str()) == 0;
 }
 
 int32_t v2xspatconv_ServiceRefusedStatus(void) {
-    return getenv(NOTIFY_SOCKET) != nullptr ? EX_CONFIG : 0;
+    return getenv("NOTIFY_SOCKET") != nullptr ? EX_CONFIG : 0;
 }
 
 void v2xspatconv_ServiceAlive(void) {
