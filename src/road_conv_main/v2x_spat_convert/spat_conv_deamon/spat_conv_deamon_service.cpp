@@ -24,9 +24,8 @@ int32_t v2xspatconv_ServiceRefusedStatus(void) {
 }
 
 void v2xspatconv_ServiceAlive(void) {
-    // Without a watchdog the service manager may not read its socket, and a full socket would block the caller.
     if (sd_watchdog_enabled(0, nullptr) > 0) {
-        sd_notify(0, "WATCHDOG=1");
+        v2xpub_Notify("WATCHDOG=1");
     }
 }
 

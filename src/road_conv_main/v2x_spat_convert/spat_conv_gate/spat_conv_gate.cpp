@@ -8,6 +8,7 @@
 
 #include "spat_conv_gate_checks.h"
 #include "spat_conv_gate_lights.h"
+#include "spat_conv_gate_log.h"
 #include "spat_conv_gate_sources.h"
 #include "spat_conv_stack_interface.h"
 #include "spat_conv_time.h"
@@ -59,6 +60,25 @@ struct Gate {
 
 std::mutex g_mutex; // guards g_gate and the checks, and keeps the order of the records
 Gate g_gate;
+
+// Holds the gate's lock. Writes the log lines of the call after the release.
+class Session {
+public:
+    Session() {
+        g_mutex.lock();
+        v2xspatconv_GateLogSelect(&m_lines);
+    }
+    ~Session() {
+        v2xspatconv_GateLogSelect(nullptr);
+        g_mutex.unlock();
+        v2xspatconv_GateLogWrite(m_lines);
+    }
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+private:
+    v2xspatconv_gateLines_t m_lines;
+};
 
 using Buffer = std::span<uint8_t, V2XIPC_RECORD_SIZE>;
 
@@ -144,9 +164,10 @@ void UpdateChoice() {
     }
     const char* const name = V2XSPATCONV_SOURCE_NAMES[*g_gate.chosen];
     if (g_gate.lastChosen.has_value()) {
-        V2XLOG(g_log, V2XLOG_WARN, "%s is forwarded instead of %s", name, V2XSPATCONV_SOURCE_NAMES[*g_gate.lastChosen]);
+        v2xspatconv_GateLog(V2XLOG_WARN, "%s is forwarded instead of %s", name,
+                            V2XSPATCONV_SOURCE_NAMES[*g_gate.lastChosen]);
     } else {
-        V2XLOG(g_log, V2XLOG_INFO, "%s is forwarded", name);
+        v2xspatconv_GateLog(V2XLOG_INFO, "%s is forwarded", name);
     }
     g_gate.lastChosen = g_gate.chosen;
 }
@@ -214,7 +235,7 @@ std::optional<uint32_t> MakeHome(const spat_conv_config_t& config) {
 } // namespace
 
 void v2xspatconv_GateInit(const spat_conv_config_t& config, uint64_t now) {
-    const std::lock_guard<std::mutex> guard(g_mutex);
+    const Session session;
     g_gate = {};
     g_gate.guard = config.m_guard;
     g_gate.hasCloudLights = config.m_corrections.m_spat_down;
@@ -230,15 +251,15 @@ void v2xspatconv_GateInit(const spat_conv_config_t& config, uint64_t now) {
 }
 
 void v2xspatconv_GateSwitchOff(e_v2xspatconv_source source) {
-    const std::lock_guard<std::mutex> guard(g_mutex);
+    const Session session;
     g_gate.sources[source].SwitchOff();
 }
 
 int32_t v2xspatconv_GateRecord(e_v2xspatconv_source source, const v2xipc_phases_t* record,
                                const v2xspatconv_findings_t& findings, v2xpub_address_t sender, uint64_t now) {
     const v2xspatconv_recordBytes bytes{reinterpret_cast<const uint8_t*>(record), V2XIPC_RECORD_SIZE};
-    const std::lock_guard<std::mutex> guard(g_mutex);
-    if (IsOtherIntersection(source, bytes)) {
+    const Session session;
+    if (!g_gate.isStopped && IsOtherIntersection(source, bytes)) {
         g_otherIntersection.Add();
         return Send(bytes);
     }
@@ -267,7 +288,7 @@ int32_t v2xspatconv_GateRecord(e_v2xspatconv_source source, const v2xipc_phases_
 }
 
 uint64_t v2xspatconv_GateTick(uint64_t now) {
-    const std::lock_guard<std::mutex> guard(g_mutex);
+    const Session session;
     const uint64_t sourceDeadline = AdvanceTo(now);
     const uint64_t deadline = std::min(sourceDeadline, v2xspatconv_ChecksTick(g_gate.now));
     const bool isAnyWatched = std::any_of(std::begin(g_gate.sources), std::end(g_gate.sources),
@@ -276,7 +297,7 @@ uint64_t v2xspatconv_GateTick(uint64_t now) {
 }
 
 void v2xspatconv_GateStop(void) {
-    const std::lock_guard<std::mutex> guard(g_mutex);
+    const Session session;
     if (!g_gate.guard.m_on_stale_unavailable) {
         return;
     }
@@ -289,7 +310,7 @@ void v2xspatconv_GateStop(void) {
 }
 
 void v2xspatconv_GateGetSources(v2xspatconv_sourceRow_t (&rows)[V2XSPATCONV_SOURCES]) {
-    const std::lock_guard<std::mutex> guard(g_mutex);
+    const Session session;
     for (const auto source : V2XSPATCONV_ALL_SOURCES) {
         rows[source] = g_gate.sources[source].Row();
         rows[source].isForwarded = rows[source].state != v2xspatconv_sourceState::off && Decide(source) == FORWARDED;

@@ -43,11 +43,6 @@ Colour ColourOf(uint8_t light) {
     return light < std::size(LIGHTS) ? LIGHTS[light].colour : Colour::none;
 }
 
-// Threads read the clock before they take the gate's lock, so `then` can be later than `now`.
-uint64_t Elapsed(uint64_t now, uint64_t then) {
-    return now > then ? now - then : 0;
-}
-
 double Seconds(uint64_t microseconds) {
     return static_cast<double>(microseconds) / SECOND;
 }
@@ -191,7 +186,7 @@ void ExamineFrozen(Record& record) {
         const Light& light = record.lights[phase];
         const bool isUnchanged = (record.followed & Bit(phase)) != 0 && light == state.last;
         state.unchangedSince = isUnchanged ? state.unchangedSince : now;
-        const uint64_t unchanged = Elapsed(now, state.unchangedSince);
+        const uint64_t unchanged = now - state.unchangedSince;
         if (CanFreeze(light) && unchanged >= FROZEN_AFTER) {
             v2xspatconv_ActivitySee(V2XSPATCONV_CHECK_FROZEN, record.sighting.source, now, {phase},
                                     "SPAT phase %u: %s, time left %.1f s for %.1f s", phase, NameOf(light.light),
@@ -229,7 +224,7 @@ void ExamineDuplicate(Record& record) {
 PhaseMask CompareColours(const Record& record, e_v2xspatconv_source other) {
     const SourceState& state = g_state.sources[other];
     const uint64_t newest = std::min(CONSECUTIVE_WITHIN, g_state.staleAfter[other]);
-    if (!record.sighting.isFresh || !state.isFresh || Elapsed(record.sighting.now, state.time) > newest) {
+    if (!record.sighting.isFresh || !state.isFresh || record.sighting.now - state.time > newest) {
         return 0;
     }
     PhaseMask different = 0;
@@ -251,7 +246,7 @@ void ComparePair(const Record& record, e_v2xspatconv_source other) {
     ForEachPhase(phases & ~disagreement.phases, [&](uint8_t phase) { disagreement.since[phase] = now; });
     disagreement.phases = phases;
     ForEachPhase(phases & g_state.allowed[V2XSPATCONV_CHECK_DISAGREE], [&](uint8_t phase) {
-        const uint64_t elapsed = Elapsed(now, disagreement.since[phase]);
+        const uint64_t elapsed = now - disagreement.since[phase];
         if (elapsed > DISAGREE_AFTER) {
             const char* shown[V2XSPATCONV_SOURCES] = {};
             shown[source] = NameOf(record.lights[phase].light);
@@ -266,7 +261,7 @@ void ComparePair(const Record& record, e_v2xspatconv_source other) {
 }
 
 void ExamineDisagree(Record& record) {
-    for (const e_v2xspatconv_source other : {V2XSPATCONV_LEARNER, V2XSPATCONV_1743, V2XSPATCONV_CLOUD}) {
+    for (const e_v2xspatconv_source other : V2XSPATCONV_ALL_SOURCES) {
         if (other != record.sighting.source) {
             ComparePair(record, other);
         }
@@ -336,7 +331,7 @@ void ReadRecord(Record& record) {
     for (int32_t i = 0; i < lights.count; i++) {
         ReadLight(record, lights.rows[i]);
     }
-    record.elapsed = Elapsed(record.sighting.now, record.source.time);
+    record.elapsed = record.sighting.now - record.source.time;
     record.followed = record.elapsed <= CONSECUTIVE_WITHIN ? record.phases & record.source.phases : 0;
 }
 

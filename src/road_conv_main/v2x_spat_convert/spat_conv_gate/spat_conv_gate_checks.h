@@ -39,6 +39,3 @@ v2xspatconv_verdict_t v2xspatconv_ChecksExamine(const v2xspatconv_sighting_t& si
 // Ends the checks that have not been seen for a minute. Returns the time at which the next active check can end, or
 // UINT64_MAX.
 uint64_t v2xspatconv_ChecksTick(uint64_t now);
-
-// Returns the number of active checks, counted for each source.
-int32_t v2xspatconv_ChecksCountActive(void);

@@ -9,12 +9,11 @@
 #include <span>
 
 #include "spat_conv_gate_checks.h"
+#include "spat_conv_gate_log.h"
 #include "v2x/v2xcount.h"
 #include "v2x/v2xlog.h"
 
 namespace {
-
-v2xlog_tag_t g_log{"SPAT"};
 
 constexpr uint64_t ACTIVE_FOR = 60000000; // time from the last sight to the end of an activity, in microseconds
 
@@ -62,8 +61,8 @@ void End(int32_t check, int32_t source) {
     if (g_checks[check].subject != nullptr) {
         ListPhases(activity, g_checks[check].subject, phases);
     }
-    V2XLOG(g_log, V2XLOG_INFO, "check %s: %s: not seen for a minute, %" PRIu64 " times before%s",
-           g_checks[check].counter.Name(), V2XSPATCONV_SOURCE_NAMES[source], activity.count, phases);
+    v2xspatconv_GateLog(V2XLOG_INFO, "check %s: %s: not seen for a minute, %" PRIu64 " times before%s",
+                        g_checks[check].counter.Name(), V2XSPATCONV_SOURCE_NAMES[source], activity.count, phases);
     activity = {};
 }
 
@@ -80,21 +79,22 @@ void v2xspatconv_ActivitySee(e_v2xspatconv_check check, e_v2xspatconv_source sou
     auto& row = g_checks[check];
     Activity& activity = g_activities[check][source];
     const bool isNew = row.isNotice ? !activity.phases[*phases.begin()] : !activity.isActive;
-    const v2xlog_level level = row.isNotice ? V2XLOG_INFO : V2XLOG_WARN;
-    if (isNew && v2xlog_Enabled(g_log, level)) {
+    bool isLogged = true;
+    if (isNew) {
         char text[160];
         va_list values;
         va_start(values, format);
         vsnprintf(text, sizeof text, format, values);
         va_end(values);
-        V2XLOG(g_log, level, "check %s: %s: %s", row.counter.Name(), V2XSPATCONV_SOURCE_NAMES[source], text);
+        isLogged = v2xspatconv_GateLog(row.isNotice ? V2XLOG_INFO : V2XLOG_WARN, "check %s: %s: %s", row.counter.Name(),
+                                       V2XSPATCONV_SOURCE_NAMES[source], text);
     }
     row.counter.Add();
     activity.isActive = !row.isNotice;
     activity.count++;
     activity.lastSeen = now;
     for (const uint8_t phase : phases) {
-        activity.phases.set(phase);
+        activity.phases.set(phase, isLogged); // a notice that is not logged is logged with the next record
     }
 }
 
@@ -112,12 +112,4 @@ uint64_t v2xspatconv_ChecksTick(uint64_t now) {
         }
     }
     return next;
-}
-
-int32_t v2xspatconv_ChecksCountActive(void) {
-    int32_t active = 0;
-    for (const auto& sources : g_activities) {
-        active += static_cast<int32_t>(std::ranges::count(sources, true, &Activity::isActive));
-    }
-    return active;
 }

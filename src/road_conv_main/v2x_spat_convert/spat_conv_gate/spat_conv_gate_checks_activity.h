@@ -1,5 +1,5 @@
 // Counts the sights of the checks, and logs the start and the end of each activity. Private to the checks; the caller
-// holds the gate's lock. v2xspatconv_ChecksTick and v2xspatconv_ChecksCountActive belong to this file, too.
+// holds the gate's lock. v2xspatconv_ChecksTick belongs to this file, too.
 #pragma once
 
 #include <cstdint>

@@ -3,13 +3,12 @@
 #include <cinttypes>
 #include <cstdio>
 
+#include "spat_conv_gate_log.h"
 #include "v2x/v2xlog.h"
 
 namespace {
 
 using State = v2xspatconv_sourceState;
-
-v2xlog_tag_t g_log{"SPAT"};
 
 constexpr uint64_t LOG_WAIT_AFTER = 10000000; // microseconds
 constexpr int32_t RECORDS_UNTIL_FRESH = 2;
@@ -36,8 +35,8 @@ void v2xspatconv_sourceWatch::Accept(v2xpub_address_t sender, uint64_t now) {
     m_row.sender = sender;
     if (m_row.state == State::waiting) {
         m_row.state = State::fresh;
-        V2XLOG(g_log, V2XLOG_INFO, "%s: fresh, first report %.1f s after the start", FormatLabel().text,
-               ToSeconds(now - m_start));
+        v2xspatconv_GateLog(V2XLOG_INFO, "%s: fresh, first report %.1f s after the start", FormatLabel().text,
+                            ToSeconds(now - m_start));
     } else if (m_row.state == State::stale) {
         AcceptStale(isInTime, now);
     }
@@ -47,7 +46,8 @@ void v2xspatconv_sourceWatch::AcceptStale(bool isInTime, uint64_t now) {
     m_inTime = isInTime ? m_inTime + 1 : 0;
     if (m_inTime == RECORDS_UNTIL_FRESH) {
         m_row.state = State::fresh;
-        V2XLOG(g_log, V2XLOG_INFO, "%s: fresh again after %.1f s", FormatLabel().text, ToSeconds(now - m_silentSince));
+        v2xspatconv_GateLog(V2XLOG_INFO, "%s: fresh again after %.1f s", FormatLabel().text,
+                            ToSeconds(now - m_silentSince));
     }
 }
 
@@ -64,8 +64,8 @@ uint64_t v2xspatconv_sourceWatch::Advance(uint64_t now) {
     }
     m_row.state = State::stale;
     m_silentSince = m_row.lastAccepted;
-    V2XLOG(g_log, V2XLOG_WARN, "%s: stale, no report for %.1f s (%" PRIu64 " accepted before)", FormatLabel().text,
-           ToSeconds(age), m_row.accepted);
+    v2xspatconv_GateLog(V2XLOG_WARN, "%s: stale, no report for %.1f s (%" PRIu64 " accepted before)",
+                        FormatLabel().text, ToSeconds(age), m_row.accepted);
     return UINT64_MAX;
 }
 
@@ -76,8 +76,8 @@ uint64_t v2xspatconv_sourceWatch::WaitForFirst(uint64_t now) {
     }
     if (!m_isWaitLogged) {
         m_isWaitLogged = true;
-        V2XLOG(g_log, V2XLOG_WARN, "%s: waiting, no report for %.1f s since the start", FormatLabel().text,
-               ToSeconds(now - m_start));
+        v2xspatconv_GateLog(V2XLOG_WARN, "%s: waiting, no report for %.1f s since the start", FormatLabel().text,
+                            ToSeconds(now - m_start));
     }
     return UINT64_MAX;
 }
