@@ -46,7 +46,7 @@ TEST(ScenarioStart, NotifiesServiceManagerAndWatchdog) {
 
 TEST(ScenarioStart, ReportsChangedStatusAndSurvivesHangupAndAFullNotifySocket) {
     Unit unit;
-    unit.startAndWaitReady({}, {"WATCHDOG_USEC=2000000"});
+    unit.startAndWaitReady({}, {"WATCHDOG_USEC=20000000"});
     unit.startStackSimulator(); // it answers after the first record
     unit.startDevice("learner", 10, {"--count", "1"});
     std::string status;
