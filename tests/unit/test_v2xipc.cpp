@@ -32,6 +32,7 @@ TEST(IpcConf, KeepsTheDefaultOfMissingAndInvalidValues) {
          "app_rs_rcvport = 40000; local_ip = \"127.0.0.3\"; hosts = { RSU_RCV = \"127.0.0.9\"; }; };",
          0, changed, ""},
         {"ipc = {", -3, defaults, "v2x_ipc.cfg:"},
+        {"ipc = 1;", 0, defaults, "v2x_ipc.cfg:1: ipc: expected a group, found an integer"},
         {"ipc = { spatconv_logtool_rcvport = 0; spat_conv_sndport = 0; };", 0, sendsFromAny,
          "ipc.spatconv_logtool_rcvport: port 0 out of range"},
         {"ipc = { app_rs_rcvport = 65536; };", 0, defaults, "ipc.app_rs_rcvport: port 65536 out of range"},
@@ -86,6 +87,29 @@ TEST(IpcConf, RefusesInvalidLocalAddresses) {
         EXPECT_EQ(v2xipc_CfgInit(folder.path().c_str()), row.reason != nullptr ? -5 : 0);
         if (row.reason != nullptr) {
             EXPECT_EQ(v2xipc_GetCfgErrorText(), path + ":2: ipc.local_ip: " + row.reason);
+        }
+    }
+    const struct {
+        const char* content;
+        const char* reason; // after the file name
+    } files[] = {
+        {"ipc = {\nlocal_ip = \"127.0.0.1\"", ":3: syntax error"},
+        {"ipc = 1;\n# local_ip", ":1: ipc: expected a group, found an integer"},
+        {"ipc = ({ local_ip = \"127.0.0.1\"; });", ":1: ipc: expected a group, found a list"},
+        {"local_ip = \"127.0.0.1\";", ":1: local_ip: unknown key local_ip, did you mean ipc.local_ip?"},
+        {"Ipc = {\nlocal_ip = \"127.0.0.1\"; };", ":2: Ipc.local_ip: unknown key local_ip, did you mean ipc.local_ip?"},
+        {"ipc = {}; a = (1, {\nLocalIp = 1; });", ":2: a.[1].LocalIp: unknown key LocalIp, did you mean ipc.local_ip?"},
+        {"ipc = { hosts = { local_ip = \"\"; }; };",
+         ":1: ipc.hosts.local_ip: unknown key local_ip, did you mean ipc.local_ip?"},
+        {"ipc = { lokal_ip = \"127.0.0.1\"; };", ":1: ipc.lokal_ip: unknown key lokal_ip, did you mean local_ip?"},
+        {"# local_ip = \"127.0.0.1\";", nullptr},
+    };
+    for (const auto& row : files) {
+        SCOPED_TRACE(row.content);
+        writeFile(path, row.content);
+        EXPECT_EQ(v2xipc_CfgInit(folder.path().c_str()), row.reason != nullptr ? -5 : 0);
+        if (row.reason != nullptr) {
+            EXPECT_EQ(v2xipc_GetCfgErrorText(), path + row.reason);
         }
     }
     writeFile(path, "");

@@ -65,6 +65,11 @@ void v2xcfg_Report(v2xlog_tag_t* tag, e_v2xcfg_severity severity, V2X_CFGHANDLE 
 // value that should be a group. In a known key, a '#' at the end means a number from 0 to 255.
 void v2xcfg_ReportUnknownKeys(v2xlog_tag_t* tag, V2X_CFGHANDLE root, const char* const* known, int32_t count);
 
+// Reports the first setting of the file that is probably meant to be the known key `key`: another key, in any group,
+// whose last name is the one of `key` or has it as the most similar known name. Returns true if there is one.
+bool v2xcfg_RejectLookalike(v2xlog_tag_t* tag, V2X_CFGHANDLE root, const char* const* known, int32_t count,
+                            const char* key);
+
 // Calls `visit` with each collected problem in the order of the reports. This includes the failures of
 // v2xcfg_InitContext and v2xcfg_GetNodeValue. `visit` must not call this library. Any thread.
 using v2xcfg_problemFun = void (*)(void* arg, e_v2xcfg_severity severity, const char* text);

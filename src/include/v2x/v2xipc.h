@@ -28,8 +28,9 @@ using V2X_IPCSOCKHANDLE = struct v2xipc_socket*;
 // Reads the port table from `workDir`/conf/v2x_ipc.cfg, or from conf/v2x_ipc.cfg in the current directory if `workDir`
 // is empty. Uses the default for a missing or invalid key, and all defaults for a missing or invalid file. Logs an
 // invalid file or value. Returns 0; -2 for a null argument; -3 if the file exists but cannot be read or parsed; -5 if
-// ipc.local_ip is invalid, or is a loop-back address while ipc.hosts.RSU_RCV is not: the daemon must not start. Call
-// this function on one thread, before any socket is opened.
+// ipc.local_ip is invalid, is a loop-back address while ipc.hosts.RSU_RCV is not, or cannot be found: the file mentions
+// local_ip but cannot be parsed or has no group ipc, or another key is probably meant to be ipc.local_ip. With -5 the
+// daemon must not start. Call this function on one thread, before any socket is opened.
 int32_t v2xipc_CfgInit(const char* workDir);
 
 // Returns the reason of a refused file for the operator: "file:line: key: reason". Never null; valid until the next

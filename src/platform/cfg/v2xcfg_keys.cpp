@@ -93,6 +93,39 @@ std::string FindSimilar(const std::string& prefix, std::string_view name, Keys k
     return similar;
 }
 
+// Returns the dotted key of a setting.
+std::string FindKey(const config_setting_t* setting) {
+    std::string key;
+    for (; config_setting_is_root(setting) == CONFIG_FALSE; setting = config_setting_parent(setting)) {
+        const char* const name = config_setting_name(setting);
+        const std::string part = name != nullptr ? name : "[" + std::to_string(config_setting_index(setting)) + "]";
+        key = key.empty() ? part : part + "." + key;
+    }
+    return key;
+}
+
+// Returns the first setting, except the one of `key`, whose name is similar to the last name of `key`. Null if there is
+// none.
+const config_setting_t* FindLookalike(const config_t& config, const std::string& key, Keys known) {
+    const size_t nameStart = key.rfind('.') + 1;
+    const config_setting_t* const proper = config_lookup(&config, key.c_str());
+    std::vector<const config_setting_t*> pending = {config_root_setting(&config)}; // no recursion into a hostile file
+    while (!pending.empty()) {
+        const config_setting_t* const setting = pending.back();
+        const char* const name = config_setting_name(setting);
+        pending.pop_back();
+        if (setting != proper && name != nullptr &&
+            FindSimilar(key.substr(0, nameStart), name, known) == key.substr(nameStart)) {
+            return setting;
+        }
+        const int count = config_setting_is_aggregate(setting) == CONFIG_TRUE ? config_setting_length(setting) : 0;
+        for (int i = count - 1; i >= 0; i--) {
+            pending.push_back(config_setting_get_elem(setting, static_cast<unsigned>(i)));
+        }
+    }
+    return nullptr;
+}
+
 void ReportGroup(Report& report, const config_setting_t* group, const std::string& prefix) {
     const int count = config_setting_length(group);
     for (int i = 0; i < count && report.left > 0; i++) {
@@ -122,4 +155,21 @@ void ReportGroup(Report& report, const config_setting_t* group, const std::strin
 void v2xcfg_ReportUnknownKeys(v2xlog_tag_t* tag, V2X_CFGHANDLE root, const char* const* known, int32_t count) {
     Report report{tag, root, Keys(known, static_cast<size_t>(count))};
     ReportGroup(report, config_root_setting(&root->config), "");
+}
+
+bool v2xcfg_RejectLookalike(v2xlog_tag_t* tag, V2X_CFGHANDLE root, const char* const* known, int32_t count,
+                            const char* key) {
+    const config_setting_t* const setting = FindLookalike(root->config, key, Keys(known, static_cast<size_t>(count)));
+    if (setting != nullptr) {
+        const std::string name = config_setting_name(setting);
+        const std::string found = FindKey(setting);
+        const std::string prefix = found.substr(0, found.size() - name.size());
+        const std::string meant = key;
+        // the text of v2xcfg_ReportUnknownKeys if the group is right, so that one line reports the key
+        const bool isInGroup = prefix == meant.substr(0, meant.rfind('.') + 1);
+        const std::string reason =
+            "unknown key " + name + ", did you mean " + (isInGroup ? meant.substr(prefix.size()) : meant) + "?";
+        v2xcfg_Report(tag, V2XCFG_ERROR, root, found.c_str(), reason.c_str());
+    }
+    return setting != nullptr;
 }

@@ -6,8 +6,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "v2x/v2xcfg.h"
@@ -21,6 +24,7 @@ using Conf = v2x_ipc_config_t;
 constexpr char CONF_FILE[] = "conf/v2x_ipc.cfg";
 constexpr char HOST_KEY[] = "ipc.hosts.RSU_RCV";
 constexpr char LOCAL_IP_KEY[] = "ipc.local_ip";
+constexpr char LOCAL_IP_NAME[] = "local_ip";
 constexpr int32_t PORT_MAX = 65535;
 constexpr Conf DEFAULTS{20001, 20002, 20003, 20010, "127.0.0.1", "0.0.0.0"};
 
@@ -102,12 +106,12 @@ void ReadHost(const ConfFile& file, Conf& conf) {
     std::memcpy(conf.m_rsu_rcv_ip, text, sizeof text);
 }
 
-void ReportUnknownKeys(const ConfFile& file) {
+std::vector<const char*> ListKnownKeys() {
     std::vector<const char*> known = {HOST_KEY, LOCAL_IP_KEY};
     for (const PortRow& row : PORTS) {
         known.push_back(row.key);
     }
-    v2xcfg_ReportUnknownKeys(&g_log, file.tree, known.data(), static_cast<int32_t>(known.size()));
+    return known;
 }
 
 // Reports two rows with the same port at the row that the file contains.
@@ -144,6 +148,41 @@ int32_t RefuseLocalIp(const ConfFile& file, const std::string& reason) {
     return Refuse();
 }
 
+// Returns true if a line of the regular file contains the name of the local address.
+bool MentionsLocalIp(const char* path) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error)) { // opening a FIFO would block
+        return false;
+    }
+    std::ifstream file(path, std::ios::binary);
+    std::string line;
+    while (std::getline(file, line)) {
+        if (line.find(LOCAL_IP_NAME) != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Handles a file that cannot be parsed. A local address that is not read would open the sockets to every sender.
+int32_t HandleParseFailure(const ConfFile& file) {
+    if (MentionsLocalIp(file.path)) {
+        return Refuse();
+    }
+    V2XLOG(g_log, V2XLOG_ERROR, "%s; using the defaults for all ports and hosts", v2xcfg_GetErrorText());
+    return -3;
+}
+
+// Refuses a local address that has no effect, since its key or group is wrong. Returns 0; -5 if refused.
+int32_t RefuseLocalIpElsewhere(const ConfFile& file, const std::vector<const char*>& known) {
+    int32_t count = 0;
+    const bool isRefused =
+        (MentionsLocalIp(file.path) &&
+         v2xcfg_GetNodeValue(file.tree, V2XCFG_TYPE_GROUP, "ipc", &count, nullptr) == -3) ||
+        v2xcfg_RejectLookalike(&g_log, file.tree, known.data(), static_cast<int32_t>(known.size()), LOCAL_IP_KEY);
+    return isRefused ? Refuse() : 0;
+}
+
 // Reads the local address; the host has been read. Returns 0; -5 if the configuration is refused.
 int32_t ReadLocalIp(const ConfFile& file, Conf& conf) {
     char text[sizeof conf.m_local_ip] = "";
@@ -177,16 +216,17 @@ int32_t v2xipc_CfgInit(const char* workDir) {
     }
     ConfFile file{path.c_str(), nullptr};
     if (v2xcfg_InitContext(&file.tree, file.path) != 0) {
-        V2XLOG(g_log, V2XLOG_ERROR, "%s; using the defaults for all ports and hosts", v2xcfg_GetErrorText());
-        return -3;
+        return HandleParseFailure(file);
     }
     for (const PortRow& row : PORTS) {
         ReadPort(file, row, g_conf);
     }
     ReadHost(file, g_conf);
-    ReportUnknownKeys(file);
+    const std::vector<const char*> known = ListKnownKeys();
+    const int32_t refused = RefuseLocalIpElsewhere(file, known);
+    v2xcfg_ReportUnknownKeys(&g_log, file.tree, known.data(), static_cast<int32_t>(known.size()));
     ReviewPorts(file, g_conf);
-    const int32_t result = ReadLocalIp(file, g_conf);
+    const int32_t result = refused != 0 ? refused : ReadLocalIp(file, g_conf);
     v2xcfg_ExitContext(file.tree);
     return result;
 }
