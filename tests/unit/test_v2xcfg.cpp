@@ -8,6 +8,7 @@
 #include <string>
 #include <sys/stat.h>
 #include <utility>
+#include <vector>
 
 #include "temp_folder.h"
 
@@ -155,16 +156,21 @@ TEST_F(V2xCfg, SuggestsSimilarKeyForUnknownKey) {
     }
 }
 
-TEST_F(V2xCfg, CollectsAtMost100Problems) {
+TEST_F(V2xCfg, OmitsWarningsAfter100ProblemsButNoError) {
     const auto countProblems = [] {
-        int count = 0;
-        for (int i = 0; i < 200; i++) {
-            v2xcfg_Collect(V2XCFG_NOTE, std::to_string(i).c_str());
+        std::vector<std::string> texts;
+        for (int i = 0; i < 300; i++) {
+            v2xcfg_Collect(i < 200 ? V2XCFG_WARNING : V2XCFG_ERROR, std::to_string(i).c_str());
         }
-        v2xcfg_VisitProblems([](void* arg, e_v2xcfg_severity, const char*) { ++*static_cast<int*>(arg); }, &count);
-        return count;
+        v2xcfg_VisitProblems([](void* arg, e_v2xcfg_severity,
+                                const char* text) { static_cast<std::vector<std::string>*>(arg)->emplace_back(text); },
+                             &texts);
+        EXPECT_EQ(texts[100], "200"); // the first error
+        EXPECT_EQ(texts[199], "299");
+        EXPECT_EQ(texts.back(), "more than 100 problems, further warnings are omitted");
+        return testing::Test::HasFailure() ? 1 : static_cast<int>(texts.size());
     };
-    EXPECT_EXIT(std::exit(countProblems()), testing::ExitedWithCode(100), "");
+    EXPECT_EXIT(std::exit(countProblems()), testing::ExitedWithCode(201), "");
 }
 
 } // namespace

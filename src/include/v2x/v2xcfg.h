@@ -53,7 +53,7 @@ const char* v2xcfg_GetErrorText(void);
 // ---- problems ------------------------------------------------------------------------------------------------------
 
 // Collects a problem, "file:line: key: reason", and replaces its control characters by blanks. Returns false if the
-// text is already collected or if the process has 100 problems. Any thread.
+// text is already collected, and for a warning or a note if the process has 100 problems. Any thread.
 bool v2xcfg_Collect(e_v2xcfg_severity severity, const char* problem);
 
 // Collects the problem "file:line: key: reason". If v2xcfg_Collect returns true, logs it under `tag` at the level of
@@ -71,6 +71,7 @@ bool v2xcfg_RejectLookalike(v2xlog_tag_t* tag, V2X_CFGHANDLE root, const char* c
                             const char* key);
 
 // Calls `visit` with each collected problem in the order of the reports. This includes the failures of
-// v2xcfg_InitContext and v2xcfg_GetNodeValue. `visit` must not call this library. Any thread.
+// v2xcfg_InitContext and v2xcfg_GetNodeValue. If problems are omitted, the last one says so. `visit` must not call this
+// library. Any thread.
 using v2xcfg_problemFun = void (*)(void* arg, e_v2xcfg_severity severity, const char* text);
 void v2xcfg_VisitProblems(v2xcfg_problemFun visit, void* arg);

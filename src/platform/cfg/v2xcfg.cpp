@@ -20,7 +20,6 @@ namespace fs = std::filesystem;
 // The parsing time of libconfig grows with the square of the number of settings.
 constexpr size_t MAX_FILE_BYTES = size_t{64} * 1024;
 
-v2xlog_tag_t g_log{"VCFG"};
 thread_local std::string g_errorText = "no error";
 
 // Stores "location: reason" as the error text and returns `code`.
@@ -32,7 +31,7 @@ int32_t Fail(int32_t code, const std::string& location, const std::string& reaso
 // Collects and logs the error text if `code` is not 0. Returns `code`.
 int32_t LogFailure(int32_t code) {
     if (code != 0 && v2xcfg_Collect(V2XCFG_ERROR, g_errorText.c_str())) {
-        V2XLOG(g_log, V2XLOG_ERROR, "%s", g_errorText.c_str());
+        V2XLOG(g_vcfgLog, V2XLOG_ERROR, "%s", g_errorText.c_str());
     }
     return code;
 }

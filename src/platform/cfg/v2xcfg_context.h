@@ -5,6 +5,10 @@
 
 #include <libconfig.h>
 
+#include "v2x/v2xlog.h"
+
+inline v2xlog_tag_t g_vcfgLog{"VCFG"};
+
 struct v2xcfg_context {
     explicit v2xcfg_context(const char* file) : path(file) { config_init(&config); }
     ~v2xcfg_context() { config_destroy(&config); }
