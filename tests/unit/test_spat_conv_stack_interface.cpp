@@ -45,17 +45,29 @@ TEST_F(StackInterface, BindsToTheLocalAddressAndAcceptsOnlyItsPeers) {
         return text;
     };
     const struct {
+        const char* stackIp;
         const char* localIp;
         std::vector<std::string> sockets;
     } cases[] = {
-        {"0.0.0.0",
+        {"192.168.1.30",
+         "0.0.0.0",
          {"0.0.0.0 stack ipc.hosts.RSU_RCV", "0.0.0.0 stack ipc.hosts.RSU_RCV", "0.0.0.0 log tool ipc.local_ip"}},
-        {"192.168.1.10",
+        {"127.0.0.1",
+         "127.0.0.2",
+         {"127.0.0.2 stack ipc.hosts.RSU_RCV 127.0.0.1", "127.0.0.2 stack ipc.hosts.RSU_RCV 127.0.0.1",
+          "127.0.0.2 log tool ipc.local_ip 127.0.0.2"}},
+        {"127.0.0.1",
+         "192.168.1.10",
+         {"192.168.1.10 stack ipc.hosts.RSU_RCV 127.0.0.1 192.168.1.10",
+          "192.168.1.10 stack ipc.hosts.RSU_RCV 127.0.0.1 192.168.1.10",
+          "192.168.1.10 log tool ipc.local_ip 192.168.1.10"}},
+        {"192.168.1.30",
+         "192.168.1.10",
          {"192.168.1.10 stack ipc.hosts.RSU_RCV 192.168.1.30", "192.168.1.10 stack ipc.hosts.RSU_RCV 192.168.1.30",
           "192.168.1.10 log tool ipc.local_ip 192.168.1.10"}},
     };
-    strcpy(fakes::ipcConf.m_rsu_rcv_ip, "192.168.1.30");
     for (const auto& row : cases) {
+        strcpy(fakes::ipcConf.m_rsu_rcv_ip, row.stackIp);
         strcpy(fakes::ipcConf.m_local_ip, row.localIp);
         fakes::sockets.clear();
         ASSERT_EQ(v2xspatconv_StackInterfaceInit(), 0);

@@ -22,6 +22,13 @@ struct v2x_ipc_config_t {
     char m_local_ip[32];
 };
 
+// Return the senders that the daemon accepts at its two sockets to the stack application, and at its socket for the log
+// tool. Without ipc.local_ip every sender is accepted. The stack application is ipc.hosts.RSU_RCV. If that is a
+// loop-back address and ipc.local_ip is not, a stack application at all addresses answers from ipc.local_ip: this
+// address is accepted, too. Any thread.
+v2xpub_senders_t v2xipc_ListStackSenders(const v2x_ipc_config_t& conf);
+v2xpub_senders_t v2xipc_ListLogToolSenders(const v2x_ipc_config_t& conf);
+
 // Handle of an IPC socket. The socket stays open until the process ends.
 using V2X_IPCSOCKHANDLE = struct v2xipc_socket*;
 

@@ -29,15 +29,15 @@ std::atomic<v2xspatconv_stackState> g_stackState{v2xspatconv_stackState::unknown
 constexpr int32_t REPLY_WAIT_MS = 2000;
 constexpr size_t FRAME_SIZE = sizeof(v2xipc_dataHead_t) + sizeof(v2xipc_rsuData_t) + V2XIPC_RECORD_SIZE;
 
-// The only host that a socket accepts datagrams from if ipc.local_ip is set.
+// The peer of a socket.
 struct PeerRow {
     const char* name;
     const char* key; // configuration key of the host
-    char (v2x_ipc_config_t::*ip)[sizeof v2x_ipc_config_t::m_local_ip];
+    v2xpub_senders_t (*listSenders)(const v2x_ipc_config_t& conf);
 };
 
-constexpr PeerRow STACK = {"stack", "ipc.hosts.RSU_RCV", &v2x_ipc_config_t::m_rsu_rcv_ip};
-constexpr PeerRow LOG_TOOL = {"log tool", "ipc.local_ip", &v2x_ipc_config_t::m_local_ip};
+constexpr PeerRow STACK = {"stack", "ipc.hosts.RSU_RCV", v2xipc_ListStackSenders};
+constexpr PeerRow LOG_TOOL = {"log tool", "ipc.local_ip", v2xipc_ListLogToolSenders};
 
 struct SocketRow {
     const char* name;
@@ -53,16 +53,6 @@ constexpr SocketRow SOCKETS[] = {
     {"SPAT_C_LOGTOOL", &g_logToolHandle, &v2x_ipc_config_t::m_spatconv_logtool_rcvport, GetLogCtl, LOG_TOOL},
 };
 
-// Restricts the socket to datagrams of its peer if ipc.local_ip is set.
-void SetSender(const PeerRow& peer, v2xpub_SocketInitPara_t& para) {
-    para.m_peer = peer.name;
-    para.m_sendersKey = peer.key;
-    const bool hasLocalIp = strcmp(g_ipc_conf->m_local_ip, "0.0.0.0") != 0;
-    if (hasLocalIp && v2xpub_ParseAddressBlock(g_ipc_conf->*peer.ip, para.m_senders.blocks) == 0) {
-        para.m_senders.count = 1;
-    }
-}
-
 int32_t OpenSocket(const SocketRow& row) {
     v2xpub_SocketInitPara_t para = {};
     const uint16_t port = static_cast<uint16_t>(g_ipc_conf->*row.port);
@@ -74,7 +64,9 @@ int32_t OpenSocket(const SocketRow& row) {
     para.m_svrPort = isServer ? port : 0;
     para.m_cliPort = isServer ? 0 : port;
     para.f_msgFunc = row.callback;
-    SetSender(row.peer, para);
+    para.m_peer = row.peer.name;
+    para.m_sendersKey = row.peer.key;
+    para.m_senders = row.peer.listSenders(*g_ipc_conf);
     return v2xipc_SocketInit(row.handle, g_ipc_conf, &para);
 }
 
