@@ -36,7 +36,11 @@ TEST_F(ScenarioCheck, FindsNoProblemInTheSample) {
     EXPECT_TRUE(m_output.starts_with("note: " + m_cfg + ": rsuSpatConfigInfo.Guard.Conflicts: ")) << m_output;
     EXPECT_TRUE(prints("\n0 problems\n")) << m_output;
     EXPECT_TRUE(prints("\nregion 1, node 2, intersection id 65538, device_id RSU0001\n"
-                       "learner: receives on 0.0.0.0:8002\n1743: off\n"))
+                       "learner: receives on 0.0.0.0:8002 from 192.168.1.20\n1743: off\n"
+                       "records: sends from 127.0.0.1:20001 to 127.0.0.1:20010\n"
+                       "requests: sends from 127.0.0.1:20002 to 127.0.0.1:20010\n"
+                       "replies: receives on 127.0.0.1:20002 from 127.0.0.1\n"
+                       "log tool: receives on 127.0.0.1:20003 from 127.0.0.1\n"))
         << m_output;
 }
 
@@ -50,7 +54,7 @@ TEST_F(ScenarioCheck, PrintsTheOriginOfEachPhase) {
                        "2           5             own table\n3           3             same number\n"))
         << m_output;
     EXPECT_TRUE(prints("\n3           7             common table\n")) << m_output;
-    EXPECT_TRUE(prints("\n1743: receives on 0.0.0.0:4464\n")) << m_output;
+    EXPECT_TRUE(prints("\n1743: receives on 0.0.0.0:4464 from any sender\n")) << m_output;
     EXPECT_TRUE(prints("IsEnable: both adapters are enabled without Guard.SourcePriority")) << m_output;
     EXPECT_TRUE(prints("LocalPort: 70000 is outside 1 to 65535, the daemon uses port 4464\n")) << m_output;
 }
@@ -89,6 +93,13 @@ TEST_F(ScenarioCheck, PrintsEachOfTenMistakesWithItsLine) {
         EXPECT_TRUE(("\n" + m_output).find("\n" + problem + "\n") != std::string::npos) << problem;
     }
     EXPECT_TRUE(prints("\n10 problems\nThe daemon does not start with this configuration.\n")) << m_output;
+}
+
+TEST_F(ScenarioCheck, PrintsNoTablesForRefusedPortTable) {
+    writeFile(m_ipc, "ipc = {\n  local_ip = 127;\n};\n");
+    EXPECT_EQ(run({"check", "-w", m_folder.path()}), 1);
+    EXPECT_TRUE(m_output.starts_with(m_ipc + ":2: ipc.local_ip: expected a string, found an integer\n")) << m_output;
+    EXPECT_TRUE(m_output.ends_with("\n1 problem\nThe daemon does not start with this configuration.\n")) << m_output;
 }
 
 TEST_F(ScenarioCheck, DistinguishesProblemsFromWrongUsage) {

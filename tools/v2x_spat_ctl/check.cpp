@@ -1,5 +1,6 @@
 #include "check.h"
 
+#include <bit>
 #include <iterator>
 
 #include "common/text.h"
@@ -13,6 +14,7 @@ namespace {
 using tools::FormatText;
 
 constexpr int32_t SPAT_PHASE_MAX = 32;
+constexpr int32_t IPC_CFG_REFUSED = -5; // result of v2xipc_CfgInit
 
 struct Problems {
     std::string problems;
@@ -48,15 +50,35 @@ std::string DescribeIdentity(const spat_conv_config_t& config) {
                       intersection, config.m_sysinfo.m_device_id);
 }
 
+// Returns the senders as "10.0.0.2, 192.168.1.0/24", or "any sender".
+std::string DescribeSenders(const v2xpub_senders_t& senders) {
+    std::string text;
+    for (int32_t i = 0; i < senders.count; i++) {
+        const v2xpub_addressBlock_t& block = senders.blocks[i];
+        const int prefix = std::popcount(block.mask);
+        text += i > 0 ? ", " : "";
+        text += v2xpub_FormatIp({block.network, 0}).text;
+        text += prefix < 32 ? FormatText("/%d", prefix) : "";
+    }
+    return senders.count > 0 ? text : "any sender";
+}
+
+std::string DescribeReceiver(const char* name, const char* ip, int32_t port, const v2xpub_senders_t& senders) {
+    return FormatText("%s: receives on %s:%u from %s\n", name, ip, static_cast<uint16_t>(port),
+                      DescribeSenders(senders).c_str());
+}
+
 std::string DescribePorts() {
     const v2x_ipc_config_t* ipc = nullptr;
     v2xipc_GetIpcConfValue(&ipc);
     const auto stackPort = static_cast<uint16_t>(ipc->m_app_rs_rcvport);
-    return FormatText("records: from port %u to %s:%u\n", static_cast<uint16_t>(ipc->m_spat_conv_sndport),
-                      ipc->m_rsu_rcv_ip, stackPort) +
-           FormatText("requests: from port %u to %s:%u\n", static_cast<uint16_t>(ipc->m_spat_conv_rcvport),
-                      ipc->m_rsu_rcv_ip, stackPort) +
-           FormatText("log tool: port %u\n", static_cast<uint16_t>(ipc->m_spatconv_logtool_rcvport));
+    return FormatText("records: sends from %s:%u to %s:%u\n", ipc->m_local_ip,
+                      static_cast<uint16_t>(ipc->m_spat_conv_sndport), ipc->m_rsu_rcv_ip, stackPort) +
+           FormatText("requests: sends from %s:%u to %s:%u\n", ipc->m_local_ip,
+                      static_cast<uint16_t>(ipc->m_spat_conv_rcvport), ipc->m_rsu_rcv_ip, stackPort) +
+           DescribeReceiver("replies", ipc->m_local_ip, ipc->m_spat_conv_rcvport, v2xipc_ListStackSenders(*ipc)) +
+           DescribeReceiver("log tool", ipc->m_local_ip, ipc->m_spatconv_logtool_rcvport,
+                            v2xipc_ListLogToolSenders(*ipc));
 }
 
 std::string DescribeConfig(const spat_conv_config_t& config) {
@@ -68,8 +90,7 @@ std::string DescribeConfig(const spat_conv_config_t& config) {
         const char* const name = V2XSPATCONV_SOURCE_NAMES[i];
         if (adapters[i].m_is_enable) {
             phases += DescribePhases(name, guard);
-            ports += FormatText("%s: receives on %s:%u\n", name, guard.m_local_ip,
-                                static_cast<uint16_t>(adapters[i].m_local_port));
+            ports += DescribeReceiver(name, guard.m_local_ip, adapters[i].m_local_port, guard.m_only_from);
         } else {
             ports += FormatText("%s: off\n", name);
         }
@@ -81,14 +102,15 @@ std::string DescribeConfig(const spat_conv_config_t& config) {
 
 CheckResult CheckConfiguration(const std::string& workDir) {
     const spat_conv_config_t* config = nullptr;
-    v2xipc_CfgInit(workDir.c_str());
+    const bool isIpcRefused = v2xipc_CfgInit(workDir.c_str()) == IPC_CFG_REFUSED;
     v2xspatconv_InitCfg(workDir.c_str());
     v2xspatconv_GetCfgData(&config); // v2xcfg_VisitProblems lists the reason of a failure, too
     Problems found;
     v2xcfg_VisitProblems(AddProblem, &found);
     const std::string summary = FormatText("%d problem%s\n", found.count, found.count == 1 ? "" : "s");
-    const std::string effective =
-        config == nullptr ? "The daemon does not start with this configuration.\n" : DescribeConfig(*config);
+    const std::string effective = isIpcRefused || config == nullptr
+                                      ? "The daemon does not start with this configuration.\n"
+                                      : DescribeConfig(*config);
     return {found.problems + found.notes + summary + effective, found.count == 0};
 }
 
