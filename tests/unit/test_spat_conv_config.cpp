@@ -259,6 +259,40 @@ TEST_F(Config, RejectsInvalidSettingsOfTheGuard) {
     });
 }
 
+TEST_F(Config, ReportsSettingsWithoutEffect) {
+    const std::string device = "LearnMachine = { IsEnable = true; LocalPort = 8002;";
+    const std::string ignored = "Guard = {\nOnFrozen = \"unavailable\"; Ignore = ";
+    const std::string noEffect = "\"unavailable\" has no effect";
+    const struct {
+        std::string settings;
+        std::string problem; // after "3 :LINE: rsuSpatConfigInfo."; empty if there is none
+    } rows[] = {
+        {device + "\nIp = \"10.0.0.2\"; OnlyFrom = \"10.0.0.3\"; };",
+         "LearnMachine.Ip: 10.0.0.2 is not in OnlyFrom, its reports are refused"},
+        {device + "Ip = \"10.0.0.2\"; OnlyFrom = \"10.0.0.0/24\"; };", ""},
+        {device + "\nIp = \"10.0.0.2/32\"; };",
+         "LearnMachine.Ip: missing or not a dotted IPv4 address, the learner gets no heartbeats"},
+        {device + "Ip = \"10.0.0.2\"; StaleAfter = 0; }; Guard = {\nOnStale = \"unavailable\"; };",
+         "Guard.OnStale: " + noEffect + ", no enabled source is watched"},
+        {device + "Ip = \"10.0.0.2\"; }; Guard = { OnStale = \"unavailable\"; };", ""},
+        {"Corrections = { SpatDown = true; }; Cloud = { StaleAfter = 9; }; Guard = { OnStale = \"unavailable\"; };",
+         ""},
+        {"Guard = {\nOnConflict = \"unavailable\"; };", "Guard.OnConflict: " + noEffect + " without Guard.Conflicts"},
+        {ignored + "\"frozen\"; };", "Guard.OnFrozen: " + noEffect + ", Guard.Ignore contains frozen"},
+        {ignored + "\"frozen:5\"; };", ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.settings);
+        inChild([&] {
+            ASSERT_EQ(load(row.settings), 0) << errorText();
+            std::vector<std::string> found = problems();
+            std::erase_if(found, [](const std::string& one) { return one.starts_with("4 "); });
+            const std::string problem = "3 :4: rsuSpatConfigInfo." + row.problem;
+            EXPECT_EQ(found, row.problem.empty() ? std::vector<std::string>() : std::vector<std::string>{problem});
+        });
+    }
+}
+
 TEST_F(Config, RetriesAfterAFailedLoad) {
     inChild([this] {
         EXPECT_EQ(v2xspatconv_GetCfgData(&m_config), 1);

@@ -1,6 +1,7 @@
 #include "spat_conv_config_review.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 
 #include "spat_conv_config_log.h"
@@ -96,6 +97,53 @@ void ReviewAdapter(V2X_CFGHANDLE root, const spat_conv_config_t& config, const A
     }
 }
 
+void ReviewLearnerIp(V2X_CFGHANDLE root, const spat_conv_config_t& config) {
+    constexpr char KEY[] = "rsuSpatConfigInfo.LearnMachine.Ip";
+    const learn_machine_info_t& learner = config.m_learn_machine_info;
+    v2xpub_addressBlock_t ip{};
+    if (!learner.m_is_enable) {
+        return;
+    }
+    if (strchr(learner.m_ip, '/') != nullptr || v2xpub_ParseAddressBlock(learner.m_ip, &ip) != 0) {
+        v2xcfg_Report(nullptr, V2XCFG_WARNING, root, KEY,
+                      "missing or not a dotted IPv4 address, the learner gets no heartbeats"); // the adapter logs this
+    } else if (!v2xpub_IsSender(config.m_guard.m_sources[V2XSPATCONV_LEARNER].m_only_from, ip.network)) {
+        Report(root, V2XCFG_WARNING, KEY, std::string(learner.m_ip) + " is not in OnlyFrom, its reports are refused");
+    }
+}
+
+// Returns true if a source whose records carry lights is watched.
+bool IsAnyWatched(const spat_conv_config_t& config) {
+    const auto& sources = config.m_guard.m_sources;
+    const auto isWatched = [&](e_v2xspatconv_source source) { return sources[source].m_stale_after != 0; };
+    return (config.m_learn_machine_info.m_is_enable && isWatched(V2XSPATCONV_LEARNER)) ||
+           (config.m_signal_machine_1743_info.m_is_enable && isWatched(V2XSPATCONV_1743)) ||
+           (config.m_corrections.m_spat_down && isWatched(V2XSPATCONV_CLOUD));
+}
+
+// Reports reactions that never take effect.
+void ReviewReactions(V2X_CFGHANDLE root, const spat_conv_config_t& config) {
+    const v2xspatconv_guard_t& guard = config.m_guard;
+    const struct {
+        const char* key;
+        bool isUseless;
+        const char* reason;
+    } rows[] = {
+        {"rsuSpatConfigInfo.Guard.OnStale", guard.m_on_stale_unavailable && !IsAnyWatched(config),
+         "\"unavailable\" has no effect, no enabled source is watched"},
+        {"rsuSpatConfigInfo.Guard.OnConflict", guard.m_on_conflict_unavailable && guard.m_conflict_count == 0,
+         "\"unavailable\" has no effect without Guard.Conflicts"},
+        {"rsuSpatConfigInfo.Guard.OnFrozen",
+         guard.m_on_frozen_unavailable && (guard.m_ignore[V2XSPATCONV_CHECK_FROZEN] & 1) != 0,
+         "\"unavailable\" has no effect, Guard.Ignore contains frozen"},
+    };
+    for (const auto& row : rows) {
+        if (row.isUseless) {
+            Report(root, V2XCFG_WARNING, row.key, row.reason);
+        }
+    }
+}
+
 } // namespace
 
 void v2xspatconv_Review(V2X_CFGHANDLE root, const spat_conv_config_t& config,
@@ -105,12 +153,8 @@ void v2xspatconv_Review(V2X_CFGHANDLE root, const spat_conv_config_t& config,
         ReviewRange(root, row);
     }
     std::vector<Port> ports = ListIpcPorts();
-    v2xpub_addressBlock_t learner{};
-    if (config.m_learn_machine_info.m_is_enable &&
-        v2xpub_ParseAddressBlock(config.m_learn_machine_info.m_ip, &learner) != 0) {
-        v2xcfg_Report(nullptr, V2XCFG_WARNING, root, "rsuSpatConfigInfo.LearnMachine.Ip",
-                      "missing or not a dotted IPv4 address, the learner gets no heartbeats"); // the adapter logs this
-    }
+    ReviewLearnerIp(root, config);
+    ReviewReactions(root, config);
     for (const AdapterRow& row : ADAPTERS) {
         ReviewAdapter(root, config, row, ports);
     }

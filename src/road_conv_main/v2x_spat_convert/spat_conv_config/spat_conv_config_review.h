@@ -6,7 +6,8 @@
 
 #include "spat_conv_config.h"
 
-// Reports keys that are not in `knownKeys`, values out of range and ports that are used twice, and adds the notes.
+// Reports keys that are not in `knownKeys`, values out of range, ports that are used twice and settings without effect,
+// and adds the notes.
 // v2xipc_CfgInit must have read the port table.
 void v2xspatconv_Review(V2X_CFGHANDLE root, const spat_conv_config_t& config,
                         const std::vector<const char*>& knownKeys);
