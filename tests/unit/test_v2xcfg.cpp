@@ -142,6 +142,7 @@ TEST_F(V2xCfg, SuggestsSimilarKeyForUnknownKey) {
          ":1: A: unknown key A, did you mean a?"},
         {"a = { c = 1; };", ":1: a.c: unknown key c"},
         {"a = { b = { PhasID12 = 1; }; };", ":1: a.b.PhasID12: unknown key PhasID12, did you mean PhaseID12?"},
+        {"a = { b = { PhaseID03 = 1; }; };", ":1: a.b.PhaseID03: unknown key PhaseID03, did you mean PhaseID3?"},
         {"a = { b = { PhaseID256 = 1; }; };", ":1: a.b.PhaseID256: unknown key PhaseID256"},
         {"a = ( 1 );", ":1: a: expected a group, found a list"},
     };

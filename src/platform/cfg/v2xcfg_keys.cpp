@@ -26,22 +26,17 @@ struct Report {
     int32_t left = MAX_REPORTS; // number of reports that may follow
 };
 
-// Returns true for the decimal form of a number from 0 to 255.
-bool IsIndex(std::string_view text) {
-    uint8_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error == std::errc{} && end == text.data() + text.size() && std::to_string(value) == text;
-}
-
-// Returns the known name with its '#' replaced by the digits at the end of `name`. Returns nothing if these digits are
-// not a number from 0 to 255.
+// Returns the known name with its '#' replaced by the number at the end of `name`, without leading zeros. Returns
+// nothing if this is not a number from 0 to 255.
 std::optional<std::string> FillIndex(std::string_view known, std::string_view name) {
     if (!known.ends_with('#')) {
         return std::string(known);
     }
     const std::string_view digits = name.substr(name.find_last_not_of("0123456789") + 1);
+    uint8_t index = 0;
     known.remove_suffix(1);
-    return IsIndex(digits) ? std::optional(std::string(known) + std::string(digits)) : std::nullopt;
+    const std::errc error = std::from_chars(digits.data(), digits.data() + digits.size(), index).ec;
+    return error == std::errc{} ? std::optional(std::string(known) + std::to_string(index)) : std::nullopt;
 }
 
 bool IsKnown(const std::string& key, Keys known) {
