@@ -202,6 +202,7 @@ TEST_F(Config, RejectsInvalidSettingsOfTheGuard) {
     } rows[] = {
         {"LearnMachine", "LocalIp = '10.0.0'", ".LocalIp: '10.0.0' is not a dotted IPv4 address", ""},
         {"SignalMachine1743", "LocalIp = '10.0.0.1/32'", ".LocalIp: '10.0.0.1/32' is not a dotted IPv4 address", ""},
+        {"LearnMachine", "LocalIp = '224.0.0.1'", ".LocalIp: '224.0.0.1' is a multicast or broadcast address", ""},
         {"LearnMachine", "OnlyFrom = ()", ".OnlyFrom: 0 entries, expected 1 to 16", ""},
         {"LearnMachine", "OnlyFrom = [1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1]", ".OnlyFrom: 17 entries, expected 1 to 16",
          ""},

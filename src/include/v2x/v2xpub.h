@@ -90,6 +90,10 @@ struct v2xpub_addressBlock_t {
 // argument, and for a block whose address has bits beyond the prefix.
 int32_t v2xpub_ParseAddressBlock(const char* text, v2xpub_addressBlock_t* block);
 
+// Checks the local address of a socket. Returns null for a dotted IPv4 address that a socket can be bound to, otherwise
+// the reason. 0.0.0.0 is valid; multicast and broadcast addresses are not.
+const char* v2xpub_CheckLocalAddress(const char* text);
+
 inline constexpr int32_t V2XPUB_SENDERS_MAX = 16;
 
 // The senders whose datagrams a socket accepts. A count of 0 accepts every sender.

@@ -191,8 +191,8 @@ int32_t ReadLocalIp(const ConfFile& file, Conf& conf) {
     if (result != 0) {
         return result == -1 ? 0 : Refuse();
     }
-    if (!IsAddress(text)) {
-        return RefuseLocalIp(file, "\"" + std::string(text) + "\" is not a dotted IPv4 address");
+    if (const char* const reason = v2xpub_CheckLocalAddress(text)) {
+        return RefuseLocalIp(file, "\"" + std::string(text) + "\" " + reason);
     }
     if (IsLoopback(text) && !IsLoopback(conf.m_rsu_rcv_ip)) {
         return RefuseLocalIp(file, "a socket at " + std::string(text) + " cannot reach " + HOST_KEY + " " +

@@ -36,6 +36,15 @@ v2xpub_ipText_t v2xpub_FormatIp(v2xpub_address_t address) {
     return text;
 }
 
+const char* v2xpub_CheckLocalAddress(const char* text) {
+    in_addr address{};
+    if (inet_pton(AF_INET, text, &address) != 1) {
+        return "is not a dotted IPv4 address";
+    }
+    const bool isUnicast = !IN_MULTICAST(ntohl(address.s_addr)) && address.s_addr != INADDR_BROADCAST;
+    return isUnicast ? nullptr : "is a multicast or broadcast address";
+}
+
 int32_t v2xpub_ParseAddressBlock(const char* text, v2xpub_addressBlock_t* block) {
     if (text == nullptr || block == nullptr) {
         return -2;

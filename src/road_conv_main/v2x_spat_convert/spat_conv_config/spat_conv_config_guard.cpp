@@ -101,12 +101,11 @@ void ReadControlPath(Reader& reader, const char* key, e_v2xspatconv_source /*sou
 
 void ReadLocalIp(Reader& reader, const char* key, e_v2xspatconv_source source) {
     const std::optional<std::string> text = ReadText(reader, key);
-    v2xpub_addressBlock_t block{};
     if (!text) {
         return;
     }
-    if (text->find('/') != std::string::npos || v2xpub_ParseAddressBlock(text->c_str(), &block) != 0) {
-        return Reject(reader, key, "\"" + *text + "\" is not a dotted IPv4 address");
+    if (const char* const reason = v2xpub_CheckLocalAddress(text->c_str())) {
+        return Reject(reader, key, "\"" + *text + "\" " + reason);
     }
     char(&field)[32] = reader.Source(source).m_local_ip;
     snprintf(field, sizeof field, "%s", text->c_str());
