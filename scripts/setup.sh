@@ -10,11 +10,13 @@ build_packages=(
   g++ cmake ninja-build pkg-config asn1c
   libspdlog-dev libconfig-dev libsystemd-dev libcli11-dev libcjson-dev
   libfastrtps-dev libfastcdr-dev
+  libncurses-dev libpcap-dev libcpp-httplib-dev prometheus-cpp-dev
 )
 develop_packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   clang clang-format libclang-rt-14-dev
   cyclonedds-dev cyclonedds-tools faketime python3
+  chromium tshark prometheus tcpdump
 )
 
 case "${1:-all}" in

@@ -24,6 +24,14 @@ enum dds_historySetting : int32_t {
     DDS_HISTORY_REAL_TIME = 2, // volatile; the last 64 samples
 };
 
+// Journal entry of the kind `sample` (v2xjournal.h): a sample that a reader has received or a writer has sent. Its
+// bytes follow, at most 1024.
+struct dds_tap_t {
+    uint64_t time; // wall clock, microseconds
+    bool isSent;
+    char topic[127]; // NUL-terminated, truncated
+};
+
 // Creates a participant and returns its handle, which is never null. Handles are never freed.
 void* create_dds();
 

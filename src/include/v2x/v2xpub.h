@@ -105,6 +105,15 @@ struct v2xpub_senders_t {
 // Returns true if the senders include the address.
 bool v2xpub_IsSender(const v2xpub_senders_t& senders, uint32_t ip);
 
+// Journal entry of the kind `datagram`: a datagram that a socket has received or sent. Its bytes follow.
+struct v2xpub_tap_t {
+    uint64_t time; // wall clock, microseconds
+    bool isSent;
+    char socket[23]; // name of the socket, NUL-terminated
+    v2xpub_address_t local;
+    v2xpub_address_t remote;
+};
+
 struct v2xpub_SocketInitPara_t {
     char m_sockName[32];      // name in log lines; NUL-terminated
     char m_localIP[32];       // dotted IPv4 address to bind; NUL-terminated

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "spat_conv_config.h"
+#include "spat_conv_control.h"
 #include "spat_conv_deamon_counters.h"
 #include "spat_conv_deamon_options.h"
 #include "spat_conv_deamon_service.h"
@@ -19,6 +20,7 @@
 #include "spat_conv_signal_machine_1743.h"
 #include "spat_conv_stack_interface.h"
 #include "spat_conv_v2xcloud_dds.h"
+#include "v2x/v2xdds.h"
 #include "v2x/v2xipc.h"
 #include "v2x/v2xlog.h"
 #include "v2x/v2xpub.h"
@@ -57,6 +59,14 @@ void StartAdapters(const spat_conv_config_t& config) {
     if (config.m_signal_machine_1743_info.m_is_enable) {
         v2xspatconv_SignalMachine1743InterfaceInit(config);
     }
+}
+
+v2xspatconv_peers_t ReadPeers() {
+    constexpr const char* STATES[] = {"unknown", "answers", "silent"}; // index: v2xspatconv_stackState
+    const v2xcloud_comm_ddsinfo& ddsinfo = *v2xspatconv_GetddsInfo();
+    return {STATES[static_cast<size_t>(v2xspatconv_GetStackState())], v2xspatconv_GetLastAnswer(),
+            ddsinfo.cloud_available, ddsinfo.mp_spat_up_topic,
+            get_match_cnt(ddsinfo.dds_object, ddsinfo.mp_spat_up_topic)};
 }
 
 // Prints why the configuration is refused and requests a stop. Returns `ret`.
@@ -160,6 +170,7 @@ int32_t v2xspatconv_init(int32_t argc, char** argv) {
     v2xspatconv_SetSpatConvStatus(status);
     v2xcloud_ddsInit(config->m_sysinfo.m_device_id);
     v2xspatconv_TaskInit();
+    v2xspatconv_ControlInit(*config, {V2XSPATCONV_VERSION, ReadPeers});
     return 0;
 }
 
@@ -169,6 +180,7 @@ int32_t v2xspatconv_exec(void) {
     }
     RunMainLoop();
     v2xspatconv_ServiceStopping();
+    v2xspatconv_ControlStop();
     v2xspatconv_GateStop();
     v2xcloud_ddsExit(v2xspatconv_GetddsInfo());
     v2xspatconv_LogCounters(true);

@@ -316,3 +316,7 @@ void v2xspatconv_GateGetSources(v2xspatconv_sourceRow_t (&rows)[V2XSPATCONV_SOUR
         rows[source].isForwarded = rows[source].state != v2xspatconv_sourceState::off && Decide(source) == FORWARDED;
     }
 }
+
+void v2xspatconv_GateReadUnit(v2xspatconv_unitState_t& unit) {
+    v2xspatconv_GateGetSources(unit.sources);
+}

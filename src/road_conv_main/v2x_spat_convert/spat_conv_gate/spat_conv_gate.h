@@ -44,8 +44,71 @@ struct v2xspatconv_sourceRow_t {
     bool isForwarded = false;  // true: records of this source are forwarded at present
     uint64_t accepted = 0;     // accepted records
     uint64_t lastAccepted = 0; // time of the last accepted record; 0: none
+    uint64_t interval = 0;     // moving average of the time between two accepted records, microseconds; 0: unknown
     v2xpub_address_t sender;   // of the last accepted record; 0 for the cloud
 };
+
+// The light of one SPAT phase, as last handed over to the stack application.
+struct v2xspatconv_phaseRow_t {
+    uint64_t time = 0;     // of the hand-over; 0: no record has contained the phase
+    uint8_t source = 0;    // e_v2xspatconv_source, or V2XSPATCONV_NO_SOURCE
+    uint8_t light = 0;     // V2XIPC_LIGHT_...
+    uint16_t timeLeft = 0; // 0.1 s at the time of the hand-over, or V2XIPC_TIME_UNKNOWN
+};
+inline constexpr uint8_t V2XSPATCONV_NO_SOURCE = 255; // the unavailable record of the gate
+inline constexpr uint8_t V2XSPATCONV_PHASE_MAX = 32;  // largest SPAT phase that the gate watches
+
+// The state of one check of one source.
+struct v2xspatconv_checkRow_t {
+    bool isActive = false;
+    uint64_t count = 0;     // sights since the start
+    uint64_t lastSight = 0; // time; 0: none
+    uint8_t phaseCount = 0; // of the last sight
+    uint8_t phases[2] = {}; // SPAT phases; device phases for "duplicate" and "unmapped"
+};
+
+// State of the unit at one time.
+struct v2xspatconv_unitState_t {
+    v2xspatconv_sourceRow_t sources[V2XSPATCONV_SOURCES];
+    v2xspatconv_phaseRow_t phases[V2XSPATCONV_PHASE_MAX + 1]; // index: SPAT phase
+    v2xspatconv_checkRow_t checks[V2XSPATCONV_CHECKS][V2XSPATCONV_SOURCES];
+};
+
+// Journal entry of the kind `record`: a record was handed over. `count` entries v2xspatconv_light_t follow.
+struct v2xspatconv_recordEvent_t {
+    uint64_t time;   // wall clock, microseconds
+    uint8_t source;  // e_v2xspatconv_source, or V2XSPATCONV_NO_SOURCE
+    bool isReplaced; // true: lights were replaced because of a conflict or a frozen phase
+    uint16_t count;
+};
+
+// The current light of one phase of a record.
+struct v2xspatconv_light_t {
+    uint8_t phase;     // SPAT phase
+    uint8_t light;     // V2XIPC_LIGHT_...
+    uint16_t timeLeft; // 0.1 s, or V2XIPC_TIME_UNKNOWN
+};
+
+// Journal entry of the kind `state`.
+struct v2xspatconv_stateEvent_t {
+    enum class Type : uint8_t {
+        source,    // the source has the state `state`
+        forwarded, // the source is forwarded now
+        check,     // the check of the source starts (`isActive`) or ends
+    };
+    uint64_t time; // wall clock, microseconds
+    Type type;
+    uint8_t source; // e_v2xspatconv_source
+    v2xspatconv_sourceState state;
+    uint8_t check; // e_v2xspatconv_check
+    bool isActive;
+    uint8_t phaseCount;
+    uint8_t phases[32];
+    char text[224]; // the line of the log, NUL-terminated
+};
+
+// Returns the name of a light (V2XIPC_LIGHT_...), "unknown" for other values. Any thread.
+const char* v2xspatconv_NameOfLight(uint8_t light);
 
 // Reads the settings and starts to watch the enabled sources at the time `now`. Main thread, before the sources start.
 void v2xspatconv_GateInit(const spat_conv_config_t& config, uint64_t now);
@@ -68,6 +131,10 @@ uint64_t v2xspatconv_GateTick(uint64_t now);
 // Ends the gate at a clean stop. If Guard.OnStale is "unavailable", sends the unavailable record once and withholds all
 // later records. Main thread.
 void v2xspatconv_GateStop(void);
+
+// Copies the newest state of the unit, if the control socket is configured. Never delays another function of the gate.
+// One thread at a time.
+void v2xspatconv_GateReadUnit(v2xspatconv_unitState_t& unit);
 
 // Copies the states of all sources; `rows` is indexed by e_v2xspatconv_source.
 void v2xspatconv_GateGetSources(v2xspatconv_sourceRow_t (&rows)[V2XSPATCONV_SOURCES]);

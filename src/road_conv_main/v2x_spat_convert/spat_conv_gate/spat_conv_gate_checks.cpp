@@ -36,7 +36,7 @@ constexpr struct {
 static_assert(std::size(LIGHTS) == V2XIPC_LIGHT_FLASHING_YELLOW + 1);
 
 const char* NameOf(uint8_t light) {
-    return light < std::size(LIGHTS) ? LIGHTS[light].name : "unknown";
+    return v2xspatconv_NameOfLight(light);
 }
 
 Colour ColourOf(uint8_t light) {
@@ -346,6 +346,10 @@ void StoreRecord(const Record& record) {
 }
 
 } // namespace
+
+const char* v2xspatconv_NameOfLight(uint8_t light) {
+    return light < std::size(LIGHTS) ? LIGHTS[light].name : "unknown";
+}
 
 void v2xspatconv_ChecksInit(const spat_conv_config_t& config) {
     const v2xspatconv_guard_t& guard = config.m_guard;

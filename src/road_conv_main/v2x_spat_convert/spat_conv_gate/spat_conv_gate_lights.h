@@ -4,14 +4,8 @@
 #include <cstdint>
 #include <span>
 
+#include "spat_conv_gate.h"
 #include "v2x/v2xipc_data.h"
-
-// The current state of one phase of a record.
-struct v2xspatconv_light_t {
-    uint8_t phase;     // SPAT phase
-    uint8_t light;     // V2XIPC_LIGHT_...
-    uint16_t timeLeft; // 0.1 s, or V2XIPC_TIME_UNKNOWN
-};
 
 inline constexpr int32_t V2XSPATCONV_LIGHTS_MAX = 127; // largest m_phaseNum
 

@@ -25,6 +25,7 @@ V2X_IPCSOCKHANDLE g_udp_get_app_data_handle = nullptr;
 V2X_IPCSOCKHANDLE g_logToolHandle = nullptr;
 
 std::atomic<v2xspatconv_stackState> g_stackState{v2xspatconv_stackState::unknown};
+std::atomic<uint64_t> g_lastAnswer{0};
 
 constexpr int32_t REPLY_WAIT_MS = 2000;
 constexpr size_t FRAME_SIZE = sizeof(v2xipc_dataHead_t) + sizeof(v2xipc_rsuData_t) + V2XIPC_RECORD_SIZE;
@@ -147,11 +148,18 @@ v2xipc_dataHead_t v2xspatconv_MakeRequestHead(uint16_t packLen) {
 int32_t v2xspatconv_AskStack(const v2xpub_UdpSocketDataHead_t& request, v2xpub_UdpSocketDataHead_t& reply) {
     const int32_t ret = SendToStack(g_udp_get_app_data_handle, request, &reply);
     g_stackState = ret == 0 ? v2xspatconv_stackState::answers : v2xspatconv_stackState::silent;
+    if (ret == 0) {
+        g_lastAnswer = v2xpub_GetMonotonicTime();
+    }
     return ret;
 }
 
 v2xspatconv_stackState v2xspatconv_GetStackState(void) {
     return g_stackState;
+}
+
+uint64_t v2xspatconv_GetLastAnswer(void) {
+    return g_lastAnswer;
 }
 
 int32_t v2xspatconv_StackInterfaceInit(void) {

@@ -30,5 +30,9 @@ enum class v2xspatconv_stackState : uint8_t {
 // Returns the result of the last call of v2xspatconv_AskStack. Any thread.
 v2xspatconv_stackState v2xspatconv_GetStackState(void);
 
+// Returns the monotonic time of the last answer to v2xspatconv_AskStack in microseconds; 0 without an answer. Any
+// thread.
+uint64_t v2xspatconv_GetLastAnswer(void);
+
 // Returns the IPC frame header of a request with `packLen` payload bytes. The sending time is 0.
 v2xipc_dataHead_t v2xspatconv_MakeRequestHead(uint16_t packLen);
