@@ -55,8 +55,8 @@ struct v2xspatconv_phaseRow_t {
     uint8_t light = 0;     // V2XIPC_LIGHT_...
     uint16_t timeLeft = 0; // 0.1 s at the time of the hand-over, or V2XIPC_TIME_UNKNOWN
 };
-inline constexpr uint8_t V2XSPATCONV_NO_SOURCE = 255; // the unavailable record of the gate
-inline constexpr uint8_t V2XSPATCONV_PHASE_MAX = 32;  // largest SPAT phase that the gate watches
+inline constexpr uint8_t V2XSPATCONV_NO_SOURCE = 255;  // the unavailable record of the gate
+inline constexpr uint8_t V2XSPATCONV_UNIT_PHASES = 32; // largest SPAT phase that the gate watches
 
 // The state of one check of one source.
 struct v2xspatconv_checkRow_t {
@@ -70,7 +70,7 @@ struct v2xspatconv_checkRow_t {
 // State of the unit at one time.
 struct v2xspatconv_unitState_t {
     v2xspatconv_sourceRow_t sources[V2XSPATCONV_SOURCES];
-    v2xspatconv_phaseRow_t phases[V2XSPATCONV_PHASE_MAX + 1]; // index: SPAT phase
+    v2xspatconv_phaseRow_t phases[V2XSPATCONV_UNIT_PHASES + 1]; // index: SPAT phase
     v2xspatconv_checkRow_t checks[V2XSPATCONV_CHECKS][V2XSPATCONV_SOURCES];
 };
 
