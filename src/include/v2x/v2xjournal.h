@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstring>
 #include <span>
+#include <type_traits>
 
 // The kinds of entries. The comment names the record at the start of the entry.
 enum class v2x_journalKind : uint16_t {
@@ -46,6 +47,13 @@ public:
         Copy(bytes, head);
         Copy(bytes + head.size(), body);
         Publish(at, {static_cast<uint32_t>(size), static_cast<uint16_t>(kind), static_cast<uint16_t>(size - used)});
+    }
+
+    // Appends an entry with the bytes of `head`, which has one of the types above, and of `body`. Else as above.
+    template <typename T>
+    static void WriteRecord(v2x_journalKind kind, const T& head, std::span<const uint8_t> body = {}) {
+        static_assert(std::is_trivially_copyable_v<T>);
+        Write(kind, {reinterpret_cast<const uint8_t*>(&head), sizeof head}, body);
     }
 
     // The functions below are for the reader thread.
