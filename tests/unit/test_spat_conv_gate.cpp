@@ -9,6 +9,7 @@
 #include "spat_conv_gate_checks.h"
 #include "spat_conv_gate_lights.h"
 #include "spat_conv_stack_interface.h"
+#include "v2x/v2xjournal.h"
 #include "v2x/v2xlog.h"
 
 namespace {
@@ -28,6 +29,10 @@ v2xspatconv_verdict_t v2xspatconv_ChecksExamine(const v2xspatconv_sighting_t& si
 }
 uint64_t v2xspatconv_ChecksTick(uint64_t /*now*/) {
     return UINT64_MAX;
+}
+const v2xspatconv_checkRows_t& v2xspatconv_ChecksGetRows(void) {
+    static const v2xspatconv_checkRows_t rows = {{{.isActive = true, .count = 7}}};
+    return rows;
 }
 
 namespace {
@@ -49,6 +54,15 @@ const std::string NO_INFORMATION = "01 00 0000 A18C FFFF FFFF FFFF FFFF FF ";
 
 std::string state(const std::string& light) {
     return "01 " + light + " 0000 9600 FFFF FFFF FFFF FFFF FF ";
+}
+
+// The lights as "phase:light:time left".
+std::string textOf(std::span<const v2xspatconv_light_t> lights) {
+    std::ostringstream text;
+    for (const v2xspatconv_light_t& light : lights) {
+        text << int{light.phase} << ':' << int{light.light} << ':' << light.timeLeft << ' ';
+    }
+    return text.str();
 }
 
 constexpr uint64_t SECOND = 1000000;
@@ -129,7 +143,7 @@ protected:
                     separator = "\n    | ";
                 }
             }
-            seen += "\n";
+            seen += (m_config.m_control_path[0] != 0 ? observe() : "") + "\n";
             fakes::logLines.clear();
         }
         EXPECT_EQ(seen, script);
@@ -145,10 +159,15 @@ protected:
             {"cloud", V2XSPATCONV_CLOUD, HEAD + "01 03 01" + state("06")},
             {"other", V2XSPATCONV_CLOUD, OTHER_HEAD + "01 03 01" + state("06")}, // of another intersection
             {"empty", V2XSPATCONV_LEARNER, HEAD + "01 01 00"},                   // of the learner
+            {"twice", V2XSPATCONV_1743,
+             HEAD + "03 28 01" + state("06") + "01 01" + state("07") + "01 01" + state("03")},
+            {"conflict", V2XSPATCONV_LEARNER, HEAD + "01 01 01" + state("05")},
+            {"long", V2XSPATCONV_1743, HEAD + "7F 01 01" + state("03") + std::string(2 * 5000, 'F')},
         };
+        g_verdict.hasConflict = event == "conflict";
         for (const auto& row : reports) {
             if (event == row.name) {
-                EXPECT_EQ(report(row.source, Record(row.record)), 0);
+                EXPECT_EQ(report(row.source, Record(row.record)), event == "long" ? -3 : 0);
             }
         }
         if (event == "stop") {
@@ -156,6 +175,38 @@ protected:
         } else if (event == "off") {
             v2xspatconv_GateSwitchOff(V2XSPATCONV_LEARNER);
         }
+    }
+
+    // What the control socket shows, a line each: the events, then the learner's state and interval and the rows of the
+    // phases as "phase:light source@second".
+    static std::string observe() {
+        std::ostringstream text;
+        const auto visit = [&text](v2x_journalKind kind, std::span<const uint8_t> bytes) {
+            if (kind == v2x_journalKind::record) {
+                const auto& event = *reinterpret_cast<const v2xspatconv_recordEvent_t*>(bytes.data());
+                text << "\n    > record " << int{event.source} << (event.isReplaced ? " replaced " : " ")
+                     << textOf({reinterpret_cast<const v2xspatconv_light_t*>(&event + 1), event.count})
+                     << (event.time == fakes::now ? "." : " wrong time");
+            } else {
+                const auto& event = *reinterpret_cast<const v2xspatconv_stateEvent_t*>(bytes.data());
+                text << "\n    > type " << int(event.type) << " of " << int{event.source} << ", " << int(event.state)
+                     << (event.time == fakes::now ? ": " : " wrong time") << event.text;
+            }
+        };
+        while (v2x_journal::Read(visit)) {
+        }
+        v2xspatconv_unitState_t unit;
+        v2xspatconv_GateReadUnit(unit);
+        const v2xspatconv_sourceRow_t& learner = unit.sources[V2XSPATCONV_LEARNER];
+        text << "\n    = " << int(learner.state) << (learner.isForwarded ? "" : " withheld") << ' ' << learner.interval;
+        for (int phase = 1; phase <= V2XSPATCONV_UNIT_PHASES; phase++) {
+            if (const v2xspatconv_phaseRow_t& row = unit.phases[phase]; row.time != 0) {
+                text << ' ' << phase << ':' << int{row.light} << ' ' << int{row.source} << '@'
+                     << static_cast<double>(row.time - START) / 1e6;
+            }
+        }
+        EXPECT_EQ(unit.checks[0][0].count, 7U);
+        return text.str();
     }
 
     spat_conv_config_t m_config = {};
@@ -350,16 +401,66 @@ TEST_F(Gate, ReplacesLightsAndKeepsPhasesAndPadding) {
     EXPECT_EQ(countsOf("gate"), (PathCounts{{"replaced", 2}, {"unavailable", 4}}));
 }
 
-// The lights as "phase:light:time left".
+TEST_F(Gate, ShowsTheControlSocketWhatWasHandedOver) {
+    configure({3}, {});
+    m_config.m_control_path[0] = '/';
+    m_config.m_guard.m_on_stale_unavailable = true;
+    m_config.m_guard.m_on_conflict_unavailable = true;
+    fakes::setLogLevel(V2XLOG_ERROR - 1); // events do not depend on the level
+    v2x_journal::Select(v2x_journalKind::record, true);
+    v2x_journal::Select(v2x_journalKind::state, true);
+    play(R"(
+1 learner -> 1
+    > type 0 of 0, 3: learner 192.168.1.20: fresh, first report 1.0 s after the start
+    > record 0 1:3:150 .
+    = 3 0 1:3 0@1
+2 learner -> 1
+    > record 0 1:3:150 .
+    = 3 1000000 1:3 0@2
+4 twice -> 40
+    > record 1 40:6:150 1:7:150 1:3:150 .
+    = 3 1000000 1:7 1@4
+4 long ->
+    = 3 1000000 1:7 1@4
+4 conflict -> 1-
+    > record 0 replaced 1:0:36001 .
+    = 3 1125000 1:0 0@4
+4.5 other -> 3
+    = 3 1125000 1:0 0@4
+5 cloud -> 3
+    > record 2 .
+    = 3 1125000 1:0 0@4
+7.1 tick -> 1-
+    > type 0 of 0, 4: learner 192.168.1.20: stale, no report for 3.0 s (3 accepted before)
+    > record 255 1:0:36001 .
+    = 4 withheld 1125000 1:0 255@7
+8 learner ->
+    = 4 withheld 1484375 1:0 255@7
+8.5 learner -> 1-
+    > record 255 1:0:36001 .
+    = 4 withheld 1361328 1:0 255@8
+9 learner -> 1
+    > type 0 of 0, 3: learner 192.168.1.20: fresh again after 5.0 s
+    > record 0 1:3:150 .
+    = 3 0 1:3 0@9
+)");
+    configure({3, 3}, {V2XSPATCONV_1743});
+    m_now = START;
+    play(R"(
+1 1743 -> 2
+    > type 0 of 1, 3: 1743 192.168.1.30: fresh, first report 1.0 s after the start
+    > type 1 of 1, 0: 1743 is forwarded
+    > record 1 2:5:150 .
+    = 2 withheld 0 2:5 1@1
+)");
+    v2x_journal::Select(v2x_journalKind::record, false);
+    v2x_journal::Select(v2x_journalKind::state, false);
+}
+
 std::string lightsOf(const Record& record) {
     v2xspatconv_lights_t lights;
     v2xspatconv_ReadLights(v2xspatconv_recordBytes(record.bytes), lights);
-    std::ostringstream text;
-    for (int32_t i = 0; i < lights.count; i++) {
-        const v2xspatconv_light_t& light = lights.rows[i];
-        text << int{light.phase} << ':' << int{light.light} << ':' << light.timeLeft << ' ';
-    }
-    return text.str();
+    return textOf({lights.rows, static_cast<size_t>(lights.count)});
 }
 
 TEST(Lights, ReadsTheCurrentStateOfEachEntryWithinTheRecord) {

@@ -1,6 +1,4 @@
 // The checks with records written here, and with the messages of the simulator, which the adapters convert.
-#include <cstdarg>
-#include <cstdio>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -9,6 +7,7 @@
 
 #include "cloud_traffic.h"
 #include "device_test.h"
+#include "journal_entries.h"
 #include "learner_report.h"
 #include "light_frame.h"
 #include "source.h"
@@ -21,9 +20,17 @@
 
 using testing::ElementsAre;
 
+// A call of the gate: writes its lines at the end.
+struct Call {
+    Call() { v2xspatconv_GateLogSelect(&lines); }
+    ~Call() { v2xspatconv_GateLogWrite(lines); }
+    v2xspatconv_gateLines_t lines;
+};
+
 // Replaces the gate: the checks examine each record, and nothing is sent.
 int32_t v2xspatconv_GateRecord(e_v2xspatconv_source source, const v2xipc_phases_t* record,
                                const v2xspatconv_findings_t& findings, v2xpub_address_t sender, uint64_t now) {
+    const Call call;
     v2xspatconv_lights_t lights;
     const auto* bytes = reinterpret_cast<const uint8_t*>(record);
     v2xspatconv_ReadLights(v2xspatconv_recordBytes(bytes, V2XIPC_RECORD_SIZE), lights);
@@ -31,18 +38,6 @@ int32_t v2xspatconv_GateRecord(e_v2xspatconv_source source, const v2xipc_phases_
     return 0;
 }
 void v2xspatconv_GateSwitchOff(e_v2xspatconv_source /*source*/) {}
-// Replaces the gate's buffer of lines: writes a line at once.
-bool v2xspatconv_GateLog(int32_t level, const char* format, ...) {
-    static v2xlog_tag_t tag{"SPAT"};
-    char text[224];
-    va_list values;
-    va_start(values, format);
-    vsnprintf(text, sizeof text, format, values);
-    va_end(values);
-    V2XLOG(tag, level, "%s", text);
-    return true;
-}
-
 namespace {
 
 constexpr uint64_t START = 1000000000; // monotonic time, in microseconds
@@ -68,6 +63,7 @@ protected:
     // Examines "SOURCE MILLISECONDS PHASE:LIGHT:TIME_LEFT ...". The source is L (learner), C (controller) or D (cloud).
     // Returns the verdict as "conflict frozen", in hexadecimal digits.
     std::string examine(const std::string& step, v2xpub_address_t sender = {1, 1}) {
+        const Call call;
         std::istringstream in(step);
         char source = 0;
         uint64_t time = 0;
@@ -85,6 +81,10 @@ protected:
         std::ostringstream out;
         out << std::hex << verdict.hasConflict << " " << verdict.frozen;
         return out.str();
+    }
+    static uint64_t tick(uint64_t time) {
+        const Call call;
+        return v2xspatconv_ChecksTick(START + time) - START;
     }
     // Examines steps, separated by ";", after a new start. Returns the verdicts.
     std::string verdicts(const std::string& plan) {
@@ -212,14 +212,14 @@ TEST_F(Checks, LogStartAndEndOfAnActivity) {
                             "3 check no_yellow: learner: SPAT phase 2: from permissive green to red without yellow",
                             "3 check disagree: learner: SPAT phase 2: permissive green, but red from 1743, for 2.1 s"));
     EXPECT_EQ(counts(), "conflict 3 disagree 1 jump 1 no_yellow 1");
-    EXPECT_EQ(v2xspatconv_ChecksTick(START + 60999999), START + 61000000);
+    EXPECT_EQ(tick(60999999), 61000000U);
     EXPECT_THAT(messages("SPAT"), ElementsAre());
-    EXPECT_EQ(v2xspatconv_ChecksTick(START + 61000000), START + 64100000);
+    EXPECT_EQ(tick(61000000), 64100000U);
     EXPECT_THAT(messages("SPAT"),
                 ElementsAre("4 check conflict: learner: not seen for a minute, 3 times before, SPAT phases 1 2 4",
                             "4 check jump: learner: not seen for a minute, 1 times before, SPAT phases 1",
                             "4 check no_yellow: learner: not seen for a minute, 1 times before, SPAT phases 2"));
-    EXPECT_EQ(v2xspatconv_ChecksTick(START + 70000000), UINT64_MAX);
+    EXPECT_EQ(tick(70000000), UINT64_MAX - START);
 }
 
 TEST_F(Checks, HoldVerdictsUntilTwoRecordsInARowAreFree) {
@@ -231,6 +231,35 @@ TEST_F(Checks, HoldVerdictsUntilTwoRecordsInARowAreFree) {
                              "L31000 3:3:190 4:3:200; L31500 4:5:200; L32000 4:5:200";
     EXPECT_EQ(verdicts(everySecond("3:3:200 4:3:200", 10) + plan),
               "0 0; 0 0; 0 0; 0 0; 0 0; 0 0; 0 0; 0 0; 0 0; 0 0; 0 18; 0 18; 0 18; 0 18; 0 10; 0 10; 0 0; ");
+}
+
+TEST_F(Checks, KeepRowsAndReportChangesOfActivities) {
+    v2x_journal::Select(v2x_journalKind::state, true);
+    m_findings.unmapped[3] = 1;
+    examine("L0 1:5:300 2:5:300");
+    examine("L1000 1:5:290 4:5:300");
+    tick(61000000);
+    examine("L70000 1:5:300 2:5:300");
+    v2x_journal::Select(v2x_journalKind::state, false);
+    const auto& rows = v2xspatconv_ChecksGetRows();
+    const auto& [isActive, count, lastSight, phaseCount, phases] =
+        rows[V2XSPATCONV_CHECK_CONFLICT][V2XSPATCONV_LEARNER];
+    EXPECT_EQ(std::tuple(isActive, count, lastSight, phaseCount), std::tuple(true, 3, START + 70000000, 2));
+    EXPECT_THAT(phases, ElementsAre(1, 2));
+    EXPECT_EQ(rows[V2XSPATCONV_CHECK_UNMAPPED][V2XSPATCONV_LEARNER].count, 3U);
+    EXPECT_FALSE(rows[V2XSPATCONV_CHECK_UNMAPPED][V2XSPATCONV_LEARNER].isActive) << "a notice";
+    EXPECT_EQ(tick(130000000), UINT64_MAX - START);
+    EXPECT_FALSE(isActive);
+    const auto format = [](const v2xspatconv_stateEvent_t& event, const Bytes&) {
+        return (event.isActive ? "starts, last phase " : "ends, last phase ") +
+               std::to_string(event.phases[event.phaseCount - 1]) + ": " + event.text;
+    };
+    const std::string start = "starts, last phase 2: check conflict: learner: SPAT phases 1 and 2 are both green";
+    EXPECT_THAT(takeEntries<v2xspatconv_stateEvent_t>(format),
+                ElementsAre(start,
+                            "ends, last phase 4: check conflict: learner: not seen for a minute, 2 times before, SPAT "
+                            "phases 1 2 4",
+                            start));
 }
 
 // ---- messages of the simulator

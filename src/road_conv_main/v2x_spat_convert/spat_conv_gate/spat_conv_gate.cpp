@@ -10,6 +10,7 @@
 #include "spat_conv_gate_lights.h"
 #include "spat_conv_gate_log.h"
 #include "spat_conv_gate_sources.h"
+#include "spat_conv_gate_unit.h"
 #include "spat_conv_stack_interface.h"
 #include "spat_conv_time.h"
 #include "v2x/v2xcount.h"
@@ -60,25 +61,6 @@ struct Gate {
 
 std::mutex g_mutex; // guards g_gate and the checks, and keeps the order of the records
 Gate g_gate;
-
-// Holds the gate's lock. Writes the log lines of the call after the release.
-class Session {
-public:
-    Session() {
-        g_mutex.lock();
-        v2xspatconv_GateLogSelect(&m_lines);
-    }
-    ~Session() {
-        v2xspatconv_GateLogSelect(nullptr);
-        g_mutex.unlock();
-        v2xspatconv_GateLogWrite(m_lines);
-    }
-    Session(const Session&) = delete;
-    Session& operator=(const Session&) = delete;
-
-private:
-    v2xspatconv_gateLines_t m_lines;
-};
 
 using Buffer = std::span<uint8_t, V2XIPC_RECORD_SIZE>;
 
@@ -135,6 +117,18 @@ int32_t Send(v2xspatconv_recordBytes record) {
     return v2xspatconv_SpatNotify(reinterpret_cast<const v2xipc_phases_t*>(record.data()));
 }
 
+// Sends a record that the gate has made, and stores its lights. `source` is the source of the original record, or
+// V2XSPATCONV_NO_SOURCE. Returns the result of Send.
+int32_t SendMade(uint8_t source, v2xspatconv_recordBytes record) {
+    const int32_t ret = Send(record);
+    if (ret == 0) {
+        v2xspatconv_lights_t lights;
+        v2xspatconv_ReadLights(record, lights);
+        v2xspatconv_UnitHandOver(source, lights, source != V2XSPATCONV_NO_SOURCE, g_gate.now);
+    }
+    return ret;
+}
+
 // Makes the unavailable record of a record: no lights, status 0, the present time.
 void MakeUnavailable(v2xspatconv_recordBytes record, Buffer out) {
     v2xspatconv_ReplaceLights(record, ALL_PHASES, out);
@@ -150,7 +144,7 @@ void MakeUnavailable(v2xspatconv_recordBytes record, Buffer out) {
 void SendUnavailable() {
     uint8_t record[V2XIPC_RECORD_SIZE];
     MakeUnavailable(g_gate.templateRecord, record);
-    Send(record);
+    SendMade(V2XSPATCONV_NO_SOURCE, record);
     g_unavailable.Add();
 }
 
@@ -163,11 +157,12 @@ void UpdateChoice() {
         return;
     }
     const char* const name = V2XSPATCONV_SOURCE_NAMES[*g_gate.chosen];
+    v2xspatconv_stateEvent_t event = {.type = v2xspatconv_stateEvent_t::Type::forwarded, .source = *g_gate.chosen};
     if (g_gate.lastChosen.has_value()) {
-        v2xspatconv_GateLog(V2XLOG_WARN, "%s is forwarded instead of %s", name,
-                            V2XSPATCONV_SOURCE_NAMES[*g_gate.lastChosen]);
+        v2xspatconv_GateLogEvent(event, V2XLOG_WARN, "%s is forwarded instead of %s", name,
+                                 V2XSPATCONV_SOURCE_NAMES[*g_gate.lastChosen]);
     } else {
-        v2xspatconv_GateLog(V2XLOG_INFO, "%s is forwarded", name);
+        v2xspatconv_GateLogEvent(event, V2XLOG_INFO, "%s is forwarded", name);
     }
     g_gate.lastChosen = g_gate.chosen;
 }
@@ -202,12 +197,18 @@ uint64_t AdvanceTo(uint64_t now) {
     return std::min(deadline, g_gate.nextUnavailable);
 }
 
-// Sends the record, or the record without the lights that the verdict replaces. Returns the result of Send.
-int32_t SendChecked(v2xspatconv_recordBytes record, const v2xspatconv_verdict_t& verdict) {
+// Sends the record, or the record without the lights that the verdict replaces. `lights` are those of the record.
+// Returns the result of Send.
+int32_t SendChecked(e_v2xspatconv_source source, v2xspatconv_recordBytes record, const v2xspatconv_lights_t& lights,
+                    const v2xspatconv_verdict_t& verdict) {
     const bool isConflict = verdict.hasConflict && g_gate.guard.m_on_conflict_unavailable;
     const bool isFrozen = verdict.frozen != 0 && g_gate.guard.m_on_frozen_unavailable;
     if (!isConflict && !isFrozen) {
-        return Send(record);
+        const int32_t ret = Send(record);
+        if (ret == 0) {
+            v2xspatconv_UnitHandOver(source, lights, false, g_gate.now);
+        }
+        return ret;
     }
     uint8_t replacement[V2XIPC_RECORD_SIZE];
     if (isConflict) {
@@ -216,7 +217,7 @@ int32_t SendChecked(v2xspatconv_recordBytes record, const v2xspatconv_verdict_t&
         v2xspatconv_ReplaceLights(record, verdict.frozen, replacement);
     }
     g_replaced.Add();
-    return Send(replacement);
+    return SendMade(source, replacement);
 }
 
 bool IsOtherIntersection(e_v2xspatconv_source source, v2xspatconv_recordBytes record) {
@@ -231,6 +232,37 @@ std::optional<uint32_t> MakeHome(const spat_conv_config_t& config) {
     const auto id = static_cast<uint32_t>(config.m_regionId) << 16 | static_cast<uint32_t>(config.m_nodeId);
     return isValid ? std::optional(id) : std::nullopt;
 }
+
+void FillSources(v2xspatconv_sourceRow_t (&rows)[V2XSPATCONV_SOURCES]) {
+    for (const auto source : V2XSPATCONV_ALL_SOURCES) {
+        rows[source] = g_gate.sources[source].Row();
+        rows[source].isForwarded = rows[source].state != v2xspatconv_sourceState::off && Decide(source) == FORWARDED;
+    }
+}
+
+// Holds the gate's lock. Publishes the state of the unit before the release, and writes the log lines of the call after
+// the release.
+class Session {
+public:
+    Session() {
+        g_mutex.lock();
+        v2xspatconv_GateLogSelect(&m_lines);
+    }
+    ~Session() {
+        if (v2xspatconv_unitState_t* const unit = v2xspatconv_UnitPrepare(); unit != nullptr) {
+            FillSources(unit->sources);
+            v2xspatconv_UnitPublish();
+        }
+        v2xspatconv_GateLogSelect(nullptr);
+        g_mutex.unlock();
+        v2xspatconv_GateLogWrite(m_lines);
+    }
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+private:
+    v2xspatconv_gateLines_t m_lines;
+};
 
 } // namespace
 
@@ -248,6 +280,7 @@ void v2xspatconv_GateInit(const spat_conv_config_t& config, uint64_t now) {
         g_gate.sources[source].Init(source, isEnabled[source], staleAfter, now);
     }
     v2xspatconv_ChecksInit(config);
+    v2xspatconv_UnitInit(config.m_control_path[0] != '\0');
 }
 
 void v2xspatconv_GateSwitchOff(e_v2xspatconv_source source) {
@@ -279,7 +312,7 @@ int32_t v2xspatconv_GateRecord(e_v2xspatconv_source source, const v2xipc_phases_
     if (decision != FORWARDED) {
         return 0;
     }
-    const int32_t ret = SendChecked(bytes, verdict);
+    const int32_t ret = SendChecked(source, bytes, lights, verdict);
     if (ret == 0 && lights.count > 0 && g_gate.guard.m_on_stale_unavailable && g_gate.sources[source].IsWatched()) {
         std::copy(bytes.begin(), bytes.end(), g_gate.templateRecord);
         g_gate.hasTemplate = true;
@@ -311,12 +344,5 @@ void v2xspatconv_GateStop(void) {
 
 void v2xspatconv_GateGetSources(v2xspatconv_sourceRow_t (&rows)[V2XSPATCONV_SOURCES]) {
     const Session session;
-    for (const auto source : V2XSPATCONV_ALL_SOURCES) {
-        rows[source] = g_gate.sources[source].Row();
-        rows[source].isForwarded = rows[source].state != v2xspatconv_sourceState::off && Decide(source) == FORWARDED;
-    }
-}
-
-void v2xspatconv_GateReadUnit(v2xspatconv_unitState_t& unit) {
-    v2xspatconv_GateGetSources(unit.sources);
+    FillSources(rows);
 }

@@ -96,15 +96,15 @@ struct v2xspatconv_stateEvent_t {
         forwarded, // the source is forwarded now
         check,     // the check of the source starts (`isActive`) or ends
     };
-    uint64_t time; // wall clock, microseconds
-    Type type;
-    uint8_t source; // e_v2xspatconv_source
-    v2xspatconv_sourceState state;
-    uint8_t check; // e_v2xspatconv_check
-    bool isActive;
-    uint8_t phaseCount;
-    uint8_t phases[32];
-    char text[224]; // the line of the log, NUL-terminated
+    uint64_t time = 0; // wall clock, microseconds
+    Type type = Type::source;
+    uint8_t source = 0; // e_v2xspatconv_source
+    v2xspatconv_sourceState state = v2xspatconv_sourceState::off;
+    uint8_t check = 0; // e_v2xspatconv_check
+    bool isActive = false;
+    uint8_t phaseCount = 0;
+    uint8_t phases[32] = {};
+    char text[224] = {}; // the line of the log, NUL-terminated
 };
 
 // Returns the name of a light (V2XIPC_LIGHT_...), "unknown" for other values. Any thread.

@@ -36,6 +36,10 @@ void v2xspatconv_ChecksInit(const spat_conv_config_t& config);
 // and is not one of the two records in a row that end a verdict. Allocates nothing.
 v2xspatconv_verdict_t v2xspatconv_ChecksExamine(const v2xspatconv_sighting_t& sighting);
 
+// Returns the state of each check of each source. The functions above and below change the rows.
+using v2xspatconv_checkRows_t = v2xspatconv_checkRow_t[V2XSPATCONV_CHECKS][V2XSPATCONV_SOURCES];
+const v2xspatconv_checkRows_t& v2xspatconv_ChecksGetRows(void);
+
 // Ends the checks that have not been seen for a minute. Returns the time at which the next active check can end, or
 // UINT64_MAX.
 uint64_t v2xspatconv_ChecksTick(uint64_t now);

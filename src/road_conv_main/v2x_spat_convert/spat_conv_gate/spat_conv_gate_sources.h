@@ -29,11 +29,12 @@ private:
         char text[32];
     };
     Label FormatLabel() const;
+    v2xspatconv_stateEvent_t Change(v2xspatconv_sourceState state);
     void AcceptStale(bool isInTime, uint64_t now);
     uint64_t WaitForFirst(uint64_t now);
 
     v2xspatconv_sourceRow_t m_row;
-    const char* m_name = "";
+    e_v2xspatconv_source m_source = V2XSPATCONV_LEARNER;
     uint64_t m_staleAfter = 0;
     uint64_t m_start = 0;
     uint64_t m_silentSince = 0; // time of the last accepted record before the source became stale
