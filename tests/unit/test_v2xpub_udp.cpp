@@ -3,6 +3,7 @@
 
 #include <atomic>
 
+#include "journal_entries.h"
 #include "platform_util.h"
 #include "udp_peer.h"
 
@@ -172,6 +173,37 @@ TEST_F(Udp, WaitingReceiveDropsDatagramsOfOtherSenders) {
     EXPECT_EQ(head.m_curMsgLen, 3);
     EXPECT_EQ(StatsOf(m_socket).refusedSender, 2U);
     EXPECT_EQ(StatsOf(m_socket).received, 1U);
+}
+
+TEST_F(Udp, CopiesDeliveredAndSentDatagramsToTheJournal) {
+    Open(Restrict(ServerPara("server with a name of 31 bytes")), 0);
+    const v2xpub_SocketInitPara_t para = SocketPara("client", false, 0, nullptr); // the kernel chooses the port
+    V2X_UDPSOCKHANDLE client = nullptr;
+    ASSERT_EQ(v2xpub_UdpSocketInit(&client, &para, 0), 0);
+    ASSERT_EQ(v2xpub_UdpSocketSetSendAddr(client, "127.0.0.1", m_port), 0);
+    Bytes bytes = pattern(5, 1);
+    v2xpub_UdpSocketDataHead_t head = HeadOf(bytes);
+    v2x_journal::Select(v2x_journalKind::datagram, true);
+    ASSERT_TRUE(UdpPeer(0, INADDR_LOOPBACK + 1).sendTo(m_port, Bytes(1))); // refused
+    ASSERT_EQ(v2xpub_UdpSocketReqSend(client, &head), 0);
+    ASSERT_EQ(v2xpub_UdpSocketRecv(client, &head, 60'000), 0);
+    v2xpub_UdpSocketExit(client);
+    v2xpub_UdpSocketExit(std::exchange(m_socket, nullptr)); // ends the thread that writes the last entry
+    v2x_journal::Select(v2x_journalKind::datagram, false);
+    uint16_t port = 0;
+    auto taps = takeEntries<v2xpub_tap_t>([&](const v2xpub_tap_t& tap, const Bytes& datagram) {
+        EXPECT_NEAR(static_cast<double>(tap.time), static_cast<double>(v2xpub_CommGetCurrentTime64()), 6e7);
+        EXPECT_EQ(datagram, pattern(5, 1));
+        EXPECT_EQ(tap.local.ip & tap.remote.ip, INADDR_LOOPBACK);
+        const bool isClient = tap.local.port != m_port;
+        port = isClient ? tap.local.port : port;
+        EXPECT_EQ(isClient ? tap.remote.port : tap.local.port, m_port);
+        return tap.socket + std::string(tap.isSent ? " sent" : " received") + (tap.remote.port != 0 ? "" : " nowhere");
+    });
+    std::ranges::sort(taps); // two threads write
+    EXPECT_THAT(taps, testing::ElementsAre("client received", "client sent", "server with a name of  received",
+                                           "server with a name of  sent"));
+    EXPECT_NE(port, 0);
 }
 
 TEST_F(Udp, BoundsFieldsWithoutNulAndRejectsServerWithoutPort) {

@@ -101,7 +101,13 @@ int OpenAndBind(v2xpub_udpSocket& socket, const Endpoint& endpoint) {
     local.sin_family = AF_INET;
     local.sin_addr = endpoint.address;
     local.sin_port = htons(endpoint.port);
-    return bind(socket.fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0 ? 0 : errno;
+    if (bind(socket.fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
+        return errno;
+    }
+    socklen_t size = sizeof local;
+    getsockname(socket.fd, reinterpret_cast<sockaddr*>(&local), &size); // the kernel chooses the port if it was 0
+    socket.local = v2xpub_ReadAddress(&local, sizeof local);
+    return 0;
 }
 
 void AddToOpen(v2xpub_udpSocket& socket) {

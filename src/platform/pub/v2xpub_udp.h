@@ -61,6 +61,7 @@ struct v2xpub_udpSocket {
     // Address and port of the destination in one word, so that senders need no lock. 0 means no destination.
     std::atomic<uint64_t> destination{0};
 
+    v2xpub_address_t local;           // for the journal; constant after the socket is opened
     v2xpub_udpSocket* next = nullptr; // the next entry in the list of open sockets
 
     std::atomic<uint64_t> received{0};
@@ -85,6 +86,11 @@ inline uint64_t v2xpub_Increment(std::atomic<uint64_t>& counter) {
 
 // Adds the drops since the previous call to `kernelDrops`. `total` is the kernel's drop counter, which wraps.
 void v2xpub_CountKernelDrops(v2xpub_udpSocket& socket, uint32_t total);
+
+// Copies a datagram of `length` bytes that the socket has received from or sent to `remote` to the journal, if
+// datagrams are selected. Any thread.
+void v2xpub_Tap(const v2xpub_udpSocket& socket, bool isSent, const sockaddr_in& remote, const uint8_t* data,
+                ssize_t length);
 
 // The receive thread. `socket` points to a v2xpub_udpSocket. The thread ends after isStopping is set and the socket is
 // shut down. Returns null.

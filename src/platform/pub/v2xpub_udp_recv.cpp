@@ -109,6 +109,7 @@ void Deliver(v2xpub_udpSocket& socket, ssize_t length, sockaddr_in& sender) {
         return;
     }
     v2xpub_Increment(socket.received);
+    v2xpub_Tap(socket, false, sender, socket.buffer.get(), length);
     v2xpub_UdpSocketDataHead_t head{static_cast<int16_t>(length), socket.buffer.get()};
     socket.callback(&socket, &head, &sender, sizeof sender);
 }
@@ -193,6 +194,7 @@ int32_t v2xpub_UdpSocketRecv(V2X_UDPSOCKHANDLE handle, v2xpub_UdpSocketDataHead_
     if (result == 0) {
         data->m_curMsgLen = static_cast<int16_t>(length);
         v2xpub_Increment(handle->received);
+        v2xpub_Tap(*handle, false, sender, data->mp_data, length);
     }
     return result;
 }

@@ -50,6 +50,7 @@ int32_t SendTo(v2xpub_udpSocket& socket, const v2xpub_UdpSocketDataHead_t& data,
         return CountSendError(socket, to, errno);
     }
     v2xpub_Increment(socket.sent);
+    v2xpub_Tap(socket, true, to, data.mp_data, result);
     return 0;
 }
 
