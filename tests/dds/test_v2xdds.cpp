@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "dds/dds_test.h"
+#include "journal_entries.h"
 #include "udp_peer.h"
 #include "v2xdds_reader.h"
 
@@ -142,6 +143,24 @@ TEST_F(Calls, SendOnDeclaredTopicsOfARunningParticipantOnly) {
         EXPECT_EQ(one.matched("r"), 0);
         one.destroy();
     }
+}
+
+TEST_F(Samples, AreCopiedToTheJournalIfSelected) {
+    const std::string topic(200, 't');
+    Participant both({{topic.c_str()}, {topic.c_str(), Inbox::take}});
+    ASSERT_TRUE(both.awaits(topic.c_str(), 1));
+    v2x_journal::Select(v2x_journalKind::sample, true);
+    EXPECT_EQ(both.send(topic.c_str(), pattern(1025, 1)), 0);
+    ASSERT_TRUE(eventually([] { return Inbox::all().size() == 2; }));
+    v2x_journal::Select(v2x_journalKind::sample, false);
+    Bytes bytes[2];
+    takeEntries<dds_tap_t>([&](const dds_tap_t& tap, const Bytes& octets) {
+        EXPECT_EQ(tap.topic, topic.substr(0, 126));
+        EXPECT_NEAR(static_cast<double>(tap.time) / 1e6, static_cast<double>(time(nullptr)), 60);
+        bytes[tap.isSent].insert(bytes[tap.isSent].end(), octets.begin(), octets.end());
+        return "";
+    });
+    EXPECT_THAT(bytes, testing::Each(pattern(1025, 1)));
 }
 
 TEST_F(Samples, OfOnePayloadStayTogether) {

@@ -11,6 +11,7 @@
 #include "v2xdds_cdr.h"
 #include "v2xdds_log.h"
 #include "v2xdds_qos.h"
+#include "v2xdds_tap.h"
 
 namespace {
 
@@ -121,6 +122,7 @@ bool v2xdds_reader::DeliverOne() {
     g_samples.Add();
     for (size_t at = 0; at < octets->size(); at += V2XDDS_SAMPLE_MAX) {
         const size_t length = std::min<size_t>(octets->size() - at, V2XDDS_SAMPLE_MAX);
+        v2xdds_Tap(m_topic, false, octets->subspan(at, length));
         m_callback(m_sample.data() + V2XDDS_CDR_HEAD + at, static_cast<unsigned int>(length));
     }
     return true;

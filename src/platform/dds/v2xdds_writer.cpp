@@ -11,6 +11,7 @@
 #include "v2xdds_cdr.h"
 #include "v2xdds_log.h"
 #include "v2xdds_qos.h"
+#include "v2xdds_tap.h"
 
 namespace {
 
@@ -130,6 +131,7 @@ bool v2xdds_writer::SendSample(std::span<const uint8_t> octets) {
         m_writer->release_change(change);
         return false;
     }
+    v2xdds_Tap(m_topic, true, octets);
     return true;
 }
 
