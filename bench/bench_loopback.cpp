@@ -1,7 +1,9 @@
-// Measures the latency from a learner report to the resulting datagram, and the sustained rate. The baseline is a loop
-// that only receives a datagram and sends a ready-made datagram of the daemon's size. A second daemon has a sender
-// filter of 16 entries, of which the last accepts the learner. The daemons and the baseline alternate, so that other
-// load on the machine affects all. usage: bench_loopback [ROUNDS]    default: 10
+// Measures the latency from a learner report to the resulting datagram, back to back and at 200 reports a second, and
+// the sustained rate. The baseline is a loop that only receives a datagram and sends a ready-made datagram of the
+// daemon's size. A second daemon has a sender filter of 16 entries, of which the last accepts the learner. Three more
+// daemons have a control socket: one has no client, one has eight clients that read each event, and one has eight
+// clients that never read. The daemons and the baseline alternate, so that other load on the machine affects all.
+// usage: bench_loopback [ROUNDS]    default: 10
 #include <algorithm>
 #include <arpa/inet.h>
 #include <chrono>
@@ -13,15 +15,19 @@
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 #include "unit.h"
+#include "watchers.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
 constexpr int LATENCY_SAMPLES = 2000; // per round
+constexpr int PACED_SAMPLES = 400;    // per round
+constexpr auto PACED_PERIOD = std::chrono::microseconds(5000);
 constexpr int RATE_DATAGRAMS = 40000; // per round
 constexpr int WINDOW = 64;            // unanswered reports during the rate measurement; few enough to lose none
 constexpr int WARM_UP = 500;
@@ -31,8 +37,11 @@ struct Series {
     const char* name;
     const Unit& unit; // sends the reports and receives the datagrams
     pid_t pid;
-    uint16_t port; // receives the reports
+    uint16_t port;           // receives the reports
+    size_t baseline = 0;     // index of the series that the ratio refers to
+    pid_t reader = getpid(); // reads the events
     std::vector<double> latencies{};
+    std::vector<double> paced{}; // latencies
     std::vector<double> rates{};
 };
 
@@ -99,20 +108,42 @@ int bindSocket(uint16_t* port) {
     return fd;
 }
 
+// Receives one record. Ignores the daemon's requests for SPAT, which arrive at the same socket.
 void receiveOne(const Unit& unit) {
+    constexpr ssize_t REQUEST_SIZE = 28;
     uint8_t buffer[8192];
-    if (recv(unit.stack.fd(), buffer, sizeof buffer, 0) <= 0) {
+    ssize_t length = 0;
+    do {
+        length = recv(unit.stack.fd(), buffer, sizeof buffer, 0);
+    } while (length == REQUEST_SIZE);
+    if (length <= 0) {
         fprintf(stderr, "bench_loopback: no datagram within 2 s\n");
         exit(1);
     }
 }
 
+// Returns the latency of one report in microseconds.
+double measureOne(const Series& series, const Bytes& bytes) {
+    const auto start = Clock::now();
+    series.unit.learner.sendTo(series.port, bytes);
+    receiveOne(series.unit);
+    return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
+}
+
 void measureLatency(Series& series, const Bytes& bytes, int samples) {
     for (int i = 0; i < samples; i++) {
-        const auto start = Clock::now();
-        series.unit.learner.sendTo(series.port, bytes);
-        receiveOne(series.unit);
-        series.latencies.push_back(std::chrono::duration<double, std::micro>(Clock::now() - start).count());
+        series.latencies.push_back(measureOne(series, bytes));
+    }
+}
+
+// Each process gets its reports at an interval of PACED_PERIOD. The processes take turns.
+void measurePaced(std::vector<Series>& all, const Bytes& bytes) {
+    auto next = Clock::now();
+    for (int i = 0; i < PACED_SAMPLES; i++) {
+        for (Series& series : all) {
+            std::this_thread::sleep_until(next += PACED_PERIOD / all.size());
+            series.paced.push_back(measureOne(series, bytes));
+        }
     }
 }
 
@@ -135,23 +166,26 @@ double quantile(std::vector<double> values, double share) {
 }
 
 void print(const Series& series) {
-    printf("  %-16s  p50 %7.1f us   p99 %7.1f us   %8.0f datagrams/s\n", series.name, quantile(series.latencies, 0.5),
-           quantile(series.latencies, 0.99), quantile(series.rates, 0.5));
+    printf("  %-18s  p50 %7.1f us   p99 %7.1f us   paced p50 %7.1f us   %8.0f datagrams/s\n", series.name,
+           quantile(series.latencies, 0.5), quantile(series.latencies, 0.99), quantile(series.paced, 0.5),
+           quantile(series.rates, 0.5));
 }
 
-void printRatio(const Series& daemon, const Series& bare) {
-    printf("  ratio             p50 %7.2f      p99 %7.2f      rate %7.2f\n",
-           quantile(daemon.latencies, 0.5) / quantile(bare.latencies, 0.5),
-           quantile(daemon.latencies, 0.99) / quantile(bare.latencies, 0.99),
-           quantile(daemon.rates, 0.5) / quantile(bare.rates, 0.5));
+void printRatio(const Series& daemon, const Series& baseline) {
+    printf("  ratio to %-9s  p50 %7.2f      p99 %7.2f      paced p50 %7.2f      rate %7.2f\n", baseline.name,
+           quantile(daemon.latencies, 0.5) / quantile(baseline.latencies, 0.5),
+           quantile(daemon.latencies, 0.99) / quantile(baseline.latencies, 0.99),
+           quantile(daemon.paced, 0.5) / quantile(baseline.paced, 0.5),
+           quantile(daemon.rates, 0.5) / quantile(baseline.rates, 0.5));
 }
 
-// The first entry of `all` is the baseline.
+// The first entry of `all` is the bare loop.
 void measure(const Placement& placement, std::vector<Series> all, int rounds) {
     const Bytes bytes = makeReport();
     pin(getpid(), placement.peers);
     for (Series& series : all) {
         pin(series.pid, placement.loop);
+        pin(series.reader, placement.peers);
         measureLatency(series, bytes, WARM_UP);
         series.latencies.clear();
     }
@@ -160,12 +194,13 @@ void measure(const Placement& placement, std::vector<Series> all, int rounds) {
             measureLatency(series, bytes, LATENCY_SAMPLES);
             measureRate(series, bytes);
         }
+        measurePaced(all, bytes);
     }
     printf("%s, %d rounds\n", placement.name, rounds);
     print(all.front());
     for (size_t i = 1; i < all.size(); i++) {
         print(all[i]);
-        printRatio(all[i], all.front());
+        printRatio(all[i], all[all[i].baseline]);
     }
 }
 
@@ -186,6 +221,22 @@ std::string makeFilter() {
     return text + "\"127.0.0.0/24\");";
 }
 
+std::string controlPath(const Unit& unit) {
+    return unit.folder.path() + "/control";
+}
+
+// Starts a daemon with a control socket. `suffix` makes its topics differ from those of the other daemons.
+void startWithControl(Unit& unit, const char* suffix) {
+    unit.device += suffix;
+    unit.moreGroups = "Control = { Path = \"" + controlPath(unit) + "\"; };";
+    startDaemon(unit);
+}
+
+// Returns a series of a daemon; the baseline is the series with this index.
+Series seriesOf(const char* name, const Unit& unit, size_t baseline) {
+    return {name, unit, unit.daemon->pid(), unit.reportPort, baseline};
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -196,6 +247,14 @@ int main(int argc, char** argv) {
     filtered.device += "F";
     filtered.learnerKeys += makeFilter();
     startDaemon(filtered);
+    Unit unwatched;
+    startWithControl(unwatched, "C");
+    Unit watched;
+    startWithControl(watched, "W");
+    const Watchers watchers(controlPath(watched), true);
+    Unit unread;
+    startWithControl(unread, "U");
+    const Watchers silentWatchers(controlPath(unread), false);
 
     uint16_t barePort = 0;
     const int fd = bindSocket(&barePort);
@@ -209,10 +268,15 @@ int main(int argc, char** argv) {
     printf("each report has %zu bytes, each datagram %zu bytes\n", makeReport().size(), length);
     for (const Placement& placement : PLACEMENTS) {
         if (placement.loop < sysconf(_SC_NPROCESSORS_ONLN)) {
+            Series watchedSeries = seriesOf("8 watchers read", watched, 1);
+            watchedSeries.reader = watchers.pid();
             measure(placement,
                     {{"bare", unit, loop, barePort},
-                     {"daemon", unit, unit.daemon->pid(), unit.reportPort},
-                     {"daemon, filter", filtered, filtered.daemon->pid(), filtered.reportPort}},
+                     seriesOf("daemon", unit, 0),
+                     seriesOf("daemon, filter", filtered, 0),
+                     seriesOf("control socket", unwatched, 1),
+                     watchedSeries,
+                     seriesOf("8 never read", unread, 1)},
                     rounds);
         }
     }
