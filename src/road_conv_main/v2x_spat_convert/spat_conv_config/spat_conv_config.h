@@ -16,6 +16,8 @@ enum e_v2xspatconv_source : uint8_t {
 };
 inline constexpr int32_t V2XSPATCONV_SOURCES = 3;
 inline constexpr const char* V2XSPATCONV_SOURCE_NAMES[V2XSPATCONV_SOURCES] = {"learner", "1743", "cloud"};
+// Names of the UDP sockets that receive the reports of the sources.
+inline constexpr const char* V2XSPATCONV_SOCKET_NAMES[V2XSPATCONV_SOURCES] = {"QUOR_RECV_SG", "1743_RECV_SG", ""};
 
 // The plausibility checks of the gate.
 enum e_v2xspatconv_check : uint8_t {

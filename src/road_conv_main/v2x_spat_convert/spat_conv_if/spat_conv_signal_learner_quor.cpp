@@ -57,7 +57,7 @@ int32_t StartReceiving(const spat_conv_config_t& spatconv_cfg) {
         V2XLOG(g_quorLog, V2XLOG_ERROR, "Creat LM_Heart_Data error");
         return -2;
     }
-    const v2xspatconv_receiveSocket_t socket = {"QUOR_RECV_SG", V2XSPATCONV_LEARNER, spatconv_cfg.m_learn_machine_info,
+    const v2xspatconv_receiveSocket_t socket = {V2XSPATCONV_LEARNER, spatconv_cfg.m_learn_machine_info,
                                                 v2xspatconv_GetLearnMachineDataRcv};
     return v2xspatconv_OpenReceiveSocket(g_quorLog, socket, spatconv_cfg.m_guard) ? 0 : -3;
 }

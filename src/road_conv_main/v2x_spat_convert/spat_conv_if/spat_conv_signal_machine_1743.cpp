@@ -33,8 +33,7 @@ int32_t StartReceiving(const spat_conv_config_t& spatconv_cfg) {
         }
     }
     initBuffer();
-    const v2xspatconv_receiveSocket_t socket = {"1743_RECV_SG", V2XSPATCONV_1743,
-                                                spatconv_cfg.m_signal_machine_1743_info,
+    const v2xspatconv_receiveSocket_t socket = {V2XSPATCONV_1743, spatconv_cfg.m_signal_machine_1743_info,
                                                 v2xspatconv_GetSignalMachine1743DataRcv};
     return v2xspatconv_OpenReceiveSocket(g_1743Log, socket, spatconv_cfg.m_guard) ? 0 : -3;
 }

@@ -16,7 +16,7 @@ bool v2xspatconv_OpenReceiveSocket(v2xlog_tag_t& tag, const v2xspatconv_receiveS
                                    const v2xspatconv_guard_t& guard) {
     const v2xspatconv_sourceGuard_t& settings = guard.m_sources[socket.source];
     v2xpub_SocketInitPara_t para = {};
-    snprintf(para.m_sockName, sizeof para.m_sockName, "%s", socket.name);
+    snprintf(para.m_sockName, sizeof para.m_sockName, "%s", V2XSPATCONV_SOCKET_NAMES[socket.source]);
     const bool hasLocalIp = settings.m_local_ip[0] != '\0';
     snprintf(para.m_localIP, sizeof para.m_localIP, "%s", hasLocalIp ? settings.m_local_ip : "0.0.0.0");
     para.m_svrPort = static_cast<uint16_t>(socket.device.m_local_port);

@@ -10,7 +10,6 @@ V2X_UDPSOCKHANDLE v2xspatconv_OpenSignalSocket(v2xlog_tag_t& tag, const v2xpub_S
 
 // The receive socket of a device.
 struct v2xspatconv_receiveSocket_t {
-    const char* name;
     e_v2xspatconv_source source;
     const learn_machine_info_t& device;
     v2xpub_msgFunc callback;
