@@ -25,7 +25,7 @@ TEST(Journal, CountsTheNewestEntriesThatDoNotFit) {
             return "";
         });
         EXPECT_GE(next, 1023U); // one less if the end of the ring has a gap
-        EXPECT_EQ(next + v2x_journal::TakeLost(), WRITTEN);
+        EXPECT_EQ(next + v2x_journal::TakeLost(v2x_journalKind::sample), WRITTEN);
     }
 }
 
@@ -48,7 +48,7 @@ TEST(Journal, KeepsEntriesOfTwoWritersWhole) {
                     EXPECT_EQ(body, pattern(head[1] % 7 == 0 ? 65528 : head[1] % 1000, 1));
                     return "";
                 }).size();
-        const uint64_t more = v2x_journal::TakeLost();
+        const uint64_t more = v2x_journal::TakeLost(v2x_journalKind::sample);
         done += more;
         lost += more;
     }

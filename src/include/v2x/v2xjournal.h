@@ -18,6 +18,7 @@ enum class v2x_journalKind : uint16_t {
     record,   // v2xspatconv_recordEvent_t, then its lights
     state,    // v2xspatconv_stateEvent_t
 };
+inline constexpr size_t V2X_JOURNAL_KINDS = 4;
 
 class v2x_journal {
 public:
@@ -35,7 +36,7 @@ public:
             gap = size > untilWrap ? untilWrap : 0;
             // The difference is negative if `at` is out of date; the exchange then fails.
             if (static_cast<int64_t>(at + gap + size - s_begin.load(std::memory_order_acquire)) > int64_t{SIZE}) {
-                s_lost.fetch_add(1, std::memory_order_relaxed);
+                s_lost[static_cast<size_t>(kind)].fetch_add(1, std::memory_order_relaxed);
                 return;
             }
         } while (!s_end.compare_exchange_weak(at, at + gap + size, std::memory_order_relaxed));
@@ -89,8 +90,10 @@ public:
         return true;
     }
 
-    // Returns the number of entries that were lost since the last call.
-    static uint64_t TakeLost() { return s_lost.exchange(0, std::memory_order_relaxed); }
+    // Returns the number of entries of the kind that were lost since the last call.
+    static uint64_t TakeLost(v2x_journalKind kind) {
+        return s_lost[static_cast<size_t>(kind)].exchange(0, std::memory_order_relaxed);
+    }
 
 private:
     struct Head {
@@ -123,6 +126,6 @@ private:
     alignas(ALIGNMENT) static inline constinit uint8_t s_bytes[SIZE] = {};
     static inline constinit std::atomic<uint64_t> s_begin{0}; // bytes read since the start
     static inline constinit std::atomic<uint64_t> s_end{0};   // bytes reserved by writers since the start
-    static inline constinit std::atomic<uint64_t> s_lost{0};
+    static inline constinit std::atomic<uint64_t> s_lost[V2X_JOURNAL_KINDS] = {}; // index: v2x_journalKind
     static inline constinit std::atomic<uint32_t> s_selected{0};
 };
