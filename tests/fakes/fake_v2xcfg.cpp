@@ -51,6 +51,10 @@ int32_t v2xcfg_GetNodeValue(V2X_CFGHANDLE, e_v2xcfg_type type, const char* key, 
     }
 }
 
+bool v2xcfg_HasKey(const char* key) {
+    return fakes::cfgTree.contains(key);
+}
+
 int32_t v2xcfg_ExitContext(V2X_CFGHANDLE) {
     return 0;
 }

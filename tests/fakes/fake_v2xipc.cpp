@@ -28,6 +28,11 @@ const char* v2xipc_GetCfgErrorText(void) {
     return "the port table's own reason";
 }
 
+void v2xipc_VisitSettings(v2xipc_settingFun visit, void* arg) {
+    visit(arg, "ipc.hosts.RSU_RCV", fakes::ipcConf.m_rsu_rcv_ip, 0);
+    visit(arg, "ipc.app_rs_rcvport", nullptr, fakes::ipcConf.m_app_rs_rcvport);
+}
+
 int32_t v2xipc_GetIpcConfValue(const v2x_ipc_config_t** conf) {
     *conf = &fakes::ipcConf;
     return 0;

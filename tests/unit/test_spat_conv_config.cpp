@@ -6,6 +6,7 @@
 
 #include "fixture.h"
 #include "spat_conv_config.h"
+#include "spat_conv_config_settings.h"
 #include "temp_folder.h"
 #include "v2x/v2xlog.h"
 
@@ -163,6 +164,68 @@ TEST_F(Config, ReadsSettingsOfTheGuard) {
         EXPECT_STREQ(m_config->m_control_path, "/run/spat.sock");
         EXPECT_EQ(fakes::logged("rsuSpatConfigInfo.PhaseRelationship.PhaseID2 node error").at(0).level, V2XLOG_TRACE);
         EXPECT_THAT(problems(), testing::IsEmpty());
+    });
+}
+
+TEST_F(Config, ListsSettingsInForce) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe"; // a process that has loaded no other file
+    inChild([this] {
+        ASSERT_EQ(load("LearnMachine = { IsEnable = true; Port = 70000; OnlyFrom = [\"10.0.0.0/8\", \"10.1.1.1\"];\n"
+                       "PhaseRelationship = { PhaseID3 = 7; PhaseID9 = 1; }; StaleAfter = 1.5; };\n"
+                       "Guard = { SourcePriority = \"learner\"; Conflicts = ((1, 2), (1, 4)); OnStale = \"nothing\";\n"
+                       "Ignore = [\"jump\", \"no_yellow:5\"]; }; regionId = 1;"),
+                  0);
+        std::string seen;
+        cJSON* const settings = v2xspatconv_ListSettings(*m_config);
+        for (const cJSON* one = settings->child; one != nullptr; one = one->next) {
+            const std::string file = cJSON_GetObjectItem(one, "file")->valuestring;
+            const std::string key = cJSON_GetObjectItem(one, "key")->valuestring;
+            char* const value = cJSON_PrintUnformatted(cJSON_GetObjectItem(one, "value"));
+            seen += (file == "conf/v2x_spat_convert.cfg" ? ""
+                     : file == m_sysinfo                 ? "sysinfo:"
+                                                         : file + ":") +
+                    key.substr(key.find('.') + 1) + (cJSON_IsTrue(cJSON_GetObjectItem(one, "default")) ? "* " : " ") +
+                    (file != m_sysinfo && key.ends_with("Sysinfoname") ? "" : value) + "\n";
+            cJSON_free(value);
+        }
+        cJSON_Delete(settings);
+        EXPECT_EQ(seen, R"(Sysinfoname 
+nodeId* 0
+regionId 1
+PhaseRelationship* []
+LearnMachine.IsEnable true
+LearnMachine.Ip* ""
+LearnMachine.Port 4464
+LearnMachine.LocalPort* 0
+LearnMachine.LocalIp* "0.0.0.0"
+LearnMachine.OnlyFrom ["10.0.0.0/8","10.1.1.1"]
+LearnMachine.StaleAfter 1.5
+LearnMachine.PhaseRelationship [[3,7],[9,1]]
+SignalMachine1743.IsEnable* false
+SignalMachine1743.Ip* ""
+SignalMachine1743.Port* 0
+SignalMachine1743.LocalPort* 0
+SignalMachine1743.LocalIp* "0.0.0.0"
+SignalMachine1743.OnlyFrom* []
+SignalMachine1743.StaleAfter* 10
+SignalMachine1743.PhaseRelationship* []
+Corrections.SpatDown* false
+Corrections.ReplyItems* false
+Corrections.QuietLog* false
+Cloud.StaleAfter* 0
+Guard.SourcePriority ["learner"]
+Guard.OnStale "nothing"
+Guard.Conflicts [[1,2],[1,4]]
+Guard.OnConflict* "nothing"
+Guard.OnFrozen* "nothing"
+Guard.Ignore ["jump","no_yellow:5"]
+Control.Path* ""
+conf/v2x_ipc.cfg:hosts.RSU_RCV* "127.0.0.1"
+conf/v2x_ipc.cfg:app_rs_rcvport* 20010
+sysinfo:device_id "RSU7"
+sysinfo:device_name "west"
+sysinfo:module_hardware_version "9"
+)");
     });
 }
 

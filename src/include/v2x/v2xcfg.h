@@ -41,6 +41,10 @@ int32_t v2xcfg_InitContext(V2X_CFGHANDLE* root, const char* path);
 int32_t v2xcfg_GetNodeValue(V2X_CFGHANDLE root, e_v2xcfg_type type, const char* key, void* destination,
                             int32_t* length);
 
+// Returns true if v2xcfg_GetNodeValue has found the key, or a key in the group of this name, in a file since the start
+// of the process. Any thread.
+bool v2xcfg_HasKey(const char* key);
+
 // Frees the context; ignores null. Returns 0.
 int32_t v2xcfg_ExitContext(V2X_CFGHANDLE root);
 

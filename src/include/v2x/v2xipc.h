@@ -22,6 +22,10 @@ struct v2x_ipc_config_t {
     char m_local_ip[32];
 };
 
+// Calls `visit` with the key and the value in force of each setting: `text`, or `number` if `text` is null. Any thread.
+using v2xipc_settingFun = void (*)(void* arg, const char* key, const char* text, int32_t number);
+void v2xipc_VisitSettings(v2xipc_settingFun visit, void* arg);
+
 // Return the senders that the daemon accepts at its two sockets to the stack application, and at its socket for the log
 // tool. Without ipc.local_ip every sender is accepted. The stack application is ipc.hosts.RSU_RCV. If that is a
 // loop-back address and ipc.local_ip is not, a stack application at all addresses answers from ipc.local_ip: this

@@ -213,6 +213,7 @@ int32_t v2xcfg_GetNodeValue(V2X_CFGHANDLE root, e_v2xcfg_type type, const char* 
     if (value.setting == nullptr) {
         return Fail(-1, root->path + ": " + key, "not found");
     }
+    v2xcfg_AddFoundKey(key);
     return LogFailure(Get(value, type, destination, length));
 }
 

@@ -28,3 +28,6 @@ inline const char* v2xcfg_TypeName(int type) {
     static_assert(sizeof(NAMES) / sizeof(*NAMES) == CONFIG_TYPE_LIST + 1);
     return NAMES[type];
 }
+
+// Stores that a file contains the key, for v2xcfg_HasKey.
+void v2xcfg_AddFoundKey(const std::string& key);

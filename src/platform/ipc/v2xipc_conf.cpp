@@ -235,6 +235,14 @@ const char* v2xipc_GetCfgErrorText(void) {
     return g_errorText;
 }
 
+void v2xipc_VisitSettings(v2xipc_settingFun visit, void* arg) {
+    visit(arg, LOCAL_IP_KEY, g_conf.m_local_ip, 0);
+    for (const PortRow& row : PORTS) {
+        visit(arg, row.key, nullptr, static_cast<uint16_t>(g_conf.*row.field));
+    }
+    visit(arg, HOST_KEY, g_conf.m_rsu_rcv_ip, 0);
+}
+
 int32_t v2xipc_GetIpcConfValue(const v2x_ipc_config_t** conf) {
     if (conf == nullptr) {
         return -2;

@@ -1,10 +1,8 @@
 #include "spat_conv_config.h"
 
 #include <atomic>
-#include <cstddef>
 #include <cstdio>
 #include <cstring>
-#include <iterator>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -12,6 +10,7 @@
 #include "spat_conv_config_guard.h"
 #include "spat_conv_config_log.h"
 #include "spat_conv_config_review.h"
+#include "spat_conv_config_rows.h"
 #include "v2x/v2xlog.h"
 
 namespace {
@@ -25,45 +24,9 @@ std::mutex g_convcfg_lock; // locked during a load, which changes the variables 
 std::atomic<bool> g_convcfg_active{false};
 char g_errorText[512] = "";
 
-constexpr char SYSINFO_KEY[] = "rsuSpatConfigInfo.Sysinfoname";
-constexpr char PHASE_PREFIX[] = "rsuSpatConfigInfo.PhaseRelationship";
-constexpr char PHASE_KEYS[] = "rsuSpatConfigInfo.PhaseRelationship.PhaseID#";
-
-struct KeyRow {
-    const char* key;
-    e_v2xcfg_type type;
-    int32_t length; // maximum length of a string in characters; 0 for other types
-    size_t offset;  // offset of the field in spat_conv_config_t, in bytes
-};
-
-#define CFG_ROW(key, type, length, member)                                                                             \
-    { "rsuSpatConfigInfo." key, type, length, offsetof(spat_conv_config_t, member) }
-
-constexpr KeyRow SYSINFO_ROW = CFG_ROW("Sysinfoname", V2XCFG_TYPE_STRING, 127, m_SysinfoName);
-
-// A missing key is not logged.
-constexpr KeyRow OPTIONAL_ROWS[] = {
-    CFG_ROW("LearnMachine.IsEnable", V2XCFG_TYPE_BOOL, 0, m_learn_machine_info.m_is_enable),
-    CFG_ROW("LearnMachine.Ip", V2XCFG_TYPE_STRING, 31, m_learn_machine_info.m_ip),
-    CFG_ROW("LearnMachine.Port", V2XCFG_TYPE_INT32, 0, m_learn_machine_info.m_port),
-    CFG_ROW("LearnMachine.LocalPort", V2XCFG_TYPE_INT32, 0, m_learn_machine_info.m_local_port),
-    CFG_ROW("SignalMachine1743.IsEnable", V2XCFG_TYPE_BOOL, 0, m_signal_machine_1743_info.m_is_enable),
-    CFG_ROW("SignalMachine1743.Ip", V2XCFG_TYPE_STRING, 31, m_signal_machine_1743_info.m_ip),
-    CFG_ROW("SignalMachine1743.Port", V2XCFG_TYPE_INT32, 0, m_signal_machine_1743_info.m_port),
-    CFG_ROW("SignalMachine1743.LocalPort", V2XCFG_TYPE_INT32, 0, m_signal_machine_1743_info.m_local_port),
-    CFG_ROW("Corrections.SpatDown", V2XCFG_TYPE_BOOL, 0, m_corrections.m_spat_down),
-    CFG_ROW("Corrections.ReplyItems", V2XCFG_TYPE_BOOL, 0, m_corrections.m_reply_items),
-    CFG_ROW("Corrections.QuietLog", V2XCFG_TYPE_BOOL, 0, m_corrections.m_quiet_log),
-};
-
-constexpr KeyRow IDENTITY_ROWS[] = {
-    CFG_ROW("nodeId", V2XCFG_TYPE_INT32, 0, m_nodeId),
-    CFG_ROW("regionId", V2XCFG_TYPE_INT32, 0, m_regionId),
-};
-
 // Reads one key into its field. A missing or invalid value leaves the field 0. The configuration library logs an
 // invalid value. Returns the result of v2xcfg_GetNodeValue.
-int32_t ReadRow(const KeyRow& row) {
+int32_t ReadRow(const v2xspatconv_keyRow_t& row) {
     int32_t length = row.length;
     char* field = reinterpret_cast<char*>(&g_spatconv_cfg) + row.offset;
     return v2xcfg_GetNodeValue(gp_convcfg_root, row.type, row.key, field, &length);
@@ -71,11 +34,11 @@ int32_t ReadRow(const KeyRow& row) {
 
 // Returns the names of all keys. In a name, a '#' at the end means 0 to 255.
 std::vector<const char*> ListKeys() {
-    std::vector<const char*> keys = {SYSINFO_KEY, PHASE_KEYS};
-    for (const KeyRow& row : OPTIONAL_ROWS) {
+    std::vector<const char*> keys = {V2XSPATCONV_SYSINFO_ROW.key, V2XSPATCONV_PHASE_KEYS};
+    for (const v2xspatconv_keyRow_t& row : V2XSPATCONV_OPTIONAL_ROWS) {
         keys.push_back(row.key);
     }
-    for (const KeyRow& row : IDENTITY_ROWS) {
+    for (const v2xspatconv_keyRow_t& row : V2XSPATCONV_IDENTITY_ROWS) {
         keys.push_back(row.key);
     }
     v2xspatconv_AddGuardKeys(keys);
@@ -85,8 +48,8 @@ std::vector<const char*> ListKeys() {
 // Reads the identity of the road-side unit. Returns 0; -3 if the key of the system-information file is missing; -4 if
 // no device_id can be read from the file. Without the identity the load fails.
 int32_t LoadSysinfo() {
-    if (ReadRow(SYSINFO_ROW) != 0) {
-        V2XLOG(g_scfgLog, V2XLOG_WARN, "%s node error ", SYSINFO_KEY);
+    if (ReadRow(V2XSPATCONV_SYSINFO_ROW) != 0) {
+        V2XLOG(g_scfgLog, V2XLOG_WARN, "%s node error ", V2XSPATCONV_SYSINFO_ROW.key);
         snprintf(g_errorText, sizeof g_errorText, "%s", v2xcfg_GetErrorText());
         v2xcfg_Collect(V2XCFG_ERROR, g_errorText);
         return -3;
@@ -106,11 +69,11 @@ int32_t LoadSysinfo() {
 // -6 for an invalid setting of the guard.
 int32_t LoadTree() {
     const int32_t ret = LoadSysinfo();
-    for (const KeyRow& row : OPTIONAL_ROWS) {
+    for (const v2xspatconv_keyRow_t& row : V2XSPATCONV_OPTIONAL_ROWS) {
         ReadRow(row);
     }
-    GetPhaseRelationship(gp_convcfg_root, PHASE_PREFIX, &g_spatconv_cfg.m_phase_relationship);
-    for (const KeyRow& row : IDENTITY_ROWS) {
+    GetPhaseRelationship(gp_convcfg_root, V2XSPATCONV_PHASE_GROUP, &g_spatconv_cfg.m_phase_relationship);
+    for (const v2xspatconv_keyRow_t& row : V2XSPATCONV_IDENTITY_ROWS) {
         if (ReadRow(row) != 0) {
             V2XLOG(g_scfgLog, V2XLOG_WARN, "%s node error", row.key);
         }

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "spat_conv_config_log.h"
+#include "spat_conv_config_show.h"
 
 namespace {
 
@@ -282,14 +283,15 @@ void ReadIgnore(Reader& reader, const char* key, e_v2xspatconv_source /*source*/
 struct Row {
     const char* key;
     void (*read)(Reader& reader, const char* key, e_v2xspatconv_source source);
+    v2xspatconv_showFun show;    // null: another table shows the key
     e_v2xspatconv_source source; // ignored for keys that belong to no source
 };
 
 #define DEVICE_ROWS(group, source)                                                                                     \
-    {"rsuSpatConfigInfo." group ".LocalIp", ReadLocalIp, source},                                                      \
-        {"rsuSpatConfigInfo." group ".OnlyFrom", ReadOnlyFrom, source},                                                \
-        {"rsuSpatConfigInfo." group ".StaleAfter", ReadStaleAfter, source}, {                                          \
-        "rsuSpatConfigInfo." group ".PhaseRelationship.PhaseID#", ReadOwnPhases, source                                \
+    {"rsuSpatConfigInfo." group ".LocalIp", ReadLocalIp, v2xspatconv_ShowLocalIp, source},                             \
+        {"rsuSpatConfigInfo." group ".OnlyFrom", ReadOnlyFrom, v2xspatconv_ShowOnlyFrom, source},                      \
+        {"rsuSpatConfigInfo." group ".StaleAfter", ReadStaleAfter, v2xspatconv_ShowStaleAfter, source}, {              \
+        "rsuSpatConfigInfo." group ".PhaseRelationship.PhaseID#", ReadOwnPhases, v2xspatconv_ShowOwnPhases, source     \
     }
 
 constexpr char PRIORITY_KEY[] = "rsuSpatConfigInfo.Guard.SourcePriority";
@@ -297,17 +299,17 @@ constexpr char STALE_KEY[] = "rsuSpatConfigInfo.Guard.OnStale";
 
 // A row may depend on the settings of the rows above it.
 constexpr Row ROWS[] = {
-    {"rsuSpatConfigInfo.Corrections.QuietLog", ReadQuietLog, {}},
+    {"rsuSpatConfigInfo.Corrections.QuietLog", ReadQuietLog, nullptr, {}},
     DEVICE_ROWS("LearnMachine", V2XSPATCONV_LEARNER),
     DEVICE_ROWS("SignalMachine1743", V2XSPATCONV_1743),
-    {"rsuSpatConfigInfo.Cloud.StaleAfter", ReadStaleAfter, V2XSPATCONV_CLOUD},
-    {PRIORITY_KEY, ReadPriority, {}},
-    {STALE_KEY, ReadOnStale, {}},
-    {"rsuSpatConfigInfo.Guard.Conflicts", ReadConflicts, {}},
-    {"rsuSpatConfigInfo.Guard.OnConflict", ReadOnConflict, {}},
-    {"rsuSpatConfigInfo.Guard.OnFrozen", ReadOnFrozen, {}},
-    {"rsuSpatConfigInfo.Guard.Ignore", ReadIgnore, {}},
-    {"rsuSpatConfigInfo.Control.Path", ReadControlPath, {}},
+    {"rsuSpatConfigInfo.Cloud.StaleAfter", ReadStaleAfter, v2xspatconv_ShowStaleAfter, V2XSPATCONV_CLOUD},
+    {PRIORITY_KEY, ReadPriority, v2xspatconv_ShowPriority, {}},
+    {STALE_KEY, ReadOnStale, v2xspatconv_ShowOnStale, {}},
+    {"rsuSpatConfigInfo.Guard.Conflicts", ReadConflicts, v2xspatconv_ShowConflicts, {}},
+    {"rsuSpatConfigInfo.Guard.OnConflict", ReadOnConflict, v2xspatconv_ShowOnConflict, {}},
+    {"rsuSpatConfigInfo.Guard.OnFrozen", ReadOnFrozen, v2xspatconv_ShowOnFrozen, {}},
+    {"rsuSpatConfigInfo.Guard.Ignore", ReadIgnore, v2xspatconv_ShowIgnore, {}},
+    {"rsuSpatConfigInfo.Control.Path", ReadControlPath, v2xspatconv_ShowControlPath, {}},
 };
 
 // A value in the place of a group would hide all keys of the group.
@@ -331,6 +333,15 @@ void CheckBothAdapters(Reader& reader) {
 
 void v2xspatconv_AddGuardKeys(std::vector<const char*>& keys) {
     std::transform(std::begin(ROWS), std::end(ROWS), std::back_inserter(keys), [](const Row& row) { return row.key; });
+}
+
+void v2xspatconv_VisitGuard(const spat_conv_config_t& config,
+                            const std::function<void(const char* key, cJSON* value)>& visit) {
+    for (const Row& row : ROWS) {
+        if (row.show != nullptr) {
+            visit(row.key, row.show(config, row.source));
+        }
+    }
 }
 
 std::string v2xspatconv_ReadGuard(V2X_CFGHANDLE root, spat_conv_config_t& config) {

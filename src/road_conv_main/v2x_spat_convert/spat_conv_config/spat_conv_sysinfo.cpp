@@ -11,22 +11,12 @@
 
 #include "spat_conv_config.h"
 #include "spat_conv_config_log.h"
+#include "spat_conv_config_rows.h"
 #include "v2x/v2xlog.h"
 
 namespace {
 
 constexpr uintmax_t SYSINFO_MAX_SIZE = 1U << 20;
-
-struct SysinfoTag {
-    const char* tag;
-    char (rsu_sysinfo_t::*field)[32];
-};
-
-constexpr SysinfoTag SYSINFO_TAGS[] = {
-    {"device_id", &rsu_sysinfo_t::m_device_id},
-    {"device_name", &rsu_sysinfo_t::m_device_name},
-    {"module_hardware_version", &rsu_sysinfo_t::m_hardware_version},
-};
 
 // Returns the size in bytes of a regular file of at most 1 MiB; -1 for any other file.
 int64_t FileSize(const char* path) {
@@ -106,7 +96,7 @@ int32_t v2xspatconv_GetSysinfo(spat_conv_config_t* spatconv_cfg) {
     }
     file.read(text.get(), size);
     text[static_cast<size_t>(file.gcount())] = '\0';
-    for (const SysinfoTag& row : SYSINFO_TAGS) {
+    for (const v2xspatconv_tagRow_t& row : V2XSPATCONV_SYSINFO_TAGS) {
         char* field = spatconv_cfg->m_sysinfo.*row.field;
         if (v2xspatconv_parseXML(text.get(), row.tag, field, sizeof(rsu_sysinfo_t::m_device_id)) < TAG_MISSING) {
             CollectInvalid(path, text.get(), row.tag);
