@@ -66,6 +66,11 @@ int32_t v2xpub_TaskCreate(V2X_TASKHANDLE* handle, const v2xpub_TaskInitPara_t* p
     return 0;
 }
 
+int32_t v2xpub_TaskDelete(V2X_TASKHANDLE) {
+    fakes::journal.emplace_back("pub.TaskDelete");
+    return 0;
+}
+
 int32_t v2xpub_UdpSocketInit(V2X_UDPSOCKHANDLE* handle, const v2xpub_SocketInitPara_t* para, int32_t) {
     fakes::journal.push_back(std::string("pub.UdpSocketInit ") + para->m_sockName);
     const int32_t result = fakes::socketResults[para->m_sockName];
