@@ -30,7 +30,7 @@ TEST(Journal, CountsTheNewestEntriesThatDoNotFit) {
 }
 
 TEST(Journal, KeepsEntriesOfTwoWritersWhole) {
-    constexpr uint32_t EACH = 3000; // together 60 times the size of the ring
+    constexpr uint32_t EACH = 1500; // together 30 times the size of the ring
     const auto writeAll = [](uint32_t writer) {
         for (uint32_t i = 1; i <= EACH; i++) {
             write(writer, i, i % 7 == 0 ? 65528 : i % 1000);
