@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "common/text.h"
+#include "options.h"
 #include "spat_conv_config.h"
 #include "v2x/v2xcfg.h"
 #include "v2x/v2xipc.h"
@@ -14,7 +15,6 @@ namespace {
 using tools::FormatText;
 
 constexpr int32_t SPAT_PHASE_MAX = 32;
-constexpr int32_t IPC_CFG_REFUSED = -5; // result of v2xipc_CfgInit
 
 struct Problems {
     std::string problems;
@@ -101,16 +101,13 @@ std::string DescribeConfig(const spat_conv_config_t& config) {
 } // namespace
 
 CheckResult CheckConfiguration(const std::string& workDir) {
-    const spat_conv_config_t* config = nullptr;
-    const bool isIpcRefused = v2xipc_CfgInit(workDir.c_str()) == IPC_CFG_REFUSED;
-    v2xspatconv_InitCfg(workDir.c_str());
-    v2xspatconv_GetCfgData(&config); // v2xcfg_VisitProblems lists the reason of a failure, too
+    const Configuration loaded = LoadConfiguration(workDir); // v2xcfg_VisitProblems lists the reason of a failure, too
     Problems found;
     v2xcfg_VisitProblems(AddProblem, &found);
     const std::string summary = FormatText("%d problem%s\n", found.count, found.count == 1 ? "" : "s");
-    const std::string effective = isIpcRefused || config == nullptr
+    const std::string effective = loaded.isPortTableRefused || loaded.unit == nullptr
                                       ? "The daemon does not start with this configuration.\n"
-                                      : DescribeConfig(*config);
+                                      : DescribeConfig(*loaded.unit);
     return {found.problems + found.notes + summary + effective, found.count == 0};
 }
 

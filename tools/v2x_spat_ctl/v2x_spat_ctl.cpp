@@ -1,23 +1,97 @@
-// Program that checks the configuration of the daemon.
+// Program for operators: shows the running daemon and checks its configuration.
 #include <CLI/CLI.hpp>
 
-#include "check.h"
+#include <concepts>
+#include <csignal>
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "client.h"
+#include "commands.h"
 #include "common/command_line.h"
-#include "common/files.h"
+#include "options.h"
+
+namespace {
+
+constexpr const char* PROGRAM = "v2x_spat_ctl";
+constexpr int EXIT_NO_DAEMON = 2;
+
+constexpr const char* DAEMON_EXIT =
+    "Exit status: 0 on success; 1 on a failure; 2 if the daemon cannot be reached, or if\n"
+    "the command line is wrong.";
+
+class CommandLine {
+public:
+    explicit CommandLine(CLI::App& app) : m_app(app) {}
+
+    // Adds a subcommand with the shared options that `Options` contains. `footer` gives examples and exit statuses.
+    // Returns the subcommand and its options, to which the caller adds the subcommand's own ones.
+    template <std::derived_from<ctl::ConfigOptions> Options>
+    std::pair<CLI::App*, Options*> Add(const char* name, const char* help, const std::string& footer,
+                                       int (*run)(const Options&)) {
+        const auto options = std::make_shared<Options>();
+        CLI::App* const command = m_app.add_subcommand(name, help)->footer(footer);
+        if constexpr (std::derived_from<Options, ctl::DaemonOptions>) {
+            command
+                ->add_option("-s,--socket", options->socket,
+                             "Control socket; default: Control.Path of the configuration")
+                ->type_name("PATH");
+        }
+        command->add_option("-w,--workdir", options->workDir, "Work directory of the daemon, which contains conf/")
+            ->type_name("DIR")
+            ->capture_default_str();
+        command->add_flag("--json", options->isJson, "Print JSON objects, one a line");
+        m_commands.push_back({command, [run, options] { return run(*options); }});
+        return {command, options.get()};
+    }
+
+    // Runs the subcommand of the command line. Returns the exit status.
+    int Run() const {
+        std::signal(SIGPIPE, SIG_IGN); // a closed pipe then makes the write fail
+        try {
+            for (const Command& command : m_commands) {
+                if (command.parser->parsed()) {
+                    return command.run();
+                }
+            }
+        } catch (const ctl::NoDaemon& error) {
+            std::fprintf(stderr, "%s: %s\n", PROGRAM, error.what());
+            return EXIT_NO_DAEMON;
+        }
+        return tools::EXIT_USAGE;
+    }
+
+private:
+    struct Command {
+        const CLI::App* parser;
+        std::function<int()> run;
+    };
+
+    CLI::App& m_app;
+    std::vector<Command> m_commands;
+};
+
+void AddCheck(CommandLine& commands) {
+    commands.Add("check",
+                 "Print the problems of a configuration, then the phase mapping, the identity and\n"
+                 "the ports in force",
+                 "Each problem is one line, file:line: key: what. Notes are not problems.\n"
+                 "Exit status: 0 without a problem, 1 with problems, 2 if the command line is wrong.",
+                 ctl::RunCheck);
+}
+
+} // namespace
 
 int main(int argc, char** argv) {
-    std::string workDir = "/opt/v2x_service";
-    CLI::App app("Checks the configuration of v2x_spat_convert.");
-    CLI::App* const check = app.add_subcommand(
-        "check", "Print the problems of a configuration, then the phase mapping, the identity and\nthe ports in force");
-    check->add_option("-w,--workdir", workDir, "Work directory of the daemon, which contains conf/")
-        ->type_name("DIR")
-        ->capture_default_str();
-    check->footer("Each problem is one line, file:line: key: what. Notes are not problems.\n"
-                  "Exit status: 0 without a problem, 1 with problems, 2 if the command line is wrong.");
-    return tools::RunTool(app, "v2x_spat_ctl", argc, argv, [&] {
-        const ctl::CheckResult result = ctl::CheckConfiguration(workDir);
-        tools::WriteFile("-", result.text);
-        return result.isValid ? 0 : tools::EXIT_FAILED;
-    });
+    CLI::App app("Shows the running daemon v2x_spat_convert and checks its configuration.");
+    CommandLine commands(app);
+    AddCheck(commands);
+    commands.Add("counters", "Print how many messages took each path", DAEMON_EXIT, ctl::RunCounters);
+    // Subcommands copy the footer when they are added, so that app.footer comes last.
+    app.footer("v2x_spat_ctl SUBCOMMAND --help lists the options of a subcommand.");
+    return tools::RunTool(app, PROGRAM, argc, argv, [&] { return commands.Run(); });
 }
