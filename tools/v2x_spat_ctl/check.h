@@ -7,6 +7,7 @@ namespace ctl {
 
 struct CheckResult {
     std::string text; // problems, notes, phase mapping, identity and ports, for the operator
+    std::string json; // the same as one JSON object: problems, notes, device, region, node, intersection, phases, ports
     bool isValid;     // true: no problem; notes do not count
 };
 

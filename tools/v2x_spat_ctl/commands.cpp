@@ -8,7 +8,7 @@ namespace ctl {
 
 int RunCheck(const ConfigOptions& options) {
     const CheckResult result = CheckConfiguration(options.workDir);
-    tools::WriteFile("-", result.text);
+    tools::WriteFile("-", options.isJson ? result.json + "\n" : result.text);
     return result.isValid ? 0 : 1;
 }
 
