@@ -5,6 +5,7 @@
 #include <cstring>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -25,6 +26,8 @@ std::string Explain(int error) {
         return "no such socket; the daemon does not run, or Control.Path names another one";
     case ECONNREFUSED:
         return "the daemon does not run";
+    case EAGAIN:
+        return "the daemon does not answer";
     case EACCES:
         return "permission denied; join the group that owns the socket, or become root";
     default:
@@ -40,6 +43,8 @@ int Connect(const std::string& path) {
     }
     memcpy(address.sun_path, path.c_str(), path.size());
     const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const timeval within{REPLY_WITHIN.count(), 0}; // also for connect(), which waits while too many clients do
+    setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &within, sizeof within);
     if (descriptor < 0 || connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         const int error = errno;
         close(descriptor);
@@ -61,16 +66,19 @@ Client::~Client() {
     close(m_socket);
 }
 
-std::string Client::Request(std::string_view name) {
+void Client::Send(std::string_view name) {
     const std::string request = "{\"cmd\": \"" + std::string(name) + "\"}\n";
-    if (send(m_socket, request.data(), request.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(request.size())) {
-        throw NoDaemon(m_path + ": the daemon has closed the connection");
-    }
+    // The daemon may have closed the connection after a line that says why. ReadLine returns this line first.
+    send(m_socket, request.data(), request.size(), MSG_NOSIGNAL);
+}
+
+std::string Client::Request(std::string_view name) {
+    Send(name);
     const auto deadline = Clock::now() + REPLY_WITHIN;
     while (const auto line = ReadLine(MillisecondsUntil(deadline))) {
         const tools::Json reply = tools::ParseJsonObject(*line);
         if (const std::string error = tools::GetText(reply.get(), "error"); !error.empty()) {
-            throw std::runtime_error(m_path + ": " + error);
+            throw NoDaemon(m_path + ": " + error);
         }
         if (tools::GetText(reply.get(), "reply") == name) {
             return *line;

@@ -8,7 +8,8 @@
 
 namespace ctl {
 
-// The daemon cannot be reached: no daemon, no permission, or the connection has ended. The tool exits with status 2.
+// The daemon cannot be asked: no daemon, no permission, too many clients, or the connection has ended. The tool exits
+// with status 2.
 class NoDaemon : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -22,9 +23,11 @@ public:
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
 
-    // Sends {"cmd": "NAME"} and returns the line of the reply. Discards events that arrive before the reply. Throws
-    // NoDaemon if the connection ends or the reply does not arrive within 5 s, and std::runtime_error with the text of
-    // an error reply.
+    // Sends {"cmd": "NAME"}. The next ReadLine reports a failure.
+    void Send(std::string_view name);
+
+    // Sends a request and returns the line of the reply. Discards events that arrive before the reply. Throws
+    // NoDaemon if the connection ends, if the reply does not arrive within 5 s, or with the text of an error reply.
     std::string Request(std::string_view name);
 
     // Returns the next line without its line feed. Waits at most `milliseconds`; -1 waits without limit. Returns an

@@ -1,21 +1,78 @@
 #include "commands.h"
 
+#include <cstdlib>
+#include <unistd.h>
+
 #include "check.h"
 #include "client.h"
 #include "common/files.h"
+#include "common/json.h"
+#include "lights.h"
+#include "reply_text.h"
+#include "status_text.h"
 
 namespace ctl {
+namespace {
+
+void Print(const std::string& text) {
+    tools::WriteFile("-", text);
+}
+
+// Sends a request and prints the reply: the line of the daemon, or its text for people.
+int PrintReply(const DaemonOptions& options, const char* request, std::string (*format)(const cJSON* reply)) {
+    Client client(FindSocket(options));
+    const std::string line = client.Request(request);
+    Print(options.isJson ? line + "\n" : format(tools::ParseJsonObject(line).get()));
+    return 0;
+}
+
+bool HasColours() {
+    const char* const noColour = getenv("NO_COLOR");
+    return isatty(STDOUT_FILENO) == 1 && (noColour == nullptr || *noColour == '\0');
+}
+
+} // namespace
 
 int RunCheck(const ConfigOptions& options) {
     const CheckResult result = CheckConfiguration(options.workDir);
-    tools::WriteFile("-", options.isJson ? result.json + "\n" : result.text);
+    Print(options.isJson ? result.json + "\n" : result.text);
     return result.isValid ? 0 : 1;
 }
 
-int RunCounters(const DaemonOptions& options) {
+int RunStatus(const StatusOptions& options) {
     Client client(FindSocket(options));
-    tools::WriteFile("-", client.Request("counters") + "\n");
-    return 0;
+    const std::string line = client.Request("status");
+    const tools::Json status = tools::ParseJsonObject(line);
+    Print(options.isJson    ? line + "\n"
+          : options.isBrief ? FormatBrief(status.get())
+                            : FormatStatus(status.get(), ReadClockState()));
+    return FindProblems(status.get()).empty() ? 0 : 1;
+}
+
+int RunLights(const DaemonOptions& options) {
+    return PrintReply(options, "lights", [](const cJSON* reply) { return FormatLights(reply, HasColours()); });
+}
+
+int RunCounters(const DaemonOptions& options) {
+    return PrintReply(options, "counters", FormatCounters);
+}
+
+int RunConfig(const DaemonOptions& options) {
+    return PrintReply(options, "config", FormatConfig);
+}
+
+int RunLevels(const DaemonOptions& options) {
+    return PrintReply(options, "levels", FormatLevels);
+}
+
+int RunWatch(const DaemonOptions& options) {
+    Client client(FindSocket(options));
+    client.Request("watch");
+    while (true) {
+        if (const auto line = client.ReadLine(-1)) {
+            Print(options.isJson ? *line + "\n" : FormatEvent(tools::ParseJsonObject(*line).get()));
+        }
+    }
 }
 
 } // namespace ctl

@@ -6,7 +6,16 @@
 
 namespace ctl {
 
+struct StatusOptions : DaemonOptions {
+    bool isBrief = false; // prints one line
+};
+
 int RunCheck(const ConfigOptions& options);
+int RunStatus(const StatusOptions& options); // 1: the unit has a problem
+int RunLights(const DaemonOptions& options);
 int RunCounters(const DaemonOptions& options);
+int RunConfig(const DaemonOptions& options);
+int RunLevels(const DaemonOptions& options);
+int RunWatch(const DaemonOptions& options); // ends with the connection
 
 } // namespace ctl

@@ -75,11 +75,53 @@ private:
     std::vector<Command> m_commands;
 };
 
+void AddStatus(CommandLine& commands) {
+    const auto [status, options] =
+        commands.Add("status", "Print identity, sources, stack application, cloud, clock and checks",
+                     "The star marks the sources whose records are forwarded. Times are local.\n"
+                     "Example: v2x_spat_ctl status --brief\n"
+                     "Exit status: 0 if each required source is fresh, the stack application answers and no\n"
+                     "check is active; 1 otherwise; 2 if the daemon cannot be reached, or if the command line\n"
+                     "is wrong.",
+                     ctl::RunStatus);
+    status->add_flag("--brief", options->isBrief, "Print one line for a monitoring system")
+        ->excludes(status->get_option("--json"));
+}
+
+// Adds the subcommands that only have the shared options.
+void AddPlainCommands(CommandLine& commands) {
+    constexpr struct {
+        const char* name;
+        const char* help;
+        const char* footer;
+        int (*run)(const ctl::DaemonOptions&);
+    } ROWS[] = {
+        {"lights", "Print the light of each phase and the seconds until it changes", "Example: v2x_spat_ctl lights\n",
+         ctl::RunLights},
+        {"counters", "Print how many messages took each path", "Example: v2x_spat_ctl counters | grep -v ' 0$'\n",
+         ctl::RunCounters},
+        {"config", "Print the settings in force, with a mark at each default",
+         "Example: v2x_spat_ctl config | grep OnlyFrom\n", ctl::RunConfig},
+        {"levels", "Print the log level of each tag", "v2x_logtool sets levels.\nExample: v2x_spat_ctl levels\n",
+         ctl::RunLevels},
+        {"watch", "Print each record, change of state and check until ctrl-C, one line an event",
+         "A record line has the source, then phase, light and seconds left of each phase. A line\n"
+         "\"lost 12 events\" means that the daemon has discarded events, because the terminal or\n"
+         "pipe was too slow.\n"
+         "Example: v2x_spat_ctl watch | grep -v record\n",
+         ctl::RunWatch},
+    };
+    for (const auto& row : ROWS) {
+        commands.Add(row.name, row.help, std::string(row.footer) + DAEMON_EXIT, row.run);
+    }
+}
+
 void AddCheck(CommandLine& commands) {
     commands.Add("check",
                  "Print the problems of a configuration, then the phase mapping, the identity and\n"
                  "the ports in force",
                  "Each problem is one line, file:line: key: what. Notes are not problems.\n"
+                 "Example: v2x_spat_ctl check -w /opt/v2x_service\n"
                  "Exit status: 0 without a problem, 1 with problems, 2 if the command line is wrong.",
                  ctl::RunCheck);
 }
@@ -89,8 +131,9 @@ void AddCheck(CommandLine& commands) {
 int main(int argc, char** argv) {
     CLI::App app("Shows the running daemon v2x_spat_convert and checks its configuration.");
     CommandLine commands(app);
+    AddStatus(commands);
+    AddPlainCommands(commands);
     AddCheck(commands);
-    commands.Add("counters", "Print how many messages took each path", DAEMON_EXIT, ctl::RunCounters);
     // Subcommands copy the footer when they are added, so that app.footer comes last.
     app.footer("v2x_spat_ctl SUBCOMMAND --help lists the options of a subcommand.");
     return tools::RunTool(app, PROGRAM, argc, argv, [&] { return commands.Run(); });

@@ -1,0 +1,154 @@
+// What v2x_spat_ctl prints and shows for the lines of the daemon.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <ctime>
+
+#include "lights.h"
+#include "reply_text.h"
+#include "status_text.h"
+
+using namespace ctl;
+using testing::HasSubstr;
+using tools::ParseJsonObject;
+
+namespace {
+
+const std::string FRESH = R"({"source":"learner","state":"fresh","required":true,"forwarded":true,
+    "peer":"192.168.1.20","age":0.31,"rate":2.0,"accepted":4102,"refused":0,"stale_after":3})";
+const std::string STALE = R"({"source":"learner","state":"stale","required":true,"forwarded":false,
+    "peer":"192.168.1.20","age":71.23,"rate":0,"accepted":4102,"refused":7,"stale_after":3})";
+const std::string WAITING = R"({"source":"1743","state":"waiting","required":true,"forwarded":false,
+    "peer":null,"age":null,"rate":0,"accepted":0,"refused":0,"stale_after":10})";
+const std::string UNUSED = R"({"source":"1743","state":"off","required":false,"forwarded":false,
+    "peer":null,"age":null,"rate":0,"accepted":0,"refused":0,"stale_after":10},
+    {"source":"cloud","state":"unwatched","required":false,"forwarded":true,
+    "peer":null,"age":null,"rate":0,"accepted":0,"refused":0,"stale_after":0})";
+const std::string ANSWERS = R"({"state":"answers","peer":"127.0.0.1:20010","age":0.2})";
+const std::string NO_YELLOW = R"({"check":"no_yellow","source":"learner","active":false,"count":3,
+    "last":"2026-11-22T12:01:07.250Z","age":700,"phases":[5]})";
+const std::string CONFLICT = R"({"check":"conflict","source":"1743","active":true,"count":1,
+    "last":"2026-11-19T12:01:07.250Z","age":275000,"phases":[1,4]})";
+
+tools::Json MakeStatus(const std::string& sources, const std::string& stack, const std::string& checks) {
+    return ParseJsonObject(R"({"reply":"status","version":"v1","pid":812,"uptime":274000,"device":"RSU0001","region":1,
+        "node":2,"intersection":65538,"sources":[)" +
+                           sources + R"(],"stack":)" + stack +
+                           R"(,"cloud":{"available":true,"topic":"rsu/RSU0001/spat/up","readers":1},"checks":[)" +
+                           checks + "]}");
+}
+
+class SpatCtl : public testing::Test {
+protected:
+    SpatCtl() {
+        setenv("TZ", "UTC-8", 1);
+        tzset();
+    }
+    ~SpatCtl() override {
+        unsetenv("TZ");
+        tzset();
+    }
+};
+
+TEST_F(SpatCtl, PrintsStatusInColumnsAndLocalTime) {
+    const tools::Json status = MakeStatus(FRESH + "," + UNUSED, ANSWERS, NO_YELLOW);
+    EXPECT_EQ(FormatStatus(status.get(), ClockState::synchronised),
+              "v2x_spat_convert v1, pid 812, up 3 d 04 h, intersection 1/2\n"
+              "SOURCE    PEER            STATE    AGE     RATE    ACCEPTED  REFUSED\n"
+              "learner * 192.168.1.20    fresh    0.3 s   2.0/s   4102      0\n"
+              "1743      -               off\n"
+              "cloud     -               unwatched\n"
+              "stack     127.0.0.1:20010 answers, 0.2 s ago\n"
+              "cloud     available; 1 reader of rsu/RSU0001/spat/up\n"
+              "clock     synchronised\n"
+              "checks    no_yellow 3 (last 20:01:07, phase 5)\n");
+    const tools::Json other =
+        MakeStatus(STALE, R"({"state":"unknown","peer":"127.0.0.1:20010","age":null})", NO_YELLOW + "," + CONFLICT);
+    const std::string text = FormatStatus(other.get(), ClockState::unknown);
+    EXPECT_THAT(text, HasSubstr("\nlearner   192.168.1.20    stale    71.2 s  -       4102      7\n"));
+    EXPECT_THAT(text, HasSubstr("\nstack     127.0.0.1:20010 not asked yet\n"));
+    EXPECT_THAT(text, HasSubstr("\nchecks    no_yellow 3 (learner, last 20:01:07, phase 5); conflict 1 (active, 1743, "
+                                "last 3 d 04 h ago, phases 1, 4)\n"));
+}
+
+TEST_F(SpatCtl, FindsProblemsForMonitoring) {
+    const std::string silent = R"({"state":"silent","peer":"127.0.0.1:20010","age":9})";
+    const struct {
+        tools::Json status;
+        std::string brief;
+    } rows[] = {
+        {MakeStatus(FRESH + "," + UNUSED, ANSWERS, NO_YELLOW), "OK: learner fresh 0.3 s, stack answers\n"},
+        {MakeStatus(UNUSED, ANSWERS, ""), "OK: stack answers\n"},
+        {MakeStatus(STALE + "," + UNUSED, ANSWERS, ""), "PROBLEM: learner stale 71.2 s\n"},
+        {MakeStatus(FRESH + "," + WAITING, ANSWERS, ""), "PROBLEM: 1743 waiting\n"},
+        {MakeStatus(FRESH, silent, CONFLICT), "PROBLEM: stack silent, conflict active (phases 1, 4)\n"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(FormatBrief(row.status.get()), row.brief);
+        EXPECT_EQ(FindProblems(row.status.get()).empty(), row.brief.starts_with("OK"));
+    }
+}
+
+TEST_F(SpatCtl, PrintsOneLineForEachEvent) {
+    const struct {
+        const char* line;
+        const char* text;
+    } rows[] = {
+        {R"({"event":"record","time":"2026-11-22T12:04:41.123Z","source":"learner","replaced":false,"lights":[
+             {"phase":1,"light":"red","time_left":12.3},{"phase":2,"light":"dark","time_left":null}]})",
+         "20:04:41.123 record learner 1 red 12.3, 2 dark -\n"},
+        {R"({"event":"record","time":"2026-11-22T12:04:41.123Z","source":null,"replaced":true,"lights":[]})",
+         "20:04:41.123 record daemon replaced\n"},
+        {R"({"event":"source","time":"2026-11-22T20:04:41.123Z","text":"learner: stale\u001b[2J","state":"stale"})",
+         "04:04:41.123 source learner: stale?[2J\n"},
+        {R"({"event":"stack","time":"2026-11-22T12:04:41.003Z","state":"silent"})", "20:04:41.003 stack silent\n"},
+        {R"({"event":"cloud","time":"soon","available":false})", "soon cloud not available\n"},
+        {R"({"lost":12})", "lost 12 events\n"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(FormatEvent(ParseJsonObject(row.line).get()), row.text);
+    }
+    EXPECT_THROW(FormatEvent(ParseJsonObject(R"({"error":"unknown cmd"})").get()), std::runtime_error);
+}
+
+TEST_F(SpatCtl, PrintsTables) {
+    EXPECT_EQ(
+        FormatCounters(ParseJsonObject(R"({"counters":{"learner":{"accepted":41,"invalid":0},"ipc":{"x":1}}})").get()),
+        "PATH     COUNTER   COUNT\nlearner  accepted  41\nlearner  invalid   0\nipc      x         1\n");
+    EXPECT_EQ(FormatLevels(ParseJsonObject(R"({"levels":[{"tag":"SPAT","level":4},{"tag":"1743","level":9}]})").get()),
+              "TAG   LEVEL\nSPAT  4 info\n1743  9\n");
+    EXPECT_EQ(FormatConfig(ParseJsonObject(R"({"settings":[{"file":"a.cfg","key":"k","value":["x"],"default":false},
+              {"file":"b.cfg","key":"n","value":2,"default":true}]})")
+                               .get()),
+              "# a.cfg\nk = [\"x\"]\n# b.cfg\nn = 2  # default\n");
+}
+
+const std::string TWO_LIGHTS = R"({"lights":[
+    {"phase":1,"light":"red","time_left":12.3,"age":0.3,"source":"learner","device_phase":7},
+    {"phase":12,"light":"unavailable","time_left":null,"age":0.3,"source":null,"device_phase":null}]})";
+
+TEST_F(SpatCtl, PrintsLightsWithTheSecondsLeftNow) {
+    const tools::Json lights = ParseJsonObject(TWO_LIGHTS);
+    EXPECT_EQ(FormatLights(lights.get(), false), "PHASE  LIGHT        LEFT    AGE    SOURCE   DEVICE PHASE\n"
+                                                 "1      red          12.0 s  0.3 s  learner  7\n"
+                                                 "12     unavailable  -       0.3 s  daemon   -\n");
+    EXPECT_THAT(FormatLights(lights.get(), true), HasSubstr("\n1      \x1B[31mred\x1B[0m          12.0 s"));
+    EXPECT_EQ(CountDown(tools::GetMember(lights.get(), "lights")->child, 13), 0.0);
+}
+
+// Run with the address and undefined-behaviour sanitizers.
+TEST_F(SpatCtl, SurvivesMembersOfWrongTypes) {
+    const tools::Json wrong = ParseJsonObject(R"({"sources":[1,{"source":5,"state":null,"age":1e999},{"accepted":"x"}],
+        "stack":[],"cloud":1,"checks":[null,{"active":true,"age":-1e999,"phases":["a",1e99]}],
+        "counters":[1,[2],{"x":null}],"levels":{},"settings":[[]],
+        "lights":[7,{"phase":1e99,"light":[],"time_left":1e999,"age":-1e999},
+        {"time_left":1e999,"age":1e999,"device_phase":"x"}],"event":"record","uptime":1e999})");
+    for (const auto format : {FormatCounters, FormatConfig, FormatLevels, FormatEvent}) {
+        EXPECT_FALSE(format(wrong.get()).empty());
+    }
+    EXPECT_FALSE(FormatStatus(wrong.get(), ClockState::unknown).empty());
+    EXPECT_FALSE(FormatLights(wrong.get(), true).empty());
+}
+
+} // namespace
