@@ -7,6 +7,7 @@
 
 #include "lights.h"
 #include "reply_text.h"
+#include "screen_layout.h"
 #include "status_text.h"
 
 using namespace ctl;
@@ -137,8 +138,88 @@ TEST_F(SpatCtl, PrintsLightsWithTheSecondsLeftNow) {
     EXPECT_EQ(CountDown(tools::GetMember(lights.get(), "lights")->child, 13), 0.0);
 }
 
+// ---- screen
+
+// Returns the rows as text, and checks that each fills the width of the screen.
+std::vector<std::string> RowsOf(const Screen& screen, const ScreenSize& size) {
+    std::vector<std::string> rows;
+    for (const Line& line : screen.lines) {
+        std::string text;
+        for (const Span& span : line) {
+            text += span.text;
+        }
+        EXPECT_EQ(text.size(), static_cast<size_t>(size.columns)) << text;
+        rows.push_back(text);
+    }
+    EXPECT_EQ(rows.size(), static_cast<size_t>(size.rows));
+    return rows;
+}
+
+tools::Json MakeLights(int phases) {
+    std::string text;
+    for (int phase = 1; phase <= phases; phase++) {
+        text += (phase > 1 ? R"(,{"phase":)" : R"({"phase":)") + std::to_string(phase) +
+                R"(,"light":"red","time_left":30.0,"age":0.5,"source":"learner","device_phase":1})";
+    }
+    return ParseJsonObject(R"({"lights":[)" + text + "]}");
+}
+
+TEST_F(SpatCtl, ScreenCountsDownBetweenReplies) {
+    const tools::Json status = MakeStatus(FRESH + "," + UNUSED, ANSWERS, "");
+    const tools::Json lights = MakeLights(2);
+    const ScreenSize size{24, 80, false};
+    const auto rows = RowsOf(LayOut({status.get(), lights.get(), 2.0, ""}, size, 0), size);
+    EXPECT_THAT(rows[0], HasSubstr("RSU0001  intersection 1/2 "));
+    EXPECT_THAT(rows[1], HasSubstr("learner * 192.168.1.20    fresh "));
+    EXPECT_EQ(rows[2].find(" stack answers, cloud available "), 0U);
+    EXPECT_EQ(rows[4].find("  1 [R] red                27.5 ##########  "), 0U) << rows[4]; // 10 of 21 for 27.5 of 60 s
+}
+
+TEST_F(SpatCtl, ScreenMarksStaleSourceAndItsLights) {
+    const tools::Json status = MakeStatus(STALE + "," + UNUSED, ANSWERS, CONFLICT);
+    const tools::Json lights = MakeLights(2);
+    const ScreenSize size{24, 80, true};
+    const Screen screen = LayOut({status.get(), lights.get(), 0, ""}, size, 0);
+    const auto rows = RowsOf(screen, size);
+    EXPECT_THAT(rows[1], HasSubstr("learner   192.168.1.20    STALE     71.2 s "));
+    EXPECT_EQ(screen.lines[1][0].style, Style::alert);
+    EXPECT_THAT(rows[3], HasSubstr(" PROBLEM: learner stale 71.2 s, conflict active (phases 1, 4) "));
+    EXPECT_EQ(rows[5].find("  1  R  red               STALE      "), 0U) << rows[5];
+    EXPECT_EQ(screen.lines[5][1].style, Style::dim);
+}
+
+TEST_F(SpatCtl, ScreenMarksLightsThatRecordsNoLongerContain) {
+    const tools::Json status = MakeStatus(FRESH, ANSWERS, "");
+    const tools::Json lights = MakeLights(1);
+    const ScreenSize size{24, 80, true};
+    EXPECT_THAT(RowsOf(LayOut({status.get(), lights.get(), 2.4, ""}, size, 0), size)[4], HasSubstr(" 27.1 "));
+    EXPECT_THAT(RowsOf(LayOut({status.get(), lights.get(), 2.6, ""}, size, 0), size)[4], HasSubstr(" STALE "));
+}
+
+TEST_F(SpatCtl, ScreenShows32PhasesInTwoColumnsOrScrolls) {
+    const tools::Json status = MakeStatus(FRESH, ANSWERS, "");
+    const tools::Json lights = MakeLights(32);
+    const UnitView view{status.get(), lights.get(), 0, ""};
+    const ScreenSize wide{24, 80, true};
+    const auto rows = RowsOf(LayOut(view, wide, 0), wide);
+    EXPECT_EQ(rows[4].find(" 17  R  red"), 40U);
+    EXPECT_EQ(rows[19].find(" 32  R  red"), 40U);
+    const ScreenSize narrow{10, 40, true};
+    const Screen end = LayOut(view, narrow, 1000);
+    EXPECT_EQ(end.scroll, 27);
+    EXPECT_EQ(RowsOf(end, narrow)[8].find(" 32  R  red"), 0U);
+    EXPECT_EQ(LayOut(view, narrow, -3).scroll, 0);
+}
+
+TEST_F(SpatCtl, ScreenShowsNoLightsWithoutDaemon) {
+    const ScreenSize size{24, 80, true};
+    const auto rows = RowsOf(LayOut({nullptr, nullptr, 0, "/run/x: the daemon does not run"}, size, 0), size);
+    EXPECT_EQ(rows[1].find(" NO DAEMON "), 0U);
+    EXPECT_EQ(rows[2].find(" /run/x: the daemon does not run "), 0U);
+}
+
 // Run with the address and undefined-behaviour sanitizers.
-TEST_F(SpatCtl, SurvivesMembersOfWrongTypes) {
+TEST_F(SpatCtl, SurvivesMembersOfWrongTypesAndAnyScreenSize) {
     const tools::Json wrong = ParseJsonObject(R"({"sources":[1,{"source":5,"state":null,"age":1e999},{"accepted":"x"}],
         "stack":[],"cloud":1,"checks":[null,{"active":true,"age":-1e999,"phases":["a",1e99]}],
         "counters":[1,[2],{"x":null}],"levels":{},"settings":[[]],
@@ -149,6 +230,12 @@ TEST_F(SpatCtl, SurvivesMembersOfWrongTypes) {
     }
     EXPECT_FALSE(FormatStatus(wrong.get(), ClockState::unknown).empty());
     EXPECT_FALSE(FormatLights(wrong.get(), true).empty());
+    for (const int columns : {1, 39, 79, 80, 300}) {
+        for (const int rows : {1, 3, 10, 100}) {
+            const ScreenSize size{rows, columns, false};
+            RowsOf(LayOut({wrong.get(), wrong.get(), 1, ""}, size, 5), size);
+        }
+    }
 }
 
 } // namespace

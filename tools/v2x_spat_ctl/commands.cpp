@@ -1,6 +1,5 @@
 #include "commands.h"
 
-#include <cstdlib>
 #include <unistd.h>
 
 #include "check.h"
@@ -8,6 +7,7 @@
 #include "common/files.h"
 #include "common/json.h"
 #include "lights.h"
+#include "lights_screen.h"
 #include "reply_text.h"
 #include "status_text.h"
 
@@ -24,11 +24,6 @@ int PrintReply(const DaemonOptions& options, const char* request, std::string (*
     const std::string line = client.Request(request);
     Print(options.isJson ? line + "\n" : format(tools::ParseJsonObject(line).get()));
     return 0;
-}
-
-bool HasColours() {
-    const char* const noColour = getenv("NO_COLOR");
-    return isatty(STDOUT_FILENO) == 1 && (noColour == nullptr || *noColour == '\0');
 }
 
 } // namespace
@@ -49,8 +44,14 @@ int RunStatus(const StatusOptions& options) {
     return FindProblems(status.get()).empty() ? 0 : 1;
 }
 
-int RunLights(const DaemonOptions& options) {
-    return PrintReply(options, "lights", [](const cJSON* reply) { return FormatLights(reply, HasColours()); });
+int RunLights(const LightsOptions& options) {
+    if (options.isWatch) {
+        ShowLightsScreen(FindSocket(options));
+        return 0;
+    }
+    return PrintReply(options, "lights", [](const cJSON* reply) {
+        return FormatLights(reply, AllowsColours() && isatty(STDOUT_FILENO) == 1);
+    });
 }
 
 int RunCounters(const DaemonOptions& options) {

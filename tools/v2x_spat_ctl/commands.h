@@ -10,9 +10,13 @@ struct StatusOptions : DaemonOptions {
     bool isBrief = false; // prints one line
 };
 
+struct LightsOptions : DaemonOptions {
+    bool isWatch = false; // shows the full-screen view
+};
+
 int RunCheck(const ConfigOptions& options);
 int RunStatus(const StatusOptions& options); // 1: the unit has a problem
-int RunLights(const DaemonOptions& options);
+int RunLights(const LightsOptions& options);
 int RunCounters(const DaemonOptions& options);
 int RunConfig(const DaemonOptions& options);
 int RunLevels(const DaemonOptions& options);

@@ -1,6 +1,7 @@
 #include "lights.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "common/text.h"
 #include "format.h"
@@ -61,6 +62,11 @@ const LightLook& FindLook(const std::string& name) {
     const auto* const look =
         std::find_if(std::begin(LOOKS), std::end(LOOKS), [&](const LightLook& row) { return name == row.name; });
     return look == std::end(LOOKS) ? UNKNOWN_LOOK : *look;
+}
+
+bool AllowsColours() {
+    const char* const noColour = getenv("NO_COLOR");
+    return noColour == nullptr || *noColour == '\0';
 }
 
 std::optional<double> CountDown(const cJSON* light, double sinceReply) {

@@ -24,6 +24,9 @@ const LightLook& FindLook(const std::string& name);
 // empty optional if the time is unknown.
 std::optional<double> CountDown(const cJSON* light, double sinceReply);
 
+// Returns false if the environment variable NO_COLOR has a value.
+bool AllowsColours();
+
 // Returns the table of the subcommand lights.
 std::string FormatLights(const cJSON* reply, bool hasColours);
 

@@ -79,8 +79,8 @@ std::vector<std::string> FindProblems(const cJSON* status) {
             problems.push_back(FormatFreshness(item));
         }
     }
-    if (GetText(GetMember(status, "stack"), "state") != "answers") {
-        problems.push_back("stack " + GetPlainText(GetMember(status, "stack"), "state"));
+    if (const std::string stack = FormatStackState(status); stack != "answers") {
+        problems.push_back("stack " + stack);
     }
     cJSON_ArrayForEach(item, GetMember(status, "checks")) {
         if (GetFlag(item, "active")) {
@@ -126,10 +126,14 @@ std::vector<std::string> MakeSourceCells(const cJSON* source) {
     return cells;
 }
 
+std::string FormatStackState(const cJSON* status) {
+    const std::string state = GetPlainText(GetMember(status, "stack"), "state");
+    return state == "unknown" ? "not asked yet" : state;
+}
+
 std::string FormatStack(const cJSON* status) {
     const cJSON* const stack = GetMember(status, "stack");
-    const std::string state = GetPlainText(stack, "state");
-    const std::string text = GetPlainText(stack, "peer") + " " + (state == "unknown" ? "not asked yet" : state);
+    const std::string text = GetPlainText(stack, "peer") + " " + FormatStackState(status);
     return tools::IsNull(stack, "age") ? text : text + ", " + FormatAge(stack, "age") + " ago";
 }
 

@@ -26,6 +26,7 @@ std::vector<std::string> FindProblems(const cJSON* status);
 std::string FormatIdentity(const cJSON* status);               // "v2x_spat_convert VERSION, pid 812, up 3 d 04 h, …"
 std::vector<std::string> MakeSourceCells(const cJSON* source); // name, peer, state, age, rate, accepted, refused
 std::string FormatStack(const cJSON* status);                  // "127.0.0.1:20010 answers, 0.2 s ago"
+std::string FormatStackState(const cJSON* status);             // "answers", "silent" or "not asked yet"
 std::string FormatCloud(const cJSON* status);                  // "available; 1 reader of rsu/RSU0001/spat/up"
 
 } // namespace ctl

@@ -88,6 +88,19 @@ void AddStatus(CommandLine& commands) {
         ->excludes(status->get_option("--json"));
 }
 
+void AddLights(CommandLine& commands) {
+    const auto [lights, options] = commands.Add(
+        "lights", "Print the light of each phase and the seconds until it changes",
+        std::string("The full-screen view shows STALE for each light that is too old. Keys: q, Esc and ctrl-C\n"
+                    "end the view; arrows and page keys scroll. Without colours a bar consists of '#'.\n"
+                    "The environment variable NO_COLOR switches colours off.\n"
+                    "Example: v2x_spat_ctl lights --watch\n") +
+            DAEMON_EXIT,
+        ctl::RunLights);
+    lights->add_flag("--watch", options->isWatch, "Show a full-screen view that counts down")
+        ->excludes(lights->get_option("--json"));
+}
+
 // Adds the subcommands that only have the shared options.
 void AddPlainCommands(CommandLine& commands) {
     constexpr struct {
@@ -96,8 +109,6 @@ void AddPlainCommands(CommandLine& commands) {
         const char* footer;
         int (*run)(const ctl::DaemonOptions&);
     } ROWS[] = {
-        {"lights", "Print the light of each phase and the seconds until it changes", "Example: v2x_spat_ctl lights\n",
-         ctl::RunLights},
         {"counters", "Print how many messages took each path", "Example: v2x_spat_ctl counters | grep -v ' 0$'\n",
          ctl::RunCounters},
         {"config", "Print the settings in force, with a mark at each default",
@@ -132,6 +143,7 @@ int main(int argc, char** argv) {
     CLI::App app("Shows the running daemon v2x_spat_convert and checks its configuration.");
     CommandLine commands(app);
     AddStatus(commands);
+    AddLights(commands);
     AddPlainCommands(commands);
     AddCheck(commands);
     // Subcommands copy the footer when they are added, so that app.footer comes last.
