@@ -1,12 +1,40 @@
 // The tool for operators, run as its user would run it.
+#include <csignal>
 #include <filesystem>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "process.h"
+#include "unit.h"
 
 namespace {
 
-class ScenarioCheck : public testing::Test {
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class ScenarioTool : public testing::Test {
+protected:
+    // Runs the tool; a `launcher` is the command line in front of it. Returns the exit status.
+    int run(const std::vector<std::string>& arguments, std::vector<std::string> launcher = {}) {
+        launcher.push_back(V2X_BIN "/v2x_spat_ctl");
+        launcher.insert(launcher.end(), arguments.begin(), arguments.end());
+        Process tool(launcher, {}, m_folder.path() + "/out", m_folder.path() + "/err");
+        const int status = tool.wait(60000);
+        m_output = readFile(m_folder.path() + "/out");
+        m_error = readFile(m_folder.path() + "/err");
+        return status;
+    }
+    bool prints(const std::string& text) const { return m_output.find(text) != std::string::npos; }
+
+    const TempFolder m_folder;
+    std::string m_output;
+    std::string m_error;
+};
+
+class ScenarioCheck : public ScenarioTool {
 protected:
     ScenarioCheck() {
         std::filesystem::copy(V2X_CONF, m_folder.path() + "/conf");
@@ -14,21 +42,9 @@ protected:
         const std::string fixed = "/opt/v2x_service/conf";
         writeFile(m_cfg, std::string(sample).replace(sample.find(fixed), fixed.size(), m_folder.path() + "/conf"));
     }
-    // Returns the exit status.
-    int run(const std::vector<std::string>& arguments) {
-        std::vector<std::string> argv = {V2X_BIN "/v2x_spat_ctl"};
-        argv.insert(argv.end(), arguments.begin(), arguments.end());
-        Process tool(argv, {}, m_folder.path() + "/out", m_folder.path() + "/err");
-        const int status = tool.wait(60000);
-        m_output = readFile(m_folder.path() + "/out");
-        return status;
-    }
-    bool prints(const std::string& text) const { return m_output.find(text) != std::string::npos; }
 
-    const TempFolder m_folder;
     const std::string m_cfg = m_folder.path() + "/conf/v2x_spat_convert.cfg";
     const std::string m_ipc = m_folder.path() + "/conf/v2x_ipc.cfg";
-    std::string m_output;
 };
 
 TEST_F(ScenarioCheck, FindsNoProblemInTheSample) {
@@ -57,6 +73,17 @@ TEST_F(ScenarioCheck, PrintsTheOriginOfEachPhase) {
     EXPECT_TRUE(prints("\n1743: receives on 0.0.0.0:4464 from any sender\n")) << m_output;
     EXPECT_TRUE(prints("IsEnable: both adapters are enabled without Guard.SourcePriority")) << m_output;
     EXPECT_TRUE(prints("LocalPort: 70000 is outside 1 to 65535, the daemon uses port 4464\n")) << m_output;
+}
+
+TEST_F(ScenarioCheck, PrintsJson) {
+    EXPECT_EQ(run({"check", "--json", "-w", m_folder.path()}), 0);
+    EXPECT_THAT(m_output,
+                StartsWith("{\"problems\":[],\"notes\":[\"" + m_cfg + ": rsuSpatConfigInfo.Guard.Conflicts: "));
+    EXPECT_THAT(m_output,
+                HasSubstr(R"("intersection":65538,"phases":[{"source":"learner","phase":1,"device_phase":1,)"));
+    EXPECT_THAT(m_output,
+                EndsWith(R"({"name":"log tool","use":"receives","local":"127.0.0.1:20003","peer":"127.0.0.1"}]})"
+                         "\n"));
 }
 
 TEST_F(ScenarioCheck, PrintsEachOfTenMistakesWithItsLine) {
@@ -110,6 +137,94 @@ TEST_F(ScenarioCheck, DistinguishesProblemsFromWrongUsage) {
     EXPECT_TRUE(prints("is too long: 64 characters, at most 63 are allowed\n1 problem\n")) << m_output;
     EXPECT_EQ(run({"check", "--wrong"}), 2);
     EXPECT_EQ(run({}), 2);
+}
+
+// ---- with the daemon
+
+const Bytes GREEN_15_S = hex("FEFE10 000A 000100 03010F00000000"); // the learner's phase 3
+
+class ScenarioCtl : public ScenarioTool {
+protected:
+    ScenarioCtl() {
+        m_unit.moreGroups = "Control = { Path = \"" + m_socket + "\"; };\n";
+        m_unit.learnerKeys += " StaleAfter = 1.0;";
+        m_unit.controllerKeys = "IsEnable = false;";
+        m_unit.startStackSimulator();
+        m_unit.startAndWaitReady();
+    }
+    int ask(std::vector<std::string> arguments, const std::vector<std::string>& launcher = {}) {
+        arguments.insert(arguments.end(), {"-w", m_unit.folder.path()});
+        return run(arguments, launcher);
+    }
+    void sendReport() const { m_unit.learner.sendTo(m_unit.reportPort, GREEN_15_S); }
+
+    Unit m_unit;
+    const std::string m_socket = m_unit.folder.path() + "/control";
+};
+
+TEST_F(ScenarioCtl, JudgesTheUnit) {
+    EXPECT_TRUE(eventually([&] {
+        sendReport();
+        return ask({"status", "--brief"}) == 0;
+    })) << m_output;
+    EXPECT_THAT(m_output, AllOf(StartsWith("OK: learner fresh "), EndsWith(", stack answers\n")));
+    EXPECT_TRUE(eventually([&] { return ask({"status"}) == 1; })) << "stale after a second";
+    EXPECT_TRUE(prints(" 127.0.0.1       stale  ")) << m_output;
+}
+
+TEST_F(ScenarioCtl, PrintsEachReply) {
+    sendReport();
+    EXPECT_TRUE(eventually([&] { return ask({"lights"}) == 0 && prints("\n3 "); }));
+    EXPECT_TRUE(prints("\n3      permissive green  1")) << m_output;
+    for (const auto& [command, text] : std::vector<std::pair<std::string, std::string>>{
+             {"counters", "\nlearner         accepted "},
+             {"config", "\nrsuSpatConfigInfo.Control.Path = \"" + m_socket + "\"\n"},
+             {"levels", "\nSPAT  4 info\n"}}) {
+        EXPECT_EQ(ask({command}), 0);
+        EXPECT_TRUE(prints(text)) << m_output;
+        EXPECT_EQ(ask({command, "--json"}), 0);
+        EXPECT_THAT(m_output, StartsWith(R"({"reply":")" + command + '"'));
+    }
+    const std::string screen = V2X_BIN "/v2x_spat_ctl lights --watch -s " + m_socket;
+    const std::string terminal = "(sleep 1; printf q) | TERM=vt100 script -qec '" + screen + "' /dev/null";
+    EXPECT_EQ(run({}, {"/bin/sh", "-c", terminal}), 0) << m_error;
+    EXPECT_TRUE(prints("[G] permissive green ")) << m_output;
+}
+
+TEST_F(ScenarioCtl, EndsWithStatus2WithoutDaemon) {
+    const auto expectReason = [&](const std::string& reason) {
+        EXPECT_EQ(m_output, "");
+        EXPECT_THAT(m_error, StartsWith("v2x_spat_ctl: " + reason));
+        EXPECT_EQ(occurrences(m_error, "\n"), 1U) << m_error;
+    };
+    std::vector<std::string> unprivileged;
+    if (geteuid() == 0) { // root without capabilities
+        unprivileged = {"/usr/bin/setpriv", "--bounding-set", "-all", "--inh-caps", "-all"};
+    }
+    chmod(m_socket.c_str(), 0);
+    EXPECT_EQ(ask({"status"}, unprivileged), 2);
+    expectReason(m_socket + ": permission denied");
+    chmod(m_socket.c_str(), 0660);
+
+    const std::string base = m_folder.path() + "/watch";
+    Process watch({V2X_BIN "/v2x_spat_ctl", "watch", "-s", m_socket}, {}, base, base + ".err");
+    EXPECT_TRUE(eventually([&] {
+        sendReport();
+        return readFile(base).find(" record learner 3 permissive green 15.0\n") != std::string::npos;
+    }));
+    m_unit.daemon->signal(SIGKILL);
+    EXPECT_EQ(watch.wait(20000), 2);
+    EXPECT_EQ(readFile(base + ".err"), "v2x_spat_ctl: " + m_socket + ": the daemon has closed the connection\n");
+
+    EXPECT_EQ(ask({"lights"}), 2);
+    expectReason(m_socket + ": the daemon does not run");
+    EXPECT_EQ(run({"counters", "-s", m_socket + "x"}), 2);
+    expectReason(m_socket + "x: no such socket");
+    const std::string cfg = m_unit.folder.path() + "/conf/v2x_spat_convert.cfg";
+    const std::string text = readFile(cfg);
+    writeFile(cfg, std::string(text).replace(text.find("Control"), 7, "Corral_"));
+    EXPECT_EQ(ask({"config"}), 2);
+    expectReason(cfg + ": Control.Path is missing");
 }
 
 } // namespace
