@@ -12,7 +12,7 @@ namespace {
 v2xlog_tag_t g_log{"SPAT"};
 v2xspatconv_gateLines_t* g_lines = nullptr; // guarded by the gate's lock
 
-bool AddLine(int32_t level, const char* format, va_list values) {
+__attribute__((format(printf, 2, 0))) bool AddLine(int32_t level, const char* format, va_list values) {
     if (!v2xlog_Enabled(g_log, level)) {
         return true;
     }
