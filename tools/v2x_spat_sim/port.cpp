@@ -1,10 +1,7 @@
 #include "port.h"
 
-#include <arpa/inet.h>
-
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <cstring>
 #include <stdexcept>
 #include <utility>
@@ -47,28 +44,6 @@ void OnSample(void* data, unsigned int len) {
 constexpr std::array<dds_RecvCallback, DdsPort::MAX_READ_TOPICS> CALLBACKS = {OnSample<0>, OnSample<1>};
 
 } // namespace
-
-Endpoint ParseEndpoint(const std::string& given) {
-    const size_t colon = given.find(':');
-    const bool isPortOnly = colon == std::string::npos;
-    const std::string ip = isPortOnly ? "" : given.substr(0, colon);
-    in_addr address{};
-    if (!isPortOnly && inet_pton(AF_INET, ip.c_str(), &address) != 1) {
-        throw std::invalid_argument("'" + ip + "' is not an IPv4 address, like 127.0.0.1");
-    }
-    const std::string text = isPortOnly ? given : given.substr(colon + 1);
-    const char* const end = text.data() + text.size();
-    uint16_t port = 0;
-    const auto [stop, error] = std::from_chars(text.data(), end, port);
-    if (error != std::errc{} || stop != end || port == 0) {
-        throw std::invalid_argument("'" + text + "' is not a UDP port, 1 to 65535");
-    }
-    return {ip, port};
-}
-
-std::string FormatEndpoint(const Endpoint& endpoint) {
-    return (endpoint.ip.empty() ? "" : endpoint.ip + ":") + std::to_string(endpoint.port);
-}
 
 int UdpPort::Sender::Reply(std::span<uint8_t> datagram) const {
     const v2xpub_UdpSocketDataHead_t head = MakeHead(datagram);

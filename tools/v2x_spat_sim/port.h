@@ -8,20 +8,14 @@
 #include <string>
 #include <vector>
 
+#include "common/endpoint.h"
 #include "v2x/v2xpub.h"
 
 namespace sim {
 
-struct Endpoint {
-    std::string ip; // dotted IPv4 address
-    uint16_t port;
-};
-
-// Parses "IP:PORT" or "PORT". Leaves `ip` empty for "PORT". Throws std::invalid_argument with the reason.
-Endpoint ParseEndpoint(const std::string& given);
-
-// Returns "IP:PORT", or "PORT" if `ip` is empty.
-std::string FormatEndpoint(const Endpoint& endpoint);
+using tools::Endpoint;
+using tools::FormatEndpoint;
+using tools::ParseEndpoint;
 
 // Receives and sends datagrams through one UDP port.
 class UdpPort {
