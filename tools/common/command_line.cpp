@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cstdio>
 #include <exception>
+#include <stdexcept>
 
 #include "common/text.h"
 
@@ -17,6 +18,24 @@ CLI::Validator NumberInRange(double min, double max) {
         return isValid ? "" : FormatText("'%s' is not a number from %.15g to %.15g", text.c_str(), min, max);
     };
     return {check, ""};
+}
+
+CLI::Option* AddEndpointOption(CLI::App& app, const std::string& name, Endpoint& endpoint, const std::string& type,
+                               const std::string& help) {
+    const bool isIpOptional = type.front() == '[';
+    const auto take = [&endpoint, name, isIpOptional](const std::string& given) {
+        try {
+            endpoint = ParseEndpoint(given);
+        } catch (const std::invalid_argument& reason) {
+            throw CLI::ValidationError(name, reason.what());
+        }
+        if (endpoint.ip.empty() && !isIpOptional) {
+            throw CLI::ValidationError(name, "'" + given + "' is not IP:PORT, like 127.0.0.1:8002");
+        }
+    };
+    return app.add_option_function<std::string>(name, take, help)
+        ->type_name(type)
+        ->default_str(FormatEndpoint(endpoint));
 }
 
 int RunTool(CLI::App& app, const char* program, int argc, char** argv, const std::function<int()>& run) {

@@ -4,6 +4,9 @@
 #include <CLI/CLI.hpp>
 
 #include <functional>
+#include <string>
+
+#include "common/endpoint.h"
 
 namespace tools {
 
@@ -13,6 +16,11 @@ inline constexpr int EXIT_USAGE = 2;
 
 // Returns a validator that accepts a number from min to max. CLI11's own range also accepts "nan".
 CLI::Validator NumberInRange(double min, double max);
+
+// Adds an option for an address. The IP is optional if `type` is "[IP:]PORT". Parsing writes to `endpoint`, which must
+// exist until then.
+CLI::Option* AddEndpointOption(CLI::App& app, const std::string& name, Endpoint& endpoint, const std::string& type,
+                               const std::string& help);
 
 // Adds --version to `app`, requires a subcommand, parses the command line and calls `run`. Returns the exit status for
 // main(): the result of `run`, EXIT_FAILED if `run` throws, or EXIT_USAGE if the command line is invalid. Writes the

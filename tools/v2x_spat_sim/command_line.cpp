@@ -6,24 +6,6 @@
 
 namespace sim {
 
-CLI::Option* AddEndpointOption(CLI::App& app, const std::string& name, Endpoint& endpoint, const std::string& type,
-                               const std::string& help) {
-    const bool isIpOptional = type.front() == '[';
-    const auto take = [&endpoint, name, isIpOptional](const std::string& given) {
-        try {
-            endpoint = ParseEndpoint(given);
-        } catch (const std::invalid_argument& reason) {
-            throw CLI::ValidationError(name, reason.what());
-        }
-        if (endpoint.ip.empty() && !isIpOptional) {
-            throw CLI::ValidationError(name, "'" + given + "' is not IP:PORT, like 127.0.0.1:8002");
-        }
-    };
-    return app.add_option_function<std::string>(name, take, help)
-        ->type_name(type)
-        ->default_str(FormatEndpoint(endpoint));
-}
-
 void AddRunOptions(CLI::App& app, RunOptions& run, const std::string& counted, const std::string& jsonHelp) {
     AddNumberOption(app, "--seconds", run.seconds, 0, 1e9, "S", "End after S seconds (0: run until Ctrl-C)");
     AddNumberOption(app, "--count", run.count, 0, 1e12, "N", "End after N " + counted + " (0: no limit)");

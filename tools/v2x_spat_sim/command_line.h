@@ -30,9 +30,7 @@ CLI::Option* AddNumberOption(CLI::App& app, const std::string& name, Value& valu
         ->capture_default_str();
 }
 
-// Adds an option for a UDP address. The IP is optional if `type` is "[IP:]PORT".
-CLI::Option* AddEndpointOption(CLI::App& app, const std::string& name, Endpoint& endpoint, const std::string& type,
-                               const std::string& help);
+using tools::AddEndpointOption;
 
 // Adds --seconds, --count, --quiet, --summary and --json. `counted` names what --count limits, in the plural.
 void AddRunOptions(CLI::App& app, RunOptions& run, const std::string& counted, const std::string& jsonHelp);
