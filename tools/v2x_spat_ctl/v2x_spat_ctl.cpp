@@ -13,7 +13,9 @@
 #include "client.h"
 #include "commands.h"
 #include "common/command_line.h"
+#include "metrics.h"
 #include "options.h"
+#include "serve.h"
 
 namespace {
 
@@ -115,6 +117,10 @@ void AddPlainCommands(CommandLine& commands) {
          "Example: v2x_spat_ctl config | grep OnlyFrom\n", ctl::RunConfig},
         {"levels", "Print the log level of each tag", "v2x_logtool sets levels.\nExample: v2x_spat_ctl levels\n",
          ctl::RunLevels},
+        {"metrics", "Print the metrics in the text format of Prometheus",
+         "Without a daemon prints v2x_spat_up 0. --json prints the replies to status and counters.\n"
+         "Example: v2x_spat_ctl metrics > /var/lib/prometheus/node-exporter/v2x_spat.prom\n",
+         ctl::RunMetrics},
         {"watch", "Print each record, change of state and check until ctrl-C, one line an event",
          "A record line has the source, then phase, light and seconds left of each phase. A line\n"
          "\"lost 12 events\" means that the daemon has discarded events, because the terminal or\n"
@@ -137,6 +143,23 @@ void AddCheck(CommandLine& commands) {
                  ctl::RunCheck);
 }
 
+void AddServe(CommandLine& commands) {
+    const auto [command, options] =
+        commands.Add("serve", "Serve a web page with the lights, the metrics and the state over HTTP",
+                     "Paths: / the page; /metrics for Prometheus; /api/status state and lights;\n"
+                     "/api/events server-sent events. There is no password: use a tunnel or a proxy.\n"
+                     "Example: v2x_spat_ctl serve --listen 192.168.1.5:8080 --host rsu1.example.org\n"
+                     "SIGINT and SIGTERM end the server. Exit status: 0 after a signal; 1 if the address\n"
+                     "cannot be used; 2 if no control socket is named, or if the command line is wrong.",
+                     ctl::RunServe);
+    tools::AddEndpointOption(*command, "--listen", options->listen, "IP:PORT", "Address and port of the server");
+    command
+        ->add_option("--host", options->hosts,
+                     "Further name of this server in requests. localhost, loop-back addresses\n"
+                     "and the address of --listen are always allowed")
+        ->type_name("NAME");
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -146,6 +169,7 @@ int main(int argc, char** argv) {
     AddLights(commands);
     AddPlainCommands(commands);
     AddCheck(commands);
+    AddServe(commands);
     // Subcommands copy the footer when they are added, so that app.footer comes last.
     app.footer("v2x_spat_ctl SUBCOMMAND --help lists the options of a subcommand.");
     return tools::RunTool(app, PROGRAM, argc, argv, [&] { return commands.Run(); });
