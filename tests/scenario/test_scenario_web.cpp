@@ -1,0 +1,181 @@
+// The web server with the real daemon: the page in a browser, metrics, hostile clients.
+#include <csignal>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include "browser.h"
+#include "unit.h"
+
+namespace {
+
+const Bytes GREEN_15_S = hex("FEFE10 000A 000100 03010F00000000"); // the learner's phase 3
+const Bytes RED_9_S = hex("FEFE10 000A 000100 03020900000000");
+
+// A TCP port below the ephemeral ones that is free at present.
+uint16_t findFreePort() {
+    static uint16_t port = static_cast<uint16_t>(20000 + getpid() % 7000);
+    for (bool isFree = false; !isFree;) {
+        const int probe = socket(AF_INET, SOCK_STREAM, 0);
+        const sockaddr_in address = {AF_INET, htons(++port), {htonl(INADDR_LOOPBACK)}, {}};
+        isFree = bind(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+        close(probe);
+    }
+    return port;
+}
+
+class ScenarioWeb : public testing::Test {
+protected:
+    ScenarioWeb() {
+        m_unit.learnerKeys += "StaleAfter = 4;";
+        m_unit.controllerKeys = "IsEnable = false;";
+        m_unit.moreGroups = "Control = { Path = \"" + m_path + "\"; };";
+        m_unit.startAndWaitReady();
+        m_server.emplace(std::vector<std::string>{V2X_BIN "/v2x_spat_ctl", "serve", "--socket", m_path, "--listen",
+                                                  "127.0.0.1:" + std::to_string(m_port), "--host", "rsu.example"},
+                         std::vector<std::string>{}, m_out, m_err);
+        EXPECT_TRUE(eventually([this] { return readFile(m_out) == "serving " + m_url + "\n"; })) << readFile(m_err);
+    }
+    ~ScenarioWeb() override {
+        for (const int client : m_clients) {
+            close(client);
+        }
+        m_server->signal(SIGTERM);
+        EXPECT_EQ(m_server->wait(5000), 0);
+        EXPECT_EQ(readFile(m_err), "");
+    }
+
+    int connectTo() {
+        const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const timeval limit = {20, 0};
+        setsockopt(client, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+        const sockaddr_in address = {AF_INET, htons(m_port), {htonl(INADDR_LOOPBACK)}, {}};
+        EXPECT_EQ(connect(client, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        m_clients.push_back(client);
+        return client;
+    }
+    // The whole answer to a request line and a Host header.
+    std::string ask(const std::string& request, const std::string& host = "localhost", const std::string& more = "") {
+        const int client = connectTo();
+        const std::string text = request + " HTTP/1.1\r\nHost: " + host + "\r\n" + more + "\r\n";
+        EXPECT_EQ(send(client, text.data(), text.size(), MSG_NOSIGNAL), static_cast<ssize_t>(text.size()));
+        std::string answer;
+        char bytes[65536];
+        for (ssize_t length = 1; length > 0; answer.append(bytes, static_cast<size_t>(std::max<ssize_t>(length, 0)))) {
+            length = recv(client, bytes, sizeof bytes, 0);
+        }
+        return answer;
+    }
+    Unit m_unit;
+    const std::string m_path = m_unit.folder.path() + "/control";
+    const std::string m_out = m_unit.folder.path() + "/serve.out";
+    const std::string m_err = m_unit.folder.path() + "/serve.err";
+    const uint16_t m_port = findFreePort();
+    const std::string m_url = "http://127.0.0.1:" + std::to_string(m_port) + "/";
+    std::vector<int> m_clients;
+    std::optional<Process> m_server;
+};
+
+TEST_F(ScenarioWeb, PageFollowsTheLights) {
+    if (!Browser::isInstalled()) {
+        GTEST_SKIP() << "Skipped: chromium is not installed";
+    }
+    Browser browser(m_unit.folder.path(), m_url);
+    const auto expectValue = [&browser](const std::string& expression, const std::string& value) {
+        EXPECT_EQ(browser.awaitValue(expression, value), value) << expression;
+    };
+    const std::string tile = "document.querySelector('[data-phase=\"3\"]')";
+    const std::string light = tile + ".dataset.light + ' ' + " + tile + ".dataset.state";
+    expectValue("document.body.dataset.link", "live");
+    m_unit.learner.sendTo(m_unit.reportPort, GREEN_15_S);
+    expectValue(light, "permissive green fresh");
+    expectValue(tile + ".querySelector('.on').getAttribute('class')", "lens green on");
+    m_unit.learner.sendTo(m_unit.reportPort, RED_9_S);
+    expectValue(light, "red fresh");
+    expectValue("document.body.dataset.records", "2"); // the page got both as events
+    expectValue("/^Phase 3: red, [5-8] seconds left$/.test(" + tile + ".ariaLabel)", "true");
+    expectValue("document.getElementById('peer-learner').dataset.state", "stale");
+    expectValue(light, "red old");
+    expectValue("document.querySelectorAll('.on').length", "0"); // an old light is not lit
+    expectValue("/stale, no report/.test(document.getElementById('events').textContent)", "true");
+    m_unit.daemon->signal(SIGKILL);
+    expectValue("document.body.dataset.link", "no daemon");
+    expectValue(light, "red gone");
+}
+
+TEST_F(ScenarioWeb, RefusesForeignHostsMethodsAndPaths) {
+    const struct {
+        std::string request, host, more, answer;
+    } cases[] = {
+        {"GET /", "127.0.0.1", "", "HTTP/1.1 200 OK\r\n"},
+        {"GET /", "RSU.example:80", "", "HTTP/1.1 200 OK\r\n"},
+        {"GET /", "evil.example", "", "HTTP/1.1 403 Forbidden\r\n"},
+        {"GET /metrics", "localhost.evil.example", "", "HTTP/1.1 403 Forbidden\r\n"},
+        {"GET /", "localhost\r\nHost: evil.example", "", "HTTP/1.1 403 Forbidden\r\n"},
+        {"POST /", "localhost", "Content-Length: 4\r\n", "HTTP/1.1 405 Method Not Allowed\r\nAllow: GET\r\n"},
+        {"DELETE /api/status", "localhost", "", "HTTP/1.1 405 Method Not Allowed\r\nAllow: GET\r\n"},
+        {"GET /../../../../etc/passwd", "localhost", "", "HTTP/1.1 404 Not Found\r\n"},
+        {"GET /%2e%2e/%2e%2e/etc/passwd", "localhost", "", "HTTP/1.1 404 Not Found\r\n"},
+        {"GET /", "localhost", "Range: bytes=0-,0-,0-\r\n", "HTTP/1.1 400 Bad Request\r\n"},
+    };
+    for (const auto& [request, host, more, answer] : cases) {
+        const std::string found = ask(request, host, more);
+        EXPECT_TRUE(found.starts_with(answer)) << request << " " << host << "\n" << found.substr(0, 300);
+        EXPECT_NE(found.find("Content-Security-Policy: default-src 'none'; script-src 'sha256-"), std::string::npos);
+    }
+}
+
+TEST_F(ScenarioWeb, IdleAndUnreadConnectionsDelayNobody) {
+    for (int i = 0; i < 200; i++) {
+        connectTo();
+    }
+    const std::string events = "GET /api/events HTTP/1.1\r\nHost: localhost\r\n\r\n";
+    for (int i = 0; i < 8; i++) {
+        const int client = connectTo();
+        char byte = 0;
+        EXPECT_EQ(send(client, events.data(), events.size(), 0), static_cast<ssize_t>(events.size()));
+        EXPECT_EQ(recv(client, &byte, 1, 0), 1); // the stream is open; the rest is never read
+    }
+    EXPECT_TRUE(ask("GET /api/events").starts_with("HTTP/1.1 503 "));
+    for (int i = 0; i < 3; i++) {
+        m_unit.learner.sendTo(m_unit.reportPort, GREEN_15_S);
+        EXPECT_TRUE(m_unit.receiveRecord().has_value());
+    }
+    EXPECT_TRUE(ask("GET /").starts_with("HTTP/1.1 200 OK\r\n"));
+    const std::string status = ask("GET /api/status");
+    EXPECT_NE(status.find("\"accepted\":3,"), std::string::npos) << status;
+    EXPECT_NE(status.find("\"light\":\"permissive green\""), std::string::npos) << status;
+}
+
+TEST_F(ScenarioWeb, MetricsAreValidAndEndWithTheDaemon) {
+    m_unit.learner.sendTo(m_unit.reportPort, GREEN_15_S);
+    EXPECT_TRUE(m_unit.receiveRecord().has_value());
+    const std::string file = m_unit.folder.path() + "/metrics";
+    const auto run = [&](const std::string& command) {
+        Process shell({"/bin/sh", "-c", command}, {}, file, file + ".err");
+        return shell.wait(20000);
+    };
+    const std::string metrics = V2X_BIN "/v2x_spat_ctl metrics --socket " + m_path;
+    EXPECT_EQ(run(metrics + " | promtool check metrics"), 0);
+    EXPECT_EQ(readFile(file) + readFile(file + ".err"), "");
+    const std::string accepted = "\nv2x_spat_source_accepted_total{source=\"learner\"} 1\n";
+    EXPECT_NE(ask("GET /metrics").find(accepted), std::string::npos);
+    m_unit.daemon->signal(SIGTERM);
+    EXPECT_EQ(m_unit.daemon->wait(20000), 0);
+    EXPECT_EQ(run(metrics), 2);
+    EXPECT_NE(readFile(file).find("\nv2x_spat_up 0\n"), std::string::npos);
+    EXPECT_NE(ask("GET /metrics").find("\nv2x_spat_up 0\n"), std::string::npos);
+    EXPECT_TRUE(eventually([this] { return ask("GET /api/status").starts_with("HTTP/1.1 503 "); }));
+}
+
+TEST_F(ScenarioWeb, ReportsAnAddressThatCannotBeUsed) {
+    for (const auto& [address, reason] :
+         {std::pair("127.0.0.1:" + std::to_string(m_port), "Address already in use"),
+          std::pair(std::string("192.0.2.1:8080"), "Cannot assign requested address")}) {
+        const std::string file = m_unit.folder.path() + "/second";
+        Process second({V2X_BIN "/v2x_spat_ctl", "serve", "-s", m_path, "--listen", address}, {}, file, file);
+        EXPECT_EQ(second.wait(20000), 1);
+        EXPECT_EQ(readFile(file), "v2x_spat_ctl: cannot listen on " + address + ": " + reason + "\n");
+    }
+}
+
+} // namespace
