@@ -25,15 +25,6 @@ TEST(LearnerReport, HasTheBytesOfTheWire) {
               hex("FE FE 10 00 11 00 02 00 03 01 02 00 00 00 00 04 02 19 00 00 00 00"));
 }
 
-TEST(Replay, ParsesLinesAndNamesTheWrongOne) {
-    const auto datagrams = ParseReplay("# capture\n\n0 FEFE10\r\n \t 0\tfe Fe\t0A # comment\n1500 00", "x");
-    ASSERT_EQ(datagrams.size(), 3U);
-    EXPECT_EQ(datagrams[1].bytes, hex("FE FE 0A"));
-    EXPECT_EQ(datagrams[2].time, 1500ms);
-    for (const char* const wrong : {"2 00\n1 00", "0 00\n1", "0 00\nx 00", "0 00\n-1 00", "0 00\n1 0"}) {
-        EXPECT_THAT([&] { ParseReplay(wrong, "file"); }, ThrowsMessage<std::runtime_error>(StartsWith("file:2: ")));
-    }
-}
 
 // ---- controller
 

@@ -10,6 +10,7 @@
 #include "command_line.h"
 #include "common/files.h"
 #include "port.h"
+#include "replay.h"
 #include "roles.h"
 #include "session.h"
 #include "text.h"
@@ -37,11 +38,11 @@ constexpr DamageTexts CLOUD_DAMAGE_TEXTS = {
     "another type)"};
 
 constexpr const char* CLOUD_FOOTER =
-    "The simulator publishes nothing without --rate, --document or --status. It publishes on a\ntopic when the topic "
-    "has a reader. It splits a document above 1024 bytes into samples of\n1024 bytes and a shorter last sample. If "
-    "the size is a multiple of 1024, a sample of one\nbyte, 0, ends the document. For the daemon, any sample below "
-    "1024 bytes ends a document: if\n--fragment is not a multiple of 1024, the daemon reads each fragment as a whole "
-    "document.";
+    "The simulator publishes nothing without --rate, --document, --status or --replay. It\npublishes on a topic when "
+    "the topic has a reader. It splits a document above 1024 bytes\ninto samples of 1024 bytes and a shorter last "
+    "sample. If the size is a multiple of 1024, a\nsample of one byte, 0, ends the document. For the daemon, any sample "
+    "below 1024 bytes ends a\ndocument: if --fragment is not a multiple of 1024, the daemon reads each fragment as a\n"
+    "whole document.";
 
 // The statuses to publish, one after another, for each value of --status.
 const std::map<std::string, std::vector<uint8_t>> RUN_STATES = {
@@ -60,6 +61,7 @@ struct CloudOptions {
     std::vector<std::string> documentFiles;
     std::optional<double> rate; // documents per second
     DownOptions downs;
+    ReplayOptions replay; // replaces documents and statuses
 };
 
 // Formats the local time of day of a time in microseconds since 1970.
@@ -99,7 +101,8 @@ private:
 class Cloud {
 public:
     explicit Cloud(const CloudOptions& options)
-        : m_options(options), m_runStates(RUN_STATES.at(options.status)), m_isSending(options.downs.rate > 0),
+        : m_options(options), m_runStates(RUN_STATES.at(options.status)),
+          m_isSending(options.downs.rate > 0 || !options.replay.file.empty()),
           m_session("cloud", options.run, options.downs.damage.share > 0 ? "bad documents" : ""),
           m_upTopic("rsu/" + options.device + "/spat/up"), m_reader(m_upTopic, STATUS_UP, options.run.json),
           m_downs(options.downs, m_session.Seed()), m_documents("rsu/" + options.device + "/spat/down"),
@@ -108,7 +111,13 @@ public:
               {{m_upTopic, [this](std::span<const uint8_t> sample) { OnSample(&UpReader::OnDocumentSample, sample); }},
                {STATUS_UP, [this](std::span<const uint8_t> sample) { OnSample(&UpReader::OnStatusSample, sample); }},
                {m_documents.Topic(), {}},
-               {m_status.Topic(), {}}}) {}
+               {m_status.Topic(), {}}}) {
+        const ReplayOptions& replay = options.replay;
+        if (!replay.file.empty()) {
+            m_replay.emplace(LoadSamples(replay.file, m_documents.Topic(), m_status.Topic()), replay.speed,
+                             replay.isLooped);
+        }
+    }
 
     void Run() {
         m_session.Announce(
@@ -116,10 +125,11 @@ public:
         const Clock::time_point end = DeadlineAfter(Clock::now(), m_options.run.seconds);
         bool isRunning = true;
         while (isRunning && !HasSentAll() && Clock::now() < end) {
-            const Clock::time_point next = std::min(PublishStatus(Clock::now()), PublishDocument(Clock::now()));
+            const Clock::time_point next =
+                std::min({PublishStatus(Clock::now()), PublishDocument(Clock::now()), PublishReplay(Clock::now())});
             isRunning = HasSentAll() || m_session.WaitUntil(std::min(next, end));
         }
-        if (isRunning && m_downs.Total() != 0) {
+        if (isRunning && CountSent() != 0) {
             m_session.WaitUntil(Clock::now() + FINAL_DELAY);
         }
         m_port.Close();
@@ -127,8 +137,11 @@ public:
     }
 
 private:
+    uint64_t CountSent() const { return m_downs.Total() + m_replayed; }
+
     bool HasSentAll() const {
-        return m_isSending && m_options.run.count != 0 && m_downs.Total() >= m_options.run.count;
+        const uint64_t most = m_options.run.count;
+        return m_isReplayed || (m_isSending && most != 0 && CountSent() >= most);
     }
 
     // Runs on the DDS library's threads: one thread for each of the two topics.
@@ -184,7 +197,7 @@ private:
     // Publishes a document if it is due. Returns the time of the next call. The first document is due when the topic
     // has a reader.
     Clock::time_point PublishDocument(Clock::time_point now) {
-        if (!m_isSending) {
+        if (m_options.downs.rate <= 0) {
             return Clock::time_point::max();
         }
         if (!m_documents.IsReady(m_port, now, m_session)) {
@@ -201,17 +214,41 @@ private:
         return start + m_downs.DueTime(now - start);
     }
 
+    // Publishes a captured sample if it is due. Returns the time of the next call. The first sample is due when both
+    // topics have a reader.
+    Clock::time_point PublishReplay(Clock::time_point now) {
+        if (!m_replay) {
+            return Clock::time_point::max();
+        }
+        const bool isDocumentsReady = m_documents.IsReady(m_port, now, m_session);
+        const bool isStatusReady = m_status.IsReady(m_port, now, m_session);
+        if (!m_sendingSince && !(isDocumentsReady && isStatusReady)) {
+            return now + READER_POLL;
+        }
+        m_sendingSince = m_sendingSince.value_or(now);
+        if (*m_sendingSince + m_replay->DueTime({}).value() <= now) {
+            const std::string topic = m_replay->NextTopic();
+            const std::vector<uint8_t> sample = m_replay->TakeNext();
+            ++(m_port.Send(topic, {sample.begin(), sample.end()}) ? m_replayed : m_replayErrors);
+        }
+        const auto due = m_replay->DueTime({});
+        m_isReplayed = !due.has_value();
+        return *m_sendingSince + due.value_or(std::chrono::nanoseconds(0));
+    }
+
     Summary MakeSummary() const {
         Summary summary = m_reader.MakeSummary();
         m_downs.AddCounts(summary);
         summary.Add("statusSent", m_statuses, "cloud statuses sent");
+        summary.AddIfAny("replayed", m_replayed, "captured samples sent");
+        summary.AddIfAny("replayErrors", m_replayErrors, "captured samples rejected by the DDS library");
         summary.AddIfAny("statusErrors", m_statusErrors, "cloud statuses rejected by the DDS library");
         return summary;
     }
 
     const CloudOptions& m_options;
     const std::vector<uint8_t>& m_runStates;
-    const bool m_isSending; // the simulator publishes documents
+    const bool m_isSending; // the simulator publishes documents or captured samples
     Session m_session;      // before m_port, so that the port's threads block the signals
     std::string m_upTopic;
     std::mutex m_mutex; // protects the next three members
@@ -221,6 +258,10 @@ private:
     DownSource m_downs;
     OutputTopic m_documents;
     OutputTopic m_status{STATUS_DOWN};
+    std::optional<ReplaySource> m_replay;
+    bool m_isReplayed = false; // all captured samples are sent
+    uint64_t m_replayed = 0;
+    uint64_t m_replayErrors = 0;
     std::optional<Clock::time_point> m_sendingSince;
     Clock::time_point m_statusDue{};
     uint64_t m_lastSent = 0;
@@ -281,6 +322,12 @@ void AddCloud(CLI::App& app, Run& run) {
     AddNumberOption(cloud, "--status-interval", options->statusInterval, 0.01, 1e6, "S", "Seconds between two statuses")
         ->needs("--status");
     AddDocumentOptions(cloud, *options);
+    AddReplayOptions(cloud, options->replay,
+                     "Send the documents and statuses for the daemon in the capture FILE\nof v2x_spat_ctl to --device, "
+                     "instead of others");
+    for (const char* const other : {"--rate", "--document", "--status"}) {
+        cloud.get_option("--replay")->excludes(other);
+    }
     AddDamageOptions(cloud, options->downs.damage, options->run, DOCUMENT_KINDS, CLOUD_DAMAGE_TEXTS);
     cloud.get_option("--seed")->needs("--bad-documents");
     AddRunOptions(cloud, options->run, "documents: sent with --rate or --document, otherwise\nreceived",

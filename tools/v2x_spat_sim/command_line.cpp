@@ -29,6 +29,13 @@ CLI::Option* AddFaultOptions(CLI::App& app, FaultOptions& faults, FaultUser user
     return fault;
 }
 
+void AddReplayOptions(CLI::App& app, ReplayOptions& replay, const std::string& help) {
+    app.add_option("--replay", replay.file, help)->type_name("FILE");
+    AddNumberOption(app, "--speed", replay.speed, 0.01, 1000, "X", "Replay X times as fast as captured")
+        ->needs("--replay");
+    app.add_flag("--loop", replay.isLooped, "Repeat the replay")->needs("--replay");
+}
+
 void AddDamageOptions(CLI::App& app, DamageOptions& damage, RunOptions& run, std::span<const KindName> kinds,
                       const DamageTexts& texts) {
     std::vector<std::string> names;

@@ -10,6 +10,7 @@
 #include "damage.h"
 #include "fault.h"
 #include "port.h"
+#include "replay.h"
 #include "session.h"
 #include "summary.h"
 
@@ -37,6 +38,9 @@ void AddRunOptions(CLI::App& app, RunOptions& run, const std::string& counted, c
 
 // Adds --fault, which is returned, and --fault-rate.
 CLI::Option* AddFaultOptions(CLI::App& app, FaultOptions& faults, FaultUser user);
+
+// Adds --replay with the help text `help`, --speed and --loop.
+void AddReplayOptions(CLI::App& app, ReplayOptions& replay, const std::string& help);
 
 struct DamageTexts {
     const char* share; // "--damage"

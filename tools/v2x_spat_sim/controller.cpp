@@ -32,7 +32,7 @@ constexpr const char* CONTROLLER_FOOTER =
     "additional delimiter, the daemon can lose good\nframes until it discards its buffer, within half a second. "
     "cutGood counts the good frames\nthat were sent less than 0.9 s after such a frame. With --split, the daemon may "
     "also discard\nthe first part of a frame; cutGood does not count the frames that are lost then.\n"
-    "Each line of a replay should contain one frame; any other line counts as wrongDelimiter.";
+    "A replay counts each datagram as one frame. A datagram with another number of frames counts\nas wrongDelimiter.";
 
 struct ControllerOptions {
     DeviceOptions device;

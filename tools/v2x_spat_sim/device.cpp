@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "command_line.h"
-#include "common/files.h"
 #include "text.h"
 
 namespace sim {
@@ -17,13 +16,13 @@ using std::chrono::nanoseconds;
 using std::chrono::seconds;
 
 std::unique_ptr<MessageSource> MakeSource(const DeviceOptions& options, PhaseRange phases, PlanSource::Encode encode) {
-    constexpr size_t MAX_FILE = size_t{1} << 30;
-    const std::string& file = options.replayFile;
-    if (file.empty()) {
+    const ReplayOptions& replay = options.replay;
+    if (replay.file.empty()) {
         const auto start = nanoseconds(static_cast<int64_t>(options.start * 1e9));
         return std::make_unique<PlanSource>(options.rate, phases, start, std::move(encode), options.faults);
     }
-    return std::make_unique<ReplaySource>(ParseReplay(tools::ReadFile(file, MAX_FILE), file), options.isReplayLooped);
+    const uint16_t port = replay.port != 0 ? replay.port : options.target.port;
+    return std::make_unique<ReplaySource>(LoadDatagrams(replay.file, port), replay.speed, replay.isLooped);
 }
 
 Endpoint ListenAddress(const DeviceOptions& options) {
@@ -43,12 +42,12 @@ CLI::App& AddDevice(CLI::App& app, const DeviceRole& role, DeviceOptions& option
     AddEndpointOption(device, "--listen", options.listen, "[IP:]PORT",
                       std::string(role.listenHelp) +
                           "\nDefault IP: 127.0.0.1 if the target is on this machine, otherwise\nall addresses");
-    device
-        .add_option("--replay", options.replayFile,
-                    "Send the datagrams in FILE instead of the plan. Each line has the\nmilliseconds since the start "
-                    "and the bytes in hex; '#' begins a\ncomment")
-        ->type_name("FILE");
-    device.add_flag("--loop", options.isReplayLooped, "Repeat the replay")->needs("--replay");
+    AddReplayOptions(device, options.replay,
+                     "Send the datagrams to --replay-port in the capture FILE (pcap or\npcapng) instead of the plan");
+    AddNumberOption(device, "--replay-port", options.replay.port, 1, 65535, "PORT",
+                    "Port to which the captured datagrams were sent (default: the port of\n--target)")
+        ->needs("--replay")
+        ->default_str("");
     AddNumberOption(device, "--rate", options.rate, 0.001, 1e6, "HZ",
                     std::string("Number of ") + role.messages + " per second")
         ->excludes("--replay");

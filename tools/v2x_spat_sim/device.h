@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "port.h"
+#include "replay.h"
 #include "session.h"
 #include "source.h"
 #include "summary.h"
@@ -31,12 +32,11 @@ struct DeviceRole {
 struct DeviceOptions {
     RunOptions run; // the count limits the messages sent
     Endpoint target{};
-    Endpoint listen{};           // an empty IP means loopback for a target on loopback, otherwise all addresses
-    double rate = 1;             // messages per second
-    double start = 0;            // the time in the plan, in seconds, at which the run begins
-    FaultOptions faults;         // of the plan
-    std::string replayFile;      // replaces the plan unless empty
-    bool isReplayLooped = false; // true repeats the replay
+    Endpoint listen{};    // an empty IP means loopback for a target on loopback, otherwise all addresses
+    double rate = 1;      // messages per second
+    double start = 0;     // the time in the plan, in seconds, at which the run begins
+    FaultOptions faults;  // of the plan
+    ReplayOptions replay; // replaces the plan
 };
 
 // Adds the subcommand with the options above. `options` must exist until the command line is parsed; its initial values

@@ -1,4 +1,4 @@
-// Sources of a simulated device's messages: the signal plan and a replay of recorded datagrams.
+// Source of a simulated device's messages, and the signal plan as a source.
 #pragma once
 
 #include <chrono>
@@ -53,33 +53,5 @@ private:
 };
 
 inline constexpr size_t MAX_DATAGRAM = 32767; // bytes; the platform's UDP sockets drop longer datagrams
-
-struct ReplayDatagram {
-    std::chrono::milliseconds time; // since the start of the replay
-    std::vector<uint8_t> bytes;     // 1 to MAX_DATAGRAM bytes
-};
-
-// Parses the text of a replay file. Each line has one datagram: milliseconds since the start, a blank, the bytes in
-// hex. A time must not be earlier than the time on the line above. `name` is the file's name for error messages. Throws
-// std::runtime_error "name:line: reason" for an invalid line, or "name: reason" if the text has no datagram.
-std::vector<ReplayDatagram> ParseReplay(const std::string& text, const std::string& name);
-
-// Replays recorded datagrams once or in a loop. The next round starts one average gap after the last datagram. Without
-// a gap, the next round starts 1 s after the last datagram.
-class ReplaySource : public MessageSource {
-public:
-    // `datagrams` must contain at least one datagram.
-    ReplaySource(std::vector<ReplayDatagram> datagrams, bool isLooped);
-    std::optional<std::chrono::nanoseconds> DueTime(std::chrono::nanoseconds now) override;
-    std::vector<uint8_t> TakeNext() override;
-    std::string FormatState(std::chrono::nanoseconds now) const override;
-
-private:
-    std::vector<ReplayDatagram> m_datagrams;
-    std::chrono::nanoseconds m_roundLength;
-    bool m_isLooped;
-    size_t m_next = 0;
-    int64_t m_round = 0;
-};
 
 } // namespace sim

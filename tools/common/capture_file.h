@@ -1,0 +1,48 @@
+// Writes and reads captures with libpcap.
+#pragma once
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <pcap/pcap.h>
+#include <string>
+
+#include "common/capture_packet.h"
+
+namespace tools {
+
+// Writes a pcap file of the link type "raw IP" with times in microseconds. The path "-" means standard output. Each
+// packet is flushed, so that the file of a killed program is complete.
+class CaptureWriter {
+public:
+    // Throws std::runtime_error "path: reason".
+    explicit CaptureWriter(const std::string& path);
+
+    // Throws std::runtime_error "path: reason" if the packet cannot be written.
+    void Write(const Datagram& datagram);
+
+private:
+    void Flush();
+
+    struct Close {
+        void operator()(pcap_t* capture) const { pcap_close(capture); }
+        void operator()(pcap_dumper_t* dumper) const { pcap_dump_close(dumper); }
+    };
+    std::string m_name;
+    std::unique_ptr<pcap_t, Close> m_capture;
+    std::unique_ptr<pcap_dumper_t, Close> m_dumper;
+};
+
+// Numbers of the packets of a capture. Index: PacketKind.
+using CaptureCounts = std::array<uint64_t, 4>;
+
+// Calls `visit` with each UDP datagram of a pcap or pcapng file, in the order of the file. The path "-" means standard
+// input. The payload is valid during the call. Throws std::runtime_error "path: reason" if the file cannot be read,
+// and for a link type that ParsePacket does not know.
+CaptureCounts ReadCapture(const std::string& path, const std::function<void(const Datagram& datagram)>& visit);
+
+// Describes the packets that ReadCapture has ignored, for one line: "3 other packets, 2 fragments ignored". Returns an
+// empty text if the capture has only datagrams.
+std::string DescribeIgnored(const CaptureCounts& counts);
+
+} // namespace tools
