@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "capture.h"
 #include "client.h"
 #include "commands.h"
 #include "common/command_line.h"
@@ -133,6 +134,13 @@ void AddPlainCommands(CommandLine& commands) {
     }
 }
 
+void AddSeconds(CLI::App& command, double& seconds, const char* help) {
+    command.add_option("--seconds", seconds, help)
+        ->check(tools::NumberInRange(0, 1e6))
+        ->type_name("S")
+        ->capture_default_str();
+}
+
 void AddCheck(CommandLine& commands) {
     commands.Add("check",
                  "Print the problems of a configuration, then the phase mapping, the identity and\n"
@@ -160,6 +168,20 @@ void AddServe(CommandLine& commands) {
         ->type_name("NAME");
 }
 
+void AddCapture(CommandLine& commands) {
+    const auto [command, options] =
+        commands.Add("capture", "Write the datagrams and DDS samples of the daemon to a pcap file",
+                     "The file is for Wireshark, tcpdump and v2x_spat_sim --replay. Examples:\n"
+                     "  v2x_spat_ctl capture -o unit.pcap --seconds 60\n"
+                     "  v2x_spat_ctl capture -o - | tshark -i -\n" +
+                         std::string(DAEMON_EXIT),
+                     ctl::RunCapture);
+    command->add_option("-o,--output", options->output, "File to write; - is standard output")
+        ->type_name("FILE")
+        ->required();
+    AddSeconds(*command, options->seconds, "End after S seconds (0: run until Ctrl-C)");
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -170,6 +192,7 @@ int main(int argc, char** argv) {
     AddPlainCommands(commands);
     AddCheck(commands);
     AddServe(commands);
+    AddCapture(commands);
     // Subcommands copy the footer when they are added, so that app.footer comes last.
     app.footer("v2x_spat_ctl SUBCOMMAND --help lists the options of a subcommand.");
     return tools::RunTool(app, PROGRAM, argc, argv, [&] { return commands.Run(); });
