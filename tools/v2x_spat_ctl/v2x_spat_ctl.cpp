@@ -10,12 +10,14 @@
 #include <utility>
 #include <vector>
 
+#include "bugreport.h"
 #include "capture.h"
 #include "client.h"
 #include "commands.h"
 #include "common/command_line.h"
 #include "metrics.h"
 #include "options.h"
+#include "picture.h"
 #include "serve.h"
 
 namespace {
@@ -182,6 +184,40 @@ void AddCapture(CommandLine& commands) {
     AddSeconds(*command, options->seconds, "End after S seconds (0: run until Ctrl-C)");
 }
 
+void AddPicture(CommandLine& commands) {
+    const auto [command, options] = commands.Add(
+        "picture", "Draw the signal-timing diagram as SVG, from the running daemon or from a capture",
+        "With --from the conflicts are those of the configuration in --workdir, if it can be read.\nExamples:\n"
+        "  v2x_spat_ctl picture -o cycle.svg --seconds 90\n"
+        "  v2x_spat_ctl picture -o cycle.svg --from unit.pcap\n" +
+            std::string(DAEMON_EXIT),
+        ctl::RunPicture);
+    command->add_option("-o,--output", options->output, "File to write; - is standard output")
+        ->type_name("FILE")
+        ->required();
+    command->add_option("--from", options->capture, "Draw the records in a capture (pcap or pcapng)")
+        ->type_name("FILE");
+    AddSeconds(*command, options->seconds, "Length of the diagram (0: 60 s of the daemon, or the whole capture)");
+}
+
+void AddBugreport(CommandLine& commands) {
+    const auto [command, options] = commands.Add(
+        "bugreport", "Pack versions, state, configuration, log and a capture of 10 s for a developer",
+        "The archive contains the device id and IP addresses. A part that is not available is named in\n"
+        "its file missing.txt. Example:\n"
+        "  v2x_spat_ctl bugreport -o unit.tar.gz --log /var/log/v2x_spat_convert/spat_conv.log\n"
+        "Exit status: 0 on success, also without a daemon; 1 on a failure; 2 if the command line is wrong.",
+        ctl::RunBugreport);
+    command->add_option("-o,--output", options->output, "Archive to write (.tar.gz); - is standard output")
+        ->type_name("FILE")
+        ->required();
+    command
+        ->add_option("-l,--log", options->log,
+                     "Log file of the daemon; default: the files in log/ of the work\ndirectory. The archive has the "
+                     "last 2 MiB of each file")
+        ->type_name("FILE");
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -193,6 +229,8 @@ int main(int argc, char** argv) {
     AddCheck(commands);
     AddServe(commands);
     AddCapture(commands);
+    AddPicture(commands);
+    AddBugreport(commands);
     // Subcommands copy the footer when they are added, so that app.footer comes last.
     app.footer("v2x_spat_ctl SUBCOMMAND --help lists the options of a subcommand.");
     return tools::RunTool(app, PROGRAM, argc, argv, [&] { return commands.Run(); });

@@ -1,0 +1,103 @@
+// The lights of an intersection over time, for the signal-timing diagram.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace ctl {
+
+// Codes of m_lightState, and two of the diagram.
+using Light = uint8_t;
+inline constexpr Light LIGHT_UNKNOWN = 9;
+inline constexpr Light LIGHT_NO_RECORD = 10;
+inline constexpr size_t LIGHTS = 11;
+
+// Returns the code of a light by its name in the daemon's lines, LIGHT_UNKNOWN for another name.
+Light FindLight(const std::string& name);
+
+// Returns the name of a code below LIGHTS.
+const char* NameLight(Light light);
+
+struct PhaseLight {
+    int phase; // SPAT phase
+    Light light;
+};
+
+// All times are microseconds since 1970.
+struct Span {
+    uint64_t begin;
+    uint64_t end;
+    Light light;
+};
+
+struct Interval {
+    uint64_t begin;
+    uint64_t end;
+};
+
+struct PhaseRow {
+    std::vector<Span> lights;        // without gaps, from the first record with the phase to the end
+    std::vector<Interval> conflicts; // the phase and a conflicting phase are green
+};
+
+// Something that happened during the diagram.
+struct Mark {
+    uint64_t time;
+    std::string text;
+};
+
+struct Timeline {
+    std::string unit; // "intersection 1/2"
+    uint64_t begin = 0;
+    uint64_t end = 0;
+    std::map<int, PhaseRow> phases;
+    std::vector<Mark> marks;
+    uint64_t records = 0;
+};
+
+using Conflicts = std::vector<std::pair<int, int>>; // pairs of phases that are never green together
+
+// Builds a timeline from records in the order of time.
+class TimelineBuilder {
+public:
+    // A light is valid for this time after a record. Then its span ends, and LIGHT_NO_RECORD begins.
+    static constexpr uint64_t VALID_TIME = 3'000'000;
+
+    explicit TimelineBuilder(Conflicts conflicts) : m_conflicts(std::move(conflicts)) {}
+
+    // A time before the latest one counts as the latest one.
+    void AddRecord(uint64_t time, std::span<const PhaseLight> lights);
+    void AddMark(uint64_t time, const std::string& text);
+
+    uint64_t Records() const { return m_timeline.records; }
+    // Returns the time of the first record, and of the latest record or mark. Both are 0 without a record.
+    Interval Covered() const { return {m_begin, m_latest}; }
+
+    // Returns the timeline from the first record to `end`, which is at least the latest time. Call Finish once.
+    Timeline Finish(const std::string& unit, uint64_t end);
+
+private:
+    struct OpenSpan {
+        uint64_t begin;
+        uint64_t seen; // time of the latest record with the phase
+        Light light;
+        bool isConflict;
+    };
+
+    bool IsConflict(int phase, std::span<const PhaseLight> lights) const;
+    // Ends the open span at `time`, or earlier if its light is not valid any more. A row without records follows then.
+    void Close(int phase, const OpenSpan& open, uint64_t time);
+
+    Conflicts m_conflicts;
+    Timeline m_timeline;
+    std::map<int, OpenSpan> m_open;
+    uint64_t m_begin = 0;
+    uint64_t m_latest = 0;
+};
+
+} // namespace ctl
