@@ -127,6 +127,7 @@ private:
                 [&] { tools::WriteFile(m_folder.PathOf(request + ".json"), client.Request(request) + "\n"); });
         }
         std::fprintf(stderr, "v2x_spat_ctl: capturing for %.0f s\n", CAPTURE_SECONDS);
+        client.Request("tap");
         tools::CaptureWriter writer(m_folder.PathOf("capture.pcap"));
         const CaptureResult result = Capture(client, writer, CAPTURE_SECONDS);
         if (!result.daemonGone.empty()) {

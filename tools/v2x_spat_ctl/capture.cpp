@@ -95,7 +95,6 @@ CaptureResult Capture(Client& client, tools::CaptureWriter& writer, double secon
     const auto end = Clock::now() + std::chrono::duration_cast<Clock::duration>(length);
     CaptureResult result;
     try {
-        client.Request("tap");
         while (!WasSignalled() && Clock::now() < end) {
             if (const auto line = client.ReadLine(CHECK_INTERVAL)) {
                 WriteEvent(tools::ParseJsonObject(*line).get(), writer, result);
@@ -114,6 +113,7 @@ int RunCapture(const CaptureOptions& options) {
         std::signal(SIGPIPE, SIG_DFL); // ends with the program that reads the capture
     }
     CatchSignals();
+    client.Request("tap");
     tools::CaptureWriter writer(options.output);
     const CaptureResult result = Capture(client, writer, options.seconds);
     std::fputs(FormatResult(options, result).c_str(), isStandardOutput ? stderr : stdout);

@@ -27,7 +27,8 @@ struct CaptureResult {
 // Throws std::runtime_error for an invalid event.
 void WriteEvent(const cJSON* event, tools::CaptureWriter& writer, CaptureResult& result);
 
-// Captures for `seconds` (0: no limit), until SIGINT or SIGTERM, or until the connection ends.
+// Captures for `seconds` (0: no limit), until SIGINT or SIGTERM, or until the connection ends. The client must have
+// requested `tap`.
 CaptureResult Capture(Client& client, tools::CaptureWriter& writer, double seconds);
 
 // Prints the number of packets. Returns the exit status. Throws NoDaemon if the daemon ends the connection; the file
