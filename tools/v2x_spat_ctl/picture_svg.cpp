@@ -234,15 +234,20 @@ private:
 
     size_t ShownMarks() const { return std::min(m_timeline.marks.size(), MAX_MARKS); }
 
-    // Draws the number of each mark above the rows.
+    // Draws the number of each mark above the rows. Numbers of close marks are side by side.
     void DrawFlags() {
+        constexpr double RADIUS = 9;
+        double nextX = 0;
         for (size_t number = 0; number < ShownMarks(); ++number) {
             const double x = X(m_timeline.marks[number].time);
-            m_body += FormatText("<path d=\"M%.1f %.1fV%.1f\" stroke=\"#000\" stroke-dasharray=\"2 3\"/>\n", x,
-                                 TOP - 14, m_bottom);
-            m_body +=
-                FormatText("<circle cx=\"%.1f\" cy=\"%.1f\" r=\"9\" fill=\"#fff\" stroke=\"#000\"/>", x, TOP - 22);
-            Text(x, TOP - 18, " text-anchor=\"middle\" font-size=\"11\"", std::to_string(number + 1));
+            const double flagX = std::max(x, nextX);
+            nextX = flagX + 2 * RADIUS + 1;
+            m_body += FormatText("<path d=\"M%.1f %.1fL%.1f %.1fV%.1f\" fill=\"none\" stroke=\"#000\" "
+                                 "stroke-dasharray=\"2 3\"/>\n",
+                                 flagX, TOP - 14, x, TOP - 6, m_bottom);
+            m_body += FormatText("<circle cx=\"%.1f\" cy=\"%.1f\" r=\"%.0f\" fill=\"#fff\" stroke=\"#000\"/>", flagX,
+                                 TOP - 22, RADIUS);
+            Text(flagX, TOP - 18, " text-anchor=\"middle\" font-size=\"11\"", std::to_string(number + 1));
         }
     }
 
