@@ -56,16 +56,10 @@ TEST_F(CaptureFile, WritesRawPacketsThatAreReadAgain) {
     const Bytes expected = hex(FILE_HEAD + PACKET_HEAD + PACKET);
     EXPECT_EQ(readFile(m_path), std::string(expected.begin(), expected.end())); // flushed
     EXPECT_THAT(read(), ElementsAre("1732186138683001 8002 012"));
-}
-
-TEST_F(CaptureFile, ChecksumIsNeverZero) {
-    const Bytes packet = BuildPacket({0, LEARNER, DAEMON, hex("3DF1")});
-    EXPECT_EQ(Bytes(packet.begin() + 26, packet.end()), hex("FFFF 3DF1"));
-}
-
-TEST_F(CaptureFile, ReadsPcapngWithOneLinkType) {
-    write(SECTION + INTERFACE + BLOCK_HEAD + PACKET + "00 40000000");
+    write(SECTION + INTERFACE + BLOCK_HEAD + PACKET + "00 40000000"); // pcapng
     EXPECT_THAT(read(), ElementsAre("1732186138683001 8002 012"));
+    const Bytes packet = BuildPacket({0, LEARNER, DAEMON, hex("3DF1")}); // a checksum of 0 is written as FFFF
+    EXPECT_EQ(Bytes(packet.begin() + 26, packet.end()), hex("FFFF 3DF1"));
 }
 
 TEST_F(CaptureFile, NamesTheFileInEachError) {
@@ -83,22 +77,15 @@ TEST_F(CaptureFile, NamesTheFileInEachError) {
     const std::string missing = m_folder.path() + "/missing";
     EXPECT_THAT([&] { ReadCapture(missing, {}); },
                 ThrowsMessage<std::runtime_error>(missing + ": No such file or directory"));
-    EXPECT_THAT([&] { CaptureWriter(missing + "/a"); },
-                ThrowsMessage<std::runtime_error>(missing + "/a: No such file or directory"));
 }
 
-// "datagram" or the kind of ParsePacket's result.
-PacketKind parse(int linkType, const std::string& digits) {
-    // On the heap with the exact size: a sanitizer finds a read past the end.
-    const Bytes packet = hex(digits);
+PacketKind parse(int linkType, const Bytes& packet) {
     Datagram datagram;
     const PacketKind kind = ParsePacket(linkType, packet, datagram);
     if (kind == PacketKind::datagram) {
-        EXPECT_EQ(Bytes(datagram.payload.begin(), datagram.payload.end()), hex("303132")) << digits;
-        EXPECT_EQ(datagram.source.ip, LEARNER.ip);
-        EXPECT_EQ(datagram.source.port, LEARNER.port);
-        EXPECT_EQ(datagram.destination.ip, DAEMON.ip);
-        EXPECT_EQ(datagram.destination.port, DAEMON.port);
+        EXPECT_EQ(Bytes(datagram.payload.begin(), datagram.payload.end()), hex("303132"));
+        EXPECT_EQ(std::tie(datagram.source.ip, datagram.source.port), std::tie(LEARNER.ip, LEARNER.port));
+        EXPECT_EQ(std::tie(datagram.destination.ip, datagram.destination.port), std::tie(DAEMON.ip, DAEMON.port));
     }
     return kind;
 }
@@ -118,16 +105,14 @@ TEST(CapturePacket, FindsTheDatagramBehindEachLinkHead) {
         {DLT_IPV4, ""},
     };
     for (const auto& [linkType, head] : rows) {
-        const std::string packet = head + PACKET;
-        EXPECT_EQ(parse(linkType, packet), PacketKind::datagram) << packet;
-        EXPECT_EQ(parse(linkType, packet + "0000"), PacketKind::datagram) << "padded: " << packet;
-        // Each shorter packet is truncated or has no IPv4 header.
-        const Bytes whole = hex(packet);
+        const Bytes whole = hex(head + PACKET);
+        EXPECT_EQ(parse(linkType, whole), PacketKind::datagram) << head;
+        EXPECT_EQ(parse(linkType, hex(head + PACKET + "0000")), PacketKind::datagram) << "padded: " << head;
         for (size_t size = 0; size < whole.size(); size++) {
-            Datagram datagram;
-            const Bytes part(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(size));
             const bool hasIp = size > hex(head).size();
-            EXPECT_EQ(ParsePacket(linkType, part, datagram), hasIp ? PacketKind::truncated : PacketKind::other) << size;
+            EXPECT_EQ(parse(linkType, Bytes(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(size))),
+                      hasIp ? PacketKind::truncated : PacketKind::other)
+                << head << size;
         }
     }
 }
@@ -136,7 +121,6 @@ TEST(CapturePacket, IgnoresWhatIsNoWholeDatagram) {
     const std::string addresses = "C0A80114 C0A80101 ";
     const std::tuple<PacketKind, int, std::string> rows[] = {
         {PacketKind::other, DLT_EN10MB, "020000000001 020000000002 0806" + PACKET},
-        {PacketKind::other, DLT_EN10MB, "020000000001 020000000002 8100 000A 86DD" + PACKET},
         {PacketKind::other, DLT_USER0, PACKET},
         {PacketKind::other, DLT_RAW, "60" + PACKET.substr(2)},                                           // IPv6
         {PacketKind::other, DLT_RAW, "45 00 001F 0000 4000 40 06 0000 " + addresses + "1F41 1F42 000B"}, // TCP
@@ -150,7 +134,7 @@ TEST(CapturePacket, IgnoresWhatIsNoWholeDatagram) {
          "46 00 0023 0000 4000 40 11 0000 " + addresses + "01010100 1F41 1F42 000B 0000 303132"}, // IP options
     };
     for (const auto& [kind, linkType, packet] : rows) {
-        EXPECT_EQ(parse(linkType, packet), kind) << packet;
+        EXPECT_EQ(parse(linkType, hex(packet)), kind) << packet;
     }
     EXPECT_EQ(DescribeIgnored({7, 3, 0, 1}), "3 other packets, 1 truncated packet ignored");
     EXPECT_EQ(DescribeIgnored({7, 0, 0, 0}), "");
@@ -162,11 +146,6 @@ TEST(CapturePacket, CarriesSamplesInTheirOwnFormat) {
     EXPECT_EQ(EncodeSample({false, "a/b", octets}), hex(head + "00 30"));
     EXPECT_EQ(EncodeSample({true, "a/b", octets}), hex(head + "01 30"));
     const Bytes payload = hex(head + "01 30");
-    const auto sample = ReadSample({0, SAMPLE_ADDRESS, SAMPLE_ADDRESS, payload});
-    ASSERT_TRUE(sample.has_value());
-    EXPECT_TRUE(sample->isSent);
-    EXPECT_EQ(sample->topic, "a/b");
-    EXPECT_EQ(Bytes(sample->octets.begin(), sample->octets.end()), octets);
     EXPECT_FALSE(ReadSample({0, SAMPLE_ADDRESS, DAEMON, payload}).has_value());
     for (size_t size = 0; size < payload.size() - 1; size++) {
         const Bytes part(payload.begin(), payload.begin() + static_cast<ptrdiff_t>(size));
@@ -178,39 +157,18 @@ TEST(CapturePacket, CarriesSamplesInTheirOwnFormat) {
 
 TEST_F(CaptureFile, ReplaysTheDatagramsToOnePort) {
     CaptureWriter writer(m_path);
-    const v2xpub_address_t stack = {0x7F000001, 20010};
-    const std::pair<uint64_t, v2xpub_address_t> packets[] = {
-        {TIME, stack}, {TIME + 5, DAEMON}, {TIME + 6, stack}, {TIME + 7, DAEMON}, {TIME + 8, DAEMON}};
-    const Bytes payloads[] = {hex("00"), hex("01"), hex("02"), {}, hex("04")};
-    for (size_t i = 0; i < std::size(packets); i++) {
-        writer.Write({packets[i].first, LEARNER, packets[i].second, payloads[i]});
+    const std::tuple<uint16_t, Bytes> packets[] = {{9, {0}}, {8002, {1}}, {9, {2}}, {8002, {}}, {8002, {4}}};
+    for (const auto& [port, payload] : packets) {
+        writer.Write({TIME, LEARNER, {DAEMON.ip, port}, payload});
     }
     const auto messages = sim::LoadDatagrams(m_path, 8002);
     ASSERT_EQ(messages.size(), 2U); // without the empty one
-    EXPECT_EQ(messages[0].bytes, hex("01"));
-    EXPECT_EQ(messages[1].bytes, hex("04"));
-    EXPECT_EQ(messages[1].time, TIME + 8);
+    EXPECT_EQ(messages[0].time, TIME);
+    EXPECT_EQ(messages[0].bytes, Bytes{1});
+    EXPECT_EQ(messages[1].bytes, Bytes{4});
     EXPECT_THAT([&] { sim::LoadDatagrams(m_path, 9002); },
                 ThrowsMessage<std::runtime_error>(
-                    m_path + ": no datagram to port 9002; it has datagrams to the ports 8002 (3), 20010 (2)"));
-}
-
-TEST_F(CaptureFile, ReplaysTheSamplesForTheDaemon) {
-    CaptureWriter writer(m_path);
-    const auto add = [&](bool isSent, const char* topic, const Bytes& octets) {
-        writer.Write({TIME, SAMPLE_ADDRESS, SAMPLE_ADDRESS, EncodeSample({isSent, topic, octets})});
-    };
-    EXPECT_THAT([&] { sim::LoadSamples(m_path, "rsu/R2/spat/down", "status"); },
-                ThrowsMessage<std::runtime_error>(testing::StartsWith(m_path + ": no sample for the daemon")));
-    add(true, "rsu/R1/spat/down", hex("00"));
-    add(false, "rsu/R1/spat/down", hex("01"));
-    add(false, "rsu/R1/spat/up", hex("02"));
-    add(false, "status", hex("03"));
-    const auto messages = sim::LoadSamples(m_path, "rsu/R2/spat/down", "status");
-    ASSERT_EQ(messages.size(), 2U);
-    EXPECT_EQ(messages[0].topic, "rsu/R2/spat/down");
-    EXPECT_EQ(messages[0].bytes, hex("01"));
-    EXPECT_EQ(messages[1].topic, "status");
+                    m_path + ": no datagram to port 9002; it has datagrams to the ports 9 (2), 8002 (3)"));
 }
 
 TEST(Replay, KeepsTheTimingOfTheCapture) {
