@@ -26,8 +26,9 @@ using tools::FormatText;
 constexpr double CAPTURE_SECONDS = 10;
 constexpr size_t MAX_TEXT = 65536; // bytes of a small file
 
-constexpr const char* README = "Report of v2x_spat_ctl about a road-side unit. It contains the device id and the IP "
-                               "addresses of the unit\nand its devices, signal states, and nothing about road users.\n";
+constexpr const char* README =
+    "Report of v2x_spat_ctl about a road-side unit. It contains the device id, the IP addresses "
+    "of the unit and\nits devices, and all messages of about ten seconds.\n";
 
 std::string MakeName() {
     const time_t now = time(nullptr);
@@ -97,13 +98,18 @@ private:
                              tools::ReadFile("/etc/os-release", MAX_TEXT));
     }
 
-    void CopyConfiguration() const {
-        for (const std::string& file : ListFiles(fs::path(m_options.workDir) / "conf")) {
-            m_folder.CopyTail(file, "conf");
+    // Copies the files into a subfolder. A file that cannot be read is missing.
+    void CopyFiles(const std::vector<std::string>& files, const std::string& subfolder) {
+        for (const std::string& file : files) {
+            Try(subfolder, [&] { m_folder.CopyTail(file, subfolder); });
         }
+    }
+
+    void CopyConfiguration() {
+        CopyFiles(ListFiles(fs::path(m_options.workDir) / "conf"), "conf");
         const spat_conv_config_t* const config = LoadConfiguration(m_options.workDir).unit;
         if (config != nullptr) {
-            m_folder.CopyTail(config->m_SysinfoName, "conf");
+            CopyFiles({config->m_SysinfoName}, "conf");
         }
     }
 
@@ -112,12 +118,10 @@ private:
         RunProgram({"/proc/self/exe", "check", "-w", m_options.workDir}, m_folder.PathOf("check.txt"));
     }
 
-    void CopyLog() const {
+    void CopyLog() {
         const fs::path log = m_options.log;
         const fs::path folder = log.empty() ? fs::path(m_options.workDir) / "log" : log.parent_path();
-        for (const std::string& file : ListFiles(folder.empty() ? "." : folder, log)) {
-            m_folder.CopyTail(file, "log");
-        }
+        CopyFiles(ListFiles(folder.empty() ? "." : folder, log), "log");
     }
 
     void AskDaemon() {
