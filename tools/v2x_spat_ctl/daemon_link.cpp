@@ -1,15 +1,16 @@
 #include "daemon_link.h"
 
-#include <condition_variable>
+#include <chrono>
 #include <exception>
 #include <utility>
+
+#include "common/json.h"
 
 namespace ctl {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 constexpr std::chrono::seconds RETRY_AFTER{1};
+constexpr std::chrono::seconds REPLY_WITHIN{5};
 constexpr int LINE_WITHIN_MS = 100; // bounds the time until a stop is noticed
 
 // Waits for RETRY_AFTER or a stop.
@@ -19,56 +20,82 @@ void WaitBeforeRetry(const std::stop_token& stop) {
     std::condition_variable_any().wait_for(lock, stop, RETRY_AFTER, [] { return false; });
 }
 
+bool IsReply(const std::string& line) {
+    return line.find("\"reply\"") != std::string::npos && !tools::IsNull(tools::ParseJsonObject(line).get(), "reply");
+}
+
 } // namespace
 
 DaemonLink::DaemonLink(std::string path, EventHub& hub)
-    : m_path(std::move(path)), m_hub(hub), m_thread([this](const std::stop_token& stop) { Watch(stop); }) {}
+    : m_path(std::move(path)), m_hub(hub), m_thread([this](const std::stop_token& stop) { Run(stop); }) {}
 
 std::string DaemonLink::Request(std::string_view name) {
-    const std::lock_guard lock(m_mutex);
-    if (Clock::now() < m_retryAt) {
-        throw NoDaemon(m_reason);
-    }
-    try {
-        if (!m_client) {
-            m_client.emplace(m_path);
+    const std::lock_guard turn(m_turn);
+    std::unique_lock lock(m_mutex);
+    m_changed.wait(lock, [this] { return m_hasTried; });
+    m_reply.clear();
+    if (m_client != nullptr) {
+        m_client->Send(name);
+        if (!m_changed.wait_for(lock, REPLY_WITHIN, [this] { return m_client == nullptr || !m_reply.empty(); })) {
+            m_client = nullptr; // the thread connects again
+            m_reason = m_path + ": the daemon does not answer";
         }
-        return m_client->Request(name);
-    } catch (const std::exception& error) {
-        m_client.reset();
-        m_retryAt = Clock::now() + RETRY_AFTER; // requests that have waited for this one fail at once
-        m_reason = error.what();
+    }
+    if (m_reply.empty()) {
         throw NoDaemon(m_reason);
     }
+    return std::exchange(m_reply, {});
 }
 
-void DaemonLink::Watch(const std::stop_token& stop) {
+void DaemonLink::Run(const std::stop_token& stop) {
     while (!stop.stop_requested()) {
         try {
-            PublishEvents(stop);
-        } catch (const std::exception&) {
-            m_hub.SetDaemon(false);
+            ReadLines(stop);
+        } catch (const std::exception& error) {
+            SetClient(nullptr, error.what());
         }
+        m_hub.SetDaemon(false);
         WaitBeforeRetry(stop);
     }
 }
 
-void DaemonLink::PublishEvents(const std::stop_token& stop) {
+// Returns after a stop, or when a request has not been answered.
+void DaemonLink::ReadLines(const std::stop_token& stop) {
     Client client(m_path);
     client.Request("watch");
-    Reconnect();
+    SetClient(&client, m_path + ": the daemon has closed the connection");
     m_hub.SetDaemon(true);
-    while (!stop.stop_requested()) {
+    while (!stop.stop_requested() && IsConnected()) {
         if (auto line = client.ReadLine(LINE_WITHIN_MS)) {
-            m_hub.Publish(std::move(*line));
+            HandleLine(std::move(*line));
         }
     }
+    const std::lock_guard lock(m_mutex);
+    m_client = nullptr;
 }
 
-void DaemonLink::Reconnect() {
+void DaemonLink::HandleLine(std::string line) {
+    if (!IsReply(line)) {
+        m_hub.Publish(std::move(line));
+        return;
+    }
     const std::lock_guard lock(m_mutex);
-    m_client.reset();
-    m_retryAt = {};
+    m_reply = std::move(line);
+    m_changed.notify_all();
+}
+
+// `reason` is why the next request without a client fails.
+void DaemonLink::SetClient(Client* client, std::string reason) {
+    const std::lock_guard lock(m_mutex);
+    m_client = client;
+    m_reason = std::move(reason);
+    m_hasTried = true;
+    m_changed.notify_all();
+}
+
+bool DaemonLink::IsConnected() {
+    const std::lock_guard lock(m_mutex);
+    return m_client != nullptr;
 }
 
 } // namespace ctl

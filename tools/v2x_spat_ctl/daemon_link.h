@@ -1,9 +1,8 @@
-// Connections of the web server to the daemon: one for requests and one for events. Both reconnect after a second.
+// Connection of the web server to the daemon, for requests and events. Reconnects after a second.
 #pragma once
 
-#include <chrono>
+#include <condition_variable>
 #include <mutex>
-#include <optional>
 #include <stop_token>
 #include <string>
 #include <string_view>
@@ -16,24 +15,29 @@ namespace ctl {
 
 class DaemonLink {
 public:
-    // Starts the thread that publishes the daemon's events. The hub must outlive the link.
+    // Starts the thread that connects and publishes the daemon's events. The hub must outlive the link.
     DaemonLink(std::string path, EventHub& hub);
 
     // Returns the line of the reply. Throws NoDaemon with the reason. Any thread.
     std::string Request(std::string_view name);
 
 private:
-    void Watch(const std::stop_token& stop);
-    void PublishEvents(const std::stop_token& stop);
-    void Reconnect(); // makes the next request connect again
+    void Run(const std::stop_token& stop);
+    void ReadLines(const std::stop_token& stop);
+    void HandleLine(std::string line);
+    void SetClient(Client* client, std::string reason);
+    bool IsConnected();
 
     const std::string m_path;
     EventHub& m_hub;
-    std::mutex m_mutex; // guards m_client, m_retryAt and m_reason
-    std::optional<Client> m_client;
-    std::chrono::steady_clock::time_point m_retryAt; // until then each request fails with m_reason
-    std::string m_reason;
-    std::jthread m_thread; // the last member: it uses the others
+    std::mutex m_turn;  // held during a request
+    std::mutex m_mutex; // guards the members below
+    std::condition_variable m_changed;
+    Client* m_client = nullptr; // null: not connected; the thread owns the client
+    bool m_hasTried = false;    // true after the first attempt to connect
+    std::string m_reason;       // why a request without a client fails
+    std::string m_reply;        // to the present request; empty until it arrives
+    std::jthread m_thread;      // the last member: it uses the others
 };
 
 } // namespace ctl
