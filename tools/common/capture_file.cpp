@@ -1,5 +1,6 @@
 #include "common/capture_file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cinttypes>
 #include <cstring>
@@ -15,8 +16,12 @@ namespace {
 constexpr int SNAPSHOT_LENGTH = 65535;
 constexpr uint64_t MICROSECONDS = 1'000'000;
 
+// Clamps a time that a damaged file contains to the years 1970 to 9999.
 uint64_t ToMicroseconds(const timeval& time) {
-    return static_cast<uint64_t>(time.tv_sec) * MICROSECONDS + static_cast<uint64_t>(time.tv_usec);
+    constexpr time_t LAST_SECOND = 253402300799;
+    const auto seconds = static_cast<uint64_t>(std::clamp<time_t>(time.tv_sec, 0, LAST_SECOND));
+    const auto rest = static_cast<uint64_t>(std::clamp<suseconds_t>(time.tv_usec, 0, MICROSECONDS - 1));
+    return seconds * MICROSECONDS + rest;
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "capture.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <chrono>
 #include <cinttypes>
@@ -10,6 +11,7 @@
 #include "common/hex.h"
 #include "common/text.h"
 #include "event_time.h"
+#include "format.h"
 #include "signals.h"
 
 namespace ctl {
@@ -21,7 +23,7 @@ using tools::GetText;
 
 constexpr uint32_t LOOPBACK_NETWORK = 127;
 
-// Parses "192.168.1.20:8001".
+// Parses "192.168.1.20:8001". Unlike tools::ParseEndpoint it accepts port 0, which means unknown.
 v2xpub_address_t ParseAddress(const std::string& text) {
     char ip[16] = "";
     unsigned port = 0;
@@ -85,7 +87,7 @@ void WriteEvent(const cJSON* event, tools::CaptureWriter& writer, CaptureResult&
         WriteSample(event, writer);
         ++result.samples;
     }
-    result.lost += static_cast<uint64_t>(tools::GetNumber(event, "lost"));
+    result.lost += static_cast<uint64_t>(std::max(GetInteger(event, "lost"), 0));
 }
 
 CaptureResult Capture(Client& client, tools::CaptureWriter& writer, double seconds) {

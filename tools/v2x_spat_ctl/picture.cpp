@@ -12,6 +12,7 @@
 #include "common/json.h"
 #include "common/text.h"
 #include "event_time.h"
+#include "format.h"
 #include "picture_svg.h"
 #include "signals.h"
 #include "spat_conv_config.h"
@@ -37,7 +38,7 @@ std::vector<PhaseLight> ReadLights(const cJSON* line, double maxAge) {
     const cJSON* light = nullptr;
     cJSON_ArrayForEach(light, GetMember(line, "lights")) {
         if (GetNumber(light, "age") <= maxAge) {
-            lights.push_back({static_cast<int>(GetNumber(light, "phase")), FindLight(GetText(light, "light"))});
+            lights.push_back({GetInteger(light, "phase"), FindLight(GetText(light, "light"))});
         }
     }
     return lights;
@@ -63,8 +64,8 @@ Conflicts ReadConflicts(const cJSON* config) {
 
 std::string RequestUnit(Client& client) {
     const tools::Json status = tools::ParseJsonObject(client.Request("status"));
-    return FormatText("%s, intersection %.0f/%.0f", GetText(status.get(), "device").c_str(),
-                      GetNumber(status.get(), "region"), GetNumber(status.get(), "node"));
+    return FormatText("%s, intersection %d/%d", GetText(status.get(), "device").c_str(),
+                      GetInteger(status.get(), "region"), GetInteger(status.get(), "node"));
 }
 
 // Starts with the present lights, and then follows the events.
@@ -178,8 +179,8 @@ void AddEvent(const std::string& line, TimelineBuilder& builder) {
         builder.AddRecord(time(), ReadLights(event.get(), anyAge));
     } else if (const std::string text = GetText(event.get(), "text"); !kind.empty() && !text.empty()) {
         builder.AddMark(time(), text);
-    } else if (const double lost = GetNumber(event.get(), "lost"); lost > 0) {
-        builder.AddMark(builder.Covered().end, FormatText("%.0f events lost", lost));
+    } else if (const int lost = GetInteger(event.get(), "lost"); lost > 0) {
+        builder.AddMark(builder.Covered().end, FormatText("%d events lost", lost));
     }
 }
 

@@ -113,7 +113,7 @@ uint64_t ChooseStep(double pixelsPerSecond, double width) {
     constexpr uint64_t STEPS[] = {1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 900, 1800, 3600, 7200, 21600};
     const auto* const step = std::ranges::find_if(
         STEPS, [&](uint64_t seconds) { return static_cast<double>(seconds) * pixelsPerSecond >= width; });
-    return step != std::end(STEPS) ? *step : 86400;
+    return step != std::end(STEPS) ? *step : static_cast<uint64_t>(std::ceil(width / pixelsPerSecond));
 }
 
 class Drawing {

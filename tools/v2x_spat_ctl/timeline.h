@@ -90,7 +90,7 @@ private:
     };
 
     bool IsConflict(int phase, std::span<const PhaseLight> lights) const;
-    // Ends the open span at `time`, or earlier if its light is not valid any more. A row without records follows then.
+    // Ends the open span at `time`. If its light is valid for a shorter time, LIGHT_NO_RECORD follows.
     void Close(int phase, const OpenSpan& open, uint64_t time);
 
     Conflicts m_conflicts;

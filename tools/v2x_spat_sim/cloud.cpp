@@ -40,9 +40,9 @@ constexpr DamageTexts CLOUD_DAMAGE_TEXTS = {
 constexpr const char* CLOUD_FOOTER =
     "The simulator publishes nothing without --rate, --document, --status or --replay. It\npublishes on a topic when "
     "the topic has a reader. It splits a document above 1024 bytes\ninto samples of 1024 bytes and a shorter last "
-    "sample. If the size is a multiple of 1024, a\nsample of one byte, 0, ends the document. For the daemon, any sample "
-    "below 1024 bytes ends a\ndocument: if --fragment is not a multiple of 1024, the daemon reads each fragment as a\n"
-    "whole document.";
+    "sample. If the size is a multiple of 1024, a\nsample of one byte, 0, ends the document. For the daemon, any "
+    "sample below 1024 bytes ends a\ndocument: if --fragment is not a multiple of 1024, the daemon reads each fragment "
+    "as a\nwhole document.";
 
 // The statuses to publish, one after another, for each value of --status.
 const std::map<std::string, std::vector<uint8_t>> RUN_STATES = {

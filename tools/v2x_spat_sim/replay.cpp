@@ -32,12 +32,13 @@ std::string DescribePorts(const Ports& ports) {
 }
 
 std::vector<nanoseconds> ComputeDueTimes(const std::vector<ReplayMessage>& messages, double speed) {
+    constexpr double MAX_DELAY = 1e17; // nanoseconds, three years
     std::vector<nanoseconds> dueTimes;
     uint64_t latest = messages.front().time;
     for (const ReplayMessage& message : messages) {
         latest = std::max(latest, message.time);
         const double microseconds = static_cast<double>(latest - messages.front().time) / speed;
-        dueTimes.emplace_back(static_cast<int64_t>(microseconds * 1000));
+        dueTimes.emplace_back(static_cast<int64_t>(std::min(microseconds * 1000, MAX_DELAY)));
     }
     return dueTimes;
 }
