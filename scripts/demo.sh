@@ -108,8 +108,8 @@ start learner "$build/bin/v2x_spat_sim" learner --target "127.0.0.1:$report_port
   --rate 1 --start 20 --summary "$work/learner.json"
 start controller "$build/bin/v2x_spat_sim" controller --target "127.0.0.1:$frame_port" --listen "$controller_port" --quiet \
   --rate 1 --start 20 --summary "$work/controller.json"
-start source "$build/bin/v2x_spat_sim" cloud --device "$device" --quiet --rate 0.5 --status 1 --status-interval 2 \
-  --summary "$work/source.json"
+start source "$build/bin/v2x_spat_sim" cloud --device "$device" --quiet --rate 0.5 --start 20 --status 1 \
+  --status-interval 2 --summary "$work/source.json"
 
 capture_seconds=$((seconds > 0 && seconds < 300 ? seconds : 300)) # limits the size of the file
 setsid "$build/bin/v2x_spat_ctl" capture -w "$work" -o "$work/demo.pcap" --seconds "$capture_seconds" >"$work/capture.txt" &

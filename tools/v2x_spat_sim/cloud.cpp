@@ -287,6 +287,7 @@ void AddDocumentOptions(CLI::App& cloud, CloudOptions& options) {
     const std::vector<CLI::Option*> plan = {
         AddNumberOption(cloud, "--phases", downs.phases.count, 1, MAX_PLAN_PHASES, "N",
                         "Phases of the plan, 1 to 36: 4 straight on, 4 left turns, and\nso on"),
+        AddNumberOption(cloud, "--start", downs.start, 0, 1e6, "S", "Begin S seconds into the plan"),
         AddNumberOption(cloud, "--region", downs.intersection.region, 0, 65535, "N",
                         "Region of the plan's intersection"),
         AddNumberOption(cloud, "--node", downs.intersection.node, 0, 65535, "N", "Node id of the plan's intersection"),

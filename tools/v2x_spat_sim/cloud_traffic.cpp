@@ -151,8 +151,9 @@ Summary UpReader::MakeSummary() const {
 }
 
 DownSource::DownSource(const DownOptions& options, uint32_t seed)
-    : m_options(options), m_plan(options.rate, options.phases, std::chrono::nanoseconds(0),
-                                 MakeEncoder(options.intersection), options.faults),
+    : m_options(options),
+      m_plan(options.rate, options.phases, std::chrono::nanoseconds(static_cast<int64_t>(options.start * 1e9)),
+             MakeEncoder(options.intersection), options.faults),
       m_damage(options.damage, seed) {}
 
 std::chrono::nanoseconds DownSource::DueTime(std::chrono::nanoseconds now) {

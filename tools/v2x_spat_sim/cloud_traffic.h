@@ -68,6 +68,7 @@ struct DownOptions {
     std::vector<std::string> documents; // sent one after another in a loop; if empty, the plan is sent
     double rate = 0;                    // documents per second; 0 sends no document
     PhaseRange phases;                  // of the plan
+    double start = 0;                   // the time in the plan, in seconds, at which the run begins
     Intersection intersection;          // of the plan
     FaultOptions faults;                // of the plan
     size_t fragmentSize = 0;            // bytes; 0 publishes each document as a whole
