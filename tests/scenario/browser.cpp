@@ -16,13 +16,8 @@ int openPipe(const std::string& path) {
     return open(path.c_str(), O_RDWR | O_CLOEXEC);
 }
 
-std::string quoted(const std::string& text) {
-    const tools::Json json(cJSON_CreateString(text.c_str()));
-    return tools::PrintJson(json.get());
-}
-
-std::string textOf(const cJSON* value) {
-    return cJSON_IsString(value) ? value->valuestring : value != nullptr ? tools::PrintJson(value) : "";
+const cJSON* resultOf(const tools::Json& reply) {
+    return tools::GetMember(reply.get(), "result");
 }
 
 } // namespace
@@ -40,10 +35,10 @@ Browser::Browser(const std::string& folder, const std::string& url)
     m_process.emplace(std::vector<std::string>{"/bin/sh", "-c", command}, std::vector<std::string>{},
                       folder + "/chromium.out", folder + "/chromium.err");
     const auto target = call("Target.createTarget", "{\"url\":\"about:blank\"}");
-    const std::string id = quoted(tools::GetText(tools::GetMember(target.get(), "result"), "targetId"));
-    const auto session = call("Target.attachToTarget", "{\"flatten\":true,\"targetId\":" + id + "}");
-    m_session = ",\"sessionId\":" + quoted(tools::GetText(tools::GetMember(session.get(), "result"), "sessionId"));
-    call("Page.navigate", "{\"url\":" + quoted(url) + "}");
+    const auto session = call("Target.attachToTarget", "{\"flatten\":true,\"targetId\":\"" +
+                                                           tools::GetText(resultOf(target), "targetId") + "\"}");
+    m_session = ",\"sessionId\":\"" + tools::GetText(resultOf(session), "sessionId") + "\"";
+    call("Page.navigate", "{\"url\":\"" + url + "\"}");
 }
 
 Browser::~Browser() {
@@ -73,14 +68,14 @@ tools::Json Browser::call(const std::string& method, const std::string& paramete
     return nullptr;
 }
 
-std::string Browser::evaluate(const std::string& expression) {
-    const auto reply = call("Runtime.evaluate", "{\"returnByValue\":true,\"expression\":" + quoted(expression) + "}");
-    const cJSON* const result = tools::GetMember(tools::GetMember(reply.get(), "result"), "result");
-    return textOf(tools::GetMember(result, "value"));
-}
-
 std::string Browser::awaitValue(const std::string& expression, const std::string& value) {
+    const tools::Json text(cJSON_CreateString(("String(" + expression + ")").c_str()));
+    const std::string parameters = "{\"expression\":" + tools::PrintJson(text.get()) + "}";
     std::string last;
-    eventually([&] { return (last = evaluate(expression)) == value; });
+    eventually([&] {
+        const auto reply = call("Runtime.evaluate", parameters);
+        last = tools::GetText(tools::GetMember(resultOf(reply), "result"), "value");
+        return last == value;
+    });
     return last;
 }

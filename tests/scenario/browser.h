@@ -17,9 +17,8 @@ public:
     Browser(const Browser&) = delete;
     Browser& operator=(const Browser&) = delete;
 
-    // The value of a JavaScript expression in the page, as text; "" if the expression throws.
-    std::string evaluate(const std::string& expression);
-    // Waits until the expression has this value; the last value if it never has.
+    // Waits until a JavaScript expression in the page has this value as text. Its last value if it never has; "" if the
+    // expression throws.
     std::string awaitValue(const std::string& expression, const std::string& value);
 
 private:

@@ -28,7 +28,7 @@ std::string formatExample(ClockState clock) {
     return ctl::FormatMetrics(tools::ParseJsonObject(STATUS).get(), tools::ParseJsonObject(COUNTERS).get(), clock);
 }
 
-TEST(V2xSpatCtlWeb, MetricsHaveEachValueOfTheReplies) {
+TEST(V2xSpatCtlWeb, MetricsHaveTheValuesOfTheReplies) {
     const std::string text = formatExample(ClockState::synchronised);
     const char* const lines[] = {
         "v2x_spat_up 1",
@@ -36,19 +36,12 @@ TEST(V2xSpatCtlWeb, MetricsHaveEachValueOfTheReplies) {
         "v2x_spat_uptime_seconds 3600.5",
         R"(v2x_spat_source_state{source="learner",state="stale"} 1)",
         R"(v2x_spat_source_state{source="learner",state="fresh"} 0)",
-        R"(v2x_spat_source_state{source="1743",state="off"} 1)",
         R"(v2x_spat_source_age_seconds{source="learner"} 71.25)",
-        R"(v2x_spat_source_accepted_total{source="learner"} 4102)",
-        R"(v2x_spat_source_refused_total{source="learner"} 3)",
-        R"(v2x_spat_source_required{source="learner"} 1)",
         R"(v2x_spat_source_forwarded{source="learner"} 0)",
         "v2x_spat_stack_up 0",
-        "v2x_spat_cloud_available 1",
-        "v2x_spat_cloud_readers 2",
         R"(v2x_spat_check_active{check="no_yellow",source="learner"} 1)",
         R"(v2x_spat_check_sights_total{check="no_yellow",source="learner"} 3)",
         R"(v2x_spat_events_total{path="learner",name="accepted"} 7)",
-        R"(v2x_spat_events_total{path="learner",name="bad_length"} 0)",
         "v2x_spat_clock_synchronised 1",
     };
     for (const std::string line : lines) {
@@ -61,37 +54,18 @@ TEST(V2xSpatCtlWeb, MetricsLeaveOutUnknownValues) {
     for (const char* const part : {"age_seconds{source=\"1743\"}", "stack_age", "clock"}) {
         EXPECT_THAT(text, Not(HasSubstr(part)));
     }
-    EXPECT_EQ(ctl::FormatMetrics(nullptr, nullptr, ClockState::unknown),
-              "# HELP v2x_spat_up 1 if the daemon answers.\n# TYPE v2x_spat_up gauge\nv2x_spat_up 0\n");
 }
 
 TEST(V2xSpatCtlWeb, OnlyKnownHostNamesAreAllowed) {
     const std::vector<std::string> names = {"192.168.1.5", "RSU1.example.org"};
-    const std::pair<const char*, bool> cases[] = {
-        {"localhost", true},
-        {"LocalHost:8080", true},
-        {"localhost.", true},
-        {"127.0.0.1:8080", true},
-        {"127.1.2.3", true},
-        {"[::1]", true},
-        {"[::1]:8080", true},
-        {"192.168.1.5:9000", true},
-        {"rsu1.example.org", true},
-        {"", false},
-        {":8080", false},
-        {"192.168.1.6", false},
-        {"evil.example", false},
-        {"localhost.evil.example", false},
-        {"127.0.0.1.evil.example", false},
-        {"128.0.0.1", false},
-        {"localhost:80@evil", false},
-        {"evil.example:127.0.0.1", false},
-        {"[::1", false},
-        {"[::2]", false},
-        {"x.rsu1.example.org", false},
-    };
-    for (const auto& [host, isAllowed] : cases) {
-        EXPECT_EQ(ctl::IsAllowedHost(host, names), isAllowed) << host;
+    for (const char* const host : {"localhost", "LocalHost:8080", "localhost.", "127.0.0.1:8080", "127.1.2.3", "[::1]",
+                                   "[::1]:8080", "192.168.1.5:9000", "rsu1.example.org"}) {
+        EXPECT_TRUE(ctl::IsAllowedHost(host, names)) << host;
+    }
+    for (const char* const host :
+         {"", ":8080", "192.168.1.6", "128.0.0.1", "evil.example", "localhost.evil.example", "127.0.0.1.evil.example",
+          "localhost:80@evil", "evil.example:127.0.0.1", "[::1", "[::2]", "x.rsu1.example.org"}) {
+        EXPECT_FALSE(ctl::IsAllowedHost(host, names)) << host;
     }
 }
 
@@ -125,17 +99,6 @@ TEST(V2xSpatCtlWeb, StreamThatIsNotReadLosesItsOldestEvents) {
     EXPECT_THAT(rest, testing::StartsWith("data: {\"lost\":3}\n\ndata: 3xx")); // the line {"daemon":false} and two more
     EXPECT_THAT(rest, HasSubstr("data: 6xx"));
     EXPECT_EQ(slow->Take(0ms), "");
-}
-
-TEST(V2xSpatCtlWeb, NinthStreamIsRefused) {
-    EventHub hub;
-    std::vector<std::shared_ptr<EventHub::Stream>> streams;
-    for (size_t i = 0; i < EventHub::STREAMS_MAX; i++) {
-        streams.push_back(hub.Open());
-    }
-    EXPECT_EQ(hub.Open(), nullptr);
-    streams.pop_back();
-    EXPECT_NE(hub.Open(), nullptr);
 }
 
 } // namespace
