@@ -1,7 +1,7 @@
 # Compiler and linker options of every target of the project. Usage: v2x_options(target)
 set(V2X_SANITIZE "" CACHE STRING "Sanitizers to build with, in the syntax of -fsanitize; empty for none")
 option(V2X_COVERAGE "Record which lines and branches the tests execute (gcc only)" OFF)
-option(V2X_FUZZ "Build the fuzz targets for libFuzzer (clang only)" OFF)
+option(V2X_FUZZ "Also build the fuzz targets for libFuzzer (clang only)" OFF)
 
 find_program(V2X_CCACHE ccache)
 if(V2X_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
