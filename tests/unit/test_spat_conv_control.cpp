@@ -1,3 +1,4 @@
+#include <cstring>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -14,7 +15,7 @@ constexpr uint64_t SECOND = 1000000;
 constexpr uint64_t WALL_TIME = 1795377881123000; // 2026-11-22T20:04:41.123Z
 
 v2xspatconv_peers_t readPeers() {
-    return {"answers", fakes::monotonic - SECOND / 5, true, "rsu/R1/spat/up", 1};
+    return {"answers", fakes::monotonic - SECOND / 5, true, fakes::monotonic - 2 * SECOND, "rsu/R1/spat/up", 1};
 }
 
 std::string withoutTime(std::string line) {
@@ -28,6 +29,7 @@ protected:
     Control() {
         fakes::now = WALL_TIME;
         fakes::monotonic = 1000 * SECOND;
+        strcpy(m_config.m_sysinfo.m_device_id, "R\xC4\xE3\xC3\xA4"); // two bytes that are not UTF-8, one character
         m_config.m_regionId = 1;
         m_config.m_nodeId = 2;
         m_config.m_learn_machine_info.m_is_enable = true;
@@ -41,11 +43,13 @@ protected:
         EXPECT_EQ(v2xspatconv_StackInterfaceInit(), 0);
         v2xspatconv_GateInit(m_config, fakes::monotonic);
     }
-    // A record of the learner: phase 1 green for 2.5 s, phase 2 green for an unknown time.
+    // A record of the learner: phase 1 green for 2.5 s, phase 2 green for an unknown time, phase 3 red between two
+    // marks of the hour.
     void report() {
-        const Bytes bytes = hex("02000100 8000 52650100 D5DD 02"
+        const Bytes bytes = hex("02000100 8000 52650100 D5DD 03"
                                 "01 01 01 05 0000 1900 FFFF FFFF FFFF FFFF FF"
-                                "02 01 01 06 0000 A18C FFFF FFFF FFFF FFFF FF");
+                                "02 01 01 06 0000 A18C FFFF FFFF FFFF FFFF FF"
+                                "03 01 01 03 5046 4A47 FFFF FFFF FFFF FFFF FF");
         Bytes record(V2XIPC_RECORD_SIZE);
         std::copy(bytes.begin(), bytes.end(), record.begin());
         v2xspatconv_GateRecord(V2XSPATCONV_LEARNER, reinterpret_cast<const v2xipc_phases_t*>(record.data()), {},
@@ -67,15 +71,15 @@ TEST_F(Control, StatusShowsSourcesPeersAndChecks) {
     fakes::monotonic += SECOND / 4;
     EXPECT_EQ(reply("status"),
               R"({"reply":"status","version":"v1","pid":)" + std::to_string(getpid()) +
-                  R"(,"uptime":10.75,"device":"","region":1,"node":2,"intersection":65538,"sources":[)"
+                  R"(,"uptime":10.75,"device":"R??ä","region":1,"node":2,"intersection":65538,"sources":[)"
                   R"({"source":"learner","state":"fresh","required":true,"forwarded":true,"peer":"192.168.1.20",)"
                   R"("age":0.25,"rate":2,"accepted":2,"refused":4,"stale_after":3},)"
                   R"({"source":"1743","state":"off","required":false,"forwarded":false,"peer":null,)"
-                  R"("age":null,"rate":0,"accepted":0,"refused":0,"stale_after":0},)"
+                  R"("age":null,"rate":null,"accepted":0,"refused":0,"stale_after":0},)"
                   R"({"source":"cloud","state":"unwatched","required":false,"forwarded":true,"peer":null,)"
-                  R"("age":null,"rate":0,"accepted":0,"refused":0,"stale_after":0}],)"
+                  R"("age":null,"rate":null,"accepted":0,"refused":0,"stale_after":0}],)"
                   R"("stack":{"state":"answers","peer":"127.0.0.1:20010","age":0.2},)"
-                  R"("cloud":{"available":true,"topic":"rsu/R1/spat/up","readers":1},)"
+                  R"("cloud":{"available":true,"age":2,"topic":"rsu/R1/spat/up","readers":1},)"
                   R"("checks":[{"check":"conflict","source":"learner","active":true,"count":2,)"
                   R"("last":"2026-11-22T20:04:40.873Z","age":0.25,"phases":[1,2]}]})"
                   "\n");
@@ -89,6 +93,8 @@ TEST_F(Control, LightsShowLastRecordOfEachPhase) {
                                R"({"phase":1,"device_phase":1,"light":"permissive green","time_left":2.5,)"
                                R"("age":0.002,"source":"learner"},)"
                                R"({"phase":2,"device_phase":7,"light":"protected green","time_left":null,)"
+                               R"("age":0.002,"source":"learner"},)"
+                               R"({"phase":3,"device_phase":3,"light":"red","time_left":null,)"
                                R"("age":0.002,"source":"learner"}]})"
                                "\n");
 }
@@ -174,9 +180,9 @@ TEST_F(Control, FormatsEvents) {
     EXPECT_EQ(format(Kind::state, check),
               R"({"event":"check","source":"learner","check":"no_yellow","active":true,"phases":[5],"text":"t"})"
               "\n");
-    EXPECT_EQ(withoutTime(v2xspatconv_FormatStackEvent({"silent", 0, false, nullptr, 0}, WALL_TIME)),
+    EXPECT_EQ(withoutTime(v2xspatconv_FormatStackEvent({"silent", 0, false, 0, nullptr, 0}, WALL_TIME)),
               "{\"event\":\"stack\",\"state\":\"silent\"}\n");
-    EXPECT_EQ(withoutTime(v2xspatconv_FormatCloudEvent({"silent", 0, true, nullptr, 0}, WALL_TIME)),
+    EXPECT_EQ(withoutTime(v2xspatconv_FormatCloudEvent({"silent", 0, true, 0, nullptr, 0}, WALL_TIME)),
               "{\"event\":\"cloud\",\"available\":true}\n");
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <sys/eventfd.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include "spat_conv_control_server.h"
@@ -37,6 +38,7 @@ void Serve(void* /*arg*/) {
     const int ret = server.Run();
     if (ret < 0) {
         V2XLOG(g_log, V2XLOG_ERROR, "control socket %s: %s", g_control.context.config->m_control_path, strerror(-ret));
+        shutdown(g_control.socket.Descriptor(), SHUT_RDWR); // refuses further clients
     }
 }
 

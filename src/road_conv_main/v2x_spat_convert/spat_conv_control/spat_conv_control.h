@@ -11,8 +11,9 @@ struct v2xspatconv_peers_t {
     const char* stackState; // "unknown", "answers" or "silent"; in static storage
     uint64_t lastAnswer;    // monotonic time of the stack application's last answer, microseconds; 0: none
     bool isCloudAvailable;
-    const char* upTopic; // topic of the unit's SPAT to the cloud, or null; never freed
-    int32_t upReaders;   // readers of this topic
+    uint64_t lastCloudStatus; // monotonic time of the communication software's last status, microseconds; 0: none
+    const char* upTopic;      // topic of the unit's SPAT to the cloud, or null; never freed
+    int32_t upReaders;        // readers of this topic
 };
 
 // What the daemon's start knows.

@@ -23,7 +23,10 @@ public:
     // Sends as much as the socket accepts.
     void Send();
     // Sends no line after those that are queued, and ignores further requests.
-    void CloseAfterSending() { m_isClosing = true; }
+    void CloseAfterSending() {
+        m_isClosing = true;
+        m_kinds = 0;
+    }
 
     // Returns the events that the client waits for: EPOLLIN, EPOLLOUT.
     uint32_t WantedEvents() const;

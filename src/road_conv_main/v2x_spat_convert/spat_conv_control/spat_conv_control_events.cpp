@@ -76,7 +76,7 @@ std::string FormatState(Bytes entry) {
     const v2xspatconv_json_t line = v2xspatconv_StartLine("event", NAMES[static_cast<size_t>(head.type)], head.time);
     v2xspatconv_AddText(line.get(), "source", v2xspatconv_NameOfSource(head.source));
     if (head.type == StateEvent::Type::source) {
-        cJSON_AddStringToObject(line.get(), "state", v2xspatconv_NameOfState(head.state));
+        cJSON_AddStringToObject(line.get(), "state", V2XSPATCONV_STATE_NAMES[static_cast<size_t>(head.state)]);
     }
     if (head.type == StateEvent::Type::check) {
         cJSON_AddStringToObject(line.get(), "check", V2XSPATCONV_CHECK_NAMES[head.check]);
@@ -88,11 +88,6 @@ std::string FormatState(Bytes entry) {
 }
 
 } // namespace
-
-const char* v2xspatconv_NameOfState(v2xspatconv_sourceState state) {
-    static constexpr const char* NAMES[] = {"off", "unwatched", "waiting", "fresh", "stale"};
-    return NAMES[static_cast<size_t>(state)];
-}
 
 const char* v2xspatconv_NameOfSource(uint8_t source) {
     return source < V2XSPATCONV_SOURCES ? V2XSPATCONV_SOURCE_NAMES[source] : nullptr;

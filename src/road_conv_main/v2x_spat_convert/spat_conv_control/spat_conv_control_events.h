@@ -11,9 +11,6 @@
 #include "spat_conv_gate.h"
 #include "v2x/v2xjournal.h"
 
-// Returns the name of a state: "off", "unwatched", "waiting", "fresh" or "stale".
-const char* v2xspatconv_NameOfState(v2xspatconv_sourceState state);
-
 // Returns the name of an e_v2xspatconv_source; null for every other value.
 const char* v2xspatconv_NameOfSource(uint8_t source);
 

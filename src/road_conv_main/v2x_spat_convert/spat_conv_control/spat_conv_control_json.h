@@ -33,5 +33,6 @@ void v2xspatconv_AddTimeLeft(cJSON* object, uint16_t timeLeft);
 // Appends an empty object to an array and returns the object.
 cJSON* v2xspatconv_AppendObject(cJSON* array);
 
-// Returns the text of the object with a line feed at its end.
+// Returns the text of the object with a line feed at its end. A '?' replaces each byte that is not part of a UTF-8
+// character.
 std::string v2xspatconv_PrintLine(const cJSON* object);

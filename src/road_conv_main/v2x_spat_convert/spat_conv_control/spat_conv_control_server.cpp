@@ -100,8 +100,12 @@ void v2xspatconv_controlServer::Answer(v2xspatconv_controlClient& client) {
     while (const auto request = client.TakeRequest()) {
         v2xspatconv_answer_t answer = v2xspatconv_AnswerRequest(*request, m_context);
         client.Output().AddReply(std::make_shared<const std::string>(std::move(answer.line)));
-        client.AddKinds(answer.kinds);
-        UpdateKinds();
+        if (answer.kinds != 0) {
+            ReadJournal(); // the earlier entries are for the other clients
+            ReportLost();
+            client.AddKinds(answer.kinds);
+            UpdateKinds();
+        }
         client.Send();
     }
 }
@@ -120,13 +124,15 @@ void v2xspatconv_controlServer::UpdateKinds() {
     }
     if (m_kinds == 0 && kinds != 0) {
         DiscardJournal(); // entries that a thread wrote after the last client had gone
-        m_peers = m_context.unit.readPeers();
         sd_event_source_set_time_relative(m_timer.get(), TICK);
         sd_event_source_set_enabled(m_timer.get(), SD_EVENT_ONESHOT);
     }
     for (const v2x_journalKind kind : ALL_KINDS) {
         if (HasKind(kinds, kind) && !HasKind(m_kinds, kind)) {
             v2x_journal::TakeLost(kind);
+        }
+        if (kind == v2x_journalKind::state && HasKind(kinds, kind) && !HasKind(m_kinds, kind)) {
+            m_peers = m_context.unit.readPeers();
         }
         v2x_journal::Select(kind, HasKind(kinds, kind));
     }

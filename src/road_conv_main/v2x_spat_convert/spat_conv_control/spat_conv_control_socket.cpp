@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -46,10 +47,10 @@ std::string RemoveLeftOver(const std::string& path) {
     if (error == 0 || error == EAGAIN) { // EAGAIN: too many clients wait
         return "another process serves this socket";
     }
-    if (error != ECONNREFUSED || unlink(path.c_str()) != 0) {
-        return std::string("cannot replace the left-over socket: ") + strerror(errno);
+    if (error == ECONNREFUSED && unlink(path.c_str()) == 0) {
+        return "";
     }
-    return "";
+    return std::string("cannot replace the left-over socket: ") + strerror(error == ECONNREFUSED ? errno : error);
 }
 
 } // namespace
@@ -57,15 +58,17 @@ std::string RemoveLeftOver(const std::string& path) {
 std::string v2xspatconv_controlSocket::Listen() {
     const sockaddr_un address = MakeAddress(m_path);
     struct stat file = {};
-    // fchmod restricts the file from its creation on. chmod ignores the umask.
+    // fchmod restricts the file from its creation on. fchmodat ignores the umask, and does not follow a symbolic link.
     if (m_descriptor < 0 || fchmod(m_descriptor, MODE) != 0 ||
         bind(m_descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        chmod(m_path.c_str(), MODE) != 0 || lstat(m_path.c_str(), &file) != 0 || listen(m_descriptor, BACKLOG) != 0) {
+        lstat(m_path.c_str(), &file) != 0) {
         return strerror(errno);
     }
     m_device = file.st_dev;
     m_inode = file.st_ino;
-    return "";
+    const bool isListening =
+        fchmodat(AT_FDCWD, m_path.c_str(), MODE, AT_SYMLINK_NOFOLLOW) == 0 && listen(m_descriptor, BACKLOG) == 0;
+    return isListening ? "" : strerror(errno);
 }
 
 std::string v2xspatconv_controlSocket::Open(const char* path) {

@@ -15,7 +15,6 @@
 namespace {
 
 using Config = spat_conv_config_t;
-using State = v2xspatconv_sourceState;
 
 // State of the unit at one time. Times are in microseconds.
 struct Snapshot {
@@ -58,21 +57,26 @@ bool IsRequired(const Config& config, e_v2xspatconv_source source) {
     return isEnabled[source] && (guard.m_priority_count == 0 || std::find(guard.m_priority, end, source) != end);
 }
 
-double RateOf(const v2xspatconv_sourceRow_t& row) {
-    const bool isKnown = row.state == State::fresh && row.interval != 0;
-    return isKnown ? std::round(1e8 / static_cast<double>(row.interval)) / 100 : 0;
+// Adds the records per second, or null if they are unknown. The rate falls while no record arrives.
+void AddRate(cJSON* object, const Snapshot& snapshot, const v2xspatconv_sourceRow_t& row) {
+    if (row.interval == 0) {
+        cJSON_AddNullToObject(object, "rate");
+        return;
+    }
+    const uint64_t interval = std::max(row.interval, AgeOf(snapshot, row.lastAccepted));
+    cJSON_AddNumberToObject(object, "rate", std::round(1e8 / static_cast<double>(interval)) / 100);
 }
 
 void AddSource(cJSON* sources, const Snapshot& snapshot, e_v2xspatconv_source source) {
     const v2xspatconv_sourceRow_t& row = snapshot.unit.sources[source];
     cJSON* const object = v2xspatconv_AppendObject(sources);
     cJSON_AddStringToObject(object, "source", V2XSPATCONV_SOURCE_NAMES[source]);
-    cJSON_AddStringToObject(object, "state", v2xspatconv_NameOfState(row.state));
+    cJSON_AddStringToObject(object, "state", V2XSPATCONV_STATE_NAMES[static_cast<size_t>(row.state)]);
     cJSON_AddBoolToObject(object, "required", IsRequired(snapshot.config, source));
     cJSON_AddBoolToObject(object, "forwarded", row.isForwarded);
     v2xspatconv_AddText(object, "peer", row.sender.ip != 0 ? v2xpub_FormatIp(row.sender).text : nullptr);
     AddAge(object, snapshot, row.lastAccepted);
-    cJSON_AddNumberToObject(object, "rate", RateOf(row));
+    AddRate(object, snapshot, row);
     cJSON_AddNumberToObject(object, "accepted", static_cast<double>(row.accepted));
     cJSON_AddNumberToObject(object, "refused", static_cast<double>(snapshot.refused[source]));
     v2xspatconv_AddSeconds(object, "stale_after",
@@ -90,6 +94,7 @@ void AddPeers(cJSON* reply, const Snapshot& snapshot, const v2xspatconv_peers_t&
     AddAge(stack, snapshot, peers.lastAnswer);
     cJSON* const cloud = cJSON_AddObjectToObject(reply, "cloud");
     cJSON_AddBoolToObject(cloud, "available", peers.isCloudAvailable);
+    AddAge(cloud, snapshot, peers.lastCloudStatus);
     v2xspatconv_AddText(cloud, "topic", peers.upTopic);
     cJSON_AddNumberToObject(cloud, "readers", peers.upReaders);
 }

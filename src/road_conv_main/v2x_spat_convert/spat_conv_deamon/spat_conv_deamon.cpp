@@ -64,8 +64,11 @@ void StartAdapters(const spat_conv_config_t& config) {
 v2xspatconv_peers_t ReadPeers() {
     constexpr const char* STATES[] = {"unknown", "answers", "silent"}; // index: v2xspatconv_stackState
     const v2xcloud_comm_ddsinfo& ddsinfo = *v2xspatconv_GetddsInfo();
-    return {STATES[static_cast<size_t>(v2xspatconv_GetStackState())], v2xspatconv_GetLastAnswer(),
-            ddsinfo.cloud_available, ddsinfo.mp_spat_up_topic,
+    return {STATES[static_cast<size_t>(v2xspatconv_GetStackState())],
+            v2xspatconv_GetLastAnswer(),
+            ddsinfo.cloud_available,
+            v2xspatconv_GetCloudStatusTime(),
+            ddsinfo.mp_spat_up_topic,
             get_match_cnt(ddsinfo.dds_object, ddsinfo.mp_spat_up_topic)};
 }
 

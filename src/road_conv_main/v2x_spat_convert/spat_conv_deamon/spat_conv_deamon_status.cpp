@@ -2,8 +2,7 @@
 
 namespace {
 
-// Indexed by v2xspatconv_sourceState and v2xspatconv_stackState.
-constexpr const char* SOURCE_STATES[] = {"off", "unwatched", "waiting", "fresh", "stale"};
+// Indexed by v2xspatconv_stackState.
 constexpr const char* STACK_STATES[] = {"not asked yet", "answers", "does not answer"};
 
 // The longer the age, the coarser is the unit, so that the line of a source that stays stale changes rarely.
@@ -26,7 +25,8 @@ std::string v2xspatconv_FormatStatus(const v2xspatconv_sourceRow_t (&rows)[V2XSP
             continue;
         }
         const bool isStale = row.state == v2xspatconv_sourceState::stale;
-        line += std::string(V2XSPATCONV_SOURCE_NAMES[source]) + " " + SOURCE_STATES[static_cast<size_t>(row.state)] +
+        line += std::string(V2XSPATCONV_SOURCE_NAMES[source]) + " " +
+                V2XSPATCONV_STATE_NAMES[static_cast<size_t>(row.state)] +
                 (isStale ? " " + FormatAge(now - row.lastAccepted) : "") + ", ";
     }
     return line + "stack " + STACK_STATES[static_cast<size_t>(stack)] + ", cloud " +

@@ -38,6 +38,8 @@ enum class v2xspatconv_sourceState : uint8_t {
     stale,     // no record for StaleAfter, or too few records since then
 };
 
+inline constexpr const char* V2XSPATCONV_STATE_NAMES[] = {"off", "unwatched", "waiting", "fresh", "stale"};
+
 // Copy of the state of one source.
 struct v2xspatconv_sourceRow_t {
     v2xspatconv_sourceState state = v2xspatconv_sourceState::off;

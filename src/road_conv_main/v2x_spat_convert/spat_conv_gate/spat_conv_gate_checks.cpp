@@ -35,10 +35,6 @@ constexpr struct {
 };
 static_assert(std::size(LIGHTS) == V2XIPC_LIGHT_FLASHING_YELLOW + 1);
 
-const char* NameOf(uint8_t light) {
-    return v2xspatconv_NameOfLight(light);
-}
-
 Colour ColourOf(uint8_t light) {
     return light < std::size(LIGHTS) ? LIGHTS[light].colour : Colour::none;
 }
@@ -166,8 +162,8 @@ void ExamineJump(Record& record) {
         if (IsJump(before, after, record.elapsed)) {
             v2xspatconv_ActivitySee(V2XSPATCONV_CHECK_JUMP, record.sighting.source, record.sighting.now, {phase},
                                     "SPAT phase %u: %s, time left from %.1f s to %.1f s after %.1f s", phase,
-                                    NameOf(after.light), Seconds(before.timeLeft), Seconds(after.timeLeft),
-                                    Seconds(record.elapsed));
+                                    v2xspatconv_NameOfLight(after.light), Seconds(before.timeLeft),
+                                    Seconds(after.timeLeft), Seconds(record.elapsed));
         }
     });
 }
@@ -189,8 +185,8 @@ void ExamineFrozen(Record& record) {
         const uint64_t unchanged = now - state.unchangedSince;
         if (CanFreeze(light) && unchanged >= FROZEN_AFTER) {
             v2xspatconv_ActivitySee(V2XSPATCONV_CHECK_FROZEN, record.sighting.source, now, {phase},
-                                    "SPAT phase %u: %s, time left %.1f s for %.1f s", phase, NameOf(light.light),
-                                    Seconds(light.timeLeft), Seconds(unchanged));
+                                    "SPAT phase %u: %s, time left %.1f s for %.1f s", phase,
+                                    v2xspatconv_NameOfLight(light.light), Seconds(light.timeLeft), Seconds(unchanged));
             state.frozen = light;
             frozen |= Bit(phase);
         } else if ((record.source.frozen.held & Bit(phase)) != 0 && light == state.frozen) {
@@ -205,7 +201,7 @@ void ExamineNoYellow(Record& record) {
     ForEachPhase(phases & g_state.allowed[V2XSPATCONV_CHECK_NO_YELLOW], [&](uint8_t phase) {
         v2xspatconv_ActivitySee(V2XSPATCONV_CHECK_NO_YELLOW, record.sighting.source, record.sighting.now, {phase},
                                 "SPAT phase %u: from %s to red without yellow", phase,
-                                NameOf(record.source.states[phase].last.light));
+                                v2xspatconv_NameOfLight(record.source.states[phase].last.light));
     });
 }
 
@@ -215,7 +211,8 @@ void ExamineDuplicate(Record& record) {
         const auto& [phase, first, second] = findings.duplicates[i];
         if (IsAllowed(V2XSPATCONV_CHECK_DUPLICATE, phase)) {
             v2xspatconv_ActivitySee(V2XSPATCONV_CHECK_DUPLICATE, record.sighting.source, record.sighting.now, {phase},
-                                    "device phase %u has two lights: %s and %s", phase, NameOf(first), NameOf(second));
+                                    "device phase %u has two lights: %s and %s", phase, v2xspatconv_NameOfLight(first),
+                                    v2xspatconv_NameOfLight(second));
         }
     }
 }
@@ -249,8 +246,8 @@ void ComparePair(const Record& record, e_v2xspatconv_source other) {
         const uint64_t elapsed = now - disagreement.since[phase];
         if (elapsed > DISAGREE_AFTER) {
             const char* shown[V2XSPATCONV_SOURCES] = {};
-            shown[source] = NameOf(record.lights[phase].light);
-            shown[other] = NameOf(g_state.sources[other].states[phase].last.light);
+            shown[source] = v2xspatconv_NameOfLight(record.lights[phase].light);
+            shown[other] = v2xspatconv_NameOfLight(g_state.sources[other].states[phase].last.light);
             const e_v2xspatconv_source first = std::min(source, other);
             const e_v2xspatconv_source second = std::max(source, other);
             v2xspatconv_ActivitySee(V2XSPATCONV_CHECK_DISAGREE, first, now, {phase},

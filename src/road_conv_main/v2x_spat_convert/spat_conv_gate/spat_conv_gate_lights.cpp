@@ -62,7 +62,8 @@ void v2xspatconv_ReadLights(v2xspatconv_recordBytes record, v2xspatconv_lights_t
     ForEachEntry(record, [&lights](const v2xipc_phase_t& head, std::span<const uint8_t> states) {
         if (head.m_phaseStateNum > 0) {
             const v2xipc_pahseState_t state = ReadCurrentState(head, states);
-            lights.rows[lights.count++] = {head.m_phaseId, state.m_lightState, state.m_endTime};
+            const uint16_t timeLeft = state.m_startTime == 0 ? state.m_endTime : uint16_t{V2XIPC_TIME_UNKNOWN};
+            lights.rows[lights.count++] = {head.m_phaseId, state.m_lightState, timeLeft};
         }
     });
 }

@@ -17,7 +17,8 @@ struct v2xspatconv_lights_t {
 using v2xspatconv_recordBytes = std::span<const uint8_t, V2XIPC_RECORD_SIZE>;
 
 // Reads the entries within m_phaseNum that have a state, in the order of the record. The current state of an entry is
-// the first state with start time 0, or else the first state. Entries beyond the buffer are ignored.
+// the first state with start time 0, or else the first state. The time left is unknown for a state with another start
+// time: the times of a cloud document may be marks of the UTC hour. Entries beyond the buffer are ignored.
 void v2xspatconv_ReadLights(v2xspatconv_recordBytes record, v2xspatconv_lights_t& lights);
 
 // Copies the record to `out` with each phase of `phases` (bit n: SPAT phase n; phases above 63 have bit 0) reduced to

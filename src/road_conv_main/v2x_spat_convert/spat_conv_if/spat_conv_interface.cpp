@@ -14,6 +14,7 @@ constexpr uint32_t TASK_PRIORITY = 50;
 std::mutex g_statusLock;
 service_status_t g_spatconv_st;
 service_status_t g_cloud_st;
+uint64_t g_cloudTime = 0; // of the last status of the cloud, monotonic, microseconds
 
 } // namespace
 
@@ -59,6 +60,12 @@ void v2xspatconv_SetCloudStatus(uint8_t run_st) {
     const std::lock_guard<std::mutex> guard(g_statusLock);
     g_cloud_st.service_type = V2X_CLOUD_SERVICE_TYPE_CLOUD;
     g_cloud_st.run_status = run_st;
+    g_cloudTime = v2xpub_GetMonotonicTime();
+}
+
+uint64_t v2xspatconv_GetCloudStatusTime(void) {
+    const std::lock_guard<std::mutex> guard(g_statusLock);
+    return g_cloudTime;
 }
 
 void v2xspatconv_GetCloudStatus(service_status_t& st) {

@@ -56,3 +56,7 @@ void v2xspatconv_SetCloudStatus(uint8_t run_st);
 // Copies run_status of the cloud's record to st and sets st.service_type to 5. The other fields of st stay unchanged.
 // run_status is 0 until the cloud has sent a status.
 void v2xspatconv_GetCloudStatus(service_status_t& st);
+
+// Returns the monotonic time of the last call of v2xspatconv_SetCloudStatus in microseconds; 0 without a call. Any
+// thread.
+uint64_t v2xspatconv_GetCloudStatusTime(void);
