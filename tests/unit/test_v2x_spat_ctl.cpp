@@ -145,7 +145,7 @@ std::vector<std::string> RowsOf(const Screen& screen, const ScreenSize& size) {
     std::vector<std::string> rows;
     for (const Line& line : screen.lines) {
         std::string text;
-        for (const Span& span : line) {
+        for (const TextSpan& span : line) {
             text += span.text;
         }
         EXPECT_EQ(text.size(), static_cast<size_t>(size.columns)) << text;

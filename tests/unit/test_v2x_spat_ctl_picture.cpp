@@ -25,7 +25,7 @@ constexpr Light YELLOW = V2XIPC_LIGHT_YELLOW;
 // "begin-end light" in seconds since BEGIN.
 std::vector<std::string> spansOf(const Timeline& timeline, int phase) {
     std::vector<std::string> texts;
-    for (const Span& span : timeline.phases.at(phase).lights) {
+    for (const LightSpan& span : timeline.phases.at(phase).lights) {
         texts.push_back(std::to_string((span.begin - BEGIN) / SECOND) + "-" +
                         std::to_string((span.end - BEGIN) / SECOND) + " " + NameLight(span.light));
     }

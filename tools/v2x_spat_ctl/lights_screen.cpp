@@ -54,7 +54,7 @@ public:
         int row = 0;
         for (const Line& line : screen.lines) {
             move(row++, 0);
-            for (const Span& span : line) {
+            for (const TextSpan& span : line) {
                 attrset(static_cast<int>(m_styles[static_cast<size_t>(span.style)]));
                 addstr(span.text.c_str());
             }

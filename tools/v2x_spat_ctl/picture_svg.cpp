@@ -187,7 +187,7 @@ private:
 
     void DrawRow(int phase, const PhaseRow& row, double y) {
         Text(LEFT - 10, y + ROW_HEIGHT / 2 + 4, " text-anchor=\"end\"", FormatText("phase %d", phase));
-        for (const Span& span : row.lights) {
+        for (const LightSpan& span : row.lights) {
             m_isUsed[span.light] = true;
             const double seconds = ToSeconds(span.end - span.begin);
             const std::string title = FormatText("phase %d %s, %.1f s from ", phase, NameLight(span.light), seconds) +

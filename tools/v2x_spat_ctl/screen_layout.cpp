@@ -27,7 +27,7 @@ constexpr Style COLOUR_STYLES[] = {Style::plain, Style::red, Style::yellow, Styl
 // Cuts a line to the width of the screen, or fills the line with blanks of the style `fill`.
 Line Fit(Line line, int columns, Style fill = Style::plain) {
     auto room = static_cast<size_t>(columns);
-    for (Span& span : line) {
+    for (TextSpan& span : line) {
         span.text.resize(std::min(span.text.size(), room));
         room -= span.text.size();
     }
@@ -136,7 +136,7 @@ Line MakePhase(const UnitView& view, const cJSON* light, int columns, bool hasCo
                   isOld ? Style::dim : Style::plain}};
     const bool isDetailed = columns >= DETAILED_MIN;
     const int width = std::max(columns - FIXED_WIDTH - (isDetailed ? DETAILS_WIDTH : 0) - 1, 0);
-    for (const Span& span : MakeBar(isOld ? 0 : left.value_or(0), width, style, hasColours)) {
+    for (const TextSpan& span : MakeBar(isOld ? 0 : left.value_or(0), width, style, hasColours)) {
         line.push_back(span);
     }
     if (isDetailed) {

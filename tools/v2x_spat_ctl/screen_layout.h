@@ -21,11 +21,11 @@ enum class Style : uint8_t {
 };
 inline constexpr int STYLES = 8;
 
-struct Span {
+struct TextSpan {
     std::string text;
     Style style = Style::plain;
 };
-using Line = std::vector<Span>;
+using Line = std::vector<TextSpan>;
 
 // What the view shows. The replies are null before they arrive and while there is no connection.
 struct UnitView {

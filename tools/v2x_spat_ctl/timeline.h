@@ -29,7 +29,7 @@ struct PhaseLight {
 };
 
 // All times are microseconds since 1970.
-struct Span {
+struct LightSpan {
     uint64_t begin;
     uint64_t end;
     Light light;
@@ -41,7 +41,7 @@ struct Interval {
 };
 
 struct PhaseRow {
-    std::vector<Span> lights;        // without gaps, from the first record with the phase to the end
+    std::vector<LightSpan> lights;   // without gaps, from the first record with the phase to the end
     std::vector<Interval> conflicts; // the phase and a conflicting phase are green
 };
 
