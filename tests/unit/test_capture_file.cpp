@@ -56,6 +56,8 @@ TEST_F(CaptureFile, WritesRawPacketsThatAreReadAgain) {
     const Bytes expected = hex(FILE_HEAD + PACKET_HEAD + PACKET);
     EXPECT_EQ(readFile(m_path), std::string(expected.begin(), expected.end())); // flushed
     EXPECT_THAT(read(), ElementsAre("1732186138683001 8002 012"));
+    write(FILE_HEAD + PACKET_HEAD + PACKET + PACKET_HEAD + "45"); // of a killed tcpdump
+    EXPECT_THAT(read(), ElementsAre("1732186138683001 8002 012"));
     write(SECTION + INTERFACE + BLOCK_HEAD + PACKET + "00 40000000"); // pcapng
     EXPECT_THAT(read(), ElementsAre("1732186138683001 8002 012"));
     const Bytes packet = BuildPacket({0, LEARNER, DAEMON, hex("3DF1")}); // a checksum of 0 is written as FFFF

@@ -1,13 +1,13 @@
 #include "common/capture_file.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cinttypes>
-#include <cstring>
+#include <cstdio>
 #include <iterator>
 #include <stdexcept>
 #include <tuple>
 
+#include "common/files.h"
 #include "common/text.h"
 
 namespace tools {
@@ -48,7 +48,7 @@ void CaptureWriter::Write(const Datagram& datagram) {
 
 void CaptureWriter::Flush() {
     if (pcap_dump_flush(m_dumper.get()) != 0) {
-        throw std::runtime_error(m_name + ": cannot be written: " + std::strerror(errno));
+        ThrowFileError(m_name, "written");
     }
 }
 
@@ -78,7 +78,11 @@ CaptureCounts ReadCapture(const std::string& path, const std::function<void(cons
         }
     }
     if (result == PCAP_ERROR) {
-        throw std::runtime_error(name + ": " + pcap_geterr(capture.get()));
+        const std::string reason = name + ": " + pcap_geterr(capture.get());
+        if (counts == CaptureCounts{}) {
+            throw std::runtime_error(reason);
+        }
+        std::fprintf(stderr, "%s; the packets before are used\n", reason.c_str());
     }
     return counts;
 }

@@ -37,8 +37,9 @@ private:
 using CaptureCounts = std::array<uint64_t, 4>;
 
 // Calls `visit` with each UDP datagram of a pcap or pcapng file, in the order of the file. The path "-" means standard
-// input. The payload is valid during the call. Throws std::runtime_error "path: reason" if the file cannot be read,
-// and for a link type that ParsePacket does not know.
+// input. The payload is valid during the call. Throws std::runtime_error "path: reason" if no packet can be read, and
+// for a link type that ParsePacket does not know. If a later packet cannot be read, as in the file of a killed tcpdump,
+// writes the reason to standard error and returns.
 CaptureCounts ReadCapture(const std::string& path, const std::function<void(const Datagram& datagram)>& visit);
 
 // Describes the packets that ReadCapture has ignored, for one line: "3 other packets, 2 fragments ignored". Returns an

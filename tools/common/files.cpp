@@ -15,12 +15,16 @@ namespace {
 
 constexpr const char* STANDARD = "-";
 
-// Throws with the reason in errno. `action` is a participle: "opened".
-[[noreturn]] void ThrowError(const std::string& name, const char* action) {
-    throw std::runtime_error(name + ": cannot be " + action + ": " + std::strerror(errno));
-}
-
 } // namespace
+
+void ThrowFileError(const std::string& name, const char* action) {
+    const int error = errno;
+    const std::string reason = name + ": cannot be " + action + ": " + std::strerror(error);
+    if (error == EPIPE) {
+        throw ClosedPipe(reason);
+    }
+    throw std::runtime_error(reason);
+}
 
 std::string ReadFile(const std::string& path, size_t maxSize) {
     InputFile input(path);
@@ -44,7 +48,7 @@ InputFile::InputFile(const std::string& path)
     : m_name(path == STANDARD ? "standard input" : path),
       m_file(path == STANDARD ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
     if (m_file < 0) {
-        ThrowError(m_name, "opened");
+        ThrowFileError(m_name, "opened");
     }
 }
 
@@ -65,7 +69,7 @@ std::string_view InputFile::ReadBlock() {
             size = read(m_file, m_buffer.data(), m_buffer.size());
         } while (size < 0 && errno == EINTR);
         if (size < 0) {
-            ThrowError(m_name, "read");
+            ThrowFileError(m_name, "read");
         }
         m_rest = {m_buffer.data(), static_cast<size_t>(size)};
         m_isEnded = size == 0;
@@ -105,7 +109,7 @@ OutputFile::OutputFile(const std::string& path, const InputFile* input)
         m_file = open(m_temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     }
     if (m_file < 0) {
-        ThrowError(m_name, "opened");
+        ThrowFileError(m_name, "opened");
     }
     if (exists && !m_temporary.empty()) {
         // fchown may fail: only root can set another user as the owner.
@@ -129,7 +133,7 @@ void OutputFile::Write(std::string_view text) {
         if (written >= 0) {
             text.remove_prefix(static_cast<size_t>(written));
         } else if (errno != EINTR) {
-            ThrowError(m_name, "written");
+            ThrowFileError(m_name, "written");
         }
     }
 }
@@ -137,7 +141,7 @@ void OutputFile::Write(std::string_view text) {
 void OutputFile::Commit() {
     const bool isClosed = close(std::exchange(m_file, -1)) == 0; // some file systems report a full disk only in close()
     if (!isClosed || (!m_temporary.empty() && std::rename(m_temporary.c_str(), m_target.c_str()) != 0)) {
-        ThrowError(m_name, "written");
+        ThrowFileError(m_name, "written");
     }
     m_temporary.clear();
 }

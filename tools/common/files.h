@@ -4,11 +4,21 @@
 
 #include <array>
 #include <cstddef>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
 
 namespace tools {
+
+// The reader of a pipe has closed it.
+class ClosedPipe : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Throws std::runtime_error "name: cannot be ACTION: reason" with the reason in errno, ClosedPipe for EPIPE.
+[[noreturn]] void ThrowFileError(const std::string& name, const char* action);
 
 // Returns the whole file. Also throws if the file is longer than `maxSize` bytes.
 std::string ReadFile(const std::string& path, size_t maxSize);

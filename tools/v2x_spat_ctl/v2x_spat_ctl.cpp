@@ -15,6 +15,7 @@
 #include "client.h"
 #include "commands.h"
 #include "common/command_line.h"
+#include "common/files.h"
 #include "metrics.h"
 #include "options.h"
 #include "picture.h"
@@ -66,6 +67,8 @@ public:
         } catch (const ctl::NoDaemon& error) {
             std::fprintf(stderr, "%s: %s\n", PROGRAM, error.what());
             return EXIT_NO_DAEMON;
+        } catch (const tools::ClosedPipe&) {
+            return 0; // the reader has what it needs: v2x_spat_ctl watch | head
         }
         return tools::EXIT_USAGE;
     }
