@@ -3,7 +3,10 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
+#include <thread>
 
 #include "process.h"
 #include "unit.h"
@@ -139,6 +142,62 @@ TEST_F(ScenarioCheck, DistinguishesProblemsFromWrongUsage) {
     EXPECT_EQ(run({}), 2);
 }
 
+// ---- with another program at the control socket
+
+class ScenarioPeer : public ScenarioTool {
+protected:
+    // Runs a shell command with the tool as $0. The program at the socket sends `text`, then ends the connection.
+    int askPeer(const std::string& command, const std::string& text) {
+        sockaddr_un address{AF_UNIX, {}};
+        m_socket.copy(address.sun_path, sizeof address.sun_path - 1);
+        unlink(m_socket.c_str());
+        const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        EXPECT_EQ(bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        EXPECT_EQ(listen(listener, 1), 0);
+        std::thread peer([&] {
+            const int connection = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+            for (size_t sent = 0; sent < text.size();) {
+                const ssize_t size = send(connection, text.data() + sent, text.size() - sent, MSG_NOSIGNAL);
+                sent = size > 0 ? sent + static_cast<size_t>(size) : text.size();
+            }
+            close(connection);
+        });
+        const int status = run({m_socket}, {"/bin/sh", "-c", command});
+        shutdown(listener, SHUT_RDWR); // ends accept4 if the tool has not connected
+        peer.join();
+        close(listener);
+        return status;
+    }
+    const std::string m_socket = m_folder.path() + "/control";
+};
+
+TEST_F(ScenarioPeer, EndsWithStatus2ForInvalidLines) {
+    const std::pair<std::string, std::string> rows[] = {
+        {"hello\u009B\x1B\n", "expected a JSON object, found \"hello??\"\n"},
+        {R"({"error":"too many\u001b"})"
+         "\n",
+         "too many?\n"},
+        {std::string(size_t{3} << 20, 'x'), "a line is longer than 1 MiB\n"},
+        {R"({"reply":"lights"})"
+         "\n",
+         "the daemon has closed the connection\n"},
+    };
+    for (const auto& [text, reason] : rows) {
+        EXPECT_EQ(askPeer("exec $0 status -s $1", text), 2);
+        EXPECT_EQ(m_error, "v2x_spat_ctl: " + m_socket + ": " + reason);
+    }
+}
+
+TEST_F(ScenarioPeer, EndsQuietlyWithAClosedPipe) {
+    std::string events = "{\"reply\":\"watch\"}\n";
+    for (int i = 0; i < 100000; i++) {
+        events += "{\"lost\":1}\n";
+    }
+    EXPECT_EQ(askPeer("{ $0 watch -s $1; echo $? >&2; } | head -n 1", events), 0);
+    EXPECT_EQ(m_output, "lost 1 events\n");
+    EXPECT_EQ(m_error, "0\n");
+}
+
 // ---- with the daemon
 
 const Bytes GREEN_15_S = hex("FEFE10 000A 000100 03010F00000000"); // the learner's phase 3
@@ -173,9 +232,10 @@ TEST_F(ScenarioCtl, JudgesTheUnit) {
 }
 
 TEST_F(ScenarioCtl, PrintsEachReply) {
-    sendReport();
-    EXPECT_TRUE(eventually([&] { return ask({"lights"}) == 0 && prints("\n3 "); }));
-    EXPECT_TRUE(prints("\n3      permissive green  1")) << m_output;
+    EXPECT_TRUE(eventually([&] {
+        sendReport();
+        return ask({"lights"}) == 0 && prints("\n3      permissive green  1");
+    })) << m_output;
     for (const auto& [command, text] : std::vector<std::pair<std::string, std::string>>{
              {"counters", "\nlearner         accepted "},
              {"config", "\nrsuSpatConfigInfo.Control.Path = \"" + m_socket + "\"\n"},

@@ -2,12 +2,15 @@
 
 #include <stdexcept>
 
+#include "common/text.h"
+
 namespace tools {
 
 Json ParseJsonObject(std::string_view text) {
     Json json(cJSON_ParseWithLength(text.data(), text.size()));
     if (json == nullptr || !cJSON_IsObject(json.get())) {
-        throw std::runtime_error("expected a JSON object, found \"" + std::string(text.substr(0, 80)) + "\"");
+        throw std::runtime_error("expected a JSON object, found \"" + MakePlain(std::string(text.substr(0, 80))) +
+                                 "\"");
     }
     return json;
 }
@@ -33,6 +36,11 @@ bool GetFlag(const cJSON* object, const char* name) {
 std::string GetText(const cJSON* object, const char* name) {
     const cJSON* const member = GetMember(object, name);
     return cJSON_IsString(member) ? member->valuestring : "";
+}
+
+int GetInteger(const cJSON* object, const char* name) {
+    const cJSON* const member = GetMember(object, name);
+    return cJSON_IsNumber(member) ? member->valueint : 0;
 }
 
 bool IsNull(const cJSON* object, const char* name) {

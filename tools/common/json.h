@@ -26,6 +26,7 @@ const cJSON* GetMember(const cJSON* object, const char* name);
 double GetNumber(const cJSON* object, const char* name, double otherwise = 0);
 bool GetFlag(const cJSON* object, const char* name);
 std::string GetText(const cJSON* object, const char* name);
+int GetInteger(const cJSON* object, const char* name); // without the fraction, limited to the values of an int
 
 // Returns true if the member is missing or null.
 bool IsNull(const cJSON* object, const char* name);

@@ -21,4 +21,16 @@ std::string FormatText(const char* format, ...) {
     return result;
 }
 
+std::string MakePlain(std::string text) {
+    for (size_t i = 0; i < text.size(); i++) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        if (byte < ' ' || byte == 0x7F) {
+            text[i] = '?';
+        } else if (byte >= 0x80 && byte < 0xA0 && i > 0 && text[i - 1] == '\xC2') { // C1 in UTF-8
+            text.replace(--i, 2, "?");
+        }
+    }
+    return text;
+}
+
 } // namespace tools

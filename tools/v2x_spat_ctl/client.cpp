@@ -9,7 +9,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "common/json.h"
+#include "common/text.h"
 
 namespace ctl {
 namespace {
@@ -44,8 +44,8 @@ int Connect(const std::string& path) {
     memcpy(address.sun_path, path.c_str(), path.size());
     const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const timeval within{REPLY_WITHIN.count(), 0}; // also for connect(), which waits while too many clients do
-    setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &within, sizeof within);
-    if (descriptor < 0 || connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    if (descriptor < 0 || setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &within, sizeof within) != 0 ||
+        connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         const int error = errno;
         close(descriptor);
         throw NoDaemon(path + ": " + Explain(error));
@@ -75,16 +75,27 @@ void Client::Send(std::string_view name) {
 std::string Client::Request(std::string_view name) {
     Send(name);
     const auto deadline = Clock::now() + REPLY_WITHIN;
-    while (const auto line = ReadLine(MillisecondsUntil(deadline))) {
-        const tools::Json reply = tools::ParseJsonObject(*line);
-        if (const std::string error = tools::GetText(reply.get(), "error"); !error.empty()) {
-            throw NoDaemon(m_path + ": " + error);
-        }
-        if (tools::GetText(reply.get(), "reply") == name) {
+    while (Clock::now() < deadline) {
+        const auto line = ReadLine(MillisecondsUntil(deadline)); // empty after a signal, too
+        if (line && tools::GetText(ParseLine(*line).get(), "reply") == name) {
             return *line;
         }
     }
     throw NoDaemon(m_path + ": the daemon does not answer");
+}
+
+tools::Json Client::ParseLine(const std::string& line) const {
+    std::string error;
+    try {
+        tools::Json json = tools::ParseJsonObject(line);
+        error = tools::MakePlain(tools::GetText(json.get(), "error"));
+        if (error.empty()) {
+            return json;
+        }
+    } catch (const std::runtime_error& reason) {
+        error = reason.what();
+    }
+    throw NoDaemon(m_path + ": " + error);
 }
 
 std::optional<std::string> Client::ReadLine(int milliseconds) {
@@ -97,8 +108,11 @@ std::optional<std::string> Client::ReadLine(int milliseconds) {
         }
         char bytes[65536];
         const ssize_t length = recv(m_socket, bytes, sizeof bytes, 0);
-        if (length <= 0 || m_buffer.size() > LINE_MAX_SIZE) {
+        if (length <= 0) {
             throw NoDaemon(m_path + ": the daemon has closed the connection");
+        }
+        if (m_buffer.size() > LINE_MAX_SIZE) {
+            throw NoDaemon(m_path + ": a line is longer than 1 MiB");
         }
         m_buffer.append(bytes, static_cast<size_t>(length));
         line = TakeLine();

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "common/json.h"
+
 namespace ctl {
 
 // The daemon cannot be asked: no daemon, no permission, too many clients, or the connection has ended. The tool exits
@@ -27,12 +29,15 @@ public:
     void Send(std::string_view name);
 
     // Sends a request and returns the line of the reply. Discards events that arrive before the reply. Throws
-    // NoDaemon if the connection ends, if the reply does not arrive within 5 s, or with the text of an error reply.
+    // NoDaemon if the connection ends, if the reply does not arrive within 5 s, or as ParseLine does.
     std::string Request(std::string_view name);
 
     // Returns the next line without its line feed. Waits at most `milliseconds`; -1 waits without limit. Returns an
     // empty optional after the time-out or after a signal. Throws NoDaemon if the connection ends.
     std::optional<std::string> ReadLine(int milliseconds);
+
+    // Parses a line of the daemon. Throws NoDaemon if the line is invalid, or with the text of an error line.
+    tools::Json ParseLine(const std::string& line) const;
 
     int Descriptor() const { return m_socket; }
 

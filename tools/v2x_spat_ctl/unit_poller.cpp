@@ -3,8 +3,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "format.h"
-
 namespace ctl {
 namespace {
 
@@ -53,10 +51,7 @@ void UnitPoller::Send(Clock::time_point now) {
 
 void UnitPoller::Read(Clock::time_point now) {
     while (const auto line = m_client->ReadLine(0)) {
-        tools::Json reply = tools::ParseJsonObject(*line);
-        if (const std::string error = GetPlainText(reply.get(), "error"); !error.empty()) {
-            throw std::runtime_error(m_path + ": " + error);
-        }
+        tools::Json reply = m_client->ParseLine(*line);
         const std::string name = tools::GetText(reply.get(), "reply");
         if (name == "status") {
             m_status = std::move(reply);
