@@ -7,7 +7,7 @@
 
 namespace tools {
 
-Endpoint ParseEndpoint(const std::string& given) {
+Endpoint ParseEndpoint(const std::string& given, uint16_t lowestPort) {
     const size_t colon = given.find(':');
     const bool isPortOnly = colon == std::string::npos;
     const std::string ip = isPortOnly ? "" : given.substr(0, colon);
@@ -19,8 +19,8 @@ Endpoint ParseEndpoint(const std::string& given) {
     const char* const end = text.data() + text.size();
     uint16_t port = 0;
     const auto [stop, error] = std::from_chars(text.data(), end, port);
-    if (error != std::errc{} || stop != end || port == 0) {
-        throw std::invalid_argument("'" + text + "' is not a port, 1 to 65535");
+    if (error != std::errc{} || stop != end || port < lowestPort) {
+        throw std::invalid_argument("'" + text + "' is not a port, " + std::to_string(lowestPort) + " to 65535");
     }
     return {ip, port};
 }

@@ -12,7 +12,7 @@ struct Endpoint {
 };
 
 // Parses "IP:PORT" or "PORT". Leaves `ip` empty for "PORT". Throws std::invalid_argument with the reason.
-Endpoint ParseEndpoint(const std::string& given);
+Endpoint ParseEndpoint(const std::string& given, uint16_t lowestPort = 1);
 
 // Returns "IP:PORT", or "PORT" if `ip` is empty.
 std::string FormatEndpoint(const Endpoint& endpoint);

@@ -1,5 +1,6 @@
 #include "bugreport.h"
 
+#include <cinttypes>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
@@ -38,15 +39,15 @@ std::string MakeName() {
                       local.tm_hour, local.tm_min, local.tm_sec);
 }
 
-// Returns the regular files of a folder. With a log file, returns this file and the rotated ones: "spat_conv.log",
-// "spat_conv.1.log".
+// Returns the regular files of a folder, without symbolic links: root must not copy the file of another folder. With a
+// log file, returns this file and the rotated ones: "spat_conv.log", "spat_conv.1.log".
 std::vector<std::string> ListFiles(const fs::path& folder, const fs::path& log = {}) {
     std::vector<std::string> files;
     std::error_code error;
     for (const fs::directory_entry& entry : fs::directory_iterator(folder, error)) {
         const std::string name = entry.path().filename().string();
         const bool isLog = name.starts_with(log.stem().string()) && name.ends_with(log.extension().string());
-        if (entry.is_regular_file() && isLog) {
+        if (entry.is_regular_file() && !entry.is_symlink() && isLog) {
             files.push_back(entry.path().string());
         }
     }
@@ -134,6 +135,9 @@ private:
         client.Request("tap");
         tools::CaptureWriter writer(m_folder.PathOf("capture.pcap"));
         const CaptureResult result = Capture(client, writer, CAPTURE_SECONDS);
+        if (result.lost > 0) {
+            m_missing.push_back(FormatText("capture.pcap: %" PRIu64 " events lost", result.lost));
+        }
         if (!result.daemonGone.empty()) {
             throw NoDaemon(result.daemonGone);
         }
@@ -144,31 +148,23 @@ private:
     std::vector<std::string> m_missing;
 };
 
-std::string FormatResult(const BugreportOptions& options, const std::vector<std::string>& missing) {
-    if (!options.isJson) {
-        std::string text = (options.output == "-" ? "standard output" : options.output) +
-                           ": versions, replies of the daemon, configuration, check, log, capture.\n"
-                           "It contains the device id and IP addresses.\n";
-        for (const std::string& line : missing) {
-            text += "missing: " + line + "\n";
-        }
-        return text;
-    }
-    const tools::Json object(cJSON_CreateObject());
-    cJSON_AddStringToObject(object.get(), "file", options.output.c_str());
+void Print(const BugreportOptions& options, const std::vector<std::string>& missing) {
+    const tools::Json object = MakeResult(options);
     cJSON* const array = cJSON_AddArrayToObject(object.get(), "missing");
+    std::string text = "versions, replies of the daemon, configuration, check, log, capture.\n"
+                       "It contains the device id and IP addresses.";
     for (const std::string& line : missing) {
         cJSON_AddItemToArray(array, cJSON_CreateString(line.c_str()));
+        text += "\nmissing: " + line;
     }
-    return tools::PrintJson(object.get()) + "\n";
+    PrintResult(options, object.get(), text);
 }
 
 } // namespace
 
 int RunBugreport(const BugreportOptions& options) {
     CatchSignals();
-    const std::vector<std::string> missing = Bugreport(options).Write();
-    std::fputs(FormatResult(options, missing).c_str(), options.output == "-" ? stderr : stdout);
+    Print(options, Bugreport(options).Write());
     return 0;
 }
 

@@ -3,13 +3,12 @@
 
 #include <string>
 
-#include "options.h"
+#include "result.h"
 
 namespace ctl {
 
-struct BugreportOptions : DaemonOptions {
-    std::string output; // path of the archive (.tar.gz); "-": standard output
-    std::string log;    // path of the log file; empty: the files of the folder log/ in the work directory
+struct BugreportOptions : OutputOptions { // the output is a .tar.gz archive
+    std::string log; // path of the log file; empty: the files of the folder log/ in the work directory
 };
 
 // Packs versions, the daemon's replies, configuration, the result of `check`, the ends of the log files and a capture

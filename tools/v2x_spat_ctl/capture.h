@@ -7,12 +7,11 @@
 #include "client.h"
 #include "common/capture_file.h"
 #include "common/json.h"
-#include "options.h"
+#include "result.h"
 
 namespace ctl {
 
-struct CaptureOptions : DaemonOptions {
-    std::string output; // path of the file; "-": standard output
+struct CaptureOptions : OutputOptions {
     double seconds = 0; // length of the capture; 0: until SIGINT or SIGTERM
 };
 
@@ -24,7 +23,7 @@ struct CaptureResult {
 };
 
 // Writes the packet of a `tap` event, as docs/interfaces.md describes, and counts the event. Ignores other lines.
-// Throws std::runtime_error for an invalid event.
+// Throws std::exception for an invalid event.
 void WriteEvent(const cJSON* event, tools::CaptureWriter& writer, CaptureResult& result);
 
 // Captures for `seconds` (0: no limit), until SIGINT or SIGTERM, or until the connection ends. The client must have

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <clocale>
-#include <csignal>
 #include <curses.h>
 #include <poll.h>
 #include <stdexcept>
@@ -10,6 +9,7 @@
 
 #include "lights.h"
 #include "screen_layout.h"
+#include "signals.h"
 #include "unit_poller.h"
 
 namespace ctl {
@@ -17,8 +17,6 @@ namespace {
 
 constexpr int REDRAW_MS = 100;
 constexpr int ESCAPE = 27;
-
-volatile sig_atomic_t g_isInterrupted = 0;
 
 // Owns the terminal while the view is shown.
 class Terminal {
@@ -114,9 +112,7 @@ bool Wait(int daemon) {
 
 void ShowLightsScreen(const std::string& path) {
     UnitPoller poller(path);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-        std::signal(number, [](int) { g_isInterrupted = 1; });
-    }
+    CatchSignals();
     const Terminal terminal;
     int scroll = 0;
     int key = ERR;
@@ -131,7 +127,7 @@ void ShowLightsScreen(const std::string& path) {
             screen.scroll = Scroll(key, screen);
         }
         scroll = screen.scroll;
-    } while (key == ERR && g_isInterrupted == 0);
+    } while (key == ERR && !WasSignalled());
 }
 
 } // namespace ctl
