@@ -32,6 +32,9 @@ const std::string NO_YELLOW = R"({"check":"no_yellow","source":"learner","active
 const std::string CONFLICT = R"({"check":"conflict","source":"1743","active":true,"count":1,
     "last":"2026-11-19T12:01:07.250Z","age":275000,"phases":[1,4]})";
 
+const std::string DUPLICATE = R"({"check":"duplicate","source":"1743","active":true,"count":1,
+    "last":"2026-11-22T12:01:07.250Z","age":1,"phases":[9]})";
+
 tools::Json MakeStatus(const std::string& sources, const std::string& stack, const std::string& checks) {
     return ParseJsonObject(R"({"reply":"status","version":"v1","pid":812,"uptime":274000,"device":"RSU0001","region":1,
         "node":2,"intersection":65538,"sources":[)" +
@@ -83,6 +86,7 @@ TEST_F(SpatCtl, FindsProblemsForMonitoring) {
         {MakeStatus(UNUSED, ANSWERS, ""), "OK: stack answers\n"},
         {MakeStatus(STALE + "," + UNUSED, ANSWERS, ""), "PROBLEM: learner stale 71.2 s\n"},
         {MakeStatus(FRESH + "," + WAITING, ANSWERS, ""), "PROBLEM: 1743 waiting\n"},
+        {MakeStatus(FRESH, ANSWERS, DUPLICATE), "PROBLEM: duplicate active (device phase 9)\n"},
         {MakeStatus(FRESH, silent, CONFLICT), "PROBLEM: stack silent, conflict active (phases 1, 4)\n"},
     };
     for (const auto& row : rows) {
@@ -103,6 +107,8 @@ TEST_F(SpatCtl, PrintsOneLineForEachEvent) {
          "20:04:41.123 record daemon replaced\n"},
         {R"({"event":"source","time":"2026-11-22T20:04:41.123Z","text":"learner: stale\u001b[2J","state":"stale"})",
          "04:04:41.123 source learner: stale?[2J\n"},
+        {R"({"event":"check","time":"2026-11-22T12:04:41.123Z","text":"check no_yellow: \u009b2J\u00e4"})",
+         "20:04:41.123 check no_yellow: ?2J\u00e4\n"},
         {R"({"event":"stack","time":"2026-11-22T12:04:41.003Z","state":"silent"})", "20:04:41.003 stack silent\n"},
         {R"({"event":"cloud","time":"soon","available":false})", "soon cloud not available\n"},
         {R"({"lost":12})", "lost 12 events\n"},
@@ -110,13 +116,12 @@ TEST_F(SpatCtl, PrintsOneLineForEachEvent) {
     for (const auto& row : rows) {
         EXPECT_EQ(FormatEvent(ParseJsonObject(row.line).get()), row.text);
     }
-    EXPECT_THROW(FormatEvent(ParseJsonObject(R"({"error":"unknown cmd"})").get()), std::runtime_error);
 }
 
 TEST_F(SpatCtl, PrintsTables) {
-    EXPECT_EQ(
-        FormatCounters(ParseJsonObject(R"({"counters":{"learner":{"accepted":41,"invalid":0},"ipc":{"x":1}}})").get()),
-        "PATH     COUNTER   COUNT\nlearner  accepted  41\nlearner  invalid   0\nipc      x         1\n");
+    EXPECT_EQ(FormatCounters(
+                  ParseJsonObject(R"({"counters":{"learner":{"accepted":41,"invalid":0},"ipc":{"\u001b":1}}})").get()),
+              "PATH     COUNTER   COUNT\nlearner  accepted  41\nlearner  invalid   0\nipc      ?         1\n");
     EXPECT_EQ(FormatLevels(ParseJsonObject(R"({"levels":[{"tag":"SPAT","level":4},{"tag":"1743","level":9}]})").get()),
               "TAG   LEVEL\nSPAT  4 info\n1743  9\n");
     EXPECT_EQ(FormatConfig(ParseJsonObject(R"({"settings":[{"file":"a.cfg","key":"k","value":["x"],"default":false},
@@ -131,11 +136,35 @@ const std::string TWO_LIGHTS = R"({"lights":[
 
 TEST_F(SpatCtl, PrintsLightsWithTheSecondsLeftNow) {
     const tools::Json lights = ParseJsonObject(TWO_LIGHTS);
-    EXPECT_EQ(FormatLights(lights.get(), false), "PHASE  LIGHT        LEFT    AGE    SOURCE   DEVICE PHASE\n"
-                                                 "1      red          12.0 s  0.3 s  learner  7\n"
-                                                 "12     unavailable  -       0.3 s  daemon   -\n");
-    EXPECT_THAT(FormatLights(lights.get(), true), HasSubstr("\n1      \x1B[31mred\x1B[0m          12.0 s"));
+    const tools::Json status = MakeStatus(FRESH, ANSWERS, "");
+    EXPECT_EQ(FormatLights(status.get(), lights.get(), false),
+              "PHASE  LIGHT        LEFT    AGE    SOURCE   DEVICE PHASE\n"
+              "1      red          12.0 s  0.3 s  learner  7\n"
+              "12     unavailable  -       0.3 s  daemon   -\n");
+    EXPECT_THAT(FormatLights(status.get(), lights.get(), true),
+                HasSubstr("\n1      \x1B[31mred\x1B[0m          12.0 s"));
     EXPECT_EQ(CountDown(tools::GetMember(lights.get(), "lights")->child, 13), 0.0);
+}
+
+TEST_F(SpatCtl, MarksOldLights) {
+    const struct {
+        std::string sources;
+        const char* source;
+        double age;
+        bool isOld;
+    } rows[] = {
+        {FRESH, R"("learner")", 2.9, false}, {FRESH, R"("learner")", 3.1, true}, // stale_after 3
+        {STALE, R"("learner")", 0.1, true},  {FRESH, "null", 2.9, false},
+        {FRESH, "null", 3.1, true},          {UNUSED, R"("cloud")", 9.9, false}, // not watched
+        {UNUSED, R"("cloud")", 10.1, true},
+    };
+    for (const auto& row : rows) {
+        const tools::Json lights = ParseJsonObject(R"({"lights":[{"phase":1,"light":"red","time_left":90,"age":)" +
+                                                   std::to_string(row.age) + R"(,"source":)" + row.source + "}]}");
+        const std::string text = FormatLights(MakeStatus(row.sources, ANSWERS, "").get(), lights.get(), true);
+        EXPECT_EQ(text.find("red    STALE") != std::string::npos, row.isOld) << text;
+        EXPECT_EQ(text.find("\x1B[31m") == std::string::npos, row.isOld) << text;
+    }
 }
 
 // ---- screen
@@ -166,13 +195,14 @@ tools::Json MakeLights(int phases) {
 
 TEST_F(SpatCtl, ScreenCountsDownBetweenReplies) {
     const tools::Json status = MakeStatus(FRESH + "," + UNUSED, ANSWERS, "");
-    const tools::Json lights = MakeLights(2);
+    const tools::Json lights = ParseJsonObject(TWO_LIGHTS);
     const ScreenSize size{24, 80, false};
     const auto rows = RowsOf(LayOut({status.get(), lights.get(), 2.0, ""}, size, 0), size);
     EXPECT_THAT(rows[0], HasSubstr("RSU0001  intersection 1/2 "));
     EXPECT_THAT(rows[1], HasSubstr("learner * 192.168.1.20    fresh "));
     EXPECT_EQ(rows[2].find(" stack answers, cloud available "), 0U);
-    EXPECT_EQ(rows[4].find("  1 [R] red                27.5 ##########  "), 0U) << rows[4]; // 10 of 21 for 27.5 of 60 s
+    EXPECT_EQ(rows[4].find("  1 [R] red                10.0 ####  "), 0U) << rows[4]; // 4 of 21 for 10 of 60 s
+    EXPECT_THAT(rows[5], HasSubstr(" daemon  -     "));
 }
 
 TEST_F(SpatCtl, ScreenMarksStaleSourceAndItsLights) {
@@ -229,7 +259,7 @@ TEST_F(SpatCtl, SurvivesMembersOfWrongTypesAndAnyScreenSize) {
         EXPECT_FALSE(format(wrong.get()).empty());
     }
     EXPECT_FALSE(FormatStatus(wrong.get(), ClockState::unknown).empty());
-    EXPECT_FALSE(FormatLights(wrong.get(), true).empty());
+    EXPECT_FALSE(FormatLights(wrong.get(), wrong.get(), true).empty());
     for (const int columns : {1, 39, 79, 80, 300}) {
         for (const int rows : {1, 3, 10, 100}) {
             const ScreenSize size{rows, columns, false};

@@ -27,7 +27,7 @@ std::vector<std::string> spansOf(const Timeline& timeline, int phase) {
     std::vector<std::string> texts;
     for (const LightSpan& span : timeline.phases.at(phase).lights) {
         texts.push_back(std::to_string((span.begin - BEGIN) / SECOND) + "-" +
-                        std::to_string((span.end - BEGIN) / SECOND) + " " + NameLight(span.light));
+                        std::to_string((span.end - BEGIN) / SECOND) + " " + LookOf(span.light).name);
     }
     return texts;
 }
@@ -112,12 +112,14 @@ TEST(Timeline, MarksBothPhasesOfAConflict) {
 TEST(Picture, ShowsRecordsAndMarks) {
     TimelineBuilder builder({{1, 2}});
     const std::string time = R"("time":"2024-11-21T10:48:58.000Z")";
-    AddEvent(R"({"event":"source","time":"2024-11-21T10:48:57.000Z","text":"before the first record"})", builder);
-    AddEvent(R"({"event":"record",)" + time +
-                 R"(,"lights":[{"phase":1,"light":"permissive green"},{"phase":2,"light":"protected green"}]})",
-             builder);
-    AddEvent(R"({"event":"check","time":"2024-11-21T10:48:59.000Z","text":"conflict <1> & \u00e4"})", builder);
-    AddEvent(R"({"lost":7})", builder);
+    for (const std::string& line :
+         {R"({"event":"source","time":"2024-11-21T10:48:57.000Z","text":"before the first record"})" + std::string(),
+          R"({"event":"record",)" + time +
+              R"(,"lights":[{"phase":1,"light":"permissive green"},{"phase":2,"light":"protected green"}]})",
+          R"({"event":"check","time":"2024-11-21T10:48:59.000Z","text":"conflict <1> & \u00e4"})" + std::string(),
+          R"({"lost":7})" + std::string()}) {
+        AddLine(tools::ParseJsonObject(line).get(), nullptr, builder);
+    }
     const Timeline timeline = builder.Finish("A&B", BEGIN + 10 * SECOND);
     ASSERT_EQ(timeline.marks.size(), 2U);
     EXPECT_EQ(timeline.marks[0].time, BEGIN + SECOND);
@@ -129,6 +131,36 @@ TEST(Picture, ShowsRecordsAndMarks) {
     EXPECT_THAT(svg, HasSubstr("<g><title>phase 1 permissive green, 3.0 s from "));
     EXPECT_THAT(svg, HasSubstr("url(#no-record)"));
     EXPECT_THAT(svg, HasSubstr("class=\"conflict\""));
+}
+
+TEST(Picture, EndsALightWhenItIsOld) {
+    const tools::Json status = tools::ParseJsonObject(R"({"sources":[{"source":"learner","stale_after":5}]})");
+    TimelineBuilder builder({});
+    for (const char* const line : {
+             R"({"reply":"lights","time":"2024-11-21T10:48:58.000Z","lights":[
+                 {"phase":1,"light":"red","age":90,"source":"learner"},
+                 {"phase":2,"light":"red","age":1,"source":"learner"},
+                 {"phase":3,"light":"red","age":0,"source":null}]})",
+             R"({"event":"record","time":"2024-11-21T10:49:08.000Z","source":"learner","lights":[
+                 {"phase":3,"light":"yellow"}]})"}) {
+        AddLine(tools::ParseJsonObject(line).get(), status.get(), builder);
+    }
+    const Timeline timeline = builder.Finish("unit", BEGIN + 20 * SECOND);
+    EXPECT_THAT(spansOf(timeline, 1), ElementsAre("0-20 no record"));
+    EXPECT_THAT(spansOf(timeline, 2), ElementsAre("0-4 red", "4-20 no record"));
+    EXPECT_THAT(spansOf(timeline, 3), ElementsAre("0-3 red", "3-10 no record", "10-15 yellow", "15-20 no record"));
+}
+
+TEST(Picture, KeepsNumbersOfMarksInTheDrawing) {
+    TimelineBuilder builder({});
+    builder.AddRecord(BEGIN, std::vector<PhaseLight>{{1, RED}});
+    for (int mark = 0; mark < 25; mark++) {
+        builder.AddMark(BEGIN + 2 * SECOND, "check");
+    }
+    const std::string svg = DrawTimeline(builder.Finish("unit", BEGIN + 2 * SECOND));
+    EXPECT_THAT(svg, HasSubstr(" width=\"820\""));
+    ASSERT_THAT(svg, HasSubstr("<circle "));
+    EXPECT_EQ(svg.rfind("<circle cx=\"811.0\""), svg.rfind("<circle ")); // the last number; its radius is 9
 }
 
 } // namespace

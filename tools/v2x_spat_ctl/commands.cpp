@@ -49,9 +49,13 @@ int RunLights(const LightsOptions& options) {
         ShowLightsScreen(FindSocket(options));
         return 0;
     }
-    return PrintReply(options, "lights", [](const cJSON* reply) {
-        return FormatLights(reply, AllowsColours() && isatty(STDOUT_FILENO) == 1);
-    });
+    Client client(FindSocket(options));
+    const tools::Json status = tools::ParseJsonObject(client.Request("status"));
+    const std::string line = client.Request("lights");
+    Print(options.isJson ? line + "\n"
+                         : FormatLights(status.get(), tools::ParseJsonObject(line).get(),
+                                        AllowsColours() && isatty(STDOUT_FILENO) == 1));
+    return 0;
 }
 
 int RunCounters(const DaemonOptions& options) {
@@ -71,7 +75,7 @@ int RunWatch(const DaemonOptions& options) {
     client.Request("watch");
     while (true) {
         if (const auto line = client.ReadLine(-1)) {
-            Print(options.isJson ? *line + "\n" : FormatEvent(tools::ParseJsonObject(*line).get()));
+            Print(options.isJson ? *line + "\n" : FormatEvent(client.ParseLine(*line).get()));
         }
     }
 }

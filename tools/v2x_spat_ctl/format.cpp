@@ -82,15 +82,16 @@ std::string FormatNumbers(const cJSON* array) {
 }
 
 std::string GetPlainText(const cJSON* object, const char* name) {
-    std::string text = tools::GetText(object, name);
-    std::replace_if(
-        text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7F'; }, '?');
-    return text;
+    return tools::MakePlain(tools::GetText(object, name));
 }
 
-int GetInteger(const cJSON* object, const char* name) {
-    const cJSON* const member = tools::GetMember(object, name);
-    return cJSON_IsNumber(member) ? member->valueint : 0;
+std::string FormatSource(const cJSON* object) {
+    const std::string source = GetPlainText(object, "source");
+    return source.empty() ? "daemon" : source;
+}
+
+std::string FormatDevicePhase(const cJSON* light) {
+    return tools::IsNull(light, "device_phase") ? "-" : std::to_string(tools::GetInteger(light, "device_phase"));
 }
 
 } // namespace ctl

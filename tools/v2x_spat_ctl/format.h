@@ -29,10 +29,13 @@ std::string FormatLocalTime(const std::string& time, bool hasMilliseconds);
 // Returns the numbers of an array as "5" or "1, 4".
 std::string FormatNumbers(const cJSON* array);
 
-// Returns a text member with '?' for each control character, which could change the terminal.
+// Returns a text member through tools::MakePlain.
 std::string GetPlainText(const cJSON* object, const char* name);
 
-// Returns a number member without its fraction, limited to the values of an int; 0 if the member is missing.
-int GetInteger(const cJSON* object, const char* name);
+// Returns the source of a light or a record, "daemon" for the daemon's own record.
+std::string FormatSource(const cJSON* object);
+
+// Returns the device phase of a light, or "-".
+std::string FormatDevicePhase(const cJSON* light);
 
 } // namespace ctl

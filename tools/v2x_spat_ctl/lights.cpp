@@ -5,48 +5,49 @@
 
 #include "common/text.h"
 #include "format.h"
+#include "light_look.h"
 
 namespace ctl {
 namespace {
 
 using tools::FormatText;
 
-constexpr LightLook UNKNOWN_LOOK = {"unknown", '?', Colour::none};
-constexpr LightLook LOOKS[] = {
-    {"unavailable", '-', Colour::none},       {"dark", '.', Colour::none},
-    {"flashing red", 'R', Colour::red},       {"red", 'R', Colour::red},
-    {"flashing green", 'G', Colour::green},   {"permissive green", 'G', Colour::green},
-    {"protected green", 'G', Colour::green},  {"yellow", 'Y', Colour::yellow},
-    {"flashing yellow", 'Y', Colour::yellow},
-};
-
 // Escape sequences of ECMA-48; index: Colour.
 constexpr const char* SEQUENCES[] = {"", "\x1B[31m", "\x1B[33m", "\x1B[32m"};
 constexpr const char* RESET_SEQUENCE = "\x1B[0m";
 
-std::string FormatOptional(const cJSON* object, const char* name, const char* otherwise) {
-    const std::string text = GetPlainText(object, name);
-    return text.empty() ? otherwise : text;
+constexpr const char* STALE = "STALE";
+
+const cJSON* FindSource(const cJSON* status, const std::string& name) {
+    const cJSON* source = nullptr;
+    cJSON_ArrayForEach(source, tools::GetMember(status, "sources")) {
+        if (tools::GetText(source, "source") == name) {
+            return source;
+        }
+    }
+    return nullptr;
 }
 
-std::vector<std::string> MakeCells(const cJSON* light) {
+std::vector<std::string> MakeCells(const cJSON* status, const cJSON* light) {
     const std::optional<double> left = CountDown(light, 0);
-    return {std::to_string(GetInteger(light, "phase")),
+    return {std::to_string(tools::GetInteger(light, "phase")),
             GetPlainText(light, "light"),
-            left ? FormatText("%.1f s", *left) : "-",
+            IsOld(status, light, 0) ? STALE
+            : left                  ? FormatText("%.1f s", *left)
+                                    : "-",
             FormatAge(light, "age"),
-            FormatOptional(light, "source", "daemon"),
-            tools::IsNull(light, "device_phase") ? "-" : std::to_string(GetInteger(light, "device_phase"))};
+            FormatSource(light),
+            FormatDevicePhase(light)};
 }
 
-// Returns the table with each light's name in its colour. A light's name follows the phase, which is a number.
+// Returns the table with the name of each present light in its colour. The name follows the phase, which is a number.
 std::string AddColours(const std::string& table, const Table& rows) {
     std::string text;
     size_t start = 0;
     for (const auto& row : rows) {
         const size_t end = table.find('\n', start) + 1;
         std::string line = table.substr(start, end - start);
-        if (const Colour colour = FindLook(row[1]).colour; colour != Colour::none) {
+        if (const Colour colour = LookOf(FindLight(row[1])).colour; colour != Colour::none && row[2] != STALE) {
             const std::string coloured = SEQUENCES[static_cast<int>(colour)] + row[1] + RESET_SEQUENCE;
             line.replace(line.find(row[1]), row[1].size(), coloured);
         }
@@ -58,10 +59,17 @@ std::string AddColours(const std::string& table, const Table& rows) {
 
 } // namespace
 
-const LightLook& FindLook(const std::string& name) {
-    const auto* const look =
-        std::find_if(std::begin(LOOKS), std::end(LOOKS), [&](const LightLook& row) { return name == row.name; });
-    return look == std::end(LOOKS) ? UNKNOWN_LOOK : *look;
+double OldAfter(const cJSON* status, const std::string& source) {
+    constexpr double OWN_RECORD = 3; // the daemon repeats its record each second
+    constexpr double UNWATCHED = 10;
+    const double staleAfter = tools::GetNumber(FindSource(status, source), "stale_after");
+    return source.empty() ? OWN_RECORD : staleAfter > 0 ? staleAfter : UNWATCHED;
+}
+
+bool IsOld(const cJSON* status, const cJSON* light, double sinceReply) {
+    const std::string source = tools::GetText(light, "source");
+    return tools::GetText(FindSource(status, source), "state") == "stale" ||
+           tools::GetNumber(light, "age") + sinceReply > OldAfter(status, source);
 }
 
 bool AllowsColours() {
@@ -77,11 +85,11 @@ std::optional<double> CountDown(const cJSON* light, double sinceReply) {
     return std::max(0.0, tools::GetNumber(light, "time_left") - tools::GetNumber(light, "age") - sinceReply);
 }
 
-std::string FormatLights(const cJSON* reply, bool hasColours) {
+std::string FormatLights(const cJSON* status, const cJSON* reply, bool hasColours) {
     Table rows = {{"PHASE", "LIGHT", "LEFT", "AGE", "SOURCE", "DEVICE PHASE"}};
     const cJSON* light = nullptr;
     cJSON_ArrayForEach(light, tools::GetMember(reply, "lights")) {
-        rows.push_back(MakeCells(light));
+        rows.push_back(MakeCells(status, light));
     }
     const std::string table = FormatTable(rows);
     return hasColours ? AddColours(table, rows) : table;

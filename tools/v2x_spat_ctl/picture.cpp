@@ -1,9 +1,8 @@
 #include "picture.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cinttypes>
-#include <cstdio>
+#include <ctime>
 #include <stdexcept>
 
 #include "client.h"
@@ -13,6 +12,7 @@
 #include "common/text.h"
 #include "event_time.h"
 #include "format.h"
+#include "lights.h"
 #include "picture_svg.h"
 #include "signals.h"
 #include "spat_conv_config.h"
@@ -21,11 +21,12 @@
 namespace ctl {
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using tools::FormatText;
 using tools::GetMember;
 using tools::GetNumber;
 using tools::GetText;
+
+constexpr double MAX_AGE = 3600; // seconds; the largest stale_after
 
 // What the diagram shows, and the reason if the daemon has ended the connection.
 struct Picture {
@@ -33,13 +34,15 @@ struct Picture {
     std::string daemonGone;
 };
 
-std::vector<PhaseLight> ReadLights(const cJSON* line, double maxAge) {
+// Reads the lights of an event, or of the reply `lights`. Only the lights of the reply have a source and an age.
+std::vector<PhaseLight> ReadLights(const cJSON* line, const cJSON* status) {
     std::vector<PhaseLight> lights;
+    const bool isReply = GetMember(line, "reply") != nullptr;
     const cJSON* light = nullptr;
     cJSON_ArrayForEach(light, GetMember(line, "lights")) {
-        if (GetNumber(light, "age") <= maxAge) {
-            lights.push_back({GetInteger(light, "phase"), FindLight(GetText(light, "light"))});
-        }
+        const double left = OldAfter(status, GetText(isReply ? light : line, "source")) - GetNumber(light, "age");
+        lights.push_back({tools::GetInteger(light, "phase"), FindLight(GetText(light, "light")),
+                          static_cast<uint64_t>(std::clamp(left, 0.0, MAX_AGE) * 1e6)});
     }
     return lights;
 }
@@ -62,49 +65,34 @@ Conflicts ReadConflicts(const cJSON* config) {
     return conflicts;
 }
 
-std::string RequestUnit(Client& client) {
-    const tools::Json status = tools::ParseJsonObject(client.Request("status"));
-    return FormatText("%s, intersection %d/%d", GetText(status.get(), "device").c_str(),
-                      GetInteger(status.get(), "region"), GetInteger(status.get(), "node"));
+std::string FormatUnit(const cJSON* status) {
+    return FormatText("%s, intersection %d/%d", GetPlainText(status, "device").c_str(),
+                      tools::GetInteger(status, "region"), tools::GetInteger(status, "node"));
+}
+
+uint64_t ReadClock() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return static_cast<uint64_t>(now.tv_sec) * 1'000'000 + static_cast<uint64_t>(now.tv_nsec) / 1000;
 }
 
 // Starts with the present lights, and then follows the events.
-void Watch(Client& client, TimelineBuilder& builder, double seconds) {
-    constexpr int CHECK_INTERVAL = 100; // milliseconds; a signal before poll() takes effect within this time
-    constexpr double VALID_SECONDS = static_cast<double>(TimelineBuilder::VALID_TIME) / 1e6;
-    client.Request("watch");
-    const tools::Json present = tools::ParseJsonObject(client.Request("lights"));
-    const auto end = Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
-    const std::vector<PhaseLight> lights = ReadLights(present.get(), VALID_SECONDS);
-    if (!lights.empty()) {
-        builder.AddRecord(ParseTime(GetText(present.get(), "time")), lights);
-    }
-    while (!WasSignalled() && Clock::now() < end) {
-        if (const auto line = client.ReadLine(CHECK_INTERVAL)) {
-            AddEvent(*line, builder);
-        }
-    }
-}
-
 Picture WatchDaemon(const PictureOptions& options) {
     constexpr double DEFAULT_SECONDS = 60;
     Client client(FindSocket(options));
     CatchSignals();
-    TimelineBuilder builder(ReadConflicts(tools::ParseJsonObject(client.Request("config")).get()));
-    const std::string unit = RequestUnit(client);
-    std::string daemonGone;
-    try {
-        Watch(client, builder, options.seconds > 0 ? options.seconds : DEFAULT_SECONDS);
-    } catch (const NoDaemon& reason) {
-        daemonGone = reason.what();
-    }
+    const auto request = [&](const char* name) { return client.ParseLine(client.Request(name)); };
+    TimelineBuilder builder(ReadConflicts(request("config").get()));
+    const tools::Json status = request("status");
+    request("watch");
+    AddLine(request("lights").get(), status.get(), builder);
+    std::string daemonGone =
+        FollowLines(client, options.seconds > 0 ? options.seconds : DEFAULT_SECONDS,
+                    [&](const std::string& line) { AddLine(client.ParseLine(line).get(), status.get(), builder); });
     if (builder.Records() == 0) {
         throw std::runtime_error("no record was handed over to the stack application");
     }
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    const uint64_t end = static_cast<uint64_t>(now.tv_sec) * 1'000'000 + static_cast<uint64_t>(now.tv_nsec) / 1000;
-    return {builder.Finish(unit, end), daemonGone};
+    return {builder.Finish(FormatUnit(status.get()), ReadClock()), std::move(daemonGone)};
 }
 
 Conflicts LoadConflicts(const std::string& workDir) {
@@ -151,35 +139,27 @@ Picture ReadPicture(const PictureOptions& options) {
     return {builder.Finish(unit, builder.Covered().end), ""};
 }
 
-std::string FormatResult(const PictureOptions& options, const Timeline& timeline) {
+void Print(const PictureOptions& options, const Timeline& timeline) {
     const double seconds = static_cast<double>(timeline.end - timeline.begin) / 1e6;
-    const bool isStandardOutput = options.output == "-";
-    if (!options.isJson) {
-        return FormatText("%s: %s, %.1f s, phases %zu, records %" PRIu64 ", marks %zu\n",
-                          isStandardOutput ? "standard output" : options.output.c_str(), timeline.unit.c_str(), seconds,
-                          timeline.phases.size(), timeline.records, timeline.marks.size());
-    }
-    const tools::Json object(cJSON_CreateObject());
-    cJSON_AddStringToObject(object.get(), "file", options.output.c_str());
+    const tools::Json object = MakeResult(options);
     cJSON_AddNumberToObject(object.get(), "phases", static_cast<double>(timeline.phases.size()));
     cJSON_AddNumberToObject(object.get(), "seconds", seconds);
     cJSON_AddNumberToObject(object.get(), "records", static_cast<double>(timeline.records));
     cJSON_AddNumberToObject(object.get(), "marks", static_cast<double>(timeline.marks.size()));
-    return tools::PrintJson(object.get()) + "\n";
+    PrintResult(options, object.get(),
+                FormatText("%s, %.1f s, phases %zu, records %" PRIu64 ", marks %zu", timeline.unit.c_str(), seconds,
+                           timeline.phases.size(), timeline.records, timeline.marks.size()));
 }
 
 } // namespace
 
-void AddEvent(const std::string& line, TimelineBuilder& builder) {
-    const tools::Json event = tools::ParseJsonObject(line);
-    const std::string kind = GetText(event.get(), "event");
-    const auto time = [&] { return ParseTime(GetText(event.get(), "time")); };
-    if (kind == "record") {
-        const double anyAge = 0; // the lights of an event have no age
-        builder.AddRecord(time(), ReadLights(event.get(), anyAge));
-    } else if (const std::string text = GetText(event.get(), "text"); !kind.empty() && !text.empty()) {
+void AddLine(const cJSON* line, const cJSON* status, TimelineBuilder& builder) {
+    const auto time = [&] { return ParseTime(GetText(line, "time")); };
+    if (const auto lights = ReadLights(line, status); !lights.empty() || GetText(line, "event") == "record") {
+        builder.AddRecord(time(), lights);
+    } else if (const std::string text = GetText(line, "text"); !text.empty()) {
         builder.AddMark(time(), text);
-    } else if (const int lost = GetInteger(event.get(), "lost"); lost > 0) {
+    } else if (const int lost = tools::GetInteger(line, "lost"); lost > 0) {
         builder.AddMark(builder.Covered().end, FormatText("%d events lost", lost));
     }
 }
@@ -187,7 +167,7 @@ void AddEvent(const std::string& line, TimelineBuilder& builder) {
 int RunPicture(const PictureOptions& options) {
     const Picture picture = options.capture.empty() ? WatchDaemon(options) : ReadPicture(options);
     tools::WriteFile(options.output, DrawTimeline(picture.timeline));
-    std::fputs(FormatResult(options, picture.timeline).c_str(), options.output == "-" ? stderr : stdout);
+    Print(options, picture.timeline);
     if (!picture.daemonGone.empty()) {
         throw NoDaemon(picture.daemonGone);
     }

@@ -29,29 +29,6 @@ constexpr double LETTER_WIDTH = 11;   // the narrowest bar with a letter
 constexpr double DURATION_WIDTH = 48; // the narrowest bar with its duration
 constexpr size_t MAX_MARKS = 20;
 
-// How a light looks. Flashing lights have stripes. The height and the letter tell the lights apart without colours.
-struct Look {
-    const char* letter;
-    const char* fill;
-    const char* ink;     // of the letter
-    const char* pattern; // drawn over the fill, or null
-    double height;       // share of BAR_HEIGHT
-};
-constexpr Look LOOKS[] = {
-    {"-", "#ffffff", "#000000", "dots", 1},     // unavailable
-    {"D", "#ffffff", "#000000", nullptr, 0.6},  // dark
-    {"r", "#c4262e", "#ffffff", "flash", 0.6},  // flashing red
-    {"R", "#c4262e", "#ffffff", nullptr, 0.6},  // red
-    {"g", "#2f9e57", "#ffffff", "flash", 1},    // flashing green
-    {"G", "#17803d", "#ffffff", nullptr, 1},    // permissive green
-    {"P", "#0b5a28", "#ffffff", nullptr, 1},    // protected green
-    {"Y", "#ffd84a", "#000000", "hatch", 1},    // yellow
-    {"y", "#ffd84a", "#000000", "flash", 1},    // flashing yellow
-    {"?", "#ffffff", "#000000", nullptr, 1},    // unknown
-    {"", "#ffffff", "#000000", "no-record", 1}, // no record
-};
-static_assert(std::size(LOOKS) == LIGHTS);
-
 constexpr const char* DEFINITIONS = R"svg(<defs>
 <pattern id="dots" width="6" height="6" patternUnits="userSpaceOnUse">
 <circle cx="3" cy="3" r="1" fill="#777"/></pattern>
@@ -190,7 +167,7 @@ private:
         for (const LightSpan& span : row.lights) {
             m_isUsed[span.light] = true;
             const double seconds = ToSeconds(span.end - span.begin);
-            const std::string title = FormatText("phase %d %s, %.1f s from ", phase, NameLight(span.light), seconds) +
+            const std::string title = FormatText("phase %d %s, %.1f s from ", phase, LookOf(span.light).name, seconds) +
                                       FormatClock(span.begin);
             m_body += "<g><title>" + title + "</title>";
             DrawBar(X(span.begin), y, X(span.end) - X(span.begin), span.light, FormatText("%.1f", seconds));
@@ -203,7 +180,8 @@ private:
     }
 
     void DrawBar(double x, double y, double width, Light light, const std::string& duration) {
-        const Look& look = LOOKS[light];
+        const LightLook& look = LookOf(light);
+        const bool hasWhiteInk = look.colour == Colour::red || look.colour == Colour::green;
         const double height = BAR_HEIGHT * look.height;
         const double top = y + (ROW_HEIGHT - height) / 2;
         Rect(x, top, width, height,
@@ -221,7 +199,8 @@ private:
             Rect(x + (width - ground) / 2, top + height / 2 - 6, ground, 12, FormatText(" fill=\"%s\"", look.fill));
         }
         Text(x + width / 2, y + ROW_HEIGHT / 2 + 4,
-             FormatText(" text-anchor=\"middle\" font-size=\"%d\" fill=\"%s\"", look.height < 1 ? 10 : 11, look.ink),
+             FormatText(" text-anchor=\"middle\" font-size=\"%d\" fill=\"%s\"", look.height < 1 ? 10 : 11,
+                        hasWhiteInk ? "#fff" : "#000"),
              text);
     }
 
@@ -237,11 +216,14 @@ private:
     // Draws the number of each mark above the rows. Numbers of close marks are side by side.
     void DrawFlags() {
         constexpr double RADIUS = 9;
+        constexpr double DISTANCE = 2 * RADIUS + 1;
         double nextX = 0;
+        double maxX = LEFT + m_plotWidth + RIGHT - RADIUS - DISTANCE * static_cast<double>(ShownMarks());
         for (size_t number = 0; number < ShownMarks(); ++number) {
             const double x = X(m_timeline.marks[number].time);
-            const double flagX = std::max(x, nextX);
-            nextX = flagX + 2 * RADIUS + 1;
+            maxX += DISTANCE;
+            const double flagX = std::min(std::max(x, nextX), maxX);
+            nextX = flagX + DISTANCE;
             m_body += FormatText("<path d=\"M%.1f %.1fL%.1f %.1fV%.1f\" fill=\"none\" stroke=\"#000\" "
                                  "stroke-dasharray=\"2 3\"/>\n",
                                  flagX, TOP - 14, x, TOP - 6, m_bottom);
@@ -264,7 +246,7 @@ private:
         for (size_t light = 0; light < LIGHTS; ++light) {
             if (m_isUsed[light]) {
                 DrawBar(x, y, 24, static_cast<Light>(light), "");
-                Text(x + 30, y + ROW_HEIGHT / 2 + 4, "", NameLight(static_cast<Light>(light)));
+                Text(x + 30, y + ROW_HEIGHT / 2 + 4, "", LookOf(static_cast<Light>(light)).name);
                 advance();
             }
         }

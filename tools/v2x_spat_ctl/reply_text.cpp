@@ -1,6 +1,6 @@
 #include "reply_text.h"
 
-#include <stdexcept>
+#include <algorithm>
 
 #include "common/text.h"
 #include "format.h"
@@ -11,13 +11,13 @@ namespace {
 
 using tools::FormatText;
 using tools::GetFlag;
+using tools::GetInteger;
 using tools::GetMember;
 using tools::GetNumber;
 
 // Returns "learner 1 red 12.3, 2 dark -", for the lights of one record.
 std::string FormatRecord(const cJSON* event) {
-    const std::string source = GetPlainText(event, "source");
-    std::string text = (source.empty() ? "daemon" : source) + (GetFlag(event, "replaced") ? " replaced" : "");
+    std::string text = FormatSource(event) + (GetFlag(event, "replaced") ? " replaced" : "");
     const char* separator = " ";
     const cJSON* light = nullptr;
     cJSON_ArrayForEach(light, GetMember(event, "lights")) {
@@ -31,7 +31,7 @@ std::string FormatRecord(const cJSON* event) {
 
 // Returns the name of a member; an element of an array has none.
 std::string NameOf(const cJSON* member) {
-    return member->string != nullptr ? member->string : "";
+    return member->string != nullptr ? tools::MakePlain(member->string) : "";
 }
 
 std::string CopyText(const cJSON* event) {
@@ -48,10 +48,12 @@ std::string FormatAvailability(const cJSON* event) {
 
 constexpr struct {
     const char* event;
+    const char* start; // empty if the text says what happened
     std::string (*format)(const cJSON* event);
 } EVENTS[] = {
-    {"record", FormatRecord}, {"source", CopyText},   {"forwarded", CopyText},
-    {"check", CopyText},      {"stack", FormatState}, {"cloud", FormatAvailability},
+    {"record", "record ", FormatRecord}, {"source", "source ", CopyText},
+    {"forwarded", "", CopyText},         {"check", "", CopyText},
+    {"stack", "stack ", FormatState},    {"cloud", "cloud ", FormatAvailability},
 };
 
 } // namespace
@@ -77,7 +79,7 @@ std::string FormatConfig(const cJSON* reply) {
             text += "# " + next + "\n";
             file = next;
         }
-        text += GetPlainText(setting, "key") + " = " + tools::PrintJson(GetMember(setting, "value")) +
+        text += GetPlainText(setting, "key") + " = " + tools::MakePlain(tools::PrintJson(GetMember(setting, "value"))) +
                 (GetFlag(setting, "default") ? "  # default\n" : "\n");
     }
     return text;
@@ -94,18 +96,13 @@ std::string FormatLevels(const cJSON* reply) {
 }
 
 std::string FormatEvent(const cJSON* event) {
-    if (const std::string error = GetPlainText(event, "error"); !error.empty()) {
-        throw std::runtime_error(error);
-    }
     if (!tools::IsNull(event, "lost")) {
         return FormatText("lost %.0f events\n", GetNumber(event, "lost"));
     }
     const std::string name = GetPlainText(event, "event");
-    std::string text = FormatLocalTime(GetPlainText(event, "time"), true) + " " + name;
-    for (const auto& row : EVENTS) {
-        text += name == row.event ? " " + row.format(event) : "";
-    }
-    return text + "\n";
+    const auto* const row = std::ranges::find(EVENTS, name, [](const auto& each) { return each.event; });
+    return FormatLocalTime(GetPlainText(event, "time"), true) + " " +
+           (row != std::end(EVENTS) ? row->start + row->format(event) : name) + "\n";
 }
 
 } // namespace ctl

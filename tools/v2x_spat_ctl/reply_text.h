@@ -11,8 +11,7 @@ std::string FormatCounters(const cJSON* reply); // a table of paths, counters an
 std::string FormatConfig(const cJSON* reply);   // "key = value" for each setting, under the name of its file
 std::string FormatLevels(const cJSON* reply);   // a table of tags and levels
 
-// Returns an event of `watch`: "20:04:41.123 record learner 1 red 12.3, 2 dark -", or "lost 12 events". Throws
-// std::runtime_error with the text of an error line.
+// Returns an event of `watch`: "20:04:41.123 record learner 1 red 12.3, 2 dark -", or "lost 12 events".
 std::string FormatEvent(const cJSON* event);
 
 } // namespace ctl

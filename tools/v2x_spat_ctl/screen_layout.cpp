@@ -5,6 +5,7 @@
 
 #include "common/text.h"
 #include "format.h"
+#include "light_look.h"
 #include "lights.h"
 #include "status_text.h"
 
@@ -12,6 +13,7 @@ namespace ctl {
 namespace {
 
 using tools::FormatText;
+using tools::GetInteger;
 using tools::GetMember;
 using tools::GetNumber;
 using tools::GetText;
@@ -21,7 +23,6 @@ constexpr int DETAILED_MIN = 72;   // narrowest column with source, device phase
 constexpr int FIXED_WIDTH = 32;    // phase, block, light and seconds left
 constexpr int DETAILS_WIDTH = 26;  // source, device phase and age
 constexpr double BAR_SECONDS = 60; // time left of a full bar
-constexpr double OLD_AFTER = 10;   // seconds; for a source that is not watched
 constexpr Style COLOUR_STYLES[] = {Style::plain, Style::red, Style::yellow, Style::green}; // index: Colour
 
 // Cuts a line to the width of the screen, or fills the line with blanks of the style `fill`.
@@ -33,16 +34,6 @@ Line Fit(Line line, int columns, Style fill = Style::plain) {
     }
     line.push_back({std::string(room, ' '), fill});
     return line;
-}
-
-const cJSON* FindSource(const cJSON* status, const std::string& name) {
-    const cJSON* source = nullptr;
-    cJSON_ArrayForEach(source, GetMember(status, "sources")) {
-        if (GetText(source, "source") == name) {
-            return source;
-        }
-    }
-    return nullptr;
 }
 
 // ---- head
@@ -103,15 +94,6 @@ std::vector<Line> MakeHead(const UnitView& view) {
 
 // ---- phases
 
-// A light is old if its source is stale, or if no record has contained its phase for as long as a source needs to
-// become stale.
-bool IsOld(const UnitView& view, const cJSON* light) {
-    const cJSON* const source = FindSource(view.status, GetText(light, "source"));
-    const double limit = GetNumber(source, "stale_after");
-    return GetText(source, "state") == "stale" ||
-           GetNumber(light, "age") + view.sinceLights > (limit > 0 ? limit : OLD_AFTER);
-}
-
 std::string FormatDetails(const std::string& source, const std::string& device, const std::string& age) {
     return FormatText(" %-8s%-6s%11s", source.c_str(), device.c_str(), age.c_str());
 }
@@ -125,13 +107,13 @@ Line MakeBar(double left, int width, Style style, bool hasColours) {
 }
 
 Line MakePhase(const UnitView& view, const cJSON* light, int columns, bool hasColours) {
-    const LightLook& look = FindLook(GetText(light, "light"));
-    const bool isOld = IsOld(view, light);
+    const LightLook& look = LookOf(FindLight(GetText(light, "light")));
+    const bool isOld = IsOld(view.status, light, view.sinceLights);
     const std::optional<double> left = CountDown(light, view.sinceLights);
     const Style style = isOld ? Style::dim : COLOUR_STYLES[static_cast<int>(look.colour)];
     const std::string seconds = isOld ? "STALE" : left ? FormatText("%.1f", *left) : "-";
     Line line = {{FormatText("%3d ", GetInteger(light, "phase"))},
-                 {FormatText(hasColours ? " %c " : "[%c]", look.letter), style},
+                 {FormatText(hasColours ? " %s " : "[%s]", look.letter), style},
                  {FormatText(" %-16s %6s ", GetPlainText(light, "light").c_str(), seconds.c_str()),
                   isOld ? Style::dim : Style::plain}};
     const bool isDetailed = columns >= DETAILED_MIN;
@@ -140,9 +122,7 @@ Line MakePhase(const UnitView& view, const cJSON* light, int columns, bool hasCo
         line.push_back(span);
     }
     if (isDetailed) {
-        const std::string device =
-            tools::IsNull(light, "device_phase") ? "-" : std::to_string(GetInteger(light, "device_phase"));
-        line.push_back({FormatDetails(GetPlainText(light, "source"), device,
+        line.push_back({FormatDetails(FormatSource(light), FormatDevicePhase(light),
                                       FormatDuration(GetNumber(light, "age") + view.sinceLights))});
     }
     return line;

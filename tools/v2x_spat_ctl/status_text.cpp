@@ -25,7 +25,9 @@ std::string Join(const std::vector<std::string>& parts, const char* separator) {
 std::string FormatPhases(const cJSON* check) {
     const cJSON* const phases = GetMember(check, "phases");
     const int count = cJSON_GetArraySize(phases);
-    return count == 0 ? "" : (count == 1 ? "phase " : "phases ") + FormatNumbers(phases);
+    const std::string name = GetText(check, "check");
+    const char* const kind = name == "duplicate" || name == "unmapped" ? "device phase" : "phase";
+    return count == 0 ? "" : kind + std::string(count == 1 ? " " : "s ") + FormatNumbers(phases);
 }
 
 // Returns "learner fresh 0.3 s", or "learner waiting" for a source without a record.

@@ -1,18 +1,11 @@
 #include "timeline.h"
 
 #include <algorithm>
-#include <iterator>
 
 #include "v2x/v2xipc_data.h"
 
 namespace ctl {
 namespace {
-
-constexpr const char* NAMES[] = {
-    "unavailable",     "dark",   "flashing red",    "red",     "flashing green", "permissive green",
-    "protected green", "yellow", "flashing yellow", "unknown", "no record",
-};
-static_assert(std::size(NAMES) == LIGHTS);
 
 bool IsGreen(Light light) {
     return light == V2XIPC_LIGHT_FLASHING_GREEN || light == V2XIPC_LIGHT_PERMISSIVE_GREEN ||
@@ -21,32 +14,23 @@ bool IsGreen(Light light) {
 
 } // namespace
 
-Light FindLight(const std::string& name) {
-    const auto found = std::find(std::begin(NAMES), NAMES + LIGHT_UNKNOWN, name);
-    return static_cast<Light>(found - std::begin(NAMES));
-}
-
-const char* NameLight(Light light) {
-    return NAMES[light];
-}
-
 void TimelineBuilder::AddRecord(uint64_t time, std::span<const PhaseLight> lights) {
     time = std::max(time, m_latest);
     m_latest = time;
     if (m_timeline.records++ == 0) {
         m_begin = time;
     }
-    for (const auto& [phase, given] : lights) {
+    for (const auto& [phase, given, validTime] : lights) {
         const Light light = std::min(given, LIGHT_UNKNOWN);
         const bool isConflict = IsGreen(light) && IsConflict(phase, lights);
         const auto [row, isNew] = m_open.try_emplace(phase, OpenSpan{time, time, light, isConflict});
         OpenSpan& open = row->second;
-        const bool isOld = time - open.seen > VALID_TIME;
+        const bool isOld = time > open.validUntil;
         if (!isNew && (isOld || open.light != light || open.isConflict != isConflict)) {
             Close(phase, open, time);
             open = {time, time, light, isConflict};
         }
-        open.seen = time;
+        open.validUntil = time + validTime;
     }
 }
 
@@ -65,7 +49,7 @@ bool TimelineBuilder::IsConflict(int phase, std::span<const PhaseLight> lights) 
 
 void TimelineBuilder::Close(int phase, const OpenSpan& open, uint64_t time) {
     PhaseRow& row = m_timeline.phases[phase];
-    const uint64_t end = std::min(time, open.seen + VALID_TIME);
+    const uint64_t end = std::min(time, open.validUntil);
     if (end > open.begin) {
         // A conflict that starts or ends does not split the span of the light.
         const bool isContinued =

@@ -9,23 +9,14 @@
 #include <utility>
 #include <vector>
 
+#include "light_look.h"
+
 namespace ctl {
-
-// Codes of m_lightState, and two of the diagram.
-using Light = uint8_t;
-inline constexpr Light LIGHT_UNKNOWN = 9;
-inline constexpr Light LIGHT_NO_RECORD = 10;
-inline constexpr size_t LIGHTS = 11;
-
-// Returns the code of a light by its name in the daemon's lines, LIGHT_UNKNOWN for another name.
-Light FindLight(const std::string& name);
-
-// Returns the name of a code below LIGHTS.
-const char* NameLight(Light light);
 
 struct PhaseLight {
     int phase; // SPAT phase
     Light light;
+    uint64_t validTime = 3'000'000; // microseconds from the record to LIGHT_NO_RECORD, unless another record follows
 };
 
 // All times are microseconds since 1970.
@@ -65,9 +56,6 @@ using Conflicts = std::vector<std::pair<int, int>>; // pairs of phases that are 
 // Builds a timeline from records in the order of time.
 class TimelineBuilder {
 public:
-    // A light is valid for this time after a record. Then its span ends, and LIGHT_NO_RECORD begins.
-    static constexpr uint64_t VALID_TIME = 3'000'000;
-
     explicit TimelineBuilder(Conflicts conflicts) : m_conflicts(std::move(conflicts)) {}
 
     // A time before the latest one counts as the latest one.
@@ -84,7 +72,7 @@ public:
 private:
     struct OpenSpan {
         uint64_t begin;
-        uint64_t seen; // time of the latest record with the phase
+        uint64_t validUntil; // of the latest record with the phase
         Light light;
         bool isConflict;
     };
