@@ -61,12 +61,12 @@ void DaemonLink::Run(const std::stop_token& stop) {
 
 // Returns after a stop, or when a request has not been answered.
 void DaemonLink::ReadLines(const std::stop_token& stop) {
-    Client client(m_path);
-    client.Request("watch");
-    SetClient(&client, m_path + ": the daemon has closed the connection");
+    const auto client = std::make_shared<Client>(m_path);
+    client->Request("watch");
+    SetClient(client, m_path + ": the daemon has closed the connection");
     m_hub.SetDaemon(true);
     while (!stop.stop_requested() && IsConnected()) {
-        if (auto line = client.ReadLine(LINE_WITHIN_MS)) {
+        if (auto line = client->ReadLine(LINE_WITHIN_MS)) {
             HandleLine(std::move(*line));
         }
     }
@@ -85,9 +85,9 @@ void DaemonLink::HandleLine(std::string line) {
 }
 
 // `reason` is why the next request without a client fails.
-void DaemonLink::SetClient(Client* client, std::string reason) {
+void DaemonLink::SetClient(std::shared_ptr<Client> client, std::string reason) {
     const std::lock_guard lock(m_mutex);
-    m_client = client;
+    m_client = std::move(client);
     m_reason = std::move(reason);
     m_hasTried = true;
     m_changed.notify_all();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <memory>
 #include <mutex>
 #include <stop_token>
 #include <string>
@@ -25,7 +26,7 @@ private:
     void Run(const std::stop_token& stop);
     void ReadLines(const std::stop_token& stop);
     void HandleLine(std::string line);
-    void SetClient(Client* client, std::string reason);
+    void SetClient(std::shared_ptr<Client> client, std::string reason);
     bool IsConnected();
 
     const std::string m_path;
@@ -33,11 +34,11 @@ private:
     std::mutex m_turn;  // held during a request
     std::mutex m_mutex; // guards the members below
     std::condition_variable m_changed;
-    Client* m_client = nullptr; // null: not connected; the thread owns the client
-    bool m_hasTried = false;    // true after the first attempt to connect
-    std::string m_reason;       // why a request without a client fails
-    std::string m_reply;        // to the present request; empty until it arrives
-    std::jthread m_thread;      // the last member: it uses the others
+    std::shared_ptr<Client> m_client; // null: not connected
+    bool m_hasTried = false;          // true after the first attempt to connect
+    std::string m_reason;             // why a request without a client fails
+    std::string m_reply;              // to the present request; empty until it arrives
+    std::jthread m_thread;            // the last member: it uses the others
 };
 
 } // namespace ctl
