@@ -99,6 +99,9 @@ TEST(V2xSpatCtlWeb, StreamThatIsNotReadLosesItsOldestEvents) {
     EXPECT_THAT(rest, testing::StartsWith("data: {\"lost\":3}\n\ndata: 3xx")); // the line {"daemon":false} and two more
     EXPECT_THAT(rest, HasSubstr("data: 6xx"));
     EXPECT_EQ(slow->Take(0ms), "");
+    hub.AddLost(5);
+    hub.AddLost(7);
+    EXPECT_EQ(slow->Take(0ms), "data: {\"lost\":12}\n\n");
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "daemon_link.h"
 
+#include <algorithm>
 #include <chrono>
 #include <exception>
 #include <utility>
@@ -12,16 +13,13 @@ namespace {
 constexpr std::chrono::seconds RETRY_AFTER{1};
 constexpr std::chrono::seconds REPLY_WITHIN{5};
 constexpr int LINE_WITHIN_MS = 100; // bounds the time until a stop is noticed
+constexpr double LOST_MAX = 1e15; // a larger number has no exact integer
 
 // Waits for RETRY_AFTER or a stop.
 void WaitBeforeRetry(const std::stop_token& stop) {
     std::mutex mutex;
     std::unique_lock lock(mutex);
     std::condition_variable_any().wait_for(lock, stop, RETRY_AFTER, [] { return false; });
-}
-
-bool IsReply(const std::string& line) {
-    return line.find("\"reply\"") != std::string::npos && !tools::IsNull(tools::ParseJsonObject(line).get(), "reply");
 }
 
 } // namespace
@@ -75,13 +73,19 @@ void DaemonLink::ReadLines(const std::stop_token& stop) {
 }
 
 void DaemonLink::HandleLine(std::string line) {
-    if (!IsReply(line)) {
+    if (line.find("\"event\"") != std::string::npos) {
         m_hub.Publish(std::move(line));
         return;
     }
-    const std::lock_guard lock(m_mutex);
-    m_reply = std::move(line);
-    m_changed.notify_all();
+    const tools::Json json = tools::ParseJsonObject(line);
+    if (const double lost = tools::GetNumber(json.get(), "lost"); lost > 0) {
+        m_hub.AddLost(static_cast<uint64_t>(std::min(lost, LOST_MAX)));
+    }
+    if (!tools::IsNull(json.get(), "reply")) {
+        const std::lock_guard lock(m_mutex);
+        m_reply = std::move(line);
+        m_changed.notify_all();
+    }
 }
 
 // `reason` is why the next request without a client fails.

@@ -24,7 +24,7 @@ EventHub::Stream::~Stream() {
 
 std::optional<std::string> EventHub::Stream::Take(std::chrono::milliseconds wait) {
     std::unique_lock lock(m_hub.m_mutex);
-    m_hub.m_changed.wait_for(lock, wait, [this] { return m_hub.m_isStopped || !m_lines.empty(); });
+    m_hub.m_changed.wait_for(lock, wait, [this] { return m_hub.m_isStopped || !m_lines.empty() || m_lost > 0; });
     if (m_hub.m_isStopped) {
         return std::nullopt;
     }
@@ -64,6 +64,14 @@ std::shared_ptr<EventHub::Stream> EventHub::Open() {
 void EventHub::Publish(std::string line) {
     const std::lock_guard lock(m_mutex);
     PushToAll(std::move(line));
+}
+
+void EventHub::AddLost(uint64_t count) {
+    const std::lock_guard lock(m_mutex);
+    for (Stream* const stream : m_streams) {
+        stream->m_lost += count;
+    }
+    m_changed.notify_all();
 }
 
 void EventHub::SetDaemon(bool isConnected) {

@@ -38,7 +38,7 @@ public:
         EventHub& m_hub;
         std::deque<std::shared_ptr<const std::string>> m_lines;
         size_t m_size = 0;   // bytes of the lines
-        uint64_t m_lost = 0; // lines discarded since the last Take
+        uint64_t m_lost = 0; // lines discarded here and by the daemon since the last Take
     };
 
     // Returns a stream that starts with {"daemon": true} or {"daemon": false}. Returns null if STREAMS_MAX are open.
@@ -47,6 +47,9 @@ public:
     // Appends one line to each stream. A stream above BUFFER_MAX discards its oldest lines, and reports their number as
     // {"lost": N}.
     void Publish(std::string line);
+
+    // Adds events that the daemon has discarded to the next {"lost": N} of each stream.
+    void AddLost(uint64_t count);
 
     // Publishes {"daemon": …} if the state has changed.
     void SetDaemon(bool isConnected);
