@@ -10,13 +10,15 @@ namespace {
 
 const Bytes GREEN_15_S = hex("FEFE10 000A 000100 03010F00000000"); // the learner's phase 3
 const Bytes RED_9_S = hex("FEFE10 000A 000100 03020900000000");
+const Bytes GREEN_1_2 = hex("FEFE10 001F 000400 01010F00000000 02010F00000000 03020900000000 04020900000000");
+const Bytes GREEN_3_4 = hex("FEFE10 001F 000400 01020900000000 02020900000000 03010F00000000 04010F00000000");
 
 class ScenarioWeb : public testing::Test {
 protected:
     ScenarioWeb() {
         m_unit.learnerKeys += "StaleAfter = 4;";
         m_unit.controllerKeys = "IsEnable = false;";
-        m_unit.moreGroups = "Control = { Path = \"" + m_path + "\"; };";
+        m_unit.moreGroups = "Control = { Path = \"" + m_path + "\"; }; Guard = { Conflicts = ((1, 2), (3, 4)); };";
         m_unit.startAndWaitReady();
         m_server.emplace(std::vector<std::string>{V2X_BIN "/v2x_spat_ctl", "serve", "--socket", m_path, "--listen",
                                                   m_address, "--host", "rsu.example"},
@@ -65,23 +67,36 @@ protected:
     std::optional<Process> m_server;
 };
 
-TEST_F(ScenarioWeb, PageFollowsTheLights) {
-    if (!Browser::isInstalled()) {
-        GTEST_SKIP() << "Skipped: chromium is not installed";
+class ScenarioPage : public ScenarioWeb {
+protected:
+    void SetUp() override {
+        if (!Browser::isInstalled()) {
+            GTEST_SKIP() << "Skipped: chromium is not installed";
+        }
+        m_browser.emplace(m_unit.folder.path(), m_url);
+        expectValue("document.body.dataset.link", "live");
     }
-    Browser browser(m_unit.folder.path(), m_url);
-    const auto expectValue = [&browser](const std::string& expression, const std::string& value) {
-        EXPECT_EQ(browser.awaitValue(expression, value), value) << expression;
-    };
+    void expectValue(const std::string& expression, const std::string& value) {
+        EXPECT_EQ(m_browser->awaitValue(expression, value), value) << expression;
+    }
+
+    std::optional<Browser> m_browser;
+};
+
+TEST_F(ScenarioPage, FollowsTheLights) {
     const std::string tile = "document.querySelector('[data-phase=\"3\"]')";
     const std::string light = tile + ".dataset.light + ' ' + " + tile + ".dataset.state";
-    expectValue("document.body.dataset.link", "live");
     m_unit.learner.sendTo(m_unit.reportPort, GREEN_15_S);
     expectValue(light, "permissive green fresh");
     expectValue(tile + ".querySelector('.on').getAttribute('class')", "lens green on");
     m_unit.learner.sendTo(m_unit.reportPort, RED_9_S);
     expectValue(light, "red fresh");
     expectValue("document.body.dataset.records", "2"); // the page got both as events
+    // A record that arrives 13 s late does not replace the newer light.
+    expectValue("takeLine({event: 'record', source: 'learner', time: new Date(Date.now() - 13000).toISOString(), "
+                "lights: [{phase: 3, light: 'permissive green', time_left: 20}]})",
+                "undefined");
+    expectValue("phases.get(3).light", "red");
     expectValue("/^Phase 3: red, [5-8] seconds left$/.test(" + tile + ".ariaLabel)", "true");
     expectValue("document.getElementById('peer-learner').dataset.state", "stale");
     expectValue(light, "red old");
@@ -90,6 +105,19 @@ TEST_F(ScenarioWeb, PageFollowsTheLights) {
     m_unit.daemon->signal(SIGKILL);
     expectValue("document.body.dataset.link", "no daemon");
     expectValue(light, "red gone");
+    expectValue("/, last answer /.test(document.getElementById('identity').textContent)", "true");
+}
+
+TEST_F(ScenarioPage, ShowsEachConflict) {
+    const std::string canvas = "document.getElementById('diagram')";
+    const std::string pixels =
+        canvas + ".getContext('2d').getImageData(0, 0, " + canvas + ".width, " + canvas + ".height).data.join()";
+    m_unit.learner.sendTo(m_unit.reportPort, GREEN_1_2);
+    expectValue("document.getElementById('peer-checks').dataset.state", "conflict");
+    expectValue("/conflict, phases 1, 2/.test(document.getElementById('health').textContent)", "true");
+    expectValue("/177,0,184,255/.test(" + pixels + ")", "true"); // the frame around both phases
+    m_unit.learner.sendTo(m_unit.reportPort, GREEN_3_4);
+    expectValue("conflicts.map((each) => each.phases.join('+')).join()", "1+2,3+4");
 }
 
 TEST_F(ScenarioWeb, RefusesForeignHostsMethodsAndPaths) {
