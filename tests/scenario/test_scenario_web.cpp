@@ -1,12 +1,18 @@
 // The web server with the real daemon: the page in a browser, metrics, hostile clients.
+#include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <thread>
 
 #include "browser.h"
 #include "unit.h"
 
 namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
 
 const Bytes GREEN_15_S = hex("FEFE10 000A 000100 03010F00000000"); // the learner's phase 3
 const Bytes RED_9_S = hex("FEFE10 000A 000100 03020900000000");
@@ -139,7 +145,7 @@ TEST_F(ScenarioWeb, RefusesForeignHostsMethodsAndPaths) {
     }
 }
 
-TEST_F(ScenarioWeb, IdleAndUnreadConnectionsDelayNobody) {
+TEST_F(ScenarioWeb, IdleUnreadAndSlowConnectionsDelayNobody) {
     for (int i = 0; i < 200; i++) {
         open("");
     }
@@ -156,6 +162,32 @@ TEST_F(ScenarioWeb, IdleAndUnreadConnectionsDelayNobody) {
     const std::string status = ask("GET /api/status");
     EXPECT_NE(status.find("\"accepted\":3,"), std::string::npos) << status;
     EXPECT_NE(status.find("\"light\":\"permissive green\""), std::string::npos) << status;
+
+    std::vector<int> slow(40);
+    std::ranges::generate(slow, [this] { return open("G"); });
+    const std::jthread writer([slow](const std::stop_token& stop) {
+        for (; !stop.stop_requested(); std::this_thread::sleep_for(500ms)) {
+            std::ranges::for_each(slow, [](int client) { send(client, "x", 1, MSG_NOSIGNAL); });
+        }
+    });
+    for (const auto end = Clock::now() + 8s; Clock::now() < end && !HasFailure();) { // the idle connections wait 7 s
+        const auto start = Clock::now();
+        EXPECT_TRUE(ask("GET /").starts_with("HTTP/1.1 200 OK\r\n"));
+        EXPECT_LT(Clock::now() - start, 4s);
+    }
+}
+
+TEST_F(ScenarioWeb, ServerAnswersAgainAfterTheDaemonHungOrEnded) {
+    const auto isAnswered = [this] { return ask("GET /api/status").starts_with("HTTP/1.1 200 OK\r\n"); };
+    ASSERT_TRUE(m_unit.daemon->stop());
+    const std::string answer = ask("GET /api/status");
+    EXPECT_TRUE(answer.ends_with("{\"error\":\"" + m_path + ": the daemon does not answer\"}")) << answer;
+    m_unit.daemon->signal(SIGCONT);
+    EXPECT_TRUE(eventually(isAnswered));
+    m_unit.daemon->signal(SIGKILL);
+    EXPECT_TRUE(eventually([&] { return !isAnswered(); }));
+    m_unit.startAndWaitReady();
+    EXPECT_TRUE(eventually(isAnswered));
 }
 
 TEST_F(ScenarioWeb, MetricsAreValidAndEndWithTheDaemon) {

@@ -13,7 +13,7 @@ namespace {
 constexpr std::chrono::seconds RETRY_AFTER{1};
 constexpr std::chrono::seconds REPLY_WITHIN{5};
 constexpr int LINE_WITHIN_MS = 100; // bounds the time until a stop is noticed
-constexpr double LOST_MAX = 1e15; // a larger number has no exact integer
+constexpr double LOST_MAX = 1e15;   // a larger number has no exact integer
 
 // Waits for RETRY_AFTER or a stop.
 void WaitBeforeRetry(const std::stop_token& stop) {

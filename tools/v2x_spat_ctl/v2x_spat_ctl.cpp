@@ -161,6 +161,7 @@ void AddServe(CommandLine& commands) {
         commands.Add("serve", "Serve a web page with the lights, the metrics and the state over HTTP",
                      "Paths: / the page; /metrics for Prometheus; /api/status state and lights;\n"
                      "/api/events server-sent events. There is no password: use a tunnel or a proxy.\n"
+                     "--json prints one object when the server listens: {\"serving\": \"http://IP:PORT/\"}\n"
                      "Example: v2x_spat_ctl serve --listen 192.168.1.5:8080 --host rsu1.example.org\n"
                      "SIGINT and SIGTERM end the server. Exit status: 0 after a signal; 1 if the address\n"
                      "cannot be used; 2 if no control socket is named, or if the command line is wrong.",

@@ -1,6 +1,8 @@
 #include "web_server.h"
 
 #include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -11,6 +13,7 @@
 #include "host_check.h"
 #include "metrics.h"
 #include "page.h"
+#include "request_stream.h"
 
 namespace ctl {
 namespace {
@@ -19,11 +22,12 @@ using httplib::Request;
 using httplib::Response;
 using Clock = std::chrono::steady_clock;
 
-constexpr size_t THREADS = 32; // EventHub::STREAMS_MAX of them may serve streams
-constexpr time_t TIMEOUT_SECONDS = 1;
-constexpr size_t PAYLOAD_MAX = 1024;
+constexpr size_t THREADS = 32;                    // EventHub::STREAMS_MAX of them may serve streams
+constexpr std::chrono::seconds REQUEST_WITHIN{2}; // from the accept of the connection to the end of the request
+constexpr time_t WRITE_TIMEOUT_SECONDS = 1;
 constexpr int BACKLOG = 256;
 constexpr int DEFER_ACCEPT_SECONDS = 5;
+constexpr unsigned USER_TIMEOUT_MS = 10'000;  // TCP closes a connection whose client acknowledges nothing for so long
 constexpr std::chrono::seconds LOOK_AFTER{1}; // how often an idle stream checks its connection
 constexpr std::chrono::seconds KEEP_ALIVE{10};
 
@@ -44,7 +48,24 @@ void SetSocketOptions(int listener) {
     setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     // An idle connection waits in the kernel until its first byte arrives, not in a thread.
     setsockopt(listener, IPPROTO_TCP, TCP_DEFER_ACCEPT, &DEFER_ACCEPT_SECONDS, sizeof DEFER_ACCEPT_SECONDS);
+    // Accepted connections inherit it. A client that vanished must not occupy a stream until its send buffer is full.
+    setsockopt(listener, IPPROTO_TCP, TCP_USER_TIMEOUT, &USER_TIMEOUT_MS, sizeof USER_TIMEOUT_MS);
 }
+
+thread_local Clock::time_point t_accepted; // when the connection that this thread serves was accepted
+
+// Serves accepted connections in the order of their arrival.
+class ConnectionPool : public httplib::ThreadPool {
+public:
+    ConnectionPool() : ThreadPool(THREADS) {}
+
+    void enqueue(std::function<void()> serve) override {
+        ThreadPool::enqueue([serve = std::move(serve), accepted = Clock::now()] {
+            t_accepted = accepted;
+            serve();
+        });
+    }
+};
 
 // Writes the lines of one stream until a write fails.
 class EventWriter {
@@ -74,19 +95,25 @@ private:
 
 } // namespace
 
+// Slow clients cannot delay other ones for longer than REQUEST_WITHIN, since the time in the queue counts too.
+bool HttpServer::process_and_close_socket(int socket) {
+    RequestStream stream(socket, t_accepted + REQUEST_WITHIN);
+    bool isClosed = false;
+    const bool isServed = process_request(stream, true, isClosed, nullptr);
+    shutdown(socket, SHUT_RDWR);
+    close(socket);
+    return isServed;
+}
+
 WebServer::WebServer(DaemonLink& link, EventHub& hub, std::vector<std::string> hosts)
     : m_link(link), m_hub(hub), m_hosts(std::move(hosts)) {
-    m_server.new_task_queue = [] { return new httplib::ThreadPool(THREADS); };
+    m_server.new_task_queue = [] { return new ConnectionPool; };
     m_server.set_socket_options([this](int listener) {
         m_listener = listener;
         SetSocketOptions(listener);
     });
     m_server.set_tcp_nodelay(true);
-    m_server.set_keep_alive_max_count(1); // an idle connection must not occupy a thread
-    m_server.set_keep_alive_timeout(TIMEOUT_SECONDS);
-    m_server.set_read_timeout(TIMEOUT_SECONDS);
-    m_server.set_write_timeout(TIMEOUT_SECONDS);
-    m_server.set_payload_max_length(PAYLOAD_MAX);
+    m_server.set_write_timeout(WRITE_TIMEOUT_SECONDS);
     m_server.set_default_headers({{"Content-Security-Policy", std::string(PAGE_POLICY)},
                                   {"X-Content-Type-Options", "nosniff"},
                                   {"Referrer-Policy", "no-referrer"},

@@ -12,6 +12,11 @@
 
 namespace ctl {
 
+// Serves one request a connection, with limits for slow clients.
+class HttpServer : public httplib::Server {
+    bool process_and_close_socket(int socket) override;
+};
+
 class WebServer {
 public:
     // Link and hub must outlive the server. `hosts`: names that a request's Host header may have.
@@ -36,7 +41,7 @@ private:
     DaemonLink& m_link;
     EventHub& m_hub;
     const std::vector<std::string> m_hosts;
-    httplib::Server m_server;
+    HttpServer m_server;
     int m_listener = -1;
     std::atomic<bool> m_hasEnded{false};
 };
