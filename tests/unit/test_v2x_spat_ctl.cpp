@@ -39,7 +39,7 @@ tools::Json MakeStatus(const std::string& sources, const std::string& stack, con
     return ParseJsonObject(R"({"reply":"status","version":"v1","pid":812,"uptime":274000,"device":"RSU0001","region":1,
         "node":2,"intersection":65538,"sources":[)" +
                            sources + R"(],"stack":)" + stack +
-                           R"(,"cloud":{"available":true,"topic":"rsu/RSU0001/spat/up","readers":1},"checks":[)" +
+                           R"(,"cloud":{"available":true,"age":2.5,"topic":"rsu/RSU0001/spat/up","readers":1},"checks":[)" +
                            checks + "]}");
 }
 
@@ -64,7 +64,7 @@ TEST_F(SpatCtl, PrintsStatusInColumnsAndLocalTime) {
               "1743      -               off\n"
               "cloud     -               unwatched\n"
               "stack     127.0.0.1:20010 answers, 0.2 s ago\n"
-              "cloud     available; 1 reader of rsu/RSU0001/spat/up\n"
+              "cloud     available, 2.5 s ago; 1 reader of rsu/RSU0001/spat/up\n"
               "clock     synchronised\n"
               "checks    no_yellow 3 (last 20:01:07, phase 5)\n");
     const tools::Json other =

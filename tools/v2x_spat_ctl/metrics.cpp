@@ -40,6 +40,7 @@ constexpr Member STACK_MEMBERS[] = {
 };
 constexpr Member CLOUD_MEMBERS[] = {
     {"available", MetricType::Gauge, "cloud_available", "1 if the communication software is available."},
+    {"age", MetricType::Gauge, "cloud_age_seconds", "Time since the last status of the communication software."},
     {"readers", MetricType::Gauge, "cloud_readers", "Matched readers of the topic of the unit's SPAT."},
 };
 constexpr Member CHECK_MEMBERS[] = {

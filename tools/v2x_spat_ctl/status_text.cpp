@@ -121,8 +121,9 @@ std::vector<std::string> MakeSourceCells(const cJSON* source) {
     const double accepted = GetNumber(source, "accepted");
     const double refused = GetNumber(source, "refused");
     if (state != "off" && (state != "unwatched" || accepted + refused > 0)) {
+        const bool hasRate = state != "stale" && !tools::IsNull(source, "rate");
         cells.insert(cells.end(), {FormatAge(source, "age"),
-                                   state == "fresh" ? FormatText("%.1f/s", GetNumber(source, "rate")) : "-",
+                                   hasRate ? FormatText("%.1f/s", GetNumber(source, "rate")) : "-",
                                    FormatText("%.0f", accepted), FormatText("%.0f", refused)});
     }
     return cells;
@@ -143,7 +144,8 @@ std::string FormatCloud(const cJSON* status) {
     const cJSON* const cloud = GetMember(status, "cloud");
     const std::string topic = GetPlainText(cloud, "topic");
     const double readers = GetNumber(cloud, "readers");
-    return (GetFlag(cloud, "available") ? "available; " : "not available; ") +
+    const std::string state = GetFlag(cloud, "available") ? "available" : "not available";
+    return state + (tools::IsNull(cloud, "age") ? "" : ", " + FormatAge(cloud, "age") + " ago") + "; " +
            (topic.empty() ? std::string("no topic")
                           : FormatText("%.0f reader%s of %s", readers, readers == 1 ? "" : "s", topic.c_str()));
 }
