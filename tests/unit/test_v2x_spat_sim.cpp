@@ -25,7 +25,6 @@ TEST(LearnerReport, HasTheBytesOfTheWire) {
               hex("FE FE 10 00 11 00 02 00 03 01 02 00 00 00 00 04 02 19 00 00 00 00"));
 }
 
-
 // ---- controller
 
 constexpr uint64_t TIME = 1732186138'683000; // 2024-11-21 10:48:58.683
