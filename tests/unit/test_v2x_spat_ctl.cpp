@@ -36,11 +36,12 @@ const std::string DUPLICATE = R"({"check":"duplicate","source":"1743","active":t
     "last":"2026-11-22T12:01:07.250Z","age":1,"phases":[9]})";
 
 tools::Json MakeStatus(const std::string& sources, const std::string& stack, const std::string& checks) {
-    return ParseJsonObject(R"({"reply":"status","version":"v1","pid":812,"uptime":274000,"device":"RSU0001","region":1,
+    return ParseJsonObject(
+        R"({"reply":"status","version":"v1","pid":812,"uptime":274000,"device":"RSU0001","region":1,
         "node":2,"intersection":65538,"sources":[)" +
-                           sources + R"(],"stack":)" + stack +
-                           R"(,"cloud":{"available":true,"age":2.5,"topic":"rsu/RSU0001/spat/up","readers":1},"checks":[)" +
-                           checks + "]}");
+        sources + R"(],"stack":)" + stack +
+        R"(,"cloud":{"available":true,"age":2.5,"topic":"rsu/RSU0001/spat/up","readers":1},"checks":[)" + checks +
+        "]}");
 }
 
 class SpatCtl : public testing::Test {

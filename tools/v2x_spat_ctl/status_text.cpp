@@ -122,9 +122,9 @@ std::vector<std::string> MakeSourceCells(const cJSON* source) {
     const double refused = GetNumber(source, "refused");
     if (state != "off" && (state != "unwatched" || accepted + refused > 0)) {
         const bool hasRate = state != "stale" && !tools::IsNull(source, "rate");
-        cells.insert(cells.end(), {FormatAge(source, "age"),
-                                   hasRate ? FormatText("%.1f/s", GetNumber(source, "rate")) : "-",
-                                   FormatText("%.0f", accepted), FormatText("%.0f", refused)});
+        cells.insert(cells.end(),
+                     {FormatAge(source, "age"), hasRate ? FormatText("%.1f/s", GetNumber(source, "rate")) : "-",
+                      FormatText("%.0f", accepted), FormatText("%.0f", refused)});
     }
     return cells;
 }
