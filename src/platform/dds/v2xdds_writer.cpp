@@ -48,6 +48,9 @@ v2xdds_writer::v2xdds_writer(std::string topic, dds_historySetting setting)
 
 v2xdds_writer::~v2xdds_writer() {
     if (m_writer != nullptr) {
+        // While Fast DDS 2.9 destroys a writer, it releases the samples of the history one by one. A heartbeat in
+        // between then loops for ever with the writer's lock held. An empty history has no samples to release.
+        m_history.remove_all_changes();
         rtps::RTPSDomain::removeRTPSWriter(m_writer);
     }
 }
