@@ -8,6 +8,7 @@
 #include "fakes.h"
 #include "spat_conv_control_requests.h"
 #include "spat_conv_gate.h"
+#include "spat_conv_stack_interface.h"
 
 namespace {
 
@@ -20,6 +21,7 @@ const spat_conv_config_t& setUp() {
     static spat_conv_config_t config = {};
     config.m_control_path[0] = '/';
     config.m_learn_machine_info.m_is_enable = true;
+    v2xspatconv_StackInterfaceInit();
     v2xspatconv_GateInit(config, 1);
     static uint8_t record[V2XIPC_RECORD_SIZE] = {};
     const v2xipc_phases_t head = {.m_phaseNum = 1};
