@@ -15,7 +15,7 @@ build_packages=(
 develop_packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   clang clang-format libclang-rt-14-dev
-  cyclonedds-dev cyclonedds-tools faketime python3
+  cyclonedds-dev cyclonedds-tools faketime iproute2 python3
   chromium tshark prometheus tcpdump
 )
 

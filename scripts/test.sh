@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Checks the format of all sources, then builds and runs the tests of each preset.
 # usage: test.sh [release|asan|tsan]...    default: all three
-#   release    all tests
+#   release    all tests but the unit tests of single modules of the daemon and the tools
 #   asan       all tests, with the address and undefined-behaviour sanitizers; then each fuzz target replays its corpus and
 #              fuzzes for 20 s
 #   tsan       the tests of code with threads, with the thread sanitizer
@@ -29,7 +29,7 @@ build() {
 # run_ctest PRESET [CTEST ARGUMENT]...: runs the tests and adds their results to the counters above
 run_ctest() {
   local folder="build/$1" total bad not_run
-  ctest --test-dir "$folder" -j2 --output-on-failure --no-tests=error "${@:2}" 2>&1 | tee "$folder/ctest.log" |
+  ctest --test-dir "$folder" -j8 --output-on-failure --no-tests=error "${@:2}" 2>&1 | tee "$folder/ctest.log" |
     grep -v -E '^ +Start +[0-9]'
   total=$(sed -n 's/.* tests failed out of \([0-9]*\)$/\1/p' "$folder/ctest.log")
   bad=$(sed -n 's/.* tests passed, \([0-9]*\) tests failed.*/\1/p' "$folder/ctest.log")
@@ -52,10 +52,11 @@ for preset in "${presets[@]}"; do
   echo "== $preset"
   tests=(-LE fuzz)
   targets=()
+  [ "$preset" = release ] && tests=(-LE module) && targets=(--target v2x_release_tests)
   [ "$preset" = tsan ] && tests=(-L threads) && targets=(--target v2x_thread_tests)
   if build "$preset" "${targets[@]}"; then
     run_ctest "$preset" "${tests[@]}"
-    [ "$preset" = asan ] && run_ctest asan -L fuzz -j5 # no fuzz target measures time
+    [ "$preset" = asan ] && run_ctest asan -L fuzz -j7 # no fuzz target measures time
   else
     failed=$((failed + 1))
   fi
