@@ -87,18 +87,24 @@ std::string SetLevel(const Options& options) {
 }
 
 void AddAddressOptions(CLI::App& app, Options& options) {
-    app.add_option("--host", options.host, "Host of the daemon")->check(CLI::ValidIPV4)->capture_default_str();
+    app.add_option("--host", options.host, "IPv4 address of the daemon")
+        ->check(CLI::ValidIPV4.description(""))
+        ->type_name("IP")
+        ->capture_default_str();
     app.add_option("--port", options.port, "UDP port of the daemon: ipc.spatconv_logtool_rcvport in v2x_ipc.cfg")
         ->check(tools::NumberInRange(1, 65535))
+        ->type_name("PORT")
         ->capture_default_str();
     app.add_option("--timeout", options.timeout, "Seconds to wait for the answer")
         ->check(tools::NumberInRange(0.001, 3600))
+        ->type_name("S")
         ->capture_default_str();
 }
 
 void AddSetCommand(CLI::App& app, Options& options) {
     CLI::App* const set = app.add_subcommand("set", "Set the level of one log tag or of all log tags");
     set->add_option("TAG", options.tag, "The name of a log tag; ALL sets all log tags")
+        ->type_name("")
         ->required()
         ->check([](const std::string& tag) {
             return tag.empty() || tag.size() > logtool::MAX_TAG_SIZE ? "a tag has 1 to 8 characters" : std::string();
@@ -107,6 +113,7 @@ void AddSetCommand(CLI::App& app, Options& options) {
            "LEVEL", options.level,
            "0 to 7, or undo, fatal, error, warn, info, debug, verbose, trace. The daemon\nlogs the messages of this "
            "level and of lower levels")
+        ->type_name("")
         ->required()
         ->check([](const std::string& level) {
             return logtool::ParseLevel(level).has_value() ? std::string() : "'" + level + "' is not a level";
@@ -120,9 +127,12 @@ int main(int argc, char** argv) {
     Options options;
     CLI::App app(
         "Shows and changes the log levels of a running v2x_spat_convert. A change lasts until the daemon ends.");
+    app.footer("Exit status: 0 on success; 1 if no valid answer arrives; 2 if the command line is wrong.");
     CLI::App* const list = app.add_subcommand("list", "Print each log tag and its level");
     AddAddressOptions(*list, options);
     AddSetCommand(app, options);
+    // Subcommands copy the footer when they are added, so that app.footer comes last.
+    app.footer("v2x_logtool SUBCOMMAND --help lists the options of a subcommand.");
     return tools::RunTool(app, PROGRAM, argc, argv, [&] {
         tools::WriteFile("-", list->parsed() ? ListLevels(options) : SetLevel(options));
         return 0;

@@ -99,7 +99,7 @@ void AddStatus(CommandLine& commands) {
 void AddLights(CommandLine& commands) {
     const auto [lights, options] = commands.Add(
         "lights", "Print the light of each phase and the seconds until it changes",
-        std::string("The full-screen view shows STALE for each light that is too old. Keys: q, Esc and ctrl-C\n"
+        std::string("The full-screen view shows STALE for each light that is too old. Keys: q, Esc and Ctrl-C\n"
                     "end the view; arrows and page keys scroll. Without colours a bar consists of '#'.\n"
                     "The environment variable NO_COLOR switches colours off.\n"
                     "Example: v2x_spat_ctl lights --watch\n") +
@@ -127,7 +127,7 @@ void AddPlainCommands(CommandLine& commands) {
          "Without a daemon prints v2x_spat_up 0. --json prints the replies to status and counters.\n"
          "Example: v2x_spat_ctl metrics > /var/lib/prometheus/node-exporter/v2x_spat.prom\n",
          ctl::RunMetrics},
-        {"watch", "Print each record, change of state and check until ctrl-C, one line an event",
+        {"watch", "Print each record, change of state and check until Ctrl-C, one line an event",
          "A record line has the source, then phase, light and seconds left of each phase. A line\n"
          "\"lost 12 events\" means that the daemon has discarded events, because the terminal or\n"
          "pipe was too slow.\n"
