@@ -6,6 +6,8 @@
 
 namespace ctl {
 
+const char* const DEFAULT_WORK_DIR = V2X_WORK_DIR;
+
 Configuration LoadConfiguration(const std::string& workDir) {
     constexpr int32_t IPC_CFG_REFUSED = -5; // result of v2xipc_CfgInit
     Configuration loaded{};

@@ -7,10 +7,12 @@ struct spat_conv_config_t;
 
 namespace ctl {
 
+extern const char* const DEFAULT_WORK_DIR; // the build's V2X_WORK_DIR
+
 // Options of a subcommand that reads the configuration.
 struct ConfigOptions {
-    std::string workDir = "/opt/v2x_service"; // contains conf/
-    bool isJson = false;                      // prints JSON objects, one a line
+    std::string workDir = DEFAULT_WORK_DIR; // contains conf/
+    bool isJson = false;                    // prints JSON objects, one a line
 };
 
 // Options of a subcommand that sends requests to the daemon.
