@@ -339,6 +339,7 @@ TEST_F(Config, ReportsSettingsWithoutEffect) {
         {device + "Ip = \"10.0.0.2\"; StaleAfter = 0; }; Guard = {\nOnStale = \"unavailable\"; };",
          "Guard.OnStale: " + noEffect + ", no enabled source is watched"},
         {device + "Ip = \"10.0.0.2\"; }; Guard = { OnStale = \"unavailable\"; };", ""},
+        {"Guard = { OnStale = \"unavailable\"; };", ""}, // no adapter is enabled
         {"Corrections = { SpatDown = true; }; Cloud = { StaleAfter = 9; }; Guard = { OnStale = \"unavailable\"; };",
          ""},
         {"Guard = {\nOnConflict = \"unavailable\"; };", "Guard.OnConflict: " + noEffect + " without Guard.Conflicts"},

@@ -121,6 +121,10 @@ bool IsAnyWatched(const spat_conv_config_t& config) {
            (config.m_corrections.m_spat_down && isWatched(V2XSPATCONV_CLOUD));
 }
 
+bool IsAnyDeviceEnabled(const spat_conv_config_t& config) {
+    return config.m_learn_machine_info.m_is_enable || config.m_signal_machine_1743_info.m_is_enable;
+}
+
 // Reports reactions that never take effect.
 void ReviewReactions(V2X_CFGHANDLE root, const spat_conv_config_t& config) {
     const v2xspatconv_guard_t& guard = config.m_guard;
@@ -129,7 +133,8 @@ void ReviewReactions(V2X_CFGHANDLE root, const spat_conv_config_t& config) {
         bool isUseless;
         const char* reason;
     } rows[] = {
-        {"rsuSpatConfigInfo.Guard.OnStale", guard.m_on_stale_unavailable && !IsAnyWatched(config),
+        {"rsuSpatConfigInfo.Guard.OnStale",
+         guard.m_on_stale_unavailable && IsAnyDeviceEnabled(config) && !IsAnyWatched(config),
          "\"unavailable\" has no effect, no enabled source is watched"},
         {"rsuSpatConfigInfo.Guard.OnConflict", guard.m_on_conflict_unavailable && guard.m_conflict_count == 0,
          "\"unavailable\" has no effect without Guard.Conflicts"},
@@ -157,6 +162,10 @@ void v2xspatconv_Review(V2X_CFGHANDLE root, const spat_conv_config_t& config,
     ReviewReactions(root, config);
     for (const AdapterRow& row : ADAPTERS) {
         ReviewAdapter(root, config, row, ports);
+    }
+    if (!IsAnyDeviceEnabled(config)) {
+        v2xcfg_Report(nullptr, V2XCFG_NOTE, root, "rsuSpatConfigInfo.LearnMachine.IsEnable",
+                      "no adapter is enabled, the cloud is the only source");
     }
     if (config.m_guard.m_conflict_count == 0) {
         v2xcfg_Report(nullptr, V2XCFG_NOTE, root, "rsuSpatConfigInfo.Guard.Conflicts",
