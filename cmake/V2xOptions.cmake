@@ -5,9 +5,11 @@ option(V2X_FUZZ "Also build the fuzz targets for libFuzzer (clang only)" OFF)
 
 find_program(V2X_CCACHE ccache)
 if(V2X_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  # ccache caches files with precompiled headers only with these settings.
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${V2X_CCACHE})
-  set(CMAKE_C_COMPILER_LAUNCHER ${V2X_CCACHE})
+  # ccache caches files with precompiled headers only with this sloppiness. With the base directory, builds of the same
+  # files in different folders share their objects.
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR}
+    CCACHE_SLOPPINESS=pch_defines,time_macros ${V2X_CCACHE})
+  set(CMAKE_C_COMPILER_LAUNCHER ${CMAKE_CXX_COMPILER_LAUNCHER})
 endif()
 
 set(CMAKE_CXX_STANDARD 20)
@@ -22,10 +24,13 @@ set(CMAKE_C_FLAGS_RELWITHDEBINFO ${CMAKE_CXX_FLAGS_RELWITHDEBINFO})
 set(CMAKE_C_FLAGS_DEBUG ${CMAKE_CXX_FLAGS_DEBUG})
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 
+# Objects contain paths relative to the build folder, with and without ccache. The compiler tries the last map first.
+file(RELATIVE_PATH source_folder ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR})
 add_library(v2x_flags INTERFACE)
 target_compile_options(v2x_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wformat=2 -Werror
-  -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
+  -ffile-prefix-map=${CMAKE_SOURCE_DIR}=${source_folder}
+  -ffile-prefix-map=${CMAKE_BINARY_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}/=)
 if(V2X_COVERAGE)
   target_compile_options(v2x_flags INTERFACE --coverage -fprofile-update=atomic)
   target_link_options(v2x_flags INTERFACE --coverage)
