@@ -1,30 +1,36 @@
 #!/usr/bin/env bash
 # Installs the missing Debian packages. Does nothing if none is missing.
-# usage: setup.sh [build|all|coverage]
-#   build       the packages that building and running the programs needs
-#   all         the packages for tests, benchmarks and fuzzing as well (default)
-#   coverage    the packages of "all" and gcovr
+# usage: setup.sh [build|package|cross-arm64|all|coverage]
+#   build        the packages that building and running the programs needs
+#   package      the packages that building the Debian packages needs
+#   cross-arm64  the packages that building the Debian packages of arm64 on another architecture needs
+#   all          the packages for building, packaging, tests, benchmarks and fuzzing (default)
+#   coverage     the packages of "all" and gcovr
 set -euo pipefail
 
-build_packages=(
-  g++ cmake ninja-build pkg-config asn1c
-  libspdlog-dev libconfig-dev libsystemd-dev libcli11-dev libcjson-dev
-  libfastrtps-dev libfastcdr-dev
+build_tools=(g++ cmake ninja-build pkg-config asn1c libcli11-dev)
+libraries=(
+  libspdlog-dev libconfig-dev libsystemd-dev libcjson-dev libfastrtps-dev libfastcdr-dev
   libncurses-dev libpcap-dev libcpp-httplib-dev prometheus-cpp-dev
 )
+package_tools=(git dpkg-dev debhelper lintian scdoc)
 develop_packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   clang clang-format libclang-rt-14-dev
   cyclonedds-dev cyclonedds-tools faketime iproute2 python3
   chromium tshark prometheus tcpdump
+  man-db groff-base mmdebstrap systemd-container
 )
 
+wanted=("${build_tools[@]}" "${libraries[@]}")
 case "${1:-all}" in
-  build) wanted=("${build_packages[@]}") ;;
-  all) wanted=("${build_packages[@]}" "${develop_packages[@]}") ;;
-  coverage) wanted=("${build_packages[@]}" "${develop_packages[@]}" gcovr) ;;
+  build) ;;
+  package) wanted+=("${package_tools[@]}") ;;
+  cross-arm64) wanted=("${build_tools[@]}" "${package_tools[@]}" crossbuild-essential-arm64 "${libraries[@]/%/:arm64}") ;;
+  all) wanted+=("${package_tools[@]}" "${develop_packages[@]}") ;;
+  coverage) wanted+=("${package_tools[@]}" "${develop_packages[@]}" gcovr) ;;
   *)
-    echo "usage: $0 [build|all|coverage]" >&2
+    echo "usage: $0 [build|package|cross-arm64|all|coverage]" >&2
     exit 2
     ;;
 esac
@@ -33,8 +39,9 @@ esac
 native=$(dpkg --print-architecture)
 missing=()
 for package in "${wanted[@]}"; do
+  [[ $package == *:* ]] && arch=${package#*:} || arch=$native
   installed=$(dpkg-query -W -f '${Architecture} ${db:Status-Status}\n' "$package" 2>/dev/null || true)
-  grep -qxE "(all|$native) installed" <<<"$installed" || missing+=("$package")
+  grep -qxE "(all|$arch) installed" <<<"$installed" || missing+=("$package")
 done
 [ ${#missing[@]} -eq 0 ] && exit 0
 
@@ -49,5 +56,6 @@ if [ "$(id -u)" -ne 0 ]; then
   fi
 fi
 echo "setup: installing ${missing[*]}"
+[[ ${missing[*]} == *:arm64* ]] && "${as_root[@]}" dpkg --add-architecture arm64
 "${as_root[@]}" apt-get update -qq
 "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
