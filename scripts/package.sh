@@ -35,6 +35,7 @@ rm -rf "$source"
 
 lintian --allow-root --fail-on error,warning --show-overrides "$output"/*.changes
 for package in "$output"/*.deb; do
+  # shellcheck disable=SC2016 # dpkg-deb expands the names
   dpkg-deb --show --showformat '\n${Package} ${Version} ${Architecture}\n  Depends: ${Depends}\n' "$package"
   echo "  $(stat -c %s "$package") bytes, sha256 $(sha256sum "$package" | cut -d ' ' -f 1)"
 done
