@@ -16,6 +16,7 @@
 #include "dds/dds_test.h"
 #include "journal_entries.h"
 #include "udp_peer.h"
+#include "v2x/v2xwatch.h"
 #include "v2xdds_reader.h"
 
 static std::atomic<bool> g_isSilent{false}; // no datagram leaves the process
@@ -223,6 +224,8 @@ TEST_F(Callback, RunsAloneMaySendAndDelaysOnlyTheEnd) {
         ASSERT_EQ(writer.send("t", Bytes(10)), 0);
     }
     ASSERT_TRUE(eventually([] { return g_calls == 1; }));
+    EXPECT_THAT(v2x_watchedThread::FindStuck(1), testing::IsEmpty());
+    EXPECT_THAT(v2x_watchedThread::FindStuck(1 + v2x_watchedThread::LIMIT), testing::ElementsAre("v2xdds"));
     EXPECT_EQ(reader.send("other", Bytes(10)), 0);
     const std::future<void> end = std::async(std::launch::async, [&] { reader.destroy(); });
     EXPECT_TRUE(eventually([&] { return reader.send("other", Bytes(10)) == -1; })) << "destroy_dds has begun";

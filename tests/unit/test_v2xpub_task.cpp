@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform_util.h"
+#include "v2x/v2xwatch.h"
 
 namespace {
 
@@ -118,6 +119,27 @@ TEST(Task, ThreadHasRequestedPropertiesAndEndsBeforeItsFirstRun) {
         EXPECT_STREQ(record.threadName, "xxxxxxxxxxxxxxx");
         EXPECT_LT(record.stackSize, size_t{1024} * 1024) << "the thread sanitizer adds some; the default is 8 MiB";
     }
+}
+
+TEST(Task, IsStuckWhileARunHangs) {
+    static std::atomic<bool> isHanging;
+    isHanging = true;
+    Record record;
+    record.isLastRun = [](Record& r) {
+        r.isDone = true;
+        return eventually([] { return !isHanging; });
+    };
+    const v2xpub_TaskInitPara_t para = TaskPara(record, PERIOD_US);
+    V2X_TASKHANDLE task = nullptr;
+    ASSERT_EQ(v2xpub_TaskCreate(&task, &para), 0);
+    ASSERT_TRUE(eventually([&] { return record.isDone.load(); }));
+    const uint64_t now = v2xpub_GetMonotonicTime();
+    const uint64_t later = now + v2x_watchedThread::LIMIT;
+    EXPECT_THAT(v2x_watchedThread::FindStuck(now), testing::IsEmpty());
+    EXPECT_THAT(v2x_watchedThread::FindStuck(later), testing::ElementsAre(std::string(sizeof para.m_taskName, 'x')));
+    isHanging = false;
+    EXPECT_TRUE(eventually([&] { return v2x_watchedThread::FindStuck(later).empty(); }));
+    EXPECT_EQ(v2xpub_TaskDelete(task), 0);
 }
 
 void RunWithoutRealTimeRight() {

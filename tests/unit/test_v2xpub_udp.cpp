@@ -6,6 +6,7 @@
 #include "journal_entries.h"
 #include "platform_util.h"
 #include "udp_peer.h"
+#include "v2x/v2xwatch.h"
 
 namespace {
 
@@ -83,6 +84,20 @@ TEST_F(Udp, CountsDropsOfTheKernel) {
         EXPECT_GT(StatsOf(m_socket).kernelDrops, 1500 * round);
     }
     EXPECT_GE(m_log.Count("socket server: receive buffer full, the kernel dropped"), 1);
+}
+
+TEST_F(Udp, ReceiveThreadIsStuckInAHangingCallbackButNotInSilence) {
+    constexpr uint64_t LIMIT = v2x_watchedThread::LIMIT;
+    constexpr uint64_t START = 1;
+    OpenServer();
+    g_isHeld = true;
+    ASSERT_TRUE(m_peer.sendTo(m_port, Bytes(1)));
+    ASSERT_TRUE(m_peer.receive());
+    EXPECT_THAT(v2x_watchedThread::FindStuck(START), testing::IsEmpty());
+    EXPECT_THAT(v2x_watchedThread::FindStuck(START + LIMIT), testing::ElementsAre("server"));
+    g_isHeld = false;
+    EXPECT_TRUE(eventually([&] { return v2x_watchedThread::FindStuck(START + LIMIT).empty(); }));
+    EXPECT_THAT(v2x_watchedThread::FindStuck(START + 1000 * LIMIT), testing::IsEmpty());
 }
 
 TEST_F(Udp, ClosesWhileTrafficFlows) {

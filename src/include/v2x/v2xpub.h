@@ -42,8 +42,9 @@ struct v2xpub_TaskInitPara_t {
 // Starts a task on a new thread. The thread has a stack of 512 KiB and blocks SIGINT, SIGQUIT and SIGTERM. The first
 // run starts one period after the call. Deadlines are absolute on the monotonic clock, so the period does not drift. A
 // run that takes longer than a period makes the task skip the missed deadlines. If the process may not use real-time
-// scheduling, the task runs with SCHED_OTHER. The function stores the handle before any routine runs. Returns 0; -2 for
-// a null or invalid argument; -3 if the thread cannot be started. On failure *handle is unchanged.
+// scheduling, the task runs with SCHED_OTHER. v2xwatch.h watches the thread of a periodic task, not of a one-shot task.
+// The function stores the handle before any routine runs. Returns 0; -2 for a null or invalid argument; -3 if the
+// thread cannot be started. On failure *handle is unchanged.
 int32_t v2xpub_TaskCreate(V2X_TASKHANDLE* handle, const v2xpub_TaskInitPara_t* para);
 
 // Waits for the current run, ends the task and frees the handle. Ignores a null handle. The task's own routines must
@@ -60,9 +61,9 @@ struct v2xpub_UdpSocketDataHead_t {
     uint8_t* mp_data;
 };
 
-// Receive callback. `p_data` points to a v2xpub_UdpSocketDataHead_t. `addr` points to the sender's sockaddr of
-// `addrLen` bytes. Both are valid only during the call. The callback runs on the socket's receive thread, for one
-// datagram after another.
+// Receive callback, which must return within ten seconds (v2xwatch.h). `p_data` points to a v2xpub_UdpSocketDataHead_t.
+// `addr` points to the sender's sockaddr of `addrLen` bytes. Both are valid only during the call. The callback runs on
+// the socket's receive thread, for one datagram after another.
 using v2xpub_msgFunc = void (*)(V2X_UDPSOCKHANDLE handle, void* p_data, void* addr, int16_t addrLen);
 
 // IPv4 address and port in host byte order; all 0 if unknown.

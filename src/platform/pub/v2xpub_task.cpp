@@ -8,6 +8,7 @@
 
 #include "v2x/v2xlog.h"
 #include "v2x/v2xpub.h"
+#include "v2x/v2xwatch.h"
 #include "v2xpub_thread.h"
 
 namespace {
@@ -78,14 +79,26 @@ bool SleepUntil(v2xpub_task& task, Clock::time_point deadline) {
     return !task.wake.wait_until(lock, deadline, [&task] { return task.isStopping; });
 }
 
+void RunOnce(v2xpub_task& task) {
+    if (SleepUntil(task, task.created + std::chrono::microseconds(task.para.m_intervals))) {
+        task.para.f_tskFunExec(task.para.mp_arg);
+    }
+}
+
+uint64_t ToMicroseconds(Clock::time_point time) {
+    return std::chrono::duration_cast<std::chrono::duration<uint64_t, std::micro>>(time.time_since_epoch()).count();
+}
+
 void RunPeriodically(v2xpub_task& task) {
+    v2x_watchedThread thread(task.name);
     const auto period = std::chrono::microseconds(task.para.m_intervals);
     auto deadline = task.created + period;
-    while (SleepUntil(task, deadline)) {
-        task.para.f_tskFunExec(task.para.mp_arg);
-        if (task.para.m_isOneShot) {
+    while (true) {
+        thread.WaitUntil(ToMicroseconds(deadline));
+        if (!SleepUntil(task, deadline)) {
             return;
         }
+        task.para.f_tskFunExec(task.para.mp_arg);
         // Skip the deadlines that passed during the run and continue with the next deadline in the future.
         deadline = task.created + period * ((Clock::now() - task.created) / period + 1);
     }
@@ -97,7 +110,11 @@ void* TaskThread(void* arg) {
     if (task.para.f_tskFunEnter != nullptr) {
         task.para.f_tskFunEnter(task.para.mp_arg);
     }
-    RunPeriodically(task);
+    if (task.para.m_isOneShot) {
+        RunOnce(task);
+    } else {
+        RunPeriodically(task);
+    }
     if (task.para.f_tskFunExit != nullptr) {
         task.para.f_tskFunExit(task.para.mp_arg);
     }

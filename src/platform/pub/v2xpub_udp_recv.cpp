@@ -8,6 +8,7 @@
 #include <ctime>
 
 #include "v2x/v2xlog.h"
+#include "v2x/v2xwatch.h"
 #include "v2xpub_thread.h"
 #include "v2xpub_udp.h"
 
@@ -165,9 +166,12 @@ void* v2xpub_UdpReceiveThread(void* arg) {
     v2xpub_NameThread(socket.name);
     sockaddr_in sender{};
     const Target target{socket.buffer.get(), V2XPUB_RECEIVE_BUFFER, &sender};
+    v2x_watchedThread thread(socket.name);
     while (true) {
+        thread.Wait();
         const ssize_t length = Receive(socket, target, 0);
         const int error = errno;
+        thread.Work();
         // After shutdown() each recvmsg returns an empty datagram. Only the flag shows that the socket is shut down.
         if (socket.isStopping.load(std::memory_order_acquire)) {
             return nullptr;
