@@ -5,7 +5,9 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <set>
+#include <sys/ptrace.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <thread>
 
 #include "frame_1743.h"
@@ -42,6 +44,42 @@ TEST(ScenarioStart, NotifiesServiceManagerAndWatchdog) {
     EXPECT_EQ(state, "STOPPING=1");
     EXPECT_EQ(unit.daemon->wait(20000), 0);
     EXPECT_EQ(unit.out(), "this param error\nCaught SIGINT (1)\n");
+}
+
+// Id of the process's thread with this name; 0 without one.
+pid_t findThread(pid_t process, const std::string& name) {
+    for (const auto& task : std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task")) {
+        if (readFile(task.path().string() + "/comm") == name + "\n") {
+            return std::stoi(task.path().filename());
+        }
+    }
+    return 0;
+}
+
+TEST(ScenarioStart, WatchdogIsFedOnlyWhileEveryThreadMakesProgress) {
+    Unit unit;
+    const std::string control = unit.folder.path() + "/control";
+    unit.moreGroups = "Control = { Path = \"" + control + "\"; };\n";
+    unit.startAndWaitReady({}, {"WATCHDOG_USEC=200000"});
+    Process client({V2X_BIN "/v2x_spat_ctl", "levels", "-s", control}, {}, control + ".out", control + ".err");
+    ASSERT_EQ(client.wait(20000), 0) << readFile(control + ".err");
+    const pid_t thread = findThread(unit.daemon->pid(), "Deal_SPAT_Data");
+    ASSERT_NE(thread, 0);
+    if (ptrace(PTRACE_SEIZE, thread, nullptr, nullptr) != 0) {
+        GTEST_SKIP() << "not tested: ptrace: " << strerror(errno);
+    }
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_EQ(ptrace(PTRACE_INTERRUPT, thread, nullptr, nullptr), 0);
+    ASSERT_EQ(waitpid(thread, nullptr, __WALL), thread);
+    while (unit.notify.receive(1000) == "WATCHDOG=1") {
+        ASSERT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
+    }
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    ASSERT_EQ(ptrace(PTRACE_DETACH, thread, nullptr, nullptr), 0);
+    EXPECT_EQ(unit.notify.receive(), "WATCHDOG=1");
+    EXPECT_TRUE(eventually([&] { return occurrences(unit.log(), "thread Deal_SPAT_Data makes progress again") == 1; }));
+    EXPECT_EQ(occurrences(unit.log(), "thread Deal_SPAT_Data has made no progress for 10 s"), 1U);
+    EXPECT_EQ(occurrences(unit.log(), "has made no progress"), 1U) << "the other threads are idle";
 }
 
 TEST(ScenarioStart, ReportsChangedStatusAndSurvivesHangupAndAFullNotifySocket) {

@@ -14,8 +14,10 @@
 #include "spat_conv_deamon_service.h"
 #include "spat_conv_deamon_signals.h"
 #include "spat_conv_deamon_status.h"
+#include "spat_conv_deamon_threads.h"
 #include "spat_conv_v2xcloud_dds.h"
 #include "v2x/v2xlog.h"
+#include "v2x/v2xwatch.h"
 
 namespace {
 
@@ -204,6 +206,21 @@ TEST_F(Deamon, LogsChangedCountersAndAllAtTheEnd) {
     v2xspatconv_LogCounters(true);
     EXPECT_EQ(fakes::logged("counters path: taken 1").size(), 2U);
     EXPECT_EQ(fakes::logged("counters SOCK: received 5, kernel_drops 4, send_errors 3, refused_sender 2").size(), 1U);
+}
+
+TEST_F(Deamon, LogsAStuckThreadOnceAndItsProgress) {
+    v2x_watchedThread thread("NAME");
+    thread.Work();
+    EXPECT_TRUE(v2xspatconv_CheckThreads(1000000));
+    EXPECT_FALSE(v2xspatconv_CheckThreads(11000000));
+    EXPECT_FALSE(v2xspatconv_CheckThreads(12000000));
+    EXPECT_THAT(fakes::takeLog(),
+                ElementsAre("SPAT 2 thread NAME has made no progress for 10 s; the watchdog is not fed"));
+    thread.Work();
+    EXPECT_TRUE(v2xspatconv_CheckThreads(13000000));
+    const auto lines = fakes::logged("thread NAME makes progress again");
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_EQ(lines[0].level, V2XLOG_INFO);
 }
 
 TEST_F(Deamon, RefusedConfigurationEndsWith78UnderAServiceManagerOnly) {

@@ -19,7 +19,6 @@ namespace {
 
 v2xlog_tag_t g_log{"SPAT"};
 
-constexpr char THREAD_NAME[] = "SPAT_Control";
 constexpr int NICE = 10;               // the readings come first
 constexpr uint32_t START_DELAY = 1000; // microseconds
 
@@ -45,7 +44,7 @@ void Serve(void* /*arg*/) {
 // Returns the reason of a failure, or "".
 std::string StartThread() {
     v2xpub_TaskInitPara_t para = {};
-    snprintf(para.m_taskName, sizeof para.m_taskName, "%s", THREAD_NAME);
+    snprintf(para.m_taskName, sizeof para.m_taskName, "%s", V2XSPATCONV_CONTROL_THREAD);
     para.m_tskType = V2XTASK_TYPE_OTHER;
     para.m_intervals = START_DELAY;
     para.m_isOneShot = true;

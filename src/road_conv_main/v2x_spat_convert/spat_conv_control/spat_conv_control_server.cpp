@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "spat_conv_control_events.h"
+#include "v2x/v2xwatch.h"
 
 namespace {
 
@@ -32,8 +33,21 @@ void DiscardJournal() {
 } // namespace
 
 int v2xspatconv_controlServer::Run() {
-    const int ret = AddSources();
-    return ret < 0 ? ret : sd_event_loop(m_event.get());
+    v2x_watchedThread thread(V2XSPATCONV_CONTROL_THREAD);
+    int ret = AddSources();
+    sd_event* const event = m_event.get();
+    while (ret >= 0 && sd_event_get_state(event) != SD_EVENT_FINISHED) {
+        thread.Wait();
+        ret = sd_event_prepare(event);
+        if (ret == 0) {
+            ret = sd_event_wait(event, UINT64_MAX);
+        }
+        thread.Work();
+        if (ret > 0) {
+            ret = sd_event_dispatch(event);
+        }
+    }
+    return std::min(ret, 0);
 }
 
 int v2xspatconv_controlServer::AddSources() {

@@ -10,6 +10,9 @@
 #include "spat_conv_control_requests.h"
 #include "v2x/v2xjournal.h"
 
+// Name of the thread that runs the event loop.
+inline constexpr char V2XSPATCONV_CONTROL_THREAD[] = "SPAT_Control";
+
 // Accepts clients, answers their requests and forwards the journal to them. While no client watches, it only waits for
 // the sockets.
 class v2xspatconv_controlServer {

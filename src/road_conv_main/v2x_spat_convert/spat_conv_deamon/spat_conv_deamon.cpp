@@ -13,6 +13,7 @@
 #include "spat_conv_deamon_service.h"
 #include "spat_conv_deamon_signals.h"
 #include "spat_conv_deamon_status.h"
+#include "spat_conv_deamon_threads.h"
 #include "spat_conv_gate.h"
 #include "spat_conv_interface.h"
 #include "spat_conv_interface_tasks.h"
@@ -102,6 +103,16 @@ void UpdateServiceStatus() {
     }
 }
 
+bool CheckThreads() {
+    return v2xspatconv_CheckThreads(v2xpub_GetMonotonicTime());
+}
+
+void FeedWatchdog() {
+    if (CheckThreads()) {
+        v2xspatconv_ServiceAlive();
+    }
+}
+
 void LogChangedCounters() {
     v2xspatconv_LogCounters(false);
 }
@@ -130,7 +141,8 @@ void RunMainLoop() {
     const uint64_t start = v2xpub_GetMonotonicTime();
     const auto aliveInterval = uint64_t{1000} * static_cast<uint64_t>(v2xspatconv_ServiceInterval(ALIVE_MS));
     Job jobs[] = {
-        {aliveInterval, v2xspatconv_ServiceAlive, start},
+        {SECOND, [] { CheckThreads(); }, start},
+        {aliveInterval, FeedWatchdog, start},
         {5 * SECOND, tzset, start}, // rereads the time zone, which may change; localtime_r does not reread it
         {SECOND, UpdateCloudAvailable, start},
         {SECOND, UpdateServiceStatus, start},
