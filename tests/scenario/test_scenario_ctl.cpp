@@ -229,6 +229,7 @@ TEST_F(ScenarioCtl, JudgesTheUnit) {
     EXPECT_THAT(m_output, AllOf(StartsWith("OK: learner fresh "), EndsWith(", stack answers\n")));
     EXPECT_TRUE(eventually([&] { return ask({"status"}) == 1; })) << "stale after a second";
     EXPECT_TRUE(prints(" 127.0.0.1       stale  ")) << m_output;
+    EXPECT_THAT(m_output, StartsWith("v2x_spat_convert rsu_cloud_v230522.001 (release " V2X_RELEASE "), pid "));
 }
 
 TEST_F(ScenarioCtl, PrintsEachReply) {

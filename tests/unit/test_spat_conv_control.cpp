@@ -56,7 +56,7 @@ protected:
                                {0xC0A80114, 8001}, fakes::monotonic);
     }
     v2xspatconv_answer_t ask(const std::string& request) {
-        return v2xspatconv_AnswerRequest(request, {&m_config, {"v1", readPeers}, 990 * SECOND});
+        return v2xspatconv_AnswerRequest(request, {&m_config, {"v1", "1.2.3", readPeers}, 990 * SECOND});
     }
     std::string reply(const std::string& cmd) { return withoutTime(ask(R"({"cmd":")" + cmd + "\"}").line); }
 
@@ -70,7 +70,7 @@ TEST_F(Control, StatusShowsSourcesPeersAndChecks) {
     report();
     fakes::monotonic += SECOND / 4;
     EXPECT_EQ(reply("status"),
-              R"({"reply":"status","version":"v1","pid":)" + std::to_string(getpid()) +
+              R"({"reply":"status","version":"v1","release":"1.2.3","pid":)" + std::to_string(getpid()) +
                   R"(,"uptime":10.75,"device":"R??ä","region":1,"node":2,"intersection":65538,"sources":[)"
                   R"({"source":"learner","state":"fresh","required":true,"forwarded":true,"peer":"192.168.1.20",)"
                   R"("age":0.25,"rate":2,"accepted":2,"refused":4,"stale_after":3},)"

@@ -37,7 +37,7 @@ const std::string DUPLICATE = R"({"check":"duplicate","source":"1743","active":t
 
 tools::Json MakeStatus(const std::string& sources, const std::string& stack, const std::string& checks) {
     return ParseJsonObject(
-        R"({"reply":"status","version":"v1","pid":812,"uptime":274000,"device":"RSU0001","region":1,
+        R"({"reply":"status","version":"v1","release":"1.2.3","pid":812,"uptime":274000,"device":"RSU0001","region":1,
         "node":2,"intersection":65538,"sources":[)" +
         sources + R"(],"stack":)" + stack +
         R"(,"cloud":{"available":true,"age":2.5,"topic":"rsu/RSU0001/spat/up","readers":1},"checks":[)" + checks +
@@ -59,7 +59,7 @@ protected:
 TEST_F(SpatCtl, PrintsStatusInColumnsAndLocalTime) {
     const tools::Json status = MakeStatus(FRESH + "," + UNUSED, ANSWERS, NO_YELLOW);
     EXPECT_EQ(FormatStatus(status.get(), ClockState::synchronised),
-              "v2x_spat_convert v1, pid 812, up 3 d 04 h, intersection 1/2\n"
+              "v2x_spat_convert v1 (release 1.2.3), pid 812, up 3 d 04 h, intersection 1/2\n"
               "SOURCE    PEER            STATE    AGE     RATE    ACCEPTED  REFUSED\n"
               "learner * 192.168.1.20    fresh    0.3 s   2.0/s   4102      0\n"
               "1743      -               off\n"

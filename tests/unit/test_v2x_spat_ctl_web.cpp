@@ -14,7 +14,8 @@ using ctl::EventHub;
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr const char* STATUS = R"({"reply":"status","version":"v1","device":"RSU\"1","uptime":3600.5,"sources":[
+constexpr const char* STATUS =
+    R"({"reply":"status","version":"v1","release":"1.2.3","device":"RSU\"1","uptime":3600.5,"sources":[
     {"source":"learner","state":"stale","required":true,"forwarded":false,"peer":"10.0.0.1","age":71.25,"rate":0,
      "accepted":4102,"refused":3},
     {"source":"1743","state":"off","required":false,"forwarded":false,"peer":null,"age":null,"rate":0,"accepted":0,
@@ -32,7 +33,7 @@ TEST(V2xSpatCtlWeb, MetricsHaveTheValuesOfTheReplies) {
     const std::string text = formatExample(ClockState::synchronised);
     const char* const lines[] = {
         "v2x_spat_up 1",
-        R"(v2x_spat_info{version="v1",device="RSU\"1"} 1)",
+        R"(v2x_spat_info{version="v1",release="1.2.3",device="RSU\"1"} 1)",
         "v2x_spat_uptime_seconds 3600.5",
         R"(v2x_spat_source_state{source="learner",state="stale"} 1)",
         R"(v2x_spat_source_state{source="learner",state="fresh"} 0)",

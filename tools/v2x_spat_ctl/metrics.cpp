@@ -103,8 +103,10 @@ void AddSource(Families& families, const cJSON* source) {
 }
 
 void AddStatus(Families& families, const cJSON* status) {
-    families.Add(MetricType::Gauge, "info", "Version and device_id of the unit.", 1,
-                 {{"version", tools::GetText(status, "version")}, {"device", tools::GetText(status, "device")}});
+    families.Add(MetricType::Gauge, "info", "Version, release and device_id of the unit.", 1,
+                 {{"version", tools::GetText(status, "version")},
+                  {"release", tools::GetText(status, "release")},
+                  {"device", tools::GetText(status, "device")}});
     families.AddMembers(status, UNIT_MEMBERS);
     const cJSON* item = nullptr;
     cJSON_ArrayForEach(item, tools::GetMember(status, "sources")) {

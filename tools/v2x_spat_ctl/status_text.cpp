@@ -107,9 +107,10 @@ std::string FormatBrief(const cJSON* status) {
 }
 
 std::string FormatIdentity(const cJSON* status) {
-    return FormatText("v2x_spat_convert %s, pid %.0f, up %s, intersection %.0f/%.0f",
-                      GetPlainText(status, "version").c_str(), GetNumber(status, "pid"),
-                      FormatAge(status, "uptime").c_str(), GetNumber(status, "region"), GetNumber(status, "node"));
+    return FormatText("v2x_spat_convert %s (release %s), pid %.0f, up %s, intersection %.0f/%.0f",
+                      GetPlainText(status, "version").c_str(), GetPlainText(status, "release").c_str(),
+                      GetNumber(status, "pid"), FormatAge(status, "uptime").c_str(), GetNumber(status, "region"),
+                      GetNumber(status, "node"));
 }
 
 std::vector<std::string> MakeSourceCells(const cJSON* source) {

@@ -23,7 +23,7 @@ std::string FormatBrief(const cJSON* status);
 std::vector<std::string> FindProblems(const cJSON* status);
 
 // Return parts of the lines above.
-std::string FormatIdentity(const cJSON* status);               // "v2x_spat_convert VERSION, pid 812, up 3 d 04 h, …"
+std::string FormatIdentity(const cJSON* status); // "v2x_spat_convert VERSION (release 1.0.0), pid 812, …"
 std::vector<std::string> MakeSourceCells(const cJSON* source); // name, peer, state, age, rate, accepted, refused
 std::string FormatStack(const cJSON* status);                  // "127.0.0.1:20010 answers, 0.2 s ago"
 std::string FormatStackState(const cJSON* status);             // "answers", "silent" or "not asked yet"

@@ -18,7 +18,8 @@ struct v2xspatconv_peers_t {
 
 // What the daemon's start knows.
 struct v2xspatconv_controlUnit_t {
-    const char* version;                    // in static storage
+    const char* version;                    // that option -v prints; in static storage
+    const char* release;                    // version of the project; in static storage
     v2xspatconv_peers_t (*readPeers)(void); // called on the thread of the socket
 };
 

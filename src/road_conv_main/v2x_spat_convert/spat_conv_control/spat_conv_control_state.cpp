@@ -142,6 +142,7 @@ void v2xspatconv_AddStatus(cJSON* reply, const v2xspatconv_controlContext_t& con
     const uint32_t intersection =
         static_cast<uint32_t>(config.m_regionId) << 16 | static_cast<uint32_t>(config.m_nodeId);
     cJSON_AddStringToObject(reply, "version", context.unit.version);
+    cJSON_AddStringToObject(reply, "release", context.unit.release);
     cJSON_AddNumberToObject(reply, "pid", getpid());
     v2xspatconv_AddSeconds(reply, "uptime", AgeOf(snapshot, context.start));
     cJSON_AddStringToObject(reply, "device", config.m_sysinfo.m_device_id);

@@ -185,7 +185,7 @@ int32_t v2xspatconv_init(int32_t argc, char** argv) {
     v2xspatconv_SetSpatConvStatus(status);
     v2xcloud_ddsInit(config->m_sysinfo.m_device_id);
     v2xspatconv_TaskInit();
-    v2xspatconv_ControlInit(*config, {V2XSPATCONV_VERSION, ReadPeers});
+    v2xspatconv_ControlInit(*config, {V2XSPATCONV_VERSION, V2X_VERSION, ReadPeers});
     return 0;
 }
 
