@@ -5,10 +5,10 @@ option(V2X_FUZZ "Also build the fuzz targets for libFuzzer (clang only)" OFF)
 
 find_program(V2X_CCACHE ccache)
 if(V2X_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  # ccache caches files with precompiled headers only with this sloppiness. With the base directory, builds of the same
-  # files in different folders share their objects.
+  # ccache caches files with precompiled headers only with pch_defines and time_macros. With the base directory, and with
+  # locale, builds of the same files in different folders share their objects, those of the Debian packages too.
   set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR}
-    CCACHE_SLOPPINESS=pch_defines,time_macros ${V2X_CCACHE})
+    CCACHE_SLOPPINESS=pch_defines,time_macros,locale ${V2X_CCACHE})
   set(CMAKE_C_COMPILER_LAUNCHER ${CMAKE_CXX_COMPILER_LAUNCHER})
 endif()
 
@@ -29,7 +29,7 @@ file(RELATIVE_PATH source_folder ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR})
 add_library(v2x_flags INTERFACE)
 target_compile_options(v2x_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wformat=2 -Werror
-  -ffile-prefix-map=${CMAKE_SOURCE_DIR}=${source_folder}
+  -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=${source_folder}
   -ffile-prefix-map=${CMAKE_BINARY_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}/=)
 if(V2X_COVERAGE)
   target_compile_options(v2x_flags INTERFACE --coverage -fprofile-update=atomic)
