@@ -26,7 +26,7 @@ fi
 
 # The build has a home directory of its own, so ccache needs the path. A rebuild gives the debug symbols of a package.
 CCACHE_DIR=$(ccache --get-config cache_dir 2>/dev/null) && export CCACHE_DIR
-export DEB_BUILD_OPTIONS="noautodbgsym${DEB_BUILD_OPTIONS:+ $DEB_BUILD_OPTIONS}"
+export DEB_BUILD_OPTIONS="noautodbgsym terse${DEB_BUILD_OPTIONS:+ $DEB_BUILD_OPTIONS}"
 if ! (cd "$source" && dpkg-buildpackage --host-arch "$arch" -us -uc) >"$output/build.log" 2>&1; then
   tail -60 "$output/build.log" >&2
   exit 1
