@@ -1,18 +1,19 @@
 #!/usr/bin/env bash
 # Checks the format of all sources, then builds and runs the tests of each preset.
-# usage: test.sh [release|asan|tsan]...    default: all three
+# usage: test.sh [release|asan|tsan|package]...    default: all four
 #   release    all tests but the unit tests of single modules of the daemon and the tools
 #   asan       all tests, with the address and undefined-behaviour sanitizers; then each fuzz target replays its corpus and
 #              fuzzes for 20 s
 #   tsan       the tests of code with threads, with the thread sanitizer
-# A unit test program counts as one test. Each scenario case and each DDS case counts as one test. The last line is
+#   package    the Debian packages on a clean machine (test_package.sh); needs root
+# A unit test program counts as one test. Each scenario case, DDS case and package check counts as one test. The last line is
 # "N passed, N failed". The exit status is 0 if no test fails.
 set -uo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
 cd "$root" || exit 1
 presets=("$@")
-[ ${#presets[@]} -eq 0 ] && presets=(release asan tsan)
+[ ${#presets[@]} -eq 0 ] && presets=(release asan tsan package)
 passed=0
 failed=0
 skipped=0
@@ -40,6 +41,24 @@ run_ctest() {
   cases=$((cases + $(grep -c '^\[       OK \]' "$folder/Testing/Temporary/LastTest.log")))
 }
 
+# Tests the packages and adds the results to the counters above. All packages count as one skipped test if this machine
+# cannot test them.
+run_package_test() {
+  local log=build/package_test.log status count
+  mkdir -p build
+  scripts/test_package.sh 2>&1 | tee "$log"
+  status=${PIPESTATUS[0]}
+  if [ "$status" -eq 77 ]; then
+    skipped=$((skipped + 1))
+    return
+  fi
+  count=$(sed -n '$s/^\([0-9]*\) passed, \([0-9]*\) failed, \([0-9]*\) not tested$/\1 \2 \3/p' "$log")
+  read -r good bad not_run <<<"${count:-0 1 0}" # the last line is missing if the packages do not build
+  passed=$((passed + good))
+  failed=$((failed + (status != 0 && bad == 0 ? 1 : bad)))
+  skipped=$((skipped + not_run))
+}
+
 scripts/setup.sh all || { echo "0 passed, 1 failed"; exit 1; }
 echo "== format"
 if find src tools tests bench fuzz \( -name '*.cpp' -o -name '*.h' -o -name '*.c' \) -print0 |
@@ -50,6 +69,10 @@ else
 fi
 for preset in "${presets[@]}"; do
   echo "== $preset"
+  if [ "$preset" = package ]; then
+    run_package_test
+    continue
+  fi
   tests=(-LE fuzz)
   targets=()
   [ "$preset" = release ] && tests=(-LE module) && targets=(--target v2x_release_tests)
