@@ -44,7 +44,7 @@ run_ctest() {
 # Tests the packages and adds the results to the counters above. All packages count as one skipped test if this machine
 # cannot test them.
 run_package_test() {
-  local log=build/package_test.log status count
+  local log=build/package_test.log status count good bad not_run
   mkdir -p build
   scripts/test_package.sh 2>&1 | tee "$log"
   status=${PIPESTATUS[0]}
