@@ -3,7 +3,8 @@
 # usage: setup.sh [build|package|cross-arm64|all|coverage]
 #   build        the packages that building and running the programs needs
 #   package      the packages that building the Debian packages needs
-#   cross-arm64  the packages that building the Debian packages of arm64 on another architecture needs
+#   cross-arm64  the packages that building the Debian packages of arm64 on another architecture needs. They replace this
+#                architecture's prometheus-cpp-dev, which can be installed for one architecture only; "build" restores it
 #   all          the packages for building, packaging, tests, benchmarks and fuzzing (default)
 #   coverage     the packages of "all" and gcovr
 set -euo pipefail
