@@ -20,7 +20,7 @@ develop_packages=(
   clang clang-format libclang-rt-14-dev
   cyclonedds-dev cyclonedds-tools faketime iproute2 python3
   chromium tshark prometheus tcpdump
-  man-db groff-base mmdebstrap systemd-container
+  man-db groff-base mmdebstrap arch-test systemd-container procps
 )
 
 wanted=("${build_tools[@]}" "${libraries[@]}")
