@@ -14,7 +14,7 @@ libraries=(
   libspdlog-dev libconfig-dev libsystemd-dev libcjson-dev libfastrtps-dev libfastcdr-dev
   libncurses-dev libpcap-dev libcpp-httplib-dev prometheus-cpp-dev
 )
-package_tools=(git dpkg-dev debhelper lintian scdoc)
+package_tools=(git build-essential debhelper lintian scdoc)
 develop_packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   clang clang-format libclang-rt-14-dev
