@@ -6,8 +6,8 @@
 #              fuzzes for 20 s
 #   tsan       the tests of code with threads, with the thread sanitizer
 #   package    the Debian packages on a clean machine (test_package.sh); needs root
-# A unit test program counts as one test. Each scenario case, DDS case and package check counts as one test. The last line is
-# "N passed, N failed". The exit status is 0 if no test fails.
+# A unit test program counts as one test. Each scenario case, DDS case and package check counts as one test. The last
+# line is "N passed, N failed". The exit status is 0 if no test fails.
 set -uo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Tests the Debian packages on a clean machine: makes a minimal Debian 12, boots it in a container that has only a loop-back
-# interface, and runs tests/package/checks.sh in it.
+# Tests the Debian packages on a clean machine: makes a minimal Debian 12, boots it in a container that has only a
+# loop-back interface, and runs tests/package/checks.sh in it.
 # usage: test_package.sh [FILE.deb]...    default: the packages that scripts/package.sh builds
-# Takes Debian's packages from the mirrors of this machine's apt configuration. Needs root. Keeps no file outside build/package.
-# The last line is "N passed, N failed, N not tested". Exit status: 0 no check failed, 1 a check failed, 77 the test cannot run
-# on this machine; then the only line is "package: not tested (REASON)".
+# Takes Debian's packages from the mirrors of this machine's apt configuration. Needs root. Keeps only the built
+# packages. The last line is "N passed, N failed, N not tested". Exit status: 0 no check failed, 1 a check failed, 77
+# the test cannot run on this machine; then the only line is "package: not tested (REASON)".
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -20,8 +20,8 @@ unshare --mount --pid --fork --net true 2>/dev/null || skip "this machine permit
 
 # Debian's own mirrors in one-line format; the suites by their code names
 # shellcheck disable=SC2016 # apt-get replaces $(...)
-sources=$(apt-get indextargets --format 'deb $(REPO_URI) $(CODENAME) $(COMPONENT)' 'Created-By: Packages' 'Origin: Debian' |
-  awk '$3 ~ /^bookworm/' | sort -u)
+sources=$(apt-get indextargets --format 'deb $(REPO_URI) $(CODENAME) $(COMPONENT)' 'Created-By: Packages' \
+  'Origin: Debian' | awk '$3 ~ /^bookworm/' | sort -u)
 mirror=$(awk '$3 == "bookworm" { print $2; exit }' <<<"$sources")
 [ -n "$mirror" ] || skip "apt has no lists of Debian 12"
 
@@ -66,12 +66,13 @@ make_old_version() {
   dpkg-deb -Zgzip -z1 -b "$old" "$work/packages/old" >/dev/null
 }
 
-# Makes the machine's file system. apt's cache in it holds the packages' dependencies, because the machine has no network.
+# Makes the machine's file system. apt's cache in it has the packages' dependencies: the machine has no network.
 # shellcheck disable=SC2016 # mmdebstrap gives $1 to the hooks
 make_machine() {
+  local download='apt-get install -y -qq --no-install-recommends --download-only /packages/*.deb'
   PACKAGES=$work/packages mmdebstrap --quiet --mode=root --variant=apt --include=systemd-sysv,dbus,iproute2 \
     --dpkgopt=force-unsafe-io --skip=cleanup/apt --customize-hook='cp -r "$PACKAGES" "$1/packages"' \
-    --customize-hook='chroot "$1" sh -c "apt-get install -y -qq --no-install-recommends --download-only /packages/*.deb"' \
+    --customize-hook='chroot "$1" sh -c '"'$download'" \
     bookworm "$work/root" - <<<"$sources" >"$work/bootstrap.log" 2>&1 || {
     cat "$work/bootstrap.log"
     return 1
@@ -122,10 +123,12 @@ reboot() {
 
 # Runs a command in the machine, in a session of its own: its signals do not reach this script.
 inside() {
-  setsid --wait nsenter --target "$leader" --all env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8 "$@" </dev/null
+  setsid --wait nsenter --target "$leader" --all \
+    env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8 "$@" </dev/null
 }
 
-run_checks() { inside /checks/checks.sh /packages "$1" | tee -a "$work/rows"; }
+status=0
+run_checks() { inside /checks/checks.sh /packages "$1" | tee -a "$work/rows" || status=$?; }
 
 if [ $# -eq 0 ]; then
   architecture=$(dpkg --print-architecture)
@@ -139,11 +142,10 @@ phase repack make_old_version
 phase bootstrap make_machine
 make_cgroups
 phase boot boot
-status=0
-phase checks run_checks before_reboot || status=$?
+phase checks run_checks before_reboot
 if [ "$status" -lt 2 ]; then
   phase reboot reboot
-  phase "checks after the reboot" run_checks after_reboot || status=$?
+  phase "checks after the reboot" run_checks after_reboot
 else
   echo "package: ended early, the other checks did not run"
 fi

@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # Checks the Debian packages in the machine that scripts/test_package.sh has booted. Runs there as root.
-# usage: checks.sh FOLDER before_reboot|after_reboot    FOLDER: the packages; FOLDER/old: version 0.9.0 of the daemon's package
-# Prints a line for each check: result, seconds, what is checked, figures or reason. Exit status: 1 a check failed, 2 the
-# packages cannot be installed, so that the other checks did not run.
+# usage: checks.sh FOLDER before_reboot|after_reboot
+#   FOLDER                         the packages; FOLDER/old has version 0.9.0 of the daemon's package
+#   before_reboot, after_reboot    the table of checks to run
+# Prints a line for each check: result, seconds, what is checked, figures or reason. Exit status: 1 a check failed,
+# 2 the packages cannot be installed, so that the other checks did not run.
 # The checks build on each other: the packages are installed, configured, used, upgraded and removed.
 set -uo pipefail
 
@@ -132,7 +134,10 @@ dds() {
 
 exposure() {
   for unit in "$service" "$web"; do
-    systemd-analyze security --no-pager --threshold=15 "$unit" >"$state/exposure" || { cat "$state/exposure"; return 1; }
+    systemd-analyze security --no-pager --threshold=15 "$unit" >"$state/exposure" || {
+      cat "$state/exposure"
+      return 1
+    }
     figure "$(sed -n 's/.*level for \(.*\): \([0-9.]*\) .*/\1 \2/p' "$state/exposure")"
   done
 }
@@ -242,11 +247,13 @@ boot() {
   start_peers
   wait_for 10 v2x_spat_ctl status
   fails systemctl is-active "$web"
-  figure "ready $(ready_after "$(systemctl show --property UserspaceTimestampMonotonic --value)") ms after the first process"
+  local begin
+  begin=$(systemctl show --property UserspaceTimestampMonotonic --value)
+  figure "ready $(ready_after "$begin") ms after the first process"
 }
 
-# change_version PACKAGE VERSION COUNT APT_OPTION...: installs the package. The edited file must stay, and the file that is
-# not edited must be the one of the package. COUNT: 1 if the package's default files are those of version 0.9.0
+# change_version PACKAGE VERSION COUNT APT_OPTION...: installs the package. The edited file must stay, and the file that
+# is not edited must be the one of the package. COUNT: 1 if its default files are those of version 0.9.0, else 0
 change_version() {
   local before
   before=$(sha256sum "$config")
