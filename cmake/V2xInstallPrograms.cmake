@@ -40,25 +40,29 @@ v2x_install_conf(sysinfo.xml)
 
 # systemd reads these folders below /usr, below /usr/local, and the units also below /lib.
 set(V2X_UNIT_DIR lib/systemd/system CACHE PATH "Directory of the systemd units")
-foreach(row v2x-spat-convert.service:${V2X_UNIT_DIR} v2x-spat-web.service:${V2X_UNIT_DIR}
-    sysusers.conf:lib/sysusers.d tmpfiles.conf:lib/tmpfiles.d)
-  string(REPLACE ":" ";" row "${row}")
-  list(GET row 0 name)
-  list(GET row 1 folder)
-  configure_file(${CMAKE_SOURCE_DIR}/debian/systemd/${name}.in ${install_folder}/systemd/${name} @ONLY)
-  string(REGEX REPLACE "^(sysusers|tmpfiles)" "v2x-spat-convert" installed_name ${name})
-  install(FILES ${install_folder}/systemd/${name} DESTINATION ${folder} RENAME ${installed_name} COMPONENT daemon)
+set(systemd_folder ${install_folder}/systemd)
+foreach(name v2x-spat-convert.service v2x-spat-web.service sysusers.conf tmpfiles.conf)
+  configure_file(${CMAKE_SOURCE_DIR}/debian/systemd/${name}.in ${systemd_folder}/${name} @ONLY)
+endforeach()
+install(FILES ${systemd_folder}/v2x-spat-convert.service ${systemd_folder}/v2x-spat-web.service
+  DESTINATION ${V2X_UNIT_DIR} COMPONENT daemon)
+foreach(kind sysusers tmpfiles)
+  install(FILES ${systemd_folder}/${kind}.conf DESTINATION lib/${kind}.d RENAME v2x-spat-convert.conf COMPONENT daemon)
 endforeach()
 
-# bash loads a program's completion from the file with the name of the program. All programs share one file.
-set(completions ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
-foreach(program v2x_spat_convert v2x_spat_ctl v2x_logtool v2x_spat_sim v2x_msg)
-  set(component daemon)
-  if(program MATCHES "sim|msg")
-    set(component tools)
+# Sets `result` to the component of a program, or of the page NAME.SECTION.
+function(v2x_get_component name result)
+  set(${result} daemon PARENT_SCOPE)
+  if(name MATCHES "^v2x_(spat_sim|msg)")
+    set(${result} tools PARENT_SCOPE)
   endif()
-  install(FILES ${CMAKE_SOURCE_DIR}/debian/completion/v2x_spat_convert
-    DESTINATION ${completions} RENAME ${program} COMPONENT ${component})
+endfunction()
+
+# bash loads a program's completion from the file with the name of the program. All programs share one file.
+foreach(program v2x_spat_convert v2x_spat_ctl v2x_logtool v2x_spat_sim v2x_msg)
+  v2x_get_component(${program} component)
+  install(FILES ${CMAKE_SOURCE_DIR}/debian/completion/v2x_spat_convert RENAME ${program}
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT ${component})
 endforeach()
 
 find_program(V2X_SCDOC scdoc)
@@ -70,16 +74,14 @@ file(GLOB manuals CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/debian/man/*.scd)
 set(pages "")
 foreach(manual IN LISTS manuals)
   cmake_path(GET manual STEM LAST_ONLY page) # NAME.SECTION
-  string(REGEX REPLACE ".*\\." "" section ${page})
+  cmake_path(GET page EXTENSION LAST_ONLY section)
+  string(REPLACE "." "man" folder ${section})
   set(source ${install_folder}/man/${page}.scd)
+  set(output ${install_folder}/man/${page})
   configure_file(${manual} ${source} @ONLY)
-  add_custom_command(OUTPUT ${install_folder}/man/${page}
-    COMMAND ${V2X_SCDOC} < ${source} > ${install_folder}/man/${page} DEPENDS ${source} VERBATIM)
-  list(APPEND pages ${install_folder}/man/${page})
-  set(component daemon)
-  if(page MATCHES "sim|msg")
-    set(component tools)
-  endif()
-  install(FILES ${install_folder}/man/${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT ${component})
+  add_custom_command(OUTPUT ${output} COMMAND ${V2X_SCDOC} < ${source} > ${output} DEPENDS ${source} VERBATIM)
+  list(APPEND pages ${output})
+  v2x_get_component(${page} component)
+  install(FILES ${output} DESTINATION ${CMAKE_INSTALL_MANDIR}/${folder} COMPONENT ${component})
 endforeach()
 add_custom_target(v2x_manuals ALL DEPENDS ${pages})
