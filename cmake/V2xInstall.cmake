@@ -4,9 +4,9 @@
 #   codec    the message codec library with its headers, CMake package and pkg-config file
 
 # systemd makes the units' log and run-time directories below /var/log and /run, whatever the prefix is.
-set(CMAKE_INSTALL_SYSCONFDIR /etc CACHE PATH "Directory of the configuration's directory")
-set(CMAKE_INSTALL_LOCALSTATEDIR /var CACHE PATH "Directory of log/, which has the log's directory")
-set(CMAKE_INSTALL_RUNSTATEDIR /run CACHE PATH "Directory of the control socket's directory")
+set(CMAKE_INSTALL_SYSCONFDIR /etc CACHE PATH "Parent of the configuration directory")
+set(CMAKE_INSTALL_LOCALSTATEDIR /var CACHE PATH "Parent of log/")
+set(CMAKE_INSTALL_RUNSTATEDIR /run CACHE PATH "Parent of the control socket's directory")
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 set(V2X_CONF_DIR ${CMAKE_INSTALL_FULL_SYSCONFDIR}/v2x_spat_convert)

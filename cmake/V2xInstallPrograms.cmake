@@ -5,7 +5,8 @@ install(TARGETS v2x_spat_sim v2x_msg RUNTIME COMPONENT tools)
 install(FILES ${CMAKE_SOURCE_DIR}/tools/wireshark/v2x_spat.lua
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/wireshark/plugins COMPONENT tools)
 
-# v2x_install_conf(NAME [OLD NEW]...): installs conf/NAME with each text OLD, which must occur once, replaced by NEW
+# v2x_install_conf(NAME [OLD NEW]...): installs conf/NAME with each text OLD, which must occur once, replaced by NEW. Keeps a
+# file that exists.
 function(v2x_install_conf name)
   set(source ${CMAKE_SOURCE_DIR}/conf/${name})
   set_property(DIRECTORY ${CMAKE_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${source})
@@ -24,7 +25,9 @@ function(v2x_install_conf name)
     math(EXPR index "${index} + 2")
   endwhile()
   file(CONFIGURE OUTPUT ${install_folder}/conf/${name} CONTENT "${text}" @ONLY)
-  install(FILES ${install_folder}/conf/${name} DESTINATION ${V2X_CONF_DIR} COMPONENT daemon)
+  install(CODE "if(NOT EXISTS \"\$ENV{DESTDIR}${V2X_CONF_DIR}/${name}\")
+    file(INSTALL \"${install_folder}/conf/${name}\" DESTINATION \"${V2X_CONF_DIR}\")
+  endif()" COMPONENT daemon)
 endfunction()
 
 v2x_install_conf(v2x_spat_convert.cfg

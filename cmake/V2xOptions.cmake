@@ -5,8 +5,8 @@ option(V2X_FUZZ "Also build the fuzz targets for libFuzzer (clang only)" OFF)
 
 find_program(V2X_CCACHE ccache)
 if(V2X_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  # ccache caches files with precompiled headers only with pch_defines and time_macros. With the base directory, and with
-  # locale, builds of the same files in different folders share their objects, those of the Debian packages too.
+  # ccache caches files with precompiled headers only with the sloppiness pch_defines and time_macros. The base directory
+  # and the sloppiness locale let builds in different folders share objects, also with the build of the Debian packages.
   set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR}
     CCACHE_SLOPPINESS=pch_defines,time_macros,locale ${V2X_CCACHE})
   set(CMAKE_C_COMPILER_LAUNCHER ${CMAKE_CXX_COMPILER_LAUNCHER})

@@ -1,14 +1,20 @@
 #!/usr/bin/env bash
 # Builds the Debian packages of the last commit, checks them with lintian, and writes them to build/package/ARCH.
-# usage: package.sh [amd64|arm64]    default: the architecture of this machine
+# usage: package.sh [ARCH]    default: the architecture of this machine; on amd64 also arm64, a cross build
 # Two builds of one commit give identical packages.
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
 native=$(dpkg --print-architecture)
 arch=${1:-$native}
-packages=package
-[ "$arch" = "$native" ] || packages="cross-$arch"
+case $native,$arch in
+  "$arch,$native") packages=package ;;
+  amd64,arm64) packages=cross-arm64 ;;
+  *)
+    echo "usage: $0 [arm64]: this machine builds for $native, and on amd64 for arm64 too" >&2
+    exit 2
+    ;;
+esac
 "$root/scripts/setup.sh" "$packages"
 
 output=$root/build/package/$arch

@@ -9,12 +9,12 @@
 #   coverage     the packages of "all" and gcovr
 set -euo pipefail
 
-build_tools=(g++ cmake ninja-build pkg-config asn1c libcli11-dev)
+build_tools=(g++ cmake ninja-build pkg-config asn1c libcli11-dev scdoc)
 libraries=(
   libspdlog-dev libconfig-dev libsystemd-dev libcjson-dev libfastrtps-dev libfastcdr-dev
   libncurses-dev libpcap-dev libcpp-httplib-dev prometheus-cpp-dev
 )
-package_tools=(git build-essential debhelper lintian scdoc)
+package_tools=(git build-essential debhelper lintian)
 develop_packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   clang clang-format libclang-rt-14-dev

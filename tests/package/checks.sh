@@ -21,7 +21,7 @@ state=$(mktemp -d) # files of this program
 # shellcheck disable=SC2034
 before_reboot=(
   "install|apt installs the packages without a network"
-  "first_start|the service is enabled, runs as _v2x without capabilities, and its configuration has no problem"
+  "first_start|the service is enabled, runs as _v2x without capabilities; its configuration has no problem"
   "report|after an edit of the configuration, reports arrive as records"
   "status|v2x_spat_ctl status ends with 0 and shows the release"
   "dds|DDS on loop-back: the cloud gets the daemon's status, the daemon gets the cloud's"
@@ -108,6 +108,7 @@ first_start() {
   [ "$(stat -c %U:%G "$process")" = _v2x:_v2x ]
   grep -E '^CapBnd:\s0+$' "$process/status"
   grep -E '^NoNewPrivs:\s1$' "$process/status"
+  [ "$(awk '$2 == "(SPAT_Control)" { print $19 }' "$process"/task/*/stat)" = 10 ] # its nice value
   v2x_spat_ctl check
 }
 

@@ -209,7 +209,7 @@ void AddBugreport(CommandLine& commands) {
         "bugreport", "Pack versions, state, configuration, log and a capture of 10 s for a developer",
         "The archive contains the device id and IP addresses. A part that is not available is named in\n"
         "its file missing.txt. Example:\n"
-        "  v2x_spat_ctl bugreport -o unit.tar.gz --log /var/log/v2x_spat_convert/spat_conv.log\n"
+        "  v2x_spat_ctl bugreport -o unit.tar.gz\n"
         "Exit status: 0 on success, also without a daemon; 1 on a failure; 2 if the command line is wrong.",
         ctl::RunBugreport);
     command->add_option("-o,--output", options->output, "Archive to write (.tar.gz); - is standard output")

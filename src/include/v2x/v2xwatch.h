@@ -43,8 +43,8 @@ public:
     void WaitUntil(uint64_t time) { m_due.store(static_cast<int64_t>(time), std::memory_order_relaxed); }
 
     // Returns the names of the threads that are stuck at the monotonic time `now`, in microseconds. LIMIT starts with
-    // the first call that finds the thread at work, so that a pause of the whole process does not count. Call it at
-    // least every second, on one thread.
+    // the first call that finds the thread at work, so that a pause of the whole process usually does not count. Call
+    // it at least every second, on one thread.
     static std::vector<std::string> FindStuck(uint64_t now) {
         const std::lock_guard lock(s_mutex);
         std::vector<std::string> names;
@@ -74,8 +74,8 @@ private:
     // counts at once. No value but INT64_MAX is stored twice.
     std::atomic<int64_t> m_due{INT64_MAX};
     int64_t m_piece = 0;     // last negative number; for the watched thread
-    int64_t m_seenDue = 0;   // as found by the last IsStuck at which the thread worked
-    uint64_t m_seenTime = 0; // of the first IsStuck that found m_seenDue
+    int64_t m_seenDue = 0;   // m_due at the last call of IsStuck that found the thread at work
+    uint64_t m_seenTime = 0; // time of the first such call with this m_seenDue
     v2x_watchedThread* m_next = nullptr;
 
     // The list has no destructor, because threads run while the process exits.

@@ -103,12 +103,14 @@ void UpdateServiceStatus() {
     }
 }
 
-bool CheckThreads() {
-    return v2xspatconv_CheckThreads(v2xpub_GetMonotonicTime());
+bool g_isAnyStuck = false; // a thread makes no progress; main thread only
+
+void CheckThreads() {
+    g_isAnyStuck = !v2xspatconv_CheckThreads(v2xpub_GetMonotonicTime());
 }
 
 void FeedWatchdog() {
-    if (CheckThreads()) {
+    if (!g_isAnyStuck) {
         v2xspatconv_ServiceAlive();
     }
 }
@@ -141,7 +143,7 @@ void RunMainLoop() {
     const uint64_t start = v2xpub_GetMonotonicTime();
     const auto aliveInterval = uint64_t{1000} * static_cast<uint64_t>(v2xspatconv_ServiceInterval(ALIVE_MS));
     Job jobs[] = {
-        {SECOND, [] { CheckThreads(); }, start},
+        {SECOND, CheckThreads, start},
         {aliveInterval, FeedWatchdog, start},
         {5 * SECOND, tzset, start}, // rereads the time zone, which may change; localtime_r does not reread it
         {SECOND, UpdateCloudAvailable, start},
