@@ -241,7 +241,8 @@ TEST_F(Config, ReadsAsMuchAsTheRecordHolds) {
             pairs += (i > 1 ? ",(" : "(") + std::to_string(1 + i % 8) + "," + std::to_string(9 + i % 24) + ")";
         }
         const std::string table = "PhaseRelationship = {" + phases + "};";
-        const std::string devices = "LearnMachine = { OnlyFrom = [" + senders + "];" + table + " };" + table;
+        const std::string devices = "LearnMachine = { IsEnable = true; Ip = \"10.0.0.1\"; OnlyFrom = [" + senders +
+                                    "];" + table + " };" + table;
         ASSERT_EQ(load(devices + "Guard = { Conflicts = (" + pairs + "); }; Control = { Path = \"" + text('p', 107) +
                        "\"; };"),
                   0)
