@@ -12,7 +12,8 @@ install(FILES ${codec_source}/v2xapp_upercodec.h ${codec_source}/v2xapp_commonco
   DESTINATION ${headers} COMPONENT codec)
 install(FILES ${CMAKE_SOURCE_DIR}/src/include/v2x/v2xmsgset.h ${CMAKE_SOURCE_DIR}/src/include/v2x/v2xlog.h
   DESTINATION ${headers}/v2x COMPONENT codec)
-install(DIRECTORY ${msgset_folder}/generated/ DESTINATION ${headers}/msgset COMPONENT codec FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY ${msgset_folder}/generated/ DESTINATION ${headers}/msgset COMPONENT codec
+  FILES_MATCHING PATTERN "*.h")
 
 file(WRITE ${install_folder}/v2x_codec-config.cmake
   "include(CMakeFindDependencyMacro)\nfind_dependency(Threads)\nfind_dependency(spdlog)\n"

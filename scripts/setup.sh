@@ -3,8 +3,8 @@
 # usage: setup.sh [build|package|cross-arm64|all|coverage]
 #   build        the packages that building and running the programs needs
 #   package      the packages that building the Debian packages needs
-#   cross-arm64  the packages that building the Debian packages of arm64 on another architecture needs. They replace this
-#                architecture's prometheus-cpp-dev, which can be installed for one architecture only; "build" restores it
+#   cross-arm64  the packages that building the Debian packages of arm64 on another architecture needs. It replaces the
+#                native prometheus-cpp-dev, which can be installed for one architecture only; "build" restores it
 #   all          the packages for building, packaging, tests, benchmarks and fuzzing (default)
 #   coverage     the packages of "all" and gcovr
 set -euo pipefail
@@ -27,7 +27,9 @@ wanted=("${build_tools[@]}" "${libraries[@]}")
 case "${1:-all}" in
   build) ;;
   package) wanted+=("${package_tools[@]}") ;;
-  cross-arm64) wanted=("${build_tools[@]}" "${package_tools[@]}" crossbuild-essential-arm64 "${libraries[@]/%/:arm64}") ;;
+  cross-arm64)
+    wanted=("${build_tools[@]}" "${package_tools[@]}" crossbuild-essential-arm64 "${libraries[@]/%/:arm64}")
+    ;;
   all) wanted+=("${package_tools[@]}" "${develop_packages[@]}") ;;
   coverage) wanted+=("${package_tools[@]}" "${develop_packages[@]}" gcovr) ;;
   *)
