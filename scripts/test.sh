@@ -21,7 +21,8 @@ cases=0
 
 # build PRESET [CMAKE BUILD ARGUMENT]...: configures and builds the preset; prints the end of the log if that fails
 build() {
-  local log="build.log.$$" status=0
+  local log=build/build.log status=0
+  mkdir -p build
   { cmake --preset "$1" -DV2X_DEVELOP=ON && cmake --build --preset "$@"; } >"$log" 2>&1 || { tail -60 "$log"; status=1; }
   rm -f "$log"
   return $status
