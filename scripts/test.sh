@@ -77,7 +77,7 @@ for preset in "${presets[@]}"; do
   tests=(-LE fuzz)
   targets=()
   [ "$preset" = release ] && tests=(-LE module) && targets=(--target v2x_release_tests)
-  [ "$preset" = tsan ] && tests=(-L threads) && targets=(--target v2x_thread_tests)
+  [ "$preset" = tsan ] && tests=(-L threads -j4) && targets=(--target v2x_thread_tests)
   if build "$preset" "${targets[@]}"; then
     run_ctest "$preset" "${tests[@]}"
     [ "$preset" = asan ] && run_ctest asan -L fuzz -j7 # no fuzz target measures time
