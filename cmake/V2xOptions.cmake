@@ -7,8 +7,9 @@ find_program(V2X_CCACHE ccache)
 if(V2X_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   # ccache caches files with precompiled headers only with the sloppiness pch_defines and time_macros. The base directory
   # and the sloppiness locale let builds in different folders share objects, also with the build of the Debian packages.
+  # The depend mode saves a run of the preprocessor for each new object.
   set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR}
-    CCACHE_SLOPPINESS=pch_defines,time_macros,locale ${V2X_CCACHE})
+    CCACHE_DEPEND=1 CCACHE_SLOPPINESS=pch_defines,time_macros,locale ${V2X_CCACHE})
   set(CMAKE_C_COMPILER_LAUNCHER ${CMAKE_CXX_COMPILER_LAUNCHER})
 endif()
 

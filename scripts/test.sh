@@ -19,13 +19,28 @@ failed=0
 skipped=0
 cases=0
 
-# build PRESET [CMAKE BUILD ARGUMENT]...: configures and builds the preset; prints the end of the log if that fails
+# select_tests PRESET: sets targets, what to build, and tests, what to run
+select_tests() {
+  targets=()
+  tests=(-LE fuzz)
+  [ "$1" = release ] && tests=(-LE module) && targets=(--target v2x_release_tests)
+  [ "$1" = tsan ] && tests=(-L threads -j4) && targets=(--target v2x_thread_tests)
+}
+
+# build PRESET: configures and builds the preset; prints the end of the log if that fails
 build() {
-  local log=build/build.log status=0
+  local log=build/$1.log status=0
   mkdir -p build
-  { cmake --preset "$1" -DV2X_DEVELOP=ON && cmake --build --preset "$@"; } >"$log" 2>&1 || { tail -60 "$log"; status=1; }
+  select_tests "$1"
+  { cmake --preset "$1" -DV2X_DEVELOP=ON && nice cmake --build --preset "$1" "${targets[@]}"; } >"$log" 2>&1 ||
+    { tail -60 "$log"; status=1; }
   rm -f "$log"
   return $status
+}
+
+# start_build PRESET: builds the preset in the background. Does nothing for "package" or an empty name
+start_build() {
+  [ -z "$1" ] || [ "$1" = package ] || build "$1" &
 }
 
 # run_ctest PRESET [CTEST ARGUMENT]...: runs the tests and adds their results to the counters above
@@ -68,17 +83,17 @@ if find src tools tests bench fuzz \( -name '*.cpp' -o -name '*.h' -o -name '*.c
 else
   failed=$((failed + 1))
 fi
-for preset in "${presets[@]}"; do
+start_build "${presets[0]}"
+for i in "${!presets[@]}"; do
+  preset=${presets[i]}
   echo "== $preset"
+  wait $!
+  built=$?
+  start_build "${presets[i + 1]:-}" # most tests wait most of the time
   if [ "$preset" = package ]; then
     run_package_test
-    continue
-  fi
-  tests=(-LE fuzz)
-  targets=()
-  [ "$preset" = release ] && tests=(-LE module) && targets=(--target v2x_release_tests)
-  [ "$preset" = tsan ] && tests=(-L threads -j4) && targets=(--target v2x_thread_tests)
-  if build "$preset" "${targets[@]}"; then
+  elif [ "$built" -eq 0 ]; then
+    select_tests "$preset"
     run_ctest "$preset" "${tests[@]}"
     [ "$preset" = asan ] && run_ctest asan -L fuzz -j7 # no fuzz target measures time
   else
