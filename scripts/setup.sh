@@ -17,7 +17,7 @@ libraries=(
 package_tools=(git build-essential debhelper lintian)
 develop_packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
-  clang clang-format libclang-rt-14-dev
+  ccache clang clang-format libclang-rt-14-dev
   cyclonedds-dev cyclonedds-tools faketime iproute2 python3
   chromium tshark prometheus tcpdump
   man-db groff-base mmdebstrap arch-test systemd-container procps
