@@ -6,8 +6,8 @@
 
 #include "codec.h"
 #include "common/hex.h"
+#include "describe.h"
 #include "document_source.h"
-#include "spat_table.h"
 
 namespace msg {
 namespace {
@@ -73,44 +73,6 @@ bool ForEachFrame(const FrameSource& frames, Show show) {
         }
     }
     return report.Finish();
-}
-
-std::string FormatCount(long count) {
-    return "msgCnt " + std::to_string(count);
-}
-
-struct MessageKind {
-    MessageFrame_PR present;
-    const char* name;
-    std::string (*describe)(const MessageFrame_t& message); // returns the text after type and size
-};
-
-const MessageKind KINDS[] = {
-    {MessageFrame_PR_NOTHING, "message of a newer edition", [](const MessageFrame_t&) { return std::string(); }},
-    {MessageFrame_PR_bsmFrame, "BSM", [](const MessageFrame_t& m) { return FormatCount(m.choice.bsmFrame.msgCnt); }},
-    {MessageFrame_PR_mapFrame, "MAP", [](const MessageFrame_t& m) { return FormatCount(m.choice.mapFrame.msgCnt); }},
-    {MessageFrame_PR_rsmFrame, "RSM", [](const MessageFrame_t& m) { return FormatCount(m.choice.rsmFrame.msgCnt); }},
-    {MessageFrame_PR_spatFrame, "SPAT",
-     [](const MessageFrame_t& m) {
-         return FormatCount(m.choice.spatFrame.msgCnt) + "\n" + FormatSpat(m.choice.spatFrame);
-     }},
-    {MessageFrame_PR_rsiFrame, "RSI", [](const MessageFrame_t& m) { return FormatCount(m.choice.rsiFrame.msgCnt); }},
-    {MessageFrame_PR_msgFrameExt, "extension",
-     [](const MessageFrame_t& m) {
-         const MessageFrameExt_t& extension = m.choice.msgFrameExt;
-         return "messageId " + std::to_string(extension.messageId) + ", value of " +
-                std::to_string(extension.value.size) + " bytes";
-     }},
-};
-
-static_assert(std::size(KINDS) == MessageFrame_PR_msgFrameExt + 1);
-
-std::string Describe(const MessageFrame_t& message, size_t size) {
-    const MessageKind* const kind = std::ranges::find(KINDS, message.present, &MessageKind::present);
-    std::string text = std::string(kind->name) + ", " + std::to_string(size) + " bytes";
-    const std::string more = kind->describe(message);
-    text += more.empty() ? "" : ", " + more;
-    return text.ends_with('\n') ? text : text + "\n";
 }
 
 // Encodes one document. Reports the problems of an invalid document and returns an empty vector. `name` is the input.
