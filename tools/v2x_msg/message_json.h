@@ -8,8 +8,8 @@
 
 namespace msg {
 
-// Appends the message as one line of JSON without a line end: {"spatFrame":{...}}. The text is valid UTF-8. Never fails.
-// An alternative of a newer edition appears as an empty object.
+// Appends the message as one line of JSON without a line end: {"spatFrame":{...}}. The text is valid UTF-8. Never
+// fails. An alternative of a newer edition appears as an empty object.
 void AppendJson(const MessageFrame_t& message, std::string& text);
 
 // Decodes one line of JSON: a message as AppendJson writes it, or an object with the members "packet", "time" and
