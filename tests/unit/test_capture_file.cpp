@@ -78,7 +78,7 @@ TEST_F(CaptureFile, NamesTheFileInEachError) {
     }
     const std::string missing = m_folder.path() + "/missing";
     EXPECT_THAT([&] { ReadCapture(missing, {}); },
-                ThrowsMessage<std::runtime_error>(missing + ": No such file or directory"));
+                ThrowsMessage<std::runtime_error>(missing + ": cannot be opened: No such file or directory"));
 }
 
 PacketKind parse(int linkType, const Bytes& packet) {

@@ -1,6 +1,7 @@
 #include "common/capture_file.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cinttypes>
 #include <cstdio>
 #include <iterator>
@@ -22,6 +23,16 @@ uint64_t ToMicroseconds(const timeval& time) {
     const auto seconds = static_cast<uint64_t>(std::clamp<time_t>(time.tv_sec, 0, LAST_SECOND));
     const auto rest = static_cast<uint64_t>(std::clamp<suseconds_t>(time.tv_usec, 0, MICROSECONDS - 1));
     return seconds * MICROSECONDS + rest;
+}
+
+// Read function of fopencookie. The stream must not throw into libpcap.
+ssize_t ReadInput(void* input, char* bytes, size_t size) {
+    try {
+        return static_cast<ssize_t>(static_cast<InputFile*>(input)->Read(bytes, size));
+    } catch (const std::runtime_error&) {
+        errno = EIO;
+        return -1;
+    }
 }
 
 } // namespace
@@ -52,39 +63,51 @@ void CaptureWriter::Flush() {
     }
 }
 
-CaptureCounts ReadCapture(const std::string& path, const std::function<void(const Datagram& datagram)>& visit) {
-    const std::string name = path == "-" ? "standard input" : path;
+CaptureReader::CaptureReader(InputFile& input) : m_name(input.Name()) {
+    FILE* const file = fopencookie(&input, "r", {ReadInput, nullptr, nullptr, nullptr});
     char error[PCAP_ERRBUF_SIZE] = "";
-    const std::unique_ptr<pcap_t, decltype(&pcap_close)> capture(pcap_open_offline(path.c_str(), error), pcap_close);
-    if (capture == nullptr) {
-        const std::string reason = error;
-        throw std::runtime_error(reason.starts_with(path) ? reason : name + ": " + reason);
+    m_capture.reset(file != nullptr ? pcap_fopen_offline(file, error) : nullptr);
+    if (m_capture == nullptr) {
+        if (file != nullptr) {
+            std::fclose(file);
+        }
+        throw std::runtime_error(m_name + ": " + error);
     }
-    const int linkType = pcap_datalink(capture.get());
-    if (!IsLinkTypeKnown(linkType)) {
-        throw std::runtime_error(FormatText("%s: link type %d is not supported", name.c_str(), linkType));
+    m_linkType = pcap_datalink(m_capture.get());
+    if (!IsLinkTypeKnown(m_linkType)) {
+        throw std::runtime_error(FormatText("%s: link type %d is not supported", m_name.c_str(), m_linkType));
     }
-    CaptureCounts counts{};
+}
+
+bool CaptureReader::Next(Datagram& datagram) {
     pcap_pkthdr* head = nullptr;
     const u_char* bytes = nullptr;
     int result = 0;
-    while ((result = pcap_next_ex(capture.get(), &head, &bytes)) == 1) {
-        Datagram datagram;
-        const PacketKind kind = ParsePacket(linkType, {bytes, head->caplen}, datagram);
-        ++counts[static_cast<size_t>(kind)];
+    while ((result = pcap_next_ex(m_capture.get(), &head, &bytes)) == 1) {
+        const PacketKind kind = ParsePacket(m_linkType, {bytes, head->caplen}, datagram);
+        ++m_counts[static_cast<size_t>(kind)];
         if (kind == PacketKind::datagram) {
             datagram.time = ToMicroseconds(head->ts);
-            visit(datagram);
+            return true;
         }
     }
-    if (result == PCAP_ERROR) {
-        const std::string reason = name + ": " + pcap_geterr(capture.get());
-        if (counts == CaptureCounts{}) {
-            throw std::runtime_error(reason);
-        }
-        std::fprintf(stderr, "%s; the packets before are used\n", reason.c_str());
+    m_problem = result == PCAP_ERROR ? m_name + ": " + pcap_geterr(m_capture.get()) : "";
+    return false;
+}
+
+CaptureCounts ReadCapture(const std::string& path, const std::function<void(const Datagram& datagram)>& visit) {
+    InputFile input(path);
+    CaptureReader reader(input);
+    for (Datagram datagram; reader.Next(datagram);) {
+        visit(datagram);
     }
-    return counts;
+    if (!reader.Problem().empty()) {
+        if (reader.Counts() == CaptureCounts{}) {
+            throw std::runtime_error(reader.Problem());
+        }
+        std::fprintf(stderr, "%s; the packets before are used\n", reader.Problem().c_str());
+    }
+    return reader.Counts();
 }
 
 std::string DescribeIgnored(const CaptureCounts& counts) {

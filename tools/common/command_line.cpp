@@ -4,10 +4,27 @@
 #include <cstdio>
 #include <exception>
 #include <stdexcept>
+#include <vector>
 
 #include "common/text.h"
 
 namespace tools {
+namespace {
+
+// Describes why the command line is invalid.
+std::string DescribeError(const CLI::App& app, const CLI::Error& error) {
+    const std::vector<std::string> rest = app.remaining();
+    if (!app.get_subcommands().empty() || rest.empty() || rest.front().starts_with('-')) {
+        return error.what();
+    }
+    std::string text = "unknown subcommand '" + rest.front() + "'; the subcommands are:";
+    for (const CLI::App* const command : app.get_subcommands([](const CLI::App*) { return true; })) {
+        text += " " + command->get_name();
+    }
+    return text;
+}
+
+} // namespace
 
 CLI::Validator NumberInRange(double min, double max) {
     const auto check = [min, max](const std::string& text) {
@@ -42,8 +59,9 @@ int RunTool(CLI::App& app, const char* program, int argc, char** argv, const std
     try {
         app.set_version_flag("--version", FormatText("%s %s", program, V2X_VERSION));
         app.require_subcommand(1);
-        app.failure_message([program](const CLI::App*, const CLI::Error& error) {
-            return FormatText("%s: %s\nRun with --help for more information.\n", program, error.what());
+        app.failure_message([program](const CLI::App* failed, const CLI::Error& error) {
+            return FormatText("%s: %s\nRun with --help for more information.\n", program,
+                              DescribeError(*failed, error).c_str());
         });
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

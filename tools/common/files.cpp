@@ -6,7 +6,9 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <poll.h>
 #include <stdexcept>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 
@@ -14,6 +16,16 @@ namespace tools {
 namespace {
 
 constexpr const char* STANDARD = "-";
+constexpr size_t BLOCK_SIZE = 65536;
+
+// Returns true if the path names an existing file; fills `status`. `standard` is the file of the path "-".
+bool GetStatus(const std::string& path, int standard, struct stat& status) {
+    return (path == STANDARD ? fstat(standard, &status) : stat(path.c_str(), &status)) == 0;
+}
+
+bool IsSameFile(const struct stat& left, const struct stat& right) {
+    return S_ISREG(left.st_mode) && left.st_dev == right.st_dev && left.st_ino == right.st_ino;
+}
 
 } // namespace
 
@@ -56,24 +68,42 @@ InputFile::~InputFile() {
     close(m_file);
 }
 
-bool InputFile::IsSameFile(const struct stat& other) const {
-    struct stat own {};
-    return S_ISREG(other.st_mode) && fstat(m_file, &own) == 0 && own.st_dev == other.st_dev &&
-           own.st_ino == other.st_ino;
+void InputFile::Fill() {
+    if (m_isEnded) {
+        return;
+    }
+    std::copy(m_rest.begin(), m_rest.end(), m_buffer.begin());
+    m_rest = {m_buffer.data(), m_rest.size()};
+    pollfd readiness{m_file, POLLIN, 0};
+    if (m_output != nullptr && poll(&readiness, 1, 0) == 0) {
+        m_output->Flush();
+    }
+    ssize_t size = 0;
+    do {
+        size = read(m_file, m_buffer.data() + m_rest.size(), m_buffer.size() - m_rest.size());
+    } while (size < 0 && errno == EINTR);
+    if (size < 0) {
+        ThrowFileError(m_name, "read");
+    }
+    m_rest = {m_buffer.data(), m_rest.size() + static_cast<size_t>(size)};
+    m_isEnded = size == 0;
+}
+
+std::string_view InputFile::Peek(size_t size) {
+    while (m_rest.size() < size && !m_isEnded) {
+        Fill();
+    }
+    return m_rest;
+}
+
+size_t InputFile::Read(char* bytes, size_t size) {
+    const size_t copied = Peek(1).copy(bytes, size);
+    m_rest.remove_prefix(copied);
+    return copied;
 }
 
 std::string_view InputFile::ReadBlock() {
-    if (m_rest.empty() && !m_isEnded) {
-        ssize_t size = 0;
-        do {
-            size = read(m_file, m_buffer.data(), m_buffer.size());
-        } while (size < 0 && errno == EINTR);
-        if (size < 0) {
-            ThrowFileError(m_name, "read");
-        }
-        m_rest = {m_buffer.data(), static_cast<size_t>(size)};
-        m_isEnded = size == 0;
-    }
+    Peek(1);
     return std::exchange(m_rest, {});
 }
 
@@ -92,12 +122,15 @@ bool InputFile::ReadLine(std::string& line) {
     return hasLine;
 }
 
-OutputFile::OutputFile(const std::string& path, const InputFile* input)
+OutputFile::OutputFile(const std::string& path, std::span<const std::string> inputs)
     : m_name(path == STANDARD ? "standard output" : path) {
     struct stat old {};
-    const bool exists = (path == STANDARD ? fstat(STDOUT_FILENO, &old) : stat(path.c_str(), &old)) == 0;
-    if (exists && input != nullptr && input->IsSameFile(old)) {
-        throw std::runtime_error(m_name + ": cannot be written: it is the input file");
+    const bool exists = GetStatus(path, STDOUT_FILENO, old);
+    for (const std::string& input : inputs) {
+        struct stat status {};
+        if (exists && GetStatus(input, STDIN_FILENO, status) && IsSameFile(old, status)) {
+            throw std::runtime_error(m_name + ": cannot be written: it is the input file");
+        }
     }
     if (path == STANDARD) {
         m_file = dup(STDOUT_FILENO);
@@ -116,6 +149,7 @@ OutputFile::OutputFile(const std::string& path, const InputFile* input)
         [[maybe_unused]] const int result = fchown(m_file, old.st_uid, old.st_gid);
         fchmod(m_file, old.st_mode & 07777);
     }
+    m_isTerminal = isatty(m_file) == 1;
 }
 
 OutputFile::~OutputFile() {
@@ -128,7 +162,14 @@ OutputFile::~OutputFile() {
 }
 
 void OutputFile::Write(std::string_view text) {
-    while (!text.empty()) {
+    m_buffer += text;
+    if (m_isTerminal || m_buffer.size() >= BLOCK_SIZE) {
+        Flush();
+    }
+}
+
+void OutputFile::Flush() {
+    for (std::string_view text = m_buffer; !text.empty();) {
         const ssize_t written = write(m_file, text.data(), text.size());
         if (written >= 0) {
             text.remove_prefix(static_cast<size_t>(written));
@@ -136,9 +177,11 @@ void OutputFile::Write(std::string_view text) {
             ThrowFileError(m_name, "written");
         }
     }
+    m_buffer.clear();
 }
 
 void OutputFile::Commit() {
+    Flush();
     const bool isClosed = close(std::exchange(m_file, -1)) == 0; // some file systems report a full disk only in close()
     if (!isClosed || (!m_temporary.empty() && std::rename(m_temporary.c_str(), m_target.c_str()) != 0)) {
         ThrowFileError(m_name, "written");

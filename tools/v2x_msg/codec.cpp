@@ -96,30 +96,39 @@ void MessageDeleter::operator()(MessageFrame_t* message) const {
     ASN_STRUCT_FREE(asn_DEF_MessageFrame, message);
 }
 
-Decoded DecodeFrame(std::span<const uint8_t> frame) {
+Decoded DecodeFirst(std::span<const uint8_t> bytes, size_t& size) {
     void* value = nullptr;
     const asn_dec_rval_t result =
-        asn_decode(nullptr, ATS_UNALIGNED_CANONICAL_PER, &asn_DEF_MessageFrame, &value, frame.data(), frame.size());
-    Decoded decoded{Message(static_cast<MessageFrame_t*>(value)), {}};
-    if (result.code != RC_OK) {
+        asn_decode(nullptr, ATS_UNALIGNED_CANONICAL_PER, &asn_DEF_MessageFrame, &value, bytes.data(), bytes.size());
+    Decoded decoded{Message(static_cast<MessageFrame_t*>(value)), {}, {}, {}};
+    if (result.code == RC_OK) {
+        size = result.consumed;
+        CheckConstraints(decoded);
+    } else {
+        size = bytes.size();
         decoded.message.reset();
-        decoded.problems.push_back(FindProblem(frame));
-        return decoded;
+        decoded.problems.push_back(FindProblem(bytes));
     }
-    if (result.consumed < frame.size()) {
-        const size_t rest = frame.size() - result.consumed;
-        decoded.problems.push_back(
-            {result.consumed, std::to_string(rest) + (rest == 1 ? " byte" : " bytes") + " left over after the frame"});
-    }
-    CheckConstraints(decoded);
     return decoded;
 }
 
-Decoded DecodeXer(std::string_view document) {
+Decoded DecodeFrame(std::span<const uint8_t> frame) {
+    size_t size = 0;
+    Decoded decoded = DecodeFirst(frame, size);
+    if (size < frame.size()) {
+        const size_t rest = frame.size() - size;
+        decoded.problems.insert(
+            decoded.problems.begin(),
+            {size, std::to_string(rest) + (rest == 1 ? " byte" : " bytes") + " left over after the frame"});
+    }
+    return decoded;
+}
+
+Decoded DecodeXer(std::string_view document, Unknown) {
     void* value = nullptr;
     const asn_dec_rval_t result =
         asn_decode(nullptr, ATS_BASIC_XER, &asn_DEF_MessageFrame, &value, document.data(), document.size());
-    Decoded decoded{Message(static_cast<MessageFrame_t*>(value)), {}};
+    Decoded decoded{Message(static_cast<MessageFrame_t*>(value)), {}, {}, {}};
     const size_t stopped = SkipSpace(document, std::min(result.consumed, document.size()));
     if (result.code == RC_OK && stopped == document.size()) {
         CheckConstraints(decoded);

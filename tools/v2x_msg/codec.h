@@ -29,13 +29,21 @@ struct Decoded {
     Message message; // null if decoding failed
     // A decoded message can also have problems: bytes after its end, or a value outside its constraint.
     std::vector<Problem> problems;
+    std::vector<std::string> notes;
+    std::vector<size_t> noteOffsets;
 };
+enum class Unknown { refuse, skip };
 
 // Decodes one frame in UPER. The offset of a problem is the byte at which decoding stopped.
 Decoded DecodeFrame(std::span<const uint8_t> frame);
 
+// Decodes the frame at the start of the bytes, which may continue after it, and sets `size` to its size in bytes. If
+// decoding fails, sets `size` to the number of all bytes; the problem's offset is this number if the frame needs more
+// bytes.
+Decoded DecodeFirst(std::span<const uint8_t> bytes, size_t& size);
+
 // Decodes one document in XER. Only white space may precede or follow the document.
-Decoded DecodeXer(std::string_view document);
+Decoded DecodeXer(std::string_view document, Unknown unknown);
 
 // Encodes the message in basic XER. Returns an empty string if encoding fails, and sets `failedType` to the name of the
 // type. Encoding fails for an alternative of a newer edition: the alternative has no name in XER.

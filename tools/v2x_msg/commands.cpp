@@ -1,93 +1,134 @@
 #include "commands.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <span>
 
-#include "codec.h"
 #include "common/hex.h"
-#include "describe.h"
 #include "document_source.h"
+#include "message_json.h"
+#include "summary.h"
 
 namespace msg {
 namespace {
 
-// Counts frames or documents, and writes their errors to standard error.
-class Report {
+// ---- decode and info
+
+// Returns the place of a frame from a capture or from the middle of an input of bytes; otherwise an empty text.
+std::string FormatPlace(const Frame& frame) {
+    if (frame.packet != 0) {
+        return "packet " + std::to_string(frame.packet) + ", " + FormatTime(frame.time);
+    }
+    return frame.offset != 0 ? "byte " + std::to_string(frame.offset) : "";
+}
+
+// The functions Show... append a frame that has a message to `text`.
+
+void ShowXer(const Frame& frame, Report& report, std::string& text) {
+    std::string failedType;
+    const std::string xer = EncodeXer(*frame.decoded.message, failedType);
+    if (xer.empty()) {
+        report.Error(frame.where, {Problem::UNKNOWN_OFFSET, failedType + ": cannot be shown as XER"});
+    } else if (frame.packet != 0) {
+        text += "<!-- " + FormatPlace(frame) + " -->\n";
+    }
+    text += xer;
+}
+
+void ShowJson(const Frame& frame, Report& /*report*/, std::string& text) {
+    if (frame.packet != 0) {
+        text += "{\"packet\":" + std::to_string(frame.packet) + ",\"time\":\"" + FormatTime(frame.time) +
+                "\",\"MessageFrame\":";
+    }
+    AppendJson(*frame.decoded.message, text);
+    text += frame.packet != 0 ? "}\n" : "\n";
+}
+
+void ShowTable(const Frame& frame, Report& /*report*/, std::string& text) {
+    const std::string place = FormatPlace(frame);
+    text += place + (place.empty() ? "" : ": ") + Describe(*frame.decoded.message, frame.size);
+    for (const std::string& note : frame.decoded.notes) {
+        text += "newer edition: " + note + "\n";
+    }
+}
+
+// Shows or counts each frame, and reports its problems.
+class FrameViewer {
 public:
-    // `noun` is "frame" or "document".
-    explicit Report(std::string noun) : m_noun(std::move(noun)) {}
+    FrameViewer(const FrameOptions& options, Report& report, tools::OutputFile& output)
+        : m_options(options), m_report(report), m_output(output) {}
 
-    // Call this for each frame or document, before Error.
-    void Begin() {
-        ++m_count;
-        m_isBad = false;
-    }
-    std::string Title() const { return m_noun + " " + std::to_string(m_count); }
-
-    void Error(const std::string& where, const std::string& reason) {
-        m_bad += m_isBad ? 0 : 1;
-        m_isBad = true;
-        PrintError(where + ": " + Title() + ": " + reason);
-    }
-    void Error(const std::string& where, const Problem& problem) {
-        const bool isKnown = problem.offset != Problem::UNKNOWN_OFFSET;
-        Error(where, (isKnown ? "byte " + std::to_string(problem.offset) + ": " : "") + problem.text);
-    }
-
-    // Writes the totals. Returns true if there was at least one frame or document and all were good.
-    bool Finish() const {
-        if (m_count == 0) {
-            PrintError("no " + m_noun + " in the input");
-        } else if (m_bad != 0 && m_count > 1) {
-            PrintError(std::to_string(m_count) + " " + m_noun + "s, " + std::to_string(m_bad) + " bad");
+    void Visit(const Frame& frame) {
+        m_report.Begin();
+        for (const Problem& problem : frame.decoded.problems) {
+            m_report.Error(frame.where, problem);
         }
-        return m_count != 0 && m_bad == 0;
+        if (frame.decoded.message == nullptr || !IsChosen(*frame.decoded.message)) {
+            return;
+        }
+        if (m_options.view == View::xer || m_options.view == View::json) {
+            for (const std::string& note : frame.decoded.notes) {
+                m_report.Note(frame.where, "newer edition: " + note);
+            }
+        }
+        if (m_options.view == View::summary) {
+            m_summary.Add(frame);
+        } else {
+            Show(frame);
+        }
+    }
+
+    void Finish() {
+        if (m_options.view == View::summary) {
+            m_output.Write(m_summary.Format(m_report.CountBad()));
+        }
     }
 
 private:
-    static void PrintError(const std::string& line) { std::fprintf(stderr, "%s: %s\n", PROGRAM, line.c_str()); }
+    bool IsChosen(const MessageFrame_t& message) const {
+        return m_options.kinds.empty() ||
+               std::ranges::find(m_options.kinds, &FindKind(message)) != m_options.kinds.end();
+    }
 
-    std::string m_noun;
-    size_t m_count = 0;
-    size_t m_bad = 0;
-    bool m_isBad = false; // the current frame or document has an error
+    void Show(const Frame& frame) {
+        const auto show = m_options.view == View::xer ? ShowXer : m_options.view == View::json ? ShowJson : ShowTable;
+        m_text.clear();
+        show(frame, m_report, m_text);
+        m_output.Write(m_text);
+    }
+
+    const FrameOptions& m_options;
+    Report& m_report;
+    tools::OutputFile& m_output;
+    Summary m_summary;
+    std::string m_text;
 };
 
-// Decodes each frame and reports its problems. Calls `show` with each decoded message. Returns the result of Finish.
-template <typename Show>
-bool ForEachFrame(const FrameSource& frames, Show show) {
-    Report report("frame");
-    for (Frame frame; frames(frame);) {
-        report.Begin();
-        if (!frame.problem.empty()) {
-            report.Error(frame.where, frame.problem);
-            continue;
-        }
-        const Decoded decoded = DecodeFrame(frame.bytes);
-        for (const Problem& problem : decoded.problems) {
-            report.Error(frame.where, problem);
-        }
-        if (decoded.message != nullptr) {
-            show(report, frame, *decoded.message);
-        }
+void ReadFrames(tools::InputFile& input, InputKind kind, const FrameOptions& options, Report& report,
+                const FrameVisitor& visit) {
+    if (kind != InputKind::capture) {
+        const auto read = options.isRaw ? ReadBytes : options.isOne ? ReadAllLines : ReadLines;
+        read(input, visit);
+        return;
     }
-    return report.Finish();
+    const CaptureResult result = ReadCapture(input, options.datagrams, visit);
+    if (!result.ignored.empty()) {
+        report.InputNote(input.Name() + ": " + result.ignored);
+    }
+    if (!result.error.empty()) {
+        report.InputError(result.error);
+    }
 }
 
-// Encodes one document. Reports the problems of an invalid document and returns an empty vector. `name` is the input.
-std::vector<uint8_t> EncodeDocument(const Document& document, const std::string& name, Report& report) {
-    const auto formatPosition = [&](size_t offset) {
-        const auto before = std::string_view(document.text).substr(0, offset);
-        return name + ":" + std::to_string(document.line + static_cast<size_t>(std::ranges::count(before, '\n')));
-    };
-    if (document.isTooLong) {
-        report.Error(formatPosition(0), "longer than " + std::to_string(MAX_DOCUMENT) + " bytes");
-        return {};
+// ---- encode
+
+// Encodes one document. Reports the problems of an invalid document and returns an empty vector. `formatPlace` returns
+// the input and line of an offset in the document.
+template <typename FormatPlace>
+std::vector<uint8_t> EncodeDocument(const Decoded& decoded, Report& report, FormatPlace formatPlace) {
+    for (const std::string& note : decoded.notes) {
+        report.Note(formatPlace(0), "skipped: " + note);
     }
-    const Decoded decoded = DecodeXer(document.text);
     for (const Problem& problem : decoded.problems) {
-        report.Error(formatPosition(problem.offset == Problem::UNKNOWN_OFFSET ? 0 : problem.offset), problem);
+        report.Error(formatPlace(problem.offset == Problem::UNKNOWN_OFFSET ? 0 : problem.offset), problem);
     }
     if (!decoded.problems.empty()) {
         return {};
@@ -95,42 +136,75 @@ std::vector<uint8_t> EncodeDocument(const Document& document, const std::string&
     std::string failedType;
     std::vector<uint8_t> frame = EncodeFrame(*decoded.message, failedType);
     if (frame.empty()) {
-        report.Error(formatPosition(0), failedType + ": cannot be encoded");
+        report.Error(formatPlace(0), {Problem::UNKNOWN_OFFSET, failedType + ": cannot be encoded"});
     }
     return frame;
 }
 
-} // namespace
-
-bool DecodeAll(const FrameSource& frames, tools::OutputFile& output) {
-    return ForEachFrame(frames, [&](Report& report, const Frame& frame, const MessageFrame_t& message) {
-        std::string failedType;
-        const std::string xer = EncodeXer(message, failedType);
-        if (xer.empty()) {
-            report.Error(frame.where, failedType + ": cannot be shown as XER");
-        }
-        output.Write(xer);
-    });
+Decoded MakeTooLong(size_t maxSize, const char* units) {
+    Decoded decoded;
+    decoded.problems.push_back({Problem::UNKNOWN_OFFSET, "longer than " + std::to_string(maxSize) + " " + units});
+    return decoded;
 }
 
-bool DescribeAll(const FrameSource& frames, tools::OutputFile& output) {
-    return ForEachFrame(frames, [&](const Report& report, const Frame& frame, const MessageFrame_t& message) {
-        output.Write(report.Title() + ": " + Describe(message, frame.bytes.size()));
-    });
-}
+using FrameWriter = std::function<void(const std::vector<uint8_t>& frame)>;
 
-bool EncodeAll(tools::InputFile& input, FrameForm form, tools::OutputFile& output) {
-    Report report("document");
+void EncodeXerDocuments(tools::InputFile& input, Unknown unknown, Report& report, const FrameWriter& write) {
     DocumentSource documents(input);
     for (Document document; documents.Next(document);) {
         report.Begin();
-        const std::vector<uint8_t> frame = EncodeDocument(document, input.Name(), report);
-        if (form == FrameForm::raw) {
+        const Decoded decoded =
+            document.isTooLong ? MakeTooLong(MAX_DOCUMENT, "bytes") : DecodeXer(document.text, unknown);
+        write(EncodeDocument(decoded, report, [&](size_t offset) {
+            const auto before = std::string_view(document.text).substr(0, offset);
+            const auto lines = static_cast<size_t>(std::ranges::count(before, '\n'));
+            return input.Name() + ":" + std::to_string(document.line + lines);
+        }));
+    }
+}
+
+void EncodeJsonLines(tools::InputFile& input, Report& report, const FrameWriter& write) {
+    std::string line;
+    for (size_t number = 1; input.ReadLine(line); ++number) {
+        if (line.find_first_not_of(" \t\r") == line.npos) {
+            continue;
+        }
+        report.Begin();
+        const bool isTooLong = line.size() > tools::InputFile::MAX_LINE;
+        const Decoded decoded = isTooLong ? MakeTooLong(tools::InputFile::MAX_LINE, "bytes") : DecodeJson(line);
+        write(EncodeDocument(decoded, report,
+                             [&](size_t /*offset*/) { return input.Name() + ":" + std::to_string(number); }));
+    }
+}
+
+} // namespace
+
+bool ShowFrames(const FrameOptions& options, tools::OutputFile& output) {
+    Report report("frame", output);
+    FrameViewer viewer(options, report, output);
+    const FrameVisitor visit = [&](const Frame& frame) { viewer.Visit(frame); };
+    if (!options.arguments.hex.empty()) {
+        ReadArgument(options.arguments.hex, visit);
+    }
+    ForEachInput(options.arguments.paths, options.isRaw ? Wanted::rawFrames : Wanted::frames, report, output,
+                 [&](tools::InputFile& input, InputKind kind) { ReadFrames(input, kind, options, report, visit); });
+    viewer.Finish();
+    return report.Finish();
+}
+
+bool EncodeDocuments(const EncodeOptions& options, tools::OutputFile& output) {
+    Report report("document", output);
+    const FrameWriter write = [&](const std::vector<uint8_t>& frame) {
+        if (options.isRaw) {
             output.Write({reinterpret_cast<const char*>(frame.data()), frame.size()});
         } else if (!frame.empty()) {
             output.Write(tools::ToHex(frame) + "\n");
         }
-    }
+    };
+    ForEachInput(options.paths, Wanted::documents, report, output, [&](tools::InputFile& input, InputKind kind) {
+        kind == InputKind::json ? EncodeJsonLines(input, report, write)
+                                : EncodeXerDocuments(input, options.unknown, report, write);
+    });
     return report.Finish();
 }
 

@@ -1,8 +1,10 @@
 // Program that decodes, shows and encodes messages.
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <csignal>
-#include <optional>
+#include <iterator>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -13,100 +15,146 @@
 namespace {
 
 constexpr const char* FRAMES_FOOTER =
-    "Hex digits may be in upper or lower case. White space, ':', '-' or ',' may separate\n"
-    "bytes; each byte may begin with 0x. A comment begins with '#' and ends with the line.\n"
+    "A file contains one frame in hex on each line, or is a capture (pcap or pcapng). Hex digits\n"
+    "may be in upper or lower case. White space, ':', '-' or ',' may separate bytes; each byte\n"
+    "may begin with 0x. A comment begins with '#' and ends with the line.\n"
     "\n"
-    "The program reports each bad frame on standard error: input and line, number of the\n"
-    "frame, byte (from 0) and reason. Then it continues with the next frame. The last line\n"
-    "counts the bad frames. The program also shows a bad frame if the only error is bytes\n"
-    "after the frame or a value outside its constraint. decode cannot show an alternative of\n"
-    "a newer edition, because XER has no name for it; info shows the rest of such a message.\n"
-    "Exit status: 0 if every frame is good; 1 if a frame is bad, if the input has no frame,\n"
-    "or if reading or writing fails; 2 if the command line is wrong.";
+    "From a capture, the program takes the frames in the replies of the stack application, or in\n"
+    "the datagrams that --udp-port selects.\n"
+    "\n"
+    "The program reports each bad frame on standard error: input and line or packet, number of\n"
+    "the frame, byte (from 0) and reason. Then it continues with the next frame. It writes ten\n"
+    "errors and counts the others. The last line counts the bad frames. The program also shows a\n"
+    "bad frame if the only error is bytes after the frame or a value outside its constraint.\n"
+    "A note names each part of a newer edition; decode | encode does not keep these parts.\n"
+    "decode cannot show an alternative of a newer edition in XER, because XER has no name for it;\n"
+    "info and decode --json show the rest of such a message.\n"
+    "Exit status: 0 if every frame is good; 1 if a frame is bad, if there is no frame, or if\n"
+    "reading or writing fails; 2 if the command line is wrong.";
 
 constexpr const char* ENCODE_FOOTER =
-    "The input is a sequence of documents, each from <MessageFrame> to </MessageFrame>.\n"
+    "A file contains XER documents, each from <MessageFrame> to </MessageFrame>, or one JSON\n"
+    "object on each line, as decode --json writes it. Its first character decides.\n"
     "\n"
     "The program reports each bad document on standard error: input and line, number of the\n"
-    "document, and either the byte (from 0) with the text at this byte, or the type of a value\n"
-    "outside its constraint. It writes no frame for a bad document and continues with the next\n"
-    "document. The last line counts the bad documents. The program replaces the file of\n"
-    "--output at its end; this file cannot be the input file.\n"
-    "Exit status: 0 if every document is good; 1 if a document is bad, if the input has no\n"
-    "document, or if reading or writing fails; 2 if the command line is wrong.";
+    "document, byte (from 0) or type of the value, and reason. It writes no frame for a bad\n"
+    "document and continues with the next document. It writes ten errors and counts the others.\n"
+    "The last line counts the bad documents. The program replaces the file of --output at its\n"
+    "end; this file cannot be an input file.\n"
+    "Exit status: 0 if every document is good; 1 if a document is bad, if there is no document,\n"
+    "or if reading or writing fails; 2 if the command line is wrong.";
 
-// Selects the input of a frame command. At most one of `isRaw` and `isOne` is true.
-struct FrameOptions {
-    std::vector<std::string> hex; // the parts of one frame; replaces the file unless empty
+// The command line of decode or info.
+struct FrameArgumentOptions {
+    std::vector<std::string> words;
     std::string file = "-";
-    bool isRaw = false; // the file contains the bytes of one frame
-    bool isOne = false; // all lines of the file are one frame in hex
+    std::vector<std::string> keys; // of message types
+    bool isJson = false;
+    bool isSummary = false;
+    msg::FrameOptions options;
 };
 
-CLI::App* AddFrameCommand(CLI::App& app, const char* name, const char* description, FrameOptions& options) {
-    CLI::App* const command = app.add_subcommand(name, description);
-    CLI::Option* const hex =
-        command->add_option("HEX", options.hex, "One frame in hex; replaces the input FILE")->type_name("");
-    command->add_option("-f,--file", options.file, "Read FILE: one frame in hex on each line; - is standard input")
+std::vector<std::string> ListKeys() {
+    std::vector<std::string> keys;
+    std::ranges::transform(msg::MESSAGE_KINDS, std::back_inserter(keys), &msg::MessageKind::key);
+    return keys;
+}
+
+void AddInputOptions(CLI::App& command, FrameArgumentOptions& given) {
+    msg::FrameOptions& options = given.options;
+    CLI::Option* const input =
+        command.add_option("INPUT", given.words, "Files, or one frame in hex; - is standard input")->type_name("");
+    command.add_option("-f,--file", given.file, "Read FILE; - is standard input")
         ->type_name("FILE")
         ->capture_default_str()
-        ->excludes(hex);
-    CLI::Option* const one =
-        command->add_flag("-1,--one", options.isOne, "All lines together are one frame in hex")->excludes(hex);
-    command->add_flag("-r,--raw", options.isRaw, "The input is the bytes of one frame, not hex")
-        ->excludes(hex)
-        ->excludes(one);
+        ->excludes(input);
+    CLI::Option* const one = command.add_flag("-1,--one", options.isOne, "All lines of a file are one frame in hex");
+    CLI::Option* const raw =
+        command.add_flag("-r,--raw", options.isRaw, "A file is the bytes of consecutive frames, not hex")
+            ->excludes(one);
+    CLI::Option* const port = command
+                                  .add_option("-p,--udp-port", options.datagrams.port,
+                                              "In captures, take the frames from the datagrams from or to port N")
+                                  ->type_name("N")
+                                  ->check(tools::NumberInRange(1, UINT16_MAX))
+                                  ->excludes(raw)
+                                  ->excludes(one);
+    command
+        .add_option("--offset", options.datagrams.offset,
+                    "The frame is the payload of the datagram from byte K (from 0) to its end")
+        ->type_name("K")
+        ->check(tools::NumberInRange(0, UINT16_MAX))
+        ->capture_default_str()
+        ->needs(port);
+}
+
+CLI::App* AddFrameCommand(CLI::App& app, const char* name, const char* description, FrameArgumentOptions& given) {
+    CLI::App* const command = app.add_subcommand(name, description);
+    AddInputOptions(*command, given);
+    command
+        ->add_option("-t,--type", given.keys,
+                     "Show only messages of these types: bsm, map, rsm, spat, rsi,\next, newer")
+        ->type_name("TYPE")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->check(CLI::IsMember(ListKeys()).description(""));
+    command->add_flag("-s,--summary", given.isSummary, "Show only the numbers of frames and bytes of each type");
     command->footer(FRAMES_FOOTER);
+    command->final_callback([&given] {
+        try {
+            const bool areFiles = given.options.isRaw || given.options.isOne;
+            given.options.arguments = msg::SortWords(given.words, given.file, areFiles);
+        } catch (const std::invalid_argument& error) {
+            throw CLI::ValidationError("INPUT", error.what());
+        }
+        for (const msg::MessageKind& kind : msg::MESSAGE_KINDS) {
+            if (std::ranges::count(given.keys, kind.key) != 0) {
+                given.options.kinds.push_back(&kind);
+            }
+        }
+    });
     return command;
 }
 
-struct EncodeOptions {
+struct EncodeArguments {
+    std::vector<std::string> words;
     std::string file = "-";
     std::string output = "-";
-    bool isRaw = false; // writes the bytes of the frames, not hex
+    bool skipsUnknown = false;
+    msg::EncodeOptions options;
 };
 
-void AddEncodeCommand(CLI::App& app, EncodeOptions& options) {
+void AddEncodeCommand(CLI::App& app, EncodeArguments& given) {
     CLI::App* const command =
-        app.add_subcommand("encode", "Turn XER documents into frames (UPER), one line of hex each");
-    command->add_option("-f,--file", options.file, "Read XER from FILE; - is standard input")
+        app.add_subcommand("encode", "Turn XER documents or lines of JSON into frames (UPER), one line\nof hex each");
+    CLI::Option* const input = command->add_option("INPUT", given.words, "Files; - is standard input")->type_name("");
+    command->add_option("-f,--file", given.file, "Read FILE; - is standard input")
+        ->type_name("FILE")
+        ->capture_default_str()
+        ->excludes(input);
+    command->add_option("-o,--output", given.output, "Write to FILE; - is standard output")
         ->type_name("FILE")
         ->capture_default_str();
-    command->add_option("-o,--output", options.output, "Write to FILE; - is standard output")
-        ->type_name("FILE")
-        ->capture_default_str();
-    command->add_flag("-r,--raw", options.isRaw, "Write the bytes of the frames without separators, not hex");
+    command->add_flag("-r,--raw", given.options.isRaw, "Write the bytes of the frames without separators, not hex");
+    command->add_flag("--skip-unknown", given.skipsUnknown,
+                      "Skip XER elements, attributes and text that the message set does\n"
+                      "not know, and report each. Without this option, they are errors");
     command->footer(ENCODE_FOOTER);
 }
 
-// Opens the input if the options name a file.
-msg::FrameSource MakeSource(const FrameOptions& options, std::optional<tools::InputFile>& input) {
-    if (!options.hex.empty()) {
-        std::string text;
-        for (const std::string& part : options.hex) {
-            text += (text.empty() ? "" : " ") + part;
-        }
-        return msg::FromArgument(text);
-    }
-    input.emplace(options.file);
-    return options.isRaw ? msg::FromBytes(*input) : options.isOne ? msg::FromAllLines(*input) : msg::FromLines(*input);
-}
-
-using FrameCommand = bool (*)(const msg::FrameSource&, tools::OutputFile&);
-
-bool Run(FrameCommand command, const FrameOptions& options) {
-    std::optional<tools::InputFile> input;
-    const msg::FrameSource frames = MakeSource(options, input);
-    tools::OutputFile output("-", input ? &*input : nullptr);
-    const bool isGood = command(frames, output);
+bool Run(FrameArgumentOptions& given, msg::View view) {
+    given.options.view = given.isSummary ? msg::View::summary : given.isJson ? msg::View::json : view;
+    tools::OutputFile output("-", given.options.arguments.paths);
+    const bool isGood = msg::ShowFrames(given.options, output);
     output.Commit();
     return isGood;
 }
 
-bool Run(const EncodeOptions& options) {
-    tools::InputFile input(options.file);
-    tools::OutputFile output(options.output, &input);
-    const bool isGood = msg::EncodeAll(input, options.isRaw ? msg::FrameForm::raw : msg::FrameForm::hex, output);
+bool Run(EncodeArguments& given) {
+    given.options.paths = given.words.empty() ? std::vector{given.file} : given.words;
+    given.options.unknown = given.skipsUnknown ? msg::Unknown::skip : msg::Unknown::refuse;
+    tools::OutputFile output(given.output, given.options.paths);
+    const bool isGood = msg::EncodeDocuments(given.options, output);
     output.Commit();
     return isGood;
 }
@@ -114,23 +162,28 @@ bool Run(const EncodeOptions& options) {
 } // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Shows messages of the national C-V2X message set, and makes frames from XER.");
-    FrameOptions decodeOptions;
-    FrameOptions infoOptions;
-    EncodeOptions encodeOptions;
-    const CLI::App* const decode =
-        AddFrameCommand(app, "decode", "Turn frames (UPER) into XER, which shows every value", decodeOptions);
+    CLI::App app("Shows messages of the national C-V2X message set, and makes frames from XER or JSON.");
+    FrameArgumentOptions decodeArguments;
+    FrameArgumentOptions infoArguments;
+    EncodeArguments encodeArguments;
+    CLI::App* const decode =
+        AddFrameCommand(app, "decode", "Turn frames (UPER) into XER or JSON, which show every value", decodeArguments);
+    decode->add_flag("-j,--json", decodeArguments.isJson, "Write JSON, one line for each frame");
     const CLI::App* const info = AddFrameCommand(
-        app, "info", "Show type and size of each frame's message. Show lights and times\nof a SPAT as a table",
-        infoOptions);
-    AddEncodeCommand(app, encodeOptions);
+        app, "info", "Show type and size of each frame's message, and its most important\nvalues as a table",
+        infoArguments);
+    AddEncodeCommand(app, encodeArguments);
     // Subcommands copy the footer when they are added, so that app.footer comes last.
     app.footer("v2x_msg SUBCOMMAND --help lists the options of a subcommand.");
     return tools::RunTool(app, msg::PROGRAM, argc, argv, [&] {
         std::signal(SIGPIPE, SIG_IGN); // a closed pipe then makes the write fail
-        const bool isGood = decode->parsed() ? Run(msg::DecodeAll, decodeOptions)
-                            : info->parsed() ? Run(msg::DescribeAll, infoOptions)
-                                             : Run(encodeOptions);
-        return isGood ? 0 : tools::EXIT_FAILED;
+        try {
+            const bool isGood = decode->parsed() ? Run(decodeArguments, msg::View::xer)
+                                : info->parsed() ? Run(infoArguments, msg::View::table)
+                                                 : Run(encodeArguments);
+            return isGood ? 0 : tools::EXIT_FAILED;
+        } catch (const tools::ClosedPipe&) {
+            return 0; // the reader needs no more
+        }
     });
 }

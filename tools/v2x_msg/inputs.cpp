@@ -1,0 +1,76 @@
+#include "inputs.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <system_error>
+
+#include "common/hex.h"
+
+namespace msg {
+namespace {
+
+bool IsFile(const std::string& word) {
+    std::error_code error;
+    return word == "-" || std::filesystem::exists(word, error);
+}
+
+bool IsHex(const std::string& word) {
+    std::vector<uint8_t> bytes;
+    return tools::AppendHex(word, bytes).empty();
+}
+
+std::unique_ptr<tools::InputFile> Open(const std::string& path) {
+    std::error_code error;
+    if (std::filesystem::is_directory(path, error)) {
+        throw std::runtime_error(path + ": a directory; name the files in it");
+    }
+    return std::make_unique<tools::InputFile>(path);
+}
+
+} // namespace
+
+FrameArguments SortWords(const std::vector<std::string>& words, const std::string& defaultPath, bool areFiles) {
+    if (words.empty()) {
+        return {{defaultPath}, ""};
+    }
+    const auto file = std::ranges::find_if(words, IsFile);
+    const auto digits =
+        std::ranges::find_if(words, [](const std::string& word) { return !IsFile(word) && IsHex(word); });
+    if (areFiles || digits == words.end()) {
+        return {words, ""};
+    }
+    if (file != words.end()) {
+        throw std::invalid_argument("'" + *file + "' is a file, '" + *digits +
+                                    "' is hex: give either files or one frame in hex");
+    }
+    FrameArguments arguments;
+    for (const std::string& word : words) {
+        arguments.hex += word + " ";
+    }
+    return arguments;
+}
+
+void ForEachInput(const std::vector<std::string>& paths, Wanted wanted, Report& report, tools::OutputFile& output,
+                  const std::function<void(tools::InputFile& input, InputKind kind)>& read) {
+    for (const std::string& path : paths) {
+        std::unique_ptr<tools::InputFile> input;
+        try {
+            input = Open(path);
+        } catch (const std::runtime_error& error) {
+            report.InputError(error.what());
+            continue;
+        }
+        input->FlushBeforeWait(output);
+        const InputKind kind = RecognizeInput(*input, wanted);
+        const std::string advice = Advise(kind, wanted);
+        if (advice.empty()) {
+            read(*input, kind);
+        } else {
+            report.InputError(input->Name() + ": " + advice);
+        }
+    }
+}
+
+} // namespace msg
