@@ -45,7 +45,7 @@ InputKind RecognizeText(std::string_view start) {
         return InputKind::json;
     }
     const bool isHex = line.find_first_not_of("0123456789ABCDEFabcdefXx:-, \t") == line.npos;
-    return isHex && !text.empty() ? InputKind::hex : InputKind::text;
+    return isHex && !line.starts_with('x') && !text.empty() ? InputKind::hex : InputKind::text;
 }
 
 // Texts for the user; null if the command can read the input.
@@ -92,9 +92,13 @@ InputKind RecognizeInput(tools::InputFile& input, Wanted wanted) {
     if (signature != std::end(SIGNATURES)) {
         return signature->kind;
     }
+    const InputKind text = RecognizeText(start);
+    if (wanted == Wanted::documents && (text == InputKind::xer || text == InputKind::json)) {
+        return text;
+    }
     const std::string_view head = start.substr(0, HEAD_SIZE);
     const bool canBeFrame = wanted == Wanted::rawFrames && (head.size() < MIN_TEXT || !IsAscii(head));
-    return canBeFrame || std::ranges::any_of(head, IsControl) ? InputKind::binary : RecognizeText(start);
+    return canBeFrame || std::ranges::any_of(head, IsControl) ? InputKind::binary : text;
 }
 
 std::string Advise(InputKind kind, Wanted wanted) {
