@@ -1,7 +1,6 @@
 #include "codec.h"
 
 #include <algorithm>
-#include <functional>
 #include <iterator>
 
 #include "NativeInteger.h"
@@ -116,8 +115,8 @@ std::string DescribeNewer(const asn_unknown_t& part) {
                                                 : "addition of " + FormatOctets(part.size) + where;
 }
 
-void AddNotes(const UnknownParts& parts, Decoded& decoded,
-              const std::function<std::string(const asn_unknown_t&)>& describe) {
+template <typename Describe>
+void AddNotes(const UnknownParts& parts, Describe describe, Decoded& decoded) {
     for (const asn_unknown_t& part : parts.first) {
         decoded.notes.push_back(describe(part));
     }
@@ -156,7 +155,7 @@ Decoded DecodeFrame(std::span<const uint8_t> frame) {
         decoded.problems.push_back(FindProblem(frame));
         return decoded;
     }
-    AddNotes(parts, decoded, DescribeNewer);
+    AddNotes(parts, DescribeNewer, decoded);
     if (result.consumed < frame.size()) {
         const size_t rest = frame.size() - result.consumed;
         decoded.problems.push_back(
@@ -181,7 +180,7 @@ Decoded DecodeXer(std::string_view document, Unknown unknown) {
         decoded.problems.push_back({offsetOf(parts.first.front()), describe(parts.first.front())});
         return decoded;
     }
-    AddNotes(parts, decoded, describe);
+    AddNotes(parts, describe, decoded);
     std::ranges::transform(parts.first, std::back_inserter(decoded.noteOffsets), offsetOf);
     decoded.noteOffsets.resize(decoded.notes.size(), document.size());
     const size_t stopped = SkipSpace(document, std::min(result.consumed, document.size()));
@@ -190,11 +189,9 @@ Decoded DecodeXer(std::string_view document, Unknown unknown) {
         return decoded;
     }
     decoded.message.reset();
-    if (stopped == document.size() || result.code == RC_WMORE) {
-        decoded.problems.push_back({document.size(), "ends too early"});
-    } else {
-        decoded.problems.push_back({stopped, DescribeXerFailure(document, stopped)});
-    }
+    const bool isCut = stopped == document.size() || result.code == RC_WMORE;
+    decoded.problems.push_back(isCut ? Problem{document.size(), "ends too early"}
+                                     : Problem{stopped, DescribeXerFailure(document, stopped)});
     return decoded;
 }
 

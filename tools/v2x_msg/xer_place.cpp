@@ -22,6 +22,8 @@ struct OpenElement {
 
 using OpenElements = std::vector<OpenElement>; // from outside to inside; the first represents the document
 
+constexpr size_t MAX_DEPTH = 32; // the message set needs fewer levels
+
 bool IsEndTag(std::string_view tag) {
     return tag.starts_with("</");
 }
@@ -63,9 +65,29 @@ void EnterChild(OpenElements& open, std::string_view name) {
     open.push_back({name, type, type == nullptr ? std::vector<XerName>() : ListXerNames(*type), -1});
 }
 
+// Updates the open elements after a tag. `deeper` is the number of open elements below MAX_DEPTH.
+void PassTag(std::string_view tag, OpenElements& open, size_t& deeper) {
+    const bool isEnd = IsEndTag(tag);
+    const bool isStart = !isEnd && !tag.ends_with("/>");
+    if (open.size() > MAX_DEPTH && (isStart || deeper > 0)) {
+        deeper = isStart ? deeper + 1 : isEnd ? deeper - 1 : deeper;
+        return;
+    }
+    if (isEnd) {
+        open.resize(std::max<size_t>(open.size() - 1, 1));
+        return;
+    }
+    const ptrdiff_t child = FindChild(open.back(), ExtractName(tag));
+    open.back().lastChild = child < 0 ? open.back().lastChild : child;
+    if (isStart) {
+        EnterChild(open, ExtractName(tag));
+    }
+}
+
 // Returns the elements that are open at the byte `offset`.
 OpenElements FindOpenElements(std::string_view document, size_t offset) {
     OpenElements open{{{}, nullptr, {{asn_DEF_MessageFrame.xml_tag, &asn_DEF_MessageFrame, false}}, -1}};
+    size_t deeper = 0;
     int state = 0;
     for (size_t at = 0; at < offset;) {
         pxer_chunk_type_e kind{};
@@ -74,29 +96,18 @@ OpenElements FindOpenElements(std::string_view document, size_t offset) {
         if (size <= 0) {
             break;
         }
-        const std::string_view token = rest.substr(0, static_cast<size_t>(size));
-        at += token.size();
-        if (kind != PXER_TAG) {
-            continue;
+        if (kind == PXER_TAG) {
+            PassTag(rest.substr(0, static_cast<size_t>(size)), open, deeper);
         }
-        if (IsEndTag(token)) {
-            open.erase(open.begin() + std::max<ptrdiff_t>(std::ssize(open) - 1, 1), open.end());
-            continue;
-        }
-        const ptrdiff_t child = FindChild(open.back(), ExtractName(token));
-        open.back().lastChild = child < 0 ? open.back().lastChild : child;
-        if (!token.ends_with("/>")) {
-            EnterChild(open, ExtractName(token));
-        }
+        at += static_cast<size_t>(size);
     }
     return open;
 }
 
 // Returns the names of the open elements, such as "MessageFrame/spatFrame: ".
 std::string FormatPath(const OpenElements& open) {
-    constexpr size_t MAX_DEPTH = 16; // the message set needs fewer
     std::string path;
-    for (size_t i = 1; i < std::min(open.size(), MAX_DEPTH); ++i) {
+    for (size_t i = 1; i < open.size(); ++i) {
         path += (i == 1 ? "" : "/") + ExtractLine(open[i].name);
     }
     return path.empty() ? path : path + ": ";
