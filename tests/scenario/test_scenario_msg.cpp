@@ -148,14 +148,15 @@ TEST_F(ScenarioMsg, SplitsAnInputIntoDocuments) {
          EXTENSION + EXTENSION, ""},
         // one cut short before a good one
         {encode, "<MessageFrame><a>\n" + EXTENSION_XER, EXTENSION,
-         "in:2: document 1: byte 18: ends too early\n2 documents, 1 bad\n"},
+         "in:1: document 1: byte 14: MessageFrame: unknown element <a>\n2 documents, 1 bad\n"},
         // tags in comments
         {encode,
          "<!--> <MessageFrame> -->" + With(text, "<value>", "<!--</MessageFrame>---><value>") + "</MessageFrame>",
          EXTENSION, ""},
         // a name that begins like the frame's
         {encode, "<MessageFrame><MessageFrameExt></MessageFrameExt></MessageFrame>" + EXTENSION_XER, EXTENSION,
-         "in:1: document 1: MessageFrame: unknown alternative\n2 documents, 1 bad\n"},
+         "in:1: document 1: byte 14: MessageFrame: unknown element <MessageFrameExt>, did you mean <msgFrameExt>?\n"
+         "2 documents, 1 bad\n"},
         // one that is too long
         {encode, "\n<MessageFrame><!--" + std::string(64 << 20, '-') + "--></MessageFrame>\n" + EXTENSION_XER,
          EXTENSION, "in:2: document 1: longer than 67108864 bytes\n2 documents, 1 bad\n"},
@@ -164,7 +165,7 @@ TEST_F(ScenarioMsg, SplitsAnInputIntoDocuments) {
          "in:1: document 1: ExtMsgID: 32768 is outside its constraint\n"},
         // a control character
         {encode, With(EXTENSION_XER, "10", "1\x1B[31m"), "",
-         "in:3: document 1: byte 41: not understood: <messageId>1.[31m</messageId>\n"},
+         "in:3: document 1: byte 41: MessageFrame/msgFrameExt: invalid value: <messageId>1.[31m</messageId>\n"},
     });
 }
 

@@ -87,7 +87,9 @@ TEST_F(Codec, NamesTypeThatCannotBeEncoded) {
 }
 
 TEST_F(Codec, RejectsInvalidXerAndIgnoresTrailingText) {
-    for (const char* text : {"<", "<SPAT/>", "<MessageFrame><spatFrame><msgCnt>1</msgCnt>"}) {
+    for (const char* text :
+         {"<", "<SPAT/>", "<MessageFrame><spatFrame><msgCnt>1</msgCnt>",
+          "<MessageFrame><newFrame><a>1</a></newFrame></MessageFrame>", "<MessageFrame><a/></MessageFrame>"}) {
         m_hdl = MARK;
         EXPECT_EQ(decodeXer(text), -2) << text;
         EXPECT_EQ(m_hdl, MARK);

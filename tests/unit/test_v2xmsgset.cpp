@@ -88,4 +88,62 @@ TEST(MsgSet, SurvivesHostileXer) {
     }
 }
 
+// The callback receives each unknown part once, even inside a skipped element. It can refuse the part.
+TEST(MsgSet, ReportsUnknownXer) {
+    struct Parts {
+        std::string text;
+        size_t count = 0;
+        size_t refused = 0; // number of the part to refuse, from 1
+    };
+    const auto decode = [](const std::string& xer, Parts& parts) {
+        asn_codec_ctx_t context{};
+        context.unknown = [](const asn_unknown_t* part, void* key) {
+            Parts& all = *static_cast<Parts*>(key);
+            const std::string type = part->type == nullptr ? "" : part->type->name;
+            all.text += std::to_string(part->kind) + type + " ";
+            all.text.append(static_cast<const char*>(part->data), part->size) += "; ";
+            return ++all.count == all.refused ? 1 : 0;
+        };
+        context.unknown_key = &parts;
+        void* frame = nullptr;
+        const auto code =
+            asn_decode(&context, ATS_BASIC_XER, &asn_DEF_MessageFrame, &frame, xer.data(), xer.size()).code;
+        ASN_STRUCT_FREE(asn_DEF_MessageFrame, static_cast<MessageFrame_t*>(frame));
+        return code;
+    };
+    const struct {
+        std::string after; // an element of the SPAT
+        std::string added;
+        const char* parts;
+    } cases[] = {
+        {"</light>", " \n<!-- x --> ", ""},
+        {"</light>", "<a><b c=\"d\"/>e</a>", "0PhaseState <a>; "},
+        {"</phases>", "<a/><b></b>", "0IntersectionState <a/>; 0IntersectionState <b>; "},
+        {"</light>", "<light>", "0PhaseState <light>; "},
+        {"</light>", "<timing><a/></timing>", "0TimeChangeDetails <a/>; "},
+        {"</light>", "<timing>x<a/>y</timing>",
+         "2TimeChangeDetails x; 0TimeChangeDetails <a/>; 2TimeChangeDetails y; "},
+        {"<Phase>", " x ", "2Phase  x ; "},
+        {"</Phase>", "<?x?>", "2PhaseList <?; 2PhaseList x?>; "},
+        {"<red", " x=\"y\"", "1 <red x=\"y\"/>; "},
+        {"<phases", " x", "1 <phases x>; "},
+        {"</light", " x", "1 </light x>; "},
+        {"<name", " x=\">\" ", "1 <name x=\">\" >; "},
+        {"<PhaseState", "\n", ""},
+    };
+    for (const auto& row : cases) {
+        std::string xer = spatText("<red/>");
+        xer.insert(xer.find(row.after) + row.after.size(), row.added);
+        Parts skipped;
+        const auto code = decode(xer, skipped);
+        EXPECT_EQ(skipped.text, row.parts);
+        EXPECT_EQ(codeOf(xer), code);
+        for (size_t i = 1; i <= skipped.count; ++i) {
+            Parts refused{{}, 0, i};
+            EXPECT_EQ(decode(xer, refused), RC_FAIL) << row.parts;
+            EXPECT_EQ(refused.count, i) << row.parts;
+        }
+    }
+}
+
 } // namespace

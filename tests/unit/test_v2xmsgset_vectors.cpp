@@ -156,6 +156,51 @@ Bytes encode(const Message& message) {
     return bytes;
 }
 
+// The unknown parts that the decoder reports, and whether to skip them.
+struct Unknown {
+    bool isSkipped;
+    std::vector<asn_unknown_t> parts;
+};
+
+int collect(const asn_unknown_t* part, void* key) {
+    auto& unknown = *static_cast<Unknown*>(key);
+    unknown.parts.push_back(*part);
+    return unknown.isSkipped ? 0 : 1;
+}
+
+asn_dec_rval_code_e decode(const Bytes& bytes, Unknown& unknown) {
+    asn_codec_ctx_t context{};
+    context.unknown = collect;
+    context.unknown_key = &unknown;
+    void* decoded = nullptr;
+    const auto code =
+        asn_decode(&context, ATS_UNALIGNED_CANONICAL_PER, &asn_DEF_MessageFrame, &decoded, bytes.data(), bytes.size())
+            .code;
+    const Message message(static_cast<MessageFrame_t*>(decoded));
+    return code;
+}
+
+// Compares the parts of a frame TYPE_newN... with its name.
+void checkParts(const std::string& name, const std::vector<asn_unknown_t>& parts) {
+    const size_t split = name.find("_new");
+    if (split == std::string::npos) {
+        return;
+    }
+    const size_t number = std::stoul(name.substr(split + 4));
+    const std::vector<size_t> sizes = name.ends_with("_and_2")   ? std::vector<size_t>{1, 2, 5}
+                                      : name.ends_with("_and_8") ? std::vector<size_t>{1, 2, 5, 200, 1, 1, 1, 1, 1}
+                                                                 : std::vector<size_t>{number};
+    EXPECT_EQ(parts.size() % sizes.size(), 0U);
+    for (size_t i = 0; i < parts.size(); ++i) {
+        EXPECT_EQ(parts[i].type->name, name.substr(0, split));
+        if (parts[i].kind == ASN_UNKNOWN_VALUE) {
+            EXPECT_EQ(parts[i].value, 8 + number) << "LightState has the values 0 to 8";
+        } else {
+            EXPECT_EQ(parts[i].size, sizes[i % sizes.size()]);
+        }
+    }
+}
+
 class MsgsetVectors : public testing::TestWithParam<std::string> {};
 
 // Elements that a newer edition added are ignored: additions are skipped, an unknown alternative leaves its choice
@@ -173,6 +218,13 @@ TEST_P(MsgsetVectors, DecodeAndEncodeLikeIndependentCodec) {
         const bool isValid = asn_check_constraints(&asn_DEF_MessageFrame, message.get(), nullptr, nullptr) == 0;
         EXPECT_TRUE(isValid || isNewer);
         const Bytes made = encode(message);
+        Unknown skipped{true, {}};
+        Unknown refused{false, {}};
+        EXPECT_EQ(decode(frame.bytes, skipped), RC_OK);
+        EXPECT_EQ(skipped.parts.empty(), made == frame.bytes);
+        EXPECT_EQ(decode(frame.bytes, refused), skipped.parts.empty() ? RC_OK : RC_FAIL);
+        EXPECT_EQ(refused.parts.size(), skipped.parts.empty() ? 0U : 1U);
+        checkParts(frame.name, skipped.parts);
         if (!isNewer) {
             EXPECT_TRUE(made == frame.bytes);
         } else if (std::ranges::any_of(leaves, [](const std::string& leaf) { return leaf.ends_with(" = none"); })) {

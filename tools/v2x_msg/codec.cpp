@@ -1,11 +1,13 @@
 #include "codec.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "NativeInteger.h"
 #include "constr_CHOICE.h"
 #include "constr_SEQUENCE_OF.h"
 #include "per_support.h"
+#include "xer_place.h"
 
 namespace msg {
 namespace {
@@ -66,13 +68,61 @@ size_t SkipSpace(std::string_view text, size_t from) {
     return std::min(text.find_first_not_of(" \t\r\n\v\f", from), text.size());
 }
 
-// Returns at most 40 characters of the line from the offset `from`, with '.' for each character that is not printable.
-std::string ExtractLine(std::string_view text, size_t from) {
-    const std::string_view rest = text.substr(from);
-    std::string line(rest.substr(0, std::min<size_t>(rest.find_first_of("\r\n"), 40)));
-    std::ranges::replace_if(
-        line, [](char character) { return character < ' ' || character > '~'; }, '.');
-    return line;
+// The unknown parts that a decoder met.
+struct UnknownParts {
+    bool isRefused = false;           // the decoder fails at the first part
+    size_t count = 0;                 // of all parts
+    std::vector<asn_unknown_t> first; // at most Decoded::MAX_NOTES parts
+};
+
+extern "C" int CollectUnknown(const asn_unknown_t* part, void* key) {
+    auto& parts = *static_cast<UnknownParts*>(key);
+    ++parts.count;
+    if (parts.first.size() < Decoded::MAX_NOTES) {
+        parts.first.push_back(*part);
+    }
+    return parts.isRefused ? 1 : 0;
+}
+
+// Decodes a MessageFrame and collects its unknown parts.
+asn_dec_rval_t Decode(asn_transfer_syntax syntax, const void* data, size_t size, UnknownParts& parts,
+                      Message& message) {
+    asn_codec_ctx_t context{};
+    context.unknown = CollectUnknown;
+    context.unknown_key = &parts;
+    void* value = nullptr;
+    const asn_dec_rval_t result = asn_decode(&context, syntax, &asn_DEF_MessageFrame, &value, data, size);
+    message.reset(static_cast<MessageFrame_t*>(value));
+    if (result.code != RC_OK) {
+        message.reset();
+    }
+    return result;
+}
+
+std::string FormatOctets(size_t octets) {
+    return std::to_string(octets) + (octets == 1 ? " octet" : " octets");
+}
+
+// Describes a part of a newer edition in a frame.
+std::string DescribeNewer(const asn_unknown_t& part) {
+    const std::string where = std::string(" in ") + part.type->name;
+    if (part.kind == ASN_UNKNOWN_VALUE) {
+        const auto& values = *static_cast<const asn_INTEGER_specifics_t*>(part.type->specifics);
+        const std::string decoded = values.value2enum[0].enum_name;
+        return "new value " + std::to_string(part.value) + where + " (decoded as " + decoded + ")";
+    }
+    return part.kind == ASN_UNKNOWN_ALTERNATIVE ? "new alternative" + where + " (decoded as none)"
+                                                : "addition of " + FormatOctets(part.size) + where;
+}
+
+template <typename Describe>
+void AddNotes(const UnknownParts& parts, Describe describe, Decoded& decoded) {
+    for (const asn_unknown_t& part : parts.first) {
+        decoded.notes.push_back(describe(part));
+    }
+    if (parts.count > parts.first.size()) {
+        decoded.notes.push_back(std::to_string(parts.count - parts.first.size()) + " more");
+    }
 }
 
 template <typename Byte>
@@ -97,15 +147,15 @@ void MessageDeleter::operator()(MessageFrame_t* message) const {
 }
 
 Decoded DecodeFrame(std::span<const uint8_t> frame) {
-    void* value = nullptr;
+    UnknownParts parts;
+    Decoded decoded;
     const asn_dec_rval_t result =
-        asn_decode(nullptr, ATS_UNALIGNED_CANONICAL_PER, &asn_DEF_MessageFrame, &value, frame.data(), frame.size());
-    Decoded decoded{Message(static_cast<MessageFrame_t*>(value)), {}};
+        Decode(ATS_UNALIGNED_CANONICAL_PER, frame.data(), frame.size(), parts, decoded.message);
     if (result.code != RC_OK) {
-        decoded.message.reset();
         decoded.problems.push_back(FindProblem(frame));
         return decoded;
     }
+    AddNotes(parts, DescribeNewer, decoded);
     if (result.consumed < frame.size()) {
         const size_t rest = frame.size() - result.consumed;
         decoded.problems.push_back(
@@ -115,22 +165,33 @@ Decoded DecodeFrame(std::span<const uint8_t> frame) {
     return decoded;
 }
 
-Decoded DecodeXer(std::string_view document) {
-    void* value = nullptr;
-    const asn_dec_rval_t result =
-        asn_decode(nullptr, ATS_BASIC_XER, &asn_DEF_MessageFrame, &value, document.data(), document.size());
-    Decoded decoded{Message(static_cast<MessageFrame_t*>(value)), {}};
+Decoded DecodeXer(std::string_view document, Unknown unknown) {
+    UnknownParts parts;
+    parts.isRefused = unknown == Unknown::refuse;
+    Decoded decoded;
+    const asn_dec_rval_t result = Decode(ATS_BASIC_XER, document.data(), document.size(), parts, decoded.message);
+    const auto offsetOf = [&](const asn_unknown_t& part) {
+        return SkipSpace(document, static_cast<size_t>(static_cast<const char*>(part.data) - document.data()));
+    };
+    const auto describe = [&](const asn_unknown_t& part) {
+        return DescribeUnknownXer(document, offsetOf(part), part.kind);
+    };
+    if (parts.isRefused && parts.count != 0) {
+        decoded.problems.push_back({offsetOf(parts.first.front()), describe(parts.first.front())});
+        return decoded;
+    }
+    AddNotes(parts, describe, decoded);
+    std::ranges::transform(parts.first, std::back_inserter(decoded.noteOffsets), offsetOf);
+    decoded.noteOffsets.resize(decoded.notes.size(), document.size());
     const size_t stopped = SkipSpace(document, std::min(result.consumed, document.size()));
     if (result.code == RC_OK && stopped == document.size()) {
         CheckConstraints(decoded);
         return decoded;
     }
     decoded.message.reset();
-    if (stopped == document.size() || result.code == RC_WMORE) {
-        decoded.problems.push_back({document.size(), "ends too early"});
-    } else {
-        decoded.problems.push_back({stopped, "not understood: " + ExtractLine(document, stopped)});
-    }
+    const bool isCut = stopped == document.size() || result.code == RC_WMORE;
+    decoded.problems.push_back(isCut ? Problem{document.size(), "ends too early"}
+                                     : Problem{stopped, DescribeXerFailure(document, stopped)});
     return decoded;
 }
 

@@ -29,13 +29,24 @@ struct Decoded {
     Message message; // null if decoding failed
     // A decoded message can also have problems: bytes after its end, or a value outside its constraint.
     std::vector<Problem> problems;
+    // What decoding skipped: parts of a newer edition in a frame, unknown parts in a document. Like problems, but no
+    // errors. After MAX_NOTES notes, one more gives the number of further parts.
+    static constexpr size_t MAX_NOTES = 10;
+    std::vector<std::string> notes;
+    std::vector<size_t> noteOffsets; // of each note in the document, from 0; empty for a frame
 };
 
 // Decodes one frame in UPER. The offset of a problem is the byte at which decoding stopped.
 Decoded DecodeFrame(std::span<const uint8_t> frame);
 
+// What to do with elements, attributes and text that the message set does not know.
+enum class Unknown {
+    refuse, // decoding fails; the only problem describes the first unknown part
+    skip,   // a note describes each unknown part
+};
+
 // Decodes one document in XER. Only white space may precede or follow the document.
-Decoded DecodeXer(std::string_view document);
+Decoded DecodeXer(std::string_view document, Unknown unknown);
 
 // Encodes the message in basic XER. Returns an empty string if encoding fails, and sets `failedType` to the name of the
 // type. Encoding fails for an alternative of a newer edition: the alternative has no name in XER.

@@ -123,7 +123,7 @@ std::vector<uint8_t> EncodeDocument(const Document& document, const std::string&
         report.Error(formatPosition(0), "longer than " + std::to_string(MAX_DOCUMENT) + " bytes");
         return {};
     }
-    const Decoded decoded = DecodeXer(document.text);
+    const Decoded decoded = DecodeXer(document.text, Unknown::refuse);
     for (const Problem& problem : decoded.problems) {
         report.Error(formatPosition(problem.offset == Problem::UNKNOWN_OFFSET ? 0 : problem.offset), problem);
     }

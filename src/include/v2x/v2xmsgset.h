@@ -43,5 +43,11 @@ asn_enc_rval_t asn_encode_to_buffer(const asn_codec_ctx_t* context, asn_transfer
 // `code` is RC_OK, RC_WMORE if the bytes end too early, or RC_FAIL. If `code` is RC_OK, `consumed` is the number of
 // bytes read, which may be less than `size`. If *structure is not null, the caller must release the value for every
 // `code`. Decoding does not check every constraint; call asn_check_constraints after decoding.
+//
+// The decoders skip what the message set does not know. In PER: an addition; an alternative, which leaves its choice
+// empty (present 0); an enumerated value, which becomes the first value of its type. In XER: an element, attributes and
+// text between elements. If context->unknown is not null, the decoder passes each such part to this callback, in the
+// order of the input. The callback decides whether the decoder skips the part or fails with RC_FAIL. The declarations
+// of asn_unknown_f and asn_unknown_t in asn_codecs.h describe its arguments.
 asn_dec_rval_t asn_decode(const asn_codec_ctx_t* context, asn_transfer_syntax syntax, asn_TYPE_descriptor_t* type,
                           void** structure, const void* buffer, size_t size);

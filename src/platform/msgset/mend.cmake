@@ -212,3 +212,125 @@ mend_file(OCTET_STRING.c 1
 # ASN_DEBUG() was an empty function. Without optimization its arguments were computed, and one reads the byte behind a
 # buffer that is used up.
 mend_file(asn_internal.h 1 "static void ASN_DEBUG(const char *fmt, ...) { (void)fmt; }" "#define ASN_DEBUG(...) ((void)0)")
+
+# A callback in the decoder's context receives each part that a decoder does not know, and decides whether the decoder
+# skips it. Without a callback the decoders skip such parts as before.
+mend_file(asn_codecs.h 1
+  "typedef struct asn_codec_ctx_s {
+"
+  "typedef enum asn_unknown_kind_e {
+	ASN_UNKNOWN_ELEMENT,		/* XER: element */
+	ASN_UNKNOWN_ATTRIBUTE,		/* XER: attributes of a known element */
+	ASN_UNKNOWN_TEXT,		/* XER: text between elements */
+	ASN_UNKNOWN_ADDITION,		/* PER: addition of a SEQUENCE */
+	ASN_UNKNOWN_ALTERNATIVE,	/* PER: alternative of a CHOICE */
+	ASN_UNKNOWN_VALUE		/* PER: value of an ENUMERATED */
+} asn_unknown_kind_t;
+
+typedef struct asn_unknown_s {
+	asn_unknown_kind_t kind;
+	const struct asn_TYPE_descriptor_s *type; /* type that contains the part; null for attributes */
+	const void *data;	/* XER: start tag or text in the decoder's input; PER: null */
+	size_t size;		/* XER: bytes at data; PER: octets of the addition or alternative */
+	long value;		/* PER: index of the value in the ENUMERATED, from 0 */
+} asn_unknown_t;
+
+/* Returns 0 to skip the part. Any other result makes the decoder fail. The pointers are valid during the call. */
+typedef int (asn_unknown_f)(const asn_unknown_t *unknown, void *key);
+
+typedef struct asn_codec_ctx_s {
+	asn_unknown_f *unknown;	/* null: skip every unknown part */
+	void *unknown_key;	/* passed to the callback */
+
+")
+
+foreach(file constr_CHOICE.c constr_SEQUENCE.c constr_SET_OF.c NativeEnumerated.c xer_decoder.c)
+  mend_file(${file} 1 "#include <asn_internal.h>\n" "#include <asn_internal.h>\n#include \"unknown.h\"\n")
+endforeach()
+
+# XER: text and attributes.
+mend_file(constr_CHOICE.c 1
+  "xer_next_token(&ctx->context, buf_ptr, size, &ch_type);"
+  "unknown_next_token(opt_codec_ctx, td,
+			ctx->phase == 4 ? UNKNOWN_SKIPPED : ctx->phase ? UNKNOWN_BODY : UNKNOWN_START,
+			&ctx->context, buf_ptr, size, &ch_type);")
+mend_file(constr_SEQUENCE.c 1
+  "xer_next_token(&ctx->context, buf_ptr, size,"
+  "unknown_next_token(opt_codec_ctx, td,
+			ctx->phase == 3 ? UNKNOWN_SKIPPED : ctx->phase ? UNKNOWN_BODY : UNKNOWN_START,
+			&ctx->context, buf_ptr, size,")
+mend_file(constr_SET_OF.c 1
+  "xer_next_token(&ctx->context,"
+  "unknown_next_token(opt_codec_ctx, td, ctx->phase ? UNKNOWN_BODY : UNKNOWN_START,
+			&ctx->context,")
+mend_file(xer_decoder.c 1
+  "xer_next_token(&ctx->context, buf_ptr, size,"
+  "unknown_next_token(opt_codec_ctx, 0, UNKNOWN_VALUE, &ctx->context, buf_ptr, size,")
+
+# XER: elements.
+foreach(file constr_CHOICE.c constr_SEQUENCE.c)
+  mend_file(${file} 1
+    "\t\t\t\t/*
+				 * Check for (XCT_BOTH or XCT_UNKNOWN_BO)"
+    "\t\t\t\tif(unknown_report(opt_codec_ctx, ASN_UNKNOWN_ELEMENT,
+					td, buf_ptr, ch_size, 0))
+					RETURN(RC_FAIL);
+				/*
+				 * Check for (XCT_BOTH or XCT_UNKNOWN_BO)")
+endforeach()
+
+# PER: additions, alternatives and values. The function that skips an addition or alternative returns its octets.
+mend_file(per_opentype.h 1 "int uper_open_type_skip(" "ssize_t uper_open_type_skip(")
+mend_file(per_opentype.c 1 "int\nuper_open_type_skip(" "ssize_t\nuper_open_type_skip(")
+mend_file(per_opentype.c 1
+  "\telse
+		return 0;
+}
+
+/*
+ * Internal functions."
+  "\telse
+		return rv.consumed / 8;
+}
+
+/*
+ * Internal functions.")
+mend_file(constr_SEQUENCE.c 1
+  "if(uper_open_type_skip(opt_codec_ctx, pd)) {
+					FREEMEM(epres);
+					ASN__DECODE_STARVED;
+				}
+"
+  "octets = uper_open_type_skip(opt_codec_ctx, pd);
+				if(octets < 0) {
+					FREEMEM(epres);
+					ASN__DECODE_STARVED;
+				}
+				if(unknown_report(opt_codec_ctx, ASN_UNKNOWN_ADDITION,
+						td, 0, octets, 0)) {
+					FREEMEM(epres);
+					ASN__DECODE_FAILED;
+				}
+")
+mend_file(constr_SEQUENCE.c 1 "\t\tssize_t bmlength;\n" "\t\tssize_t bmlength;\n\t\tssize_t octets;\n")
+mend_file(constr_CHOICE.c 1
+  "\t\t\tif(uper_open_type_skip(opt_codec_ctx, pd))
+				ASN__DECODE_STARVED;
+"
+  "\t\t\tssize_t octets = uper_open_type_skip(opt_codec_ctx, pd);
+			if(octets < 0)
+				ASN__DECODE_STARVED;
+			if(unknown_report(opt_codec_ctx, ASN_UNKNOWN_ALTERNATIVE,
+					td, 0, octets, 0))
+				ASN__DECODE_FAILED;
+")
+mend_file(NativeEnumerated.c 1
+  "\t\t\tvalue = 0;
+"
+  "\t\t{
+			if(unknown_report(opt_codec_ctx, ASN_UNKNOWN_VALUE,
+					td, 0, 0, value))
+				ASN__DECODE_FAILED;
+			value = 0;
+		}
+")

@@ -103,7 +103,7 @@ int32_t v2xcodec_xerDec(ASNSTRUCT_HANDLE* hdl, uint8_t* enc_buf, int32_t enc_buf
     }
     asn_dec_rval_t result;
     Frame frame = DecodeFrame(ATS_CANONICAL_XER, enc_buf, static_cast<size_t>(enc_bufLen), result);
-    if (result.code != RC_OK) {
+    if (result.code != RC_OK || frame->present == MessageFrame_PR_NOTHING) {
         V2XLOG(g_log, V2XLOG_ERROR, "Could not decode MessageFrame");
         return -2;
     }

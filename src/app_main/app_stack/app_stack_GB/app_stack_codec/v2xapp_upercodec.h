@@ -48,9 +48,11 @@ int32_t v2xcodec_uperDec(ASNSTRUCT_HANDLE* hdl, uint8_t* enc_buf, int16_t enc_bu
 // Returns 0; -1 if hdl, enc_buf or enc_bufLen is null; -2 if a value cannot be encoded (*enc_bufLen stays unchanged).
 int32_t v2xcodec_xerEnc(ASNSTRUCT_HANDLE hdl, uint8_t* enc_buf, uint32_t* enc_bufLen);
 
-// Decodes one frame from basic or canonical XER. Ignores text after the frame and checks no constraints. On success
-// *hdl receives a new frame, which the caller owns. On failure *hdl stays unchanged.
-// Returns 0; -1 if a pointer is null or the length is below 1; -2 if the text is not a frame.
+// Decodes one frame from basic or canonical XER. Ignores unknown elements inside a known message, attributes, text
+// between elements and text after the frame, and checks no constraints. On success *hdl receives a new frame, which the
+// caller owns. On failure *hdl stays unchanged.
+// Returns 0; -1 if a pointer is null or the length is below 1; -2 if the text is not a frame or its message type is
+// unknown.
 int32_t v2xcodec_xerDec(ASNSTRUCT_HANDLE* hdl, uint8_t* enc_buf, int32_t enc_bufLen);
 
 // Frees the frame at *hdl with all members and sets *hdl to null. If hdl or *hdl is null, logs "struct is null".
