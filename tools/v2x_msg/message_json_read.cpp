@@ -14,6 +14,7 @@
 #include "json_line.h"
 #include "message_json.h"
 #include "message_type.h"
+#include "xer_names.h"
 
 namespace msg {
 namespace {
@@ -53,6 +54,12 @@ void Expect(bool condition, const Place& place, const char* what) {
 std::string Quote(const char* text) {
     constexpr size_t MAX_SHOWN = 40;
     return '"' + tools::MakePlain(std::string(text, strnlen(text, MAX_SHOWN))) + '"';
+}
+
+// Fails because the type of the place has no member or value `name`. `what` is "unknown member" or "unknown name".
+[[noreturn]] void FailUnknown(const Place& place, const char* what, const char* name) {
+    const std::string nearest(FindNearestName(ListXerNames(GetType(place)), name));
+    Fail(place, what + (" " + Quote(name)) + (nearest.empty() ? "" : ", did you mean \"" + nearest + "\"?"));
 }
 
 // Checks a value without members. `count` and `noun` describe the value: 128 and "is", 3 and "octets are".
@@ -126,7 +133,7 @@ void ReadEnumerated(const Place& place, const cJSON& json, long& value) {
     const auto row = std::ranges::find_if(
         rows, [&](const asn_INTEGER_enum_map_t& each) { return std::strcmp(each.enum_name, json.valuestring) == 0; });
     if (row == rows.end()) {
-        Fail(place, "unknown name " + Quote(json.valuestring));
+        FailUnknown(place, "unknown name", json.valuestring);
     }
     value = row->nat_value;
 }
@@ -203,7 +210,7 @@ int FindMember(const Place& place, const cJSON& json, int first) {
             return index;
         }
     }
-    Fail(place, "unknown member " + Quote(json.string));
+    FailUnknown(place, "unknown member", json.string);
 }
 
 void ReadSequence(const Place& place, const cJSON& json, void* value) {
