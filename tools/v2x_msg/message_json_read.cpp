@@ -10,36 +10,18 @@
 #include "BIT_STRING.h"
 #include "INTEGER.h"
 #include "common/hex.h"
-#include "common/json.h"
 #include "common/text.h"
+#include "json_line.h"
 #include "message_json.h"
 #include "message_type.h"
+#include "xer_names.h"
 
 namespace msg {
 namespace {
 
-constexpr int MAX_DEPTH = 32;        // objects and arrays in each other; no message needs more than 20
 constexpr double MAX_EXACT = 0x1p53; // a double holds each integer up to this one
 
-// cJSON ends a text at the escape of NUL. PrepareLine replaces the six characters of the escape by six bytes that UTF-8
-// never contains, and ReadText converts these bytes to NUL.
-constexpr std::string_view NUL_ESCAPE = "\\u0000";
-constexpr std::string_view NUL_MARK = "\xFF\xFF\xFF\xFF\xFF\xFF";
-
-constexpr std::string_view CAPTURE_MEMBERS[] = {"packet", "time"}; // beside the message; ignored
-
-class InvalidJson : public std::exception {
-public:
-    explicit InvalidJson(Problem problem) : m_problem(std::move(problem)) {}
-    const Problem& Reason() const { return m_problem; }
-
-private:
-    Problem m_problem;
-};
-
-bool IsSpace(char character) {
-    return character == ' ' || character == '\t' || character == '\r' || character == '\n';
-}
+constexpr std::string_view CAPTURE_MEMBERS[] = {"packet", "time"}; // ignored
 
 // A value and the way to it from the message.
 struct Place {
@@ -74,12 +56,18 @@ std::string Quote(const char* text) {
     return '"' + tools::MakePlain(std::string(text, strnlen(text, MAX_SHOWN))) + '"';
 }
 
-// Checks a value without members.
-void CheckConstraint(const Place& place, const void* value, const std::string& shown) {
+// Fails because the type of the place has no member or value `name`. `what` is "unknown member" or "unknown name".
+[[noreturn]] void FailUnknown(const Place& place, const char* what, const char* name) {
+    const std::string nearest(FindNearestName(ListXerNames(GetType(place)), name));
+    Fail(place, what + (" " + Quote(name)) + (nearest.empty() ? "" : ", did you mean \"" + nearest + "\"?"));
+}
+
+// Checks a value without members. `count` and `noun` describe the value: 128 and "is", 3 and "octets are".
+void CheckConstraint(const Place& place, const void* value, long count, const char* noun) {
     const asn_TYPE_member_t& member = place.member;
     const auto check = member.memb_constraints != nullptr ? member.memb_constraints : member.type->check_constraints;
     if (check(member.type, value, nullptr, nullptr) != 0) {
-        Fail(place, shown + " outside its constraint");
+        Fail(place, std::to_string(count) + " " + noun + " outside its constraint");
     }
 }
 
@@ -135,7 +123,7 @@ long ReadNumber(const Place& place, const cJSON& json) {
 
 void ReadInteger(const Place& place, const cJSON& json, long& value) {
     value = ReadNumber(place, json);
-    CheckConstraint(place, &value, std::to_string(value) + " is");
+    CheckConstraint(place, &value, value, "is");
 }
 
 void ReadEnumerated(const Place& place, const cJSON& json, long& value) {
@@ -145,7 +133,7 @@ void ReadEnumerated(const Place& place, const cJSON& json, long& value) {
     const auto row = std::ranges::find_if(
         rows, [&](const asn_INTEGER_enum_map_t& each) { return std::strcmp(each.enum_name, json.valuestring) == 0; });
     if (row == rows.end()) {
-        Fail(place, "unknown name " + Quote(json.valuestring));
+        FailUnknown(place, "unknown name", json.valuestring);
     }
     value = row->nat_value;
 }
@@ -162,15 +150,17 @@ std::vector<uint8_t> ReadHex(const Place& place, const cJSON* json) {
 
 void ReadOctets(const Place& place, const cJSON& json, OCTET_STRING_t& value) {
     Store(std::span<const uint8_t>(ReadHex(place, &json)), value);
-    CheckConstraint(place, &value, std::to_string(value.size) + " octets are");
+    CheckConstraint(place, &value, value.size, "octets are");
 }
 
-// Returns the number of bits of the octets that the last octet does not use, from 0 to 7.
+// Returns the number of bits that the last octet does not use, from 0 to 7. These bits must be 0. `json` is the number
+// of bits that are used.
 int ReadUnusedBits(const Place& place, const cJSON* json, const std::vector<uint8_t>& octets) {
     Expect(cJSON_IsNumber(json), place, "the members bits and hex");
-    const long unused = 8 * static_cast<long>(octets.size()) - ReadNumber(place, *json);
-    if (unused < 0 || unused > 7 || (unused != 0 && (octets.back() & ((1 << unused) - 1)) != 0)) {
-        Fail(place, std::to_string(json->valueint) + " bits do not match hex");
+    const long bits = ReadNumber(place, *json);
+    const long unused = 8 * static_cast<long>(octets.size()) - bits;
+    if (bits < 0 || unused < 0 || unused > 7 || (unused != 0 && (octets.back() & ((1 << unused) - 1)) != 0)) {
+        Fail(place, std::to_string(bits) + " bits do not match hex");
     }
     return static_cast<int>(unused);
 }
@@ -184,7 +174,7 @@ void ReadBits(const Place& place, const cJSON& json, BIT_STRING_t& value) {
         value.bits_unused = ReadUnusedBits(place, tools::GetMember(&json, "bits"), octets);
         Store(std::span(octets), value);
     }
-    CheckConstraint(place, &value, std::to_string(8L * value.size - value.bits_unused) + " bits are");
+    CheckConstraint(place, &value, 8L * value.size - value.bits_unused, "bits are");
 }
 
 void ReadText(const Place& place, const cJSON& json, OCTET_STRING_t& value) {
@@ -199,7 +189,7 @@ void ReadText(const Place& place, const cJSON& json, OCTET_STRING_t& value) {
         Fail(place, "a character is not in ASCII");
     }
     Store(std::span<const char>(text), value);
-    CheckConstraint(place, &value, std::to_string(value.size) + " characters are");
+    CheckConstraint(place, &value, value.size, "characters are");
 }
 
 // Reads a member of the sequence or choice at `value`.
@@ -220,7 +210,7 @@ int FindMember(const Place& place, const cJSON& json, int first) {
             return index;
         }
     }
-    Fail(place, "unknown member " + Quote(json.string));
+    FailUnknown(place, "unknown member", json.string);
 }
 
 void ReadSequence(const Place& place, const cJSON& json, void* value) {
@@ -258,9 +248,8 @@ void ReadChoice(const Place& place, const cJSON& json, void* value) {
 
 // Checks the number of items before the list grows.
 void CheckCount(const Place& place, int count) {
-    const asn_per_constraint_t& size = GetType(place).per_constraints->size;
-    if ((size.flags & asn_per_constraint_s::APC_CONSTRAINED) != 0 &&
-        (count < size.lower_bound || count > size.upper_bound)) {
+    const asn_per_constraint_t* const size = GetSizeConstraint(GetType(place));
+    if (size != nullptr && (count < size->lower_bound || count > size->upper_bound)) {
         Fail(place, std::to_string(count) + " items are outside its constraint");
     }
 }
@@ -301,51 +290,6 @@ void ReadValue(const Place& place, const cJSON& json, void* value) {
     }
 }
 
-// Returns the line with marks instead of the escapes of NUL. Throws InvalidJson for what cJSON would accept, although
-// it is not JSON, and for a line that is nested too deeply.
-std::string PrepareLine(std::string_view line) {
-    std::string text(line);
-    bool isInText = false;
-    int depth = 0;
-    for (size_t i = 0; i < text.size(); ++i) {
-        const char character = text[i];
-        if (character == NUL_MARK[0]) {
-            throw InvalidJson({i, "not UTF-8"});
-        }
-        if (static_cast<uint8_t>(character) < ' ' && (isInText || !IsSpace(character))) {
-            throw InvalidJson({i, "control character"});
-        }
-        if (character == '"') {
-            isInText = !isInText;
-        } else if (isInText && character == '\\') {
-            const bool isNul = line.substr(i).starts_with(NUL_ESCAPE);
-            text.replace(i, isNul ? NUL_MARK.size() : 0, isNul ? NUL_MARK : "");
-            i += isNul ? NUL_MARK.size() - 1 : 1;
-        } else if (!isInText && (character == '{' || character == '[')) {
-            if (++depth > MAX_DEPTH) {
-                throw InvalidJson({i, "nested deeper than " + std::to_string(MAX_DEPTH) + " levels"});
-            }
-        } else if (!isInText && (character == '}' || character == ']')) {
-            --depth;
-        }
-    }
-    return text;
-}
-
-tools::Json ParseLine(const std::string& text) {
-    const char* end = text.data();
-    tools::Json json(cJSON_ParseWithLengthOpts(text.data(), text.size(), &end, false));
-    const auto parsed = static_cast<size_t>(end - text.data());
-    if (json == nullptr) {
-        throw InvalidJson({parsed, "not JSON"});
-    }
-    const auto rest = std::find_if_not(text.begin() + static_cast<ptrdiff_t>(parsed), text.end(), IsSpace);
-    if (rest != text.end()) {
-        throw InvalidJson({static_cast<size_t>(rest - text.begin()), "text after the object"});
-    }
-    return json;
-}
-
 // Returns the message in a line from a capture, or `json` itself.
 const cJSON& FindMessage(const Place& place, const cJSON& json) {
     const cJSON* const message = tools::GetMember(&json, place.member.name);
@@ -370,7 +314,7 @@ Decoded DecodeJson(std::string_view line) {
     Decoded decoded;
     decoded.message.reset(static_cast<MessageFrame_t*>(AllocateValue(*member.type)));
     try {
-        const tools::Json json = ParseLine(PrepareLine(line));
+        const tools::Json json = ParseJsonLine(line);
         const Place place{nullptr, member, 0};
         ReadValue(place, FindMessage(place, *json), decoded.message.get());
     } catch (const InvalidJson& error) {

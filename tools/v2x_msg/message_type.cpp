@@ -39,10 +39,15 @@ TypeKind GetKind(const asn_TYPE_descriptor_t& type) {
     return row->kind;
 }
 
+const asn_per_constraint_t* GetSizeConstraint(const asn_TYPE_descriptor_t& type) {
+    const asn_per_constraints_t* const constraints = type.per_constraints;
+    const bool isFixed = constraints != nullptr && constraints->size.flags == asn_per_constraint_s::APC_CONSTRAINED;
+    return isFixed ? &constraints->size : nullptr;
+}
+
 bool HasWholeOctets(const asn_TYPE_descriptor_t& bitString) {
-    const asn_per_constraints_t* const constraints = bitString.per_constraints;
-    return constraints != nullptr && constraints->size.flags == asn_per_constraint_s::APC_CONSTRAINED &&
-           constraints->size.lower_bound == constraints->size.upper_bound && constraints->size.upper_bound % 8 == 0;
+    const asn_per_constraint_t* const size = GetSizeConstraint(bitString);
+    return size != nullptr && size->lower_bound == size->upper_bound && size->upper_bound % 8 == 0;
 }
 
 } // namespace msg

@@ -24,6 +24,9 @@ enum class TypeKind {
 // Throws std::logic_error for a type that the message set does not use.
 TypeKind GetKind(const asn_TYPE_descriptor_t& type);
 
+// Returns the bounds of the size of a string or list, or null if a newer edition can have another size.
+const asn_per_constraint_t* GetSizeConstraint(const asn_TYPE_descriptor_t& type);
+
 // Returns true if the bit string has a constant number of whole octets.
 bool HasWholeOctets(const asn_TYPE_descriptor_t& bitString);
 
