@@ -54,11 +54,11 @@ std::string FormatMovements(const MovementList_t& movements) {
     return text;
 }
 
-// Returns the cells of node, lane, maneuver and phase.
+// Returns the cells of node, lane, phase and maneuvers.
 Cells FormatConnection(const Connection_t& connection) {
     const ConnectingLane_t* const lane = connection.connectingLane;
     return {FormatNode(connection.remoteIntersection), FormatNumber(lane == nullptr ? nullptr : &lane->lane),
-            FormatBits(lane == nullptr ? nullptr : lane->maneuver, MANEUVERS), FormatNumber(connection.phaseId)};
+            FormatNumber(connection.phaseId), FormatBits(lane == nullptr ? nullptr : lane->maneuver, MANEUVERS)};
 }
 
 // Only the row of the first connection shows the lane's own values.
@@ -96,8 +96,8 @@ std::string FormatLink(const Link_t& link) {
                  {"limits(m/s)", Align::left},
                  {"to node", Align::left},
                  {"to lane"},
-                 {"to maneuvers", Align::left},
-                 {"phase"}});
+                 {"phase"},
+                 {"to maneuvers", Align::left}});
     for (const Lane_t* lane : Items(&link.lanes)) {
         AddLane(*lane, table);
     }

@@ -22,7 +22,7 @@ void AddParticipant(const ParticipantData_t& participant, const Position3D_t& re
 } // namespace
 
 std::string FormatRsm(const RoadsideSafetyMessage_t& rsm) {
-    Table table({{"participant"},
+    Table table({{"ptcId"},
                  {"type", Align::left},
                  {"source", Align::left},
                  {"id", Align::left},
