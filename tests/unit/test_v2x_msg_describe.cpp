@@ -65,8 +65,8 @@ TEST(V2xMsgDescribe, ShowsTheValuesOfEachType) {
          {"node -/8838  position(deg) 87.4898312,-173.7813317  elevation(m) 5918.7  name \"tCS[#|0usD3\"",
           "link from 65535/16079  width(m) -  points 0  name \"U\"", "  limits(m/s): unknown 23.70",
           "  movements: -/0 phase 255, 52332/65535 phase 2",
-          "  255  -  0.00  3  straight, rightTurnOnRed, reserved1  maxSpeedInConstructionZone ?, vehicleMinSpeed 6.62, "
-          "vehicleMaxSpeed 3.84  -/21717  -  39  -",
+          "  255  -  0.00  3  straight, rightTurnOnRed, reserved1  -/21717  -  39  -  maxSpeedInConstructionZone ?, "
+          "vehicleMinSpeed 6.62, vehicleMaxSpeed 3.84",
           "  26412/36379  234  -  left, leftTurnOnRed, laneChange, noStopping, caution, reserved1",
           "  46  -  -  0  -  -  -  -  -  -"}},
         {"newer", "mapFrame_1", {"  84  unknown  -  0  -  -  -  -  -  -"}},

@@ -11,7 +11,7 @@ namespace msg {
 namespace {
 
 constexpr Unit STEERING{1.5, 1, 127};       // degrees
-constexpr Unit ACCELERATION{0.01, 2, 2001}; // m/s²
+constexpr Unit ACCELERATION{0.01, 2, 2001}; // m/s2
 constexpr Unit YAW_RATE{0.01, 2};           // degrees per second
 
 constexpr std::string_view EVENTS[] = {"eventHazardLights",

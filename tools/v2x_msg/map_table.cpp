@@ -20,8 +20,6 @@
 namespace msg {
 namespace {
 
-using Cells = std::vector<std::string>;
-
 constexpr std::string_view MANEUVERS[] = {"straight",      "left",           "right",      "uTurn",
                                           "leftTurnOnRed", "rightTurnOnRed", "laneChange", "noStopping",
                                           "yield",         "goWithHalt",     "caution",    "reserved1"};
@@ -39,8 +37,8 @@ std::string FormatLaneType(const LaneAttributes_t* attributes) {
 std::string FormatLimits(const SpeedLimitList_t* limits) {
     std::string text;
     for (const RegulatorySpeedLimit_t* limit : Items(limits)) {
-        text += text.empty() ? "" : ", ";
-        text += FormatEnumerated(asn_DEF_SpeedLimitType, &limit->type) + " " + FormatNumber(&limit->speed, SPEED);
+        AppendItem(FormatEnumerated(asn_DEF_SpeedLimitType, &limit->type) + " " + FormatNumber(&limit->speed, SPEED),
+                   text);
     }
     return text.empty() ? "-" : text;
 }
@@ -48,8 +46,7 @@ std::string FormatLimits(const SpeedLimitList_t* limits) {
 std::string FormatMovements(const MovementList_t& movements) {
     std::string text;
     for (const Movement_t* movement : Items(&movements)) {
-        text += text.empty() ? "" : ", ";
-        text += FormatNode(movement->remoteIntersection) + " phase " + FormatNumber(movement->phaseId);
+        AppendItem(FormatNode(movement->remoteIntersection) + " phase " + FormatNumber(movement->phaseId), text);
     }
     return text;
 }
@@ -61,7 +58,7 @@ Cells FormatConnection(const Connection_t& connection) {
             FormatNumber(connection.phaseId), FormatBits(lane == nullptr ? nullptr : lane->maneuver, MANEUVERS)};
 }
 
-// Only the row of the first connection shows the lane's own values.
+// Only the row of the first connection shows the lane's own values. The limits are the last column.
 void AddLane(const Lane_t& lane, Table& table) {
     Cells own{FormatNumber(&lane.laneID),
               FormatLaneType(lane.laneAttributes),
@@ -71,7 +68,7 @@ void AddLane(const Lane_t& lane, Table& table) {
               FormatLimits(lane.speedLimits)};
     const auto addRow = [&](const Cells& connection) {
         Cells row = own;
-        row.insert(row.end(), connection.begin(), connection.end());
+        row.insert(row.end() - 1, connection.begin(), connection.end());
         table.Add(std::move(row));
         own.assign(own.size(), "");
     };
@@ -93,11 +90,11 @@ std::string FormatLink(const Link_t& link) {
                  {"width(m)"},
                  {"points"},
                  {"maneuvers", Align::left},
-                 {"limits(m/s)", Align::left},
                  {"to node", Align::left},
                  {"to lane"},
                  {"phase"},
-                 {"to maneuvers", Align::left}});
+                 {"to maneuvers", Align::left},
+                 {"limits(m/s)", Align::left}});
     for (const Lane_t* lane : Items(&link.lanes)) {
         AddLane(*lane, table);
     }

@@ -12,8 +12,6 @@
 namespace msg {
 namespace {
 
-using Cells = std::vector<std::string>;
-
 std::string FormatDescription(const Description_t* description) {
     if (description == nullptr || description->present == Description_PR_NOTHING) {
         return "-";

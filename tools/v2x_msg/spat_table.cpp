@@ -37,8 +37,6 @@ std::string FormatMoment(const long* moy, const long* timeStamp) {
            (timeStamp == nullptr ? "" : " s");
 }
 
-using Cells = std::vector<std::string>;
-
 Cells FormatCounting(const TimeCountingDown_t& timing) {
     return {"counting",
             FormatTime(&timing.startTime),

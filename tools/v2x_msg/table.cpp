@@ -14,14 +14,14 @@ void AppendCell(const std::string& cell, Align align, size_t width, std::string&
 } // namespace
 
 Table::Table(std::vector<Column> columns) : m_columns(std::move(columns)), m_widths(m_columns.size()) {
-    std::vector<std::string> heads;
+    Cells heads;
     for (const Column& column : m_columns) {
         heads.emplace_back(column.head);
     }
     Add(std::move(heads));
 }
 
-void Table::Add(std::vector<std::string> cells) {
+void Table::Add(Cells cells) {
     cells.resize(m_columns.size());
     for (size_t i = 0; i < cells.size(); ++i) {
         m_widths[i] = std::max(m_widths[i], cells[i].size());

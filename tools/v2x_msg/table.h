@@ -6,6 +6,8 @@
 
 namespace msg {
 
+using Cells = std::vector<std::string>;
+
 enum class Align { left, right };
 
 struct Column {
@@ -18,7 +20,7 @@ public:
     explicit Table(std::vector<Column> columns);
 
     // Adds a row of one cell for each column.
-    void Add(std::vector<std::string> cells);
+    void Add(Cells cells);
 
     // Returns a line of heads and a line for each row, indented by two spaces. A table without rows is empty.
     std::string Format() const;
@@ -26,7 +28,7 @@ public:
 private:
     std::vector<Column> m_columns;
     std::vector<size_t> m_widths; // of the columns, in characters
-    std::vector<std::vector<std::string>> m_rows;
+    std::vector<Cells> m_rows;
 };
 
 } // namespace msg

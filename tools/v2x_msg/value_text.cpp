@@ -68,6 +68,10 @@ std::string FormatVertical(const VerticalOffset_t* offset, const long* reference
 
 } // namespace
 
+void AppendItem(const std::string& item, std::string& list) {
+    list += (list.empty() ? "" : ", ") + item;
+}
+
 std::string FormatNumber(const long* number, const Unit& unit) {
     if (number == nullptr) {
         return "-";
@@ -106,8 +110,7 @@ std::string FormatBits(const BIT_STRING_t* bits, std::span<const std::string_vie
     const size_t count = std::min(8 * static_cast<size_t>(bits->size), MAX_BITS);
     for (size_t bit = 0; bit < count; ++bit) {
         if ((bits->buf[bit / 8] >> (7 - bit % 8) & 1) != 0) {
-            text += text.empty() ? "" : ", ";
-            text += bit < names.size() ? std::string(names[bit]) : "bit " + std::to_string(bit);
+            AppendItem(bit < names.size() ? std::string(names[bit]) : "bit " + std::to_string(bit), text);
         }
     }
     return text.empty() ? "none" : text;

@@ -75,6 +75,9 @@ std::string FormatPlace(const Position3D_t& position);
 
 // ---- lists
 
+// Appends an item to a list in text: "A, B".
+void AppendItem(const std::string& item, std::string& list);
+
 // Returns pointers to the items. Null means an empty list.
 template <typename List>
 auto Items(const List* list) {
