@@ -27,11 +27,10 @@ Cells FormatShared(const Data& data, const PositionOffsetLLV_t* offset, const Po
     const RSITimeDetails_t* const times = data.timeDetails;
     return {place.position,
             place.elevation,
-            FormatMinute(times == nullptr ? nullptr : times->startTime),
-            FormatMinute(times == nullptr ? nullptr : times->endTime),
+            FormatDay(times == nullptr ? nullptr : times->startTime),
+            FormatDay(times == nullptr ? nullptr : times->endTime),
             data.priority == nullptr ? "-" : FormatHex(*data.priority),
-            std::to_string(Items(data.referencePaths).size()),
-            std::to_string(Items(data.referenceLinks).size()),
+            std::to_string(Items(data.referencePaths).size()) + "/" + std::to_string(Items(data.referenceLinks).size()),
             FormatDescription(data.description)};
 }
 
@@ -54,8 +53,7 @@ std::string FormatRsi(const RoadSideInformation_t& rsi) {
                  {"start", Align::left},
                  {"end", Align::left},
                  {"priority"},
-                 {"paths"},
-                 {"links"},
+                 {"paths/links"},
                  {"description", Align::left}});
     for (const RTEData_t* event : Items(rsi.rtes)) {
         AddRow({"event", FormatNumber(&event->rteId), FormatNumber(&event->eventType),

@@ -81,15 +81,19 @@ std::string FormatNumber(const long* number, const Unit& unit) {
                : tools::FormatText("%.*f", unit.decimals, static_cast<double>(*number) * unit.scale);
 }
 
-std::string FormatMinute(const long* minute) {
+std::string FormatDay(const long* minute) {
     if (minute == nullptr) {
         return "-";
     }
     if (*minute < 0 || *minute >= INVALID_MINUTE) {
-        return std::to_string(*minute) + " (invalid)";
+        return "invalid";
     }
     const long time = *minute % MINUTES_OF_DAY;
-    return tools::FormatText("%ld (day %ld, %02ld:%02ld)", *minute, *minute / MINUTES_OF_DAY + 1, time / 60, time % 60);
+    return tools::FormatText("day %ld, %02ld:%02ld", *minute / MINUTES_OF_DAY + 1, time / 60, time % 60);
+}
+
+std::string FormatMinute(const long* minute) {
+    return minute == nullptr ? "-" : std::to_string(*minute) + " (" + FormatDay(minute) + ")";
 }
 
 std::string FormatEnumerated(const asn_TYPE_descriptor_t& type, const long* value) {

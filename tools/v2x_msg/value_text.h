@@ -36,7 +36,10 @@ inline constexpr Unit CONFIDENCE{0.5, 1};             // percent
 // Null means absent.
 std::string FormatNumber(const long* number, const Unit& unit = COUNT);
 
-// Formats a MinuteOfTheYear as its number, the day of the year from 1, and the time of day. Null means absent.
+// Formats a MinuteOfTheYear as the day of the year, from 1, and the time of day. Null means absent.
+std::string FormatDay(const long* minute);
+
+// Returns the number and, in parentheses, the text of FormatDay.
 std::string FormatMinute(const long* minute);
 
 // Returns the name of an enumerated value, or the number if `type` has no name for it. Null means absent.
