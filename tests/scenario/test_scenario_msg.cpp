@@ -77,26 +77,38 @@ TEST_F(ScenarioMsg, ShowsEveryMessageAndGoesOnAfterABadFrame) {
 moy 527040 (invalid)  timeStamp 65.535 s  name "Main St"
 intersection -/65535  moy 0 (day 1, 00:00)  timeStamp 59.999 s
   status: manualControlIsEnabled, noValidSPATisAvailableAtThisTime
-  phase  light             timing      start   minEnd   maxEnd  likelyEnd  confidence%  nextStart  nextEnd/Dur
-    255  flashing-yellow   utc             ?      0.0   3600.0     1234.5        100.0        0.1       3599.9
-         dark              -               -        -        -          -            -          -            -
-      0  yellow            counting      0.5      1.0        ?        1.5          0.5        2.0         30.0
+  phase  light            timing    start  minEnd  maxEnd  likelyEnd  confidence%  nextStart  nextEnd/Dur
+    255  flashing-yellow  utc           ?     0.0  3600.0     1234.5        100.0        0.1       3599.9
+         dark             -             -       -       -          -            -          -            -
+      0  yellow           counting    0.5     1.0       ?        1.5          0.5        2.0         30.0
 intersection 7/0  moy -  timeStamp -
   status: none
-  phase  light             timing      start   minEnd   maxEnd  likelyEnd  confidence%  nextStart  nextEnd/Dur
-      9  unavailable       -               -        -        -          -            -          -            -
+  phase  light        timing  start  minEnd  maxEnd  likelyEnd  confidence%  nextStart  nextEnd/Dur
+      9  unavailable  -           -       -       -          -            -          -            -
 frame 2: SPAT, 19 bytes, msgCnt 1
 moy -  timeStamp -
 intersection -/2  moy -  timeStamp -
   status: none
-  phase  light             timing      start   minEnd   maxEnd  likelyEnd  confidence%  nextStart  nextEnd/Dur
-      4  red               unknown         -        -        -          -            -          -            -
-         dark              counting      0.0        -        -        3.0            -          -            -
+  phase  light  timing    start  minEnd  maxEnd  likelyEnd  confidence%  nextStart  nextEnd/Dur
+      4  red    unknown       -       -       -          -            -          -            -
+         dark   counting    0.0       -       -        3.0            -          -            -
 frame 3: BSM, 49 bytes, msgCnt 35
+  id                secMark(s)  position(deg)           elevation(m)  speed(m/s)  heading(deg)  size(m)      class
+  3030313433313031      47.091  28.1260343,112.8799971         123.3        0.12       74.3000  1.80x5.00x-     54
+  transmission  steering(deg)  acceleration(m/s2)  lateral(m/s2)  yaw(deg/s)  brakePedal  abs  traction  stability
+  reverseGears           22.5                0.05           0.00        0.00  off         -    -         -
+  events: none
+  lights: none
 frame 4: MAP, 17 bytes, msgCnt 3
+timeStamp -
+node 1/2  position(deg) 0.0000001,0.0000002  elevation(m) -  name "X"
 frame 6: RSM, 35 bytes, msgCnt 4
+id 6162636465666768  position(deg) 0.0000001,0.0000002  elevation(m) -
+  ptcId  type   source  id  secMark(s)  position(deg)        elevation(m)  speed(m/s)  heading(deg)  size(m)      class
+  65535  motor  video   -        0.001  0.0000003,0.0000003             -        0.06        0.0500  0.01x0.02x-      -
 frame 7: message of a newer edition, 4 bytes
 frame 8: RSI, 18 bytes, msgCnt 5
+moy -  id 6162636465666768  position(deg) 0.0000001,0.0000002  elevation(m) -
 frame 9: extension, 8 bytes, messageId 10, value of 3 bytes
 )",
             R"(in:2: frame 2: TimeChangeDetails: unknown alternative

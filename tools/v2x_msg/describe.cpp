@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "spat_table.h"
+#include "message_tables.h"
 
 namespace msg {
 namespace {
@@ -26,20 +26,15 @@ std::string FormatMessage(const MessageFrame_t& message) {
     return ", msgCnt " + std::to_string(content.msgCnt) + "\n" + FormatTable(content);
 }
 
-template <typename Content>
-std::string NoTable(const Content& /*content*/) {
-    return {};
-}
-
 } // namespace
 
 const std::array<MessageKind, MessageFrame_PR_msgFrameExt + 1> MESSAGE_KINDS{{
     {MessageFrame_PR_NOTHING, "message of a newer edition", "newer", FormatNothing},
-    {MessageFrame_PR_bsmFrame, "BSM", "bsm", FormatMessage<&Alternatives::bsmFrame, NoTable<BasicSafetyMessage_t>>},
-    {MessageFrame_PR_mapFrame, "MAP", "map", FormatMessage<&Alternatives::mapFrame, NoTable<MapData_t>>},
-    {MessageFrame_PR_rsmFrame, "RSM", "rsm", FormatMessage<&Alternatives::rsmFrame, NoTable<RoadsideSafetyMessage_t>>},
+    {MessageFrame_PR_bsmFrame, "BSM", "bsm", FormatMessage<&Alternatives::bsmFrame, FormatBsm>},
+    {MessageFrame_PR_mapFrame, "MAP", "map", FormatMessage<&Alternatives::mapFrame, FormatMap>},
+    {MessageFrame_PR_rsmFrame, "RSM", "rsm", FormatMessage<&Alternatives::rsmFrame, FormatRsm>},
     {MessageFrame_PR_spatFrame, "SPAT", "spat", FormatMessage<&Alternatives::spatFrame, FormatSpat>},
-    {MessageFrame_PR_rsiFrame, "RSI", "rsi", FormatMessage<&Alternatives::rsiFrame, NoTable<RoadSideInformation_t>>},
+    {MessageFrame_PR_rsiFrame, "RSI", "rsi", FormatMessage<&Alternatives::rsiFrame, FormatRsi>},
     {MessageFrame_PR_msgFrameExt, "extension", "ext", FormatExtension},
 }};
 
