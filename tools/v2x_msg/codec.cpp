@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 #include "NativeInteger.h"
 #include "constr_CHOICE.h"
@@ -125,19 +126,28 @@ void AddNotes(const UnknownParts& parts, Describe describe, Decoded& decoded) {
     }
 }
 
-template <typename Byte>
-std::vector<Byte> Encode(asn_transfer_syntax syntax, const MessageFrame_t& message, std::string& failedType) {
-    std::vector<Byte> bytes(65536); // nearly all messages fit, so that one pass is enough
-    asn_enc_rval_t result{};
-    do {
-        bytes.resize(std::max(bytes.size(), static_cast<size_t>(result.encoded)));
-        result = asn_encode_to_buffer(nullptr, syntax, &asn_DEF_MessageFrame, &message, bytes.data(), bytes.size());
-    } while (result.encoded > static_cast<ssize_t>(bytes.size()));
+// Callback of the encoders: appends bytes to the std::string or std::vector<uint8_t> at `key`.
+template <typename Container>
+int Append(const void* bytes, size_t size, void* key) {
+    const auto* const first = static_cast<const typename Container::value_type*>(bytes);
+    Container& container = *static_cast<Container*>(key);
+    container.insert(container.end(), first, first + size);
+    return 0;
+}
+
+// Returns `encoding`, or an empty container if encoding failed.
+template <typename Container>
+Container Finish(const asn_enc_rval_t& result, Container encoding, std::string& failedType) {
     if (result.encoded < 0) {
         failedType = result.failed_type == nullptr ? "" : result.failed_type->name;
+        encoding.clear();
     }
-    bytes.resize(static_cast<size_t>(std::max<ssize_t>(result.encoded, 0)));
-    return bytes;
+    return encoding;
+}
+
+// The encoders only read the value, but their signature lacks const.
+void* GetValue(const MessageFrame_t& message) {
+    return const_cast<MessageFrame_t*>(&message);
 }
 
 } // namespace
@@ -146,22 +156,31 @@ void MessageDeleter::operator()(MessageFrame_t* message) const {
     ASN_STRUCT_FREE(asn_DEF_MessageFrame, message);
 }
 
-Decoded DecodeFrame(std::span<const uint8_t> frame) {
+Decoded DecodeFirst(std::span<const uint8_t> bytes, size_t& size) {
     UnknownParts parts;
     Decoded decoded;
     const asn_dec_rval_t result =
-        Decode(ATS_UNALIGNED_CANONICAL_PER, frame.data(), frame.size(), parts, decoded.message);
+        Decode(ATS_UNALIGNED_CANONICAL_PER, bytes.data(), bytes.size(), parts, decoded.message);
     if (result.code != RC_OK) {
-        decoded.problems.push_back(FindProblem(frame));
+        size = bytes.size();
+        decoded.problems.push_back(FindProblem(bytes));
         return decoded;
     }
+    size = result.consumed;
     AddNotes(parts, DescribeNewer, decoded);
-    if (result.consumed < frame.size()) {
-        const size_t rest = frame.size() - result.consumed;
-        decoded.problems.push_back(
-            {result.consumed, std::to_string(rest) + (rest == 1 ? " byte" : " bytes") + " left over after the frame"});
-    }
     CheckConstraints(decoded);
+    return decoded;
+}
+
+Decoded DecodeFrame(std::span<const uint8_t> frame) {
+    size_t size = 0;
+    Decoded decoded = DecodeFirst(frame, size);
+    if (size < frame.size()) {
+        const size_t rest = frame.size() - size;
+        decoded.problems.insert(
+            decoded.problems.begin(),
+            {size, std::to_string(rest) + (rest == 1 ? " byte" : " bytes") + " left over after the frame"});
+    }
     return decoded;
 }
 
@@ -196,12 +215,17 @@ Decoded DecodeXer(std::string_view document, Unknown unknown) {
 }
 
 std::string EncodeXer(const MessageFrame_t& message, std::string& failedType) {
-    const std::vector<char> text = Encode<char>(ATS_BASIC_XER, message, failedType);
-    return {text.begin(), text.end()};
+    std::string text;
+    const asn_enc_rval_t result =
+        xer_encode(&asn_DEF_MessageFrame, GetValue(message), XER_F_BASIC, Append<std::string>, &text);
+    return Finish(result, std::move(text), failedType);
 }
 
 std::vector<uint8_t> EncodeFrame(const MessageFrame_t& message, std::string& failedType) {
-    return Encode<uint8_t>(ATS_UNALIGNED_CANONICAL_PER, message, failedType);
+    std::vector<uint8_t> frame;
+    const asn_enc_rval_t result =
+        uper_encode(&asn_DEF_MessageFrame, GetValue(message), Append<std::vector<uint8_t>>, &frame);
+    return Finish(result, std::move(frame), failedType);
 }
 
 } // namespace msg

@@ -39,6 +39,11 @@ struct Decoded {
 // Decodes one frame in UPER. The offset of a problem is the byte at which decoding stopped.
 Decoded DecodeFrame(std::span<const uint8_t> frame);
 
+// Decodes the frame at the start of the bytes, which may continue after it, and sets `size` to its size in bytes. If
+// decoding fails, sets `size` to the number of all bytes; this is also the problem's offset if the frame needs more
+// bytes.
+Decoded DecodeFirst(std::span<const uint8_t> bytes, size_t& size);
+
 // What to do with elements, attributes and text that the message set does not know.
 enum class Unknown {
     refuse, // decoding fails; the only problem describes the first unknown part

@@ -124,8 +124,8 @@ void ReadFrames(tools::InputFile& input, InputKind kind, const FrameOptions& opt
 // the input and line of an offset in the document.
 template <typename FormatPlace>
 std::vector<uint8_t> EncodeDocument(const Decoded& decoded, Report& report, FormatPlace formatPlace) {
-    for (const std::string& note : decoded.notes) {
-        report.Note(formatPlace(0), "skipped: " + note);
+    for (size_t i = 0; i < decoded.notes.size(); ++i) {
+        report.Note(formatPlace(decoded.noteOffsets[i]), "skipped: " + decoded.notes[i]);
     }
     for (const Problem& problem : decoded.problems) {
         report.Error(formatPlace(problem.offset == Problem::UNKNOWN_OFFSET ? 0 : problem.offset), problem);
