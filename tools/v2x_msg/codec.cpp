@@ -126,18 +126,14 @@ void AddNotes(const UnknownParts& parts, Describe describe, Decoded& decoded) {
     }
 }
 
-// Callback of the encoders: appends bytes to the std::string or std::vector<uint8_t> at `key`.
-template <typename Container>
-int Append(const void* bytes, size_t size, void* key) {
-    const auto* const first = static_cast<const typename Container::value_type*>(bytes);
-    Container& container = *static_cast<Container*>(key);
-    container.insert(container.end(), first, first + size);
+// Callback of the encoders: appends bytes to the string at `key`.
+extern "C" int AppendEncoded(const void* bytes, size_t size, void* key) {
+    static_cast<std::string*>(key)->append(static_cast<const char*>(bytes), size);
     return 0;
 }
 
-// Returns `encoding`, or an empty container if encoding failed.
-template <typename Container>
-Container Finish(const asn_enc_rval_t& result, Container encoding, std::string& failedType) {
+// Returns `encoding`, or an empty string if encoding failed.
+std::string Finish(const asn_enc_rval_t& result, std::string encoding, std::string& failedType) {
     if (result.encoded < 0) {
         failedType = result.failed_type == nullptr ? "" : result.failed_type->name;
         encoding.clear();
@@ -216,16 +212,16 @@ Decoded DecodeXer(std::string_view document, Unknown unknown) {
 
 std::string EncodeXer(const MessageFrame_t& message, std::string& failedType) {
     std::string text;
-    const asn_enc_rval_t result =
-        xer_encode(&asn_DEF_MessageFrame, GetValue(message), XER_F_BASIC, Append<std::string>, &text);
+    text.reserve(8192); // holds most messages
+    const auto result = xer_encode(&asn_DEF_MessageFrame, GetValue(message), XER_F_BASIC, AppendEncoded, &text);
     return Finish(result, std::move(text), failedType);
 }
 
 std::vector<uint8_t> EncodeFrame(const MessageFrame_t& message, std::string& failedType) {
-    std::vector<uint8_t> frame;
-    const asn_enc_rval_t result =
-        uper_encode(&asn_DEF_MessageFrame, GetValue(message), Append<std::vector<uint8_t>>, &frame);
-    return Finish(result, std::move(frame), failedType);
+    std::string bytes;
+    const auto result = uper_encode(&asn_DEF_MessageFrame, GetValue(message), AppendEncoded, &bytes);
+    bytes = Finish(result, std::move(bytes), failedType);
+    return {bytes.begin(), bytes.end()};
 }
 
 } // namespace msg
