@@ -1,15 +1,18 @@
 // The message viewer, run as its user would run it.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
 
 #include "captured_frames.h"
+#include "common/capture_file.h"
 #include "encoded_frames.h"
 #include "process.h"
 
 namespace {
 
 const std::string EXTENSION = std::string(encoded::extension) + "\n";
+const std::string RAW("\x80\x06\x00\x0A\x03\x01\x02\x03", 8); // EXTENSION in bytes
 const std::string MAP = std::string(encoded::map) + "\n";
 const std::string EXTENSION_XER = R"(<MessageFrame>
     <msgFrameExt>
@@ -18,6 +21,7 @@ const std::string EXTENSION_XER = R"(<MessageFrame>
     </msgFrameExt>
 </MessageFrame>
 )";
+const std::string EXTENSION_JSON = "{\"msgFrameExt\":{\"messageId\":10,\"value\":\"010203\"}}\n";
 
 // The text with its first `old` replaced.
 std::string With(std::string text, const std::string& old, const std::string& fresh) {
@@ -73,7 +77,7 @@ TEST_F(ScenarioMsg, ShowsEveryMessageAndGoesOnAfterABadFrame) {
         lines += line + "\n";
     }
     Check({{"v2x_msg info -f in", lines,
-            R"(frame 1: SPAT, 68 bytes, msgCnt 127
+            R"(SPAT, 68 bytes, msgCnt 127
 moy 527040 (invalid)  timeStamp 65.535 s  name "Main St"
 intersection -/65535  moy 0 (day 1, 00:00)  timeStamp 59.999 s
   status: manualControlIsEnabled, noValidSPATisAvailableAtThisTime
@@ -85,31 +89,33 @@ intersection 7/0  moy -  timeStamp -
   status: none
   phase  light        timing  start  minEnd  maxEnd  likelyEnd  confidence%  nextStart  nextEnd/Dur
       9  unavailable  -           -       -       -          -            -          -            -
-frame 2: SPAT, 19 bytes, msgCnt 1
+SPAT, 19 bytes, msgCnt 1
+newer edition: new alternative in TimeChangeDetails (decoded as none)
 moy -  timeStamp -
 intersection -/2  moy -  timeStamp -
   status: none
   phase  light  timing    start  minEnd  maxEnd  likelyEnd  confidence%  nextStart  nextEnd/Dur
       4  red    unknown       -       -       -          -            -          -            -
          dark   counting    0.0       -       -        3.0            -          -            -
-frame 3: BSM, 49 bytes, msgCnt 35
+BSM, 49 bytes, msgCnt 35
   id                secMark(s)  position(deg)           elevation(m)  speed(m/s)  heading(deg)  size(m)      class
   3030313433313031      47.091  28.1260343,112.8799971         123.3        0.12       74.3000  1.80x5.00x-     54
   transmission  steering(deg)  acceleration(m/s2)  lateral(m/s2)  yaw(deg/s)  brakePedal  abs  traction  stability
   reverseGears           22.5                0.05           0.00        0.00  off         -    -         -
   events: none
   lights: none
-frame 4: MAP, 17 bytes, msgCnt 3
+MAP, 17 bytes, msgCnt 3
 timeStamp -
 node 1/2  position(deg) 0.0000001,0.0000002  elevation(m) -  name "X"
-frame 6: RSM, 35 bytes, msgCnt 4
+RSM, 35 bytes, msgCnt 4
 id 6162636465666768  position(deg) 0.0000001,0.0000002  elevation(m) -
   ptcId  type   source  id  secMark(s)  position(deg)        elevation(m)  speed(m/s)  heading(deg)  size(m)      class
   65535  motor  video   -        0.001  0.0000003,0.0000003             -        0.06        0.0500  0.01x0.02x-      -
-frame 7: message of a newer edition, 4 bytes
-frame 8: RSI, 18 bytes, msgCnt 5
+message of a newer edition, 4 bytes
+newer edition: new alternative in MessageFrame (decoded as none)
+RSI, 18 bytes, msgCnt 5
 moy -  id 6162636465666768  position(deg) 0.0000001,0.0000002  elevation(m) -
-frame 9: extension, 8 bytes, messageId 10, value of 3 bytes
+extension, 8 bytes, messageId 10, value of 3 bytes
 )",
             R"(in:2: frame 2: TimeChangeDetails: unknown alternative
 in:5: frame 5: byte 0: no such alternative, value or length
@@ -119,15 +125,22 @@ in:7: frame 7: MessageFrame: unknown alternative
 }
 
 TEST_F(ScenarioMsg, ReadsFramesInEveryForm) {
-    const std::string frame1 = "frame 1: extension, 8 bytes, messageId 10, value of 3 bytes\n";
+    const std::string frame1 = "extension, 8 bytes, messageId 10, value of 3 bytes\n";
     Check({
         {"v2x_msg info -f in", "# one\n\n \t\r\n80:06-00,0a\t0x03 0X01 02\f03\r# end", frame1, ""},
         {"v2x_msg info 8006 000A:0301 0203", "", frame1, ""},
         {"v2x_msg info --one < in", "# one\n8006 000A\n\n03010203", frame1, ""},
-        {"v2x_msg info --raw < in", {"\x80\x06\x00\x0A\x03\x01\x02\x03", 8}, frame1, ""},
-        {"v2x_msg info --raw < in", std::string((1 << 20) + 1, 'x'), "",
-         "standard input: frame 1: longer than 1048576 bytes, the most that a frame may have\n"},
-        {"v2x_msg info -f in", std::string((8 << 20) + 9, ' ') + "\n" + EXTENSION, With(frame1, "1", "2"),
+        {"v2x_msg info --raw < in", RAW + RAW, frame1 + "byte 8: " + frame1, ""},
+        {"(head -c 11; sleep 0.1; cat) < in | v2x_msg decode --raw | v2x_msg encode --raw | cmp - in", RAW + RAW, "",
+         ""},
+        {"v2x_msg info --raw in", RAW + "\x7F" + RAW, frame1,
+         "in: byte 8: frame 2: byte 0: no such alternative, value or length; the bytes from here on cannot be split "
+         "into "
+         "frames\n2 frames, 1 bad\n"},
+        {"v2x_msg info --raw in", RAW + RAW.substr(0, 3), frame1,
+         "in: byte 8: frame 2: byte 3: ends too early\n2 frames, 1 bad\n"},
+        {"cp in 8006; v2x_msg info in 8006 - < in", "\xEF\xBB\xBF" + EXTENSION, frame1 + frame1 + frame1, ""},
+        {"v2x_msg info -f in", std::string((8 << 20) + 9, ' ') + "\n" + EXTENSION, frame1,
          "in:1: frame 1: a line longer than 8388608 characters\n2 frames, 1 bad\n"},
     });
 }
@@ -140,7 +153,9 @@ TEST_F(ScenarioMsg, SaysWhereAndWhyAFrameIsBad) {
         {std::string(captured::bsm, 96), "byte 48: ends too early"},
         {"36 B", "character 4: a byte of one digit"},
         {With(captured::spat, "82300000006C", "82900000006C"), "byte 16: no such alternative, value or length"},
-        {"8102AABB", "MessageFrame: unknown alternative\nin:1: frame 1: MessageFrame: cannot be shown as XER"},
+        {"8102AABB", "MessageFrame: unknown alternative\n"
+                     "in:1: frame 1: newer edition: new alternative in MessageFrame (decoded as none)\n"
+                     "in:1: frame 1: MessageFrame: cannot be shown as XER"},
     };
     for (const auto& [line, problem] : cases) {
         Check({{"v2x_msg decode -f in", line, "", "in:1: frame 1: " + problem + "\n"}});
@@ -197,20 +212,163 @@ TEST_F(ScenarioMsg, WritesWhereItIsToldAndNeverOverItsInput) {
          EXTENSION_XER, "old\n*.tmp\n", "new: cannot be written: File too large\n"},
         {"v2x_msg decode -f in > /dev/full", EXTENSION, "",
          "standard output: cannot be written: No space left on device\n"},
+        {"yes $(cat in) | v2x_msg decode | head -1; exit ${PIPESTATUS[1]}", EXTENSION, "<MessageFrame>\n", ""},
+    });
+}
+
+TEST_F(ScenarioMsg, AdvisesForAnInputOfAnotherKind) {
+    const struct {
+        std::string input;
+        std::string info; // the answers
+        std::string encode;
+        std::string raw;
+    } rows[] = {
+        {"", "empty", "empty", "empty"},
+        {EXTENSION, "", "looks like frames in hex; v2x_msg decode and v2x_msg info read them",
+         "looks like hex; leave out --raw"},
+        {EXTENSION_XER, "looks like XER; v2x_msg encode makes frames from it", "",
+         "looks like XER; v2x_msg encode makes frames from it"},
+        {" " + EXTENSION_JSON, "looks like JSON; v2x_msg encode makes frames from it", "",
+         "looks like JSON; v2x_msg encode makes frames from it"},
+        {RAW, "looks like binary; if these are the bytes of frames, use --raw",
+         "looks like binary; if these are the bytes of frames, use v2x_msg decode --raw", ""},
+        {"\xD4\xC3\xB2\xA1 0123456789", "in: truncated dump file",
+         "looks like a capture; v2x_msg decode and v2x_msg info read it", "looks like a capture; leave out --raw"},
+        {"\x1F\x8B\x08 0123456789", "compressed by gzip; use zcat FILE | v2x_msg info",
+         "compressed by gzip; use zcat FILE | v2x_msg info", "compressed by gzip; use zcat FILE | v2x_msg info"},
+        {std::string("\xFF\xFE\x38\x00", 4), "looks like text in UTF-16; convert it with iconv -f UTF-16 -t UTF-8",
+         "looks like text in UTF-16; convert it with iconv -f UTF-16 -t UTF-8", "frame 1: byte 1: no such alternative"},
+        {"none", "frame 1: character 1: 'n' is not a hexadecimal digit",
+         "neither XER, which begins with '<', nor JSON, which begins with '{'", "frame 1: byte 0: no such alternative"},
+    };
+    for (const auto& row : rows) {
+        writeFile(Path("in"), row.input);
+        const std::pair<std::string, std::string> commands[] = {
+            {"info", row.info}, {"encode", row.encode}, {"info --raw", row.raw}};
+        for (const auto& [command, answer] : commands) {
+            SCOPED_TRACE(command + " < " + row.input);
+            EXPECT_EQ(Run("v2x_msg " + command + " in"), answer.empty() ? 0 : 1);
+            EXPECT_EQ(m_errors.empty(), answer.empty());
+            EXPECT_THAT(m_errors, testing::HasSubstr(answer));
+            EXPECT_EQ(m_output.empty(), !answer.empty());
+        }
+    }
+    Check({{"v2x_msg info . missing in", EXTENSION, "extension, 8 bytes, messageId 10, value of 3 bytes\n",
+            ".: a directory; name the files in it\nmissing: cannot be opened: No such file or directory\n"}});
+}
+
+TEST_F(ScenarioMsg, ConvertsJsonAndSkipsUnknownElementsOnDemand) {
+    const std::string misspelt = With(EXTENSION_XER, "<value>", "<valu>1</valu>\n<value>");
+    const std::string unknown = "MessageFrame/msgFrameExt: unknown element <valu>, did you mean <value>?\n";
+    Check({
+        {"v2x_msg decode --json in", EXTENSION, EXTENSION_JSON, ""},
+        {"v2x_msg encode in",
+         "\xEF\xBB\xBF" + EXTENSION_JSON + "\n" + With(EXTENSION_JSON, "10", "1x") + EXTENSION_JSON,
+         EXTENSION + EXTENSION, "in:3: document 2: byte 29: not JSON\n3 documents, 1 bad\n"},
+        {"v2x_msg encode in", misspelt, "", "in:4: document 1: byte 75: " + unknown},
+        {"v2x_msg decode in | tr -d '\\n' | sed 's/<.spatFrame>/<moyy\\/>&/' | v2x_msg encode --skip-unknown 2>&1",
+         encoded::spat,
+         "v2x_msg: standard input:1: document 1: skipped: MessageFrame/spatFrame: unknown element <moyy>, did you mean "
+         "<moy>?\n" +
+             std::string(encoded::spat) + "\n",
+         ""},
+    });
+}
+
+TEST_F(ScenarioMsg, FiltersAndCountsTypes) {
+    std::string bad;
+    for (int i = 0; i < 12; ++i) {
+        bad += "x\n";
+    }
+    Check({
+        {"v2x_msg info --type map,ext in", MAP + captured::bsm + "\n" + EXTENSION,
+         "MAP, 17 bytes, msgCnt 3\ntimeStamp -\nnode 1/2  position(deg) 0.0000001,0.0000002  elevation(m) -  name "
+         "\"X\"\n"
+         "extension, 8 bytes, messageId 10, value of 3 bytes\n",
+         ""},
+        {"v2x_msg info --summary in 2>&1 | tail -7", EXTENSION + bad + MAP + EXTENSION,
+         "type                            frames         bytes\n"
+         "MAP                                  1            17\n"
+         "extension                            2            16\n"
+         "all                                  3            33\n"
+         "bad frames                          12\n"
+         "v2x_msg: 2 more errors\nv2x_msg: 15 frames, 12 bad\n",
+         ""},
+    });
+}
+
+// Bytes of a reply of the stack application, little-endian.
+std::string MakeReply(char count, const std::string& items, char more = 0) {
+    const auto size = static_cast<char>(items.size());
+    const std::string head = {'\xA5', 'Z', 4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 21, 0, static_cast<char>(size + 11 + more),
+                              0,      0};
+    return head + std::string{11, 0, 0, 0, count, 0, 0, 0, size, 0, 0} + items;
+}
+
+TEST_F(ScenarioMsg, ReadsTheFramesOfACapture) {
+    constexpr v2xpub_address_t STACK = {0x7F000001, 20010};
+    constexpr v2xpub_address_t DAEMON = {0x7F000001, 20002};
+    const std::string item = std::string("\x08\x00", 2) + RAW;
+    const std::string cutItem = std::string("\x01\x00", 2) + RAW.substr(0, 1);
+    const std::string payloads[] = {
+        "no reply",
+        MakeReply(1, item),
+        MakeReply(3, item + cutItem + item),
+        MakeReply(2, item + "\x09"),
+        MakeReply(1, item, 1),
+        "K" + RAW,
+    };
+    {
+        tools::CaptureWriter writer(Path("in.pcap"));
+        uint64_t time = 1795401475'123456;
+        for (const std::string& payload : payloads) {
+            const auto* const bytes = reinterpret_cast<const uint8_t*>(payload.data());
+            const bool isOther = payload.front() == 'K';
+            writer.Write({time, isOther ? v2xpub_address_t{1, 47} : STACK, DAEMON, {bytes, payload.size()}});
+            time += 1'000'000;
+        }
+    }
+    const std::string ext = ": extension, 8 bytes, messageId 10, value of 3 bytes\n";
+    const std::string errors =
+        ": packet 3: frame 3: byte 1: ends too early\n"
+        "in.pcap: packet 4: frame 6: item 2 of 2 exceeds the reply\n"
+        "in.pcap: packet 5: frame 7: a reply with 21 bytes after its header, which announces 22\n"
+        "7 frames, 3 bad\n";
+    Check({
+        {"v2x_msg info in.pcap", "",
+         "packet 2, 2026-11-23T02:37:56.123456Z" + ext + "packet 3, 2026-11-23T02:37:57.123456Z" + ext +
+             "packet 3, 2026-11-23T02:37:57.123456Z" + ext + "packet 4, 2026-11-23T02:37:58.123456Z" + ext,
+         "in.pcap" + errors},
+        {"cat in.pcap | v2x_msg decode --json --udp-port 47 --offset 1", "",
+         "{\"packet\":6,\"time\":\"2026-11-23T02:38:00.123456Z\",\"MessageFrame\":" +
+             EXTENSION_JSON.substr(0, EXTENSION_JSON.size() - 1) + "}\n",
+         ""},
+        {"v2x_msg decode --udp-port 47 --offset 1 in.pcap | tee xer | v2x_msg encode && head -1 xer", "",
+         EXTENSION + "<!-- packet 6, 2026-11-23T02:38:00.123456Z -->\n", ""},
+        {"v2x_msg info --summary in.pcap --udp-port 47 --offset 1 | tail -2; v2x_msg info --udp-port 48 in.pcap", "",
+         "first packet  2026-11-23T02:38:00.123456Z\nlast packet   2026-11-23T02:38:00.123456Z\n",
+         "in.pcap: 6 packets, no datagram of port 48; --udp-port N --offset K reads other datagrams, ports: 20002 (6), "
+         "20010 (5), 47 (1)\n"},
+        {"head -c 170 in.pcap | v2x_msg info", "", "packet 2, 2026-11-23T02:37:56.123456Z" + ext,
+         "standard input: truncated dump file; tried to read 16 header bytes, only got 12; the packets before are "
+         "used\n"},
     });
 }
 
 TEST_F(ScenarioMsg, RejectsAWrongCommandLine) {
-    for (const char* const usage : {"v2x_msg", "v2x_msg info 00 --raw", "v2x_msg info 00 -f x"}) {
+    for (const char* const usage : {"v2x_msg", "v2x_msg info 00 -f x", "touch x; v2x_msg info x 00",
+                                    "v2x_msg info --offset 1", "v2x_msg info --type spad"}) {
         EXPECT_EQ(Run(usage), 2) << usage;
     }
+    EXPECT_EQ(Run("v2x_msg show"), 2);
+    EXPECT_THAT(m_errors, testing::StartsWith("unknown subcommand 'show'; the subcommands are: decode info encode\n"));
 }
 
 // The sender keeps the pipe open.
 TEST_F(ScenarioMsg, ShowsAFrameBeforeTheNextArrives) {
     Run("coproc v2x_msg info; echo " + std::string(encoded::map) +
         " >&${COPROC[1]}; read -t 15 -r line <&${COPROC[0]}; echo \"$line\"");
-    EXPECT_EQ(m_output, "frame 1: MAP, 17 bytes, msgCnt 3\n");
+    EXPECT_EQ(m_output, "MAP, 17 bytes, msgCnt 3\n");
 }
 
 } // namespace

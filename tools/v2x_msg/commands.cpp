@@ -44,10 +44,13 @@ void ShowJson(const Frame& frame, Report& /*report*/, std::string& text) {
 
 void ShowTable(const Frame& frame, Report& /*report*/, std::string& text) {
     const std::string place = FormatPlace(frame);
-    text += place + (place.empty() ? "" : ": ") + Describe(*frame.decoded.message, frame.size);
+    const std::string description = Describe(*frame.decoded.message, frame.size);
+    const size_t titleEnd = description.find('\n') + 1;
+    text += place + (place.empty() ? "" : ": ") + description.substr(0, titleEnd);
     for (const std::string& note : frame.decoded.notes) {
         text += "newer edition: " + note + "\n";
     }
+    text += description.substr(titleEnd);
 }
 
 // Shows or counts each frame, and reports its problems.
