@@ -27,6 +27,8 @@ TEST(MsgCodec, DescribesMistakesInXer) {
         {"<spatFrame>", "<SPATframe>", "MessageFrame: unknown element <SPATframe>, did you mean <spatFrame>?"},
         {"<counting>", "<zzz>", PHASE_STATE + "/timing: unknown element <zzz>"},
         {"<status>", "<statuss>", STATE + ": unknown element <statuss>, did you mean <status>?"},
+        {"<likelyEndTime>", "<minEndTime>1</minEndTime><mEndTime>",
+         PHASE_STATE + "/timing/counting: unknown element <mEndTime>, did you mean <maxEndTime>?"},
         {"<Phase>", "<Phas>", STATE + "/phases: unknown element <Phas>, did you mean <Phase>?"},
         {"<red/>", "<Redd/>", PHASE_STATE + "/light: unknown element <Redd>, did you mean <red>?"},
         {"<light>", " 3\x1B<light>", PHASE_STATE + ": text between elements: 3.", true},
