@@ -239,9 +239,13 @@ typedef struct asn_unknown_s {
 typedef int (asn_unknown_f)(const asn_unknown_t *unknown, void *key);
 
 typedef struct asn_codec_ctx_s {
+")
+mend_file(asn_codecs.h 1
+  "\tsize_t  max_stack_size; /* 0 disables stack bounds checking */
+"
+  "\tsize_t  max_stack_size; /* 0 disables stack bounds checking */
 	asn_unknown_f *unknown;	/* null: skip every unknown part */
 	void *unknown_key;	/* passed to the callback */
-
 ")
 
 foreach(file constr_CHOICE.c constr_SEQUENCE.c constr_SET_OF.c NativeEnumerated.c xer_decoder.c)
