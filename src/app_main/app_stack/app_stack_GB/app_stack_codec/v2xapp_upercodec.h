@@ -1,27 +1,31 @@
 // Encodes, decodes, frees and prints a MessageFrame of the national C-V2X application-layer message set. The encodings
 // are unaligned PER (ITU-T X.691), the format of the radio interface, and XER (ITU-T X.693), a text format.
 //
-// The functions log failures at V2XLOG_ERROR under the tag "UPER" if the process has registered that tag. Every
-// function may run on any thread; do not use the same frame on two threads at once.
+// The functions log failures as errors under the tag "UPER" (v2xapp_log.h). Every function may run on any thread; do not
+// use the same frame on two threads at once.
 #pragma once
 
-#include <cstdint>
+#include <stdint.h>
 
 #include "v2x/v2xmsgset.h"
 
+#ifdef __cplusplus
+extern "C" {
+#endif
+
 // Null, or a MessageFrame that a decoder or the SPAT builder (v2xapp_gbspat.h) has allocated. The owner frees the frame
 // with v2xcodec_freeStrcut.
-using ASNSTRUCT_HANDLE = void*;
+typedef void* ASNSTRUCT_HANDLE;
 
 // Message types. The values equal those of MessageFrame_PR. The extension alternative (6) has no enumerator.
-enum v2xcodec_msgType_e : int32_t {
+typedef enum v2xcodec_msgType_e {
     V2XCODEC_MSG_UNKNOW = 0,
     V2XCODEC_MSG_BSM = 1,
     V2XCODEC_MSG_MAP = 2,
     V2XCODEC_MSG_RSM = 3,
     V2XCODEC_MSG_SPAT = 4,
     V2XCODEC_MSG_RSI = 5,
-};
+} v2xcodec_msgType_e;
 
 // Encodes the frame as unaligned PER into `enc_bufLen` bytes at `enc_buf`; a negative length counts as 0.
 // *encLen receives the size of the complete encoding in bytes, truncated to 16 bits. Compare *encLen with enc_bufLen:
@@ -62,3 +66,7 @@ int32_t v2xcodec_print(ASNSTRUCT_HANDLE hdl);
 // Returns the message type of the frame at *hdl; 6 for the extension alternative; V2XCODEC_MSG_UNKNOW if hdl or *hdl is
 // null or the frame is empty. The function ignores `msgKey`.
 v2xcodec_msgType_e v2xcodec_getMsgType(ASNSTRUCT_HANDLE* hdl, void** msgKey);
+
+#ifdef __cplusplus
+}
+#endif
