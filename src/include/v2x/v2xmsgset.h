@@ -33,10 +33,10 @@ typedef enum asn_transfer_syntax {
 //
 // On success `encoded` is the size of the complete encoding in bytes. If `encoded` exceeds `buffer_size`, the content
 // of the buffer is not usable, and the caller can retry with a buffer of `encoded` bytes. The function never writes
-// beyond the buffer. On failure `encoded` is -1, and `failed_type` is the descriptor of the type that cannot be encoded
-// or of a list that contains the type. `failed_type` is null for an unknown syntax. PER rejects numbers, sizes and
-// alternatives that violate their constraints. XER accepts such numbers and sizes, so call asn_check_constraints before
-// encoding.
+// beyond the buffer. On failure `encoded` is -1, and `failed_type` is the descriptor of the type that cannot be
+// encoded, or in PER of the outermost list that contains the value. `failed_type` is null for an unknown syntax. PER
+// rejects numbers, sizes and alternatives that violate their constraints. XER accepts such numbers and sizes, so call
+// asn_check_constraints before encoding.
 asn_enc_rval_t asn_encode_to_buffer(const asn_codec_ctx_t* context, asn_transfer_syntax syntax,
                                     asn_TYPE_descriptor_t* type, const void* structure, void* buffer,
                                     size_t buffer_size);

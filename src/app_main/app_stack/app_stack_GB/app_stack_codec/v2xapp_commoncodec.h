@@ -1,8 +1,8 @@
 // Converts bit strings to and from integers, and positions to and from offsets relative to a reference position.
 // Several message types share these conversions.
 //
-// The functions log failures as errors under the tag "UPER" (v2xapp_log.h). Every function may run on any thread; do not
-// use the same object on two threads at once. Members are allocated with malloc and owned by the object.
+// The functions log failures as errors under the tag "UPER" (v2xapp_log.h). Every function may run on any thread; do
+// not use the same object on two threads at once. Members are allocated with malloc and owned by the object.
 // v2xcodec_freeStrcut of the enclosing message, or ASN_STRUCT_FREE, frees the members. A failed allocation ends the
 // process with abort().
 #pragma once

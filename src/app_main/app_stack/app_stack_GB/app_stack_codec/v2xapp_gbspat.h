@@ -7,8 +7,8 @@
 //
 // Ownership: every structure owns its members, which are allocated with malloc. Setting an element again reuses or
 // frees the previous value. The caller owns a child until the call that adds it; afterwards the parent owns the child.
-// Add a child only once. Free a child that is never added with ASN_STRUCT_FREE of its type. The functions copy all
-// other arguments.
+// Add a child only once. Free a child that is never added with ASN_STRUCT_FREE of its type. A child may also be added
+// first and filled afterwards: its handle stays valid. The functions copy all other arguments.
 //
 // Results: 0 on success; -1 if a handle or a required pointer is null (error "input err"); -3 if memory for an optional
 // number runs out (error "calloc err"). The comment of each function lists its other results. A failed call does not
