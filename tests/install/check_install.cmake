@@ -1,5 +1,5 @@
-# Installs the codec library into a separate folder, builds the installed examples with CMake and with pkg-config, as C and
-# as C++, and compares what they print. A C program must need no library but libc.
+# Installs the codec library into a separate folder, builds the installed examples with CMake and with pkg-config, as C
+# and as C++, and compares what they print. A C program must need no library but libc.
 # All headers must compile without a warning: each alone as C11, all together as C++11.
 # usage: cmake -D BUILD=<build tree> -D SOURCE=<this folder> -D WORK=<folder to use> -D HEX=<frame of a vehicle>
 #   -P check_install.cmake
@@ -52,12 +52,13 @@ execute_process(
   COMMAND ${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pc_folder} pkg-config --cflags --libs v2x_codec
   OUTPUT_VARIABLE flags COMMAND_ERROR_IS_FATAL ANY)
 separate_arguments(flags UNIX_COMMAND ${flags})
+set(warnings -Wall -Wextra -Wpedantic -Werror)
 foreach(compiler "gcc;-std=c11" "g++;-xc++;-std=c++11" "g++;-xc++;-std=c++20")
   string(MAKE_C_IDENTIFIER "${compiler}" folder)
   set(folder ${WORK}/${folder})
   file(MAKE_DIRECTORY ${folder})
   foreach(name decode_spat build_spat)
-    execute_process(COMMAND ${compiler} -Wall -Wextra -Wpedantic -Werror -o ${folder}/${name} ${examples}/${name}.c -xnone ${flags}
+    execute_process(COMMAND ${compiler} ${warnings} -o ${folder}/${name} ${examples}/${name}.c -xnone ${flags}
       COMMAND_ERROR_IS_FATAL ANY)
   endforeach()
   check(${folder})
@@ -75,5 +76,5 @@ endforeach()
 file(WRITE ${WORK}/headers/all.cpp "${all}")
 file(GLOB sources ${WORK}/headers/*.c)
 foreach(compiler "gcc;-std=c11;${sources}" "g++;-std=c++11;${WORK}/headers/all.cpp")
-  execute_process(COMMAND ${compiler} ${flags} -fsyntax-only -Wall -Wextra -Wpedantic -Werror COMMAND_ERROR_IS_FATAL ANY)
+  execute_process(COMMAND ${compiler} ${flags} -fsyntax-only ${warnings} COMMAND_ERROR_IS_FATAL ANY)
 endforeach()
