@@ -16,9 +16,9 @@ enum {
     V2XCODEC_LOG_DEBUG = 5, // steps of a call
 };
 
-// Callbacks of the program, both required. The tag is "UPER" (frames, positions) or "GBSM" (SPAT builder). The library
-// calls them on the thread that uses the library, so on several threads at once if the program does. The library holds
-// no lock meanwhile. A callback must return: no exception, no longjmp. It must not call functions that log.
+// Callbacks of the program, both required. The tag is "UPER" (frames, positions) or "GBSM" (SPAT builder). A callback
+// runs on the thread that called the library, so several threads may run it at once. The library holds no lock
+// meanwhile. A callback must not throw, call longjmp or call the library.
 typedef struct v2xcodec_log_t {
     // Returns true if the program wants the lines of this tag and level. The library formats no other lines.
     bool (*isEnabled)(const char* tag, int32_t level);
