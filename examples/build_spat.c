@@ -1,6 +1,8 @@
-// Builds a SPAT of an intersection with two phases, encodes the frame and prints it in hex. A second line has the
-// position of a stop line as an offset from the intersection, as it is part of other messages. Compiles as C11 and as
-// C++11. usage: build_spat [TIME]    TIME in seconds since 1970, default: now
+// Builds a SPAT of an intersection with two phases, encodes the frame and prints it in hex. A second line is the
+// position of a stop line, encoded as an offset from the intersection: other messages contain such offsets. Compiles as
+// C11 and as C++11.
+//
+// usage: build_spat [TIME]    TIME in seconds since 1970, default: now
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -13,9 +15,6 @@
 
 #define REGION 1
 #define NODE 12
-#define FIXED_TIME_OPERATION 0x0400 // bit 5 of IntersectionStatusObject; bit 0 is 0x8000
-#define RED 3                       // LightState
-#define PROTECTED_GREEN 6
 #define FROM_NOW 1 // stateMode of c_phaseState_t
 
 static bool IsWanted(const char* tag, int32_t level) {
@@ -38,8 +37,8 @@ static void PrintHex(const uint8_t* bytes, size_t size) {
     printf("\n");
 }
 
-// Each function below adds a new child to its parent at once and fills it afterwards: the frame then owns all children,
-// and freeing the frame frees them. Returns true on success.
+// The next functions add a new child to its parent first and fill it afterwards: then the frame owns all children, and
+// freeing the frame frees them. They return true on success.
 static bool AddPhase(GBSPATIS_HANDLE intersection, int32_t id, int32_t light, const c_phaseState_t* times) {
     GBSPATISPHASE_HANDLE phase = NULL;
     GBSPATISPHASESTATE_HANDLE state = NULL;
@@ -68,14 +67,16 @@ static bool AddPhases(GBSPATIS_HANDLE intersection) {
     red.opt_maxendTime = -1;
     red.opt_nextStartTime = -1; // unknown
     red.opt_timeConfidence = -1;
-    return AddPhase(intersection, 3, PROTECTED_GREEN, &green) && AddPhase(intersection, 4, RED, &red);
+    return AddPhase(intersection, 3, LightState_protected_green, &green) &&
+           AddPhase(intersection, 4, LightState_red, &red);
 }
 
 static bool AddIntersection(GBSPAT_HANDLE spat) {
+    const int32_t status = 0x8000 >> IntersectionStatusObject_fixedTimeOperation; // bit 0 is the highest
     GBSPATIS_HANDLE intersection = NULL;
     return v2xapp_GBMsgSPATSectionInit(&intersection) == 0 && v2xapp_GBMsgSPATSectionAdd(spat, intersection) == 0 &&
            v2xapp_GBMsgSPATSectionId(intersection, (uint32_t)REGION << 16 | NODE) == 0 &&
-           v2xapp_GBMsgSPATSectionStatus(intersection, FIXED_TIME_OPERATION) == 0 && AddPhases(intersection);
+           v2xapp_GBMsgSPATSectionStatus(intersection, status) == 0 && AddPhases(intersection);
 }
 
 static bool FillSpat(GBSPAT_HANDLE spat, time_t now) {
