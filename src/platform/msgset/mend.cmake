@@ -239,40 +239,44 @@ typedef struct asn_unknown_s {
 typedef int (asn_unknown_f)(const asn_unknown_t *unknown, void *key);
 
 typedef struct asn_codec_ctx_s {
+")
+mend_file(asn_codecs.h 1
+  "\tsize_t  max_stack_size; /* 0 disables stack bounds checking */
+"
+  "\tsize_t  max_stack_size; /* 0 disables stack bounds checking */
 	asn_unknown_f *unknown;	/* null: skip every unknown part */
 	void *unknown_key;	/* passed to the callback */
-
 ")
 
 foreach(file constr_CHOICE.c constr_SEQUENCE.c constr_SET_OF.c NativeEnumerated.c xer_decoder.c)
-  mend_file(${file} 1 "#include <asn_internal.h>\n" "#include <asn_internal.h>\n#include \"unknown.h\"\n")
+  mend_file(${file} 1 "#include <asn_internal.h>\n" "#include <asn_internal.h>\n#include \"v2xmsgset_unknown.h\"\n")
 endforeach()
 
 # XER: text and attributes.
 mend_file(constr_CHOICE.c 1
   "xer_next_token(&ctx->context, buf_ptr, size, &ch_type);"
-  "unknown_next_token(opt_codec_ctx, td,
-			ctx->phase == 4 ? UNKNOWN_SKIPPED : ctx->phase ? UNKNOWN_BODY : UNKNOWN_START,
+  "v2xmsgset_NextToken(opt_codec_ctx, td,
+			ctx->phase == 4 ? V2XMSGSET_IN_SKIPPED : ctx->phase ? V2XMSGSET_IN_BODY : V2XMSGSET_AT_START,
 			&ctx->context, buf_ptr, size, &ch_type);")
 mend_file(constr_SEQUENCE.c 1
   "xer_next_token(&ctx->context, buf_ptr, size,"
-  "unknown_next_token(opt_codec_ctx, td,
-			ctx->phase == 3 ? UNKNOWN_SKIPPED : ctx->phase ? UNKNOWN_BODY : UNKNOWN_START,
+  "v2xmsgset_NextToken(opt_codec_ctx, td,
+			ctx->phase == 3 ? V2XMSGSET_IN_SKIPPED : ctx->phase ? V2XMSGSET_IN_BODY : V2XMSGSET_AT_START,
 			&ctx->context, buf_ptr, size,")
 mend_file(constr_SET_OF.c 1
   "xer_next_token(&ctx->context,"
-  "unknown_next_token(opt_codec_ctx, td, ctx->phase ? UNKNOWN_BODY : UNKNOWN_START,
+  "v2xmsgset_NextToken(opt_codec_ctx, td, ctx->phase ? V2XMSGSET_IN_BODY : V2XMSGSET_AT_START,
 			&ctx->context,")
 mend_file(xer_decoder.c 1
   "xer_next_token(&ctx->context, buf_ptr, size,"
-  "unknown_next_token(opt_codec_ctx, 0, UNKNOWN_VALUE, &ctx->context, buf_ptr, size,")
+  "v2xmsgset_NextToken(opt_codec_ctx, 0, V2XMSGSET_IN_VALUE, &ctx->context, buf_ptr, size,")
 
 # XER: elements.
 foreach(file constr_CHOICE.c constr_SEQUENCE.c)
   mend_file(${file} 1
     "\t\t\t\t/*
 				 * Check for (XCT_BOTH or XCT_UNKNOWN_BO)"
-    "\t\t\t\tif(unknown_report(opt_codec_ctx, ASN_UNKNOWN_ELEMENT,
+    "\t\t\t\tif(v2xmsgset_ReportUnknown(opt_codec_ctx, ASN_UNKNOWN_ELEMENT,
 					td, buf_ptr, ch_size, 0))
 					RETURN(RC_FAIL);
 				/*
@@ -306,7 +310,7 @@ mend_file(constr_SEQUENCE.c 1
 					FREEMEM(epres);
 					ASN__DECODE_STARVED;
 				}
-				if(unknown_report(opt_codec_ctx, ASN_UNKNOWN_ADDITION,
+				if(v2xmsgset_ReportUnknown(opt_codec_ctx, ASN_UNKNOWN_ADDITION,
 						td, 0, octets, 0)) {
 					FREEMEM(epres);
 					ASN__DECODE_FAILED;
@@ -320,7 +324,7 @@ mend_file(constr_CHOICE.c 1
   "\t\t\tssize_t octets = uper_open_type_skip(opt_codec_ctx, pd);
 			if(octets < 0)
 				ASN__DECODE_STARVED;
-			if(unknown_report(opt_codec_ctx, ASN_UNKNOWN_ALTERNATIVE,
+			if(v2xmsgset_ReportUnknown(opt_codec_ctx, ASN_UNKNOWN_ALTERNATIVE,
 					td, 0, octets, 0))
 				ASN__DECODE_FAILED;
 ")
@@ -328,7 +332,7 @@ mend_file(NativeEnumerated.c 1
   "\t\t\tvalue = 0;
 "
   "\t\t{
-			if(unknown_report(opt_codec_ctx, ASN_UNKNOWN_VALUE,
+			if(v2xmsgset_ReportUnknown(opt_codec_ctx, ASN_UNKNOWN_VALUE,
 					td, 0, 0, value))
 				ASN__DECODE_FAILED;
 			value = 0;
