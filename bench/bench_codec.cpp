@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "compare.h"
+#include "spat_conv_deamon_codec_log.h"
 #include "spat_frame.h"
 #include "v2x/v2xlog.h"
 #include "v2xapp_upercodec.h"
@@ -20,6 +21,7 @@ int main() {
     bool isOk = true;
     V2X_LOGHANDLE handle = nullptr;
     v2xlog_AddTag("UPER", &handle); // the tag has its default level, as in the daemon
+    v2xspatconv_SetCodecLog();
     compareHeading("runtime", "codec");
     for (const auto& row : frames) {
         std::vector<uint8_t> bytes = encodeSpatFrame(row.phases, row.states);

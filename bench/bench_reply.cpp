@@ -10,6 +10,7 @@
 
 #include "compare.h"
 #include "configuration.h"
+#include "spat_conv_deamon_codec_log.h"
 #include "spat_conv_spatup.h"
 #include "spat_conv_stack_interface_poll.h"
 #include "spat_conv_v2xcloud_dds.h"
@@ -109,6 +110,7 @@ bool measure(const char* what, int phases, int states) {
 } // namespace
 
 int main() {
+    v2xspatconv_SetCodecLog();
     if (!loadConfiguration(DEVICE, {"SINF", "SPUP", "UPER"}) || v2xcloud_ddsInit(DEVICE) != 0) {
         fprintf(stderr, "bench_reply: cannot load the configuration or open the cloud channel\n");
         return 1;

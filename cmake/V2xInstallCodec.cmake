@@ -4,22 +4,20 @@ set(package ${CMAKE_INSTALL_LIBDIR}/cmake/v2x_codec)
 set(codec_source ${CMAKE_SOURCE_DIR}/src/app_main/app_stack/app_stack_GB/app_stack_codec)
 get_target_property(msgset_folder v2xmsgset BINARY_DIR)
 
-install(TARGETS app_stack_codec v2xmsgset v2xlog v2x_interfaces EXPORT v2x_codec
+install(TARGETS app_stack_codec v2xmsgset v2x_interfaces EXPORT v2x_codec
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT codec
   INCLUDES DESTINATION ${headers} ${headers}/msgset)
 install(EXPORT v2x_codec NAMESPACE v2x_codec:: FILE v2x_codec-targets.cmake DESTINATION ${package} COMPONENT codec)
 install(FILES ${codec_source}/v2xapp_upercodec.h ${codec_source}/v2xapp_commoncodec.h ${codec_source}/v2xapp_gbspat.h
-  DESTINATION ${headers} COMPONENT codec)
-install(FILES ${CMAKE_SOURCE_DIR}/src/include/v2x/v2xmsgset.h ${CMAKE_SOURCE_DIR}/src/include/v2x/v2xlog.h
-  DESTINATION ${headers}/v2x COMPONENT codec)
+  ${codec_source}/v2xapp_log.h DESTINATION ${headers} COMPONENT codec)
+install(FILES ${CMAKE_SOURCE_DIR}/src/include/v2x/v2xmsgset.h DESTINATION ${headers}/v2x COMPONENT codec)
 install(DIRECTORY ${msgset_folder}/generated/ DESTINATION ${headers}/msgset COMPONENT codec
   FILES_MATCHING PATTERN "*.h")
+install(FILES ${CMAKE_SOURCE_DIR}/examples/decode_spat.c ${CMAKE_SOURCE_DIR}/examples/build_spat.c
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libv2x-codec-dev/examples COMPONENT codec)
 
-file(WRITE ${install_folder}/v2x_codec-config.cmake
-  "include(CMakeFindDependencyMacro)\nfind_dependency(Threads)\nfind_dependency(spdlog)\n"
-  "include(\${CMAKE_CURRENT_LIST_DIR}/v2x_codec-targets.cmake)\n")
 write_basic_package_version_file(${install_folder}/v2x_codec-config-version.cmake COMPATIBILITY SameMajorVersion)
-install(FILES ${install_folder}/v2x_codec-config.cmake ${install_folder}/v2x_codec-config-version.cmake
+install(FILES ${CMAKE_CURRENT_LIST_DIR}/v2x_codec-config.cmake ${install_folder}/v2x_codec-config-version.cmake
   DESTINATION ${package} COMPONENT codec)
 
 # The prefix is relative to the file, so that the installed folder can be moved.

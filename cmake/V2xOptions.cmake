@@ -51,3 +51,9 @@ endif()
 function(v2x_options target)
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:v2x_flags>)
 endfunction()
+
+# v2x_no_cxx_runtime(TARGET): C programs link this library without the C++ runtime, so its C++ code must not call it.
+function(v2x_no_cxx_runtime target)
+  target_compile_options(${target} PRIVATE
+    $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions;-fno-rtti;-fno-threadsafe-statics>)
+endfunction()

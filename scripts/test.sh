@@ -79,7 +79,7 @@ run_package_test() {
 
 scripts/setup.sh all || { echo "0 passed, 1 failed"; exit 1; }
 echo "== format"
-if find src tools tests bench fuzz \( -name '*.cpp' -o -name '*.h' -o -name '*.c' \) -print0 |
+if find src tools examples tests bench fuzz \( -name '*.cpp' -o -name '*.h' -o -name '*.c' \) -print0 |
   xargs -0 clang-format --dry-run --Werror; then
   passed=$((passed + 1))
 else

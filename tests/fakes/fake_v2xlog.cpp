@@ -117,15 +117,15 @@ int32_t v2xlog_SetTagLevel(V2X_LOGHANDLE handle, int32_t level) {
 }
 
 // Records every line: the limit per place belongs to the real library.
-void v2xlog_Format(V2X_LOGHANDLE handle, int32_t level, uint32_t times, v2xlog_site&, const char*, const char* format,
-                   ...) {
+void v2xlog_Format(V2X_LOGHANDLE handle, int32_t level, uint32_t times, v2xlog_site& site, const char* function,
+                   const char* format, ...) {
     char text[V2XLOG_TEXT_SIZE];
     va_list arguments;
     va_start(arguments, format);
     vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
     const std::lock_guard guard(lock);
-    fakes::logLines.insert(fakes::logLines.end(), times, {handle->name, level, text});
+    fakes::logLines.insert(fakes::logLines.end(), times, {handle->name, level, text, &site, function});
 }
 
 void v2xlog_HexDump(V2X_LOGHANDLE handle, int32_t level, const uint8_t* data, int32_t len) {

@@ -14,6 +14,7 @@
 #include "counts.h"
 #include "v2x/v2xdds.h"
 #include "v2x/v2xipc.h"
+#include "v2x/v2xlog.h"
 #include "v2x/v2xpub.h"
 
 namespace fakes {
@@ -29,6 +30,8 @@ struct LogLine {
     std::string tag;
     int32_t level;
     std::string text; // the message alone, without place and time
+    const v2xlog_site* site = nullptr;
+    std::string function = {};
 };
 extern std::vector<LogLine> logLines;
 // Lines with this text, under whatever tag.

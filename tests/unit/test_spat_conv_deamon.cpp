@@ -9,6 +9,7 @@
 
 #include "device_test.h"
 #include "spat_conv_deamon.h"
+#include "spat_conv_deamon_codec_log.h"
 #include "spat_conv_deamon_counters.h"
 #include "spat_conv_deamon_options.h"
 #include "spat_conv_deamon_service.h"
@@ -18,6 +19,9 @@
 #include "spat_conv_v2xcloud_dds.h"
 #include "v2x/v2xlog.h"
 #include "v2x/v2xwatch.h"
+#include "v2xapp_gbspat.h"
+#include "v2xapp_log.h"
+#include "v2xapp_upercodec.h"
 
 namespace {
 
@@ -269,6 +273,38 @@ TEST_F(Start, RunsEveryStepInOrder) {
                     "pub.TaskCreate spat_conv_stat", "pub.TaskCreate Get_SPAT_Data", "pub.TaskCreate Deal_SPAT_Data",
                     "pub.TaskCreate DIS_QUOR_SIGN", "pub.TaskCreate DIS_1743_SIGN"));
     EXPECT_EQ(runStatus(), V2X_CONV_RUN_STATUS_AVAILABLE);
+    v2xcodec_freeStrcut(nullptr);
+    EXPECT_EQ(fakes::logged("struct is null").size(), 1U);
+    v2xcodec_setLog(nullptr);
+}
+
+// Each log statement of the codec has one site, so the log limits its rate by itself.
+TEST_F(Deamon, LogsLinesOfCodec) {
+    const auto logAll = [] {
+        v2xcodec_freeStrcut(nullptr);
+        v2xcodec_print(nullptr);
+        v2xapp_GBMsgSPATMoy(nullptr, nullptr);
+        v2xcodec_freeStrcut(nullptr);
+    };
+    v2xspatconv_SetCodecLog();
+    logAll();
+    fakes::setLogLevel(V2XLOG_FATAL);
+    logAll();
+    v2xcodec_setLog(nullptr);
+    fakes::setLogLevel(V2XLOG_ERROR);
+    logAll();
+    std::string seen;
+    std::set<const v2xlog_site*> sites;
+    for (const fakes::LogLine& line : fakes::logLines) {
+        seen += line.tag + std::to_string(line.level) + " " + line.site->file + ":" + line.function + ":" + line.text +
+                "\n";
+        sites.insert(line.site);
+    }
+    EXPECT_EQ(seen, "UPER2 v2xapp_upercodec.cpp:v2xcodec_freeStrcut:struct is null\n"
+                    "UPER2 v2xapp_private.h:v2xcodec_print:input para error!\n"
+                    "GBSM2 v2xapp_private.h:v2xapp_GBMsgSPATMoy:input err\n"
+                    "UPER2 v2xapp_upercodec.cpp:v2xcodec_freeStrcut:struct is null\n");
+    EXPECT_EQ(sites.size(), 2U);
 }
 
 } // namespace

@@ -3,7 +3,7 @@
 #include <tuple>
 #include <type_traits>
 
-#include "fakes.h"
+#include "codec_log.h"
 #include "v2xapp_commoncodec.h"
 #include "v2xapp_gbspat.h"
 #include "v2xapp_upercodec.h"
@@ -20,7 +20,7 @@ void expectNullRejected(int32_t expected, int32_t (*function)(Types...), std::ty
             const auto valid = std::exchange(argument, nullptr);
             if (valid != nullptr) {
                 EXPECT_EQ(std::apply(function, tuple), expected);
-                EXPECT_EQ(fakes::takeLog().size(), 1U);
+                EXPECT_EQ(codec_log::takeLog().size(), 1U);
             }
             argument = valid;
         }
@@ -29,7 +29,7 @@ void expectNullRejected(int32_t expected, int32_t (*function)(Types...), std::ty
 }
 
 TEST(CodecLibrary, RejectsNullArguments) {
-    fakes::takeLog();
+    codec_log::takeLog();
     uint8_t bytes[8] = {};
     int16_t length = 7;
     uint32_t room = sizeof bytes;

@@ -2,14 +2,15 @@
 #include <gtest/gtest.h>
 #include <optional>
 
-#include "fakes.h"
+#include "bytes.h"
+#include "codec_log.h"
 #include "timing_text.h"
 #include "v2xapp_gbspat.h"
 #include "v2xapp_upercodec.h"
 
 namespace {
 
-using fakes::takeLog;
+using codec_log::takeLog;
 
 // Makes a structure and adds it to its parent.
 void* added(int32_t (*init)(void** hdl), int32_t (*add)(void* parent, void* hdl), void* parent) {

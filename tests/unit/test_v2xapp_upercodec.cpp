@@ -2,14 +2,15 @@
 #include <thread>
 #include <tuple>
 
+#include "bytes.h"
 #include "captured_frames.h"
-#include "fakes.h"
+#include "codec_log.h"
 #include "v2xapp_gbspat.h"
 #include "v2xapp_upercodec.h"
 
 namespace {
 
-using fakes::takeLog;
+using codec_log::takeLog;
 
 // A handle that a failure must leave alone.
 uint8_t g_mark;

@@ -29,8 +29,8 @@ struct Decoded {
     Message message; // null if decoding failed
     // A decoded message can also have problems: bytes after its end, or a value outside its constraint.
     std::vector<Problem> problems;
-    // What decoding skipped: parts of a newer edition in a frame, unknown parts in a document. Like problems, but no
-    // errors. After MAX_NOTES notes, one more gives the number of further parts.
+    // What decoding skipped: parts of a newer edition in a frame, or unknown parts of a document. A note is not an
+    // error. After MAX_NOTES notes, one more note has the number of further parts.
     static constexpr size_t MAX_NOTES = 10;
     std::vector<std::string> notes;
     std::vector<size_t> noteOffsets; // of each note in the document, from 0; empty for a frame

@@ -8,7 +8,7 @@ namespace {
 
 constexpr int MAX_DEPTH = 32;
 constexpr std::string_view NUL_ESCAPE = "\\u0000";
-static_assert(NUL_MARK.size() == NUL_ESCAPE.size(), "the offsets in the line must stay");
+static_assert(NUL_MARK.size() == NUL_ESCAPE.size(), "the offset of an error must not change");
 
 bool IsSpace(char character) {
     return character == ' ' || character == '\t' || character == '\r' || character == '\n';
@@ -31,7 +31,7 @@ public:
             if (character == '"') {
                 m_isInText = !m_isInText;
             } else if (m_isInText) {
-                PassEscape();
+                ReadEscape();
             } else {
                 CountDepth();
             }
@@ -40,7 +40,8 @@ public:
     }
 
 private:
-    void PassEscape() {
+    // Moves to the last character of an escape.
+    void ReadEscape() {
         if (m_text[m_at] == '\\') {
             if (m_text.compare(m_at, NUL_ESCAPE.size(), NUL_ESCAPE) == 0) {
                 m_text.replace(m_at, NUL_MARK.size(), NUL_MARK);

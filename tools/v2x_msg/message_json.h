@@ -8,14 +8,15 @@
 
 namespace msg {
 
-// Appends the message as one line of JSON without a line end: {"spatFrame":{...}}. The text is valid UTF-8. Never
+// Appends the message as one line of JSON without a line end: {"spatFrame":{...}}. The text is ASCII. Never
 // fails. An alternative of a newer edition appears as an empty object.
 void AppendJson(const MessageFrame_t& message, std::string& text);
 
 // Decodes one line of JSON: a message as AppendJson writes it, or an object with the members "packet", "time" and
 // "MessageFrame", of which only the last, the message, is read. Only white space may precede or follow the object.
-// Rejects unknown, repeated and missing members and values outside their constraint. The text of a problem starts with
-// the path of the member: "MessageFrame/spatFrame/intersections/0/status: ...".
+// Rejects unknown, repeated and missing members and values outside their constraint. At the first error decoding fails
+// with one problem. It has the offset in the line, or its text has the path of the member:
+// "MessageFrame/spatFrame/intersections/0/status: ...".
 Decoded DecodeJson(std::string_view line);
 
 } // namespace msg

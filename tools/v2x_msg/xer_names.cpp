@@ -51,7 +51,7 @@ std::vector<XerName> ListXerNames(const asn_TYPE_descriptor_t& type) {
     return names;
 }
 
-std::string_view FindNearestName(const std::vector<XerName>& names, std::string_view name) {
+std::string_view FindNearestName(std::span<const XerName> names, std::string_view name) {
     std::string_view nearest;
     size_t fewest = 2 + name.size() / 4;
     for (const XerName& candidate : names) {

@@ -1,6 +1,7 @@
 // The element names that a type of the message set knows in XER.
 #pragma once
 
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -18,6 +19,6 @@ struct XerName {
 std::vector<XerName> ListXerNames(const asn_TYPE_descriptor_t& type);
 
 // Returns the name that is most similar to `name`, or an empty string if none is similar.
-std::string_view FindNearestName(const std::vector<XerName>& names, std::string_view name);
+std::string_view FindNearestName(std::span<const XerName> names, std::string_view name);
 
 } // namespace msg

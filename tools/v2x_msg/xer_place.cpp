@@ -1,6 +1,7 @@
 #include "xer_place.h"
 
 #include <algorithm>
+#include <span>
 #include <vector>
 
 #include "NativeEnumerated.h"
@@ -117,7 +118,10 @@ std::string DescribeUnknownElement(const OpenElement& parent, std::string_view n
     if (FindChild(parent, name) >= 0) {
         return Quote(name) + " is repeated or out of order";
     }
-    const std::string_view nearest = FindNearestName(parent.children, name);
+    // Two names can be equally near. The element that may follow here is more likely.
+    const std::span<const XerName> all = parent.children;
+    std::string_view nearest = FindNearestName(all.subspan(static_cast<size_t>(parent.lastChild + 1)), name);
+    nearest = nearest.empty() ? FindNearestName(all, name) : nearest;
     return "unknown element " + Quote(name) + (nearest.empty() ? "" : ", did you mean " + Quote(nearest) + "?");
 }
 

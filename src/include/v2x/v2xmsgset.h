@@ -8,30 +8,35 @@
 // Any thread may call any function. Only one thread at a time may use a value.
 #pragma once
 
-#include <cstddef>
+#include <assert.h>
+#include <stddef.h>
 
 #include "MessageFrame.h"
 #include "asn_application.h"
 
+#ifdef __cplusplus
+extern "C" {
+#endif
+
 // INTEGER and ENUMERATED members have the type long. The program stores 64-bit values in such members without a check.
 static_assert(sizeof(long) == 8, "the message set's integers must have 64 bits");
 
-enum asn_transfer_syntax {
+typedef enum asn_transfer_syntax {
     ATS_INVALID = 0,
     ATS_BASIC_XER,               // indented XML; ITU-T X.693 clause 8
     ATS_CANONICAL_XER,           // XML without white space; ITU-T X.693 clause 9
     ATS_UNALIGNED_CANONICAL_PER, // the encoding for radio transmission; ITU-T X.691, unaligned
-};
+} asn_transfer_syntax;
 
 // Encodes the value `structure` of type `type` into `buffer`, which has `buffer_size` bytes. `buffer` may be null if
 // `buffer_size` is 0. `context` is ignored and may be null.
 //
 // On success `encoded` is the size of the complete encoding in bytes. If `encoded` exceeds `buffer_size`, the content
 // of the buffer is not usable, and the caller can retry with a buffer of `encoded` bytes. The function never writes
-// beyond the buffer. On failure `encoded` is -1, and `failed_type` is the descriptor of the type that cannot be encoded
-// or of a list that contains the type. `failed_type` is null for an unknown syntax. PER rejects numbers, sizes and
-// alternatives that violate their constraints. XER accepts such numbers and sizes, so call asn_check_constraints before
-// encoding.
+// beyond the buffer. On failure `encoded` is -1, and `failed_type` is the descriptor of the type that cannot be
+// encoded, or in PER of the outermost list that contains the value. `failed_type` is null for an unknown syntax. PER
+// rejects numbers, sizes and alternatives that violate their constraints. XER accepts such numbers and sizes, so call
+// asn_check_constraints before encoding.
 asn_enc_rval_t asn_encode_to_buffer(const asn_codec_ctx_t* context, asn_transfer_syntax syntax,
                                     asn_TYPE_descriptor_t* type, const void* structure, void* buffer,
                                     size_t buffer_size);
@@ -51,3 +56,7 @@ asn_enc_rval_t asn_encode_to_buffer(const asn_codec_ctx_t* context, asn_transfer
 // of asn_unknown_f and asn_unknown_t in asn_codecs.h describe its arguments.
 asn_dec_rval_t asn_decode(const asn_codec_ctx_t* context, asn_transfer_syntax syntax, asn_TYPE_descriptor_t* type,
                           void** structure, const void* buffer, size_t size);
+
+#ifdef __cplusplus
+}
+#endif

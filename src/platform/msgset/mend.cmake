@@ -24,6 +24,21 @@ function(mend_file name times old new)
   file(WRITE ${FOLDER}/${name} "${text}")
 endfunction()
 
+# Programs that include the headers got the C library's warning about _BSD_SOURCE, which nothing needs.
+mend_file(asn_system.h 1
+  "#ifndef _BSD_SOURCE
+#define _BSD_SOURCE /* for snprintf() on some linux systems  */
+#endif
+"
+  "")
+
+# These headers did not compile unless the program included asn_application.h first.
+foreach(name asn_codecs ber_decoder ber_tlv_length ber_tlv_tag constr_TYPE constraints der_encoder per_decoder per_encoder
+    per_opentype xer_decoder xer_encoder)
+  file(READ ${FOLDER}/${name}.h text)
+  file(WRITE ${FOLDER}/${name}.h "#include \"asn_application.h\"\n\n${text}")
+endforeach()
+
 # A type without members copies the functions of its base type into its descriptor on every call. The copy is a data
 # race. It also replaces the type's constraint check by the base type's check, which accepts every value. After the
 # correction the copy runs once, before main() and other constructors, and leaves the constraint check unchanged.
@@ -239,9 +254,13 @@ typedef struct asn_unknown_s {
 typedef int (asn_unknown_f)(const asn_unknown_t *unknown, void *key);
 
 typedef struct asn_codec_ctx_s {
+")
+mend_file(asn_codecs.h 1
+  "\tsize_t  max_stack_size; /* 0 disables stack bounds checking */
+"
+  "\tsize_t  max_stack_size; /* 0 disables stack bounds checking */
 	asn_unknown_f *unknown;	/* null: skip every unknown part */
 	void *unknown_key;	/* passed to the callback */
-
 ")
 
 foreach(file constr_CHOICE.c constr_SEQUENCE.c constr_SET_OF.c NativeEnumerated.c xer_decoder.c)

@@ -8,6 +8,7 @@
 
 #include "spat_conv_config.h"
 #include "spat_conv_control.h"
+#include "spat_conv_deamon_codec_log.h"
 #include "spat_conv_deamon_counters.h"
 #include "spat_conv_deamon_options.h"
 #include "spat_conv_deamon_service.h"
@@ -46,6 +47,7 @@ void OpenLog(const v2xspatconv_options_t& options) {
         v2xlog_AddTag(name, &handle);
         v2xlog_SetTagLevel(handle, options.g_logLevelFlag);
     }
+    v2xspatconv_SetCodecLog();
     V2XLOG(g_log, V2XLOG_INFO, "v2x_spat_convert %s starts with work directory %s", V2XSPATCONV_VERSION,
            options.g_workDir);
 }

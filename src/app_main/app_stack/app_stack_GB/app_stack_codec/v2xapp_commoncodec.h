@@ -1,22 +1,27 @@
 // Converts bit strings to and from integers, and positions to and from offsets relative to a reference position.
 // Several message types share these conversions.
 //
-// The functions log failures at V2XLOG_ERROR under the tag "UPER" if the process has registered that tag. Every
-// function may run on any thread; do not use the same object on two threads at once. Members are allocated with malloc
-// and owned by the object. v2xcodec_freeStrcut of the enclosing message, or ASN_STRUCT_FREE, frees the members. A
-// failed allocation throws std::bad_alloc.
+// The functions log failures as errors under the tag "UPER" (v2xapp_log.h). Every function may run on any thread; do
+// not use the same object on two threads at once. Members are allocated with malloc and owned by the object.
+// v2xcodec_freeStrcut of the enclosing message, or ASN_STRUCT_FREE, frees the members. A failed allocation ends the
+// process with abort().
 #pragma once
 
-#include <cstdint>
+#include <stdbool.h>
+#include <stdint.h>
 
 #include "BIT_STRING.h"
 #include "Position3D.h"
 #include "PositionOffsetLLV.h"
 #include "VerticalOffset.h"
 
+#ifdef __cplusplus
+extern "C" {
+#endif
+
 // ---- bit strings
 
-using BITSTRING_HANDLE = BIT_STRING_t*;
+typedef BIT_STRING_t* BITSTRING_HANDLE;
 
 // Reads the octets of a bit string as one integer, most significant octet first, and ignores bits_unused. Up to three
 // octets give an unsigned value. Four octets give a signed 32-bit value. Legacy for longer strings: octet i (the last
@@ -34,7 +39,7 @@ int32_t v2xcodec_long2BitString(int64_t* longData, int8_t avail_bit, BITSTRING_H
 
 // Tags of VerticalOffset: six offsets of increasing width, then the absolute elevation. PositionOffsetLL has the same
 // numbers; its tag 7 is the absolute position.
-enum COMMONPOSELETYPE : int32_t {
+typedef enum COMMONPOSELETYPE {
     COMMON_POSELETYPE_PR_NOTHING = 0,
     COMMON_POSELETYPE_PR_offset1 = 1,
     COMMON_POSELETYPE_PR_offset2 = 2,
@@ -43,16 +48,16 @@ enum COMMONPOSELETYPE : int32_t {
     COMMON_POSELETYPE_PR_offset5 = 5,
     COMMON_POSELETYPE_PR_offset6 = 6,
     COMMON_POSELETYPE_PR_elevation = 7,
-};
+} COMMONPOSELETYPE;
 
 // The planar projection of a position, in metres. No function of this header uses it.
-struct c_posToXY_t {
+typedef struct c_posToXY_t {
     double x;
     double y;
-};
+} c_posToXY_t;
 
 // A position in degrees and metres, before encoding or after decoding.
-struct c_pos3D_t {
+typedef struct c_pos3D_t {
     bool posIsValid;
     int8_t m_pos3DSrc; // the caller's code for the origin of the position; no function of this header uses it
     double lat;        // degrees
@@ -60,17 +65,17 @@ struct c_pos3D_t {
     bool elevIsValid;
     double elevation; // metres
     c_posToXY_t m_posToXY;
-};
+} c_pos3D_t;
 
 // A position in message units (1e-7 degree, 0.1 m).
-struct v2xapp_gbMsg_PosStr_t {
+typedef struct v2xapp_gbMsg_PosStr_t {
     uint8_t m_codeType; // 7: m_lat and m_lon are absolute; any other number: both are offsets
     int64_t m_lat;      // 1e-7 degree
     int64_t m_lon;      // 1e-7 degree
     bool m_isContainV;  // true if m_elev is valid
     uint8_t m_elevType; // 7: m_elev is absolute; any other number: m_elev is an offset
     int64_t m_elev;     // 0.1 m
-};
+} v2xapp_gbMsg_PosStr_t;
 
 // ---- decoding to degrees and metres
 //
@@ -118,3 +123,7 @@ int32_t setPosOffsetLLV(const c_pos3D_t* currPos3D, const c_pos3D_t* hpathPos3D,
 // is absent unless both positions have an elevation.
 int32_t setPosOffsetLLVOriginal(const Position3D_t* currPos3D, const Position3D_t* refPos3D,
                                 PositionOffsetLLV_t* p_outPosOftllv);
+
+#ifdef __cplusplus
+}
+#endif

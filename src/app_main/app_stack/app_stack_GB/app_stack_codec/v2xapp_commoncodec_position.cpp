@@ -4,14 +4,13 @@
 #include <iterator>
 #include <limits>
 
-#include "v2x/v2xlog.h"
 #include "v2xapp_commoncodec.h"
 #include "v2xapp_private.h"
 #include "v2xapp_truncate.h"
 
 namespace {
 
-v2xlog_tag_t g_log{"UPER"};
+constexpr const char* TAG = "UPER"; // of the log lines
 
 constexpr double UNITS_PER_DEGREE = 1e7;
 constexpr double DEGREES_PER_UNIT = 1e-7;
@@ -200,7 +199,7 @@ void SetHorizontalOffset(PositionOffsetLL_t& offset, int32_t tag, LonLat value) 
 } // namespace
 
 int32_t v2xcodec_GBpraseMsgPos(const v2xapp_gbMsg_PosStr_t* p_msgPos, const c_pos3D_t* initPos3D, c_pos3D_t* outPos3D) {
-    if (!v2xapp_Check(g_log, p_msgPos != nullptr && initPos3D != nullptr && outPos3D != nullptr, "input param error")) {
+    if (!v2xapp_Check(TAG, p_msgPos != nullptr && initPos3D != nullptr && outPos3D != nullptr, "input param error")) {
         return -1;
     }
     const bool isAbsolute = p_msgPos->m_codeType == ABSOLUTE;
@@ -216,7 +215,7 @@ int32_t v2xcodec_GBpraseMsgPos(const v2xapp_gbMsg_PosStr_t* p_msgPos, const c_po
 }
 
 int32_t prasePosOffsetLLV(const PositionOffsetLLV_t* p_posOftllv, const c_pos3D_t* initPos3D, c_pos3D_t* outPos3D) {
-    if (!v2xapp_Check(g_log, p_posOftllv != nullptr && initPos3D != nullptr && outPos3D != nullptr,
+    if (!v2xapp_Check(TAG, p_posOftllv != nullptr && initPos3D != nullptr && outPos3D != nullptr,
                       "input param error")) {
         return -1;
     }
@@ -233,7 +232,7 @@ int32_t prasePosOffsetLLV(const PositionOffsetLLV_t* p_posOftllv, const c_pos3D_
 
 int32_t prasePosOffsetLLVOriginal(const PositionOffsetLLV_t* p_posOftllv, const Position3D_t* initPos3D,
                                   Position3D_t* outPos3D) {
-    if (!v2xapp_Check(g_log, p_posOftllv != nullptr && initPos3D != nullptr && outPos3D != nullptr,
+    if (!v2xapp_Check(TAG, p_posOftllv != nullptr && initPos3D != nullptr && outPos3D != nullptr,
                       "input param error")) {
         return -1;
     }
@@ -248,7 +247,7 @@ int32_t prasePosOffsetLLVOriginal(const PositionOffsetLLV_t* p_posOftllv, const 
 }
 
 int32_t setPosOffsetLLV(const c_pos3D_t* currPos3D, const c_pos3D_t* hpathPos3D, PositionOffsetLLV_t* p_outPosOftllv) {
-    if (!v2xapp_Check(g_log, currPos3D != nullptr && hpathPos3D != nullptr && p_outPosOftllv != nullptr,
+    if (!v2xapp_Check(TAG, currPos3D != nullptr && hpathPos3D != nullptr && p_outPosOftllv != nullptr,
                       "input para error")) {
         return -2;
     }
@@ -265,7 +264,7 @@ int32_t setPosOffsetLLV(const c_pos3D_t* currPos3D, const c_pos3D_t* hpathPos3D,
 
 int32_t setPosOffsetLLVOriginal(const Position3D_t* currPos3D, const Position3D_t* refPos3D,
                                 PositionOffsetLLV_t* p_outPosOftllv) {
-    if (!v2xapp_Check(g_log, currPos3D != nullptr && refPos3D != nullptr && p_outPosOftllv != nullptr,
+    if (!v2xapp_Check(TAG, currPos3D != nullptr && refPos3D != nullptr && p_outPosOftllv != nullptr,
                       "input para error")) {
         return -2;
     }

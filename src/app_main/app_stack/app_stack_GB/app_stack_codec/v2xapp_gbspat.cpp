@@ -3,7 +3,6 @@
 #include <atomic>
 #include <cstdlib>
 
-#include "v2x/v2xlog.h"
 #include "v2x/v2xmsgset.h"
 #include "v2xapp_commoncodec.h"
 #include "v2xapp_private.h"
@@ -11,7 +10,7 @@
 
 namespace {
 
-v2xlog_tag_t g_log{"GBSM"};
+constexpr const char* TAG = "GBSM"; // of the log lines
 
 // Number of messages that have received a count. 2^32 is a multiple of MSG_COUNTS, so msgCnt has no gap when this
 // counter wraps.
@@ -41,18 +40,18 @@ constexpr int8_t MODE_UTC = 2;
 template <typename T>
 T* FromHandle(void* handle, bool areArgumentsValid = true, const char* function = __builtin_FUNCTION()) {
     const bool isValid = handle != nullptr && areArgumentsValid;
-    return v2xapp_Check(g_log, isValid, "input err", function) ? static_cast<T*>(handle) : nullptr;
+    return v2xapp_Check(TAG, isValid, "input err", function) ? static_cast<T*>(handle) : nullptr;
 }
 
 // Allocates a zeroed structure and stores its address in *handle. Returns 0; -1 for a null argument; -2 if memory runs
 // out. The log line contains the name of the calling function.
 template <typename T>
 int32_t Allocate(void** handle, const char* function = __builtin_FUNCTION()) {
-    if (!v2xapp_Check(g_log, handle != nullptr, "input err", function)) {
+    if (!v2xapp_Check(TAG, handle != nullptr, "input err", function)) {
         return -1;
     }
     void* structure = std::calloc(1, sizeof(T));
-    if (!v2xapp_Check(g_log, structure != nullptr, "calloc section err", function)) {
+    if (!v2xapp_Check(TAG, structure != nullptr, "calloc section err", function)) {
         return -2;
     }
     *handle = structure;
@@ -66,7 +65,7 @@ int32_t SetOptional(long*& member, long value) {
     if (member == nullptr) {
         member = static_cast<long*>(std::calloc(1, sizeof *member));
     }
-    if (!v2xapp_Check(g_log, member != nullptr, "calloc err")) {
+    if (!v2xapp_Check(TAG, member != nullptr, "calloc err")) {
         return -3;
     }
     *member = value;
@@ -95,7 +94,8 @@ int32_t SetMoy(MinuteOfTheYear_t*& member, const int32_t* moy) {
 // Sets the time stamp; a value above SECMARK_MAX is logged and stored as SECMARK_INVALID.
 int32_t SetSecmark(DSecond_t*& member, uint64_t secMark) {
     if (secMark > SECMARK_MAX) {
-        V2XLOG(g_log, V2XLOG_WARN, "DSecond is out of range(0..65535), curr value = %ld", static_cast<long>(secMark));
+        V2XAPP_LOG(TAG, V2XCODEC_LOG_WARN, "DSecond is out of range(0..65535), curr value = %ld",
+                   static_cast<long>(secMark));
         secMark = SECMARK_INVALID;
     }
     return SetOptional(member, static_cast<long>(secMark));
@@ -158,7 +158,7 @@ constexpr TimeField<Utc> UTC_FIELDS[] = {
 long ToTimeMark(const char* name, double seconds) {
     const long mark = v2xapp_Truncate(seconds * TIME_MARKS_PER_SECOND);
     if (mark < 0 || mark > TIME_MARK_UNKNOWN) {
-        V2XLOG(g_log, V2XLOG_WARN, "%s is out of range(0..36001), curr value = %ld", name, mark);
+        V2XAPP_LOG(TAG, V2XCODEC_LOG_WARN, "%s is out of range(0..36001), curr value = %ld", name, mark);
     }
     return mark;
 }
@@ -167,7 +167,7 @@ long ToTimeMark(const char* name, double seconds) {
 long ToConfidence(double value) {
     const long confidence = v2xapp_Truncate(value * CONFIDENCE_STEPS);
     if (confidence < 0 || confidence > CONFIDENCE_MAX) {
-        V2XLOG(g_log, V2XLOG_WARN, "timeConfidence is out of range(0..200), curr value = %ld", confidence);
+        V2XAPP_LOG(TAG, V2XCODEC_LOG_WARN, "timeConfidence is out of range(0..200), curr value = %ld", confidence);
     }
     return confidence;
 }
@@ -209,11 +209,11 @@ void SetUtc(const c_phaseState_t& state, UTCTiming_t& utc) {
 // ---- message
 
 int32_t v2xapp_GBMsgSPATInit(GBMSG_HANDLE* p_msgHdl, GBSPAT_HANDLE* p_spatHdl) {
-    if (!v2xapp_Check(g_log, p_msgHdl != nullptr && p_spatHdl != nullptr, "input err")) {
+    if (!v2xapp_Check(TAG, p_msgHdl != nullptr && p_spatHdl != nullptr, "input err")) {
         return -1;
     }
     auto* frame = static_cast<MessageFrame_t*>(std::calloc(1, sizeof(MessageFrame_t)));
-    if (!v2xapp_Check(g_log, frame != nullptr, "malloc memory error!")) {
+    if (!v2xapp_Check(TAG, frame != nullptr, "malloc memory error!")) {
         return -1;
     }
     frame->present = MessageFrame_PR_spatFrame;
@@ -290,7 +290,7 @@ int32_t v2xapp_GBMsgSPATSectionId(GBSPATIS_HANDLE sectionHdl, uint32_t id) {
         node.region = static_cast<RoadRegulatorID_t*>(std::calloc(1, sizeof *node.region));
     }
     if (node.region == nullptr) {
-        V2XLOG(g_log, V2XLOG_WARN, "intersectionId.region is out of range(0..65535), curr value = %ld", region);
+        V2XAPP_LOG(TAG, V2XCODEC_LOG_WARN, "intersectionId.region is out of range(0..65535), curr value = %ld", region);
         return -3;
     }
     *node.region = region;
@@ -335,8 +335,7 @@ int32_t v2xapp_GBMsgSPATSectionTimeCfd(GBSPATIS_HANDLE sectionHdl, int32_t* time
         return 0;
     }
     const bool isInRange = *timeConfidence >= 0 && *timeConfidence <= TIME_CONFIDENCE_MAX;
-    return v2xapp_Check(g_log, isInRange, "range out 0..39") ? SetOptional(section->timeConfidence, *timeConfidence)
-                                                             : -2;
+    return v2xapp_Check(TAG, isInRange, "range out 0..39") ? SetOptional(section->timeConfidence, *timeConfidence) : -2;
 }
 
 // ---- phase
@@ -361,7 +360,7 @@ int32_t v2xapp_GBMsgSPATSectionPhaseId(GBSPATISPHASE_HANDLE phaseHdl, int32_t ph
     }
     phase->id = phaseId;
     if (phaseId < 0 || phaseId > PHASE_ID_MAX) {
-        V2XLOG(g_log, V2XLOG_WARN, "phase id is out of range(0..255), curr value = %ld", phase->id);
+        V2XAPP_LOG(TAG, V2XCODEC_LOG_WARN, "phase id is out of range(0..255), curr value = %ld", phase->id);
         return -2;
     }
     return 0;
@@ -389,7 +388,7 @@ int32_t v2xapp_GBMsgSPATSectionPhaseStateLightState(GBSPATISPHASESTATE_HANDLE st
     }
     state->light = light;
     if (light < 0 || light > LIGHT_MAX) {
-        V2XLOG(g_log, V2XLOG_WARN, "light is out of range(0..8), curr value = %ld", state->light);
+        V2XAPP_LOG(TAG, V2XCODEC_LOG_WARN, "light is out of range(0..8), curr value = %ld", state->light);
         return -2;
     }
     return 0;

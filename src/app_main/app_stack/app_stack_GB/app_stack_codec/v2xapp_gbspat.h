@@ -7,29 +7,34 @@
 //
 // Ownership: every structure owns its members, which are allocated with malloc. Setting an element again reuses or
 // frees the previous value. The caller owns a child until the call that adds it; afterwards the parent owns the child.
-// Add a child only once. Free a child that is never added with ASN_STRUCT_FREE of its type. The functions copy all
-// other arguments.
+// Add a child only once. Free a child that is never added with ASN_STRUCT_FREE of its type. A child may also be added
+// first and filled afterwards: its handle stays valid. The functions copy all other arguments.
 //
-// Results: 0 on success; -1 if a handle or a required pointer is null ("input err" at V2XLOG_ERROR); -3 if memory for
-// an optional number runs out ("calloc err" at V2XLOG_ERROR). The comment of each function lists its other results. A
-// failed call does not undo earlier changes. Other failed allocations throw std::bad_alloc. Out-of-range values are
-// logged at V2XLOG_WARN; the encoder rejects those that are stored unchanged.
+// Results: 0 on success; -1 if a handle or a required pointer is null (error "input err"); -3 if memory for an optional
+// number runs out (error "calloc err"). The comment of each function lists its other results. A failed call does not
+// undo earlier changes. Other failed allocations end the process with abort(). Out-of-range values are logged as
+// warnings; the encoder rejects those that are stored unchanged.
 //
-// The functions log under the tag "GBSM" if the process has registered that tag. Every function may run on any thread;
-// do not use the same frame or its children on two threads at once.
+// The functions log under the tag "GBSM" (v2xapp_log.h). Every function may run on any thread; do not use the same
+// frame or its children on two threads at once.
 #pragma once
 
-#include <cstdint>
+#include <stdbool.h>
+#include <stdint.h>
 
-using GBMSG_HANDLE = void*;              // a MessageFrame_t
-using GBSPAT_HANDLE = void*;             // the SPAT_t of a frame; valid until the frame is freed
-using GBSPATIS_HANDLE = void*;           // an IntersectionState_t
-using GBSPATISPHASE_HANDLE = void*;      // a Phase_t
-using GBSPATISPHASESTATE_HANDLE = void*; // a PhaseState_t
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef void* GBMSG_HANDLE;              // a MessageFrame_t
+typedef void* GBSPAT_HANDLE;             // the SPAT_t of a frame; valid until the frame is freed
+typedef void* GBSPATIS_HANDLE;           // an IntersectionState_t
+typedef void* GBSPATISPHASE_HANDLE;      // a Phase_t
+typedef void* GBSPATISPHASESTATE_HANDLE; // a PhaseState_t
 
 // The times of one phase state, in seconds. The builder ignores lightState and the flags. A negative optional value
 // means absent or unknown; see v2xapp_GBMsgSPATSectionPhaseStatePhaseState.
-struct c_phaseState_t {
+typedef struct c_phaseState_t {
     int8_t stateMode; // 1: times are seconds from now; 2: times are seconds of the UTC hour
     uint8_t lightState;
     double startTime;
@@ -44,12 +49,12 @@ struct c_phaseState_t {
     double opt_nextStartTime;
     double opt_nextDuration;   // mode 1: duration; mode 2: next end time
     double opt_timeConfidence; // 0 to 1
-};
+} c_phaseState_t;
 
 // ---- message
 
-// Creates a frame with an empty SPAT; the caller owns the frame. Also returns -1 if memory runs out ("malloc memory
-// error!" at V2XLOG_ERROR).
+// Creates a frame with an empty SPAT; the caller owns the frame. Also returns -1 if memory runs out (error "malloc
+// memory error!").
 int32_t v2xapp_GBMsgSPATInit(GBMSG_HANDLE* p_msgHdl, GBSPAT_HANDLE* p_spatHdl);
 
 // Sets msgCnt to the next message count: 1, 2, ... 127, 0, 1, ... All threads of the process share the count.
@@ -81,8 +86,8 @@ int32_t v2xapp_GBMsgSPATSectionInit(GBSPATIS_HANDLE* p_sectionHdl);
 int32_t v2xapp_GBMsgSPATSectionAdd(GBSPAT_HANDLE spatHdl, GBSPATIS_HANDLE sectionHdl);
 
 // Sets the intersection id: the upper 16 bits are the region, the lower 16 bits the node id. Returns -3 if memory for
-// the region runs out ("intersectionId.region is out of range(0..65535), curr value = ..." at V2XLOG_WARN); the node id
-// is set.
+// the region runs out (warning "intersectionId.region is out of range(0..65535), curr value = ..."); the node id is
+// set.
 int32_t v2xapp_GBMsgSPATSectionId(GBSPATIS_HANDLE sectionHdl, uint32_t id);
 
 // Sets the status to the low 16 bits of `status` (IntersectionStatusObject). Bit 15 of `status` is the first bit of the
@@ -96,7 +101,7 @@ int32_t v2xapp_GBMsgSPATSectionSecmark(GBSPATIS_HANDLE sectionHdl, uint64_t* now
 int32_t v2xapp_GBMsgSPATSectionSecmark2(GBSPATIS_HANDLE sectionHdl, uint64_t secMark);
 
 // Sets the time confidence, 0 to 39 (TimeConfidence). Null removes the element. An out-of-range value changes nothing
-// and returns -2 ("range out 0..39" at V2XLOG_ERROR). Legacy: a null handle is logged, but returns 0.
+// and returns -2 (error "range out 0..39"). Legacy: a null handle is logged, but returns 0.
 int32_t v2xapp_GBMsgSPATSectionTimeCfd(GBSPATIS_HANDLE sectionHdl, int32_t* timeConfidence);
 
 // ---- phase
@@ -133,3 +138,7 @@ int32_t v2xapp_GBMsgSPATSectionPhaseStateLightState(GBSPATISPHASESTATE_HANDLE st
 //   in mode 2. A confidence above 200 steps is logged and stored.
 // Returns 0 or -1.
 int32_t v2xapp_GBMsgSPATSectionPhaseStatePhaseState(GBSPATISPHASESTATE_HANDLE stateHdl, c_phaseState_t state);
+
+#ifdef __cplusplus
+}
+#endif

@@ -5,13 +5,12 @@
 #include <cstdlib>
 #include <memory>
 
-#include "v2x/v2xlog.h"
 #include "v2xapp_private.h"
 #include "xer_encoder.h"
 
 namespace {
 
-v2xlog_tag_t g_log{"UPER"};
+constexpr const char* TAG = "UPER"; // of the log lines
 
 // A peer can send invalid frames endlessly, so only every 202nd failure is logged.
 constexpr uint64_t FAILURES_PER_LINE = 202;
@@ -46,14 +45,14 @@ Frame DecodeFrame(asn_transfer_syntax syntax, const uint8_t* bytes, size_t size,
 } // namespace
 
 int32_t v2xcodec_uperEnc(ASNSTRUCT_HANDLE hdl, uint8_t* enc_buf, int32_t enc_bufLen, int16_t* encLen) {
-    if (!v2xapp_Check(g_log, hdl != nullptr && enc_buf != nullptr && encLen != nullptr, "input para error!")) {
+    if (!v2xapp_Check(TAG, hdl != nullptr && enc_buf != nullptr && encLen != nullptr, "input para error!")) {
         return -1;
     }
     const auto bufferSize = static_cast<size_t>(std::max(enc_bufLen, 0));
     const asn_enc_rval_t result =
         asn_encode_to_buffer(nullptr, ATS_UNALIGNED_CANONICAL_PER, &asn_DEF_MessageFrame, hdl, enc_buf, bufferSize);
     if (result.encoded < 0) {
-        V2XLOG(g_log, V2XLOG_ERROR, "Coubld not encode MessageFrame at %s", TypeName(result.failed_type));
+        V2XAPP_LOG(TAG, V2XCODEC_LOG_ERROR, "Coubld not encode MessageFrame at %s", TypeName(result.failed_type));
         return -2;
     }
     *encLen = static_cast<int16_t>(result.encoded);
@@ -61,7 +60,7 @@ int32_t v2xcodec_uperEnc(ASNSTRUCT_HANDLE hdl, uint8_t* enc_buf, int32_t enc_buf
 }
 
 int32_t v2xcodec_uperDec(ASNSTRUCT_HANDLE* hdl, uint8_t* enc_buf, int16_t enc_bufLen) {
-    if (!v2xapp_Check(g_log, hdl != nullptr && enc_buf != nullptr && enc_bufLen > 0, "input para error!")) {
+    if (!v2xapp_Check(TAG, hdl != nullptr && enc_buf != nullptr && enc_bufLen > 0, "input para error!")) {
         return -1;
     }
     const auto size = static_cast<size_t>(enc_bufLen);
@@ -69,8 +68,8 @@ int32_t v2xcodec_uperDec(ASNSTRUCT_HANDLE* hdl, uint8_t* enc_buf, int16_t enc_bu
     Frame frame = DecodeFrame(ATS_UNALIGNED_CANONICAL_PER, enc_buf, size, result);
     if (result.code != RC_OK || frame->present == MessageFrame_PR_NOTHING) {
         if (CountFailure()) {
-            V2XLOG(g_log, V2XLOG_ERROR, "uper decode error p_msgF->present=%d!",
-                   frame != nullptr ? static_cast<int>(frame->present) : 0);
+            V2XAPP_LOG(TAG, V2XCODEC_LOG_ERROR, "uper decode error p_msgF->present=%d!",
+                       frame != nullptr ? static_cast<int>(frame->present) : 0);
         }
         *hdl = nullptr;
         return -2;
@@ -83,14 +82,14 @@ int32_t v2xcodec_uperDec(ASNSTRUCT_HANDLE* hdl, uint8_t* enc_buf, int16_t enc_bu
 }
 
 int32_t v2xcodec_xerEnc(ASNSTRUCT_HANDLE hdl, uint8_t* enc_buf, uint32_t* enc_bufLen) {
-    if (!v2xapp_Check(g_log, hdl != nullptr && enc_buf != nullptr && enc_bufLen != nullptr, "input para error!")) {
+    if (!v2xapp_Check(TAG, hdl != nullptr && enc_buf != nullptr && enc_bufLen != nullptr, "input para error!")) {
         return -1;
     }
     const asn_enc_rval_t result =
         asn_encode_to_buffer(nullptr, ATS_BASIC_XER, &asn_DEF_MessageFrame, hdl, enc_buf, *enc_bufLen);
     if (result.encoded < 0) {
-        V2XLOG(g_log, V2XLOG_ERROR, "Coubld not encode MessageFrame at %s; ec.encoded = %ld",
-               TypeName(result.failed_type), static_cast<long>(result.encoded));
+        V2XAPP_LOG(TAG, V2XCODEC_LOG_ERROR, "Coubld not encode MessageFrame at %s; ec.encoded = %ld",
+                   TypeName(result.failed_type), static_cast<long>(result.encoded));
         return -2;
     }
     *enc_bufLen = static_cast<uint32_t>(result.encoded);
@@ -98,32 +97,32 @@ int32_t v2xcodec_xerEnc(ASNSTRUCT_HANDLE hdl, uint8_t* enc_buf, uint32_t* enc_bu
 }
 
 int32_t v2xcodec_xerDec(ASNSTRUCT_HANDLE* hdl, uint8_t* enc_buf, int32_t enc_bufLen) {
-    if (!v2xapp_Check(g_log, hdl != nullptr && enc_buf != nullptr && enc_bufLen > 0, "input para error!")) {
+    if (!v2xapp_Check(TAG, hdl != nullptr && enc_buf != nullptr && enc_bufLen > 0, "input para error!")) {
         return -1;
     }
     asn_dec_rval_t result;
     Frame frame = DecodeFrame(ATS_CANONICAL_XER, enc_buf, static_cast<size_t>(enc_bufLen), result);
     if (result.code != RC_OK || frame->present == MessageFrame_PR_NOTHING) {
-        V2XLOG(g_log, V2XLOG_ERROR, "Could not decode MessageFrame");
+        V2XAPP_LOG(TAG, V2XCODEC_LOG_ERROR, "Could not decode MessageFrame");
         return -2;
     }
-    V2XLOG(g_log, V2XLOG_DEBUG, "p_msgF=%p", static_cast<void*>(frame.get()));
+    V2XAPP_LOG(TAG, V2XCODEC_LOG_DEBUG, "p_msgF=%p", static_cast<void*>(frame.get()));
     *hdl = frame.release();
     return 0;
 }
 
 void v2xcodec_freeStrcut(ASNSTRUCT_HANDLE* hdl) {
     if (hdl == nullptr || *hdl == nullptr) {
-        V2XLOG(g_log, V2XLOG_ERROR, "struct is null");
+        V2XAPP_LOG(TAG, V2XCODEC_LOG_ERROR, "struct is null");
         return;
     }
     FrameDeleter{}(static_cast<MessageFrame_t*>(*hdl));
     *hdl = nullptr;
-    V2XLOG(g_log, V2XLOG_DEBUG, "free ASN MessageFrame struct");
+    V2XAPP_LOG(TAG, V2XCODEC_LOG_DEBUG, "free ASN MessageFrame struct");
 }
 
 int32_t v2xcodec_print(ASNSTRUCT_HANDLE hdl) {
-    if (v2xapp_Check(g_log, hdl != nullptr, "input para error!")) {
+    if (v2xapp_Check(TAG, hdl != nullptr, "input para error!")) {
         xer_fprint(stderr, &asn_DEF_MessageFrame, hdl);
     }
     return -1;
