@@ -202,6 +202,7 @@ TEST(Completion, OffersWhatTheHelpLists) {
         {"v2x_spat_sim ''", "learner controller stack cloud"},
         {"v2x_logtool set --p", "--port"},
         {"v2x_msg de", "decode"},
+        {"v2x_msg info spat", "-o default"},
     };
     const std::string script = ". " V2X_DEBIAN "/completion/v2x_spat_convert; compopt() { COMPREPLY=(\"$@\"); }; "
                                "COMP_CWORD=$(($# - 1)); COMP_WORDS=(\"$@\"); "
