@@ -265,6 +265,8 @@ TEST_F(ScenarioMsg, ConvertsJsonAndSkipsUnknownElementsOnDemand) {
         {"v2x_msg encode in",
          "\xEF\xBB\xBF" + EXTENSION_JSON + "\n" + With(EXTENSION_JSON, "10", "1x") + EXTENSION_JSON,
          EXTENSION + EXTENSION, "in:3: document 2: byte 29: not JSON\n3 documents, 1 bad\n"},
+        {"v2x_msg encode in", "{\n", "",
+         "in:1: document 1: byte 0: not JSON; an object must be one line, as jq -c writes it\n"},
         {"v2x_msg encode in", misspelt, "", "in:4: document 1: byte 75: " + unknown},
         {"v2x_msg decode in | tr -d '\\n' | sed 's/<.spatFrame>/<moyy\\/>&/' | v2x_msg encode --skip-unknown 2>&1",
          encoded::spat,

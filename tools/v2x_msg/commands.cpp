@@ -174,7 +174,10 @@ void EncodeJsonLines(tools::InputFile& input, Report& report, const FrameWriter&
         }
         report.Begin();
         const bool isTooLong = line.size() > tools::InputFile::MAX_LINE;
-        const Decoded decoded = isTooLong ? MakeTooLong(tools::InputFile::MAX_LINE, "bytes") : DecodeJson(line);
+        Decoded decoded = isTooLong ? MakeTooLong(tools::InputFile::MAX_LINE, "bytes") : DecodeJson(line);
+        if (decoded.message == nullptr && !isTooLong && line[line.find_last_not_of(" \t\r")] != '}') {
+            decoded.problems.front().text += "; an object must be one line, as jq -c writes it";
+        }
         write(EncodeDocument(decoded, report,
                              [&](size_t /*offset*/) { return input.Name() + ":" + std::to_string(number); }));
     }

@@ -168,7 +168,7 @@ int main(int argc, char** argv) {
     EncodeArguments encodeArguments;
     CLI::App* const decode =
         AddFrameCommand(app, "decode", "Turn frames (UPER) into XER or JSON, which show every value", decodeArguments);
-    decode->add_flag("-j,--json", decodeArguments.isJson, "Write JSON, one line for each frame");
+    decode->add_flag("-j,--json", decodeArguments.isJson, "Write JSON, one line for each frame")->excludes("--summary");
     const CLI::App* const info = AddFrameCommand(
         app, "info", "Show type and size of each frame's message, and its most important\nvalues as a table",
         infoArguments);
