@@ -9,7 +9,7 @@ set -uo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 cd "$root" || exit 1
 scripts/setup.sh all || exit 1
-benches=(bench_loopback bench_flood bench_convert bench_sources bench_codec bench_reply bench_dds bench_daemon)
+benches=(bench_loopback bench_flood bench_convert bench_sources bench_codec bench_reply bench_msg bench_dds bench_daemon)
 cmake --preset release -DV2X_DEVELOP=ON >/dev/null || exit 1
 cmake --build --preset release --target "${benches[@]}" >build/release/bench.log 2>&1 || { tail -40 build/release/bench.log; exit 1; }
 
