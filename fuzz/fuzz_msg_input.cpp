@@ -1,58 +1,38 @@
-// Reads the input as v2x_msg does. The first byte selects hex, bytes, documents, or a capture.
+// Reads the input as v2x_msg does. The first byte selects bytes, hex, documents, or a capture.
 #include <cstdlib>
 #include <stdexcept>
 
 #include "capture_source.h"
 #include "document_source.h"
-#include "frame_source.h"
 #include "input_kind.h"
 #include "memory_file.h"
 
 namespace {
 
-// A frame has a message or a problem. The frames of an input of bytes follow each other.
-void Check(const msg::Frame& frame, bool isRaw, size_t& end) {
-    if (frame.decoded.message == nullptr && frame.decoded.problems.empty()) {
+void abortUnless(bool condition) {
+    if (!condition) {
         abort();
-    }
-    if (isRaw && (frame.offset != end || (frame.decoded.message != nullptr && frame.size == 0))) {
-        abort();
-    }
-    end += frame.size;
-}
-
-void ReadDocuments(tools::InputFile& input) {
-    msg::DocumentSource documents(input);
-    for (msg::Document document; documents.Next(document);) {
-        if (document.text.empty()) {
-            abort();
-        }
     }
 }
 
-void Read(tools::InputFile& input, uint8_t choice, size_t size) {
-    const bool isRaw = choice % 5 == 0;
-    size_t end = 0;
-    const msg::FrameVisitor visit = [&](const msg::Frame& frame) { Check(frame, isRaw, end); };
-    switch (choice % 5) {
-    case 0:
+void Read(tools::InputFile& input, int choice, size_t size) {
+    size_t end = 0; // of the last frame in an input of bytes
+    const msg::FrameVisitor visit = [&](const msg::Frame& frame) {
+        abortUnless(frame.decoded.message != nullptr || !frame.decoded.problems.empty());
+        abortUnless(choice != 0 || (frame.offset == end && frame.size <= size - end));
+        end += frame.size;
+    };
+    if (choice == 0) {
         msg::ReadBytes(input, visit);
-        if (end > size) {
-            abort();
-        }
-        break;
-    case 1:
+    } else if (choice == 1) {
         msg::ReadLines(input, visit);
-        break;
-    case 2:
-        ReadDocuments(input);
-        break;
-    case 3:
-        msg::ReadCapture(input, {}, visit);
-        break;
-    default:
-        msg::ReadCapture(input, {47, 2}, visit);
-        break;
+    } else if (choice == 2) {
+        msg::DocumentSource documents(input);
+        for (msg::Document document; documents.Next(document);) {
+            abortUnless(!document.text.empty());
+        }
+    } else {
+        msg::ReadCapture(input, choice == 3 ? msg::DatagramChoice{} : msg::DatagramChoice{47, 2}, visit);
     }
 }
 
@@ -66,9 +46,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const auto wanted = static_cast<msg::Wanted>(data[0] / 5 % 3);
     msg::Advise(msg::RecognizeInput(input, wanted), wanted);
     try {
-        Read(input, data[0], size);
+        Read(input, data[0] % 5, size - 1);
     } catch (const std::runtime_error&) {
-        // not a capture
+        return 0; // not a capture
     }
     return 0;
 }
