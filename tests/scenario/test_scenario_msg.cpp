@@ -253,8 +253,12 @@ TEST_F(ScenarioMsg, AdvisesForAnInputOfAnotherKind) {
             EXPECT_EQ(m_output.empty(), !answer.empty());
         }
     }
-    Check({{"v2x_msg info . missing in", EXTENSION, "extension, 8 bytes, messageId 10, value of 3 bytes\n",
-            ".: a directory; name the files in it\nmissing: cannot be opened: No such file or directory\n"}});
+    const std::string line = "extension, 8 bytes, messageId 10, value of 3 bytes\n";
+    Check(
+        {{R"(printf '\324\303\262\241\2\0\4\0\0\0\0\0\0\0\0\0\377\377\0\0\151\0\0\0' > usb; v2x_msg info in . missing usb in)",
+          EXTENSION, line + line,
+          ".: a directory; name the files in it\nmissing: cannot be opened: No such file or directory\n"
+          "usb: link type 105 is not supported\n"}});
 }
 
 TEST_F(ScenarioMsg, ConvertsJsonAndSkipsUnknownElementsOnDemand) {

@@ -59,7 +59,7 @@ void CaptureWriter::Write(const Datagram& datagram) {
 
 void CaptureWriter::Flush() {
     if (pcap_dump_flush(m_dumper.get()) != 0) {
-        ThrowFileError(m_name, "written");
+        ThrowOutputError(m_name);
     }
 }
 

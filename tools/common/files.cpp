@@ -27,15 +27,20 @@ bool IsSameFile(const struct stat& left, const struct stat& right) {
     return S_ISREG(left.st_mode) && left.st_dev == right.st_dev && left.st_ino == right.st_ino;
 }
 
+// Formats an error with the reason in errno.
+std::string FormatError(const std::string& name, const char* action) {
+    return name + ": cannot be " + action + ": " + std::strerror(errno);
+}
+
 } // namespace
 
-void ThrowFileError(const std::string& name, const char* action) {
-    const int error = errno;
-    const std::string reason = name + ": cannot be " + action + ": " + std::strerror(error);
-    if (error == EPIPE) {
-        throw ClosedPipe(reason);
+void ThrowOutputError(const std::string& name) {
+    const bool isClosed = errno == EPIPE;
+    const std::string error = FormatError(name, "written");
+    if (isClosed) {
+        throw ClosedPipe(error);
     }
-    throw std::runtime_error(reason);
+    throw OutputError(error);
 }
 
 std::string ReadFile(const std::string& path, size_t maxSize) {
@@ -60,7 +65,7 @@ InputFile::InputFile(const std::string& path)
     : m_name(path == STANDARD ? "standard input" : path),
       m_file(path == STANDARD ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
     if (m_file < 0) {
-        ThrowFileError(m_name, "opened");
+        throw std::runtime_error(FormatError(m_name, "opened"));
     }
 }
 
@@ -83,7 +88,7 @@ void InputFile::Fill() {
         size = read(m_file, m_buffer.data() + m_rest.size(), m_buffer.size() - m_rest.size());
     } while (size < 0 && errno == EINTR);
     if (size < 0) {
-        ThrowFileError(m_name, "read");
+        throw std::runtime_error(FormatError(m_name, "read"));
     }
     m_rest = {m_buffer.data(), m_rest.size() + static_cast<size_t>(size)};
     m_isEnded = size == 0;
@@ -142,7 +147,7 @@ OutputFile::OutputFile(const std::string& path, std::span<const std::string> inp
         m_file = open(m_temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     }
     if (m_file < 0) {
-        ThrowFileError(m_name, "opened");
+        throw std::runtime_error(FormatError(m_name, "opened"));
     }
     if (exists && !m_temporary.empty()) {
         // fchown may fail: only root can set another user as the owner.
@@ -174,7 +179,7 @@ void OutputFile::Flush() {
         if (written >= 0) {
             text.remove_prefix(static_cast<size_t>(written));
         } else if (errno != EINTR) {
-            ThrowFileError(m_name, "written");
+            ThrowOutputError(m_name);
         }
     }
     m_buffer.clear();
@@ -184,7 +189,7 @@ void OutputFile::Commit() {
     Flush();
     const bool isClosed = close(std::exchange(m_file, -1)) == 0; // some file systems report a full disk only in close()
     if (!isClosed || (!m_temporary.empty() && std::rename(m_temporary.c_str(), m_target.c_str()) != 0)) {
-        ThrowFileError(m_name, "written");
+        ThrowOutputError(m_name);
     }
     m_temporary.clear();
 }

@@ -11,14 +11,20 @@
 
 namespace tools {
 
-// The reader of a pipe has closed it.
-class ClosedPipe : public std::runtime_error {
+// A file cannot be written.
+class OutputError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-// Throws std::runtime_error "name: cannot be ACTION: reason" with the reason in errno, ClosedPipe for EPIPE.
-[[noreturn]] void ThrowFileError(const std::string& name, const char* action);
+// The reader of a pipe has closed it.
+class ClosedPipe : public OutputError {
+public:
+    using OutputError::OutputError;
+};
+
+// Throws OutputError "name: cannot be written: reason" with the reason in errno, ClosedPipe for EPIPE.
+[[noreturn]] void ThrowOutputError(const std::string& name);
 
 // Returns the whole file. Also throws if the file is longer than `maxSize` bytes.
 std::string ReadFile(const std::string& path, size_t maxSize);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <memory>
 #include <stdexcept>
 #include <system_error>
 
@@ -21,12 +20,21 @@ bool IsHex(const std::string& word) {
     return tools::AppendHex(word, bytes).empty();
 }
 
-std::unique_ptr<tools::InputFile> Open(const std::string& path) {
+using ReadInput = std::function<void(tools::InputFile& input, InputKind kind)>;
+
+void OpenAndRead(const std::string& path, Wanted wanted, tools::OutputFile& output, const ReadInput& read) {
     std::error_code error;
     if (std::filesystem::is_directory(path, error)) {
         throw std::runtime_error(path + ": a directory; name the files in it");
     }
-    return std::make_unique<tools::InputFile>(path);
+    tools::InputFile input(path);
+    input.FlushBeforeWait(output);
+    const InputKind kind = RecognizeInput(input, wanted);
+    const std::string advice = Advise(kind, wanted);
+    if (!advice.empty()) {
+        throw std::runtime_error(input.Name() + ": " + advice);
+    }
+    read(input, kind);
 }
 
 } // namespace
@@ -53,22 +61,14 @@ FrameArguments SortWords(const std::vector<std::string>& words, const std::strin
 }
 
 void ForEachInput(const std::vector<std::string>& paths, Wanted wanted, Report& report, tools::OutputFile& output,
-                  const std::function<void(tools::InputFile& input, InputKind kind)>& read) {
+                  const ReadInput& read) {
     for (const std::string& path : paths) {
-        std::unique_ptr<tools::InputFile> input;
         try {
-            input = Open(path);
+            OpenAndRead(path, wanted, output, read);
+        } catch (const tools::OutputError&) {
+            throw;
         } catch (const std::runtime_error& error) {
             report.InputError(error.what());
-            continue;
-        }
-        input->FlushBeforeWait(output);
-        const InputKind kind = RecognizeInput(*input, wanted);
-        const std::string advice = Advise(kind, wanted);
-        if (advice.empty()) {
-            read(*input, kind);
-        } else {
-            report.InputError(input->Name() + ": " + advice);
         }
     }
 }

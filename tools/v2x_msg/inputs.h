@@ -22,8 +22,8 @@ struct FrameArguments {
 // std::invalid_argument if the words are both files and digits.
 FrameArguments SortWords(const std::vector<std::string>& words, const std::string& defaultPath, bool areFiles);
 
-// Calls `read` with each input. Reports an input that cannot be opened or is of another kind, and continues with the
-// next. Before a read must wait for data, flushes `output`.
+// Calls `read` with each input. Reports an input that cannot be opened or read or is of another kind, and continues
+// with the next. Before a read must wait for data, flushes `output`. Passes OutputError on.
 void ForEachInput(const std::vector<std::string>& paths, Wanted wanted, Report& report, tools::OutputFile& output,
                   const std::function<void(tools::InputFile& input, InputKind kind)>& read);
 
