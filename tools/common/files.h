@@ -69,7 +69,7 @@ public:
     bool ReadLine(std::string& line);
 
 private:
-    // Reads more bytes behind m_rest.
+    // Reads more bytes after m_rest.
     void Fill();
 
     std::string m_name;

@@ -1,23 +1,24 @@
 #include "common/text.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 
 namespace tools {
 
 std::string FormatText(const char* format, ...) {
+    char start[256]; // holds most texts
     va_list args;
     va_start(args, format);
-    va_list measured;
-    va_copy(measured, args);
-    const int length = std::vsnprintf(nullptr, 0, format, measured);
-    va_end(measured);
-    std::string result;
-    if (length > 0) {
-        result.resize(static_cast<size_t>(length));
-        std::vsnprintf(result.data(), result.size() + 1, format, args);
-    }
+    const int length = std::vsnprintf(start, sizeof start, format, args);
     va_end(args);
+    std::string result(start, std::min(static_cast<size_t>(std::max(length, 0)), sizeof start - 1));
+    if (result.size() < static_cast<size_t>(std::max(length, 0))) {
+        result.resize(static_cast<size_t>(length));
+        va_start(args, format);
+        std::vsnprintf(result.data(), result.size() + 1, format, args);
+        va_end(args);
+    }
     return result;
 }
 

@@ -69,11 +69,7 @@ public:
         }
     }
 
-    void VisitInvalid(const std::string& problem) {
-        Decoded decoded;
-        decoded.problems.push_back({Problem::UNKNOWN_OFFSET, problem});
-        Visit(std::move(decoded), 0);
-    }
+    void VisitInvalid(const std::string& problem) { Visit(MakeInvalid(problem), 0); }
 
 private:
     void VisitItems(Bytes items, int32_t count) {

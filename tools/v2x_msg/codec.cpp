@@ -152,6 +152,12 @@ void MessageDeleter::operator()(MessageFrame_t* message) const {
     ASN_STRUCT_FREE(asn_DEF_MessageFrame, message);
 }
 
+Decoded MakeInvalid(const std::string& problem) {
+    Decoded decoded;
+    decoded.problems.push_back({Problem::UNKNOWN_OFFSET, problem});
+    return decoded;
+}
+
 Decoded DecodeFirst(std::span<const uint8_t> bytes, size_t& size) {
     UnknownParts parts;
     Decoded decoded;

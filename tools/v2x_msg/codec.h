@@ -36,6 +36,9 @@ struct Decoded {
     std::vector<size_t> noteOffsets; // of each note in the document, from 0; empty for a frame
 };
 
+// Returns the result for an input that cannot be decoded because of `problem`.
+Decoded MakeInvalid(const std::string& problem);
+
 // Decodes one frame in UPER. The offset of a problem is the byte at which decoding stopped.
 Decoded DecodeFrame(std::span<const uint8_t> frame);
 

@@ -12,12 +12,6 @@ namespace {
 constexpr const char* TOO_LONG = "longer than 1048576 bytes, the most that a frame may have";
 static_assert(MAX_FRAME == 1048576);
 
-Decoded MakeInvalid(const std::string& problem) {
-    Decoded decoded;
-    decoded.problems.push_back({Problem::UNKNOWN_OFFSET, problem});
-    return decoded;
-}
-
 // The bytes of a frame in hex.
 struct Digits {
     std::vector<uint8_t> bytes;

@@ -7,8 +7,10 @@ namespace msg {
 namespace {
 
 void AppendCell(const std::string& cell, Align align, size_t width, std::string& line) {
-    const std::string padding(width - cell.size(), ' ');
-    line += "  " + (align == Align::left ? cell + padding : padding + cell);
+    const size_t padding = width - cell.size();
+    line.append(2 + (align == Align::left ? 0 : padding), ' ');
+    line += cell;
+    line.append(align == Align::left ? padding : 0, ' ');
 }
 
 } // namespace

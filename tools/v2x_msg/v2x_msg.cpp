@@ -45,7 +45,7 @@ constexpr const char* ENCODE_FOOTER =
     "or if reading or writing fails; 2 if the command line is wrong.";
 
 // The command line of decode or info.
-struct FrameArgumentOptions {
+struct FrameCommandLine {
     std::vector<std::string> words;
     std::string file = "-";
     std::vector<std::string> keys; // of message types
@@ -60,7 +60,7 @@ std::vector<std::string> ListKeys() {
     return keys;
 }
 
-void AddInputOptions(CLI::App& command, FrameArgumentOptions& given) {
+void AddInputOptions(CLI::App& command, FrameCommandLine& given) {
     msg::FrameOptions& options = given.options;
     CLI::Option* const input =
         command.add_option("INPUT", given.words, "Files, or one frame in hex; - is standard input")->type_name("");
@@ -88,7 +88,7 @@ void AddInputOptions(CLI::App& command, FrameArgumentOptions& given) {
         ->needs(port);
 }
 
-CLI::App* AddFrameCommand(CLI::App& app, const char* name, const char* description, FrameArgumentOptions& given) {
+CLI::App* AddFrameCommand(CLI::App& app, const char* name, const char* description, FrameCommandLine& given) {
     CLI::App* const command = app.add_subcommand(name, description);
     AddInputOptions(*command, given);
     command
@@ -116,7 +116,8 @@ CLI::App* AddFrameCommand(CLI::App& app, const char* name, const char* descripti
     return command;
 }
 
-struct EncodeArguments {
+// The command line of encode.
+struct EncodeCommandLine {
     std::vector<std::string> words;
     std::string file = "-";
     std::string output = "-";
@@ -124,7 +125,7 @@ struct EncodeArguments {
     msg::EncodeOptions options;
 };
 
-void AddEncodeCommand(CLI::App& app, EncodeArguments& given) {
+void AddEncodeCommand(CLI::App& app, EncodeCommandLine& given) {
     CLI::App* const command =
         app.add_subcommand("encode", "Turn XER documents or lines of JSON into frames (UPER), one line\nof hex each");
     CLI::Option* const input = command->add_option("INPUT", given.words, "Files; - is standard input")->type_name("");
@@ -142,7 +143,7 @@ void AddEncodeCommand(CLI::App& app, EncodeArguments& given) {
     command->footer(ENCODE_FOOTER);
 }
 
-bool Run(FrameArgumentOptions& given, msg::View view) {
+bool Run(FrameCommandLine& given, msg::View view) {
     given.options.view = given.isSummary ? msg::View::summary : given.isJson ? msg::View::json : view;
     tools::OutputFile output("-", given.options.arguments.paths);
     const bool isGood = msg::ShowFrames(given.options, output);
@@ -150,7 +151,7 @@ bool Run(FrameArgumentOptions& given, msg::View view) {
     return isGood;
 }
 
-bool Run(EncodeArguments& given) {
+bool Run(EncodeCommandLine& given) {
     given.options.paths = given.words.empty() ? std::vector{given.file} : given.words;
     given.options.unknown = given.skipsUnknown ? msg::Unknown::skip : msg::Unknown::refuse;
     tools::OutputFile output(given.output, given.options.paths);
@@ -163,24 +164,23 @@ bool Run(EncodeArguments& given) {
 
 int main(int argc, char** argv) {
     CLI::App app("Shows messages of the national C-V2X message set, and makes frames from XER or JSON.");
-    FrameArgumentOptions decodeArguments;
-    FrameArgumentOptions infoArguments;
-    EncodeArguments encodeArguments;
+    FrameCommandLine decodeLine;
+    FrameCommandLine infoLine;
+    EncodeCommandLine encodeLine;
     CLI::App* const decode =
-        AddFrameCommand(app, "decode", "Turn frames (UPER) into XER or JSON, which show every value", decodeArguments);
-    decode->add_flag("-j,--json", decodeArguments.isJson, "Write JSON, one line for each frame")->excludes("--summary");
+        AddFrameCommand(app, "decode", "Turn frames (UPER) into XER or JSON, which show every value", decodeLine);
+    decode->add_flag("-j,--json", decodeLine.isJson, "Write JSON, one line for each frame")->excludes("--summary");
     const CLI::App* const info = AddFrameCommand(
-        app, "info", "Show type and size of each frame's message, and its most important\nvalues as a table",
-        infoArguments);
-    AddEncodeCommand(app, encodeArguments);
+        app, "info", "Show type and size of each frame's message, and its most important\nvalues as a table", infoLine);
+    AddEncodeCommand(app, encodeLine);
     // Subcommands copy the footer when they are added, so that app.footer comes last.
     app.footer("v2x_msg SUBCOMMAND --help lists the options of a subcommand.");
     return tools::RunTool(app, msg::PROGRAM, argc, argv, [&] {
         std::signal(SIGPIPE, SIG_IGN); // a closed pipe then makes the write fail
         try {
-            const bool isGood = decode->parsed() ? Run(decodeArguments, msg::View::xer)
-                                : info->parsed() ? Run(infoArguments, msg::View::table)
-                                                 : Run(encodeArguments);
+            const bool isGood = decode->parsed() ? Run(decodeLine, msg::View::xer)
+                                : info->parsed() ? Run(infoLine, msg::View::table)
+                                                 : Run(encodeLine);
             return isGood ? 0 : tools::EXIT_FAILED;
         } catch (const tools::ClosedPipe&) {
             return 0; // the reader needs no more

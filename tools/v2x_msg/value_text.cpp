@@ -1,7 +1,9 @@
 #include "value_text.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
+#include <iterator>
 
 #include "INTEGER.h"
 #include "VerticalOffset.h"
@@ -76,9 +78,12 @@ std::string FormatNumber(const long* number, const Unit& unit) {
     if (number == nullptr) {
         return "-";
     }
-    return *number == unit.unknown
-               ? "?"
-               : tools::FormatText("%.*f", unit.decimals, static_cast<double>(*number) * unit.scale);
+    if (*number == unit.unknown) {
+        return "?";
+    }
+    char text[64]; // 20 digits of a long and the decimals; std::to_chars is faster than printf
+    const double value = static_cast<double>(*number) * unit.scale;
+    return {text, std::to_chars(text, std::end(text), value, std::chars_format::fixed, unit.decimals).ptr};
 }
 
 std::string FormatDay(const long* minute) {
