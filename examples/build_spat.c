@@ -149,7 +149,7 @@ int main(int argc, char** argv) {
     }
     v2xcodec_setLog(&LOG);
     if (!PrintSpat(now) || !PrintStopLine()) {
-        fprintf(stderr, "build_spat: cannot build the messages\n"); // the log has the reason
+        fprintf(stderr, "build_spat: cannot build the messages\n");
         return 1;
     }
     return 0;

@@ -87,7 +87,9 @@ TEST(V2xMsgDescribe, ShowsOnlyPrintableText) {
             const msg::Decoded decoded = msg::DecodeFrame(frame.bytes);
             ASSERT_NE(decoded.message, nullptr) << frame.name;
             const std::string text = msg::Describe(*decoded.message, frame.bytes.size());
-            EXPECT_TRUE(std::ranges::all_of(text, [](char c) { return (c >= ' ' && c <= '~') || c == '\n'; })) << text;
+            EXPECT_TRUE(std::ranges::all_of(text, [](char c) {
+                return static_cast<uint8_t>(c) >= ' ' ? c != '\x7F' : c == '\n';
+            })) << text;
             EXPECT_EQ(text.back(), '\n');
             ++count;
         }

@@ -16,7 +16,6 @@ namespace tools {
 namespace {
 
 constexpr const char* STANDARD = "-";
-constexpr size_t BLOCK_SIZE = 65536;
 
 // Returns true if the path names an existing file; fills `status`. `standard` is the file of the path "-".
 bool GetStatus(const std::string& path, int standard, struct stat& status) {
@@ -168,7 +167,7 @@ OutputFile::~OutputFile() {
 
 void OutputFile::Write(std::string_view text) {
     m_buffer += text;
-    if (m_isTerminal || m_buffer.size() >= BLOCK_SIZE) {
+    if (m_isTerminal || m_buffer.size() >= InputFile::BLOCK_SIZE) {
         Flush();
     }
 }

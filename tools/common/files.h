@@ -38,6 +38,7 @@ class OutputFile;
 class InputFile {
 public:
     static constexpr size_t MAX_LINE = size_t{8} << 20;
+    static constexpr size_t BLOCK_SIZE = 65536; // the most that Peek and ReadBlock return
 
     explicit InputFile(const std::string& path);
     ~InputFile();
@@ -77,7 +78,7 @@ private:
     OutputFile* m_output = nullptr;
     bool m_isEnded = false;  // no read after the end of the input: a terminal could deliver more
     std::string_view m_rest; // the unread part of m_buffer
-    std::array<char, 65536> m_buffer{};
+    std::array<char, BLOCK_SIZE> m_buffer{};
 };
 
 // Writes a file. For a regular file, Write fills a temporary file in the same folder, and Commit replaces the file. The

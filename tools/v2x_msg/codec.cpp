@@ -4,37 +4,32 @@
 #include <iterator>
 #include <utility>
 
-#include "NativeInteger.h"
-#include "constr_CHOICE.h"
-#include "constr_SEQUENCE_OF.h"
+#include "message_json.h"
 #include "per_support.h"
 #include "xer_place.h"
 
 namespace msg {
 namespace {
 
-// Callback of the constraint checks: writes a description of the invalid value to the string at `key`.
-extern "C" void DescribeViolation(void* key, asn_TYPE_descriptor_t* type, const void* value, const char* /*format*/,
-                                  ...) {
-    std::string& text = *static_cast<std::string*>(key);
-    text = type->name;
-    if (type->check_constraints == CHOICE_constraint) {
-        text += ": unknown alternative";
-    } else if (type->xer_encoder == asn_DEF_NativeInteger.xer_encoder && value != nullptr) {
-        text += ": " + std::to_string(*static_cast<const long*>(value)) + " is outside its constraint";
-    } else if (type->check_constraints == SEQUENCE_OF_constraint && value != nullptr) {
-        const int count = static_cast<const asn_anonymous_sequence_*>(value)->count;
-        text += ": " + std::to_string(count) + " elements are outside its constraint";
-    } else {
-        text += ": its size or value is outside its constraint";
+// Adds a problem if a value is outside its constraint. In a frame of a newer edition, an empty CHOICE is no problem: a
+// note names it.
+void CheckConstraints(Decoded& decoded, bool isNewer) {
+    constexpr size_t MAX_JSON = size_t{1} << 20; // bounds the memory for a hostile frame
+    const MessageFrame_t& message = *decoded.message;
+    if (asn_check_constraints(&asn_DEF_MessageFrame, &message, nullptr, nullptr) == 0) {
+        return;
     }
-}
-
-void CheckConstraints(Decoded& decoded) {
-    std::string text;
-    const auto check = asn_DEF_MessageFrame.check_constraints;
-    if (check(&asn_DEF_MessageFrame, decoded.message.get(), DescribeViolation, &text) != 0) {
-        decoded.problems.push_back({Problem::UNKNOWN_OFFSET, text});
+    Problem problem{Problem::UNKNOWN_OFFSET, "a value is outside its constraint"};
+    std::string json;
+    AppendJson(message, json);
+    if (message.present == MessageFrame_PR_NOTHING) {
+        problem.text = "MessageFrame: unknown alternative";
+    } else if (json.size() <= MAX_JSON) {
+        const Decoded checked = DecodeJson(json); // checks each value by itself, so that it finds the path
+        problem = checked.problems.empty() ? problem : checked.problems.front();
+    }
+    if (!isNewer || !problem.text.ends_with(EMPTY_CHOICE)) {
+        decoded.problems.push_back(std::move(problem));
     }
 }
 
@@ -170,7 +165,7 @@ Decoded DecodeFirst(std::span<const uint8_t> bytes, size_t& size) {
     }
     size = result.consumed;
     AddNotes(parts, DescribeNewer, decoded);
-    CheckConstraints(decoded);
+    CheckConstraints(decoded, !decoded.notes.empty());
     return decoded;
 }
 
@@ -206,7 +201,7 @@ Decoded DecodeXer(std::string_view document, Unknown unknown) {
     decoded.noteOffsets.resize(decoded.notes.size(), document.size());
     const size_t stopped = SkipSpace(document, std::min(result.consumed, document.size()));
     if (result.code == RC_OK && stopped == document.size()) {
-        CheckConstraints(decoded);
+        CheckConstraints(decoded, false);
         return decoded;
     }
     decoded.message.reset();

@@ -38,7 +38,7 @@ struct EncodeOptions {
     bool isRaw = false; // writes the bytes of the frames, not hex
     Unknown unknown = Unknown::refuse;
 };
-// Writes the frame of each XER document or line of JSON.
+// Writes the frame of each XER document or line of JSON. Without any frame an old output file stays as it is.
 bool EncodeDocuments(const EncodeOptions& options, tools::OutputFile& output);
 
 } // namespace msg

@@ -70,7 +70,9 @@ void EncodeJsonLines(tools::InputFile& input, Report& report, const FrameWriter&
 
 bool EncodeDocuments(const EncodeOptions& options, tools::OutputFile& output) {
     Report report("document", output);
+    bool hasFrame = false;
     const FrameWriter write = [&](const std::vector<uint8_t>& frame) {
+        hasFrame = hasFrame || !frame.empty();
         if (options.isRaw) {
             output.Write({reinterpret_cast<const char*>(frame.data()), frame.size()});
         } else if (!frame.empty()) {
@@ -81,6 +83,9 @@ bool EncodeDocuments(const EncodeOptions& options, tools::OutputFile& output) {
         kind == InputKind::json ? EncodeJsonLines(input, report, write)
                                 : EncodeXerDocuments(input, options.unknown, report, write);
     });
+    if (hasFrame) {
+        output.Commit();
+    }
     return report.Finish();
 }
 

@@ -104,9 +104,15 @@ private:
 void ReadFrames(tools::InputFile& input, InputKind kind, const FrameOptions& options, Report& report,
                 const FrameVisitor& visit) {
     if (kind != InputKind::capture) {
+        if (options.datagrams.port != 0) {
+            report.InputNote(input.Name() + ": no capture: --udp-port has no effect");
+        }
         const auto read = options.isRaw ? ReadBytes : options.isOne ? ReadAllLines : ReadLines;
         read(input, visit);
         return;
+    }
+    if (options.isOne) {
+        report.InputNote(input.Name() + ": a capture: --one has no effect");
     }
     const CaptureResult result = ReadCapture(input, options.datagrams, visit);
     if (!result.ignored.empty()) {
@@ -129,6 +135,7 @@ bool ShowFrames(const FrameOptions& options, tools::OutputFile& output) {
     ForEachInput(options.arguments.paths, options.isRaw ? Wanted::rawFrames : Wanted::frames, report, output,
                  [&](tools::InputFile& input, InputKind kind) { ReadFrames(input, kind, options, report, visit); });
     viewer.Finish();
+    output.Commit();
     return report.Finish();
 }
 

@@ -93,6 +93,9 @@ Decoded DecodeNext(ByteWindow& window, size_t& size) {
 void ReadArgument(const std::string& text, const FrameVisitor& visit) {
     Digits digits;
     digits.Append(text);
+    if (!digits.problem.empty()) {
+        digits.problem += "; there is no file with this name either";
+    }
     digits.Visit("argument", visit);
 }
 

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <iterator>
 #include <string_view>
+#include <vector>
+
+#include "common/hex.h"
 
 namespace msg {
 namespace {
@@ -48,6 +51,30 @@ InputKind RecognizeText(std::string_view start) {
     return isHex && !line.starts_with('x') && !text.empty() ? InputKind::hex : InputKind::text;
 }
 
+// Returns the start of the input, with at least one character that is not white space unless there is none.
+std::string_view PeekText(tools::InputFile& input) {
+    std::string_view start = input.Peek(SIGNATURE_SIZE);
+    for (size_t size = 0; start.size() > size && start.size() < tools::InputFile::BLOCK_SIZE &&
+                          start.find_first_not_of(SPACE) == start.npos;) {
+        size = start.size();
+        start = input.Peek(size + 1);
+    }
+    return start;
+}
+
+// Returns true if most lines at the start of the input are hex, so that the other lines are errors.
+bool IsMostlyHex(tools::InputFile& input) {
+    const std::string_view text = input.Peek(tools::InputFile::BLOCK_SIZE);
+    ptrdiff_t excess = 0;
+    for (size_t begin = 0, end = 0; begin < text.size(); begin = end + 1) {
+        end = std::min(text.find('\n', begin), text.size());
+        std::vector<uint8_t> bytes;
+        const bool isHex = tools::AppendHex(text.substr(begin, end - begin), bytes).empty() && !bytes.empty();
+        excess += isHex ? 1 : -1;
+    }
+    return excess > 0;
+}
+
 // Texts for the user; null if the command can read the input.
 struct Row {
     InputKind kind;
@@ -58,7 +85,7 @@ struct Row {
 constexpr const char* EMPTY = "empty";
 constexpr const char* XER = "looks like XER; v2x_msg encode makes frames from it";
 constexpr const char* JSON = "looks like JSON; v2x_msg encode makes frames from it";
-constexpr const char* GZIP = "compressed by gzip; use zcat FILE | v2x_msg info";
+constexpr const char* GZIP = "compressed by gzip; pipe it through zcat";
 constexpr const char* UTF16 = "looks like text in UTF-16; convert it with iconv -f UTF-16 -t UTF-8";
 constexpr Row ROWS[] = {
     {InputKind::empty, EMPTY, EMPTY, EMPTY},
@@ -82,8 +109,8 @@ InputKind RecognizeInput(tools::InputFile& input, Wanted wanted) {
     std::string_view start = input.Peek(SIGNATURE_SIZE);
     if (wanted != Wanted::rawFrames && start.starts_with(BYTE_ORDER_MARK)) {
         input.Skip(BYTE_ORDER_MARK.size());
-        start = input.Peek(1);
     }
+    start = PeekText(input);
     if (start.empty()) {
         return InputKind::empty;
     }
@@ -96,7 +123,10 @@ InputKind RecognizeInput(tools::InputFile& input, Wanted wanted) {
     if (wanted == Wanted::documents && (text == InputKind::xer || text == InputKind::json)) {
         return text;
     }
-    const std::string_view head = start.substr(0, HEAD_SIZE);
+    if (wanted == Wanted::frames && text != InputKind::hex && IsMostlyHex(input)) {
+        return InputKind::hex;
+    }
+    const std::string_view head = input.Peek(1).substr(0, HEAD_SIZE);
     const bool canBeFrame = wanted == Wanted::rawFrames && (head.size() < MIN_TEXT || !IsAscii(head));
     return canBeFrame || std::ranges::any_of(head, IsControl) ? InputKind::binary : text;
 }

@@ -12,8 +12,8 @@ enum class InputKind { empty, hex, xer, json, capture, gzip, utf16, binary, text
 // What a command reads.
 enum class Wanted { frames, rawFrames, documents };
 
-// Recognizes the input without reading past its first bytes. Skips the byte order mark of UTF-8, unless raw frames are
-// wanted.
+// Recognizes the input by its start, at most one block, which stays unread. Skips the byte order mark of UTF-8, unless
+// raw frames are wanted. If frames are wanted and the first line is another kind of text, most lines decide.
 InputKind RecognizeInput(tools::InputFile& input, Wanted wanted);
 
 // Returns what the input looks like and what to do, or an empty text if the command can read this kind of input.

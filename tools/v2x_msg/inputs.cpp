@@ -20,6 +20,10 @@ bool IsHex(const std::string& word) {
     return tools::AppendHex(word, bytes).empty();
 }
 
+bool LooksLikePath(const std::string& word) {
+    return word.find_first_of("/.") != word.npos;
+}
+
 using ReadInput = std::function<void(tools::InputFile& input, InputKind kind)>;
 
 void OpenAndRead(const std::string& path, Wanted wanted, tools::OutputFile& output, const ReadInput& read) {
@@ -44,8 +48,9 @@ FrameArguments SortWords(const std::vector<std::string>& words, const std::strin
         return {{defaultPath}, ""};
     }
     const auto file = std::ranges::find_if(words, IsFile);
-    const auto digits =
-        std::ranges::find_if(words, [](const std::string& word) { return !IsFile(word) && IsHex(word); });
+    const auto digits = std::ranges::find_if(words, [&](const std::string& word) {
+        return !IsFile(word) && (IsHex(word) || (file == words.end() && !LooksLikePath(word)));
+    });
     if (areFiles || digits == words.end()) {
         return {words, ""};
     }

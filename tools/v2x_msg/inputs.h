@@ -18,8 +18,8 @@ struct FrameArguments {
 };
 
 // Finds out whether the words are files or the digits of one frame. A word that names an existing file is a file, even
-// if it is hex. `areFiles` means that all words are files. Without words, the only path is `defaultPath`. Throws
-// std::invalid_argument if the words are both files and digits.
+// if it is hex. If no word does, words without '/' and '.' are digits. `areFiles` means that all words are files.
+// Without words, the only path is `defaultPath`. Throws std::invalid_argument if the words are both files and digits.
 FrameArguments SortWords(const std::vector<std::string>& words, const std::string& defaultPath, bool areFiles);
 
 // Calls `read` with each input. Reports an input that cannot be opened or read or is of another kind, and continues

@@ -68,6 +68,16 @@ private:
 
 } // namespace
 
+std::string RestoreNul(std::string_view text, std::string_view nul) {
+    std::string restored;
+    for (size_t at = 0; at < text.size(); ++at) {
+        const bool isMark = text[at] == NUL_MARK[0];
+        restored += isMark ? nul : text.substr(at, 1);
+        at += isMark ? NUL_MARK.size() - 1 : 0;
+    }
+    return restored;
+}
+
 tools::Json ParseJsonLine(std::string_view line) {
     const std::string text = LineCheck(line).Run();
     const char* end = text.data();

@@ -8,6 +8,9 @@
 
 namespace msg {
 
+// The end of the problem of an empty CHOICE.
+inline constexpr const char* EMPTY_CHOICE = "empty: an alternative of a newer edition cannot be encoded";
+
 // Appends the message as one line of JSON without a line end: {"spatFrame":{...}}. The text is ASCII. Never
 // fails. An alternative of a newer edition appears as an empty object.
 void AppendJson(const MessageFrame_t& message, std::string& text);

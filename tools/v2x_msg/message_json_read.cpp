@@ -19,7 +19,7 @@
 namespace msg {
 namespace {
 
-constexpr double MAX_EXACT = 0x1p53; // a double holds each integer up to this one
+constexpr double EXACT_LIMIT = 0x1p53; // a double holds each smaller integer exactly
 
 constexpr std::string_view CAPTURE_MEMBERS[] = {"packet", "time"}; // ignored
 
@@ -53,7 +53,7 @@ void Expect(bool condition, const Place& place, const char* what) {
 // Returns a name or text of the input for an error message.
 std::string Quote(const char* text) {
     constexpr size_t MAX_SHOWN = 40;
-    return '"' + tools::MakePlain(std::string(text, strnlen(text, MAX_SHOWN))) + '"';
+    return '"' + tools::MakePlain(RestoreNul(std::string_view(text).substr(0, MAX_SHOWN), "\\u0000")) + '"';
 }
 
 // Fails because the type of the place has no member or value `name`. `what` is "unknown member" or "unknown name".
@@ -114,9 +114,9 @@ void ReadValue(const Place& place, const cJSON& json, void* value);
 long ReadNumber(const Place& place, const cJSON& json) {
     Expect(cJSON_IsNumber(&json), place, "a number");
     const double number = json.valuedouble;
-    if (std::trunc(number) != number || std::abs(number) > MAX_EXACT) {
-        Fail(place,
-             tools::FormatText("%.16g is %s", number, std::abs(number) > MAX_EXACT ? "too large" : "not an integer"));
+    if (std::trunc(number) != number || std::abs(number) >= EXACT_LIMIT) {
+        Fail(place, tools::FormatText("%.16g is %s", number,
+                                      std::abs(number) >= EXACT_LIMIT ? "too large" : "not an integer"));
     }
     return static_cast<long>(number);
 }
@@ -141,7 +141,7 @@ void ReadEnumerated(const Place& place, const cJSON& json, long& value) {
 std::vector<uint8_t> ReadHex(const Place& place, const cJSON* json) {
     Expect(cJSON_IsString(json), place, "a text of hexadecimal digits");
     std::vector<uint8_t> octets;
-    const std::string error = tools::AppendHex(json->valuestring, octets);
+    const std::string error = tools::AppendHex(RestoreNul(json->valuestring, "\\u0000"), octets);
     if (!error.empty()) {
         Fail(place, error);
     }
@@ -179,12 +179,7 @@ void ReadBits(const Place& place, const cJSON& json, BIT_STRING_t& value) {
 
 void ReadText(const Place& place, const cJSON& json, OCTET_STRING_t& value) {
     Expect(cJSON_IsString(&json), place, "a text");
-    std::string text;
-    for (const char* next = json.valuestring; *next != '\0'; ++next) {
-        const bool isMark = *next == NUL_MARK[0];
-        text += isMark ? '\0' : *next;
-        next += isMark ? NUL_MARK.size() - 1 : 0;
-    }
+    const std::string text = RestoreNul(json.valuestring, std::string_view("\0", 1));
     if (std::ranges::any_of(text, [](char character) { return static_cast<uint8_t>(character) > 0x7F; })) {
         Fail(place, "a character is not in ASCII");
     }
@@ -238,7 +233,7 @@ void ReadSequence(const Place& place, const cJSON& json, void* value) {
 void ReadChoice(const Place& place, const cJSON& json, void* value) {
     Expect(cJSON_IsObject(&json), place, "an object");
     if (json.child == nullptr) {
-        Fail(place, "empty: an alternative of a newer edition cannot be encoded");
+        Fail(place, EMPTY_CHOICE);
     }
     Expect(json.child->next == nullptr, place, "an object with one member");
     const int index = FindMember(place, *json.child, 0);

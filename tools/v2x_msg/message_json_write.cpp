@@ -23,7 +23,7 @@ void AppendName(const char* name, std::string& text) {
     ((text += '"') += name) += '"';
 }
 
-// A number without a name appears as a number.
+// A number without a name, which no decoder makes, appears as a number.
 void AppendEnumerated(const asn_TYPE_descriptor_t& type, long number, std::string& text) {
     const auto* row = INTEGER_map_value2enum(static_cast<asn_INTEGER_specifics_t*>(type.specifics), number);
     if (row == nullptr) {

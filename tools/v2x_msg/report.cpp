@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "common/text.h"
+
 namespace msg {
 namespace {
 
@@ -9,7 +11,7 @@ constexpr size_t MAX_LINES = 10;
 
 void Print(tools::OutputFile& output, const std::string& line) {
     output.Flush();
-    std::fprintf(stderr, "%s: %s\n", PROGRAM, line.c_str());
+    std::fprintf(stderr, "%s: %s\n", PROGRAM, tools::MakePlain(line).c_str());
 }
 
 } // namespace

@@ -16,8 +16,8 @@ std::string FormatDescription(const Description_t* description) {
     if (description == nullptr || description->present == Description_PR_NOTHING) {
         return "-";
     }
-    const bool isPlain = description->present == Description_PR_textString;
-    return FormatQuoted(isPlain ? description->choice.textString : description->choice.textGB2312);
+    return description->present == Description_PR_textString ? FormatQuoted(description->choice.textString)
+                                                             : FormatGb2312(description->choice.textGB2312);
 }
 
 // Returns the cells that events and signs share.

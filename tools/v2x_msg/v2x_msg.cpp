@@ -15,9 +15,10 @@
 namespace {
 
 constexpr const char* FRAMES_FOOTER =
-    "A file contains one frame in hex on each line, or is a capture (pcap or pcapng). Hex digits\n"
-    "may be in upper or lower case. White space, ':', '-' or ',' may separate bytes; each byte\n"
-    "may begin with 0x. A comment begins with '#' and ends with the line.\n"
+    "An argument that names an existing file is a file, even if it is hex. A file contains one\n"
+    "frame in hex on each line, or is a capture (pcap or pcapng). Hex digits may be in upper or\n"
+    "lower case. White space, ':', '-' or ',' may separate bytes; each byte may begin with 0x. A\n"
+    "comment begins with '#' and ends with the line.\n"
     "\n"
     "From a capture, the program takes the frames in the replies of the stack application, or in\n"
     "the datagrams that --udp-port selects.\n"
@@ -97,7 +98,7 @@ CLI::App* AddFrameCommand(CLI::App& app, const char* name, const char* descripti
         ->type_name("TYPE")
         ->delimiter(',')
         ->allow_extra_args(false)
-        ->check(CLI::IsMember(ListKeys()).description(""));
+        ->check(CLI::IsMember(ListKeys(), CLI::ignore_case).description(""));
     command->add_flag("-s,--summary", given.isSummary, "Show only the numbers of frames and bytes of each type");
     command->footer(FRAMES_FOOTER);
     command->final_callback([&given] {
@@ -146,18 +147,14 @@ void AddEncodeCommand(CLI::App& app, EncodeCommandLine& given) {
 bool Run(FrameCommandLine& given, msg::View view) {
     given.options.view = given.isSummary ? msg::View::summary : given.isJson ? msg::View::json : view;
     tools::OutputFile output("-", given.options.arguments.paths);
-    const bool isGood = msg::ShowFrames(given.options, output);
-    output.Commit();
-    return isGood;
+    return msg::ShowFrames(given.options, output);
 }
 
 bool Run(EncodeCommandLine& given) {
     given.options.paths = given.words.empty() ? std::vector{given.file} : given.words;
     given.options.unknown = given.skipsUnknown ? msg::Unknown::skip : msg::Unknown::refuse;
     tools::OutputFile output(given.output, given.options.paths);
-    const bool isGood = msg::EncodeDocuments(given.options, output);
-    output.Commit();
-    return isGood;
+    return msg::EncodeDocuments(given.options, output);
 }
 
 } // namespace

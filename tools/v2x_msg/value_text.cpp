@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstddef>
+#include <iconv.h>
 #include <iterator>
 
 #include "INTEGER.h"
@@ -132,6 +133,22 @@ std::string FormatQuoted(const OCTET_STRING_t& text) {
         quoted += isPlain ? std::string(1, static_cast<char>(octet)) : tools::FormatText("\\x%02X", octet);
     }
     return quoted + "\"";
+}
+
+std::string FormatGb2312(const OCTET_STRING_t& text) {
+    const iconv_t converter = iconv_open("UTF-8", "GB18030");
+    if (converter == iconv_t(-1)) {
+        return FormatQuoted(text);
+    }
+    std::string utf8(4 * static_cast<size_t>(text.size), '\0'); // no octet becomes more than four
+    char* input = reinterpret_cast<char*>(text.buf);
+    char* output = utf8.data();
+    size_t inputLeft = static_cast<size_t>(text.size);
+    size_t outputLeft = utf8.size();
+    const bool isValid = iconv(converter, &input, &inputLeft, &output, &outputLeft) != size_t(-1);
+    iconv_close(converter);
+    utf8.resize(utf8.size() - outputLeft);
+    return isValid ? '"' + tools::MakePlain(std::move(utf8)) + '"' : FormatQuoted(text);
 }
 
 std::string FormatHex(const OCTET_STRING_t& octets) {

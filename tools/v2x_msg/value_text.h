@@ -52,6 +52,10 @@ std::string FormatBits(const BIT_STRING_t* bits, std::span<const std::string_vie
 // Returns the text in quotes. Quotes, backslashes and octets other than printable ASCII become \xNN.
 std::string FormatQuoted(const OCTET_STRING_t& text);
 
+// Returns a text in GB 2312 as UTF-8, in quotes, with '?' for control characters. GB 18030 and GBK contain GB 2312. A
+// text that is not in GB 18030 is formatted by FormatQuoted.
+std::string FormatGb2312(const OCTET_STRING_t& text);
+
 std::string FormatHex(const OCTET_STRING_t& octets);
 
 // Returns "REGION/ID".

@@ -186,7 +186,7 @@ std::string DescribeUnknownXer(std::string_view document, size_t offset, asn_unk
     case ASN_UNKNOWN_ATTRIBUTE:
         return FormatPath(open) + "unknown attribute: " + ExtractLine(CutAfter(part, ">"));
     default:
-        return FormatPath(open) + "text between elements: " + ExtractLine(part.substr(0, part.find('<')));
+        return FormatPath(open) + "text between elements: " + ExtractLine(part.substr(0, part.find('<', 1)));
     }
 }
 
