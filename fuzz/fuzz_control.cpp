@@ -37,7 +37,7 @@ const spat_conv_config_t& setUp() {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const spat_conv_config_t& config = setUp();
     const std::string request(reinterpret_cast<const char*>(data), size);
-    const v2xspatconv_answer_t answer = v2xspatconv_AnswerRequest(request, {&config, {"v1", "1.2.3", readPeers}, 0});
+    const v2xspatconv_answer_t answer = v2xspatconv_AnswerRequest(request, {&config, {"v1", "1.2.3", readPeers}, 0, 0});
     cJSON* const json = cJSON_Parse(answer.line.c_str());
     const bool isAnswer = cJSON_HasObjectItem(json, "reply") || cJSON_HasObjectItem(json, "error");
     cJSON_Delete(json);

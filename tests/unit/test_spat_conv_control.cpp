@@ -56,7 +56,8 @@ protected:
                                {0xC0A80114, 8001}, fakes::monotonic);
     }
     v2xspatconv_answer_t ask(const std::string& request) {
-        return v2xspatconv_AnswerRequest(request, {&m_config, {"v1", "1.2.3", readPeers}, 990 * SECOND});
+        return v2xspatconv_AnswerRequest(
+            request, {&m_config, {"v1", "1.2.3", readPeers}, 990 * SECOND, WALL_TIME - 10 * SECOND});
     }
     std::string reply(const std::string& cmd) { return withoutTime(ask(R"({"cmd":")" + cmd + "\"}").line); }
 
@@ -69,20 +70,21 @@ TEST_F(Control, StatusShowsSourcesPeersAndChecks) {
     fakes::monotonic += SECOND / 2;
     report();
     fakes::monotonic += SECOND / 4;
-    EXPECT_EQ(reply("status"),
-              R"({"reply":"status","version":"v1","release":"1.2.3","pid":)" + std::to_string(getpid()) +
-                  R"(,"uptime":10.75,"device":"R??ä","region":1,"node":2,"intersection":65538,"sources":[)"
-                  R"({"source":"learner","state":"fresh","required":true,"forwarded":true,"peer":"192.168.1.20",)"
-                  R"("age":0.25,"rate":2,"accepted":2,"refused":4,"stale_after":3},)"
-                  R"({"source":"1743","state":"off","required":false,"forwarded":false,"peer":null,)"
-                  R"("age":null,"rate":null,"accepted":0,"refused":0,"stale_after":0},)"
-                  R"({"source":"cloud","state":"unwatched","required":false,"forwarded":true,"peer":null,)"
-                  R"("age":null,"rate":null,"accepted":0,"refused":0,"stale_after":0}],)"
-                  R"("stack":{"state":"answers","peer":"127.0.0.1:20010","age":0.2},)"
-                  R"("cloud":{"available":true,"age":2,"topic":"rsu/R1/spat/up","readers":1},)"
-                  R"("checks":[{"check":"conflict","source":"learner","active":true,"count":2,)"
-                  R"("last":"2026-11-22T20:04:40.873Z","age":0.25,"phases":[1,2]}]})"
-                  "\n");
+    EXPECT_EQ(
+        reply("status"),
+        R"({"reply":"status","version":"v1","release":"1.2.3","pid":)" + std::to_string(getpid()) +
+            R"(,"uptime":10.75,"started":"2026-11-22T20:04:31.123Z","device":"R??ä","region":1,"node":2,"intersection":65538,"sources":[)"
+            R"({"source":"learner","state":"fresh","required":true,"forwarded":true,"peer":"192.168.1.20",)"
+            R"("age":0.25,"rate":2,"accepted":2,"refused":4,"stale_after":3},)"
+            R"({"source":"1743","state":"off","required":false,"forwarded":false,"peer":null,)"
+            R"("age":null,"rate":null,"accepted":0,"refused":0,"stale_after":0},)"
+            R"({"source":"cloud","state":"unwatched","required":false,"forwarded":true,"peer":null,)"
+            R"("age":null,"rate":null,"accepted":0,"refused":0,"stale_after":0}],)"
+            R"("stack":{"state":"answers","peer":"127.0.0.1:20010","age":0.2},)"
+            R"("cloud":{"available":true,"age":2,"topic":"rsu/R1/spat/up","readers":1},)"
+            R"("checks":[{"check":"conflict","source":"learner","active":true,"count":2,)"
+            R"("last":"2026-11-22T20:04:40.873Z","age":0.25,"phases":[1,2]}]})"
+            "\n");
 }
 
 TEST_F(Control, LightsShowLastRecordOfEachPhase) {

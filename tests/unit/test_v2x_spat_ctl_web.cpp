@@ -15,7 +15,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 constexpr const char* STATUS =
-    R"({"reply":"status","version":"v1","release":"1.2.3","device":"RSU\"1","uptime":3600.5,"sources":[
+    R"({"reply":"status","version":"v1","release":"1.2.3","device":"RSU\"1","started":"2026-11-22T20:04:41.125Z","sources":[
     {"source":"learner","state":"stale","required":true,"forwarded":false,"peer":"10.0.0.1","age":71.25,"rate":0,
      "accepted":4102,"refused":3},
     {"source":"1743","state":"off","required":false,"forwarded":false,"peer":null,"age":null,"rate":0,"accepted":0,
@@ -34,7 +34,7 @@ TEST(V2xSpatCtlWeb, MetricsHaveTheValuesOfTheReplies) {
     const char* const lines[] = {
         "v2x_spat_up 1",
         R"(v2x_spat_info{version="v1",release="1.2.3",device="RSU\"1"} 1)",
-        "v2x_spat_uptime_seconds 3600.5",
+        "v2x_spat_start_time_seconds 1795377881.125",
         R"(v2x_spat_source_state{source="learner",state="stale"} 1)",
         R"(v2x_spat_source_state{source="learner",state="fresh"} 0)",
         R"(v2x_spat_source_age_seconds{source="learner"} 71.25)",

@@ -7,6 +7,7 @@
 
 #include "client.h"
 #include "common/files.h"
+#include "event_time.h"
 
 namespace ctl {
 namespace {
@@ -24,9 +25,6 @@ struct Member {
     const char* help;
 };
 
-constexpr Member UNIT_MEMBERS[] = {
-    {"uptime", MetricType::Gauge, "uptime_seconds", "Time since the start of the daemon."},
-};
 constexpr Member SOURCE_MEMBERS[] = {
     {"age", MetricType::Gauge, "source_age_seconds", "Time since the last accepted record of the source."},
     {"rate", MetricType::Gauge, "source_records_per_second", "Accepted records of the source per second."},
@@ -107,7 +105,11 @@ void AddStatus(Families& families, const cJSON* status) {
                  {{"version", tools::GetText(status, "version")},
                   {"release", tools::GetText(status, "release")},
                   {"device", tools::GetText(status, "device")}});
-    families.AddMembers(status, UNIT_MEMBERS);
+    const std::string started = tools::GetText(status, "started");
+    if (!started.empty()) {
+        families.Add(MetricType::Gauge, "start_time_seconds", "Unix time of the daemon's start.",
+                     static_cast<double>(ParseTime(started)) / 1e6);
+    }
     const cJSON* item = nullptr;
     cJSON_ArrayForEach(item, tools::GetMember(status, "sources")) {
         AddSource(families, item);

@@ -63,7 +63,7 @@ void v2xspatconv_ControlInit(const spat_conv_config_t& config, const v2xspatconv
     if (*path == '\0') {
         return;
     }
-    g_control.context = {&config, unit, v2xpub_GetMonotonicTime()};
+    g_control.context = {&config, unit, v2xpub_GetMonotonicTime(), v2xpub_CommGetCurrentTime64()};
     std::string reason = g_control.socket.Open(path);
     if (reason.empty()) {
         reason = StartThread();

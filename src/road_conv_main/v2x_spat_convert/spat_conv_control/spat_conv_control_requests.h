@@ -10,7 +10,8 @@
 struct v2xspatconv_controlContext_t {
     const spat_conv_config_t* config;
     v2xspatconv_controlUnit_t unit;
-    uint64_t start; // monotonic time of the start, microseconds
+    uint64_t start;     // monotonic time of the start, microseconds
+    uint64_t startWall; // wall-clock time of the start, microseconds since 1970
 };
 
 struct v2xspatconv_answer_t {

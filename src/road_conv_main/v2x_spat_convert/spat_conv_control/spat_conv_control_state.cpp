@@ -145,6 +145,7 @@ void v2xspatconv_AddStatus(cJSON* reply, const v2xspatconv_controlContext_t& con
     cJSON_AddStringToObject(reply, "release", context.unit.release);
     cJSON_AddNumberToObject(reply, "pid", getpid());
     v2xspatconv_AddSeconds(reply, "uptime", AgeOf(snapshot, context.start));
+    cJSON_AddStringToObject(reply, "started", v2xspatconv_FormatTime(context.startWall).c_str());
     cJSON_AddStringToObject(reply, "device", config.m_sysinfo.m_device_id);
     cJSON_AddNumberToObject(reply, "region", config.m_regionId);
     cJSON_AddNumberToObject(reply, "node", config.m_nodeId);
