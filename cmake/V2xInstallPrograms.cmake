@@ -4,6 +4,8 @@ install(TARGETS v2x_spat_ctl v2x_logtool RUNTIME COMPONENT daemon)
 install(TARGETS v2x_spat_sim v2x_msg RUNTIME COMPONENT tools)
 install(FILES ${CMAKE_SOURCE_DIR}/tools/wireshark/v2x_spat.lua
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/wireshark/plugins COMPONENT tools)
+install(DIRECTORY ${CMAKE_SOURCE_DIR}/contrib/prometheus
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/v2x_spat_convert COMPONENT daemon)
 
 # v2x_install_conf(NAME [OLD NEW]...): installs conf/NAME with each text OLD, which must occur once, replaced by NEW. Keeps a
 # file that exists.
