@@ -18,7 +18,7 @@ struct DatagramChoice {
 
 struct CaptureResult {
     std::string error;   // why the capture has no frames or could not be read to its end; empty if there is no error
-    std::string ignored; // number of fragments and truncated packets; empty if there are none
+    std::string ignored; // number of fragments and truncated packets; empty for 0 packets
 };
 
 // Reads the frames of a pcap or pcapng file. An invalid reply, or item of a reply, is an invalid frame. Throws

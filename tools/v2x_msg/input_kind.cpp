@@ -51,7 +51,8 @@ InputKind RecognizeText(std::string_view start) {
     return isHex && !line.starts_with('x') && !text.empty() ? InputKind::hex : InputKind::text;
 }
 
-// Returns the start of the input, with at least one character that is not white space unless there is none.
+// Returns the start of the input. Reads until it has a character other than white space, a full block, or the whole
+// input.
 std::string_view PeekText(tools::InputFile& input) {
     std::string_view start = input.Peek(SIGNATURE_SIZE);
     for (size_t size = 0; start.size() > size && start.size() < tools::InputFile::BLOCK_SIZE &&

@@ -40,7 +40,7 @@ const T& At(const void* value, int offset = 0) {
     return *reinterpret_cast<const T*>(static_cast<const char*>(value) + offset);
 }
 
-// Returns the number of the present alternative, from 1, or 0 if there is none. `choice` is the type of `value`.
+// Returns the number of the present alternative, from 1, or 0 for an empty choice. `choice` is the type of `value`.
 inline int GetPresent(const asn_TYPE_descriptor_t& choice, const void* value) {
     return At<int>(value, static_cast<const asn_CHOICE_specifics_t*>(choice.specifics)->pres_offset);
 }

@@ -18,7 +18,7 @@ struct OpenElement {
     std::string_view name;
     const asn_TYPE_descriptor_t* type; // null if unknown
     std::vector<XerName> children;     // the child elements that the type knows
-    ptrdiff_t lastChild;               // index of the last known child element before the place; -1 if there is none
+    ptrdiff_t lastChild;               // index of the last known child element before the place; -1 before the first
 };
 
 using OpenElements = std::vector<OpenElement>; // from outside to inside; the first represents the document
