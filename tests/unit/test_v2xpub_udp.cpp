@@ -53,17 +53,23 @@ protected:
     uint16_t m_port = UdpPeer().port(); // free a moment ago
 };
 
-TEST_F(Udp, DeliversWholeDatagramsAndDropsTooLongOnes) {
+TEST_F(Udp, DeliversWholeDatagramsInOrderAndDropsTooLongOnes) {
+    constexpr size_t SIZES[] = {0, 1, DATAGRAM_MAX, DATAGRAM_MAX + 1, 3, 65507, 2, 7, 5, 4};
     OpenServer();
-    for (const size_t size : {size_t{0}, size_t{1}, DATAGRAM_MAX, DATAGRAM_MAX + 1, size_t{65507}, size_t{2}}) {
-        const Bytes bytes = pattern(size, 1);
-        ASSERT_TRUE(m_peer.sendTo(m_port, bytes));
+    g_isHeld = true; // the other datagrams wait, so that the thread receives several at once
+    ASSERT_TRUE(m_peer.sendTo(m_port, {}));
+    EXPECT_EQ(m_peer.receive(), Bytes());
+    for (const size_t size : SIZES) {
+        ASSERT_TRUE(m_peer.sendTo(m_port, pattern(size, static_cast<uint8_t>(size))));
+    }
+    g_isHeld = false;
+    for (const size_t size : SIZES) {
         if (size <= DATAGRAM_MAX) {
-            EXPECT_EQ(m_peer.receive(), bytes) << size;
+            EXPECT_EQ(m_peer.receive(), pattern(size, static_cast<uint8_t>(size))) << size;
         }
     }
-    ASSERT_TRUE(eventually([&] { return StatsOf(m_socket).sent == 4; }));
-    EXPECT_EQ(StatsOf(m_socket).received, 4U);
+    ASSERT_TRUE(eventually([&] { return StatsOf(m_socket).sent == 9; }));
+    EXPECT_EQ(StatsOf(m_socket).received, 9U);
     EXPECT_EQ(StatsOf(m_socket).tooLong, 2U);
 }
 

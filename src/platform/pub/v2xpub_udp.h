@@ -96,5 +96,6 @@ void v2xpub_Tap(const v2xpub_udpSocket& socket, bool isSent, const sockaddr_in& 
 // shut down. Returns null.
 void* v2xpub_UdpReceiveThread(void* socket);
 
-// Size of the receive thread's buffer in bytes. Every UDP datagram fits into the buffer.
-inline constexpr size_t V2XPUB_RECEIVE_BUFFER = 65536;
+// Maximum number of datagrams that the receive thread reads with one system call. Each has V2XPUB_DATAGRAM_MAX bytes of
+// the buffer.
+inline constexpr size_t V2XPUB_BATCH = 8;

@@ -24,13 +24,6 @@ constexpr timespec ERROR_PAUSE{0, 100'000'000};
 // refused datagrams cannot block the caller.
 constexpr int32_t LATE_DROPS_MAX = 1024;
 
-// Destination of a received datagram.
-struct Target {
-    uint8_t* data;
-    size_t size;
-    sockaddr_in* sender;
-};
-
 // Logs the number of drops if it has changed, but at most once in ten seconds.
 void LogKernelDrops(v2xpub_udpSocket& socket) {
     const uint64_t count = socket.kernelDrops.load(std::memory_order_relaxed);
@@ -42,27 +35,58 @@ void LogKernelDrops(v2xpub_udpSocket& socket) {
     }
 }
 
-// Receives one datagram. Returns its length, which may exceed the target's size, or -1 and errno.
-ssize_t Receive(v2xpub_udpSocket& socket, const Target& target, int flags) {
-    iovec part{target.data, target.size};
-    alignas(cmsghdr) uint8_t control[CMSG_SPACE(sizeof(uint32_t))];
-    msghdr message{};
-    message.msg_name = target.sender;
-    message.msg_namelen = sizeof *target.sender;
-    message.msg_iov = &part;
-    message.msg_iovlen = 1;
-    message.msg_control = control;
-    message.msg_controllen = sizeof control;
-    const ssize_t length = recvmsg(socket.fd, &message, flags | MSG_TRUNC);
-    const cmsghdr* header = length >= 0 ? CMSG_FIRSTHDR(&message) : nullptr;
-    if (header != nullptr && header->cmsg_level == SOL_SOCKET && header->cmsg_type == SO_RXQ_OVFL) {
-        uint32_t total = 0;
-        std::memcpy(&total, CMSG_DATA(header), sizeof total);
-        v2xpub_CountKernelDrops(socket, total);
-        LogKernelDrops(socket);
+// Receives up to N datagrams with one system call.
+template <size_t N>
+class Batch {
+public:
+    // `size` bytes at `data` + n * `size` are for datagram n.
+    Batch(uint8_t* data, size_t size) {
+        for (size_t i = 0; i < N; i++) {
+            m_parts[i] = {data + i * size, size};
+            msghdr& head = m_messages[i].msg_hdr;
+            head.msg_name = &m_senders[i];
+            head.msg_iov = &m_parts[i];
+            head.msg_iovlen = 1;
+            head.msg_control = m_control[i];
+        }
     }
-    return length;
-}
+    Batch(const Batch&) = delete;
+    Batch& operator=(const Batch&) = delete;
+
+    // Returns the number of datagrams, or -1 and errno. Counts what the kernel has dropped.
+    int Receive(v2xpub_udpSocket& socket, int flags) {
+        for (mmsghdr& message : m_messages) { // the kernel has changed these lengths
+            message.msg_hdr.msg_namelen = sizeof *m_senders;
+            message.msg_hdr.msg_controllen = sizeof *m_control;
+        }
+        const int count = recvmmsg(socket.fd, m_messages, N, flags | MSG_TRUNC, nullptr);
+        if (count > 0) {
+            ReadKernelDrops(socket, m_messages[count - 1].msg_hdr);
+        }
+        return count;
+    }
+
+    uint8_t* Data(int i) const { return static_cast<uint8_t*>(m_parts[i].iov_base); }
+    // The length may exceed the size of the buffer: the rest of the datagram is lost.
+    ssize_t Length(int i) const { return m_messages[i].msg_len; }
+    sockaddr_in& Sender(int i) { return m_senders[i]; }
+
+private:
+    static void ReadKernelDrops(v2xpub_udpSocket& socket, msghdr& head) {
+        const cmsghdr* part = CMSG_FIRSTHDR(&head);
+        if (part != nullptr && part->cmsg_level == SOL_SOCKET && part->cmsg_type == SO_RXQ_OVFL) {
+            uint32_t total = 0;
+            std::memcpy(&total, CMSG_DATA(part), sizeof total);
+            v2xpub_CountKernelDrops(socket, total);
+            LogKernelDrops(socket);
+        }
+    }
+
+    iovec m_parts[N];
+    sockaddr_in m_senders[N]{};
+    alignas(cmsghdr) uint8_t m_control[N][CMSG_SPACE(sizeof(uint32_t))];
+    mmsghdr m_messages[N]{};
+};
 
 void CountRefused(v2xpub_udpSocket& socket, uint32_t ip) {
     const uint64_t count = v2xpub_Increment(socket.refusedSender);
@@ -101,17 +125,21 @@ void LogReceiveError(v2xpub_udpSocket& socket, int error) {
     }
 }
 
+bool IsStopping(const v2xpub_udpSocket& socket) {
+    return socket.isStopping.load(std::memory_order_acquire);
+}
+
 bool IsTransient(int error) {
     return error == EINTR || error == EAGAIN || error == ECONNREFUSED;
 }
 
-void Deliver(v2xpub_udpSocket& socket, ssize_t length, sockaddr_in& sender) {
+void Deliver(v2xpub_udpSocket& socket, uint8_t* data, ssize_t length, sockaddr_in& sender) {
     if (!IsDeliverable(socket, sender, length, V2XPUB_DATAGRAM_MAX)) {
         return;
     }
     v2xpub_Increment(socket.received);
-    v2xpub_Tap(socket, false, sender, socket.buffer.get(), length);
-    v2xpub_UdpSocketDataHead_t head{static_cast<int16_t>(length), socket.buffer.get()};
+    v2xpub_Tap(socket, false, sender, data, length);
+    v2xpub_UdpSocketDataHead_t head{static_cast<int16_t>(length), data};
     socket.callback(&socket, &head, &sender, sizeof sender);
 }
 
@@ -127,14 +155,14 @@ bool WaitReadable(int fd, Clock::time_point deadline) {
     return true;
 }
 
-// Receives the next datagram of an accepted sender that fits into the target, and stores its length. Returns 0, 1 or
-// -3 as v2xpub_UdpSocketRecv does.
-int32_t ReceiveUntil(v2xpub_udpSocket& socket, const Target& target, Clock::time_point deadline, ssize_t& length) {
+// Receives the next datagram of an accepted sender that fits into the `size` bytes at the start of the batch. Returns
+// 0, 1 or -3 as v2xpub_UdpSocketRecv does.
+int32_t ReceiveUntil(v2xpub_udpSocket& socket, Batch<1>& batch, size_t size, Clock::time_point deadline) {
     for (int32_t lateDrops = 0; lateDrops < LATE_DROPS_MAX;) {
-        length = Receive(socket, target, MSG_DONTWAIT);
+        const int count = batch.Receive(socket, MSG_DONTWAIT);
         const int error = errno;
-        if (length >= 0) {
-            if (IsDeliverable(socket, *target.sender, length, target.size)) {
+        if (count > 0) {
+            if (IsDeliverable(socket, batch.Sender(0), batch.Length(0), size)) {
                 return 0;
             }
             lateDrops += Clock::now() >= deadline ? 1 : 0;
@@ -164,21 +192,21 @@ void v2xpub_CountKernelDrops(v2xpub_udpSocket& socket, uint32_t total) {
 void* v2xpub_UdpReceiveThread(void* arg) {
     v2xpub_udpSocket& socket = *static_cast<v2xpub_udpSocket*>(arg);
     v2xpub_NameThread(socket.name);
-    sockaddr_in sender{};
-    const Target target{socket.buffer.get(), V2XPUB_RECEIVE_BUFFER, &sender};
+    Batch<V2XPUB_BATCH> batch(socket.buffer.get(), V2XPUB_DATAGRAM_MAX);
     v2x_watchedThread thread(socket.name);
     while (true) {
         thread.Wait();
-        const ssize_t length = Receive(socket, target, 0);
+        const int count = batch.Receive(socket, MSG_WAITFORONE);
         const int error = errno;
         thread.Work();
-        // After shutdown() each recvmsg returns an empty datagram. Only the flag shows that the socket is shut down.
-        if (socket.isStopping.load(std::memory_order_acquire)) {
+        for (int i = 0; i < count && !IsStopping(socket); i++) {
+            Deliver(socket, batch.Data(i), batch.Length(i), batch.Sender(i));
+        }
+        // After shutdown() each call returns empty datagrams. Only the flag shows that the socket is shut down.
+        if (IsStopping(socket)) {
             return nullptr;
         }
-        if (length >= 0) {
-            Deliver(socket, length, sender);
-        } else if (!IsTransient(error)) {
+        if (count < 0 && !IsTransient(error)) {
             LogReceiveError(socket, error);
             nanosleep(&ERROR_PAUSE, nullptr);
         }
@@ -191,14 +219,13 @@ int32_t v2xpub_UdpSocketRecv(V2X_UDPSOCKHANDLE handle, v2xpub_UdpSocketDataHead_
         return -2;
     }
     const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    sockaddr_in sender{};
-    const Target target{data->mp_data, static_cast<size_t>(data->m_curMsgLen), &sender};
-    ssize_t length = 0;
-    const int32_t result = ReceiveUntil(*handle, target, deadline, length);
+    const auto size = static_cast<size_t>(data->m_curMsgLen);
+    Batch<1> batch(data->mp_data, size);
+    const int32_t result = ReceiveUntil(*handle, batch, size, deadline);
     if (result == 0) {
-        data->m_curMsgLen = static_cast<int16_t>(length);
+        data->m_curMsgLen = static_cast<int16_t>(batch.Length(0));
         v2xpub_Increment(handle->received);
-        v2xpub_Tap(*handle, false, sender, data->mp_data, length);
+        v2xpub_Tap(*handle, false, batch.Sender(0), data->mp_data, batch.Length(0));
     }
     return result;
 }
