@@ -26,11 +26,12 @@ bool HasPhase(const PhaseSet& set, uint8_t phase) {
 
 // What a device phase table reports about the device phases.
 struct PhaseIndex {
-    const uint8_t* entries[256]; // the entry to copy; null if the entries that are read have none
+    PhaseSet reported = {};      // phases with an entry, also behind the entries that are read
+    PhaseSet read = {};          // phases with an entry among those that are read
+    PhaseSet ambiguous = {};     // phases with two different lights
+    PhaseSet copied = {};        // phases that feed a SPAT phase
+    const uint8_t* entries[256]; // the entry to copy, for the phases in `read`
     uint8_t lights[256];         // light of the first entry, for the phases in `reported`
-    PhaseSet reported;           // phases with an entry, also behind the entries that are read
-    PhaseSet ambiguous;          // phases with two different lights
-    PhaseSet copied;             // phases that feed a SPAT phase
 };
 
 // Returns the length of an entry with its states in bytes.
@@ -71,7 +72,6 @@ void NoteLight(PhaseIndex& index, uint8_t phase, uint8_t light, v2xspatconv_find
 // Fills the index with one pass over the table, so that the 32 look-ups need no search.
 void IndexPhases(v2xspatconv_match match, std::span<const uint8_t> lm_phase, PhaseIndex& index,
                  v2xspatconv_findings_t& findings) {
-    index = {};
     for (uint16_t i = 0; lm_phase.size() >= sizeof(v2xipc_phase_t); i++) {
         const v2xipc_phase_t head = ReadEntryHead(lm_phase.data());
         const size_t length = EntryLength(head);
@@ -80,9 +80,10 @@ void IndexPhases(v2xspatconv_match match, std::span<const uint8_t> lm_phase, Pha
         }
         if (head.m_phaseStateNum > 0) {
             NoteLight(index, head.m_phaseId, ReadFirstState(lm_phase.data()).m_lightState, findings);
-            const uint8_t*& found = index.entries[head.m_phaseId];
-            if (i < V2XSPATCONV_PHASE_MAX && (match == v2xspatconv_match::last || found == nullptr)) {
-                found = lm_phase.data();
+            const bool isFirst = !HasPhase(index.read, head.m_phaseId);
+            if (i < V2XSPATCONV_PHASE_MAX && (match == v2xspatconv_match::last || isFirst)) {
+                AddPhase(index.read, head.m_phaseId);
+                index.entries[head.m_phaseId] = lm_phase.data();
             }
         }
         lm_phase = lm_phase.subspan(length);
@@ -93,7 +94,8 @@ void IndexPhases(v2xspatconv_match match, std::span<const uint8_t> lm_phase, Pha
 const uint8_t* GetLMPhaseByPhaseId(v2xlog_tag_t& tag, const PhaseIndex& index, uint16_t PhaseId) {
     const int32_t ret = 0;
     V2XLOG_TRACE_SCOPE(tag, ret);
-    return PhaseId < std::size(index.entries) ? index.entries[PhaseId] : nullptr;
+    return PhaseId <= UINT8_MAX && HasPhase(index.read, static_cast<uint8_t>(PhaseId)) ? index.entries[PhaseId]
+                                                                                       : nullptr;
 }
 
 // Copies the entries of SPAT phases 1 to 32 to the record, and notes the copied device phases in the index and the SPAT
