@@ -104,7 +104,7 @@ protected:
         while (m_now < end) {
             const uint64_t deadline = v2xspatconv_GateTick(m_now);
             EXPECT_GT(deadline, m_now);
-            m_now = std::min(deadline, end);
+            m_now = std::min({deadline, end, m_now + SECOND});
         }
     }
     // The payloads sent to the stack application since the last call.
@@ -281,7 +281,7 @@ TEST_F(Gate, OverdueSourceIsStaleBeforeItsLateRecordCounts) {
     }
     EXPECT_EQ(fakes::logged("learner 192.168.1.20: stale, no report for 5.0 s (1 accepted before)").size(), 1U);
     EXPECT_EQ(fakes::logged("learner 192.168.1.20: fresh again after 5.0 s").size(), 1U);
-    EXPECT_EQ(v2xspatconv_GateTick(m_now), m_now + SECOND / 4);
+    EXPECT_EQ(v2xspatconv_GateTick(m_now), m_now + 3 * SECOND + 1);
     happen("off");
     EXPECT_EQ(v2xspatconv_GateTick(m_now), UINT64_MAX);
 }

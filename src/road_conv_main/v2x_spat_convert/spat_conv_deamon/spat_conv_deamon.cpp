@@ -134,7 +134,7 @@ uint64_t RunJobs(std::span<Job> jobs, uint64_t now) {
     for (Job& job : jobs) {
         if (now >= job.next) {
             job.run();
-            job.next = now + job.interval;
+            job.next += ((now - job.next) / job.interval + 1) * job.interval; // without drift: jobs share wake-ups
         }
         deadline = std::min(deadline, job.next);
     }

@@ -41,7 +41,6 @@ v2x_counter g_unavailable{"gate", "unavailable"}; // unavailable records while n
 
 constexpr uint64_t NEVER = UINT64_MAX;
 constexpr uint64_t UNAVAILABLE_PERIOD = 1000000; // microseconds
-constexpr uint64_t TICK_MAX = 250000;            // microseconds; a record may create a deadline between two ticks
 constexpr uint64_t ALL_PHASES = UINT64_MAX;
 
 struct Gate {
@@ -323,10 +322,7 @@ int32_t v2xspatconv_GateRecord(e_v2xspatconv_source source, const v2xipc_phases_
 uint64_t v2xspatconv_GateTick(uint64_t now) {
     const Session session;
     const uint64_t sourceDeadline = AdvanceTo(now);
-    const uint64_t deadline = std::min(sourceDeadline, v2xspatconv_ChecksTick(g_gate.now));
-    const bool isAnyWatched = std::any_of(std::begin(g_gate.sources), std::end(g_gate.sources),
-                                          [](const auto& source) { return source.IsWatched(); });
-    return isAnyWatched ? std::min(deadline, g_gate.now + TICK_MAX) : deadline;
+    return std::min(sourceDeadline, v2xspatconv_ChecksTick(g_gate.now));
 }
 
 void v2xspatconv_GateStop(void) {

@@ -126,8 +126,8 @@ int32_t v2xspatconv_GateRecord(e_v2xspatconv_source source, const v2xipc_phases_
                                const v2xspatconv_findings_t& findings, v2xpub_address_t sender, uint64_t now);
 
 // Does what is due at the time `now`: sources become stale, unavailable records are sent, checks end. Returns the time
-// of the next deadline, at most 0.25 s after `now` if a source is watched; UINT64_MAX if there is none. Main thread, at
-// most 0.25 s late.
+// of the next deadline, or UINT64_MAX. Main thread, at most 0.25 s late and at least once a second: a record that is
+// accepted between two calls creates a deadline at least one second later.
 uint64_t v2xspatconv_GateTick(uint64_t now);
 
 // Ends the gate at a clean stop. If Guard.OnStale is "unavailable", sends the unavailable record once and withholds all
