@@ -1,11 +1,14 @@
 // Measures the effect of a flood of controller frames on the daemon: the latency of learner reports, the memory and the
-// size of the log, without and with the flood. Then measures how soon the daemon handles a frame after the flood.
+// size of the log, without and with the flood. Then measures how soon the daemon handles a frame after the flood. A
+// latency ends when the kernel receives the record, so that the time to read the records before it does not count.
 // usage: bench_flood [SECONDS [FRAMES_PER_SECOND]]    default: 30 s each without and with 1000 frames a second
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
+#include <sys/socket.h>
 #include <thread>
 
 #include "frame_1743.h"
@@ -13,14 +16,10 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using Clock = std::chrono::system_clock; // the clock of the kernel's time stamps
 
 constexpr int REPORTS_PER_SECOND = 50;
 constexpr uint8_t LEARNER_PHASE = 31; // the simulated controller has no lamp of this phase
-
-double millisecondsSince(Clock::time_point start) {
-    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-}
 
 long readResidentKib(pid_t pid) {
     const std::string status = readFile("/proc/" + std::to_string(pid) + "/status");
@@ -36,16 +35,32 @@ uintmax_t measureLog(const Unit& unit) {
     return bytes;
 }
 
-// Waits for a record whose first phase is `phaseId`. Returns the time since `start` in milliseconds, or -1 if no record
-// arrives within 2 s.
-double waitForRecord(Unit& unit, uint8_t phaseId, Clock::time_point start) {
+double milliseconds(Clock::duration time) {
+    return std::chrono::duration<double, std::milli>(time).count();
+}
+
+// Waits for a record whose first phase is `phaseId`. Returns the time from `start` until the kernel received the record
+// in milliseconds, or -1 if no record arrives within 2 s.
+double waitForRecord(const Unit& unit, uint8_t phaseId, Clock::time_point start) {
+    constexpr size_t FIRST_PHASE = 41;
+    uint8_t bytes[8192];
+    alignas(cmsghdr) uint8_t control[CMSG_SPACE(sizeof(timespec))];
+    iovec part = {bytes, sizeof bytes};
     for (;;) {
-        const auto bytes = unit.receiveRecord(2000);
-        if (!bytes) {
+        msghdr message = {};
+        message.msg_iov = &part;
+        message.msg_iovlen = 1;
+        message.msg_control = control;
+        message.msg_controllen = sizeof control;
+        const ssize_t length = recvmsg(unit.stack.fd(), &message, 0);
+        if (length < 0) {
             return -1;
         }
-        if (bytes->size() > 41 && (*bytes)[41] == phaseId) {
-            return millisecondsSince(start);
+        if (length > static_cast<ssize_t>(FIRST_PHASE) && bytes[FIRST_PHASE] == phaseId) {
+            timespec stamp;
+            memcpy(&stamp, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof stamp);
+            const auto time = std::chrono::seconds(stamp.tv_sec) + std::chrono::nanoseconds(stamp.tv_nsec);
+            return milliseconds(time - start.time_since_epoch());
         }
     }
 }
@@ -56,7 +71,7 @@ void measure(Unit& unit, const char* name, int seconds) {
     const auto begin = Clock::now();
     for (int i = 0; i < seconds * REPORTS_PER_SECOND; i++) {
         std::this_thread::sleep_until(begin + std::chrono::microseconds(1000000LL * i / REPORTS_PER_SECOND));
-        const auto start = Clock::now();
+        const Clock::time_point start = Clock::now();
         unit.learner.sendTo(unit.reportPort, {0xFE, 0xFE, 0x10, 0, 10, 0, 1, 0, LEARNER_PHASE, 1, 9, 0, 0, 0, 0});
         const double latency = waitForRecord(unit, LEARNER_PHASE, start);
         if (latency < 0) {
@@ -84,6 +99,10 @@ int main(int argc, char** argv) {
     const double rate = argc > 2 ? atof(argv[2]) : 1000;
     Unit unit;
     unit.startAndWaitReady();
+    const timeval timeout = {2, 0};
+    setsockopt(unit.stack.fd(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+    const int isOn = 1;
+    setsockopt(unit.stack.fd(), SOL_SOCKET, SO_TIMESTAMPNS, &isOn, sizeof isOn);
     measure(unit, "quiet", seconds);
 
     unit.startDevice("controller", rate, {"--seconds", std::to_string(seconds)});
@@ -98,6 +117,6 @@ int main(int argc, char** argv) {
     const double recovery = waitForRecord(unit, 2, sent);
     printf("flood sent %s", summary.c_str());
     printf("after the flood: last record within %.0f ms; a new frame's record %.0f ms after the frame\n",
-           std::chrono::duration<double, std::milli>(sent - floodEnd).count() - 600, recovery);
+           milliseconds(sent - floodEnd) - 600, recovery);
     return recovery < 0 ? 1 : 0;
 }
