@@ -330,6 +330,7 @@ TEST_F(ScenarioMsg, ReadsTheFramesOfACapture) {
         MakeReply(2, item + "\x09"),
         MakeReply(1, item, 1),
         "K" + RAW,
+        MakeReply(1, item + item),
     };
     {
         tools::CaptureWriter writer(Path("in.pcap"));
@@ -346,11 +347,13 @@ TEST_F(ScenarioMsg, ReadsTheFramesOfACapture) {
         ": packet 3: frame 3: byte 1: ends too early\n"
         "in.pcap: packet 4: frame 6: item 2 of 2 exceeds the reply\n"
         "in.pcap: packet 5: frame 7: a reply with 21 bytes after its header, which announces 22\n"
-        "7 frames, 3 bad\n";
+        "in.pcap: packet 7: frame 9: 10 bytes after the last item of the reply\n"
+        "9 frames, 4 bad\n";
     Check({
         {"v2x_msg info in.pcap", "",
          "packet 2, 2026-11-23T02:37:56.123456Z" + ext + "packet 3, 2026-11-23T02:37:57.123456Z" + ext +
-             "packet 3, 2026-11-23T02:37:57.123456Z" + ext + "packet 4, 2026-11-23T02:37:58.123456Z" + ext,
+             "packet 3, 2026-11-23T02:37:57.123456Z" + ext + "packet 4, 2026-11-23T02:37:58.123456Z" + ext +
+             "packet 7, 2026-11-23T02:38:01.123456Z" + ext,
          "in.pcap" + errors},
         {"cat in.pcap | v2x_msg decode --json --udp-port 47 --offset 1", "",
          "{\"packet\":6,\"time\":\"2026-11-23T02:38:00.123456Z\",\"MessageFrame\":" +
@@ -360,8 +363,8 @@ TEST_F(ScenarioMsg, ReadsTheFramesOfACapture) {
          EXTENSION + "<!-- packet 6, 2026-11-23T02:38:00.123456Z -->\n", ""},
         {"v2x_msg info --summary in.pcap --udp-port 47 --offset 1 | tail -2; v2x_msg info --udp-port 48 in.pcap", "",
          "first packet  2026-11-23T02:38:00.123456Z\nlast packet   2026-11-23T02:38:00.123456Z\n",
-         "in.pcap: 6 packets, no datagram of port 48; --udp-port N --offset K reads other datagrams, ports: 20002 (6), "
-         "20010 (5), 47 (1)\n"},
+         "in.pcap: 7 packets, no datagram of port 48; --udp-port N --offset K reads other datagrams, ports: 20002 (7), "
+         "20010 (6), 47 (1)\n"},
         {"head -c 170 in.pcap | v2x_msg info", "", "packet 2, 2026-11-23T02:37:56.123456Z" + ext,
          "standard input: truncated dump file; tried to read 16 header bytes, only got 12; the packets before are "
          "used\n"},

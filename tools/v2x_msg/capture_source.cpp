@@ -82,6 +82,9 @@ private:
             VisitFrame(items.first(item->m_uper_dataLen));
             items = items.subspan(item->m_uper_dataLen);
         }
+        if (!items.empty()) {
+            VisitInvalid(std::to_string(items.size()) + " bytes after the last item of the reply");
+        }
     }
 
     void Visit(Decoded decoded, size_t size) {
