@@ -89,5 +89,5 @@ FAULTS = [
     Fault("stack silent 2 min", stop_and_continue("stack", 120), 120, "V2xSpatStackSilent"),
     Fault("web server off 2 min", switch_off("serve", 120), 120, "V2xSpatUnitGone"),
     Fault("uplink cut 2 min", cut_uplink(120), 120, "V2xSpatUnitGone"),
-    Fault("cloud unavailable 6 min", replace("cloud", 360, "--status", "0"), 360, "V2xSpatCloudUnavailable"),
+    Fault("cloud unavailable 6 min", replace("cloud", 360, "--status", "2"), 360, "V2xSpatCloudUnavailable"),
 ]
