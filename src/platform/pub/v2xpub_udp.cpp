@@ -153,7 +153,7 @@ int32_t v2xpub_UdpSocketInit(V2X_UDPSOCKHANDLE* handle, const v2xpub_SocketInitP
     const bool hasThread = endpoint.isServer && para->f_msgFunc != nullptr;
     if (hasThread) {
         socket->callback = para->f_msgFunc;
-        socket->buffer = std::make_unique_for_overwrite<uint8_t[]>(V2XPUB_BATCH * V2XPUB_DATAGRAM_MAX);
+        socket->buffer = std::make_unique_for_overwrite<uint8_t[]>(V2XPUB_BATCH * V2XPUB_SLOT);
     }
     // Store the handle before the thread starts, because the callback may read the caller's handle.
     auto* const previousHandle = *handle;

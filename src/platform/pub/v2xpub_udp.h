@@ -96,6 +96,6 @@ void v2xpub_Tap(const v2xpub_udpSocket& socket, bool isSent, const sockaddr_in& 
 // shut down. Returns null.
 void* v2xpub_UdpReceiveThread(void* socket);
 
-// Maximum number of datagrams that the receive thread reads with one system call. Each has V2XPUB_DATAGRAM_MAX bytes of
-// the buffer.
+// Maximum number of datagrams that the receive thread reads with one system call, and the size of the buffer for each.
 inline constexpr size_t V2XPUB_BATCH = 8;
+inline constexpr size_t V2XPUB_SLOT = V2XPUB_DATAGRAM_MAX + 1;

@@ -192,17 +192,17 @@ void v2xpub_CountKernelDrops(v2xpub_udpSocket& socket, uint32_t total) {
 void* v2xpub_UdpReceiveThread(void* arg) {
     v2xpub_udpSocket& socket = *static_cast<v2xpub_udpSocket*>(arg);
     v2xpub_NameThread(socket.name);
-    Batch<V2XPUB_BATCH> batch(socket.buffer.get(), V2XPUB_DATAGRAM_MAX);
+    Batch<V2XPUB_BATCH> batch(socket.buffer.get(), V2XPUB_SLOT);
     v2x_watchedThread thread(socket.name);
     while (true) {
         thread.Wait();
         const int count = batch.Receive(socket, MSG_WAITFORONE);
         const int error = errno;
-        thread.Work();
         for (int i = 0; i < count && !IsStopping(socket); i++) {
+            thread.Work();
             Deliver(socket, batch.Data(i), batch.Length(i), batch.Sender(i));
         }
-        // After shutdown() each call returns empty datagrams. Only the flag shows that the socket is shut down.
+        // After shutdown() each call returns an empty datagram. Only the flag shows that the socket is shut down.
         if (IsStopping(socket)) {
             return nullptr;
         }
