@@ -56,9 +56,10 @@ double waitForRecord(const Unit& unit, uint8_t phaseId, Clock::time_point start)
         if (length < 0) {
             return -1;
         }
-        if (length > static_cast<ssize_t>(FIRST_PHASE) && bytes[FIRST_PHASE] == phaseId) {
+        const cmsghdr* const head = CMSG_FIRSTHDR(&message);
+        if (head != nullptr && length > static_cast<ssize_t>(FIRST_PHASE) && bytes[FIRST_PHASE] == phaseId) {
             timespec stamp;
-            memcpy(&stamp, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof stamp);
+            memcpy(&stamp, CMSG_DATA(head), sizeof stamp);
             const auto time = std::chrono::seconds(stamp.tv_sec) + std::chrono::nanoseconds(stamp.tv_nsec);
             return milliseconds(time - start.time_since_epoch());
         }
