@@ -2,7 +2,7 @@
 import signal
 import socket
 from dataclasses import dataclass
-from typing import Callable, Optional
+from typing import Callable
 
 
 def stop_and_continue(name, seconds):
@@ -30,6 +30,13 @@ def switch_off(name, seconds):
         unit.start(name)
 
     return inject
+
+
+def switch_both_off(unit):
+    learner = switch_off("learner", 120)(unit)
+    next(learner)
+    yield from switch_off("controller", 120)(unit)
+    next(learner, None)
 
 
 def kill_daemon(times):
@@ -71,23 +78,28 @@ class Fault:
     name: str
     inject: Callable
     seconds: float  # until it ends
-    alert: Optional[str]  # the alert that must fire; None: no alert may fire
+    alerts: list  # (alert, source or "") that must fire; no other may
+
+
+def stale(source):
+    return ("V2xSpatSourceStale", source)
 
 
 FAULTS = [
-    Fault("learner off 2 min", switch_off("learner", 120), 120, "V2xSpatSourceStale"),
-    Fault("controller off 2 min", switch_off("controller", 120), 120, "V2xSpatSourceStale"),
-    Fault("learner off 4 times 20 s", switch_off_often("learner", 4), 160, "V2xSpatSourceFlapping"),
-    Fault("learner off 20 s", switch_off("learner", 20), 20, None),
-    Fault("30 % of the reports damaged, 1 min", replace("learner", 60, "--damage", "0.3"), 60, None),
+    Fault("learner off 2 min", switch_off("learner", 120), 120, [stale("learner")]),
+    Fault("controller off 2 min", switch_off("controller", 120), 120, [stale("1743")]),
+    Fault("both devices off 2 min", switch_both_off, 120, [("V2xSpatNoSource", ""), stale("learner"), stale("1743")]),
+    Fault("learner off 4 times 20 s", switch_off_often("learner", 4), 160, [("V2xSpatSourceFlapping", "learner")]),
+    Fault("learner off 20 s", switch_off("learner", 20), 20, []),
+    Fault("30 % of the reports damaged, 1 min", replace("learner", 60, "--damage", "0.3"), 60, []),
     Fault("conflicting greens, 1 min", replace("learner", 60, "--fault", "conflict", "--fault-rate", "4"), 60,
-          "V2xSpatCheckActive"),
-    Fault("100 datagrams of a foreign sender", send_from_outside, 10, "V2xSpatSenderRefused"),
-    Fault("daemon killed", kill_daemon(1), 20, None),
-    Fault("daemon killed 4 times", kill_daemon(4), 80, "V2xSpatDaemonRestarts"),
-    Fault("daemon off 2 min", switch_off("daemon", 120), 120, "V2xSpatDaemonGone"),
-    Fault("stack silent 2 min", stop_and_continue("stack", 120), 120, "V2xSpatStackSilent"),
-    Fault("web server off 2 min", switch_off("serve", 120), 120, "V2xSpatUnitGone"),
-    Fault("uplink cut 2 min", cut_uplink(120), 120, "V2xSpatUnitGone"),
-    Fault("cloud unavailable 6 min", replace("cloud", 360, "--status", "2"), 360, "V2xSpatCloudUnavailable"),
+          [("V2xSpatCheckActive", "learner")]),
+    Fault("100 datagrams of a foreign sender", send_from_outside, 10, [("V2xSpatSenderRefused", "learner")]),
+    Fault("daemon killed", kill_daemon(1), 20, []),
+    Fault("daemon killed 4 times", kill_daemon(4), 80, [("V2xSpatDaemonRestarts", "")]),
+    Fault("daemon off 2 min", switch_off("daemon", 120), 120, [("V2xSpatDaemonGone", "")]),
+    Fault("stack silent 2 min", stop_and_continue("stack", 120), 120, [("V2xSpatStackSilent", "")]),
+    Fault("web server off 2 min", switch_off("serve", 120), 120, [("V2xSpatUnitGone", "")]),
+    Fault("uplink cut 2 min", cut_uplink(120), 120, [("V2xSpatUnitGone", "")]),
+    Fault("cloud unavailable 6 min", replace("cloud", 360, "--status", "2"), 360, [("V2xSpatCloudUnavailable", "")]),
 ]

@@ -16,7 +16,8 @@ from faults import FAULTS
 from unit import Unit, read_cost, run
 
 SETTLE = 60  # s before the first fault
-ALERT_TIME = 150  # s after a fault's end in which its alert must fire
+ALERT_TIME = 150  # s after a fault's end until which its alert must fire
+STEP = 5  # s between two looks at the alerts
 PROMETHEUS = "127.0.0.1:9090"
 MACHINE_ALERT = "V2xSpatClockNotSynchronised"  # true or false for all units: they share this machine's clock
 
@@ -42,7 +43,6 @@ def start_network():
 def start_prometheus(root, folder, units):
     conf = folder / "prometheus"
     shutil.copytree(root / "contrib/prometheus", conf)
-    (conf / "units/example.yml").unlink()
     targets = [{"targets": [f"{unit.address}:8080"], "labels": {"unit": unit.name}} for unit in units]
     (conf / "units/fleet.yml").write_text(json.dumps(targets))  # JSON is YAML
     with open(folder / "prometheus.out", "wb") as output:
@@ -97,64 +97,78 @@ def play(options, units, plan, prometheus):
 
 
 def stop(units):
-    """Stops senders first, so that nothing is on its way when a receiver ends."""
+    """Stops senders first, so that nothing is on its way when a receiver ends. Notes an unexpected end."""
     for names, pause in ((("learner", "controller"), 2), (("stack", "serve"), 1), (("daemon", "cloud"), 0)):
-        for unit in units:
-            for name in names:
-                if name in unit.processes:
-                    unit.signal(name, signal.SIGTERM)
-                    unit.off.add(name)
-        for unit in units:
-            for name in names:
-                if name in unit.processes:
-                    unit.processes[name].wait()
+        running = [(unit, name) for unit in units for name in names if name in unit.processes]
+        for unit, name in running:
+            unit.off.add(name)
+            unit.signal(name, signal.SIGTERM)
+        for unit, name in running:
+            if unit.processes[name].wait() != 0:
+                unit.exits.append(f"{name} ended with {unit.processes[name].returncode}")
         time.sleep(pause)
 
 
 def read_alerts(start, end):
-    """Returns {(unit name, alert): time of its first firing}."""
-    first = {}
-    for series in query("query_range", query='ALERTS{alertstate="firing"}', start=start, end=end, step=5):
+    """Returns [(unit name, alert, source or "", time at which it fired)]."""
+    fired = []
+    for series in query("query_range", query='ALERTS{alertstate="firing"}', start=start, end=end, step=STEP):
         labels = series["metric"]
-        key = (labels["unit"], labels["alertname"])
-        first[key] = min(first.get(key, end), float(series["values"][0][0]))
-    return first
+        last = 0
+        for at, _ in series["values"]:
+            if float(at) > last + STEP:
+                fired.append((labels["unit"], labels["alertname"], labels.get("source", ""), float(at)))
+            last = float(at)
+    return fired
+
+
+def take_expected(alerts, unit, fault, begin):
+    """Removes the alerts of a fault from the list. Returns [(alert, source, seconds until it fired or None)]."""
+    rows = []
+    for alert, source in fault.alerts:
+        found = [item for item in alerts
+                 if item[:3] == (unit.name, alert, source) and begin <= item[3] <= begin + fault.seconds + ALERT_TIME]
+        for item in found:
+            alerts.remove(item)
+        rows.append((alert, source, min(item[3] for item in found) - begin if found else None))
+    return rows
 
 
 def report_faults(injected, alerts):
-    """Prints the table of the faults. Returns the number of missing alerts."""
+    """Prints the table of the faults, and removes their alerts from the list. Returns the number of missing alerts."""
     missing = 0
     print("\n| unit | what was done | alert | fired after |\n|---|---|---|---|")
     for unit, (fault, begin) in injected.items():
-        fired = alerts.get((unit.name, fault.alert))
-        missing += fault.alert is not None and fired is None
-        delay = "-" if fault.alert is None else "MISSING" if fired is None else f"{fired - begin:.0f} s"
-        print(f"| {unit.name} | {fault.name} | {fault.alert or '-'} | {delay} |")
+        rows = take_expected(alerts, unit, fault, begin)
+        missing += sum(delay is None for _, _, delay in rows)
+        names = ", ".join(f"{alert} {source}".strip() for alert, source, _ in rows)
+        delays = ", ".join("MISSING" if delay is None else f"{delay:.0f} s" for _, _, delay in rows)
+        print(f"| {unit.name} | {fault.name} | {names or '-'} | {delays or '-'} |")
     return missing
 
 
-def report_false_alarms(injected, alerts):
-    expected = {(unit.name, fault.alert) for unit, (fault, _) in injected.items()}
-    false = [key for key in alerts if key not in expected and key[1] != MACHINE_ALERT]
-    machine = sum(key[1] == MACHINE_ALERT for key in alerts)
-    print(f"\nfalse alarms: {len(false)}{''.join(f'; {unit} {alert}' for unit, alert in false)}")
+def report_false_alarms(alerts):
+    machine = sum(alert == MACHINE_ALERT for _, alert, _, _ in alerts)
+    false = [f"; {unit} {alert} {source}" for unit, alert, source, _ in alerts if alert != MACHINE_ALERT]
+    print(f"\nfalse alarms: {len(false)}{''.join(false)}")
     print(f"{MACHINE_ALERT} fired for {machine} units: they share the clock of this machine")
     return len(false)
 
 
-def report_losses(units, injected):
-    sent = received = up = delivered = ends = 0
-    for unit in units:
-        if unit in injected:
-            continue
-        sent += sum(unit.summary(name).get("sent", 0) for name in ("learner", "controller"))
-        received += unit.summary("stack").get("records", 0)
-        up += unit.summary("stack").get("repliesGood", 0)
-        delivered += unit.summary("cloud").get("upGood", 0)
-        ends += len(unit.exits)
-    print(f"\n{len(units) - len(injected)} units without a fault: {sent} reports and frames sent, {received} records received; "
-          f"{up} SPATs from the stacks, {delivered} in the cloud; {ends} processes ended by themselves")
-    return sent != received or up != delivered or ends != 0
+def report_losses(healthy):
+    """Returns the number of units that lost something or did nothing."""
+    total = [0, 0, 0, 0]
+    bad = []
+    for unit in healthy:
+        stack = unit.summary("stack")
+        sent = sum(unit.summary(name)["sent"] for name in ("learner", "controller"))
+        counts = sent, stack["records"], stack["repliesGood"], unit.summary("cloud")["upGood"]
+        total = [old + new for old, new in zip(total, counts)]
+        if counts[0] != counts[1] or counts[2] != counts[3] or 0 in counts or unit.exits:
+            bad.append(f"; {unit.name} {counts} {', '.join(unit.exits)}")
+    print(f"\n{len(healthy)} units without a fault: {total[0]} reports and frames sent, {total[1]} records received; "
+          f"{total[2]} SPATs from the stacks, {total[3]} in the cloud; {len(bad)} units lost something{''.join(bad)}")
+    return len(bad)
 
 
 def read_costs(units):
@@ -187,6 +201,7 @@ def main():
     random.seed(options.seed)
     print(f"fleet: {options.units} units, {options.minutes:g} minutes, seed {options.seed}", flush=True)
     folder = pathlib.Path(tempfile.mkdtemp(prefix="v2x_fleet."))
+    failed = True
     try:
         start_network()
         units = []
@@ -204,21 +219,29 @@ def main():
         prometheus = start_prometheus(options.root, folder, units)
         plan = choose_faults(options, units)
         healthy = [unit for unit in units if unit not in {item[1] for item in plan}]
+        if not healthy or (options.faulty > 0 and not plan):
+            sys.exit("fleet: every unit has a fault, or no fault fits into the time; change --faulty or --minutes")
         costs, machine = read_costs(healthy), read_machine()
         injected = play(options, units, plan, prometheus)
         later, machine_later = read_costs(healthy), read_machine()
         seconds = time.time() - begin
         alerts = read_alerts(begin, time.time())
+        scraped = len(query("query", query='up{job="v2x_spat"}'))
         prometheus_cost = read_cost(prometheus.pid)
         stop(units)
-        failed = report_faults(injected, alerts) + report_false_alarms(injected, alerts) + report_losses(units, injected)
+        failed = report_faults(injected, alerts) + report_false_alarms(alerts) + report_losses(healthy)
+        print(f"Prometheus reads {scraped} of {len(units)} units")
+        failed += scraped != len(units)
         report_costs(costs, later, seconds)
         busy = (machine_later[0] - machine[0]) / (machine_later[1] - machine[1])
         print(f"| Prometheus | {prometheus_cost[0] / seconds * 1000:.1f} ms/s | {prometheus_cost[1]:.1f} MiB | |")
         print(f"\nmachine: {busy:.0%} of its processors in use, simulators included")
-        sys.exit(1 if failed else 0)
     finally:
-        shutil.rmtree(folder, ignore_errors=True)
+        if failed:
+            print(f"fleet: failed or interrupted; the logs are in {folder}", file=sys.stderr)
+        else:
+            shutil.rmtree(folder, ignore_errors=True)
+    sys.exit(1 if failed else 0)
 
 
 main()

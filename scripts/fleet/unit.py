@@ -109,10 +109,7 @@ class Unit:
                 self.start(name)
 
     def summary(self, name):
-        try:
-            return json.loads((self.folder / f"{name}.json").read_text())["summary"]
-        except (OSError, ValueError, KeyError):
-            return {}
+        return json.loads((self.folder / f"{name}.json").read_text())["summary"]
 
 
 def read_cost(pid):
